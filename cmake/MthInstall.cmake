@@ -1,0 +1,25 @@
+# Installation: libraries, public headers, CMake package and pkg-config file.
+include(CMakePackageConfigHelpers)
+
+set(MTH_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/mth")
+
+install(TARGETS mth mth_std EXPORT mthTargets
+        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+        RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+install(EXPORT mthTargets NAMESPACE mth:: DESTINATION "${MTH_PACKAGE_DIR}")
+
+# Every header is public but the internal ones, which share one of these names.
+foreach(folder std mth)
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/${folder}/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}"
+          FILES_MATCHING PATTERN "*.h" PATTERN "*_internal.h" EXCLUDE)
+endforeach()
+
+configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/mthConfig.cmake.in"
+                              "${PROJECT_BINARY_DIR}/mthConfig.cmake" INSTALL_DESTINATION "${MTH_PACKAGE_DIR}")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/mthConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/mthConfig.cmake" "${PROJECT_BINARY_DIR}/mthConfigVersion.cmake"
+        DESTINATION "${MTH_PACKAGE_DIR}")
+
+configure_file("${PROJECT_SOURCE_DIR}/cmake/mth.pc.in" "${PROJECT_BINARY_DIR}/mth.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/mth.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

@@ -1,0 +1,32 @@
+# Compiler settings of our own targets. Nothing here reaches the hosts that link the library.
+
+# mth_configure_target(target): language level, warnings and the floating-point contract.
+function(mth_configure_target target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden
+                                             VISIBILITY_INLINES_HIDDEN ON)
+  if(MSVC)
+    target_compile_options(${target} PRIVATE /W4 /utf-8 /fp:precise)
+  else()
+    # A fused multiply-add rounds once where the contract rounds twice: results would depend on the CPU.
+    target_compile_options(${target} PRIVATE -ffp-contract=off -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+  endif()
+  if(MTH_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE $<IF:$<CXX_COMPILER_ID:MSVC>,/WX,-Werror>)
+  endif()
+  if(MTH_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=all
+                                             -fno-omit-frame-pointer)
+    target_link_options(${target} PUBLIC -fsanitize=address,undefined)
+  endif()
+endfunction()
+
+# mth_configure_library(target): a library that is installed and exported as mth::<export name>.
+function(mth_configure_library target)
+  mth_configure_target(${target})
+  target_compile_definitions(${target} PRIVATE MTH_BUILDING)
+  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+                                              $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+                                             POSITION_INDEPENDENT_CODE ON WINDOWS_EXPORT_ALL_SYMBOLS ON)
+endfunction()

@@ -1,0 +1,102 @@
+#include <algorithm>
+
+#include "mth/matrix/Mth_matrix.h"
+#include "mth/matrix/Mth_matrix_internal.h"
+
+// Element-wise operations, transposition and the matrix product.
+
+int MTH_MATRIX::CheckOperands(const MTH_MATRIX& left, const MTH_MATRIX& right) {
+  if (!left.allocated_ || !right.allocated_) return 1;
+  if (left.type_ != right.type_ || !left.HasValidType()) return 14;
+  return 0;
+}
+
+// One element-wise operation of two operands, written once for both storages.
+template <class Operation>
+MTH_MATRIX* MTH_MATRIX::Combine(const MTH_MATRIX& other, Operation operation) const {
+  if (const int refusal = CheckOperands(*this, other)) return NewFailure(refusal);
+  if (rows_ != other.rows_ || columns_ != other.columns_) return NewFailure(4);
+  MTH_MATRIX* result = NewResult(rows_, columns_, type_);
+  if (!mth_internal::IsUsable(result)) return result;
+  OnStorage([&](auto* left) {
+    using T = std::remove_pointer_t<decltype(left)>;
+    const T* right = other.Elements<T>();
+    T* __restrict target = result->Elements<T>();
+    for (std::int64_t i = 0; i < ElementsCount(); ++i) target[i] = operation(left[i], right[i]);
+  });
+  return result;
+}
+
+// One element-wise operation of this matrix.
+template <class Operation>
+MTH_MATRIX* MTH_MATRIX::Map(Operation operation) const {
+  if (!allocated_) return NewFailure(1);
+  MTH_MATRIX* result = NewResult(rows_, columns_, type_);
+  if (!mth_internal::IsUsable(result)) return result;
+  OnStorage([&](auto* source) {
+    using T = std::remove_pointer_t<decltype(source)>;
+    T* __restrict target = result->Elements<T>();
+    for (std::int64_t i = 0; i < ElementsCount(); ++i) target[i] = operation(source[i]);
+  });
+  return result;
+}
+
+MTH_MATRIX* MTH_MATRIX::operator+(const MTH_MATRIX& other) const {
+  return Combine(other, [](auto a, auto b) { return a + b; });
+}
+
+MTH_MATRIX* MTH_MATRIX::operator-(const MTH_MATRIX& other) const {
+  return Combine(other, [](auto a, auto b) { return a - b; });
+}
+
+MTH_MATRIX* MTH_MATRIX::operator/(const MTH_MATRIX& other) const {
+  return Combine(other, [](auto a, auto b) { return a / b; });
+}
+
+MTH_MATRIX* MTH_MATRIX::operator*(const double factor) const {
+  return Map([factor](auto a) { return a * static_cast<decltype(a)>(factor); });
+}
+
+MTH_MATRIX* MTH_MATRIX::GetThresholding(double threshold) const {
+  return Map([threshold](auto a) {
+    using T = decltype(a);
+    return a < static_cast<T>(threshold) ? T{0} : T{1};
+  });
+}
+
+MTH_MATRIX* MTH_MATRIX::Transpose() const {
+  if (!allocated_) return NewFailure(1);
+  MTH_MATRIX* result = NewResult(columns_, rows_, type_);
+  if (!mth_internal::IsUsable(result)) return result;
+  OnStorage([&](auto* source) {
+    using T = std::remove_pointer_t<decltype(source)>;
+    T* __restrict target = result->Elements<T>();
+    for (std::int64_t i = 0; i < rows_; ++i) {
+      for (std::int64_t j = 0; j < columns_; ++j) target[j * rows_ + i] = source[i * columns_ + j];
+    }
+  });
+  return result;
+}
+
+MTH_MATRIX* MTH_MATRIX::operator*(const MTH_MATRIX& other) const {
+  if (const int refusal = CheckOperands(*this, other)) return NewFailure(refusal);
+  if (columns_ != other.rows_) return NewFailure(4);
+  MTH_MATRIX* result = NewResult(rows_, other.columns_, type_);
+  if (!mth_internal::IsUsable(result)) return result;
+  OnStorage([&](auto* left) {
+    using T = std::remove_pointer_t<decltype(left)>;
+    const T* right = other.Elements<T>();
+    T* target = result->Elements<T>();
+    for (std::int64_t i = 0; i < rows_; ++i) {
+      for (std::int64_t j = 0; j < other.columns_; ++j) {
+        double sum = 0.0;
+        for (std::int64_t k = 0; k < columns_; ++k) {
+          sum += static_cast<double>(left[i * columns_ + k]) *
+                 static_cast<double>(right[k * other.columns_ + j]);
+        }
+        target[i * other.columns_ + j] = static_cast<T>(sum);
+      }
+    }
+  });
+  return result;
+}

@@ -1,0 +1,72 @@
+#include <algorithm>
+#include <cmath>
+
+#include "mth/matrix/Mth_matrix.h"
+#include "mth/matrix/Mth_matrix_internal.h"
+
+// What a matrix tells of itself: trace, extrema, norm and blocks.
+
+double MTH_MATRIX::GetTrace() const {
+  double trace = 0.0;
+  for (int i = 0; i < columns_; ++i) trace += Get(i, i);
+  return trace;
+}
+
+template <class IsBetter>
+double MTH_MATRIX::FindExtremum(IsBetter isBetter) const {
+  if (!allocated_ || ElementsCount() == 0) return 0.0;
+  return OnStorage([&](auto* elements) {
+    auto best = elements[0];
+    for (std::int64_t i = 1; i < ElementsCount(); ++i)
+      best = isBetter(elements[i], best) ? elements[i] : best;
+    return static_cast<double>(best);
+  });
+}
+
+double MTH_MATRIX::GetMax(int* /*row*/, int* /*column*/) const {
+  return FindExtremum([](auto candidate, auto best) { return candidate > best; });
+}
+
+double MTH_MATRIX::GetMin(int* /*row*/, int* /*column*/) const {
+  return FindExtremum([](auto candidate, auto best) { return candidate < best; });
+}
+
+double MTH_MATRIX::ComputeFrobeniusNorm() const {
+  if (!allocated_) return 0.0;
+  return OnStorage([&](auto* elements) {
+    double sum = 0.0;
+    for (std::int64_t i = 0; i < ElementsCount(); ++i) {
+      const double element = static_cast<double>(elements[i]);
+      sum += element * element;
+    }
+    return std::sqrt(sum);
+  });
+}
+
+MTH_MATRIX* MTH_MATRIX::GetExtract(int firstRow, int firstColumn, int rowCount, int columnCount) const {
+  if (!allocated_) return NewFailure(1);
+  const bool isNegative = firstRow < 0 || firstColumn < 0 || rowCount < 0 || columnCount < 0;
+  const bool isTooLarge =
+      std::int64_t{firstRow} + rowCount > rows_ || std::int64_t{firstColumn} + columnCount > columns_;
+  if (isNegative || isTooLarge) return NewFailure(4);
+  MTH_MATRIX* result = NewResult(rowCount, columnCount, type_);
+  if (!mth_internal::IsUsable(result)) return result;
+  OnStorage([&](auto* source) {
+    using T = std::remove_pointer_t<decltype(source)>;
+    T* target = result->Elements<T>();
+    for (std::int64_t i = 0; i < rowCount; ++i) {
+      std::copy_n(source + (firstRow + i) * columns_ + firstColumn, columnCount, target + i * columnCount);
+    }
+  });
+  return result;
+}
+
+MTH_MATRIX* MTH_MATRIX::RegionOfMatrix(int firstRow, int firstCol, int lastRow, int lastCol) const {
+  if (!allocated_) return NewFailure(1);
+  const int top = std::max(firstRow, 0);
+  const int left = std::max(firstCol, 0);
+  const int bottom = std::min(lastRow, rows_ - 1);
+  const int right = std::min(lastCol, columns_ - 1);
+  if (bottom < top || right < left) return NewFailure(4);
+  return GetExtract(top, left, bottom - top + 1, right - left + 1);
+}

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstddef>
+
+namespace mth_internal {
+
+/// Memory for a matrix's elements, aligned for the widest vectors and not initialised. Large blocks come in
+/// whole huge pages where the platform offers them: fresh memory costs more than most element-wise
+/// operations.
+/// @return  null when the memory cannot be had.
+void* AllocateStorage(std::size_t bytes);
+
+/// Gives back what AllocateStorage(bytes) returned; null is allowed.
+void FreeStorage(void* storage, std::size_t bytes);
+
+}  // namespace mth_internal

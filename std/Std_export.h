@@ -1,0 +1,12 @@
+#pragma once
+
+/// Marks a declaration that host programs may use; everything else stays hidden inside the shared libraries.
+#if defined(_WIN32)
+#define MTH_EXPORT
+#else
+#define MTH_EXPORT __attribute__((visibility("default")))
+#endif
+
+#if defined(MTH_BUILDING) && defined(__FAST_MATH__)
+#error "Build the library without -ffast-math: its results are fixed bit for bit."
+#endif
