@@ -1,0 +1,31 @@
+# Sourced by demo.sh and test.sh: what they need of Debian, and how it gets there.
+
+BUILD_PACKAGES=(g++ cmake ninja-build)
+EXAMPLE_PACKAGES=(libcli11-dev libpng-dev libnifti-dev libnifti2-dev zlib1g-dev nlohmann-json3-dev)
+TEST_PACKAGES=(libgtest-dev)
+
+is_installed() {
+  dpkg-query --show --showformat='${db:Status-Status}' "$1" 2>/dev/null | grep -qx installed
+}
+
+# ensure_packages NAME...: installs the missing ones as root or through sudo; elsewhere says what to install.
+ensure_packages() {
+  command -v dpkg-query >/dev/null || return 0 # not Debian: the configuration tells what it does not find
+  local missing=() name
+  for name in "$@"; do
+    is_installed "$name" || missing+=("$name")
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! sudo -n true 2>/dev/null; then
+      echo "Please install: sudo apt-get install ${missing[*]}" >&2
+      exit 1
+    fi
+    as_root=(sudo)
+  fi
+  echo "Installing ${missing[*]}"
+  "${as_root[@]}" apt-get update -qq
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
