@@ -4,6 +4,17 @@
 
 #include "mth/value/Mth_value_internal.h"
 
+namespace {
+
+// Generic, since some compilers instantiate the scalar product of every member, whatever its constraint.
+template <class T>
+MTH_3D_VECTOR<T>* Scaled(const MTH_3D_VECTOR<T>& v, double factor) {
+  const auto scaled = [factor](T component) { return static_cast<T>(component * factor); };
+  return new (std::nothrow) MTH_3D_VECTOR<T>(scaled(v.GetX()), scaled(v.GetY()), scaled(v.GetZ()));
+}
+
+}  // namespace
+
 template <class T>
 MTH_3D_VECTOR<T>::MTH_3D_VECTOR(const T x, const T y, const T z)
     : x_(x), y_(y), z_(z), norm_(ComputeNorm()) {}
@@ -46,12 +57,12 @@ MTH_3D_VECTOR<T>* MTH_3D_VECTOR<T>::operator-(
 
 template <class T>
 MTH_3D_VECTOR<T>* MTH_3D_VECTOR<T>::operator*(const double factor) const requires std::same_as<T, double> {
-  return new (std::nothrow) MTH_3D_VECTOR(x_ * factor, y_ * factor, z_ * factor);
+  return Scaled(*this, factor);
 }
 
 template <class T>
 MTH_3D_VECTOR<T>* MTH_3D_VECTOR<T>::operator*(const float factor) const requires std::same_as<T, double> {
-  return *this * static_cast<double>(factor);
+  return Scaled(*this, double{factor});
 }
 
 template <class T>
