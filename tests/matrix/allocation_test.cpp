@@ -33,7 +33,9 @@ TEST(MatrixAllocation, WithoutMemoryResultsAreNullOrUnallocated) {
       {"a failure", [&] { return a + kernel; }},
       {"copy", [&] { return new (std::nothrow) MTH_MATRIX(a); }},
   };
-  for (const auto& [name, operation] : operations) {
+  for (const auto& entry : operations) {
+    const char* name = entry.first;
+    const Operation& operation = entry.second;
     const MatrixPtr wanted(operation());
     const int faults = ForEachAllocationFault(operation, [&](MTH_MATRIX* result) {
       const MatrixPtr owned(result);

