@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -157,6 +158,10 @@ TEST_F(MatrixFile, TextIsThatOfPercentFInEveryLocale) {
 }
 
 TEST_F(MatrixFile, TextAgreesWithTheCLibrary) {
+  // Set where these tests run under a comma locale, so that a missing locale does not go unseen.
+  if (std::getenv("LC_COMMA_EXPECTED") != nullptr) {
+    EXPECT_STREQ(std::localeconv()->decimal_point, ",");
+  }
   for (int type : {kDouble, kFloat}) {
     const MTH_MATRIX matrix = FromRule(40, 5, type, [](int i, int j) {
       return RandomMatrix(1, 1, kDouble, static_cast<unsigned>(5 * i + j)).Get(0, 0) *
