@@ -8,10 +8,6 @@
 #include "mth/matrix/Mth_matrix.h"
 #include "std/Std_export.h"
 
-namespace mth_internal {
-class ClusterPartition;
-}  // namespace mth_internal
-
 /// Clustering engine: owns samples and one centroid per cluster, and partitions the samples with hard k-means
 /// or fuzzy c-means.
 ///
@@ -136,9 +132,13 @@ class MTH_EXPORT MTH_CLUSTERING {
   void CopySamples(const MTH_CLUSTERING& source);
   void CopyCredalPartition(const MTH_CLUSTERING& source);
   bool HasCentroids() const { return centroids_ != nullptr && centroids_->GetCount() == clustersCount_; }
-  bool Gather(mth_internal::ClusterPartition& partition) const;
-  void ScatterMemberships(const mth_internal::ClusterPartition& partition);
-  void ScatterCentroids(const mth_internal::ClusterPartition& partition);
+  bool CanRun() const;
+  // Copies a block's samples into rows, one per dimension and one per cluster.
+  void GatherBlock(int block, double* features, double* memberships) const;
+  std::vector<double> GatherCentroids() const;
+  void ScatterCentroids(const std::vector<double>& centroids);
+  double RunKMeans();
+  double RunFuzzyCMeans();
 
   bool isEvidential_ = false;
   int clustersCount_ = 0;

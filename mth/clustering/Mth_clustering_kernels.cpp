@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 #include "mth/clustering/Mth_clustering_kernels_internal.h"
 

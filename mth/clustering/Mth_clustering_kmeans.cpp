@@ -6,119 +6,87 @@
 
 #include "mth/clustering/Mth_clustering.h"
 #include "mth/clustering/Mth_clustering_internal.h"
-#include "mth/clustering/Mth_clustering_kernels_internal.h"
-#include "mth/clustering/Mth_clustering_partition_internal.h"
+#include "mth/clustering/Mth_clustering_run_internal.h"
 
-namespace mth_internal {
+using namespace mth_internal;
+
 namespace {
 
-// One run of k-means. After the first assignment a sample's memberships are told by its cluster alone; they
-// are written out again at the end.
-class KMeansRun {
- public:
-  explicit KMeansRun(ClusterPartition& partition)
-      : partition_(partition),
-        labels_(static_cast<std::size_t>(partition.BlocksCount()) * kBlockSamples),
-        nearest_(kBlockSamples),
-        distances_(2 * kBlockSamples),
-        weights_(static_cast<std::size_t>(partition.ClustersCount()) * kBlockSamples) {}
-
-  void SumInitialWeights() {
-    partition_.ResetSums();
-    for (int block = 0; block < partition_.BlocksCount(); ++block) {
-      partition_.AddToSums(block, partition_.Memberships(block));
-    }
-  }
-
-  // Gives every sample to its nearest centroid, summing for the next update on the way; returns how many
-  // changed.
-  std::int64_t Assign(bool isFirst) {
-    std::int64_t changes = 0;
-    partition_.ResetSums();
-    for (int block = 0; block < partition_.BlocksCount(); ++block) {
-      MTH_SELECT(FindNearest)
-      (partition_.Features(block), partition_.Centroids(), partition_.ClustersCount(),
-       partition_.DimensionsCount(), partition_.SamplesIn(block), distances_.data(), nearest_.data());
-      changes += isFirst ? CountNewMembers(block) : CountMoves(block);
-      std::copy_n(nearest_.data(), partition_.SamplesIn(block), Labels(block));
-      WriteMemberships(block, weights_.data());
-      partition_.AddToSums(block, weights_.data());
-    }
-    return changes;
-  }
-
-  void WriteMemberships() {
-    for (int block = 0; block < partition_.BlocksCount(); ++block) {
-      WriteMemberships(block, partition_.Memberships(block));
-    }
-  }
-
- private:
-  std::int32_t* Labels(int block) {
-    return labels_.data() + static_cast<std::int64_t>(block) * kBlockSamples;
-  }
-
-  // The caller's memberships need not be 0 and 1: a sample counts as unchanged when its own is exactly 1.
-  std::int64_t CountNewMembers(int block) const {
-    const double* memberships = partition_.Memberships(block);
-    std::int64_t changes = 0;
-    for (int b = 0; b < partition_.SamplesIn(block); ++b) {
-      changes += memberships[nearest_[static_cast<std::size_t>(b)] * kBlockSamples + b] != 1.0;
-    }
-    return changes;
-  }
-
-  std::int64_t CountMoves(int block) {
-    const std::int32_t* labels = Labels(block);
-    const std::int64_t* nearest = nearest_.data();
-    std::int64_t changes = 0;
-    for (int b = 0; b < partition_.SamplesIn(block); ++b) changes += labels[b] != nearest[b];
-    return changes;
-  }
-
-  void WriteMemberships(int block, double* memberships) {
-    const std::int32_t* labels = Labels(block);
-    const int count = partition_.SamplesIn(block);
-    for (int k = 0; k < partition_.ClustersCount(); ++k, memberships += kBlockSamples) {
-      for (int b = 0; b < count; ++b) memberships[b] = labels[b] == k ? 1.0 : 0.0;
-    }
-  }
-
-  ClusterPartition& partition_;
-  std::vector<std::int32_t> labels_;
-  std::vector<std::int64_t> nearest_;
-  std::vector<double> distances_;
-  std::vector<double> weights_;
-};
-
-double RunKMeans(ClusterPartition& partition, int iterationsCount, bool keepsFirstCentroids) {
-  KMeansRun run(partition);
-  TSTD_WAIT_BAR window;
-  OpenProgress(window, "K Means en cours...", iterationsCount);
-  std::int64_t changes = std::numeric_limits<int>::max();
-  for (int iteration = 0; iteration < iterationsCount && changes != 0; ++iteration) {
-    const bool isFirst = iteration == 0;
-    if (isFirst && !keepsFirstCentroids) run.SumInitialWeights();
-    if (!isFirst || !keepsFirstCentroids) partition.UpdateCentroids();
-    changes = run.Assign(isFirst);
-    StepProgress(window, "Nombre de changements de configuration : ", changes);
-  }
-  if (iterationsCount > 0) run.WriteMemberships();
-  return static_cast<double>(changes);
+// The caller's memberships need not be 0 and 1: a sample counts as unmoved when that of its nearest is
+// exactly 1.
+int CountNewMembers(const std::int32_t* nearest, const double* memberships, int count) {
+  int changes = 0;
+  for (int b = 0; b < count; ++b) changes += memberships[nearest[b] * kBlockSamples + b] != 1.0;
+  return changes;
 }
 
 }  // namespace
-}  // namespace mth_internal
 
 double MTH_CLUSTERING::ApplyKMeanClustering() {
-  mth_internal::ClusterPartition partition;
-  if (!Gather(partition)) return mth_internal::kNoDistance;
+  if (!CanRun()) return kNoDistance;
   try {
-    const double changes = mth_internal::RunKMeans(partition, iterationsCount_, areCentroidsInitialised_);
-    ScatterCentroids(partition);
-    ScatterMemberships(partition);
-    return changes;
+    return RunKMeans();
   } catch (const std::bad_alloc&) {
-    return mth_internal::kNoDistance;
+    return kNoDistance;
   }
+}
+
+// From the first assignment on, a sample's memberships are told by its label alone; they are written to the
+// samples at the end.
+double MTH_CLUSTERING::RunKMeans() {
+  const int samplesCount = GetSamplesCount();
+  const int blocksCount = BlocksOf(samplesCount);
+  std::vector<double> centroids = GatherCentroids();
+  std::vector<double> memberships(static_cast<std::size_t>(clustersCount_) * kBlockSamples);
+  CentroidSums sums(clustersCount_, dimensionsCount_);
+  SampleBlocks<double> features;
+  SampleBlocks<std::int32_t> labels;
+  if (!features.Allocate(samplesCount, dimensionsCount_) || !labels.Allocate(samplesCount, 1))
+    return kNoDistance;
+
+  TSTD_WAIT_BAR window;
+  OpenProgress(window, "K Means en cours...", iterationsCount_);
+  std::int64_t changes = std::numeric_limits<int>::max();
+  for (int iteration = 0; iteration < iterationsCount_ && changes != 0; ++iteration) {
+    const bool isFirst = iteration == 0;
+    if (isFirst && !areCentroidsInitialised_) {
+      for (int block = 0; block < blocksCount; ++block) {
+        GatherBlock(block, features.Block(block), memberships.data());
+        sums.AddMembers(memberships.data(), PowerRule(1.0), features.Block(block),
+                        SamplesInBlock(samplesCount, block));
+      }
+    }
+    if (!isFirst || !areCentroidsInitialised_) sums.MoveCentroids(centroids);
+
+    changes = 0;
+    sums.Reset();
+    for (int block = 0; block < blocksCount; ++block) {
+      const int count = SamplesInBlock(samplesCount, block);
+      std::int32_t* label = labels.Block(block);
+      if (isFirst) {
+        GatherBlock(block, features.Block(block), memberships.data());
+        std::fill_n(label, count, 0);
+      }
+      const int moves = MTH_SELECT(FindNearest)(features.Block(block), centroids.data(), clustersCount_,
+                                                dimensionsCount_, count, label);
+      changes += isFirst ? CountNewMembers(label, memberships.data(), count) : moves;
+      sums.AddLabelled(label, features.Block(block), count);  // for the next iteration
+    }
+    StepProgress(window, "Nombre de changements de configuration : ", changes);
+  }
+
+  if (iterationsCount_ <= 0) return static_cast<double>(changes);
+  ScatterCentroids(centroids);
+  for (int block = 0; block < blocksCount; ++block) {
+    const std::int32_t* label = labels.Block(block);
+    const int count = SamplesInBlock(samplesCount, block);
+    const auto samples = samples_.begin() + std::int64_t{block} * kBlockSamples;
+    for (int b = 0; b < count; ++b) {
+      PrefetchSample(samples, b, count);
+      double* membership = samples[b]->memberships_.GetEDataAddress();
+      std::fill_n(membership, clustersCount_, 0.0);
+      membership[label[b]] = 1.0;
+    }
+  }
+  return static_cast<double>(changes);
 }
