@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <iostream>
-#include <map>
 
 #include "support/failure.h"
 
@@ -34,43 +33,47 @@ constexpr const char* kFooter =
     "  segment_mr brain.nii.gz --axis z --index 90 --method kmeans --centroids 40,80,120\n";
 
 void AddOptions(CLI::App& app, Options& options) {
-  const std::map<std::string, Method> methods{{"fcm", Method::FuzzyCMeans}, {"kmeans", Method::KMeans}};
-  const std::map<std::string, int> axes{{"x", 0}, {"y", 1}, {"z", 2}};
   app.add_option("IMAGE", options.imagePath,
-                 "Image or volume to segment: .nii, .nii.gz, or .png (colours become their luminance)")
+                 "Image or volume to segment: .nii, .nii.gz, or .png\n(colours become their luminance)")
       ->required();
   app.add_option("-o,--output", options.outputPath, "Folder for the results, created if it is missing")
       ->type_name("FOLDER")
       ->capture_default_str();
-  app.add_option("-m,--method", options.method, "fcm (fuzzy c-means, the default) or kmeans")
-      ->transform(CLI::CheckedTransformer(methods, CLI::ignore_case).description(""))
+  app.add_option_function<std::string>(
+         "-m,--method",
+         [&options](const std::string& name) {
+           options.method = name == "kmeans" ? Method::KMeans : Method::FuzzyCMeans;
+         },
+         "fcm (fuzzy c-means, the default) or kmeans")
+      ->check(CLI::IsMember({"fcm", "kmeans"}).description(""))
       ->type_name("METHOD");
   app.add_option("-c,--clusters", options.clusters, "Number of classes, 2 to 64")
       ->check(CLI::Range(2, kMostClusters).description(""))
       ->capture_default_str();
   app.add_option("--fuzzifier", options.fuzzifier,
-                 "Exponent of fuzzy c-means, above 1: larger values blur the classes more")
+                 "Exponent of fuzzy c-means, above 1: larger values\nblur the classes more")
       ->capture_default_str();
   app.add_option("-n,--iterations", options.iterations, "Most iterations, 1 to 1000000")
       ->check(CLI::Range(1, 1000000).description(""))
       ->capture_default_str();
-  app.add_option("-t,--tolerance", options.tolerance,
-                 "Fuzzy c-means ends when no membership changes by more; k-means when no voxel changes class")
+  app.add_option(
+         "-t,--tolerance", options.tolerance,
+         "Fuzzy c-means ends when no membership changes by more;\nk-means always when no voxel changes class")
       ->capture_default_str();
   app.add_option("--centroids", options.centroids,
-                 "Intensities to start from, one per class, separated by commas; without them the classes "
-                 "start spread over the quantiles of the intensities")
+                 "Intensities to start from, one per class, separated by commas;\n"
+                 "without them the classes start spread over the quantiles of the intensities")
       ->delimiter(',')
       ->allow_extra_args(false)
-      ->type_name("A,B,...");
-  app.add_option("--axis", options.axis,
-                 "Segment one plane of a volume, across this axis of its grid: x, y or z (the default "
-                 "with --index)")
-      ->transform(CLI::CheckedTransformer(axes, CLI::ignore_case).description(""))
+      ->type_name("A,B");
+  app.add_option_function<std::string>(
+         "--axis", [&options](const std::string& name) { options.axis = name.front() - 'x'; },
+         "Segment one plane of a volume, across this axis of its grid:\nx, y or z (z with --index alone)")
+      ->check(CLI::IsMember({"x", "y", "z"}).description(""))
       ->type_name("AXIS");
   app.add_option("--index", options.index,
-                 "Which plane, from 0 (by default the middle one). Without --axis and --index the whole "
-                 "volume is segmented");
+                 "Which plane, from 0 (the middle one with --axis alone);\n"
+                 "without --axis and --index the whole volume is segmented");
 }
 
 void Require(bool isTrue, const char* text) {

@@ -106,7 +106,9 @@ std::string DrawConvergence(const Segmentation& segmentation, const Options& opt
                {"iteration (count)", 0.0, iterations + 1.0, false}, y);
   plot.AddLine(shown, kChangeColour, "change in the iteration");
   if (full.size() <= 60) plot.AddDots(full, kChangeColour, false, "");
-  plot.AddDots(hollow, kChangeColour, true, "");
+  if (!hollow.empty()) {
+    plot.AddDots(hollow, kChangeColour, true, isFuzzy ? "hollow: below 0.000001" : "hollow: no change");
+  }
   if (showsTolerance) {
     plot.AddHorizontalMark(options.tolerance, kToleranceColour,
                            "tolerance " + example::Rounded(options.tolerance, 3));

@@ -1,13 +1,19 @@
 #include "support/nifti_io.h"
 
+#include <fcntl.h>
 #include <nifti2_io.h>
+#include <unistd.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <limits>
 #include <memory>
+#include <new>
+#include <string_view>
 
 #include "support/failure.h"
 
@@ -28,8 +34,17 @@ struct GzipDeleter {
   throw Failure("damaged or not a NIfTI image: " + path);
 }
 
-// Number of bytes in a file, after decompression if it is compressed. Reading on to its end also checks the
-// checksum, which a reader that stops after the last voxel never meets.
+// Whether a file starts as a one-file NIfTI-1 or NIfTI-2 image. The library would take a wrong mark for the
+// sign of an older format.
+bool HasMark(const std::vector<char>& block, int count) {
+  constexpr std::string_view kFirst("n+1\0", 4);
+  constexpr std::string_view kSecond("n+2\0", 4);
+  const std::string_view start(block.data(), static_cast<std::size_t>(count));
+  return count >= 348 && (start.substr(344, 4) == kFirst || start.substr(4, 4) == kSecond);
+}
+
+// Number of bytes in a NIfTI file, after decompression if it is compressed. Reading on to its end also checks
+// the checksum, which a reader that stops after the last voxel never meets.
 std::uint64_t ContentBytes(const std::string& path) {
   const std::unique_ptr<gzFile_s, GzipDeleter> file(gzopen(path.c_str(), "rb"));
   if (!file) throw Failure("cannot open " + path);
@@ -38,6 +53,7 @@ std::uint64_t ContentBytes(const std::string& path) {
   for (;;) {
     const int count = gzread(file.get(), block.data(), static_cast<unsigned>(block.size()));
     if (count < 0) Damaged(path);
+    if (total == 0 && !HasMark(block, count)) Damaged(path);
     if (count == 0) break;
     total += static_cast<std::uint64_t>(count);
   }
@@ -47,16 +63,36 @@ std::uint64_t ContentBytes(const std::string& path) {
   return total;
 }
 
+// Sends standard error nowhere: the library writes lines of its own there, some whatever its debug level.
+class SilencedStandardError {
+ public:
+  SilencedStandardError() : former_(dup(STDERR_FILENO)) {
+    const int nowhere = open("/dev/null", O_WRONLY);
+    if (former_ >= 0 && nowhere >= 0) dup2(nowhere, STDERR_FILENO);
+    if (nowhere >= 0) close(nowhere);
+  }
+  ~SilencedStandardError() {
+    if (former_ < 0) return;
+    dup2(former_, STDERR_FILENO);
+    close(former_);
+  }
+  SilencedStandardError(const SilencedStandardError&) = delete;
+  SilencedStandardError& operator=(const SilencedStandardError&) = delete;
+
+ private:
+  int former_;
+};
+
 ImagePtr ReadHeader(const std::string& path) {
-  nifti_set_debug_level(0);  // it would write lines of its own to standard error
+  const SilencedStandardError silence;
+  nifti_set_debug_level(0);
   nifti_set_alter_cifti(0);  // keep the dimensions as the file has them
-  const std::string name =
-      path.front() == '-' ? "./" + path : path;  // the library takes "-" for standard input
-  ImagePtr image(nifti_image_read(name.c_str(), 0));
+  // The library gives some names a meaning of their own, such as "-": an absolute path has none.
+  ImagePtr image(nifti_image_read(std::filesystem::absolute(path).c_str(), 0));
   if (!image) Damaged(path);
-  // The library looks for the voxels in files of similar names first; they are in this one.
-  std::free(image->iname);
-  image->iname = nifti_strdup(name.c_str());
+  const bool isOneFile =
+      image->nifti_type == NIFTI_FTYPE_NIFTI1_1 || image->nifti_type == NIFTI_FTYPE_NIFTI2_1;
+  if (!isOneFile) Damaged(path);
   return image;
 }
 
@@ -75,16 +111,41 @@ void CheckDimensions(const nifti_image& image, const std::string& path, std::uin
   if (start + voxels * static_cast<std::uint64_t>(image.nbyper) > contentBytes) Damaged(path);
 }
 
+// The stored voxels, in the byte order of this machine. The library would look for them in files of similar
+// names first.
+std::vector<unsigned char> ReadVoxels(const nifti_image& image, const std::string& path) {
+  const std::unique_ptr<gzFile_s, GzipDeleter> file(gzopen(path.c_str(), "rb"));
+  if (!file || gzseek(file.get(), static_cast<z_off_t>(image.iname_offset), SEEK_SET) < 0) Damaged(path);
+  std::vector<unsigned char> bytes(static_cast<std::size_t>(image.nvox) *
+                                   static_cast<std::size_t>(image.nbyper));
+  for (std::size_t done = 0; done < bytes.size();) {
+    const std::size_t wanted = std::min<std::size_t>(bytes.size() - done, 1U << 24U);
+    const int count = gzread(file.get(), &bytes[done], static_cast<unsigned>(wanted));
+    if (count <= 0) Damaged(path);
+    done += static_cast<std::size_t>(count);
+  }
+  if (image.swapsize > 1 && image.byteorder != nifti_short_order()) {
+    nifti_swap_Nbytes(image.nvox * image.nbyper / image.swapsize, image.swapsize, bytes.data());
+  }
+  return bytes;
+}
+
+// The values with their scaling; what is not a finite number becomes 0.
 template <class T>
-std::vector<double> ToDouble(const nifti_image& image) {
-  const auto* stored = static_cast<const T*>(image.data);
-  std::vector<double> values(stored, stored + image.nvox);
-  if (image.scl_slope == 0.0) return values;  // by the format's rule: no scaling
-  for (double& value : values) value = value * image.scl_slope + image.scl_inter;
+std::vector<double> ToDouble(const nifti_image& image, const std::vector<unsigned char>& stored) {
+  std::vector<double> values(stored.size() / sizeof(T));
+  const bool isScaled = image.scl_slope != 0.0;  // by the format's rule
+  for (std::size_t voxel = 0; voxel < values.size(); ++voxel) {
+    T value;
+    std::memcpy(&value, &stored[voxel * sizeof(T)], sizeof(T));
+    const auto number = static_cast<double>(value);
+    const double scaled = isScaled ? number * image.scl_slope + image.scl_inter : number;
+    values[voxel] = std::isfinite(scaled) ? scaled : 0.0;
+  }
   return values;
 }
 
-using Conversion = std::vector<double> (*)(const nifti_image&);
+using Conversion = std::vector<double> (*)(const nifti_image&, const std::vector<unsigned char>&);
 
 Conversion ConversionFor(const nifti_image& image, const std::string& path) {
   switch (image.datatype) {
@@ -158,11 +219,10 @@ GreyImage ReadNifti(const std::string& path) {
   const ImagePtr image = ReadHeader(path);
   const Conversion convert = ConversionFor(*image, path);
   CheckDimensions(*image, path, contentBytes);
-  if (nifti_image_load(image.get()) != 0 || image->data == nullptr) Damaged(path);
 
   GreyImage result;
   result.size = {static_cast<int>(image->nx), static_cast<int>(image->ny), static_cast<int>(image->nz)};
-  result.values = convert(*image);
+  result.values = convert(*image, ReadVoxels(*image, path));
   result.voxelSize = VoxelSize(*image);
   result.direction = Directions(*image);
   return result;
@@ -183,7 +243,10 @@ void WriteNiftiLabels(const std::string& path, const std::string& modelPath,
   image->data = std::malloc(labels.size());  // freed by the library with the image
   if (image->data == nullptr) throw std::bad_alloc();
   std::copy(labels.begin(), labels.end(), static_cast<std::uint8_t*>(image->data));
-  nifti_image_write(image.get());
+  {
+    const SilencedStandardError silence;
+    nifti_image_write(image.get());
+  }
 
   // The library does not tell whether the disc was full: only a file that can be read back was written.
   std::error_code error;
