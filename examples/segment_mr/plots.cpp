@@ -96,9 +96,10 @@ std::string DrawConvergence(const Segmentation& segmentation, const Options& opt
   std::vector<PlotPoint> full;
   std::vector<PlotPoint> hollow;
   for (std::size_t i = 0; i < segmentation.changes.size(); ++i) {
-    const double iteration = static_cast<double>(i) + 1.0;
     const double change = segmentation.changes[i];
-    shown.emplace_back(iteration, change > 0.0 ? change : y.minimum);
+    const bool isLast = i + 1 == segmentation.changes.size();
+    if (isFuzzy && change == 0.0 && !isLast) continue;  // rounded to 0: only the last is known exactly
+    shown.emplace_back(static_cast<double>(i) + 1.0, change > 0.0 ? change : y.minimum);
     (change > 0.0 ? full : hollow).push_back(shown.back());
   }
   const double iterations = static_cast<double>(segmentation.changes.size());
@@ -106,9 +107,7 @@ std::string DrawConvergence(const Segmentation& segmentation, const Options& opt
                {"iteration (count)", 0.0, iterations + 1.0, false}, y);
   plot.AddLine(shown, kChangeColour, "change in the iteration");
   if (full.size() <= 60) plot.AddDots(full, kChangeColour, false, "");
-  if (!hollow.empty()) {
-    plot.AddDots(hollow, kChangeColour, true, isFuzzy ? "hollow: below 0.000001" : "hollow: no change");
-  }
+  if (!hollow.empty()) plot.AddDots(hollow, kChangeColour, true, "hollow: no change");
   if (showsTolerance) {
     plot.AddHorizontalMark(options.tolerance, kToleranceColour,
                            "tolerance " + example::Rounded(options.tolerance, 3));

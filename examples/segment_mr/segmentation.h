@@ -16,7 +16,7 @@ struct Segmentation {
   std::vector<std::size_t> voxelCounts;  ///< of each class
   std::vector<std::uint8_t> labels;      ///< per voxel: 1 is the darkest class, 0 is outside
   std::vector<std::vector<float>> memberships;  ///< per class and voxel; 0 outside
-  std::vector<double> changes;                  ///< reported by each iteration
+  std::vector<double> changes;                  ///< of each iteration; to six decimals but for the last
   bool hasConverged = false;
 };
 

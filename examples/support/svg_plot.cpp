@@ -84,7 +84,8 @@ std::vector<double> AxisTicks(const PlotAxis& axis, int wantedCount) {
   if (axis.isLogarithmic) {
     const int first = static_cast<int>(std::ceil(std::log10(axis.minimum) - 1e-9));
     const int last = static_cast<int>(std::floor(std::log10(axis.maximum) + 1e-9));
-    for (int power = first; power <= last; ++power) ticks.push_back(std::pow(10.0, power));
+    const int step = std::max(1, (last - first) / 8);
+    for (int power = first; power <= last; power += step) ticks.push_back(std::pow(10.0, power));
     return ticks;
   }
   const double step = RoundStep(axis.maximum - axis.minimum, wantedCount);
