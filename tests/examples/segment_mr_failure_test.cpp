@@ -61,6 +61,7 @@ TEST(SegmentMrRefuses, DamagedAndUnsupportedImages) {
     std::string reason;
   } cases[] = {
       {"cut.nii.gz", slice.substr(0, slice.size() / 2), "damaged"},
+      {"trailer.nii.gz", slice.substr(0, slice.size() - 4), "damaged"},
       {"checksum.nii.gz", WithBytes(slice, slice.size() - 6, "\x55\xAA"), "damaged"},
       {"flipped.nii.gz", WithBytes(slice, slice.size() / 2, std::string(8, '\0')), "damaged"},
       {"cut.nii", plain.substr(0, plain.size() - 1), "damaged"},

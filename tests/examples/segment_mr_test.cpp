@@ -96,6 +96,34 @@ std::vector<double> KMeansOracle(const Counts& counts, std::vector<double> centr
   return centroids;
 }
 
+// The pixels of a PNG, three bytes each, and its width.
+std::pair<std::vector<png_byte>, std::size_t> ReadColours(const std::string& path) {
+  png_image image{};
+  image.version = PNG_IMAGE_VERSION;
+  if (png_image_begin_read_from_file(&image, path.c_str()) == 0) return {};
+  image.format = PNG_FORMAT_RGB;
+  std::vector<png_byte> pixels(PNG_IMAGE_SIZE(image));
+  png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr);
+  return {pixels, image.width};
+}
+
+std::string ColourAt(const std::pair<std::vector<png_byte>, std::size_t>& picture, std::size_t x,
+                     std::size_t y) {
+  const png_byte* pixel = &picture.first[3 * (x + picture.second * y)];
+  std::array<char, 8> text{};
+  std::snprintf(text.data(), text.size(), "#%02x%02x%02x", pixel[0], pixel[1], pixel[2]);
+  return text.data();
+}
+
+// Memberships of hard classes are white or black: as many white pixels as the class has.
+void ExpectWhitePixels(const ScratchFolder& folder, const Json& report) {
+  for (const Json& entry : report["classes"]) {
+    const std::string name = "membership_" + entry["label"].dump() + ".png";
+    const auto picture = ReadColours(folder / ("result/" + name)).first;
+    EXPECT_EQ(std::count(picture.begin(), picture.end(), 255), 3 * entry["voxels"].get<long>()) << name;
+  }
+}
+
 TEST(SegmentMr, ShippedSliceAgreesWithAClusteringOfItsHistogram) {
   Counts counts{};
   const std::string pixels = ReadGzip(kSlice).substr(kHeaderBytes);
@@ -124,6 +152,7 @@ TEST(SegmentMr, ShippedSliceAgreesWithAClusteringOfItsHistogram) {
     }
     ExpectNear(Column(report, "voxels"), areas, 0.0);
     ExpectNear(Column(report, "area_mm2"), areas, 1e-9);
+    if (!isFuzzy) ExpectWhitePixels(folder, report);
     for (const Json& file : report["files"]) {
       EXPECT_GT(ReadFile(folder / ("result/" + file.get<std::string>())).size(), 50U) << file;
     }
@@ -256,25 +285,6 @@ TEST(SegmentMr, APlaneOfAVolumeHasTheAreasOfItsPixels) {
     EXPECT_EQ(report["image"]["plane"]["index"], plane.index);
     EXPECT_FALSE(std::filesystem::exists(folder / "result/labels.nii.gz"));
   }
-}
-
-// The pixels of a PNG, three bytes each, and its width.
-std::pair<std::vector<png_byte>, std::size_t> ReadColours(const std::string& path) {
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  if (png_image_begin_read_from_file(&image, path.c_str()) == 0) return {};
-  image.format = PNG_FORMAT_RGB;
-  std::vector<png_byte> pixels(PNG_IMAGE_SIZE(image));
-  png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr);
-  return {pixels, image.width};
-}
-
-std::string ColourAt(const std::pair<std::vector<png_byte>, std::size_t>& picture, std::size_t x,
-                     std::size_t y) {
-  const png_byte* pixel = &picture.first[3 * (x + picture.second * y)];
-  std::array<char, 8> text{};
-  std::snprintf(text.data(), text.size(), "#%02x%02x%02x", pixel[0], pixel[1], pixel[2]);
-  return text.data();
 }
 
 TEST(SegmentMr, PicturesShowClassesWithTheFrontUp) {
