@@ -9,7 +9,10 @@ ensure_packages "${BUILD_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}"
 
 echo "Building (log: build/demo.log)"
 mkdir -p build
-if ! { cmake --preset release -DMTH_BUILD_EXAMPLES=ON -DMTH_BUILD_TESTS=OFF &&
+options=(-DMTH_BUILD_EXAMPLES=ON)
+# A first build goes without the tests, which need more packages; later ones keep what was chosen.
+[ -f build/release/CMakeCache.txt ] || options+=(-DMTH_BUILD_TESTS=OFF)
+if ! { cmake --preset release "${options[@]}" &&
   cmake --build --preset release --target segment_mr; } >build/demo.log 2>&1; then
   tail -n 30 build/demo.log >&2
   exit 1
