@@ -5,3 +5,13 @@
 
 #include "mth/Mth_pointer_list.h"
 #include "mth/matrix/Mth_matrix.h"
+#include "mth/value/Mth_2d_double.h"
+#include "mth/value/Mth_2d_float.h"
+#include "mth/value/Mth_2d_integer.h"
+#include "mth/value/Mth_3d_double.h"
+#include "mth/value/Mth_3d_float.h"
+#include "mth/value/Mth_3d_integer.h"
+#include "mth/value/Mth_3d_vect_double.h"
+#include "mth/value/Mth_3d_vect_float.h"
+#include "mth/value/Mth_3d_vect_integer.h"
+#include "mth/value/Mth_complex.h"
