@@ -20,6 +20,7 @@ using example::GreyImage;
 
 constexpr double kZeroDistance = 1e-6;  // the engine takes distances up to this as zero
 constexpr double kLeastRange = 1e3 * kZeroDistance;
+constexpr double kNoResult = std::numeric_limits<float>::max();
 constexpr double kLargestIntensity = std::numeric_limits<float>::max();
 
 bool IsInside(double value) {
@@ -84,7 +85,8 @@ void Run(MTH_CLUSTERING& engine, const Options& options, Segmentation& result) {
   const bool isFuzzy = options.method == Method::FuzzyCMeans;
   const double lastChange = isFuzzy ? engine.ApplyFuzzyCMeanClustering() : engine.ApplyKMeanClustering();
   result.changes = recorder.GetChanges();
-  if (result.changes.empty() || !std::isfinite(lastChange)) throw Failure("the clustering failed");
+  // What the engine answers without a result; also caught here: what is not a number.
+  if (result.changes.empty() || !(lastChange < kNoResult)) throw Failure("the clustering failed");
   result.changes.back() = lastChange;
   result.hasConverged = lastChange <= (isFuzzy ? options.tolerance : 0.0);
 }
