@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "mth/Mth_pointer_list.h"
+#include "support/allocation_faults.h"
 
 namespace mth_test {
 namespace {
@@ -66,9 +67,24 @@ TEST(PointerList, SortAgreesWithTheStandardStableSort) {
     }
     std::vector<Item*> expected = Entries(list);
     std::stable_sort(expected.begin(), expected.end(), [](Item* a, Item* b) { return a->key < b->key; });
-    list.Sort(ByKey);
-    EXPECT_EQ(Entries(list), expected) << count;
+    for (const bool hasMemory : {false, true}) {
+      List sorted = list;
+      {
+        const AllocationFaults faults(hasMemory ? 1 : 0);
+        sorted.Sort(ByKey);
+      }
+      EXPECT_EQ(Entries(sorted), expected) << count;
+    }
   }
+}
+
+TEST(PointerList, WithoutMemoryNothingIsAdded) {
+  Item a;
+  List list;
+  const AllocationFaults faults(0);
+  EXPECT_EQ(list.Add(&a), -1);
+  EXPECT_FALSE(list.Insert(0, &a));
+  EXPECT_EQ(list.GetCount(), 0);
 }
 
 // No comparison, however it contradicts itself, loses, doubles or invents an entry.
@@ -89,11 +105,16 @@ TEST(PointerList, SortSurvivesAnyComparison) {
       List list;
       for (Item& item : items) item.key = list.Add(&item);
       std::vector<Item*> expected = Entries(list);
-      list.Sort(compare);
-      std::vector<Item*> actual = Entries(list);
-      std::sort(actual.begin(), actual.end());
       std::sort(expected.begin(), expected.end());
-      EXPECT_EQ(actual, expected);
+      for (const bool hasMemory : {true, false}) {
+        {
+          const AllocationFaults faults(hasMemory ? 1 : 0);
+          list.Sort(compare);
+        }
+        std::vector<Item*> actual = Entries(list);
+        std::sort(actual.begin(), actual.end());
+        EXPECT_EQ(actual, expected);
+      }
     }
   }
 }

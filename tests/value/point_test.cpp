@@ -112,19 +112,6 @@ TEST(Point, FloatDistancesRoundDifferencesAndSquaresButNotTheirSum) {
   EXPECT_GT(roundingMatters, 100);
 }
 
-// sqrt((1 + e)^2 + ...) differs by an ulp when a square and a sum are fused into one rounding.
-TEST(Point, DoubleDistancesRoundEverySquare) {
-  std::mt19937 engine(12);
-  std::uniform_real_distribution<double> uniform(-1.0, 1.0);
-  for (int i = 0; i < 500; ++i) {
-    const MTH_3D_DOUBLE point(uniform(engine), uniform(engine), uniform(engine));
-    volatile double xx = point.GetX() * point.GetX();
-    volatile double yy = point.GetY() * point.GetY();
-    volatile double zz = point.GetZ() * point.GetZ();
-    EXPECT_EQ(point.Distance(MTH_3D_DOUBLE()), std::sqrt((xx + yy) + zz));
-  }
-}
-
 TEST(Point, IntegerDistancesTruncateAndWrap) {
   EXPECT_EQ(MTH_2D_INTEGER(0, 0).Distance({1, 1}), 1);
   EXPECT_EQ(MTH_2D_INTEGER(0, 0).Distance({-2, 2}), 2);       // sqrt(8)
