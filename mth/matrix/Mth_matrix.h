@@ -8,9 +8,10 @@
 /// Dense matrix, row-major, of double (element type 0) or float (element type 1) elements, chosen at
 /// allocation.
 ///
-/// Nothing is thrown and, Convolution2D apart, nothing is shown: a failure is a status code, kept by this
-/// matrix (element access, fills, assignment, files) or carried by the new, unallocated matrix that an
-/// operation returns. The status is sticky: only Allocate, Desallocate and construction set it back to 0.
+/// Nothing is thrown, and nothing is shown but by Convolution2D, the singular value decomposition, what
+/// builds on it and the eigenvector search: a failure is a status code, kept by this matrix (element access,
+/// fills, assignment, files) or carried by the new, unallocated matrix that an operation returns. The status
+/// is sticky: only Allocate, Desallocate and construction set it back to 0.
 ///
 /// | status | meaning |
 /// |---|---|
@@ -19,9 +20,18 @@
 /// | 2 | index out of range |
 /// | 3 | missing argument |
 /// | 4 | sizes do not fit |
+/// | 5 | decomposition failed |
+/// | 6 | singular system |
+/// | 7 | no determinant |
+/// | 8 | negative element in SquareRoot |
+/// | 9 | not invertible |
+/// | 10 | singular values were discarded: the solution may be unstable |
+/// | 11 | eigenvector search failed |
 /// | 12 | file cannot be created or written |
 /// | 13 | file cannot be opened |
 /// | 14 | element type neither 0 nor 1, or operands of different types |
+/// | 16 | zero row in LU |
+/// | 17 | no convergence in SVD |
 ///
 /// Operations that return `MTH_MATRIX*` never change their operands and give a new matrix that the caller
 /// owns and deletes, also on failure; the pointer is null only when there is no memory for the matrix object
@@ -158,6 +168,37 @@ class MTH_EXPORT MTH_MATRIX {
   /// Status 12 when the file cannot be created or written.
   void SaveASCII(const std::string& fileName) const;
 
+  /// Factors this square matrix into L U = P this, by Crout's method with implicit partial pivoting: the
+  /// pivot of a column is the element largest beside the largest of its row in this matrix, the last one of
+  /// equals. A pivot of 0 becomes 1e-19. Each element is a running difference over ascending k, in double;
+  /// elements of a float matrix are rounded to float as soon as they are final.
+  /// @param permutation  receives a new array of rows ints (delete[]): entry i is the row of this matrix that
+  ///                     ends in position i. Null on failure, but for status 16.
+  /// @return  new matrix: U on and above the diagonal, below it the multipliers of L, whose unit diagonal is
+  ///          implied. Status 3 for a null argument, 1 when unallocated or without memory, 4 when not square,
+  ///          16 when a row is all 0.
+  /// @see     Golub and Van Loan, Matrix Computations, sections 3.2 and 3.4.
+  [[nodiscard]] MTH_MATRIX* LU(int** permutation) const;
+  /// Solves A X = B for this square matrix A by LU.
+  /// @param b  right-hand sides, rows(A) x m, of this matrix's element type; not modified.
+  /// @return   new rows(A) x m matrix. Status 1 (operand unallocated or no memory), 14 (element types
+  /// differ),
+  ///           4 (A not square, or rows differ), 5 (LU failed), 6 (product of the pivots below 1e-30 in
+  ///           magnitude).
+  [[nodiscard]] MTH_MATRIX* SolveLinearSystemByLU(const MTH_MATRIX& b) const;
+  /// The same for a matrix that is already what LU returned, with its permutation. Intended: here the system
+  /// counts as singular (status 6) when the product of the pivots is below 1e-10 in magnitude. Null
+  /// permutation: status 3. An entry that is no row counts as a row of zeros.
+  [[nodiscard]] MTH_MATRIX* SolveLinearSystemByLU(const MTH_MATRIX& b, const int* permutation) const;
+  /// New inverse matrix: the solution of SolveLinearSystemByLU for the identity, with that call's status on
+  /// failure. Unallocated or not square: status 1.
+  [[nodiscard]] MTH_MATRIX* Inverse() const;
+  /// Product of the pivots of LU. Intended: row interchanges do not change its sign, so it is the determinant
+  /// up to its sign, and a value below 1e-9 in magnitude is given as 0.
+  /// @return  0 for a matrix with a zero row; 0 and status 7 on this matrix when it is unallocated or not
+  ///          square, or LU fails otherwise.
+  double Det() const;
+
  private:
   // Up to this many elements live inside the object: no allocation for the columns of a clustering sample.
   static constexpr int kInlineElements = 4;
@@ -207,6 +248,12 @@ class MTH_EXPORT MTH_MATRIX {
   double FindExtremum(IsBetter isBetter) const;
   MTH_MATRIX* AddBorder(int rowWidth, int columnWidth) const;
   MTH_MATRIX* ConvolveFull(const MTH_MATRIX& kernel) const;
+  // Row i of the result is row permutation[i] of this matrix, by the rules of the product.
+  MTH_MATRIX* PermuteRows(const int* permutation) const;
+  bool ScatterColumns(const int* permutation);
+  // The solution for a matrix that LU made; a null B is the identity.
+  MTH_MATRIX* SolveFactored(const MTH_MATRIX* b, const int* permutation, double singular) const;
+  double DiagonalProduct() const;
 
   int columns_ = -1;
   double* doubles_ = nullptr;
