@@ -352,6 +352,12 @@ class MTH_EXPORT MTH_MATRIX {
   // The solution for a matrix that LU made; a null B is the identity.
   MTH_MATRIX* SolveFactored(const MTH_MATRIX* b, const int* permutation, double singular) const;
   double DiagonalProduct() const;
+  void DivideByLargest();
+  MTH_MATRIX* InverseOfFactors(const MTH_MATRIX& u, const MTH_MATRIX& w, const MTH_MATRIX& v,
+                               int* kept) const;
+  MTH_MATRIX* TimesDiagonal(const MTH_MATRIX& diagonal) const;
+  // Whether a pseudo-inverse can be used; shows the messages of a doubtful one.
+  static bool IsSafeInverse(const MTH_MATRIX* inverse);
   template <class T>
   bool IterateQR(const T* elements, double tolerance, double* diagonal) const;
 

@@ -57,6 +57,7 @@ void ReflectPanel(double* panel, const Reflections& reflections, std::int64_t fi
 inline void MakeReflection(const double* column, std::int64_t stride, const Reflections& reflections,
                            std::int64_t k) {
   double* vector = reflections.vectors + k * reflections.rows;
+  if (k > 0) vector[k - 1] = 0.0;
   double squares = 0.0;
   for (std::int64_t i = k; i < reflections.rows; ++i) {
     vector[i] = column[i * stride];
