@@ -38,7 +38,10 @@ double Normalise(SquareView a) {
   return scale;
 }
 
-// Writes an eigenvector as column `column`: of unit norm, the largest component (the first of equals) real
+// Components whose squared moduli differ by less count as equal: rounding must not choose the sign.
+constexpr double kNearlyLargest = 1.0 - 1e-12;
+
+// Writes an eigenvector as column `column`: of unit norm, the largest component, the first of equals, real
 // and positive.
 template <class Component>
 void WriteVector(Component component, std::int64_t size, std::int64_t column, MTH_COMPLEX* vectors) {
@@ -47,16 +50,15 @@ void WriteVector(Component component, std::int64_t size, std::int64_t column, MT
     largest = std::max({largest, std::abs(component(i).real()), std::abs(component(i).imag())});
   double squares = 0.0;
   double best = 0.0;
-  std::int64_t bestRow = 0;
   for (std::int64_t i = 0; i < size; ++i) {
     const double modulus = std::norm(component(i) / largest);
     squares += modulus;
-    if (!(modulus > best)) continue;
-    best = modulus;
-    bestRow = i;
+    best = std::max(best, modulus);
   }
+  std::int64_t bestRow = 0;
+  while (bestRow + 1 < size && std::norm(component(bestRow) / largest) < best * kNearlyLargest) ++bestRow;
   const Complex pivot = component(bestRow) / largest;
-  const Complex turn = std::conj(pivot) / std::sqrt(best) / std::sqrt(squares);
+  const Complex turn = std::conj(pivot) / std::abs(pivot) / std::sqrt(squares);
   for (std::int64_t i = 0; i < size; ++i) {
     const Complex value = component(i) / largest * turn;
     vectors[i * size + column] = MTH_COMPLEX(value.real(), i == bestRow ? 0.0 : value.imag());
