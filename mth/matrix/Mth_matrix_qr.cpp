@@ -3,7 +3,7 @@
 #include <new>
 
 #include "mth/Mth_work_array_internal.h"
-#include "mth/matrix/Mth_elimination_internal.h"
+#include "mth/matrix/Mth_kernels_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 #include "mth/matrix/Mth_reflections_internal.h"
@@ -79,16 +79,16 @@ bool MTH_MATRIX::IterateQR(const T* elements, double tolerance, double* diagonal
   const std::int64_t size = rows_;
   const WorkArray<T> iterate(size * size);
   const WorkArray<T> q(size * size);
-  const WorkArray<double> scratch(std::max(mth_internal::QRScratch(size, size), 2 * size * size));
-  const WorkArray<double> tiles(mth_internal::EliminationScratch(size));
-  if (!iterate || !q || !scratch || !tiles) return false;
+  const WorkArray<T> r(size * size);
+  const WorkArray<double> scratch(mth_internal::QRScratch(size, size));
+  if (!iterate || !q || !r || !scratch) return false;
   const auto factor = MTH_SELECT(FactorQR<T>);
-  const auto multiply = MTH_SELECT(MultiplySquare<T>);
   std::copy_n(elements, size * size, iterate.Get());
   // The first step only prepares the matrix whose diagonal is watched.
   for (int iterations = -1; iterations <= kIterationCap; ++iterations) {
-    factor(iterate.Get(), size, size, q.Get(), scratch.Get());
-    multiply(iterate.Get(), q.Get(), iterate.Get(), size, scratch.Get(), tiles.Get());
+    std::copy_n(iterate.Get(), size * size, r.Get());
+    factor(r.Get(), size, size, q.Get(), scratch.Get());
+    mth_internal::Multiply<T>({r.Get(), q.Get(), iterate.Get(), size, size, size});
     bool isStill = iterations >= 0;
     for (std::int64_t i = 0; i < size; ++i) {
       const double element = static_cast<double>(iterate[i * size + i]);

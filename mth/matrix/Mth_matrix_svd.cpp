@@ -6,7 +6,6 @@
 #include <new>
 
 #include "mth/Mth_work_array_internal.h"
-#include "mth/matrix/Mth_elimination_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 #include "mth/matrix/Mth_svd_internal.h"

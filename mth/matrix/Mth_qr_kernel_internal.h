@@ -6,7 +6,6 @@
 // between two reflections.
 
 #include "mth/Mth_lanes_kernel_internal.h"
-#include "mth/matrix/Mth_subtract_product_kernel_internal.h"
 
 // Vector k is 0 above row k; Q = H0 H1 ..., Hk = I - factor v vt.
 struct Reflections {
@@ -139,19 +138,4 @@ void FactorQR(T* r, std::int64_t rows, std::int64_t columns, T* q, double* scrat
         q[(first + j) * rows + i] = static_cast<T>(chunk[i * stride + j]);
     }
   });
-}
-
-// Product of two square matrices, each element summed from 0 over ascending k and rounded once. `work` holds
-// the product in double; `scratch` is that of SubtractProduct.
-template <class T>
-void MultiplySquare(const T* left, const T* right, T* product, std::int64_t size, double* work,
-                    double* scratch) {
-  double* wide = work + size * size;
-  std::copy_n(right, size * size, wide);
-  std::fill_n(work, size * size, 0.0);
-  for (std::int64_t k = 0; k < size; k += kBlockDepth) {
-    AddProduct(work, size, Block<const T>{left + k, size, 1}, wide + k * size, size, size,
-               std::min(kBlockDepth, size - k), size, scratch);
-  }
-  std::transform(work, work + size * size, product, [](double x) { return static_cast<T>(x); });
 }

@@ -46,8 +46,7 @@ inline void SubtractEdgeTile(double* c, std::int64_t stride, const double* a, co
 }
 
 template <class T>
-void PackLeft(const Block<const T>& a, std::int64_t rows, std::int64_t depth, bool isNegated,
-              double* packed) {
+void PackLeft(const Block<const T>& a, std::int64_t rows, std::int64_t depth, double* packed) {
   for (std::int64_t first = 0; first < rows; first += kTileRows) {
     const std::int64_t count = std::min(kTileRows, rows - first);
     for (std::int64_t i = 0; i < kTileRows; ++i) {
@@ -56,9 +55,6 @@ void PackLeft(const Block<const T>& a, std::int64_t rows, std::int64_t depth, bo
       for (std::int64_t k = 0; k < depth; ++k)
         packed[k * kTileRows + i] = static_cast<double>(row[k * a.columnStride]);
     }
-    if (isNegated) {
-      for (std::int64_t k = 0; k < depth * kTileRows; ++k) packed[k] = -packed[k];
-    }
     packed += kTileRows * depth;
   }
 }
@@ -66,12 +62,11 @@ void PackLeft(const Block<const T>& a, std::int64_t rows, std::int64_t depth, bo
 // C -= A B with up to kBlockDepth terms a sum, in the order of A's columns and B's rows.
 template <class T>
 void SubtractProduct(double* c, std::int64_t cStride, Block<const T> a, const double* b, std::int64_t bStride,
-                     std::int64_t rows, std::int64_t depth, std::int64_t columns, double* scratch,
-                     bool isNegated = false) {
+                     std::int64_t rows, std::int64_t depth, std::int64_t columns, double* scratch) {
   if (rows <= 0 || columns <= 0) return;
   double* right = scratch;
   double* left = scratch + kBlockDepth * kTileColumns;
-  PackLeft(a, rows, depth, isNegated, left);
+  PackLeft(a, rows, depth, left);
   for (std::int64_t j = 0; j < columns; j += kTileColumns) {
     const std::int64_t width = std::min(kTileColumns, columns - j);
     for (std::int64_t k = 0; k < depth; ++k) {
@@ -89,11 +84,4 @@ void SubtractProduct(double* c, std::int64_t cStride, Block<const T> a, const do
       }
     }
   }
-}
-
-// C += A B: subtracting a product of -a rounds as adding that of a does.
-template <class T>
-void AddProduct(double* c, std::int64_t cStride, Block<const T> a, const double* b, std::int64_t bStride,
-                std::int64_t rows, std::int64_t depth, std::int64_t columns, double* scratch) {
-  SubtractProduct(c, cStride, a, b, bStride, rows, depth, columns, scratch, true);
 }
