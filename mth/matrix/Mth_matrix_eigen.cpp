@@ -67,14 +67,21 @@ MTH_MATRIX* MTH_MATRIX::SearchEigenValuesAndVectors(double tolerance, double** v
   *values = nullptr;
   if (!allocated_ || rows_ != columns_) return NewFailure(11);
   MatrixPtr vectors(NewResult(rows_, columns_, type_));
-  if (!mth_internal::IsUsable(vectors.get())) return NewFailure(11);
+  const auto fail = [&] {
+    if (vectors) {
+      vectors->Desallocate();
+      vectors->status_ = 11;
+    }
+    return vectors.release();
+  };
+  if (!mth_internal::IsUsable(vectors.get())) return fail();
   double* found = nullptr;
   EigenValues(tolerance, &found);
   std::unique_ptr<double[]> eigenvalues(found);
-  if (!eigenvalues) return NewFailure(11);
+  if (!eigenvalues) return fail();
   for (int j = 0; j < columns_; ++j) {
     double* column = nullptr;
-    if (!SearchOneEigenVector(eigenvalues[static_cast<std::size_t>(j)], &column)) return NewFailure(11);
+    if (!SearchOneEigenVector(eigenvalues[static_cast<std::size_t>(j)], &column)) return fail();
     const std::unique_ptr<double[]> vector(column);
     for (int i = 0; i < rows_; ++i) vectors->Set(i, j, vector[static_cast<std::size_t>(i)]);
   }

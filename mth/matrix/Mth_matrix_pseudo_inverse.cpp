@@ -14,13 +14,6 @@ namespace {
 
 constexpr double kRelativeTolerance = 1e-15;
 
-// What a failed product leaves to the caller.
-MTH_MATRIX* OrFailure(MTH_MATRIX* product, MTH_MATRIX* failure) {
-  MatrixPtr first(product);
-  MatrixPtr second(failure);
-  return mth_internal::IsUsable(product) ? first.release() : second.release();
-}
-
 }  // namespace
 
 MTH_MATRIX* MTH_MATRIX::PseudoInverse() const {
@@ -61,8 +54,9 @@ MTH_MATRIX* MTH_MATRIX::InverseOfFactors(const MTH_MATRIX& u, const MTH_MATRIX& 
   const MatrixPtr scaled(v.TimesDiagonal(inverses));
   const MatrixPtr transposed(u.Transpose());
   if (!scaled || !transposed) return NewFailure(1);
-  MatrixPtr result(OrFailure(*scaled * *transposed, NewFailure(1)));
-  if (mth_internal::IsUsable(result.get())) result->status_ = *kept < columns_ ? 10 : 0;
+  MatrixPtr result(*scaled * *transposed);
+  if (!mth_internal::IsUsable(result.get())) return NewFailure(1);
+  result->status_ = *kept < columns_ ? 10 : 0;
   return result.release();
 }
 
