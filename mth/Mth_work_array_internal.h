@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -14,13 +13,14 @@ template <class T>
 class WorkArray {
  public:
   explicit WorkArray(std::int64_t count)
-      : bytes_(static_cast<std::size_t>(std::max<std::int64_t>(count, 1)) * sizeof(T)),
-        elements_(static_cast<T*>(AllocateStorage(bytes_))) {}
+      : bytes_(static_cast<std::size_t>(count) * sizeof(T)),
+        elements_(bytes_ == 0 ? nullptr : static_cast<T*>(AllocateStorage(bytes_))) {}
   ~WorkArray() { FreeStorage(elements_, bytes_); }
   WorkArray(const WorkArray&) = delete;
   WorkArray& operator=(const WorkArray&) = delete;
 
-  explicit operator bool() const { return elements_ != nullptr; }
+  /// Whether the elements are there; none are always there.
+  explicit operator bool() const { return bytes_ == 0 || elements_ != nullptr; }
   T* Get() const { return elements_; }
   T& operator[](std::int64_t index) const { return elements_[index]; }
 

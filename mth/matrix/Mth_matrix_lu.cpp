@@ -47,6 +47,7 @@ class SolutionRows {
         copy_(solution.GetType() == 0 ? 0 : count_),
         elements_(solution.GetType() == 0 ? solution.GetEDataAddress() : copy_.Get()) {}
 
+  explicit operator bool() const { return static_cast<bool>(copy_); }
   double* Get() const { return elements_; }
   template <class T>
   void CopyFrom(const T* source) const {
@@ -83,7 +84,7 @@ MTH_MATRIX* MTH_MATRIX::LU(int** permutation) const {
   if (!mth_internal::IsUsable(factors.get())) return factors.release();
   const SolutionRows work(*factors);
   const WorkArray<double> scratch(mth_internal::EliminationScratch(size));
-  if (work.Get() == nullptr || !scratch) return NewFailure(1);
+  if (!work || !scratch) return NewFailure(1);
   OnStorage([&](auto* elements) {
     using T = std::remove_pointer_t<decltype(elements)>;
     if constexpr (std::is_same_v<T, float>) work.CopyFrom(elements);
@@ -148,7 +149,7 @@ MTH_MATRIX* MTH_MATRIX::SolveFactored(const MTH_MATRIX* b, const int* permutatio
   if (b == nullptr) result->SetIdentity();
   const SolutionRows work(*result);
   const WorkArray<double> scratch(mth_internal::EliminationScratch(rows_));
-  if (work.Get() == nullptr || !scratch) return NewFailure(1);
+  if (!work || !scratch) return NewFailure(1);
   OnStorage([&](auto* factors) {
     using T = std::remove_pointer_t<decltype(factors)>;
     if constexpr (std::is_same_v<T, float>) work.CopyFrom(result->Elements<T>());

@@ -85,21 +85,15 @@ void FactorPanel(double* panel, const Reflections& reflections, std::int64_t fir
 // of so many columns, panels side by side in memory.
 template <class Visit>
 void ForEachPanel(double* panels, std::int64_t rows, std::int64_t columns, Visit visit) {
-  for (std::int64_t j = 0; j < columns;) {
-    const std::int64_t left = columns - j;
-    const auto run = [&](auto count) {
-      visit(j, panels, count);
-      j += count * kLanes;
-      panels += rows * count * kLanes;
-    };
-    if (left > 2 * kLanes) {
-      run(std::integral_constant<int, 4>{});
-    } else if (left > kLanes) {
-      run(std::integral_constant<int, 2>{});
-    } else {
-      run(std::integral_constant<int, 1>{});
-    }
-  }
+  std::int64_t j = 0;
+  const auto run = [&](auto count) {
+    visit(j, panels, count);
+    j += count * kLanes;
+    panels += rows * count * kLanes;
+  };
+  while (columns - j > 2 * kLanes) run(std::integral_constant<int, 4>{});
+  if (columns - j > kLanes) run(std::integral_constant<int, 2>{});
+  if (columns - j > 0) run(std::integral_constant<int, 1>{});
 }
 
 // Factors r (rows x columns) in place and writes Q (rows x rows).
