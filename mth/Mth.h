@@ -4,6 +4,8 @@
 /// All numerical classes and functions of the library.
 
 #include "mth/Mth_pointer_list.h"
+#include "mth/clustering/Mth_clustering.h"
+#include "mth/clustering/Mth_clustering_sample.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/value/Mth_2d_double.h"
 #include "mth/value/Mth_2d_float.h"

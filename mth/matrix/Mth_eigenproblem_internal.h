@@ -12,6 +12,16 @@ struct SquareView {
   double* operator[](std::int64_t row) const { return elements + row * size; }
 };
 
+/// The reflection I - v vt / h that sends (0, ..., 0, column `k` of `a` from row k + 1 on) to a multiple of
+/// e_(k + 1), whose factor is `image`.
+struct ColumnReflection {
+  double image;
+  double h;  // 0 when there is nothing to reflect
+};
+
+/// Writes the vector of the reflection of column k to v, from row k + 1 on.
+ColumnReflection ReflectColumnBelow(SquareView a, std::int64_t k, double* v);
+
 /// QR steps that an eigenvalue may take.
 constexpr int kEigenvalueIterationCap = 60;
 

@@ -197,6 +197,19 @@ void ReflectRowsBy(SquareView a, const double* v, double factor, std::int64_t fi
 
 }  // namespace
 
+ColumnReflection ReflectColumnBelow(SquareView a, std::int64_t k, double* v) {
+  double squares = 0.0;
+  for (std::int64_t i = k + 1; i < a.size; ++i) {
+    v[i] = a[i][k];
+    squares += v[i] * v[i];
+  }
+  const double norm = std::sqrt(squares);
+  const double image = v[k + 1] >= 0.0 ? -norm : norm;
+  const double h = squares - v[k + 1] * image;
+  v[k + 1] -= image;
+  return {image, h};
+}
+
 void Balance(SquareView a, double* scales) {
   const std::int64_t n = a.size;
   std::fill_n(scales, n, 1.0);
@@ -231,16 +244,8 @@ void ReduceToHessenberg(SquareView a, SquareView qt, double* work) {
   std::fill_n(qt.elements, n * n, 0.0);
   for (std::int64_t i = 0; i < n; ++i) qt[i][i] = 1.0;
   for (std::int64_t k = 0; k + 2 < n; ++k) {
-    double squares = 0.0;
-    for (std::int64_t i = k + 1; i < n; ++i) {
-      v[i] = a[i][k];
-      squares += v[i] * v[i];
-    }
-    const double norm = std::sqrt(squares);
-    const double image = v[k + 1] >= 0.0 ? -norm : norm;
-    const double h = squares - v[k + 1] * image;
+    const auto [image, h] = ReflectColumnBelow(a, k, v);
     if (h == 0.0) continue;
-    v[k + 1] -= image;
     const double factor = 1.0 / h;
     ReflectRowsBy(a, v, factor, k + 1, k + 1, sums);
     a[k + 1][k] = image;

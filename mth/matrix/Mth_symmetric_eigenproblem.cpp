@@ -16,15 +16,7 @@ void Tridiagonalise(SquareView a, double* d, double* e, SquareView reflections, 
   for (std::int64_t k = 0; k + 1 < n; ++k) {
     double* v = reflections[k];
     std::fill_n(v, n, 0.0);
-    double squares = 0.0;
-    for (std::int64_t i = k + 1; i < n; ++i) {
-      v[i] = a[i][k];
-      squares += v[i] * v[i];
-    }
-    const double norm = std::sqrt(squares);
-    const double image = v[k + 1] >= 0.0 ? -norm : norm;
-    const double h = squares - v[k + 1] * image;
-    v[k + 1] -= image;
+    const auto [image, h] = ReflectColumnBelow(a, k, v);
     d[k] = a[k][k];
     e[k] = image;
     if (h == 0.0) {
