@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "mth/matrix/Mth_kernels_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 
@@ -86,17 +87,7 @@ MTH_MATRIX* MTH_MATRIX::operator*(const MTH_MATRIX& other) const {
   OnStorage([&](auto* left) {
     using T = std::remove_pointer_t<decltype(left)>;
     const T* right = other.Elements<T>();
-    T* target = result->Elements<T>();
-    for (std::int64_t i = 0; i < rows_; ++i) {
-      for (std::int64_t j = 0; j < other.columns_; ++j) {
-        double sum = 0.0;
-        for (std::int64_t k = 0; k < columns_; ++k) {
-          sum += static_cast<double>(left[i * columns_ + k]) *
-                 static_cast<double>(right[k * other.columns_ + j]);
-        }
-        target[i * other.columns_ + j] = static_cast<T>(sum);
-      }
-    }
+    mth_internal::Multiply<T>({left, right, result->Elements<T>(), rows_, columns_, other.columns_});
   });
   return result;
 }

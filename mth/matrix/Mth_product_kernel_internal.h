@@ -1,0 +1,263 @@
+// Matrix product, compiled per instruction set.
+//
+// A tile of the result stays in registers while k runs, so that each entry is the plain sum over ascending k.
+// A vector holds neighbouring columns. Tiles at the right edge overlap the ones before: an entry that is
+// computed twice gets the same bits.
+
+#include "mth/Mth_lanes_kernel_internal.h"
+
+// 24 sums of the 32 registers that 64-byte vectors come with, or 12 of 16.
+constexpr int kTileRows = MTH_VECTOR_BYTES == 64 ? 12 : 6;
+constexpr int kTileVectors = 2;
+constexpr std::int64_t kTileColumns = kTileVectors * kLanes;
+
+// How a product joins a sum.
+struct SeparateStep {
+  template <class V>
+  MTH_INLINE static V Add(V sum, V left, V right) {
+    return sum + left * right;
+  }
+};
+
+// For float elements: their product is exact in double, so the fused operation gives the bits of the separate
+// ones, at half the cost.
+struct FusedStep {
+  template <class V>
+  MTH_INLINE static V Add(V sum, V left, V right) {
+#if MTH_HAS_FUSED
+    if constexpr (sizeof(V) == sizeof(double)) {
+      return __builtin_fma(left, right, sum);
+    } else {
+#if MTH_VECTOR_BYTES == 64
+      return V(_mm512_fmadd_pd(__m512d(left), __m512d(right), __m512d(sum)));
+#else
+      return V(_mm256_fmadd_pd(__m256d(left), __m256d(right), __m256d(sum)));
+#endif
+    }
+#else
+    return SeparateStep::Add(sum, left, right);
+#endif
+  }
+};
+
+// Where two NaN meet, which one goes on is up to the instruction and to the compiler's order of operands.
+// This step decides it: the sum's, else the left factor's, else the right one's. x + x makes a NaN quiet, as
+// any operation does.
+struct NanStep {
+  template <class V>
+  MTH_INLINE static V Add(V sum, V left, V right) {
+    const V next = sum + left * right;
+    const V ofRight = right != right ? right + right : next;
+    const V fresh = left != left ? left + left : ofRight;
+    const V chosen = next != next ? fresh : next;
+    return sum != sum ? sum : chosen;
+  }
+};
+
+// The left factor where it lies.
+template <class T>
+struct LeftInPlace {
+  const T* elements;
+  std::int64_t stride;
+  MTH_INLINE double At(std::int64_t row, std::int64_t k) const {
+    return static_cast<double>(elements[row * stride + k]);
+  }
+};
+
+// Rows of the left factor as doubles, one group of kRows after the other.
+template <int kRows>
+struct LeftPacked {
+  const double* elements;
+  MTH_INLINE double At(std::int64_t row, std::int64_t k) const { return elements[k * kRows + row]; }
+};
+
+// kRows x (kVectors vectors) entries of the result.
+template <class V, int kRows, int kVectors>
+struct Tile {
+  static constexpr std::int64_t kWidth = sizeof(V) / sizeof(double);
+  V sums[kRows][kVectors];
+
+  MTH_INLINE void Clear() {
+#pragma GCC unroll 12
+    for (int i = 0; i < kRows; ++i) {
+#pragma GCC unroll 2
+      for (int v = 0; v < kVectors; ++v) sums[i][v] = V{};
+    }
+  }
+  MTH_INLINE void LoadFrom(const double* source, std::int64_t stride) {
+#pragma GCC unroll 12
+    for (int i = 0; i < kRows; ++i) {
+#pragma GCC unroll 2
+      for (int v = 0; v < kVectors; ++v) sums[i][v] = Load<V>(source + i * stride + v * kWidth);
+    }
+  }
+  template <class T>
+  MTH_INLINE void StoreTo(T* target, std::int64_t stride) const {
+#pragma GCC unroll 12
+    for (int i = 0; i < kRows; ++i) {
+#pragma GCC unroll 2
+      for (int v = 0; v < kVectors; ++v) Store(target + i * stride + v * kWidth, sums[i][v]);
+    }
+  }
+  template <class Step, class Left, class T>
+  MTH_INLINE void Accumulate(Left left, const T* right, std::int64_t stride, std::int64_t depth) {
+    for (std::int64_t k = 0; k < depth; ++k, right += stride) {
+      V factors[kVectors];
+#pragma GCC unroll 2
+      for (int v = 0; v < kVectors; ++v) factors[v] = Load<V>(right + v * kWidth);
+#pragma GCC unroll 12
+      for (int i = 0; i < kRows; ++i) {
+        const V factor = Spread<V>(left.At(i, k));
+#pragma GCC unroll 2
+        for (int v = 0; v < kVectors; ++v) sums[i][v] = Step::template Add<V>(sums[i][v], factor, factors[v]);
+      }
+    }
+  }
+};
+
+// Runs body(row, rows of the tile as a compile-time constant) over [first, last): whole tiles, then ever
+// smaller ones.
+template <int kRows, class Body>
+MTH_INLINE void ForEachTileRow(std::int64_t first, std::int64_t last, Body body) {
+  for (; first + kRows <= last; first += kRows) body(first, std::integral_constant<int, kRows>{});
+  constexpr int kFewer = kRows > 8 ? 8 : kRows > 4 ? 4 : kRows / 2;
+  if constexpr (kFewer > 0) ForEachTileRow<kFewer>(first, last, body);
+}
+
+// Runs body(column, V{}, vectors of the tile as a compile-time constant) until all columns are covered.
+template <class Body>
+MTH_INLINE void ForEachTileColumn(std::int64_t columns, Body body) {
+  constexpr std::integral_constant<int, 1> kOneVector;
+  constexpr std::integral_constant<int, kTileVectors> kWholeTile;
+  if (columns < kLanes) {
+    for (std::int64_t j = 0; j < columns; ++j) body(j, double{}, kOneVector);
+    return;
+  }
+  std::int64_t j = 0;
+  for (; j + kTileColumns <= columns; j += kTileColumns) body(j, Lanes{}, kWholeTile);
+  const std::int64_t rest = columns - j;
+  if (rest > kLanes && columns >= kTileColumns) return body(columns - kTileColumns, Lanes{}, kWholeTile);
+  if (rest > kLanes) body(j, Lanes{}, kOneVector);
+  if (rest > 0) body(columns - kLanes, Lanes{}, kOneVector);
+}
+
+// The product with both factors where they lie: for small ones, and where there is no memory for scratch.
+template <class Step, class T>
+void MultiplyInPlace(const ProductTask<T>& task) {
+  ForEachTileRow<kTileRows>(0, task.rows, [&](std::int64_t i, auto rows) {
+    const LeftInPlace<T> left{task.left + i * task.inner, task.inner};
+    ForEachTileColumn(task.columns, [&](std::int64_t j, auto lanes, auto vectors) {
+      Tile<decltype(lanes), rows(), vectors()> tile;
+      tile.Clear();
+      tile.template Accumulate<Step>(left, task.right + j, task.columns, task.inner);
+      tile.StoreTo(task.result + i * task.columns + j, task.columns);
+    });
+  });
+}
+
+// The product of larger matrices, in blocks that stay in cache. Both factors are packed in the order in which
+// the tiles read them; a strip of rows keeps its sums in double from one block of k to the next.
+template <class Step, class T>
+class PackedProduct {
+ public:
+  PackedProduct(const ProductTask<T>& task, const ProductScratch& scratch) : task_(task), scratch_(scratch) {}
+
+  void Run() {
+    for (std::int64_t j = 0; j < task_.columns; j += kSlabColumns) {
+      firstColumn_ = j;
+      // A last slab that is too narrow for a tile overlaps the one before.
+      columns_ = std::min(kSlabColumns, task_.columns - j);
+      if (columns_ < kTileColumns) {
+        firstColumn_ = task_.columns - kTileColumns;
+        columns_ = kTileColumns;
+      }
+      PackRight();
+      for (std::int64_t i = 0; i < task_.rows; i += kStripRows) MultiplyStrip(i);
+    }
+  }
+
+ private:
+  // Panels of one tile's columns; those of all blocks of k, one block after the other.
+  void PackRight() {
+    double* packed = scratch_.right;
+    for (std::int64_t k = 0; k < task_.inner; k += kBlockDepth) {
+      const std::int64_t depth = std::min(kBlockDepth, task_.inner - k);
+      ForEachTileColumn(columns_, [&](std::int64_t j, auto lanes, auto vectors) {
+        using V = decltype(lanes);
+        const T* source = task_.right + k * task_.columns + firstColumn_ + j;
+        for (std::int64_t row = 0; row < depth; ++row) {
+          for (int v = 0; v < vectors(); ++v)
+            Store(packed + row * kTileColumns + v * kLanes,
+                  Load<V>(source + row * task_.columns + v * kLanes));
+        }
+        packed += depth * kTileColumns;
+      });
+    }
+  }
+
+  void PackLeft(std::int64_t first, std::int64_t rows, std::int64_t k, std::int64_t depth) {
+    const T* source = task_.left + first * task_.inner + k;
+    ForEachTileRow<kTileRows>(0, rows, [&](std::int64_t i, auto tileRows) {
+      double* packed = scratch_.left + i * depth;
+      for (std::int64_t column = 0; column < depth; ++column) {
+        for (std::int64_t row = 0; row < tileRows(); ++row)
+          packed[column * tileRows() + row] = static_cast<double>(source[(i + row) * task_.inner + column]);
+      }
+    });
+  }
+
+  void MultiplyStrip(std::int64_t first) {
+    const std::int64_t rows = std::min(kStripRows, task_.rows - first);
+    const double* right = scratch_.right;
+    for (std::int64_t k = 0; k < task_.inner; k += kBlockDepth) {
+      const std::int64_t depth = std::min(kBlockDepth, task_.inner - k);
+      const bool isFirst = k == 0;
+      const bool isLast = k + depth == task_.inner;
+      PackLeft(first, rows, k, depth);
+      double* sums = scratch_.sums;
+      ForEachTileColumn(columns_, [&](std::int64_t j, auto lanes, auto vectors) {
+        T* result = task_.result + first * task_.columns + firstColumn_ + j;
+        ForEachTileRow<kTileRows>(0, rows, [&](std::int64_t i, auto tileRows) {
+          Tile<decltype(lanes), tileRows(), vectors()> tile;
+          isFirst ? tile.Clear() : tile.LoadFrom(sums + i * kTileColumns, kTileColumns);
+          const LeftPacked<tileRows()> left{scratch_.left + i * depth};
+          tile.template Accumulate<Step>(left, right, kTileColumns, depth);
+          isLast ? tile.StoreTo(result + i * task_.columns, task_.columns)
+                 : tile.StoreTo(sums + i * kTileColumns, kTileColumns);
+        });
+        right += depth * kTileColumns;
+        sums += rows * kTileColumns;
+      });
+    }
+  }
+
+  ProductTask<T> task_;
+  ProductScratch scratch_;
+  std::int64_t firstColumn_ = 0;
+  std::int64_t columns_ = 0;
+};
+
+template <class Step, class T>
+void MultiplyBy(const ProductTask<T>& task, const ProductScratch& scratch) {
+  if (scratch.right == nullptr) return MultiplyInPlace<Step>(task);
+  PackedProduct<Step, T>(task, scratch).Run();
+}
+
+template <class T>
+bool HasNan(const T* elements, std::int64_t count) {
+  constexpr std::int64_t kChunk = 1024;
+  for (std::int64_t first = 0; first < count; first += kChunk) {
+    int found = 0;
+    for (std::int64_t i = first; i < std::min(count, first + kChunk); ++i)
+      found |= elements[i] != elements[i];
+    if (found != 0) return true;
+  }
+  return false;
+}
+
+template <class T>
+void MultiplyMatrices(const ProductTask<T>& task, const ProductScratch& scratch) {
+  using Step = std::conditional_t<std::is_same_v<T, float>, FusedStep, SeparateStep>;
+  MultiplyBy<Step>(task, scratch);
+  if (HasNan(task.result, task.rows * task.columns)) MultiplyBy<NanStep>(task, scratch);
+}
