@@ -5,3 +5,9 @@
 
 #include "mth/Mth_pointer_list.h"
 #include "mth/matrix/Mth_matrix.h"
+#include "mth/optimise/Mth_funct.h"
+#include "mth/optimise/Mth_funct_ajust_gauss_cost.h"
+#include "mth/optimise/Mth_funct_ajust_rayleigh_cost.h"
+#include "mth/optimise/Mth_funct_curve_cost.h"
+#include "mth/optimise/Mth_funct_find_chainette.h"
+#include "mth/optimise/Mth_funct_profile_cost.h"
