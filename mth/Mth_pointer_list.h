@@ -46,8 +46,9 @@ class MTH_POINTER_LIST {
 
   /// Sorts the entries, keeping the order of equal ones.
   /// @param compare  negative when its first object goes before its second. An inconsistent comparison gives
-  ///                 some order of the same entries, never worse.
+  ///                 some order of the same entries, never worse; null changes nothing.
   void Sort(int (*compare)(void*, void*)) {
+    if (compare == nullptr) return;
     try {
       std::vector<T*> merged(items_.size());
       for (std::size_t width = 1; width < items_.size(); width *= 2) {
@@ -59,7 +60,9 @@ class MTH_POINTER_LIST {
     }
   }
 
+  /// Iteration over the items, as `T*`; adding or removing an entry ends it.
   auto begin() const { return items_.begin(); }
+  /// @copydoc begin
   auto end() const { return items_.end(); }
 
  private:

@@ -96,7 +96,8 @@ class ConsoleWaitBarView : public STD_WAIT_BAR_VIEW {
 
  private:
   std::string Line() const {
-    const double done = maximum_ > 0 ? static_cast<double>(position_) / maximum_ : 0.0;
+    const int position = std::clamp(position_, 0, std::max(maximum_, 0));
+    const double done = maximum_ > 0 ? static_cast<double>(position) / maximum_ : 0.0;
     const auto filled = static_cast<std::size_t>(done * kBarColumns);
     const std::string bar = std::string(filled, '#') + std::string(kBarColumns - filled, '.');
     const std::string percentage = std::to_string(static_cast<int>(done * 100.0));

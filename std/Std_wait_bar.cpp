@@ -49,8 +49,10 @@ void TSTD_WAIT_BAR::SetStepsCount(int stepsCount) {
   stepsCount_ = stepsCount;
   const std::int64_t maximum = std::int64_t{kUnitsPerStep} * stepsCount;
   maximum_ = static_cast<int>(std::clamp<std::int64_t>(maximum, 0, std::numeric_limits<int>::max()));
-  position_ = std::min(position_, maximum_);
   PaintView([&](STD_WAIT_BAR_VIEW& view) { view.SetMaximum(maximum_); });
+  if (position_ <= maximum_) return;
+  position_ = maximum_;
+  PaintView([&](STD_WAIT_BAR_VIEW& view) { view.SetPosition(position_); });
 }
 
 void TSTD_WAIT_BAR::Show() {

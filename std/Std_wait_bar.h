@@ -24,6 +24,7 @@ class MTH_EXPORT TSTD_WAIT_BAR {
   void SetTitle(const std::string& text);
   /// Announces the number of steps; the bar's maximum becomes five times that number, so that each step moves
   /// the bar by five units. With 0 the maximum is 0 and no step moves the bar; so with a negative number.
+  /// A bar that is already beyond its new maximum goes back to it.
   void SetStepsCount(int stepsCount);
   /// Makes the window visible.
   void Show();
@@ -31,11 +32,17 @@ class MTH_EXPORT TSTD_WAIT_BAR {
   /// Steps beyond the announced number leave the bar full.
   void StepAction(const std::string& text);
 
+  /// @return  what is being computed.
   const std::string& GetTitle() const { return title_; }
+  /// @return  the text of the current step.
   const std::string& GetAction() const { return action_; }
+  /// @return  the number of steps, as it was announced.
   int GetStepsCount() const { return stepsCount_; }
+  /// @return  the end of the bar, in units.
   int GetMaximum() const { return maximum_; }
+  /// @return  how far the bar is, in [0, maximum].
   int GetPosition() const { return position_; }
+  /// @return  whether Show was called.
   bool IsVisible() const { return visible_; }
 
  private:

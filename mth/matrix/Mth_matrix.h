@@ -43,6 +43,7 @@ class MTH_EXPORT MTH_MATRIX {
   /// for a matrix that cannot be had. In a file shorter than its header promises the missing elements are 0,
   /// as long as the promise is at most 1 GiB; beyond, it is refused with status 1 before any allocation.
   explicit MTH_MATRIX(const std::string& fileName);
+  /// Releases the elements.
   ~MTH_MATRIX();
 
   /// Deep copy that also takes the source's status. From an unallocated source: status 3, otherwise
@@ -56,12 +57,15 @@ class MTH_EXPORT MTH_MATRIX {
   /// Releases the elements: counts and type -1, status 0. Does nothing on an unallocated matrix.
   void Desallocate();
 
+  /// @return  the number of rows; -1 for an unallocated matrix.
   int GetNbRows() const { return rows_; }
+  /// @return  the number of columns; -1 for an unallocated matrix.
   int GetNbCols() const { return columns_; }
   /// @return  0 double, 1 float, -1 after a failed allocation or Desallocate.
   short GetType() const { return static_cast<short>(type_); }
   /// @return  the last failure of this matrix, 0 for none.
   int GetStatusError() const { return status_; }
+  /// @return  whether this matrix has elements to give, be it 0 of them.
   bool IsAllocated() const { return allocated_; }
   /// @return  the elements of a double matrix, row-major, owned by the matrix; null for any other matrix.
   double* GetEDataAddress() const { return doubles_; }
@@ -141,7 +145,8 @@ class MTH_EXPORT MTH_MATRIX {
   /// @param kernel  not modified; null shows "Erreur dans les matrices d'entrées!" and gives a null result.
   /// @param mode    1 keeps only the columns where the kernel lies wholly inside the matrix, columns - kernel
   ///                columns + 1 of them (all rows stay); any other gives the full convolution.
-  /// Operand unallocated, or nothing left: status 1; this matrix not of float elements: status 14.
+  /// Operand unallocated, or a result of a negative size: status 1; this matrix not of float elements:
+  /// status 14.
   [[nodiscard]] MTH_MATRIX* Convolution2D(MTH_MATRIX* kernel, int mode) const;
 
   /// Writes a binary file: 32-bit little-endian rows, columns and element type, then the elements row-major

@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <vector>
+#include <memory>
 
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
@@ -62,15 +62,12 @@ MTH_MATRIX* MTH_MATRIX::Convolution2D(MTH_MATRIX* kernel, int mode) const {
   }
   if (!allocated_ || !kernel->allocated_) return NewFailure(1);
   if (type_ != 1) return NewFailure(14);
-  MTH_MATRIX* full = ConvolveFull(*kernel);
-  if (mode != 1 || !mth_internal::IsUsable(full)) return full;
+  std::unique_ptr<MTH_MATRIX> full(ConvolveFull(*kernel));
+  if (mode != 1 || !mth_internal::IsUsable(full.get())) return full.release();
 
   const int insideColumns = columns_ - kernel->columns_ + 1;
-  MTH_MATRIX* inside = insideColumns < 0 || kernel->columns_ < 1
-                           ? NewFailure(1)
-                           : full->GetExtract(0, kernel->columns_ - 1, full->rows_, insideColumns);
-  delete full;
-  return inside;
+  if (insideColumns < 0 || kernel->columns_ < 1) return NewFailure(1);
+  return full->GetExtract(0, kernel->columns_ - 1, full->rows_, insideColumns);
 }
 
 MTH_MATRIX* MTH_MATRIX::ConvolveFull(const MTH_MATRIX& kernel) const {

@@ -1,0 +1,165 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include "support/matrices.h"
+
+namespace mth_test {
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+
+// Random values, every third of them an awkward one.
+MTH_MATRIX AwkwardMatrix(int rows, int columns, int type, unsigned seed) {
+  const double specials[] = {0.0, -0.0, kInfinity, -kInfinity, kNan, 1e-45, 0.7, 1e38};
+  MTH_MATRIX matrix = RandomMatrix(rows, columns, type, seed);
+  for (int n = 0; n < rows * columns; n += 3) {
+    matrix.Set(n / columns, n % columns, specials[(static_cast<unsigned>(n) + seed) % 8]);
+  }
+  return matrix;
+}
+
+struct BinaryOperation {
+  const char* name;
+  bool isProduct;
+  std::function<MTH_MATRIX*(const MTH_MATRIX&, const MTH_MATRIX&)> apply;
+  std::function<double(double, double)> rule;
+};
+
+const BinaryOperation kBinaryOperations[] = {
+    {"+", false, [](auto& a, auto& b) { return a + b; }, std::plus<>()},
+    {"-", false, [](auto& a, auto& b) { return a - b; }, std::minus<>()},
+    {"/", false, [](auto& a, auto& b) { return a / b; }, std::divides<>()},
+    {"*", true, [](auto& a, auto& b) { return a * b; }, {}},
+};
+
+// Unallocated before types, types before shapes.
+TEST(MatrixOperator, ChecksInTheDocumentedOrder) {
+  std::vector<MTH_MATRIX> operands;
+  operands.reserve(12);  // a copy of an unallocated matrix would have status 1
+  operands.resize(2);
+  operands[1].Allocate(2, 3, kDouble);
+  operands[1].Desallocate();
+  for (int type : {kDouble, kFloat}) {
+    for (const auto& [rows, columns] : {std::pair(2, 3), {3, 2}, {3, 4}, {2, 4}, {0, 0}}) {
+      operands.push_back(RandomMatrix(rows, columns, type, 5));
+    }
+  }
+  for (const auto& operation : kBinaryOperations) {
+    for (const MTH_MATRIX& a : operands) {
+      for (const MTH_MATRIX& b : operands) {
+        const bool fits = operation.isProduct
+                              ? a.GetNbCols() == b.GetNbRows()
+                              : a.GetNbRows() == b.GetNbRows() && a.GetNbCols() == b.GetNbCols();
+        int status = fits ? 0 : 4;
+        if (a.GetType() != b.GetType()) status = 14;
+        if (!a.IsAllocated() || !b.IsAllocated()) status = 1;
+        const MatrixPtr result(operation.apply(a, b));
+        ASSERT_NE(result, nullptr);
+        EXPECT_EQ(result->GetStatusError(), status)
+            << a.GetNbRows() << " x " << a.GetNbCols() << " type " << a.GetType() << " " << operation.name
+            << " " << b.GetNbRows() << " x " << b.GetNbCols() << " type " << b.GetType();
+        EXPECT_EQ(result->IsAllocated(), status == 0);
+        EXPECT_EQ(result->GetNbRows(), status == 0 ? a.GetNbRows() : -1);
+        EXPECT_EQ(result->GetNbCols(), status == 0 ? b.GetNbCols() : -1);
+        EXPECT_EQ(result->GetType(), status == 0 ? a.GetType() : 0);
+      }
+    }
+  }
+  for (const MTH_MATRIX& operand : operands) EXPECT_EQ(operand.GetStatusError(), 0);
+}
+
+const std::pair<int, int> kShapes[] = {{1, 1},  {1, 7},   {7, 1},   {2, 2}, {3, 5}, {8, 8},
+                                       {9, 17}, {33, 31}, {64, 70}, {0, 3}, {3, 0}};
+
+// A float result is the double one rounded: for a single operation on floats that is the float operation.
+TEST(MatrixOperator, ElementWiseResultsAgreeWithBruteForce) {
+  for (int type : {kDouble, kFloat}) {
+    for (const auto& shape : kShapes) {
+      const int rows = shape.first;
+      const int columns = shape.second;
+      const MTH_MATRIX a = AwkwardMatrix(rows, columns, type, 6);
+      const MTH_MATRIX b = AwkwardMatrix(rows, columns, type, 9);
+      const auto expect = [&](const char* name, MTH_MATRIX* actual, auto rule) {
+        const MatrixPtr owned(actual);
+        EXPECT_TRUE(SameBits(*owned, FromRule(rows, columns, type, rule)))
+            << name << " of " << rows << " x " << columns << ", type " << type;
+      };
+      for (const auto& operation : kBinaryOperations) {
+        if (operation.isProduct) continue;
+        expect(operation.name, operation.apply(a, b),
+               [&](int i, int j) { return operation.rule(a.Get(i, j), b.Get(i, j)); });
+      }
+      for (double factor : {0.1, 0.0, -3.0, kNan}) {
+        const double rounded = type == kFloat ? static_cast<float>(factor) : factor;
+        expect("scaling", a * factor, [&](int i, int j) { return a.Get(i, j) * rounded; });
+      }
+      for (double threshold : {0.7, 0.0, -0.0, kInfinity, kNan}) {
+        const double rounded = type == kFloat ? static_cast<float>(threshold) : threshold;
+        expect("thresholding", a.GetThresholding(threshold),
+               [&](int i, int j) { return a.Get(i, j) < rounded ? 0.0 : 1.0; });
+      }
+      const MatrixPtr transposed(a.Transpose());
+      EXPECT_TRUE(
+          SameBits(*transposed, FromRule(columns, rows, type, [&](int i, int j) { return a.Get(j, i); })));
+      EXPECT_EQ(a.GetStatusError() + b.GetStatusError(), 0);
+    }
+  }
+}
+
+// Every entry summed from 0 over ascending k in double, products and sums rounded one by one.
+TEST(MatrixOperator, ProductAgreesWithBruteForceBitForBit) {
+  const int shapes[][3] = {{1, 1, 1},    {2, 3, 4},     {5, 0, 3},     {0, 4, 2},
+                           {4, 2, 0},    {1, 40, 1},    {17, 33, 9},   {7, 130, 65},
+                           {65, 70, 33}, {33, 257, 18}, {3, 1025, 40}, {48, 48, 48}};
+  for (int type : {kDouble, kFloat}) {
+    for (const auto& [rows, inner, columns] : shapes) {
+      const MTH_MATRIX a = RandomMatrix(rows, inner, type, 7);
+      const MTH_MATRIX b = RandomMatrix(inner, columns, type, 8);
+      const MTH_MATRIX expected = FromRule(rows, columns, type, [&](int i, int j) {
+        double sum = 0.0;
+        for (int k = 0; k < a.GetNbCols(); ++k) sum += a.Get(i, k) * b.Get(k, j);
+        return sum;
+      });
+      EXPECT_TRUE(SameBits(*MatrixPtr(a * b), expected)) << rows << " x " << inner << " x " << columns;
+    }
+  }
+}
+
+TEST(MatrixOperator, ProductKeepsTheRulesOfSpecialValues) {
+  for (int type : {kDouble, kFloat}) {
+    const MTH_MATRIX zeroRow = Matrix({{0.0, 1.0}}, type);
+    EXPECT_TRUE(
+        std::isnan(MatrixPtr(zeroRow * Matrix({{kInfinity}, {1.0}}, type))->Get(0, 0)));  // zeros count
+    const MatrixPtr sum(Matrix({{-1.0}}, type) * Matrix({{0.0}}, type));
+    EXPECT_FALSE(std::signbit(sum->Get(0, 0)));  // 0 + -0
+  }
+  // The sum of float products is not rounded to float before its end.
+  const MatrixPtr cancelled(Matrix({{16777216.0, 1.0, -16777216.0}}, kFloat) *
+                            Matrix({{1.0}, {1.0}, {1.0}}, kFloat));
+  EXPECT_EQ(cancelled->Get(0, 0), 1.0);
+}
+
+TEST(MatrixOperator, UnaryOperationsRefuseAnUnallocatedMatrix) {
+  const MTH_MATRIX unallocated;
+  MTH_MATRIX* results[] = {unallocated * 2.0,
+                           unallocated.Transpose(),
+                           unallocated.GetThresholding(0.0),
+                           unallocated.GetExtract(0, 0, 1, 1),
+                           unallocated.GetExtract(-1, 0, 1, 1),
+                           unallocated.RegionOfMatrix(0, 0, 0, 0)};
+  for (MTH_MATRIX* result : results) {
+    const MatrixPtr owned(result);
+    EXPECT_FALSE(owned->IsAllocated());
+    EXPECT_EQ(owned->GetStatusError(), 1);
+  }
+  EXPECT_EQ(unallocated.GetStatusError(), 0);
+}
+
+}  // namespace
+}  // namespace mth_test

@@ -1,0 +1,134 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "std/Std.h"
+
+namespace mth_test {
+namespace {
+
+using Progress = STD_CONSOLE_DISPLAY::Progress;
+
+// A console that writes to a temporary file, installed for its own life.
+class Console {
+ public:
+  explicit Console(Progress progress) : display_(file_.get(), progress) {}
+
+  std::string Written() const {
+    std::rewind(file_.get());
+    std::string text;
+    for (int byte = std::fgetc(file_.get()); byte != EOF; byte = std::fgetc(file_.get())) {
+      text += static_cast<char>(byte);
+    }
+    std::fseek(file_.get(), 0, SEEK_END);
+    return text;
+  }
+
+ private:
+  struct Close {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+  std::unique_ptr<std::FILE, Close> file_{std::tmpfile()};
+  STD_CONSOLE_DISPLAY display_;
+  STD_DISPLAY_SCOPE scope_{&display_};
+};
+
+// A progress line as a terminal shows it: 79 columns, padded with blanks.
+std::string Line(std::string text, std::size_t bytesBeyondColumns = 0) {
+  text.resize(79 + bytesBeyondColumns, ' ');
+  return "\r" + text;
+}
+
+TEST(ConsoleDisplay, MessageIsOneLine) {
+  struct Case {
+    std::string text;
+    MessageKind kind;
+    std::string caption, line;
+  };
+  const Case cases[] = {
+      {"Erreur dans les matrices d'entrées!", MessageKind::Information, "Quorvan",
+       "Quorvan: Erreur dans les matrices d'entrées!\n"},
+      {"a", MessageKind::Warning, "", "Avertissement: a\n"},
+      {"a", MessageKind::Error, "", "Erreur: a\n"},
+      {"a", MessageKind::Information, "", "Information: a\n"},
+      {"a", MessageKind::Confirmation, "", "Confirmation: a\n"},
+      {"a", MessageKind::Custom, "", "Information: a\n"},
+      {"100 %s\nb\x1B[2J", MessageKind::Error, "x\ry", "x y: 100 %s b [2J\n"},
+      {std::string("a\0b", 3), MessageKind::Error, "", "Erreur: a b\n"},
+  };
+  for (const Case& c : cases) {
+    const Console console(Progress::OnTerminal);
+    EXPECT_EQ(Std_ShowMessage(c.text, c.kind, c.caption), 1);
+    EXPECT_EQ(console.Written(), c.line);
+  }
+}
+
+TEST(ConsoleDisplay, DrawsNoProgressOffATerminal) {
+  for (const Progress progress : {Progress::OnTerminal, Progress::Never}) {
+    const Console console(progress);
+    TSTD_WAIT_BAR bar;
+    bar.SetTitle("t");
+    bar.Show();
+    bar.StepAction("a");
+    EXPECT_EQ(bar.GetPosition(), 10);
+    EXPECT_EQ(console.Written(), "");
+  }
+}
+
+TEST(ConsoleDisplay, RedrawsOneProgressLineInPlace) {
+  const Console console(Progress::Always);
+  std::string expected;
+  {
+    TSTD_WAIT_BAR bar;
+    bar.SetTitle("Calcul");
+    bar.SetStepsCount(1);
+    EXPECT_EQ(console.Written(), "");  // hidden
+    bar.Show();
+    expected += Line("Calcul [....................]   0 % ");
+    EXPECT_EQ(console.Written(), expected);
+    bar.StepAction("a\nb");
+    expected +=
+        Line("Calcul [....................]   0 % a b") + Line("Calcul [####................]  20 % a b") +
+        Line("Calcul [########............]  40 % a b") + Line("Calcul [############........]  60 % a b") +
+        Line("Calcul [################....]  80 % a b") + Line("Calcul [####################] 100 % a b");
+    EXPECT_EQ(console.Written(), expected);
+    bar.StepAction("a\nb");  // full, and nothing new to see
+    EXPECT_EQ(console.Written(), expected);
+    Std_ShowMessage("Fini", MessageKind::Information, "");
+    expected += "\nInformation: Fini\n";
+    bar.StepAction("c");
+    expected += Line("Calcul [####################] 100 % c");
+    EXPECT_EQ(console.Written(), expected);
+  }
+  EXPECT_EQ(console.Written(), expected + "\n");
+}
+
+TEST(ConsoleDisplay, LongLinesEndBetweenCharacters) {
+  const Console console(Progress::Always);
+  std::string accents;
+  for (int i = 0; i < 200; ++i) accents += "é";
+  TSTD_WAIT_BAR bar;
+  bar.SetTitle("T");
+  bar.SetStepsCount(0);
+  bar.Show();
+  bar.StepAction(accents);
+  const std::string head = "T [....................]   0 % ";
+  const std::size_t room = 79 - head.size();
+  EXPECT_EQ(console.Written(), Line(head) + Line(head + accents.substr(0, 2 * room), room));
+}
+
+TEST(ConsoleDisplay, PositionsOutsideTheBarAreHarmless) {
+  const Console console(Progress::Always);
+  TSTD_WAIT_BAR bar;
+  bar.SetTitle("T");
+  bar.Show();
+  bar.StepAction("");
+  bar.SetStepsCount(1);  // the bar is at 10 of now 5
+  const std::string written = console.Written();
+  EXPECT_EQ(written.substr(written.size() - 80), Line("T [####################] 100 % "));
+}
+
+}  // namespace
+}  // namespace mth_test

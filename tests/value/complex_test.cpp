@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <limits>
+#include <memory>
+#include <numbers>
+#include <random>
+
+#include "mth/Mth.h"
+#include "support/allocation_faults.h"
+
+namespace mth_test {
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+
+// Takes over a result of the library.
+std::complex<double> Value(MTH_COMPLEX* z) {
+  const std::unique_ptr<MTH_COMPLEX> owned(z);
+  return {owned->getReal(), owned->getImag()};
+}
+
+MTH_COMPLEX ToMth(std::complex<double> z) {
+  return {z.real(), z.imag()};
+}
+
+TEST(Complex, ArithmeticOfRoundNumbersIsExact) {
+  MTH_COMPLEX z;
+  EXPECT_EQ(z.getReal(), 0.0);
+  EXPECT_EQ(z.getImag(), 0.0);
+  z.setReal(1.0);
+  z.setImag(2.0);
+  const MTH_COMPLEX w(3.0, 4.0);
+  using C = std::complex<double>;
+  EXPECT_EQ(Value(z + w), C(4.0, 6.0));
+  EXPECT_EQ(Value(z - w), C(-2.0, -2.0));
+  EXPECT_EQ(Value(z * w), C(-5.0, 10.0));
+  EXPECT_EQ(Value(z / w), C(0.44, 0.08));
+  EXPECT_EQ(Value(z * -2.0), C(-2.0, -4.0));
+  EXPECT_EQ(Value(MTH_COMPLEX(1.0, 1.0).sqr_complex()), C(0.0, 2.0));
+  EXPECT_EQ(w.module(), 5.0);
+}
+
+TEST(Complex, AgreesWithTheStandardLibraryOnTheRightHalfPlane) {
+  std::mt19937 engine(14);
+  std::uniform_real_distribution<double> uniform(-2.0, 2.0);
+  for (int i = 0; i < 300; ++i) {
+    const std::complex<double> z(std::abs(uniform(engine)), uniform(engine));
+    const std::complex<double> w(uniform(engine), uniform(engine));
+    const MTH_COMPLEX a = ToMth(z);
+    const MTH_COMPLEX b = ToMth(w);
+    const double tolerance = 1e-15 * (1.0 + std::abs(z) * std::abs(w) + std::abs(z) / std::abs(w));
+    EXPECT_EQ(Value(a + b), z + w);
+    EXPECT_EQ(Value(a - b), z - w);
+    EXPECT_LE(std::abs(Value(a * b) - z * w), tolerance);
+    EXPECT_LE(std::abs(Value(a / b) - z / w), 4.0 * tolerance);
+    EXPECT_LE(std::abs(Value(b.sqr_complex()) - w * w), 1e-14);
+    EXPECT_LE(std::abs(a.module() - std::abs(z)), 1e-15 * 4.0);
+    EXPECT_LE(std::abs(a.phase() - std::arg(z)), 1e-15);
+    EXPECT_LE(std::abs(Value(a.sqrt_complex()) - std::sqrt(z)), 1e-15 * 4.0);
+    // Left of the imaginary axis and away from it, the root loses digits to m + a: the identity shows how
+    // many.
+    const std::complex<double> root = Value(b.sqrt_complex());
+    EXPECT_LE(std::abs(root * root - w), 1e-9);
+    EXPECT_GE(root.real(), 0.0);
+  }
+}
+
+TEST(Complex, PhaseIsTheOneArgumentArctangent) {
+  using std::numbers::pi;
+  struct Case {
+    double real, imaginary, phase;
+  };
+  const Case cases[] = {
+      {0.0, -3.0, -pi / 2.0},    {0.0, 1e-300, pi / 2.0},    {-0.0, 2.0, pi / 2.0},
+      {0.0, 0.0, 0.0},           {-0.0, -0.0, 0.0},          {0.0, kNan, 0.0},
+      {1.0, 0.0, 0.0},           {1.0, -0.0, 0.0},           {1.0, 1.0, pi / 4.0},
+      {-1.0, 0.0, pi},           {-1.0, -0.0, pi},           {-1.0, 1.0, -pi / 4.0},
+      {-2.0, 0.0, -0.0},         {-2.0, -0.0, 0.0},          {-3.0, -3.0, pi / 4.0},
+      {1e-300, 1e300, pi / 2.0}, {1.0, kInfinity, pi / 2.0}, {-1.0, kInfinity, -pi / 2.0},
+      {kInfinity, 1.0, 0.0},
+  };
+  for (const auto& [real, imaginary, phase] : cases) {
+    const double actual = MTH_COMPLEX(real, imaginary).phase();
+    EXPECT_EQ(actual, phase) << real << " + " << imaginary << "i";
+    EXPECT_EQ(std::signbit(actual), std::signbit(phase)) << real << " + " << imaginary << "i";
+  }
+  EXPECT_TRUE(std::isnan(MTH_COMPLEX(kNan, 1.0).phase()));
+}
+
+TEST(Complex, SquareRootOfSpecialValues) {
+  struct Case {
+    double real, imaginary, rootReal, rootImaginary;
+  };
+  const Case cases[] = {
+      {-4.0, 0.0, 0.0, 2.0},
+      {-4.0, -0.0, 0.0, 2.0},
+      {0.0, 0.0, 0.0, 0.0},
+      {-0.0, 0.0, 0.0, 0.0},
+      {3.0, 4.0, 2.0, 1.0},
+      {3.0, -4.0, 2.0, -1.0},
+      {-3.0, 4.0, 1.0, 2.0},
+      {9.0, 0.0, 3.0, 0.0},
+      {0.0, 2.0, 1.0, 1.0},
+      {-4.0, 1e-200, 0.0, kInfinity},  // m + a underflows: nothing guards it
+      {-4.0, -1e-200, 0.0, -kInfinity},
+  };
+  for (const Case& c : cases) {
+    const auto root = Value(MTH_COMPLEX(c.real, c.imaginary).sqrt_complex());
+    EXPECT_EQ(root, std::complex<double>(c.rootReal, c.rootImaginary))
+        << c.real << " + " << c.imaginary << "i";
+    EXPECT_FALSE(std::signbit(root.real()));
+  }
+  EXPECT_TRUE(std::isnan(Value(MTH_COMPLEX(kNan, 0.0).sqrt_complex()).real()));
+}
+
+TEST(Complex, WithoutMemoryResultsAreNull) {
+  const MTH_COMPLEX z(1.0, 2.0);
+  const AllocationFaults faults(0);
+  for (MTH_COMPLEX* result : {z + z, z - z, z * z, z / z, z * 2.0, z.sqrt_complex(), z.sqr_complex()}) {
+    EXPECT_EQ(result, nullptr);
+  }
+}
+
+// The textbook formulas, where a careful library would scale.
+TEST(Complex, NothingIsScaledOrGuarded) {
+  EXPECT_EQ(MTH_COMPLEX(1e200, 0.0).module(), kInfinity);
+  EXPECT_EQ(MTH_COMPLEX(1e-200, 0.0).module(), 0.0);
+  const auto quotient = Value(MTH_COMPLEX(1.0, 2.0) / MTH_COMPLEX(0.0, 0.0));
+  EXPECT_TRUE(std::isnan(quotient.real()) && std::isnan(quotient.imag()));
+  EXPECT_EQ(Value(MTH_COMPLEX(1.0, 1.0) / MTH_COMPLEX(1e200, 0.0)), std::complex<double>(0.0, 0.0));
+  EXPECT_TRUE(std::isnan(Value(MTH_COMPLEX(0.0, kInfinity) * 0.0).imag()));
+}
+
+}  // namespace
+}  // namespace mth_test
