@@ -1,7 +1,7 @@
 # Sourced by demo.sh and test.sh: what they need of Debian, and how it gets there.
 
 BUILD_PACKAGES=(g++ cmake ninja-build)
-EXAMPLE_PACKAGES=(libcli11-dev libpng-dev libnifti-dev libnifti2-dev zlib1g-dev nlohmann-json3-dev)
+EXAMPLE_PACKAGES=(libcli11-dev libpng-dev libnifti2-dev zlib1g-dev nlohmann-json3-dev)
 TEST_PACKAGES=(libgtest-dev)
 
 is_installed() {

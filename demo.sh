@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Builds the library and its example host, segments the MR slice of data/ into four tissue classes and draws
+# the pictures into demo_output/. Installs what is missing where it may.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+source scripts/dependencies.sh
+
+ensure_packages "${BUILD_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}"
+
+echo "Building (log: build/demo.log)"
+mkdir -p build
+options=(-DMTH_BUILD_EXAMPLES=ON)
+# A first build goes without the tests, which need more packages; later ones keep what was chosen.
+[ -f build/release/CMakeCache.txt ] || options+=(-DMTH_BUILD_TESTS=OFF)
+if ! { cmake --preset release "${options[@]}" &&
+  cmake --build --preset release --target segment_mr; } >build/demo.log 2>&1; then
+  tail -n 30 build/demo.log >&2
+  exit 1
+fi
+
+echo
+build/release/examples/segment_mr/segment_mr data/t1_brain_axial.nii.gz \
+  --method fcm --clusters 4 --output demo_output
+echo
+echo "Look at $PWD/demo_output/panel.png, histogram.svg and convergence.svg"

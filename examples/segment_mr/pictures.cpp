@@ -1,0 +1,84 @@
+#include "pictures.h"
+
+#include <algorithm>
+
+#include "support/panel.h"
+#include "support/png_io.h"
+#include "support/raster.h"
+#include "support/text.h"
+
+namespace segment_mr {
+
+namespace {
+
+using example::Colour;
+using example::GreyImage;
+using example::PanelTile;
+using example::Raster;
+
+constexpr Colour kBlack{0, 0, 0};
+constexpr int kAxisZ = 2;
+
+// What is drawn: an image as it is, or the middle plane of a volume.
+struct Drawn {
+  GreyImage image;
+  std::vector<std::uint8_t> labels;
+  std::vector<std::vector<float>> memberships;
+};
+
+Drawn PlaneToDraw(const GreyImage& image, const Segmentation& segmentation) {
+  const int middle = image.size[2] / 2;
+  Drawn drawn;
+  drawn.image = example::ExtractPlane(image, kAxisZ, middle);
+  drawn.labels = example::ExtractPlaneValues(segmentation.labels, image.size, kAxisZ, middle);
+  for (const auto& membership : segmentation.memberships) {
+    drawn.memberships.push_back(example::ExtractPlaneValues(membership, image.size, kAxisZ, middle));
+  }
+  return drawn;
+}
+
+// The intensity to draw as white: a few bright voxels, of vessels or noise, would darken all others.
+double WhiteLevel(const GreyImage& image) {
+  std::vector<double> inside;
+  std::copy_if(image.values.begin(), image.values.end(), std::back_inserter(inside),
+               [](double value) { return value > 0.0; });
+  if (inside.empty()) return 1.0;
+  const auto rank = static_cast<std::ptrdiff_t>(static_cast<double>(inside.size() - 1) * 0.998);
+  std::nth_element(inside.begin(), inside.begin() + rank, inside.end());
+  return inside[static_cast<std::size_t>(rank)];
+}
+
+Raster DrawMembership(const GreyImage& plane, const std::vector<float>& membership, Colour colour) {
+  return example::DrawPlane(
+      plane, [&](std::size_t voxel) { return example::Mix(kBlack, colour, membership[voxel]); });
+}
+
+}  // namespace
+
+void WritePictures(example::OutputFolder& folder, const GreyImage& image, const Segmentation& segmentation) {
+  const Drawn drawn = PlaneToDraw(image, segmentation);
+  const std::vector<Colour> colours = example::DistinctColours(static_cast<int>(drawn.memberships.size()));
+  const Raster labels = example::DrawPlane(drawn.image, [&](std::size_t voxel) {
+    const std::uint8_t label = drawn.labels[voxel];
+    return label == 0 ? kBlack : colours[label - 1U];
+  });
+  example::WritePng(folder.PathOf("labels.png"), labels);
+
+  const Raster grey = example::DrawGreyPlane(drawn.image, drawn.image.values, 0.0, WhiteLevel(drawn.image));
+  std::vector<PanelTile> tiles{{grey, "image", std::nullopt, true}, {labels, "labels", std::nullopt, false}};
+  for (std::size_t k = 0; k < drawn.memberships.size(); ++k) {
+    const std::vector<float>& membership = drawn.memberships[k];
+    const std::string number = std::to_string(k + 1);
+    const std::vector<double> values(membership.begin(), membership.end());
+    example::WritePng(folder.PathOf("membership_" + number + ".png"),
+                      example::DrawGreyPlane(drawn.image, values, 0.0, 1.0));
+    tiles.push_back({DrawMembership(drawn.image, membership, colours[k]),
+                     "class " + number + ": grey level " + example::Fixed(segmentation.centroids[k], 1),
+                     colours[k], true});
+  }
+  const auto& size = drawn.image.voxelSize;
+  example::WritePng(folder.PathOf("panel.png"),
+                    example::ComposePanel(tiles, size ? (*size)[1] / (*size)[0] : 1.0));
+}
+
+}  // namespace segment_mr

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "segmentation.h"
+#include "support/image.h"
+#include "support/output_folder.h"
+
+namespace segment_mr {
+
+/// Writes labels.png, membership_K.png and panel.png; of a volume its middle plane along z.
+void WritePictures(example::OutputFolder& folder, const example::GreyImage& image,
+                   const Segmentation& segmentation);
+
+}  // namespace segment_mr

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+#include "options.h"
+#include "segmentation.h"
+#include "support/image.h"
+
+namespace segment_mr {
+
+/// The histogram of the intensities with the centroids and the membership curves, as SVG.
+std::string DrawHistogram(const example::GreyImage& image, const Segmentation& segmentation);
+
+/// The change in each iteration, on a logarithmic axis, as SVG.
+std::string DrawConvergence(const Segmentation& segmentation, const Options& options);
+
+}  // namespace segment_mr

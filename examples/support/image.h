@@ -1,0 +1,64 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace example {
+
+/// A grey image (one plane) or volume, with its voxel sizes where the file tells them.
+struct GreyImage {
+  std::array<int, 3> size{0, 0, 0};  ///< along x, y and z; an image has one plane, size[2] = 1
+  std::vector<double> values;        ///< the value at (x, y, z) is values[x + size[0] * (y + size[1] * z)]
+  std::optional<std::array<double, 3>> voxelSize;  ///< in mm
+  /// Where each axis points to in the patient: 'L', 'R', 'A', 'P', 'I' or 'S'; 0 where it is not known.
+  std::array<char, 3> direction{0, 0, 0};
+};
+
+inline bool IsVolume(const GreyImage& image) {
+  return image.size[2] > 1;
+}
+
+/// Where a plane lies in a volume: the plane's two axes, in the order of the volume, and the indices of its
+/// first voxel and of the next ones along both axes.
+struct PlaneLayout {
+  std::array<int, 2> axes;
+  std::size_t start;
+  std::array<std::size_t, 2> step;
+};
+PlaneLayout LayoutOfPlane(const std::array<int, 3>& size, int axis, int index);
+
+/// The plane of `volume` at `index` along `axis` (0, 1 or 2); x and y of the result are the other two axes.
+GreyImage ExtractPlane(const GreyImage& volume, int axis, int index);
+
+/// The same plane of any values that are laid out as the voxels of a volume of that size.
+template <class T>
+std::vector<T> ExtractPlaneValues(const std::vector<T>& values, const std::array<int, 3>& size, int axis,
+                                  int index) {
+  const PlaneLayout layout = LayoutOfPlane(size, axis, index);
+  const auto width = static_cast<std::size_t>(size[static_cast<std::size_t>(layout.axes[0])]);
+  const auto height = static_cast<std::size_t>(size[static_cast<std::size_t>(layout.axes[1])]);
+  std::vector<T> plane(width * height);
+  for (std::size_t y = 0; y < height; ++y) {
+    for (std::size_t x = 0; x < width; ++x) {
+      plane[x + width * y] = values[layout.start + x * layout.step[0] + y * layout.step[1]];
+    }
+  }
+  return plane;
+}
+
+/// How the plane of an image is put on a screen: the patient's front or head up, front to the left in a view
+/// from the side, left to the left; rows downwards where the file does not tell directions.
+struct ScreenOrder {
+  bool mirrorsColumns;
+  bool mirrorsRows;
+};
+ScreenOrder ScreenOrderOf(const GreyImage& image);
+
+/// Reads a NIfTI (.nii, .nii.gz) or PNG (.png) file.
+/// @throws Failure  naming the file, when it is missing, damaged or of an unsupported kind.
+GreyImage ReadImage(const std::string& path);
+
+}  // namespace example

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "support/image.h"
+
+namespace example {
+
+/// Reads a NIfTI image or volume of any integer or floating-point type, with its scaling applied.
+/// @throws Failure  when the file is damaged, complex, coloured or has more than three dimensions.
+GreyImage ReadNifti(const std::string& path);
+
+/// Writes one label per voxel (x fastest), in the grid of the NIfTI file at `modelPath`: the same size, voxel
+/// sizes and place in the scanner.
+/// @throws Failure  when the file cannot be written whole.
+void WriteNiftiLabels(const std::string& path, const std::string& modelPath,
+                      const std::vector<std::uint8_t>& labels);
+
+}  // namespace example

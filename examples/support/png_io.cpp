@@ -1,0 +1,136 @@
+#include "support/png_io.h"
+
+#include <png.h>
+
+#include <csetjmp>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include "support/failure.h"
+
+namespace example {
+
+namespace {
+
+constexpr std::uint64_t kMostBytes = 1U << 30U;
+
+struct FileCloser {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+// What the decoder hands out. The decoder leaves by longjmp on an error, so everything that owns memory lives
+// outside the function that calls it.
+struct DecodedPng {
+  png_structp reader = nullptr;
+  png_infop info = nullptr;
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  int channels = 0;
+  int bytesPerChannel = 0;
+  std::uint32_t pixelsPerMetre[2] = {0, 0};
+  std::vector<png_byte> bytes;
+  std::vector<png_bytep> rows;
+
+  DecodedPng() = default;
+  DecodedPng(const DecodedPng&) = delete;
+  DecodedPng& operator=(const DecodedPng&) = delete;
+  ~DecodedPng() { png_destroy_read_struct(&reader, &info, nullptr); }
+};
+
+void LeaveSilently(png_structp reader, png_const_charp) {
+  png_longjmp(reader, 1);
+}
+
+void IgnoreWarning(png_structp, png_const_charp) {}
+
+void ReadPixelSize(DecodedPng& decoded) {
+  int unit = PNG_RESOLUTION_UNKNOWN;
+  png_uint_32 x = 0;
+  png_uint_32 y = 0;
+  if (png_get_pHYs(decoded.reader, decoded.info, &x, &y, &unit) == 0 || unit != PNG_RESOLUTION_METER) return;
+  decoded.pixelsPerMetre[0] = x;
+  decoded.pixelsPerMetre[1] = y;
+}
+
+bool ReadPngHeader(DecodedPng& decoded, std::FILE* file) {
+  if (setjmp(png_jmpbuf(decoded.reader)) != 0) return false;
+  png_init_io(decoded.reader, file);
+  png_read_info(decoded.reader, decoded.info);
+  png_set_expand(decoded.reader);  // palettes and 1, 2 or 4 bits to 8 bits a channel
+  png_set_strip_alpha(decoded.reader);
+  png_set_interlace_handling(decoded.reader);
+  png_read_update_info(decoded.reader, decoded.info);
+  decoded.width = png_get_image_width(decoded.reader, decoded.info);
+  decoded.height = png_get_image_height(decoded.reader, decoded.info);
+  decoded.channels = png_get_channels(decoded.reader, decoded.info);
+  decoded.bytesPerChannel = png_get_bit_depth(decoded.reader, decoded.info) / 8;
+  ReadPixelSize(decoded);
+  return true;
+}
+
+bool ReadPngRows(DecodedPng& decoded) {
+  if (setjmp(png_jmpbuf(decoded.reader)) != 0) return false;
+  png_read_image(decoded.reader, decoded.rows.data());
+  png_read_end(decoded.reader, nullptr);
+  return true;
+}
+
+double ChannelValue(const png_byte* bytes, int bytesPerChannel) {
+  return bytesPerChannel == 2 ? 256.0 * bytes[0] + bytes[1] : bytes[0];
+}
+
+double Luminance(const png_byte* pixel, int channels, int bytesPerChannel) {
+  const double red = ChannelValue(pixel, bytesPerChannel);
+  if (channels < 3) return red;
+  const double green = ChannelValue(pixel + bytesPerChannel, bytesPerChannel);
+  const double blue = ChannelValue(pixel + 2 * bytesPerChannel, bytesPerChannel);
+  if (red == green && green == blue) return red;  // grey stays exactly that grey
+  return 0.2126 * red + 0.7152 * green + 0.0722 * blue;
+}
+
+}  // namespace
+
+GreyImage ReadPng(const std::string& path) {
+  const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
+  if (!file) throw Failure("cannot open " + path);
+  const Failure damaged("damaged or not a PNG image: " + path);
+  DecodedPng decoded;
+  decoded.reader = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, LeaveSilently, IgnoreWarning);
+  if (decoded.reader == nullptr) throw std::bad_alloc();
+  decoded.info = png_create_info_struct(decoded.reader);
+  if (decoded.info == nullptr) throw std::bad_alloc();
+  if (!ReadPngHeader(decoded, file.get())) throw damaged;
+
+  const std::size_t pixelBytes = static_cast<std::size_t>(decoded.channels * decoded.bytesPerChannel);
+  const std::size_t rowBytes = pixelBytes * decoded.width;
+  if (std::uint64_t{rowBytes} * decoded.height > kMostBytes)
+    throw Failure("unsupported image " + path + ": too large");
+  decoded.bytes.resize(rowBytes * decoded.height);
+  for (std::uint32_t y = 0; y < decoded.height; ++y) decoded.rows.push_back(&decoded.bytes[rowBytes * y]);
+  if (!ReadPngRows(decoded)) throw damaged;
+
+  GreyImage image;
+  image.size = {static_cast<int>(decoded.width), static_cast<int>(decoded.height), 1};
+  image.values.reserve(decoded.bytes.size() / pixelBytes);
+  for (std::size_t start = 0; start < decoded.bytes.size(); start += pixelBytes) {
+    image.values.push_back(Luminance(&decoded.bytes[start], decoded.channels, decoded.bytesPerChannel));
+  }
+  const auto [x, y] = decoded.pixelsPerMetre;
+  if (x > 0 && y > 0) image.voxelSize = {1000.0 / x, 1000.0 / y, 1.0};
+  return image;
+}
+
+void WritePng(const std::string& path, const Raster& raster) {
+  png_image image{};
+  image.version = PNG_IMAGE_VERSION;
+  image.width = static_cast<png_uint_32>(raster.width);
+  image.height = static_cast<png_uint_32>(raster.height);
+  image.format = raster.channels == 1 ? PNG_FORMAT_GRAY : PNG_FORMAT_RGB;
+  if (png_image_write_to_file(&image, path.c_str(), 0, raster.bytes.data(), 0, nullptr) == 0) {
+    throw Failure("cannot write " + path);
+  }
+}
+
+}  // namespace example

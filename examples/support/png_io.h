@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+#include "support/image.h"
+#include "support/raster.h"
+
+namespace example {
+
+/// Reads a PNG file of any kind; colours become their luminance (0.2126 R + 0.7152 G + 0.0722 B),
+/// transparency is ignored, 16-bit values stay as they are. The pixel size is known when the file states it
+/// in metres.
+/// @throws Failure  when the file is damaged or not a PNG.
+GreyImage ReadPng(const std::string& path);
+
+/// @throws Failure  when the file cannot be written.
+void WritePng(const std::string& path, const Raster& raster);
+
+}  // namespace example

@@ -1,0 +1,43 @@
+#include "support/text.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+namespace example {
+
+namespace {
+
+template <class... Format>
+std::string Digits(double value, Format... format) {
+  std::array<char, 512> buffer{};  // the largest double has 309 digits before the point
+  const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, format...);
+  return std::string(buffer.data(), result.ptr);
+}
+
+}  // namespace
+
+std::string Shortest(double value) {
+  return Digits(value);
+}
+
+std::string Rounded(double value, int significantDigits) {
+  return Digits(value, std::chars_format::general, significantDigits);
+}
+
+std::string Fixed(double value, int decimals) {
+  return Digits(value, std::chars_format::fixed, decimals);
+}
+
+std::string OnOneLine(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char character) { return character < 0x20 || character == 0x7F; },
+      ' ');
+  return text;
+}
+
+std::string RightAligned(const std::string& text, std::size_t width) {
+  return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
+}
+
+}  // namespace example

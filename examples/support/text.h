@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+namespace example {
+
+/// The shortest decimal text that reads back as the same number; the same under every locale.
+std::string Shortest(double value);
+
+/// The number rounded to so many significant digits, without trailing zeros: 12.3, 1e-09.
+std::string Rounded(double value, int significantDigits);
+
+/// The number with so many decimals: 12.30.
+std::string Fixed(double value, int decimals);
+
+/// The text with every control character replaced by a blank.
+std::string OnOneLine(std::string text);
+
+/// The text padded with blanks on its left to `width` characters.
+std::string RightAligned(const std::string& text, std::size_t width);
+
+}  // namespace example

@@ -1,0 +1,137 @@
+#include <algorithm>
+
+#include "examples/host_run.h"
+
+namespace {
+
+using namespace mth_test;
+
+const std::string kSlice = MTH_DATA_DIR "/t1_brain_axial.nii.gz";
+
+// A 4 x 4 image of bytes with four grey levels.
+NiftiFile SmallImage() {
+  NiftiFile file;
+  file.dimensions = {2, 4, 4, 1, 1, 1, 1, 1};
+  file.SetVoxels<std::uint8_t>({0, 0, 0, 0, 10, 10, 50, 50, 90, 90, 130, 130, 0, 0, 0, 0});
+  return file;
+}
+
+std::string WithBytes(std::string content, std::size_t offset, const std::string& bytes) {
+  return content.replace(offset, bytes.size(), bytes);
+}
+
+// Exit status 2, one line that tells why, nothing on standard output, and no file more than before.
+void ExpectRefusal(const ScratchFolder& folder, const std::string& arguments, const std::string& reason) {
+  SCOPED_TRACE(arguments);
+  const std::size_t entries = folder.CountEntries();
+  const ProgramRun run = RunProgram(MTH_SEGMENT_MR, arguments);
+  EXPECT_EQ(run.status, 2);
+  EXPECT_EQ(run.output, "");
+  EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
+  EXPECT_EQ(run.errors.rfind("segment_mr: ", 0), 0U) << run.errors;
+  EXPECT_NE(run.errors.find(reason), std::string::npos) << run.errors;
+  EXPECT_EQ(folder.CountEntries(), entries);
+}
+
+TEST(SegmentMrRefuses, DamagedAndUnsupportedImages) {
+  const std::string slice = ReadFile(kSlice);
+  const std::string plain = ReadGzip(kSlice);
+  const NiftiFile small = SmallImage();
+  const std::string bytes = small.Bytes(8);
+  NiftiFile zero = small;
+  zero.voxels.assign(16, '\0');
+  NiftiFile series = small;
+  series.dimensions = {4, 2, 2, 1, 4, 1, 1, 1};
+  NiftiFile complex = small;
+  complex.datatype = 32;
+  complex.voxels.assign(16 * 8, '\1');
+  NiftiFile coloured = small;
+  coloured.datatype = 128;
+  coloured.voxels.assign(16 * 3, '\1');
+  NiftiFile enormous = small;
+  enormous.dimensions = {3, 32767, 32767, 32767, 1, 1, 1, 1};
+  NiftiFile negative = small;
+  negative.dimensions = {2, -4, 4, 1, 1, 1, 1, 1};
+  NiftiFile constant = small;
+  constant.voxels.assign(16, '\7');
+  const std::string kPngMark = "\x89PNG\r\n\x1a\n";
+  const struct {
+    std::string name;
+    std::string content;
+    std::string reason;
+  } cases[] = {
+      {"cut.nii.gz", slice.substr(0, slice.size() / 2), "damaged"},
+      {"trailer.nii.gz", slice.substr(0, slice.size() - 4), "damaged"},
+      {"checksum.nii.gz", WithBytes(slice, slice.size() - 6, "\x55\xAA"), "damaged"},
+      {"flipped.nii.gz", WithBytes(slice, slice.size() / 2, std::string(8, '\0')), "damaged"},
+      {"cut.nii", plain.substr(0, plain.size() - 1), "damaged"},
+      {"header.nii", plain.substr(0, 200), "damaged"},
+      {"empty.nii", "", "damaged"},
+      {"mark.nii", WithBytes(plain, 344, "xxxx"), "damaged"},
+      {"datatype.nii", WithBytes(bytes, 70, small.Stored(std::int16_t{77})), "damaged"},
+      {"start.nii", WithBytes(bytes, 108, small.Stored(1e9F)), "damaged"},
+      {"enormous.nii", enormous.Bytes(8), "damaged"},
+      {"negative.nii", negative.Bytes(8), "damaged"},
+      {"zero.nii", zero.Bytes(8), "no voxel above 0"},
+      {"constant.nii", constant.Bytes(8), "1 distinct"},
+      {"series.nii", series.Bytes(8), "three dimensions"},
+      {"complex.nii", complex.Bytes(64), "COMPLEX"},
+      {"coloured.nii", coloured.Bytes(24), "RGB"},
+      {"text.png", "not a picture", "damaged"},
+      {"cut.png", kPngMark + std::string(9, '\0'), "damaged"},
+      {"image.dcm", bytes, "unsupported"},
+  };
+  const ScratchFolder folder;
+  for (const auto& [name, content, reason] : cases) {
+    WriteFile(folder / name, content);
+    ExpectRefusal(folder, Quoted(folder / name) + " -o " + Quoted(folder / "result"), reason);
+  }
+  ExpectRefusal(folder, Quoted(folder / "absent.nii") + " -o " + Quoted(folder / "result"), "cannot find");
+  ExpectRefusal(folder, Quoted(folder / "") + " -o " + Quoted(folder / "result"), "not a file");
+}
+
+TEST(SegmentMrRefuses, BadOptions) {
+  const struct {
+    const char* options;
+    const char* reason;
+  } cases[] = {
+      {"-c 1", "--clusters"},
+      {"-c 65", "--clusters"},
+      {"-c four", "--clusters"},
+      {"-c 99999999999", "--clusters"},
+      {"--fuzzifier 1", "--fuzzifier"},
+      {"--fuzzifier nan", "--fuzzifier"},
+      {"-t -1", "--tolerance"},
+      {"-t inf", "--tolerance"},
+      {"-n 0", "--iterations"},
+      {"-m median", "--method"},
+      {"--centroids 10,x", "--centroids"},
+      {"--centroids 10,nan", "--centroids"},
+      {"--centroids 10,10", "--centroids"},
+      {"--centroids 10", "--centroids"},
+      {"--centroids 10,20 -c 3", "--centroids"},
+      {"--axis w", "--axis"},
+      {"--axis z", "need a volume"},
+      {"--index 0", "need a volume"},
+      {"--unknown", "--unknown"},
+      {"-c 5", "too few"},
+  };
+  const ScratchFolder folder;
+  const std::string image = folder / "image.nii";
+  WriteFile(image, SmallImage().Bytes(8));
+  const std::string output = " -o " + Quoted(folder / "result") + " ";
+  for (const auto& [options, reason] : cases) ExpectRefusal(folder, Quoted(image) + output + options, reason);
+  ExpectRefusal(folder, output, "IMAGE");
+  ExpectRefusal(folder, Quoted(image) + " -o " + Quoted(image), "cannot write");
+  ExpectRefusal(folder, Quoted(image) + " -o " + Quoted(image + "/result"), "cannot write");
+  ExpectRefusal(folder, Quoted(image) + " -o ''", "--output");
+
+  NiftiFile volume = SmallImage();
+  volume.dimensions = {3, 2, 4, 2, 1, 1, 1, 1};
+  WriteFile(folder / "volume.nii", volume.Bytes(8));
+  for (const char* plane : {"--index 2", "--index -1", "--axis y --index 4"}) {
+    ExpectRefusal(folder, Quoted(folder / "volume.nii") + output + plane, "--index");
+  }
+}
+
+}  // namespace
