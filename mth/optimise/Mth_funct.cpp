@@ -12,11 +12,11 @@
 
 namespace mth_internal {
 
-WorkArray NewWorkArray(std::size_t count) {
+std::unique_ptr<double[]> NewZeros(std::size_t count) {
   // Refused here and not by the allocator: n x n of a large n does not fit in any memory.
   constexpr std::size_t kLargestCount = std::size_t{1} << 36;
   if (count > kLargestCount) return nullptr;
-  return WorkArray(new (std::nothrow) double[count]());
+  return std::unique_ptr<double[]>(new (std::nothrow) double[count]());
 }
 
 OptimisationProgress::OptimisationProgress(const char* title, std::int64_t stepsCount) {
@@ -50,26 +50,30 @@ void OptimisationProgress::StepParameters(const double* parameters, int n) {
 }  // namespace mth_internal
 
 using mth_internal::CopyPoint;
-using mth_internal::NewWorkArray;
+using mth_internal::NewZeros;
 
 MTH_FUNCT::MTH_FUNCT() = default;
 
-MTH_FUNCT::MTH_FUNCT(int n) : parametersCount_(std::max(n, 0)) {
-  const auto count = static_cast<std::size_t>(parametersCount_);
-  for (Array* array :
-       {&linePoint_, &lineDirection_, &savedParameters_, &trialPoint_, &parameters_, &gradient_}) {
-    *array = NewWorkArray(count);
+MTH_FUNCT::MTH_FUNCT(int n) {
+  if (n < 0 || !AllocateArrays(static_cast<std::size_t>(n))) {
+    Release();
+  } else {
+    parametersCount_ = n;
   }
-  hessian_ = NewWorkArray(count * count);
-  annealing_.reset(new (std::nothrow) SIMULATED_ANNEALING_PARAM{});
-  if (n < 0 || !HasAllArrays()) Release();
 }
 
 MTH_FUNCT::~MTH_FUNCT() = default;
 
-bool MTH_FUNCT::HasAllArrays() const {
-  return linePoint_ && lineDirection_ && savedParameters_ && trialPoint_ && parameters_ && gradient_ &&
-         hessian_ && annealing_;
+bool MTH_FUNCT::AllocateArrays(std::size_t count) {
+  hessian_ = NewZeros(count * count);  // first, since it is the one that a large count is refused
+  if (!hessian_) return false;
+  for (Array* array :
+       {&linePoint_, &lineDirection_, &savedParameters_, &trialPoint_, &parameters_, &gradient_}) {
+    *array = NewZeros(count);
+    if (!*array) return false;
+  }
+  annealing_.reset(new (std::nothrow) SIMULATED_ANNEALING_PARAM{});
+  return annealing_ != nullptr;
 }
 
 void MTH_FUNCT::Release() {
@@ -78,7 +82,6 @@ void MTH_FUNCT::Release() {
     array->reset();
   }
   annealing_.reset();
-  parametersCount_ = 0;
 }
 
 void MTH_FUNCT::InitialiseSimAnn() {}
@@ -119,7 +122,7 @@ bool MTH_FUNCT::SaveParameters(const char* path) {
   mth_internal::TextWriter file(path);
   file.Text("-------------PARAMETRES--------------\n");
   for (int i = 0; i < parametersCount_; ++i) {
-    file.Text("param[").Integer(i).Text("] : ").Fixed(parameters_[i], kDecimals);
+    file.Text("param[").Integer(i).Text("] : ").Fixed(GetParameters()[i], kDecimals);
     file.Text("\n");
   }
   file.Text("------------------COUT---------------\n").Fixed(value_, kDecimals).Text("\n");

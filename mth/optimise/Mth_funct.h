@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
 #include "std/Std_export.h"
@@ -183,7 +184,7 @@ class MTH_EXPORT MTH_FUNCT {
  private:
   using Array = std::unique_ptr<double[]>;
 
-  bool HasAllArrays() const;
+  bool AllocateArrays(std::size_t count);
   void Release();
   bool AllocateDerivativeWork();
   double* PointBeside(int vector, int i, double shift);

@@ -1,5 +1,7 @@
 #include <cmath>
+#include <cstdint>
 
+#include "mth/Mth_work_array_internal.h"
 #include "mth/optimise/Mth_funct.h"
 #include "mth/optimise/Mth_funct_internal.h"
 
@@ -8,8 +10,7 @@
 namespace {
 
 using mth_internal::CopyPoint;
-using mth_internal::NewWorkArray;
-using mth_internal::WorkArray;
+using Points = mth_internal::WorkArray<double>;
 
 constexpr const char* kTitle = "Optimization in progress";
 constexpr int kMaximumIterations = 1000;
@@ -22,24 +23,24 @@ class VariableMetric {
   explicit VariableMetric(MTH_FUNCT& cost)
       : cost_(cost),
         n_(cost.GetParametersCount()),
-        direction_(NewWorkArray(static_cast<std::size_t>(n_))),
-        change_(NewWorkArray(static_cast<std::size_t>(n_))),
-        mapped_(NewWorkArray(static_cast<std::size_t>(n_))),
-        inverse_(NewWorkArray(static_cast<std::size_t>(n_) * static_cast<std::size_t>(n_))) {}
+        direction_(n_),
+        change_(n_),
+        mapped_(n_),
+        inverse_(std::int64_t{n_} * n_) {}
 
   bool IsAllocated() const { return direction_ && change_ && mapped_ && inverse_; }
 
   // W = identity, so that the first direction is that of steepest descent.
   void Begin() {
-    for (int i = 0; i < n_; ++i) Row(i)[i] = 1.0;
+    mth_internal::FillIdentity(inverse_.Get(), n_);
     for (int i = 0; i < n_; ++i) direction_[i] = -cost_.GetGradient()[i];
   }
 
   // The direction becomes the displacement made.
-  void MinimiseAlongDirection() { cost_.LinMin(cost_.GetParameters(), direction_.get()); }
+  void MinimiseAlongDirection() { cost_.LinMin(cost_.GetParameters(), direction_.Get()); }
 
   void ComputeGradient() {
-    CopyPoint(cost_.GetGradient(), n_, change_.get());
+    CopyPoint(cost_.GetGradient(), n_, change_.Get());
     cost_.Evaluate();
     cost_.ComputeGradient();
     for (int i = 0; i < n_; ++i) change_[i] = cost_.GetGradient()[i] - change_[i];
@@ -47,9 +48,9 @@ class VariableMetric {
 
   // Makes W map the change of the gradient to the displacement. Intended: no test that the two agree enough.
   void Update() {
-    for (int i = 0; i < n_; ++i) mapped_[i] = Dot(Row(i), change_.get());
-    const double along = Dot(change_.get(), direction_.get());
-    const double metric = Dot(change_.get(), mapped_.get());
+    for (int i = 0; i < n_; ++i) mapped_[i] = Dot(Row(i), change_.Get());
+    const double along = Dot(change_.Get(), direction_.Get());
+    const double metric = Dot(change_.Get(), mapped_.Get());
     for (int i = 0; i < n_; ++i) change_[i] = direction_[i] / along - mapped_[i] / metric;
     for (int i = 0; i < n_; ++i) {
       for (int j = 0; j < n_; ++j) {
@@ -64,7 +65,7 @@ class VariableMetric {
   }
 
  private:
-  double* Row(int i) { return inverse_.get() + static_cast<std::ptrdiff_t>(i) * n_; }
+  double* Row(int i) { return inverse_.Get() + static_cast<std::ptrdiff_t>(i) * n_; }
 
   double Dot(const double* a, const double* b) const {
     double sum = 0.0;
@@ -74,10 +75,10 @@ class VariableMetric {
 
   MTH_FUNCT& cost_;
   int n_;
-  WorkArray direction_;
-  WorkArray change_;  // of the gradient, then the correction vector of the update
-  WorkArray mapped_;  // W times the change of the gradient
-  WorkArray inverse_;
+  Points direction_;
+  Points change_;  // of the gradient, then the correction vector of the update
+  Points mapped_;  // W times the change of the gradient
+  Points inverse_;
 };
 
 bool IsFlat(double former, double cost, double tolerance) {

@@ -18,7 +18,7 @@ bool MTH_FUNCT_CURVE_COST::AllocateSamples(int count) {
   samplesCount_ = 0;
   if (count < 0) return false;
   for (auto* array : {&abscissae_, &ordinates_, &model_}) {
-    *array = mth_internal::NewWorkArray(static_cast<std::size_t>(count));
+    *array = mth_internal::NewZeros(static_cast<std::size_t>(count));
   }
   if (!abscissae_ || !ordinates_ || !model_) {
     ReleaseSamples();

@@ -31,11 +31,14 @@ class MTH_EXPORT MTH_FUNCT_CURVE_COST : public MTH_FUNCT {
   /// @param model  the model's ordinate at an abscissa.
   template <class Model>
   void EvaluateMeanSquaredError(Model model) {
-    const int count = abscissae_ ? samplesCount_ : 0;
+    const double* const x = GetAbscissae();
+    const double* const y = GetOrdinates();
+    double* const modelled = GetModel();
+    const int count = x != nullptr ? samplesCount_ : 0;
     double sum = 0.0;
     for (int i = 0; i < count; ++i) {
-      model_[i] = model(abscissae_[i]);
-      sum += (model_[i] - ordinates_[i]) * (model_[i] - ordinates_[i]);
+      modelled[i] = model(x[i]);
+      sum += (modelled[i] - y[i]) * (modelled[i] - y[i]);
     }
     SetValue(sum / count);
     SetDefined(true);

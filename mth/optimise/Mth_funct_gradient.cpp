@@ -8,7 +8,7 @@ using mth_internal::CopyPoint;
 bool MTH_FUNCT::AllocateDerivativeWork() {
   bool isAllocated = true;
   for (Array& point : derivativeWork_) {
-    if (!point) point = mth_internal::NewWorkArray(static_cast<std::size_t>(parametersCount_));
+    if (!point) point = mth_internal::NewZeros(static_cast<std::size_t>(parametersCount_));
     isAllocated = isAllocated && point;
   }
   return isAllocated;
@@ -20,19 +20,20 @@ void MTH_FUNCT::ComputeGradient() {
   for (int i = 0; i < parametersCount_; ++i) {
     const double after = EvaluateAtPoint(PointBeside(1, i, h));
     const double before = EvaluateAtPoint(PointBeside(0, i, -h));
-    gradient_[i] = (after - before) / (2.0 * h);
+    gradient_.get()[i] = (after - before) / (2.0 * h);
   }
 }
 
 void MTH_FUNCT::ComputeHessian() {
   if (!AllocateDerivativeWork()) return;
   const std::ptrdiff_t n = parametersCount_;
+  double* const hessian = hessian_.get();
   for (int i = 0; i < n; ++i) {
-    hessian_[i * n + i] = SecondDifference(i);
-    for (int j = i + 1; j < n; ++j) hessian_[i * n + j] = MixedDifference(i, j);
+    hessian[i * n + i] = SecondDifference(i);
+    for (int j = i + 1; j < n; ++j) hessian[i * n + j] = MixedDifference(i, j);
   }
   for (int i = 0; i < n; ++i) {
-    for (int j = 0; j < i; ++j) hessian_[i * n + j] = hessian_[j * n + i];
+    for (int j = 0; j < i; ++j) hessian[i * n + j] = hessian[j * n + i];
   }
 }
 

@@ -9,14 +9,19 @@
 
 namespace mth_internal {
 
-using WorkArray = std::unique_ptr<double[]>;
-
 /// `count` zeros; null when the memory cannot be had.
-WorkArray NewWorkArray(std::size_t count);
+std::unique_ptr<double[]> NewZeros(std::size_t count);
 
 /// Copies a point of n coordinates; the two may be the same.
 inline void CopyPoint(const double* from, int n, double* to) {
   for (int i = 0; i < n; ++i) to[i] = from[i];
+}
+
+/// The identity matrix of n x n elements, row-major.
+inline void FillIdentity(double* matrix, int n) {
+  for (std::int64_t i = 0; i < n; ++i) {
+    for (std::int64_t j = 0; j < n; ++j) matrix[i * n + j] = i == j ? 1.0 : 0.0;
+  }
 }
 
 /// The progress window of one minimisation: titled and shown at once, closed with this object, also when the

@@ -158,8 +158,11 @@ struct Refinement {
 }  // namespace
 
 double MTH_FUNCT::F1dim(double t) {
-  for (int j = 0; j < parametersCount_; ++j) trialPoint_[j] = linePoint_[j] + t * lineDirection_[j];
-  return EvaluateAtPoint(trialPoint_.get());
+  const double* const start = linePoint_.get();
+  const double* const direction = lineDirection_.get();
+  double* const trial = trialPoint_.get();
+  for (int j = 0; j < parametersCount_; ++j) trial[j] = start[j] + t * direction[j];
+  return EvaluateAtPoint(trial);
 }
 
 void MTH_FUNCT::Mnbrak() {

@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
+#include "mth/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/optimise/Mth_funct.h"
 #include "mth/optimise/Mth_funct_internal.h"
@@ -10,8 +12,7 @@
 namespace {
 
 using mth_internal::CopyPoint;
-using mth_internal::NewWorkArray;
-using mth_internal::WorkArray;
+using Points = mth_internal::WorkArray<double>;
 
 constexpr double kReflection = 1.0;
 constexpr double kContraction = 0.5;
@@ -25,21 +26,22 @@ class Simplex {
       : cost_(cost),
         n_(cost.GetParametersCount()),
         vertices_(n_ + 1, n_, 0),
-        costs_(NewWorkArray(static_cast<std::size_t>(n_) + 1)),
-        centroid_(NewWorkArray(static_cast<std::size_t>(n_))),
-        reflected_(NewWorkArray(static_cast<std::size_t>(n_))),
-        trial_(NewWorkArray(static_cast<std::size_t>(n_))) {}
+        costs_(std::int64_t{n_} + 1),
+        centroid_(n_),
+        reflected_(n_),
+        trial_(n_) {}
 
   bool IsAllocated() const { return vertices_.IsAllocated() && costs_ && centroid_ && reflected_ && trial_; }
 
   void Begin(const double* start) {
     CopyPoint(start, n_, Vertex(0));
     cost_.InitiateMatrixForNelderMead(&vertices_);
+    std::fill_n(trial_.Get(), n_, 0.0);
     for (int r = 0; r <= n_; ++r) {
       // Intended: made for two parameters, further ones are not taken from the vertex.
-      CopyPoint(Vertex(r), std::min(n_, kFirstCostCoordinates), trial_.get());
-      cost_.SetParameters(trial_.get());
-      costs_[r] = cost_.EvaluateAtPoint(trial_.get());
+      CopyPoint(Vertex(r), std::min(n_, kFirstCostCoordinates), trial_.Get());
+      cost_.SetParameters(trial_.Get());
+      costs_[r] = cost_.EvaluateAtPoint(trial_.Get());
     }
   }
 
@@ -71,9 +73,9 @@ class Simplex {
     if (reflectedCost <= costs_[best_]) {
       Expand(reflectedCost);
     } else if (reflectedCost < costs_[secondWorst_]) {
-      ReplaceWorst(reflected_.get(), reflectedCost);
+      ReplaceWorst(reflected_.Get(), reflectedCost);
     } else {
-      if (reflectedCost < costs_[worst_]) ReplaceWorst(reflected_.get(), reflectedCost);
+      if (reflectedCost < costs_[worst_]) ReplaceWorst(reflected_.Get(), reflectedCost);
       Contract();
     }
   }
@@ -95,7 +97,7 @@ class Simplex {
 
   // Of all vertices but the worst.
   void ComputeCentroid() {
-    std::fill_n(centroid_.get(), n_, 0.0);
+    std::fill_n(centroid_.Get(), n_, 0.0);
     for (int r = 0; r <= n_; ++r) {
       if (r == worst_) continue;
       for (int k = 0; k < n_; ++k) centroid_[k] += Vertex(r)[k];
@@ -108,7 +110,7 @@ class Simplex {
     for (int k = 0; k < n_; ++k) {
       reflected_[k] = (1.0 + kReflection) * centroid_[k] - kReflection * worst[k];
     }
-    cost_.SetParameters(reflected_.get());  // intended: counts only for a defined object, unlike other moves
+    cost_.SetParameters(reflected_.Get());  // intended: counts only for a defined object, unlike other moves
     cost_.Evaluate();
     return cost_.GetValue();
   }
@@ -117,11 +119,11 @@ class Simplex {
     for (int k = 0; k < n_; ++k) {
       trial_[k] = (1.0 - kExpansion) * centroid_[k] + kExpansion * reflected_[k];
     }
-    const double expandedCost = CostAt(trial_.get());
+    const double expandedCost = CostAt(trial_.Get());
     if (expandedCost >= costs_[best_]) {
-      ReplaceWorst(reflected_.get(), reflectedCost);
+      ReplaceWorst(reflected_.Get(), reflectedCost);
     } else {
-      ReplaceWorst(trial_.get(), expandedCost);
+      ReplaceWorst(trial_.Get(), expandedCost);
     }
   }
 
@@ -130,11 +132,11 @@ class Simplex {
     for (int k = 0; k < n_; ++k) {
       trial_[k] = (1.0 - kContraction) * centroid_[k] + kContraction * worst[k];
     }
-    const double contractedCost = CostAt(trial_.get());
+    const double contractedCost = CostAt(trial_.Get());
     if (contractedCost >= costs_[worst_]) {
       Shrink();
     } else {
-      ReplaceWorst(trial_.get(), contractedCost);
+      ReplaceWorst(trial_.Get(), contractedCost);
     }
   }
 
@@ -152,10 +154,10 @@ class Simplex {
   MTH_FUNCT& cost_;
   int n_;
   MTH_MATRIX vertices_;
-  WorkArray costs_;
-  WorkArray centroid_;
-  WorkArray reflected_;
-  WorkArray trial_;
+  Points costs_;
+  Points centroid_;
+  Points reflected_;
+  Points trial_;
   int best_ = 0;
   int worst_ = 0;
   int secondWorst_ = 0;

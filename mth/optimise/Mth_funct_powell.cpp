@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "mth/Mth_work_array_internal.h"
 #include "mth/optimise/Mth_funct.h"
 #include "mth/optimise/Mth_funct_internal.h"
 
@@ -10,9 +11,8 @@
 namespace {
 
 using mth_internal::CopyPoint;
-using mth_internal::NewWorkArray;
 using mth_internal::OptimisationProgress;
-using mth_internal::WorkArray;
+using Points = mth_internal::WorkArray<double>;
 
 constexpr const char* kTitle = "Optimization in progress";
 constexpr double kAbsoluteTolerance = 1e-6;
@@ -28,25 +28,25 @@ class DirectionSet {
   explicit DirectionSet(MTH_FUNCT& cost)
       : cost_(cost),
         n_(cost.GetParametersCount()),
-        directions_(NewWorkArray(static_cast<std::size_t>(n_) * static_cast<std::size_t>(n_))),
-        passStart_(NewWorkArray(static_cast<std::size_t>(n_))),
-        extrapolated_(NewWorkArray(static_cast<std::size_t>(n_))),
-        line_(NewWorkArray(static_cast<std::size_t>(n_))) {}
+        directions_(std::int64_t{n_} * n_),
+        passStart_(n_),
+        extrapolated_(n_),
+        line_(n_) {}
 
   bool IsAllocated() const { return directions_ && passStart_ && extrapolated_ && line_; }
 
   // The axes, from the present parameters.
   void Begin() {
-    for (int i = 0; i < n_; ++i) Direction(i)[i] = 1.0;
-    CopyPoint(cost_.GetParameters(), n_, passStart_.get());
+    mth_internal::FillIdentity(directions_.Get(), n_);
+    CopyPoint(cost_.GetParameters(), n_, passStart_.Get());
   }
 
   LargestChange MinimiseAlongAll(std::optional<OptimisationProgress>& progress) {
     LargestChange largest;
     for (int i = 0; i < n_; ++i) {
-      CopyPoint(Direction(i), n_, line_.get());
+      CopyPoint(Direction(i), n_, line_.Get());
       const double former = cost_.GetValue();
-      cost_.LinMin(cost_.GetParameters(), line_.get());
+      cost_.LinMin(cost_.GetParameters(), line_.Get());
       const double change = std::abs(former - cost_.GetValue());
       if (change > largest.amount) largest = {i, change};
       if (progress) progress->StepParameters(cost_.GetParameters(), n_);
@@ -57,15 +57,15 @@ class DirectionSet {
   // Looks as far ahead again as the pass went and, where that promises more, minimises along that direction.
   void TryDirectionOfPass(double passCost, const LargestChange& largest) {
     MarkPass();
-    const double aheadCost = cost_.EvaluateAtPoint(extrapolated_.get());
+    const double aheadCost = cost_.EvaluateAtPoint(extrapolated_.Get());
     if (!IsWorthwhile(passCost, aheadCost, largest.amount)) return;
-    cost_.LinMin(cost_.GetParameters(), line_.get());
+    cost_.LinMin(cost_.GetParameters(), line_.Get());
     // Intended: it takes the place of the direction of the largest change, no other direction moves.
-    CopyPoint(line_.get(), n_, Direction(largest.direction));
+    CopyPoint(line_.Get(), n_, Direction(largest.direction));
   }
 
  private:
-  double* Direction(int i) { return directions_.get() + static_cast<std::ptrdiff_t>(i) * n_; }
+  double* Direction(int i) { return directions_.Get() + static_cast<std::ptrdiff_t>(i) * n_; }
 
   void MarkPass() {
     const double* parameters = cost_.GetParameters();
@@ -87,10 +87,10 @@ class DirectionSet {
 
   MTH_FUNCT& cost_;
   int n_;
-  WorkArray directions_;
-  WorkArray passStart_;
-  WorkArray extrapolated_;
-  WorkArray line_;
+  Points directions_;
+  Points passStart_;
+  Points extrapolated_;
+  Points line_;
 };
 
 bool IsFlat(double former, double cost, double tolerance) {

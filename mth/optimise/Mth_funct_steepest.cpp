@@ -1,5 +1,6 @@
 #include <cmath>
 
+#include "mth/Mth_work_array_internal.h"
 #include "mth/optimise/Mth_funct.h"
 #include "mth/optimise/Mth_funct_internal.h"
 
@@ -8,8 +9,7 @@
 namespace {
 
 using mth_internal::CopyPoint;
-using mth_internal::NewWorkArray;
-using mth_internal::WorkArray;
+using Points = mth_internal::WorkArray<double>;
 
 constexpr double kGrowth = 1.2;
 constexpr double kReduction = 0.5;
@@ -21,11 +21,7 @@ constexpr double kTinyCost = 1e-10;      // keeps the stop test meaningful at a 
 class Ascent {
  public:
   Ascent(MTH_FUNCT& cost, double stepConstant)
-      : cost_(cost),
-        n_(cost.GetParametersCount()),
-        step_(stepConstant),
-        slope_(NewWorkArray(static_cast<std::size_t>(n_))),
-        saved_(NewWorkArray(static_cast<std::size_t>(n_))) {}
+      : cost_(cost), n_(cost.GetParametersCount()), step_(stepConstant), slope_(n_), saved_(n_) {}
 
   bool IsAllocated() const { return slope_ && saved_; }
 
@@ -53,7 +49,7 @@ class Ascent {
       former_ = accepted_;
       accepted_ = current_;
     } else {
-      CopyPoint(saved_.get(), n_, cost_.GetParameters());
+      CopyPoint(saved_.Get(), n_, cost_.GetParameters());
     }
     current_ = Evaluate();
   }
@@ -84,7 +80,7 @@ class Ascent {
 
   void TakeStep() {
     double* const parameters = cost_.GetParameters();
-    CopyPoint(parameters, n_, saved_.get());
+    CopyPoint(parameters, n_, saved_.Get());
     for (int k = 0; k < n_; ++k) parameters[k] += -step_ * slope_[k] / norm_;
     current_ = Evaluate();
   }
@@ -108,8 +104,8 @@ class Ascent {
   MTH_FUNCT& cost_;
   int n_;
   double step_;
-  WorkArray slope_;
-  WorkArray saved_;
+  Points slope_;
+  Points saved_;
   double norm_ = 1.0;
   double former_ = 0.0;    // F before the last accepted step
   double accepted_ = 0.0;  // F of the last accepted point
