@@ -1,6 +1,12 @@
 #pragma once
 
+#include <memory>
+
 #include "mth/optimise/Mth_funct.h"
+
+namespace mth_internal {
+class BellCache;
+}
 
 /// Fits a sum of Gaussians to samples at the abscissae 0, 1, 2 ... Parameters, for each Gaussian: area A,
 /// centre mu, width sigma. The object is defined once it has been evaluated.
@@ -15,6 +21,10 @@ class MTH_EXPORT MTH_FUNCT_AJUST_GAUSS_COST : public MTH_FUNCT {
   void Evaluate() override;
 
  private:
+  const double* Gaussian(int g) const;
+  void AddGaussian(int g, int first, int length, double* model) const;
+
   double* data_;
   int count_;
+  std::unique_ptr<mth_internal::BellCache> cache_;  // null for very many samples
 };

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <limits>
 #include <numbers>
+#include <random>
 #include <type_traits>
 
 #include "mth/optimise/Mth_funct_ajust_gauss_cost.h"
@@ -96,6 +97,47 @@ TEST(GaussianSum, IsTheNormOfTheResiduals) {
   const double norm = CostAt(two, Point(p, p + 6));
   EXPECT_NEAR(norm, static_cast<double>(std::sqrt(sum)), 100 * kRounding);
   EXPECT_TRUE(IsDefined(two));
+}
+
+// The cost by its formula, sample after sample, Gaussian after Gaussian.
+double LiteralCost(const Point& data, const Point& p) {
+  double error = 0.0;
+  for (std::size_t i = 0; i < data.size(); ++i) {
+    double model = 0.0;
+    for (std::size_t g = 0; g < p.size(); g += 3) {
+      const double z = (static_cast<double>(i) - p[g + 1]) / p[g + 2];
+      model += p[g] / (std::sqrt(6.283185307179586) * p[g + 2]) * std::exp(-0.5 * (z * z));
+    }
+    error += (data[i] - model) * (data[i] - model);
+  }
+  return std::sqrt(error);
+}
+
+// Whatever the walk through the parameters, and whatever it can reuse.
+TEST(GaussianSum, HasTheBitsOfTheLiteralSum) {
+  std::mt19937 engine(4);
+  std::uniform_real_distribution<double> uniform(0.5, 40.0);
+  for (int gaussians : {1, 3, 6}) {
+    Point data(100);
+    for (double& sample : data) sample = uniform(engine);
+    MTH_FUNCT_AJUST_GAUSS_COST cost(data.data(), 100, gaussians);
+    Point parameters(3 * static_cast<std::size_t>(gaussians));
+    for (double& parameter : parameters) parameter = uniform(engine);
+    std::vector<Point> known;
+    for (int step = 0; step < 300; ++step) {
+      if (step % 3 == 2) parameters = known[engine() % known.size()];
+      parameters[engine() % parameters.size()] = step % 50 == 49 ? -0.0 : uniform(engine);
+      known.push_back(parameters);
+      data[engine() % 100] = uniform(engine);  // read anew at every evaluation
+      const double expected = LiteralCost(data, parameters);
+      const double value = CostAt(cost, parameters);
+      EXPECT_TRUE(value == expected || (std::isnan(value) && std::isnan(expected))) << "step " << step;
+    }
+  }
+  Point many(700000, 0.25);  // too many samples to keep anything of
+  MTH_FUNCT_AJUST_GAUSS_COST cost(many.data(), 700000, 2);
+  const Point parameters = {90.0, 500.0, 30.0, 50.0, 650000.0, 9000.0};
+  EXPECT_EQ(CostAt(cost, parameters), LiteralCost(many, parameters));
 }
 
 TEST(GaussianSum, DegenerateWidthsAndSizesGiveNaNNeverAFault) {
