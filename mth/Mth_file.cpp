@@ -1,6 +1,6 @@
 #include <charconv>
 
-#include "mth/Mth_text_file_internal.h"
+#include "mth/Mth_file_internal.h"
 
 namespace mth_internal {
 
