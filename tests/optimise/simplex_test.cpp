@@ -119,6 +119,20 @@ TEST(NelderMead, FirstCostsUseTwoCoordinates) {
   for (const Point& point : {cost.visited[3], cost.visited[5], cost.visited[7]}) EXPECT_EQ(point[2], 0.0);
 }
 
+TEST(Simplex, ToleranceIsRelativeToTheCosts) {
+  Point start = {0.0, 0.0};
+  for (double tolerance : {0.99, 1.01}) {  // 2 |3 - 1| / (1 + 3) = 1
+    RecordingCost cost({0.0, 0.0}, Script({4, 1, 4, 2, 4, 3, 4}));
+    EXPECT_EQ(cost.ComputeOptimum_Nelder_Mead(start.data(), tolerance, 0, nullptr), tolerance > 1.0);
+  }
+  for (double tolerance : {0.19, 0.21}) {  // steepest descent: |3 - 2| / (3 + 2)
+    RecordingCost cost({0.0, 0.0}, Script({5, 5, 4, 4, 3, 3, 2.9, 2.8, 2.0}));
+    int iterations = 0;
+    EXPECT_TRUE(cost.Compute_Optimum_Steepes(start.data(), tolerance, 2, &iterations));
+    EXPECT_EQ(iterations, tolerance > 0.2 ? 1 : 2);
+  }
+}
+
 TEST(NelderMead, EndsAtOnceOnANullStartAFlatCostOrNoIterations) {
   RecordingCost cost({1.0, 2.0}, [](const double*) { return 1.0; });
   Point start = {0.0, 0.0};
