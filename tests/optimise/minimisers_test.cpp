@@ -293,6 +293,20 @@ TEST(Minimisers, StopAtTheirTolerances) {
   }
 }
 
+// With exact gradients, n line searches see all of a quadratic; one more meets the tolerance.
+TEST(Bfgs, SolvesAQuadraticInAsManyStepsAsItHasParameters) {
+  for (int n : {1, 2, 3, 5, 8}) {
+    const Problem problem = Quadratic(n);
+    RecordingCost cost(problem.start, problem.cost);
+    short iterations = kNotReported;
+    EXPECT_TRUE(cost.ComputeOptimumQNBFGS(nullptr, 1e-6, &iterations));
+    EXPECT_LE(iterations, n + 2);
+    EXPECT_LT(cost.GetValue(), 1e-8);
+    // Single evaluations: the start, one per line search, one before each further gradient.
+    EXPECT_EQ(cost.EvaluationsCount() % 2, (1 + iterations + (iterations - 1)) % 2);
+  }
+}
+
 TEST(Bfgs, StopsAfterAThousandIterations) {
   double calls = 0.0;  // a cost that falls at every call never meets the tolerance
   RecordingCost cost({1.0}, [&](const double*) { return -++calls; });
