@@ -22,4 +22,4 @@ echo
 build/release/examples/segment_mr/segment_mr data/t1_brain_axial.nii.gz \
   --method fcm --clusters 4 --output demo_output
 echo
-echo "Look at $PWD/demo_output/panel.png, histogram.svg and convergence.svg"
+echo "Look at $PWD/demo_output/panel.png, labels.png, histogram.svg and convergence.svg"

@@ -4,6 +4,8 @@
 /// All numerical classes and functions of the library.
 
 #include "mth/Mth_pointer_list.h"
+#include "mth/clustering/Mth_clustering.h"
+#include "mth/clustering/Mth_clustering_sample.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/optimise/Mth_funct.h"
 #include "mth/optimise/Mth_funct_ajust_gauss_cost.h"

@@ -54,10 +54,9 @@ int Run(int argc, char** argv) {
   const Segmentation segmentation = Segment(image, *options);
   WriteResults(folder, image, segmentation, *options);
 
-  std::printf("%s\nWritten into %s:\n ", TextReport(image, segmentation, *options).c_str(),
+  std::printf("%s\n%zu files written into %s: panel.png shows the classes at a glance\n",
+              TextReport(image, segmentation, *options).c_str(), folder.GetNames().size(),
               options->outputPath.c_str());
-  for (const std::string& name : folder.GetNames()) std::printf(" %s", name.c_str());
-  std::printf("\n");
   return 0;
 }
 

@@ -1,0 +1,219 @@
+// k-means and fuzzy c-means over the brain voxels of a whole MR volume, against plain loops over contiguous
+// arrays.
+
+#include <benchmark/benchmark.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "mth/clustering/Mth_clustering.h"
+
+namespace {
+
+constexpr const char* kVolume = "/usr/share/mricron/templates/ch2bet.nii.gz";
+constexpr int kHeaderBytes = 352;
+constexpr int kColumns = 181;
+constexpr int kRows = 217;
+constexpr int kSlices = 181;
+constexpr int kClusters = 4;
+constexpr int kIterations = 20;
+
+// Features of the voxels above 0: the intensity and, with three, its local mean and its gradient's magnitude.
+std::vector<double> ReadFeatures(int dimensions) {
+  std::vector<std::uint8_t> voxels(std::size_t{kColumns} * kRows * kSlices);
+  std::vector<std::uint8_t> header(kHeaderBytes);
+  gzFile file = gzopen(kVolume, "rb");
+  if (file == nullptr) return {};
+  const bool isRead =
+      gzread(file, header.data(), kHeaderBytes) == kHeaderBytes &&
+      gzread(file, voxels.data(), static_cast<unsigned>(voxels.size())) == static_cast<int>(voxels.size());
+  gzclose(file);
+  if (!isRead) return {};
+  std::vector<double> features;
+  const int strides[] = {1, kColumns, kColumns * kRows};
+  const int last = static_cast<int>(voxels.size()) - strides[2];
+  for (int v = strides[2]; v < last; ++v) {
+    const auto at = [&](int offset) {
+      return static_cast<double>(voxels[static_cast<std::size_t>(v + offset)]);
+    };
+    if (at(0) <= 0.0) continue;
+    features.push_back(at(0));
+    if (dimensions == 1) continue;
+    double sum = at(0);
+    double energy = 0.0;
+    for (int stride : strides) {
+      sum += at(stride) + at(-stride);
+      energy += (at(stride) - at(-stride)) * (at(stride) - at(-stride)) / 4.0;
+    }
+    features.push_back(sum / 7.0);
+    features.push_back(std::sqrt(energy));
+  }
+  return features;
+}
+
+// Far from the answer and close together, so that no run converges before its last iteration.
+std::vector<double> StartCentroids(int dimensions) {
+  std::vector<double> centroids;
+  for (int k = 0; k < kClusters; ++k)
+    centroids.insert(centroids.end(), static_cast<std::size_t>(dimensions), 1.0 + k);
+  return centroids;
+}
+
+std::unique_ptr<MTH_CLUSTERING> MakeEngine(std::vector<double>& features, int dimensions) {
+  auto engine = std::make_unique<MTH_CLUSTERING>(kClusters, dimensions);
+  double memberships[kClusters] = {};
+  for (std::size_t i = 0; i < features.size(); i += static_cast<std::size_t>(dimensions)) {
+    MTH_CLUSTERING_SAMPLE sample(&features[i], dimensions, memberships, kClusters);
+    engine->AddSample(&sample);
+  }
+  engine->SetIterationsCount(kIterations);
+  engine->SetTolerance(0.0);
+  return engine;
+}
+
+void Restart(MTH_CLUSTERING& engine, int dimensions) {
+  std::vector<double> centroids = StartCentroids(dimensions);
+  for (int k = 0; k < kClusters; ++k)
+    engine.InitialiseCentroid(k, &centroids[static_cast<std::size_t>(k * dimensions)], dimensions);
+}
+
+template <class Run>
+void MeasureEngine(benchmark::State& state, Run run) {
+  const int dimensions = static_cast<int>(state.range(0));
+  std::vector<double> features = ReadFeatures(dimensions);
+  if (features.empty()) return state.SkipWithError("needs Debian's mricron-data");
+  const auto engine = MakeEngine(features, dimensions);
+  double result = 0.0;
+  for (auto _ : state) {
+    Restart(*engine, dimensions);
+    benchmark::DoNotOptimize(result = run(*engine));
+  }
+  state.counters["result"] = result;
+  state.counters["voxels"] = engine->GetSamplesCount();
+}
+
+void BM_KMeans(benchmark::State& state) {
+  MeasureEngine(state, [](MTH_CLUSTERING& engine) { return engine.ApplyKMeanClustering(); });
+}
+
+void BM_FuzzyCMeans(benchmark::State& state) {
+  MeasureEngine(state, [](MTH_CLUSTERING& engine) { return engine.ApplyFuzzyCMeanClustering(); });
+}
+
+// The plain loops: one pass over contiguous samples per iteration, sums for the next update folded in.
+template <int kDimensions>
+double PlainKMeans(const std::vector<double>& features, std::vector<int>& labels) {
+  const auto count = static_cast<int>(features.size()) / kDimensions;
+  std::vector<double> start = StartCentroids(kDimensions);
+  double centroids[kClusters][kDimensions];
+  std::memcpy(centroids, start.data(), sizeof centroids);
+  int changes = 1;
+  for (int iteration = 0; iteration < kIterations && changes != 0; ++iteration) {
+    double sums[kClusters][kDimensions] = {};
+    double weights[kClusters] = {};
+    changes = 0;
+    for (int i = 0; i < count; ++i) {
+      const double* x = &features[static_cast<std::size_t>(i) * kDimensions];
+      int best = 0;
+      double bestSquare = 0.0;
+      for (int k = 0; k < kClusters; ++k) {
+        double square = 0.0;
+        for (int d = 0; d < kDimensions; ++d) square += (x[d] - centroids[k][d]) * (x[d] - centroids[k][d]);
+        if (k == 0 || square < bestSquare) {
+          bestSquare = square;
+          best = k;
+        }
+      }
+      changes += labels[static_cast<std::size_t>(i)] != best;
+      labels[static_cast<std::size_t>(i)] = best;
+      weights[best] += 1.0;
+      for (int d = 0; d < kDimensions; ++d) sums[best][d] += x[d];
+    }
+    for (int k = 0; k < kClusters; ++k) {
+      for (int d = 0; d < kDimensions; ++d)
+        centroids[k][d] = weights[k] > 0.0 ? sums[k][d] / weights[k] : 0.0;
+    }
+  }
+  return changes;
+}
+
+template <int kDimensions>
+double PlainFuzzyCMeans(const std::vector<double>& features, std::vector<double>& memberships) {
+  const auto count = static_cast<int>(features.size()) / kDimensions;
+  std::vector<double> start = StartCentroids(kDimensions);
+  double centroids[kClusters][kDimensions];
+  std::memcpy(centroids, start.data(), sizeof centroids);
+  double delta = 1.0;
+  for (int iteration = 0; iteration < kIterations && delta > 0.0; ++iteration) {
+    double sums[kClusters][kDimensions] = {};
+    double weights[kClusters] = {};
+    delta = 0.0;
+    for (int i = 0; i < count; ++i) {
+      const double* x = &features[static_cast<std::size_t>(i) * kDimensions];
+      double* u = &memberships[static_cast<std::size_t>(i) * kClusters];
+      double distances[kClusters];
+      for (int k = 0; k < kClusters; ++k) {
+        double square = 0.0;
+        for (int d = 0; d < kDimensions; ++d) square += (x[d] - centroids[k][d]) * (x[d] - centroids[k][d]);
+        distances[k] = std::sqrt(square);
+      }
+      for (int k = 0; k < kClusters; ++k) {
+        double sum = 0.0;
+        for (int j = 0; j < kClusters; ++j) {
+          if (distances[j] <= 0.000001) continue;
+          const double ratio = distances[k] / distances[j];
+          sum += ratio * ratio;
+        }
+        const double updated = sum > 0.001 ? 1.0 / sum : 0.0;
+        delta = std::max(delta, std::abs(updated - u[k]));
+        u[k] = updated;
+        const double weight = updated * updated;
+        weights[k] += weight;
+        for (int d = 0; d < kDimensions; ++d) sums[k][d] += weight * x[d];
+      }
+    }
+    for (int k = 0; k < kClusters; ++k) {
+      for (int d = 0; d < kDimensions; ++d)
+        centroids[k][d] = weights[k] > 0.0 ? sums[k][d] / weights[k] : 0.0;
+    }
+  }
+  return delta;
+}
+
+template <class Run>
+void MeasurePlain(benchmark::State& state, Run run) {
+  const std::vector<double> features = ReadFeatures(static_cast<int>(state.range(0)));
+  if (features.empty()) return state.SkipWithError("needs Debian's mricron-data");
+  double result = 0.0;
+  for (auto _ : state) benchmark::DoNotOptimize(result = run(features));
+  state.counters["result"] = result;
+}
+
+void BM_KMeansPlainLoop(benchmark::State& state) {
+  std::vector<int> labels;
+  MeasurePlain(state, [&](const std::vector<double>& features) {
+    labels.resize(features.size());
+    return state.range(0) == 1 ? PlainKMeans<1>(features, labels) : PlainKMeans<3>(features, labels);
+  });
+}
+
+void BM_FuzzyCMeansPlainLoop(benchmark::State& state) {
+  std::vector<double> memberships;
+  MeasurePlain(state, [&](const std::vector<double>& features) {
+    memberships.assign(features.size() / static_cast<std::size_t>(state.range(0)) * kClusters, 0.0);
+    return state.range(0) == 1 ? PlainFuzzyCMeans<1>(features, memberships)
+                               : PlainFuzzyCMeans<3>(features, memberships);
+  });
+}
+
+BENCHMARK(BM_KMeans)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_KMeansPlainLoop)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FuzzyCMeans)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FuzzyCMeansPlainLoop)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
+
+}  // namespace

@@ -1,0 +1,203 @@
+#include "mth/clustering/Mth_clustering.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <new>
+
+#include "mth/clustering/Mth_clustering_internal.h"
+#include "std/Std_message.h"
+
+// Samples, centroids, parameters and distances of the engine.
+
+using mth_internal::kNoDistance;
+
+namespace {
+
+void ShowInformation(const char* text) {
+  Std_ShowMessage(text, MessageKind::Information, "Information");
+}
+
+int CountSubsets(int clustersCount) {
+  const double count = std::pow(2.0, clustersCount);
+  return static_cast<int>(std::min(count, static_cast<double>(std::numeric_limits<int>::max())));
+}
+
+// A list of column matrices, all zero; null when memory runs out.
+std::unique_ptr<MTH_POINTER_LIST<MTH_MATRIX>> NewCentroids(int clustersCount, int dimensionsCount) {
+  std::unique_ptr<MTH_POINTER_LIST<MTH_MATRIX>> centroids(new (std::nothrow) MTH_POINTER_LIST<MTH_MATRIX>);
+  for (int k = 0; centroids && k < clustersCount; ++k) {
+    std::unique_ptr<MTH_MATRIX> centroid(new (std::nothrow) MTH_MATRIX(dimensionsCount, 1, 0));
+    if (!centroid || centroids->Add(centroid.get()) < 0) break;
+    centroid.release()->SetZero();
+  }
+  return centroids;
+}
+
+template <class Value>
+double EuclideanDistance(int count, Value difference) {
+  double sum = 0.0;
+  for (int d = 0; d < count; ++d) sum += difference(d) * difference(d);
+  return std::sqrt(sum);
+}
+
+// The elements of an owning list, then the list itself.
+template <class T>
+void DeleteAll(MTH_POINTER_LIST<T>* list) {
+  if (list == nullptr) return;
+  for (T* item : *list) delete item;
+  list->Clear();
+}
+
+}  // namespace
+
+MTH_CLUSTERING::MTH_CLUSTERING(int clustersCount, int dimensionsCount)
+    : clustersCount_(clustersCount),
+      dimensionsCount_(dimensionsCount),
+      hypothesesCount_(CountSubsets(clustersCount)),
+      centroids_(NewCentroids(clustersCount, dimensionsCount)) {}
+
+MTH_CLUSTERING::MTH_CLUSTERING(const MTH_CLUSTERING* source) {
+  if (source == nullptr) return;
+  clustersCount_ = source->clustersCount_;
+  dimensionsCount_ = source->dimensionsCount_;
+  hypothesesCount_ = CountSubsets(clustersCount_);
+  CopySamples(*source);
+  if (source->credalPartition_) CopyCredalPartition(*source);
+}
+
+MTH_CLUSTERING::MTH_CLUSTERING(const MTH_CLUSTERING& source) : MTH_CLUSTERING(&source) {}
+
+MTH_CLUSTERING::~MTH_CLUSTERING() {
+  DeleteAll(&samples_);
+  DeleteAll(centroids_.get());
+  DeleteAll(hypotheses_.get());
+}
+
+void MTH_CLUSTERING::CopySamples(const MTH_CLUSTERING& source) {
+  for (MTH_CLUSTERING_SAMPLE* sample : source.samples_) {
+    if (!AddSample(sample)) return;
+  }
+}
+
+void MTH_CLUSTERING::CopyCredalPartition(const MTH_CLUSTERING& source) {
+  const auto copyMatrix = [](const std::unique_ptr<MTH_MATRIX>& matrix) {
+    return std::unique_ptr<MTH_MATRIX>(matrix ? new (std::nothrow) MTH_MATRIX(*matrix) : nullptr);
+  };
+  hypothesesCount_ = source.hypothesesCount_;
+  credalPartition_ = copyMatrix(source.credalPartition_);
+  hypothesesCenters_ = copyMatrix(source.hypothesesCenters_);
+  if (source.cardinalities_) {
+    cardinalities_.reset(new (std::nothrow) int[static_cast<std::size_t>(hypothesesCount_)]);
+    if (cardinalities_) std::copy_n(source.cardinalities_.get(), hypothesesCount_, cardinalities_.get());
+  }
+  hypotheses_.reset(new (std::nothrow) MTH_POINTER_LIST<std::vector<int>>);
+  isEvidential_ = true;
+  if (!hypotheses_ || !source.hypotheses_) return;
+  for (std::vector<int>* hypothesis : *source.hypotheses_) {
+    try {
+      auto copy = std::make_unique<std::vector<int>>(*hypothesis);
+      if (hypotheses_->Add(copy.get()) < 0) return;
+      copy.release();
+    } catch (const std::bad_alloc&) {
+      return;
+    }
+  }
+}
+
+bool MTH_CLUSTERING::AddSample(MTH_CLUSTERING_SAMPLE* sample) {
+  if (sample == nullptr) return false;
+  if (sample->GetMembershipsCount() != clustersCount_) {
+    ShowInformation("MTH_CLUSTERING::AddSample : le nombre de Clusters est incompatible!");
+    return false;
+  }
+  if (sample->GetParametersCount() != dimensionsCount_) {
+    ShowInformation("MTH_CLUSTERING::AddSample : le nombre de dimensions est incompatible!");
+    return false;
+  }
+  std::unique_ptr<MTH_CLUSTERING_SAMPLE> copy(new (std::nothrow) MTH_CLUSTERING_SAMPLE(sample));
+  const bool isCopied = copy && copy->GetParametersCount() == dimensionsCount_ &&
+                        copy->GetMembershipsCount() == clustersCount_ && samples_.Add(copy.get()) >= 0;
+  if (isCopied) copy.release();
+  return isCopied;
+}
+
+MTH_CLUSTERING_SAMPLE* MTH_CLUSTERING::GetSample(int index) const {
+  return samples_.Get(index);
+}
+
+MTH_MATRIX* MTH_CLUSTERING::GetCentroid(int k) const {
+  if (!IsCluster(k)) {
+    ShowInformation("MTH_CLUSTERING::GetSampleDistanceToCentroid : Indice du cluste hors limite!");
+    return nullptr;
+  }
+  return centroids_ ? centroids_->Get(k) : nullptr;
+}
+
+void MTH_CLUSTERING::InitialiseCentroid(int k, double* values, int count) {
+  areCentroidsInitialised_ = true;
+  MTH_MATRIX* centroid = IsCluster(k) && centroids_ ? centroids_->Get(k) : nullptr;
+  if (centroid == nullptr || values == nullptr) return;
+  for (int d = 0; d < std::min(count, dimensionsCount_); ++d) centroid->Set(d, 0, values[d]);
+}
+
+void MTH_CLUSTERING::SetRegulationValue(double m) {
+  if (m > 1.0) regulationValue_ = m;
+}
+
+void MTH_CLUSTERING::SetParams(double alpha, double beta, double rho) {
+  regulationValue_ = beta > 1.0 ? beta : 2.0;
+  alpha_ = alpha >= 0.0 ? alpha : 2.0;
+  rho_ = rho > 0.0 ? rho : 2.0;
+}
+
+bool MTH_CLUSTERING::CheckSampleAndCluster(int i, int k) const {
+  if (!IsSample(i)) {
+    ShowInformation("MTH_CLUSTERING::GetSampleDistanceToCentroid : Indice de l'échantillon hors limite!");
+    return false;
+  }
+  if (!IsCluster(k)) {
+    ShowInformation("MTH_CLUSTERING::GetSampleDistanceToCentroid : Indice du cluste hors limite!");
+    return false;
+  }
+  return HasCentroids();
+}
+
+double MTH_CLUSTERING::GetSampleDistanceToCentroid(int i, int k) const {
+  if (!CheckSampleAndCluster(i, k)) return kNoDistance;
+  const MTH_CLUSTERING_SAMPLE& sample = *samples_.Get(i);
+  const MTH_MATRIX& centroid = *centroids_->Get(k);
+  return EuclideanDistance(dimensionsCount_,
+                           [&](int d) { return sample.GetParameter(d) - centroid.Get(d, 0); });
+}
+
+double MTH_CLUSTERING::GetSampleMahalanobisDistanceToCentroid(int i, int k, MTH_MATRIX* m) const {
+  if (!CheckSampleAndCluster(i, k) || m == nullptr) return kNoDistance;
+  using Matrix = std::unique_ptr<MTH_MATRIX>;
+  const Matrix difference(samples_.Get(i)->parameters_ - *centroids_->Get(k));
+  const Matrix transposed(difference ? difference->Transpose() : nullptr);
+  const Matrix weighted(transposed ? *transposed * *m : nullptr);
+  const Matrix form(weighted ? *weighted * *difference : nullptr);
+  return form && form->IsAllocated() ? form->Get(0, 0) : kNoDistance;
+}
+
+double MTH_CLUSTERING::GetSampleDistanceToSample(int i, int j) const {
+  if (!IsSample(i) || !IsSample(j)) {
+    ShowInformation("MTH_CLUSTERING::GetSampleDistanceToCentroid : Indice de l'échantillon hors limite!");
+    return kNoDistance;
+  }
+  const MTH_CLUSTERING_SAMPLE& first = *samples_.Get(i);
+  const MTH_CLUSTERING_SAMPLE& second = *samples_.Get(j);
+  return EuclideanDistance(dimensionsCount_,
+                           [&](int d) { return first.GetParameter(d) - second.GetParameter(d); });
+}
+
+int MTH_CLUSTERING::MaxMembershipDecision(int i) const {
+  if (!IsSample(i)) return 0;
+  const MTH_CLUSTERING_SAMPLE& sample = *samples_.Get(i);
+  int best = 0;
+  for (int k = 1; k < clustersCount_; ++k) {
+    if (sample.GetMembership(k) >= sample.GetMembership(best)) best = k;
+  }
+  return best;
+}
