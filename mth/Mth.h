@@ -13,6 +13,7 @@
 #include "mth/optimise/Mth_funct_curve_cost.h"
 #include "mth/optimise/Mth_funct_find_chainette.h"
 #include "mth/optimise/Mth_funct_profile_cost.h"
+#include "mth/statistics/Mth_random.h"
 #include "mth/value/Mth_2d_double.h"
 #include "mth/value/Mth_2d_float.h"
 #include "mth/value/Mth_2d_integer.h"
