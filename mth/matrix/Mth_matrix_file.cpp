@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <string>
 
+#include "mth/Mth_file_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 
@@ -14,12 +14,9 @@
 
 namespace {
 
-constexpr std::int64_t kLargestPromise = std::int64_t{1} << 30;  // bytes taken on trust from a short file
+using mth_internal::File;
 
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
+constexpr std::int64_t kLargestPromise = std::int64_t{1} << 30;  // bytes taken on trust from a short file
 
 // The bytes of little-endian words in the byte order of this machine, or the other way round.
 void SwapLittleEndian(void* words, std::size_t bytes, std::size_t wordSize) {

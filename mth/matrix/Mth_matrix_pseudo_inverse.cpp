@@ -4,7 +4,7 @@
 
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
-#include "std/Std_message.h"
+#include "std/Std_message_internal.h"
 
 // The pseudo-inverse and what is built on it: least squares and projectors.
 
@@ -85,11 +85,10 @@ MTH_MATRIX* MTH_MATRIX::TimesDiagonal(const MTH_MATRIX& diagonal) const {
 
 bool MTH_MATRIX::IsSafeInverse(const MTH_MATRIX* inverse) {
   if (inverse == nullptr || !inverse->allocated_ || inverse->status_ == 9) {
-    Std_ShowMessage("Matrice non inversible", MessageKind::Information, "Information");
+    mth_internal::ShowInformation("Matrice non inversible");
     return false;
   }
-  if (inverse->status_ == 10)
-    Std_ShowMessage("Risque d'instabilité de la solution", MessageKind::Information, "Information");
+  if (inverse->status_ == 10) mth_internal::ShowInformation("Risque d'instabilité de la solution");
   return true;
 }
 

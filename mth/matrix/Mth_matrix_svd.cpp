@@ -9,7 +9,7 @@
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 #include "mth/matrix/Mth_svd_internal.h"
-#include "std/Std_message.h"
+#include "std/Std_message_internal.h"
 
 #define MTH_KERNEL_FILE "mth/matrix/Mth_svd_kernel_internal.h"
 #include "mth/Mth_for_each_instruction_set_internal.h"
@@ -65,9 +65,8 @@ bool MTH_MATRIX::SVD(MTH_MATRIX** u, MTH_MATRIX** w, MTH_MATRIX** v) const {
   });
   if (hasConverged) return true;
   // Both texts are kept as they are known; the cap is 50 whichever is shown.
-  Std_ShowMessage(
-      type_ == 0 ? "Pas de convergence après 50 itérations" : "Pas de convergence après 30 itérations",
-      MessageKind::Information, "Information");
+  mth_internal::ShowInformation(type_ == 0 ? "Pas de convergence après 50 itérations"
+                                           : "Pas de convergence après 30 itérations");
   return fail(17);
 }
 

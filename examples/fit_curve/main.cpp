@@ -1,0 +1,36 @@
+// Fits a model to a curve: an example of a host program around the cost functions and their minimisers.
+
+#include <cstdio>
+#include <fstream>
+
+#include "curve.h"
+#include "minimisers.h"
+#include "models.h"
+#include "options.h"
+#include "report.h"
+#include "support/failure.h"
+
+namespace {
+
+void WriteText(const std::string& path, const std::string& text) {
+  std::ofstream file(path, std::ios::binary);
+  if (!(file << text).flush()) throw example::Failure("cannot write " + path);
+}
+
+int Run(int argc, char** argv) {
+  const std::optional<fit_curve::Options> options = fit_curve::ParseOptions(argc, argv);
+  if (!options) return 0;
+  const fit_curve::Curve curve = fit_curve::ReadCurve(options->dataPath);
+  fit_curve::Problem problem = fit_curve::MakeProblem(*options, curve);
+  const fit_curve::Outcome outcome = fit_curve::Minimise(problem, *options);
+  WriteText(options->plotPath, fit_curve::DrawFit(problem, curve, *options));
+  std::printf("%s\nWritten: %s\n", fit_curve::TextReport(problem, outcome, *options).c_str(),
+              options->plotPath.c_str());
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return example::RunProgram("fit_curve", Run, argc, argv);
+}

@@ -1,0 +1,64 @@
+#include "report.h"
+
+#include <algorithm>
+
+#include "support/svg_plot.h"
+#include "support/text.h"
+
+namespace fit_curve {
+
+namespace {
+
+using example::PlotAxis;
+using example::PlotPoint;
+
+constexpr example::Colour kDataColour{120, 132, 150};
+constexpr example::Colour kModelColour{213, 94, 0};
+constexpr int kModelPoints = 600;
+constexpr int kDigits = 7;
+
+// A line such as "sigma                  2.5".
+std::string Line(const std::string& name, const std::string& value) {
+  constexpr std::size_t kWidth = 24;
+  return name + std::string(name.size() < kWidth ? kWidth - name.size() : 1, ' ') + value + "\n";
+}
+
+PlotAxis AxisOf(const std::string& label, const std::vector<double>& values, double margin) {
+  const auto [low, high] = std::minmax_element(values.begin(), values.end());
+  const double range = *high > *low ? *high - *low : std::max(std::abs(*low), 1.0);
+  return {label, *low - margin * range, *high + margin * range, false};
+}
+
+}  // namespace
+
+std::string TextReport(const Problem& problem, const Outcome& outcome, const Options& options) {
+  std::string text;
+  const std::vector<double> parameters = problem.Parameters();
+  for (std::size_t k = 0; k < parameters.size(); ++k) {
+    text += Line(problem.names[k], example::Rounded(parameters[k], kDigits));
+  }
+  text += Line(problem.costName, example::Rounded(outcome.cost, kDigits));
+  text += Line("at the start", example::Rounded(outcome.startCost, kDigits));
+  text += Line(options.minimiser == "annealing" ? "stages, at most" : "iterations",
+               std::to_string(outcome.iterations));
+  text += Line("evaluations", std::to_string(*problem.evaluationsCount));
+  return text;
+}
+
+std::string DrawFit(const Problem& problem, const Curve& curve, const Options& options) {
+  const std::vector<double> parameters = problem.Parameters();
+  const PlotAxis horizontal = AxisOf("x", curve.x, 0.0);
+  example::SvgPlot plot(options.model + " by " + options.minimiser, horizontal, AxisOf("y", curve.y, 0.06));
+  std::vector<PlotPoint> samples;
+  for (std::size_t i = 0; i < curve.x.size(); ++i) samples.emplace_back(curve.x[i], curve.y[i]);
+  std::vector<PlotPoint> model;
+  for (int i = 0; i <= kModelPoints; ++i) {
+    const double x = horizontal.minimum + i * (horizontal.maximum - horizontal.minimum) / kModelPoints;
+    model.emplace_back(x, problem.valueAt(parameters, x));
+  }
+  plot.AddDots(samples, kDataColour, true, "data");
+  plot.AddLine(model, kModelColour, "model");
+  return plot.Render();
+}
+
+}  // namespace fit_curve

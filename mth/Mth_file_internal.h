@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace mth_internal {
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+/// A number in fixed notation, with a decimal point under every locale, kept inside the object.
+class FixedNumber {
+ public:
+  /// @param decimals  at most 20.
+  FixedNumber(double value, int decimals);
+  std::string_view View() const { return {text_, length_}; }
+
+ private:
+  char text_[336];  // the largest double has 309 digits before the point
+  std::size_t length_;
+};
+
+/// A text file being written, its lines ended as the platform's text mode does. The first failure makes the
+/// rest a no-op; Close tells.
+class TextWriter {
+ public:
+  /// Creates or truncates the file.
+  explicit TextWriter(const char* path);
+  bool IsOpen() const { return file_ != nullptr; }
+  TextWriter& Text(std::string_view text);
+  TextWriter& Fixed(double value, int decimals) { return Text(FixedNumber(value, decimals).View()); }
+  TextWriter& Integer(long long value);
+  /// @return  whether everything reached the file.
+  bool Close();
+
+ private:
+  File file_;
+  bool isWritten_;
+};
+
+/// Reads a whole text file. @return false when it cannot be opened or read, or is larger than 1 GiB; may
+/// throw std::bad_alloc.
+bool ReadTextFile(const char* path, std::string& text);
+
+}  // namespace mth_internal

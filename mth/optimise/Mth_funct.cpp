@@ -1,0 +1,130 @@
+#include "mth/optimise/Mth_funct.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <new>
+
+#include "mth/Mth_file_internal.h"
+#include "mth/optimise/Mth_funct_internal.h"
+
+// Storage of a cost function, the evaluation protocol and the parameter dump.
+
+namespace mth_internal {
+
+std::unique_ptr<double[]> NewZeros(std::size_t count) {
+  // Refused here and not by the allocator: n x n of a large n does not fit in any memory.
+  constexpr std::size_t kLargestCount = std::size_t{1} << 36;
+  if (count > kLargestCount) return nullptr;
+  return std::unique_ptr<double[]>(new (std::nothrow) double[count]());
+}
+
+OptimisationProgress::OptimisationProgress(const char* title, std::int64_t stepsCount) {
+  try {
+    text_ = title;
+  } catch (const std::bad_alloc&) {  // a window without a title is no reason not to minimise
+  }
+  bar_.SetTitle(text_);
+  bar_.Show();
+  bar_.SetStepsCount(static_cast<int>(std::clamp<std::int64_t>(stepsCount, std::numeric_limits<int>::min(),
+                                                               std::numeric_limits<int>::max())));
+}
+
+void OptimisationProgress::Step(const char* text) {
+  try {
+    text_ = text;
+  } catch (const std::bad_alloc&) {
+  }
+  bar_.StepAction(text_);
+}
+
+void OptimisationProgress::StepParameters(const double* parameters, int n) {
+  try {
+    text_.clear();
+    for (int i = 0; i < n; ++i) text_.append(FixedNumber(parameters[i], 1).View()).push_back('\t');
+  } catch (const std::bad_alloc&) {
+  }
+  bar_.StepAction(text_);
+}
+
+}  // namespace mth_internal
+
+using mth_internal::CopyPoint;
+using mth_internal::NewZeros;
+
+MTH_FUNCT::MTH_FUNCT() = default;
+
+MTH_FUNCT::MTH_FUNCT(int n) {
+  if (n < 0 || !AllocateArrays(static_cast<std::size_t>(n))) {
+    Release();
+  } else {
+    parametersCount_ = n;
+  }
+}
+
+MTH_FUNCT::~MTH_FUNCT() = default;
+
+bool MTH_FUNCT::AllocateArrays(std::size_t count) {
+  hessian_ = NewZeros(count * count);  // first, since it is the one that a large count is refused
+  if (!hessian_) return false;
+  for (Array* array :
+       {&linePoint_, &lineDirection_, &savedParameters_, &trialPoint_, &parameters_, &gradient_}) {
+    *array = NewZeros(count);
+    if (!*array) return false;
+  }
+  annealing_.reset(new (std::nothrow) SIMULATED_ANNEALING_PARAM{});
+  return annealing_ != nullptr;
+}
+
+void MTH_FUNCT::Release() {
+  for (Array* array :
+       {&linePoint_, &lineDirection_, &savedParameters_, &trialPoint_, &parameters_, &gradient_, &hessian_}) {
+    array->reset();
+  }
+  annealing_.reset();
+}
+
+void MTH_FUNCT::InitialiseSimAnn() {}
+
+bool MTH_FUNCT::SimAnnComputeTransition() {
+  return true;
+}
+
+bool MTH_FUNCT::SimAnnComputeInverseTransition() {
+  return true;
+}
+
+void MTH_FUNCT::SetParameters(double* x) {
+  // Intended: an object that has not declared its parameters settable keeps its own.
+  if (isDefined_ && x != nullptr) CopyPoint(x, parametersCount_, parameters_.get());
+}
+
+double MTH_FUNCT::EvaluateAtPoint(double* x) {
+  if (x == nullptr && parametersCount_ > 0) return std::numeric_limits<double>::quiet_NaN();
+  double* const parameters = parameters_.get();
+  double* const saved = savedParameters_.get();
+  CopyPoint(parameters, parametersCount_, saved);
+  try {
+    CopyPoint(x, parametersCount_, parameters);
+    Evaluate();
+  } catch (...) {
+    CopyPoint(saved, parametersCount_, parameters);
+    throw;
+  }
+  const double cost = value_;
+  CopyPoint(saved, parametersCount_, parameters);
+  Evaluate();  // intended: the value always matches the parameters
+  return cost;
+}
+
+bool MTH_FUNCT::SaveParameters(const char* path) {
+  constexpr int kDecimals = 3;
+  mth_internal::TextWriter file(path);
+  file.Text("-------------PARAMETRES--------------\n");
+  for (int i = 0; i < parametersCount_; ++i) {
+    file.Text("param[").Integer(i).Text("] : ").Fixed(GetParameters()[i], kDecimals);
+    file.Text("\n");
+  }
+  file.Text("------------------COUT---------------\n").Fixed(value_, kDecimals).Text("\n");
+  return file.Close();
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <memory>
+
+#include "mth/optimise/Mth_funct.h"
+
+namespace mth_internal {
+class BellCache;
+}
+
+/// Fits a sum of Gaussians to samples at the abscissae 0, 1, 2 ... Parameters, for each Gaussian: area A,
+/// centre mu, width sigma. The object is defined once it has been evaluated.
+class MTH_EXPORT MTH_FUNCT_AJUST_GAUSS_COST : public MTH_FUNCT {
+ public:
+  /// @param data       count samples, borrowed: kept alive and unchanged by the caller. Null: no samples.
+  /// @param gaussians  number of Gaussians; 0 models the samples as 0.
+  MTH_FUNCT_AJUST_GAUSS_COST(double* data, int count, int gaussians);
+  ~MTH_FUNCT_AJUST_GAUSS_COST() override;
+  /// Root of the summed squared error of the model sum over g of A / (sqrt(2 pi) sigma) exp(-((i - mu) /
+  /// sigma)^2 / 2).
+  void Evaluate() override;
+
+ private:
+  const double* Gaussian(int g) const;
+  void AddGaussian(int g, int first, int length, double* model) const;
+
+  double* data_;
+  int count_;
+  std::unique_ptr<mth_internal::BellCache> cache_;  // null for very many samples
+};

@@ -1,0 +1,35 @@
+#include "mth/optimise/Mth_funct_curve_cost.h"
+
+#include "mth/optimise/Mth_funct_internal.h"
+
+MTH_FUNCT_CURVE_COST::MTH_FUNCT_CURVE_COST(int parametersCount) : MTH_FUNCT(parametersCount) {}
+
+MTH_FUNCT_CURVE_COST::MTH_FUNCT_CURVE_COST(int parametersCount, int count, const double* x, const double* y)
+    : MTH_FUNCT(parametersCount) {
+  if (x == nullptr || y == nullptr || !AllocateSamples(count)) return;
+  mth_internal::CopyPoint(x, count, abscissae_.get());
+  mth_internal::CopyPoint(y, count, ordinates_.get());
+}
+
+MTH_FUNCT_CURVE_COST::~MTH_FUNCT_CURVE_COST() = default;
+
+bool MTH_FUNCT_CURVE_COST::AllocateSamples(int count) {
+  ReleaseSamples();
+  samplesCount_ = 0;
+  if (count < 0) return false;
+  for (auto* array : {&abscissae_, &ordinates_, &model_}) {
+    *array = mth_internal::NewZeros(static_cast<std::size_t>(count));
+  }
+  if (!abscissae_ || !ordinates_ || !model_) {
+    ReleaseSamples();
+    return false;
+  }
+  samplesCount_ = count;
+  return true;
+}
+
+void MTH_FUNCT_CURVE_COST::ReleaseSamples() {
+  abscissae_.reset();
+  ordinates_.reset();
+  model_.reset();
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <memory>
+
+#include "mth/optimise/Mth_funct.h"
+
+/// Base of the cost functions that fit a model to a curve of their own: sampled points (x, y), copied, and
+/// the values of the model there. Their cost is the mean squared difference of model and ordinates.
+///
+/// Without samples the cost is NaN. GetModel() tells the model at the last Evaluate(), 0 before.
+class MTH_EXPORT MTH_FUNCT_CURVE_COST : public MTH_FUNCT {
+ public:
+  ~MTH_FUNCT_CURVE_COST() override;
+
+  int GetSamplesCount() const { return samplesCount_; }
+  /// @return  the object's own abscissae, one per sample; null when there are none. So the two below.
+  double* GetAbscissae() const { return abscissae_.get(); }
+  double* GetOrdinates() const { return ordinates_.get(); }
+  double* GetModel() const { return model_.get(); }
+
+ protected:
+  explicit MTH_FUNCT_CURVE_COST(int parametersCount);
+  /// Copies the samples. Null arrays, a negative count or no memory: no samples.
+  MTH_FUNCT_CURVE_COST(int parametersCount, int count, const double* x, const double* y);
+
+  /// Replaces the samples by `count` points at (0, 0). @return false, and no samples, without memory.
+  bool AllocateSamples(int count);
+  /// Releases the arrays; the count stays as it was.
+  void ReleaseSamples();
+  /// Fills the model, stores the mean squared error in the value and declares the object defined.
+  /// @param model  the model's ordinate at an abscissa.
+  template <class Model>
+  void EvaluateMeanSquaredError(Model model) {
+    const double* const x = GetAbscissae();
+    const double* const y = GetOrdinates();
+    double* const modelled = GetModel();
+    const int count = x != nullptr ? samplesCount_ : 0;
+    double sum = 0.0;
+    for (int i = 0; i < count; ++i) {
+      modelled[i] = model(x[i]);
+      sum += (modelled[i] - y[i]) * (modelled[i] - y[i]);
+    }
+    SetValue(sum / count);
+    SetDefined(true);
+  }
+
+ private:
+  std::unique_ptr<double[]> abscissae_;
+  std::unique_ptr<double[]> ordinates_;
+  std::unique_ptr<double[]> model_;
+  int samplesCount_ = 0;
+};

@@ -1,0 +1,122 @@
+#include "mth/optimise/Mth_funct_profile_cost.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "mth/Mth_file_internal.h"
+
+namespace {
+
+constexpr int kParametersCount = 4;
+constexpr std::size_t kLongestLine = 255;  // read at once; what is beyond counts as another line
+constexpr int kDecimals = 3;
+
+// Pieces of at most kLongestLine characters, line ends included.
+std::size_t CountLines(std::string_view text) {
+  std::size_t count = 0;
+  while (!text.empty()) {
+    const std::size_t end = text.substr(0, kLongestLine).find('\n');
+    text.remove_prefix(end != text.npos ? end + 1 : std::min(kLongestLine, text.size()));
+    ++count;
+  }
+  return count;
+}
+
+// Takes numbers and separators off the front of a text, whatever the locale, and stops at the first
+// character that does not fit.
+class NumberReader {
+ public:
+  explicit NumberReader(std::string_view text) : text_(text) {}
+
+  bool TakePair(double& first, double& second) {
+    double x = 0.0;
+    double y = 0.0;
+    if (!TakeNumber(x) || !TakeComma() || !TakeNumber(y)) return false;
+    first = x;
+    second = y;
+    return true;
+  }
+
+ private:
+  bool TakeComma() {
+    if (!text_.starts_with(',')) return false;
+    text_.remove_prefix(1);
+    return true;
+  }
+
+  bool TakeNumber(double& number) {
+    text_.remove_prefix(std::min(text_.find_first_not_of(" \t\n\v\f\r"), text_.size()));
+    const bool hasPlus = text_.starts_with('+');
+    const std::string_view digits = text_.substr(hasPlus ? 1 : 0);
+    if (hasPlus && digits.starts_with('-')) return false;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    if (error == std::errc::invalid_argument) return false;
+    if (error == std::errc::result_out_of_range) number = Saturated({digits.data(), end});
+    text_.remove_prefix(static_cast<std::size_t>(end - text_.data()));
+    return true;
+  }
+
+  // What a number beyond the range of double rounds to: an infinity or a zero.
+  static double Saturated(std::string_view digits) {
+    long double wide = 0.0L;
+    const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), wide);
+    return result.ec == std::errc() ? static_cast<double>(wide) : 0.0;
+  }
+
+  std::string_view text_;
+};
+
+}  // namespace
+
+MTH_FUNCT_PROFILE_COST::MTH_FUNCT_PROFILE_COST() : MTH_FUNCT_CURVE_COST(kParametersCount) {}
+
+MTH_FUNCT_PROFILE_COST::MTH_FUNCT_PROFILE_COST(int count, double* x, double* y)
+    : MTH_FUNCT_CURVE_COST(kParametersCount, count, x, y) {}
+
+MTH_FUNCT_PROFILE_COST::MTH_FUNCT_PROFILE_COST(const char* path) : MTH_FUNCT_CURVE_COST(kParametersCount) {
+  LoadProfile(path);
+}
+
+MTH_FUNCT_PROFILE_COST::~MTH_FUNCT_PROFILE_COST() = default;
+
+void MTH_FUNCT_PROFILE_COST::Evaluate() {
+  if (GetParametersCount() == 0) return;  // there was no memory for them
+  const double baseline = GetParameters()[0];
+  const double amplitude = GetParameters()[1];
+  const double centre = GetParameters()[2];
+  const double width = GetParameters()[3];
+  EvaluateMeanSquaredError([=](double x) {
+    return baseline + amplitude * std::exp(-((x - centre) * (x - centre)) / (width * width * 2.0));
+  });
+}
+
+bool MTH_FUNCT_PROFILE_COST::LoadProfile(const char* path) try {
+  ReleaseSamples();
+  std::string text;
+  if (!mth_internal::ReadTextFile(path, text)) return false;
+  const std::size_t count = CountLines(text);
+  if (count > static_cast<std::size_t>(std::numeric_limits<int>::max())) return false;
+  if (!AllocateSamples(static_cast<int>(count))) return false;
+  NumberReader reader(text);
+  for (std::size_t i = 0; i < count; ++i) reader.TakePair(GetAbscissae()[i], GetOrdinates()[i]);
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+bool MTH_FUNCT_PROFILE_COST::SaveProfile(const char* path) {
+  mth_internal::TextWriter file(path);
+  const int count = GetAbscissae() != nullptr ? GetSamplesCount() : 0;
+  for (int i = 0; i < count; ++i) {
+    file.Fixed(GetAbscissae()[i], kDecimals).Text(",");
+    file.Fixed(GetOrdinates()[i], kDecimals).Text(",");
+    file.Fixed(GetModel()[i], kDecimals).Text("\n");
+  }
+  return file.Close();
+}

@@ -1,0 +1,95 @@
+#include <gtest/gtest.h>
+
+#include <utility>
+
+#include "mth/optimise/Mth_funct_ajust_gauss_cost.h"
+#include "mth/optimise/Mth_funct_ajust_rayleigh_cost.h"
+#include "mth/optimise/Mth_funct_find_chainette.h"
+#include "mth/optimise/Mth_funct_profile_cost.h"
+#include "support/allocation_faults.h"
+#include "support/text_file.h"
+
+namespace mth_test {
+namespace {
+
+// Rosenbrock's function; it allocates nothing.
+class Valley : public MTH_FUNCT {
+ public:
+  Valley() : MTH_FUNCT(2) { SetDefined(true); }
+  void Evaluate() override {
+    const double* x = GetParameters();
+    const double a = x[1] - x[0] * x[0];
+    const double b = 1.0 - x[0];
+    SetValue(100.0 * a * a + b * b);
+  }
+};
+
+using Minimisation = bool (*)(MTH_FUNCT& cost, short limit);
+double start[] = {-1.2, 1.0};
+
+const Minimisation kRuns[] = {
+    [](MTH_FUNCT& cost, short limit) {
+      return cost.ComputeOptimumPowell(start, limit, 1e-14, nullptr, false);
+    },
+    [](MTH_FUNCT& cost, short limit) {
+      cost.SetGradientStep(1e-4);
+      return cost.ComputeOptimumQNBFGS(start, limit > 5 ? 0.0 : 0.1, nullptr);
+    },
+    [](MTH_FUNCT& cost, short limit) { return cost.ComputeOptimum_Nelder_Mead(start, 0.0, limit, nullptr); },
+    [](MTH_FUNCT& cost, short limit) { return cost.Compute_Optimum_Steepes(start, 0.0, limit, nullptr); },
+};
+
+TEST(Memory, EvaluationsAndLineSearchesAllocateNothing) {
+  for (Minimisation run : kRuns) {
+    const auto allocations = [run](short limit) {
+      Valley cost;
+      return ForEachAllocationFault([&] { return run(cost, limit); }, [](bool) {});
+    };
+    EXPECT_EQ(allocations(1), allocations(50));
+  }
+}
+
+TEST(Memory, MinimisersFailWithoutIt) {
+  const Minimisation levenbergMarquardt = [](MTH_FUNCT& cost, short) {
+    return cost.ComputeOptimumMarLev(nullptr);
+  };
+  for (Minimisation run : {kRuns[0], kRuns[1], kRuns[2], kRuns[3], levenbergMarquardt}) {
+    Valley expected;
+    run(expected, 20);
+    const int faults = ForEachAllocationFault(
+        [run] {
+          Valley cost;
+          const bool result = run(cost, 20);
+          return std::pair(result, cost.GetValue());
+        },
+        [&](std::pair<bool, double> made) {
+          EXPECT_TRUE(!made.first || made.second == expected.GetValue());
+        });
+    EXPECT_GE(faults, 8);  // the object alone has eight blocks
+  }
+}
+
+TEST(Memory, CostFunctionsAreHarmlessWithoutIt) {
+  const ScratchFile file("memory.csv");
+  file.Write("1,2\n3,4\n");
+  double data[] = {1.0, 2.0, 3.0};
+  const auto use = [](MTH_FUNCT&& cost) {
+    cost.Evaluate();
+    cost.ComputeGradient();
+    cost.ComputeHessian();
+    return cost.GetParametersCount();
+  };
+  const auto expect = [&](int parameters, auto make) {
+    const int faults = ForEachAllocationFault(
+        [&] { return use(make()); }, [&](int count) { EXPECT_TRUE(count == 0 || count == parameters); });
+    EXPECT_GE(faults, 12);  // eight blocks and the four derivative points
+  };
+  expect(2, [&] { return MTH_FUNCT_FIND_CHAINETTE(3, data, data); });
+  expect(6, [&] { return MTH_FUNCT_AJUST_GAUSS_COST(data, 3, 2); });
+  expect(3, [&] { return MTH_FUNCT_AJUST_RAYLEIGH_COST(data, 3); });
+  expect(4, [&] { return MTH_FUNCT_PROFILE_COST(3, data, data); });
+  expect(4, [&] { return MTH_FUNCT_PROFILE_COST(file.Path()); });
+}
+
+}  // namespace
+}  // namespace mth_test

@@ -1,0 +1,393 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+
+#include "mth/matrix/Mth_matrix.h"
+#include "optimise/problems.h"
+#include "support/recording_display.h"
+
+namespace mth_test {
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr int kNotReported = -1;
+constexpr double kTableRounding = 2e-6;  // the published minima have six digits
+
+struct Outcome {
+  bool result;
+  int iterations;
+};
+
+// A minimiser with the settings that suit the problems below; a null start starts from the parameters.
+struct Minimiser {
+  const char* name;
+  double tolerance;  // of the cost it reaches, relative and absolute
+  int mostParameters;
+  Outcome (*run)(MTH_FUNCT& cost, double* start);
+};
+
+Outcome RunPowell(MTH_FUNCT& cost, double* start) {
+  short iterations = kNotReported;
+  const bool result = cost.ComputeOptimumPowell(start, 200, 1e-10, &iterations, true);
+  return {result, iterations};
+}
+
+Outcome RunBfgs(MTH_FUNCT& cost, double* start) {
+  short iterations = kNotReported;
+  cost.SetGradientStep(1e-4);
+  const bool result = cost.ComputeOptimumQNBFGS(start, 1e-10, &iterations);
+  return {result, iterations};
+}
+
+Outcome RunNelderMead(MTH_FUNCT& cost, double* start) {
+  int iterations = kNotReported;
+  const bool result = cost.ComputeOptimum_Nelder_Mead(start, 1e-10, 2000, &iterations);
+  return {result, iterations};
+}
+
+Outcome RunSteepest(MTH_FUNCT& cost, double* start) {
+  int iterations = kNotReported;
+  cost.SetConstant_for_Steepes_Optimization(0.1);
+  const bool result = cost.Compute_Optimum_Steepes(start, 1e-12, 20000, &iterations);
+  return {result, iterations};
+}
+
+Outcome RunMarLev(MTH_FUNCT& cost, double*) {
+  short iterations = kNotReported;
+  const bool result = cost.ComputeOptimumMarLev(&iterations);
+  return {result, iterations};
+}
+
+constexpr int kAny = 100;
+const Minimiser kDescents[] = {{"Powell", 1e-6, kAny, RunPowell},
+                               {"BFGS", 1e-9, kAny, RunBfgs},
+                               {"Nelder-Mead", 1e-9, 3, RunNelderMead},
+                               {"steepest descent", 1e-5, 2, RunSteepest}};
+const Minimiser kAll[] = {{"Powell", 0, 0, RunPowell},
+                          {"BFGS", 0, 0, RunBfgs},
+                          {"Nelder-Mead", 0, 0, RunNelderMead},
+                          {"steepest descent", 0, 0, RunSteepest},
+                          {"Levenberg-Marquardt", 0, 0, RunMarLev}};
+
+TEST(Minimisers, ReachTheMinimaOfPublishedProblems) {
+  std::vector<Problem> problems = ReadProblems();
+  ASSERT_EQ(problems.size(), 7u);
+  for (int n : {1, 2, 5, 12}) problems.push_back(Quadratic(n));
+  for (const Problem& problem : problems) {
+    for (const Minimiser& minimiser : kDescents) {
+      if (static_cast<int>(problem.start.size()) > minimiser.mostParameters) continue;
+      SCOPED_TRACE(problem.name + " by " + minimiser.name);
+      RecordingCost cost(Point(problem.start.size(), 0.5), problem.cost);
+      Point start = problem.start;
+      const Outcome outcome = minimiser.run(cost, start.data());
+      EXPECT_TRUE(outcome.result);
+      EXPECT_GT(outcome.iterations, 0);
+      EXPECT_NEAR(cost.GetValue(), problem.leastCost,
+                  minimiser.tolerance * (1.0 + problem.leastCost) + kTableRounding * problem.leastCost);
+      EXPECT_EQ(cost.visited.front(), start);
+      EXPECT_EQ(cost.visited.back(), cost.Parameters());
+      EXPECT_EQ(cost.GetValue(), problem.cost(cost.GetParameters()));
+    }
+  }
+}
+
+TEST(Minimisers, StartFromTheParametersWhereTheObjectIsNotDefined) {
+  for (const Minimiser& minimiser : kDescents) {
+    RecordingCost cost({2.0, 1.0}, Quadratic(2).cost);
+    cost.SetDefined(false);
+    Point start = {30.0, 40.0};
+    minimiser.run(cost, start.data());
+    EXPECT_EQ(cost.visited.front(), (Point{2.0, 1.0})) << minimiser.name;
+  }
+}
+
+TEST(Minimisers, WithoutParametersReturnFailure) {
+  Point start = {1.0};
+  for (const Minimiser& minimiser : kAll) {
+    RecordingCost cost({}, [](const double*) { return 1.0; });
+    const Outcome outcome = minimiser.run(cost, start.data());
+    EXPECT_FALSE(outcome.result) << minimiser.name;
+    EXPECT_EQ(outcome.iterations, 0) << minimiser.name;
+    EXPECT_TRUE(cost.visited.empty()) << minimiser.name;
+  }
+}
+
+TEST(Minimisers, EndOnCostsThatAreNotFiniteAndCloseTheirWindows) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  for (const Minimiser& minimiser : kAll) {
+    for (double value : {kNaN, infinity, -infinity}) {
+      for (int finiteEvaluations : {0, 1, 7}) {  // the costs before that are fine
+        const RecordingDisplay display;
+        int calls = 0;
+        RecordingCost cost({1.0, 2.0}, [&](const double* x) {
+          return ++calls > finiteEvaluations ? value : Square(x[0]) + Square(x[1]);
+        });
+        Point start = {3.0, 4.0};
+        const Outcome outcome = minimiser.run(cost, start.data());
+        EXPECT_NE(outcome.iterations, kNotReported) << minimiser.name;
+        for (const auto& window : display.windows) EXPECT_TRUE(window->isClosed) << minimiser.name;
+      }
+    }
+  }
+}
+
+TEST(Minimisers, PassTheExceptionsOfTheHostAndCanBeUsedAgain) {
+  const Problem problem = Quadratic(2);
+  for (const Minimiser& minimiser : kAll) {
+    RecordingCost expected(problem.start, problem.cost);
+    Point start = problem.start;
+    minimiser.run(expected, start.data());
+    const int last = std::min(expected.EvaluationsCount(), 60);
+    for (int faulty = 1; faulty <= last; ++faulty) {
+      const RecordingDisplay display;
+      int calls = 0;
+      RecordingCost cost(problem.start, [&](const double* x) {
+        if (++calls == faulty) throw std::runtime_error("host");
+        return problem.cost(x);
+      });
+      EXPECT_THROW(minimiser.run(cost, start.data()), std::runtime_error) << minimiser.name;
+      for (const auto& window : display.windows) EXPECT_TRUE(window->isClosed) << minimiser.name;
+      cost.visited.clear();
+      minimiser.run(cost, start.data());
+      EXPECT_EQ(cost.visited, expected.visited) << minimiser.name << " after evaluation " << faulty;
+    }
+  }
+}
+
+TEST(Minimisers, ShowTheirProgress) {
+  const Problem problem = Quadratic(2);
+  const std::string title = "Optimization in progress";
+  struct {
+    const Minimiser& minimiser;
+    std::string title;
+    int steps;
+    std::string opening;
+  } const cases[] = {{kAll[0], title, 200 * 2, title},
+                     {kAll[1], title, 1000, title},
+                     {kAll[4], "Optimisation d'une fonction par Levenberg-Marquatd", 20, ""}};
+  for (const auto& test : cases) {
+    const RecordingDisplay display;
+    RecordingCost cost(problem.start, problem.cost);
+    const Outcome outcome = test.minimiser.run(cost, nullptr);
+    ASSERT_EQ(display.windows.size(), 1u);
+    const ShownProgress& window = *display.windows[0];
+    EXPECT_EQ(window.title, test.title);
+    EXPECT_EQ(window.maximum, 5 * test.steps);
+    EXPECT_TRUE(window.wasShown);
+    std::vector<std::string> actions = window.actions;
+    if (!test.opening.empty()) {
+      EXPECT_EQ(actions.front(), test.opening);
+      actions.erase(actions.begin());
+    }
+    // Powell steps once per line search along a direction, of the uncounted last pass too.
+    if (test.minimiser.run == RunPowell) {
+      EXPECT_EQ(actions.size(), 2u * (static_cast<unsigned>(outcome.iterations) + 1));
+      EXPECT_EQ(actions.back(), "0.0\t1.0\t");
+    } else {
+      for (const std::string& action : actions) EXPECT_EQ(action, "  ");
+      EXPECT_EQ(actions.empty(), false);
+    }
+  }
+  for (const Minimiser* silent : {&kAll[2], &kAll[3]}) {
+    const RecordingDisplay display;
+    RecordingCost cost(problem.start, problem.cost);
+    Point start = problem.start;
+    silent->run(cost, start.data());
+    EXPECT_TRUE(display.windows.empty()) << silent->name;
+  }
+}
+
+TEST(Powell, ShowsOneDecimalAndNoWindowUnlessAsked) {
+  const RecordingDisplay display;
+  RecordingCost cost({-12.36, 0.04, 1234567.25}, [](const double*) { return 1.0; });
+  cost.ComputeOptimumPowell(nullptr, 1, 1e-3, nullptr, false);
+  EXPECT_TRUE(display.windows.empty());
+  // A constant cost: each search ends at the abscissa of least cost that it found, a golden step away.
+  cost.ComputeOptimumPowell(nullptr, 1, 1e-3, nullptr, true);
+  const std::string& text = display.windows.at(0)->actions.at(1);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\t'), 3);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '.'), 3);
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '.') continue;
+    EXPECT_TRUE(text[i + 2] == '\t' && std::isdigit(text[i - 1])) << text;
+  }
+}
+
+TEST(Powell, CountsOnlyPassesBeforeTheLastOne) {
+  RecordingCost atMinimum({0.0, 1.0}, Quadratic(2).cost);
+  short iterations = kNotReported;
+  EXPECT_FALSE(atMinimum.ComputeOptimumPowell(nullptr, 50, 1e-8, &iterations, false));
+  EXPECT_EQ(iterations, 0);
+  RecordingCost untouched({5.0, 5.0}, Quadratic(2).cost);
+  EXPECT_FALSE(untouched.ComputeOptimumPowell(nullptr, 0, 1e-8, &iterations, false));
+  EXPECT_EQ(iterations, 0);
+  EXPECT_EQ(untouched.visited, (std::vector<Point>{{5.0, 5.0}}));
+  RecordingCost cut({-1.2, 1.0}, CostOfProblem("Rosenbrock"));
+  EXPECT_TRUE(cut.ComputeOptimumPowell(nullptr, 3, 0.0, &iterations, false));
+  EXPECT_EQ(iterations, 3);
+}
+
+TEST(Powell, NewDirectionOverwritesTheOneOfTheLargestDecrease) {
+  // The first axis gains most in the first pass; the second pass must start along the new direction and
+  // then follow the second axis, unmoved.
+  short iterations = 0;
+  std::vector<short> passes;
+  const RecordingDisplay display;
+  std::vector<std::size_t> searches;
+  RecordingCost cost({10.0, 1.0}, [&](const double* x) {
+    passes.push_back(iterations);
+    searches.push_back(display.windows.empty() ? 0 : display.windows[0]->actions.size());
+    return Square(x[0]) + Square(x[1]) + 1.2 * x[0] * x[1] + std::pow(x[0] * x[1], 4);
+  });
+  cost.ComputeOptimumPowell(nullptr, 2, 1e-12, &iterations, true);
+  ASSERT_EQ(iterations, 2);
+  const std::size_t pass =
+      static_cast<std::size_t>(std::find(passes.begin(), passes.end(), 1) - passes.begin());
+  const auto directionAt = [&](std::size_t i) {  // the search evaluates at t = 0, restores, then at t = 1
+    const Point& from = cost.visited[i];
+    const Point& to = cost.visited[i + 2];
+    return Point{to[0] - from[0], to[1] - from[1]};
+  };
+  const Point first = directionAt(pass);
+  const Point sincePassStart = {cost.visited[pass][0] - 10.0, cost.visited[pass][1] - 1.0};
+  EXPECT_NE(first[0], 0.0);
+  EXPECT_NE(first[1], 0.0);
+  EXPECT_NEAR(first[0] * sincePassStart[1], first[1] * sincePassStart[0], 1e-9);
+  const std::size_t second = static_cast<std::size_t>(
+      std::find(searches.begin(), searches.end(), searches[pass] + 1) - searches.begin());
+  EXPECT_EQ(directionAt(second), (Point{0.0, 1.0}));
+}
+
+// Costs whose first pass gains 9 scale, from (9 scale + floor) to the floor: the stop tests of both.
+TEST(Minimisers, StopAtTheirTolerances) {
+  const auto parabola = [](double scale, double floor) {
+    return RecordingCost({0.0}, [=](const double* x) { return scale * Square(x[0] - 3.0) + floor; });
+  };
+  struct {
+    double scale;
+    double floor;
+    double tolerance;
+    int iterations;
+  } const cases[] = {{5.4e-8, 0.0, 0.0, 0},  // 2 x 9 scale <= 1e-6
+                     {5.7e-8, 0.0, 0.0, 1},
+                     {1.0, 100.0, 0.088, 0},  // 2 x 9 <= tolerance x 209
+                     {1.0, 100.0, 0.084, 1}};
+  for (const auto& test : cases) {
+    RecordingCost cost = parabola(test.scale, test.floor);
+    short iterations = kNotReported;
+    EXPECT_TRUE(cost.ComputeOptimumPowell(nullptr, 1, test.tolerance, &iterations, false));
+    EXPECT_EQ(iterations, test.iterations) << test.scale;
+  }
+  for (const auto& [tolerance, isFirst] : {std::pair(2.17, true), std::pair(2.13, false)}) {
+    RecordingCost cost = parabola(1.0, 100.0);  // 50 x 9 <= tolerance x 209
+    cost.SetGradientStep(0.5);
+    short iterations = kNotReported;
+    EXPECT_TRUE(cost.ComputeOptimumQNBFGS(nullptr, tolerance, &iterations));
+    EXPECT_EQ(iterations == 1, isFirst) << tolerance;
+  }
+}
+
+// With exact gradients, n line searches see all of a quadratic; one more meets the tolerance.
+TEST(Bfgs, SolvesAQuadraticInAsManyStepsAsItHasParameters) {
+  for (int n : {1, 2, 3, 5, 8}) {
+    const Problem problem = Quadratic(n);
+    RecordingCost cost(problem.start, problem.cost);
+    short iterations = kNotReported;
+    EXPECT_TRUE(cost.ComputeOptimumQNBFGS(nullptr, 1e-6, &iterations));
+    EXPECT_LE(iterations, n + 2);
+    EXPECT_LT(cost.GetValue(), 1e-8);
+    // Single evaluations: the start, one per line search, one before each further gradient.
+    EXPECT_EQ(cost.EvaluationsCount() % 2, (1 + iterations + (iterations - 1)) % 2);
+  }
+}
+
+TEST(Bfgs, StopsAfterAThousandIterations) {
+  double calls = 0.0;  // a cost that falls at every call never meets the tolerance
+  RecordingCost cost({1.0}, [&](const double*) { return -++calls; });
+  short iterations = 0;
+  EXPECT_TRUE(cost.ComputeOptimumQNBFGS(nullptr, 0.0, &iterations));
+  EXPECT_EQ(iterations, 1000);
+}
+
+TEST(LevenbergMarquardt, StaysAtAMinimumAtItsFixedStart) {
+  RecordingCost cost({5.0, 5.0},
+                     [](const double* x) { return Square(x[0] - 0.1) + 2.0 * Square(x[1] - 0.1); });
+  cost.SetGradientStep(0.5);
+  short iterations = 9;
+  EXPECT_FALSE(cost.ComputeOptimumMarLev(&iterations));
+  EXPECT_EQ(iterations, 0);
+  EXPECT_EQ(cost.Parameters(), (Point{0.1, 0.1}));
+  EXPECT_EQ(cost.EvaluationsCount(), 1 + 4 * 2 + (6 * 2 + 4 * 2) + 2);
+}
+
+TEST(LevenbergMarquardt, AddsTheSolvedStepUnsigned) {
+  // f = a x^2 + b x y + c y^2 + d x: constant Hessian ((2a, b), (b, 2c)), so Cramer's rule gives the step.
+  const double a = -1.0, b = 0.5, c = -2.0, d = 3.0;
+  RecordingCost cost({0.0, 0.0}, [=](const double* x) {
+    return a * x[0] * x[0] + b * x[0] * x[1] + c * x[1] * x[1] + d * x[0];
+  });
+  const RecordingDisplay display;
+  EXPECT_TRUE(cost.ComputeOptimumMarLev(nullptr));  // goes down for ever: ends on a cost that is not finite
+  Point from = {0.1, 0.1};
+  std::size_t evaluation = 1 + 4 * 2 + 20;  // of the first trial
+  for (double damping : {0.001, 0.0001}) {  // a tenth after a step that pays
+    const double g0 = 2.0 * a * from[0] + b * from[1] + d;
+    const double g1 = b * from[0] + 2.0 * c * from[1];
+    const double h00 = 2.0 * a * (1.0 + damping);
+    const double h11 = 2.0 * c * (1.0 + damping);
+    const double determinant = h00 * h11 - b * b;
+    const Point trial = cost.visited.at(evaluation);
+    EXPECT_NEAR(trial[0], from[0] + (g0 * h11 - b * g1) / determinant, 1e-12);
+    EXPECT_NEAR(trial[1], from[1] + (h00 * g1 - b * g0) / determinant, 1e-12);
+    from = trial;
+    evaluation += 2 + 4 * 2 + 20;
+  }
+  // Uphill, the damping grows tenfold.
+  RecordingCost convex({0.0}, [](const double* x) { return Square(x[0] - 2.0); });
+  EXPECT_FALSE(convex.ComputeOptimumMarLev(nullptr));
+  EXPECT_NEAR(convex.visited.at(1 + 4 + 6)[0], 0.1 - 1.9 / 1.001, 1e-12);
+  EXPECT_NEAR(convex.visited.at(1 + 4 + 6 + 2)[0], 0.1 - 1.9 / 1.01, 1e-12);
+}
+
+TEST(LevenbergMarquardt, DescendsWhereTheCurvatureIsNegativeAndEndsWhereItIsNot) {
+  RecordingCost cost({0.0}, [](const double* x) { return Square(Square(x[0]) - 1.0); });
+  cost.SetGradientStep(1e-3);
+  const RecordingDisplay display;
+  EXPECT_TRUE(cost.ComputeOptimumMarLev(nullptr));
+  EXPECT_LT(cost.GetValue(), Square(0.99) / 2.0);
+  // Two evaluations per step; the start and every accepted step take derivatives (4 + 6).
+  const int steps = static_cast<int>(display.windows.at(0)->actions.size());
+  const int derivatives = cost.EvaluationsCount() - 1 - 2 * steps;
+  EXPECT_EQ(derivatives % 10, 0);
+  EXPECT_GE(derivatives / 10, 2);
+}
+
+TEST(LevenbergMarquardt, EndsWithoutCurvatureOnTheDiagonal) {
+  // Whole numbers at the points of the differences: the diagonal is exactly 0, so that the damping changes
+  // nothing. The step leads to (0.1, 2.1), always uphill.
+  RecordingCost cost({0.0, 0.0}, [](const double* x) {
+    return 2.0 * std::round(x[0]) + std::round(x[0]) * std::round(x[1]) + (x[1] > 2.0 ? 5.0 : 0.0);
+  });
+  const RecordingDisplay display;
+  EXPECT_FALSE(cost.ComputeOptimumMarLev(nullptr));
+  EXPECT_LT(cost.EvaluationsCount(), 1000);
+}
+
+TEST(LevenbergMarquardt, TheOtherEntryOnlySetsTheParameters) {
+  RecordingCost cost({1.0, 2.0}, Quadratic(2).cost);
+  cost.SetDefined(false);
+  Point start = {6.0, 7.0};
+  EXPECT_FALSE(cost.ComputeOptimumLM(start.data(), nullptr));
+  EXPECT_EQ(cost.Parameters(), start);
+  EXPECT_FALSE(cost.ComputeOptimumLM(nullptr, nullptr));
+  EXPECT_TRUE(cost.visited.empty());
+}
+
+}  // namespace
+}  // namespace mth_test
