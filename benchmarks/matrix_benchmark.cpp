@@ -258,8 +258,8 @@ BENCHMARK(OpenBlasProduct)->Apply(ProductSizes);
 #else
 #define MEASURE_OPENCV(operation, T)
 #endif
-#define MEASURE(operation, T)                             \
-  BENCHMARK(Mth##operation<T>)->Apply(ElementWiseSizes);  \
+#define MEASURE(operation, T)                            \
+  BENCHMARK(Mth##operation<T>)->Apply(ElementWiseSizes); \
   MEASURE_EIGEN(operation, T) MEASURE_OPENCV(operation, T)
 
 MEASURE(Sum, double)

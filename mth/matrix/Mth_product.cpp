@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdint>
+#include <numeric>
 #include <type_traits>
 
 #include "mth/Mth_work_array_internal.h"
@@ -12,13 +13,19 @@
 namespace mth_internal {
 namespace {
 
-// Blocks of k: a packed tile of each factor then stays in the first cache.
-constexpr std::int64_t kBlockDepth = 256;
-// Rows of a strip, a multiple of every tile's: its packed block fills half of the second cache.
-constexpr std::int64_t kStripRows = 240;
+// Terms of a sum that are added at once. Beyond, a sum is stored and loaded again: seldom is best.
+constexpr std::int64_t kBlockDepth = 1024;
+// Rows that use a packed tile of the right factor in turn, two tiles high: their packed block stays in the
+// second cache beside it.
+constexpr std::int64_t kStripRows = 24;
 // Columns that are packed at once; bounds the scratch memory.
 constexpr std::int64_t kSlabColumns = 1024;
+// A multiple of every tile's columns.
 constexpr std::int64_t kWidestTile = 16;
+
+constexpr std::int64_t WholeTiles(std::int64_t columns) {
+  return (columns + kWidestTile - 1) / kWidestTile * kWidestTile;
+}
 
 // Where the packed product works; null for the product in place.
 struct ProductScratch {
@@ -36,11 +43,12 @@ struct ProductScratch {
 namespace mth_internal {
 namespace {
 
-// Whether the factors are so large that packing them pays.
+// Whether the factors are so large that packing them pays: doubles when the right one leaves the second
+// cache, floats, which packing widens, much earlier.
 template <class T>
 bool IsWorthPacking(const ProductTask<T>& task) {
-  constexpr std::int64_t kSmall = 128 * 128;
-  return task.rows >= 32 && task.columns >= kWidestTile && task.inner * task.columns > kSmall;
+  constexpr std::int64_t kSmall = std::is_same_v<T, float> ? 40 * 40 : 384 * 384;
+  return task.rows >= kWidestTile && task.columns >= kWidestTile && task.inner * task.columns > kSmall;
 }
 
 }  // namespace
@@ -50,12 +58,14 @@ void Multiply(const ProductTask<T>& task) {
   const auto multiply = MTH_SELECT(MultiplyMatrices<T>);
   if (!IsWorthPacking(task)) return multiply(task, {});
 
-  const std::int64_t slab = std::min(kSlabColumns, task.columns + kWidestTile);
-  const std::int64_t leftCount = kStripRows * kBlockDepth;
-  const std::int64_t sumsCount = kStripRows * slab;
-  const WorkArray<double> scratch(leftCount + sumsCount + task.inner * slab);
+  const std::int64_t slab = WholeTiles(std::min(kSlabColumns, task.columns));
+  const std::int64_t rightCount = task.inner * slab;
+  const std::int64_t leftCount = kStripRows * std::min(kBlockDepth, task.inner);
+  const std::int64_t sumsCount = task.inner > kBlockDepth ? kStripRows * slab : 0;
+  const WorkArray<double> scratch(rightCount + leftCount + sumsCount);
   if (!scratch) return multiply(task, {});
-  multiply(task, {scratch.Get() + leftCount + sumsCount, scratch.Get(), scratch.Get() + leftCount});
+  double* left = scratch.Get() + rightCount;
+  multiply(task, {scratch.Get(), left, left + leftCount});
 }
 
 template void Multiply(const ProductTask<double>&);

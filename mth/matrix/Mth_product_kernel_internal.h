@@ -99,6 +99,18 @@ struct Tile {
       for (int v = 0; v < kVectors; ++v) Store(target + i * stride + v * kWidth, sums[i][v]);
     }
   }
+  // NaN when one of the sums is (also, harmlessly, when there are infinities of both signs).
+  MTH_INLINE double Probe() const {
+    V total = sums[0][0];
+#pragma GCC unroll 12
+    for (int i = 0; i < kRows; ++i) {
+#pragma GCC unroll 2
+      for (int v = 0; v < kVectors; ++v) total += sums[i][v];
+    }
+    double lanes[kWidth];
+    Store(lanes, total);
+    return std::accumulate(lanes, lanes + kWidth, 0.0);
+  }
   template <class Step, class Left, class T>
   MTH_INLINE void Accumulate(Left left, const T* right, std::int64_t stride, std::int64_t depth) {
     for (std::int64_t k = 0; k < depth; ++k, right += stride) {
@@ -142,8 +154,10 @@ MTH_INLINE void ForEachTileColumn(std::int64_t columns, Body body) {
 }
 
 // The product with both factors where they lie: for small ones, and where there is no memory for scratch.
+// @return  false when an entry may be NaN.
 template <class Step, class T>
-void MultiplyInPlace(const ProductTask<T>& task) {
+bool MultiplyInPlace(const ProductTask<T>& task) {
+  double probe = 0.0;
   ForEachTileRow<kTileRows>(0, task.rows, [&](std::int64_t i, auto rows) {
     const LeftInPlace<T> left{task.left + i * task.inner, task.inner};
     ForEachTileColumn(task.columns, [&](std::int64_t j, auto lanes, auto vectors) {
@@ -151,8 +165,10 @@ void MultiplyInPlace(const ProductTask<T>& task) {
       tile.Clear();
       tile.template Accumulate<Step>(left, task.right + j, task.columns, task.inner);
       tile.StoreTo(task.result + i * task.columns + j, task.columns);
+      probe += tile.Probe();
     });
   });
+  return probe == probe;
 }
 
 // The product of larger matrices, in blocks that stay in cache. Both factors are packed in the order in which
@@ -162,7 +178,8 @@ class PackedProduct {
  public:
   PackedProduct(const ProductTask<T>& task, const ProductScratch& scratch) : task_(task), scratch_(scratch) {}
 
-  void Run() {
+  // @return  false when an entry may be NaN.
+  bool Run() {
     for (std::int64_t j = 0; j < task_.columns; j += kSlabColumns) {
       firstColumn_ = j;
       // A last slab that is too narrow for a tile overlaps the one before.
@@ -174,24 +191,25 @@ class PackedProduct {
       PackRight();
       for (std::int64_t i = 0; i < task_.rows; i += kStripRows) MultiplyStrip(i);
     }
+    return probe_ == probe_;
   }
 
  private:
   // Panels of one tile's columns; those of all blocks of k, one block after the other.
   void PackRight() {
-    double* packed = scratch_.right;
+    double* block = scratch_.right;
     for (std::int64_t k = 0; k < task_.inner; k += kBlockDepth) {
       const std::int64_t depth = std::min(kBlockDepth, task_.inner - k);
-      ForEachTileColumn(columns_, [&](std::int64_t j, auto lanes, auto vectors) {
-        using V = decltype(lanes);
-        const T* source = task_.right + k * task_.columns + firstColumn_ + j;
-        for (std::int64_t row = 0; row < depth; ++row) {
-          for (int v = 0; v < vectors(); ++v)
-            Store(packed + row * kTileColumns + v * kLanes,
-                  Load<V>(source + row * task_.columns + v * kLanes));
-        }
-        packed += depth * kTileColumns;
-      });
+      for (std::int64_t row = 0; row < depth; ++row) {
+        const T* source = task_.right + (k + row) * task_.columns + firstColumn_;
+        double* packed = block + row * kTileColumns;
+        ForEachTileColumn(columns_, [&](std::int64_t j, auto lanes, auto vectors) {
+          using V = decltype(lanes);
+          for (int v = 0; v < vectors(); ++v) Store(packed + v * kLanes, Load<V>(source + j + v * kLanes));
+          packed += depth * kTileColumns;
+        });
+      }
+      block += depth * WholeTiles(columns_);
     }
   }
 
@@ -222,8 +240,9 @@ class PackedProduct {
           isFirst ? tile.Clear() : tile.LoadFrom(sums + i * kTileColumns, kTileColumns);
           const LeftPacked<tileRows()> left{scratch_.left + i * depth};
           tile.template Accumulate<Step>(left, right, kTileColumns, depth);
-          isLast ? tile.StoreTo(result + i * task_.columns, task_.columns)
-                 : tile.StoreTo(sums + i * kTileColumns, kTileColumns);
+          if (!isLast) return tile.StoreTo(sums + i * kTileColumns, kTileColumns);
+          tile.StoreTo(result + i * task_.columns, task_.columns);
+          probe_ += tile.Probe();
         });
         right += depth * kTileColumns;
         sums += rows * kTileColumns;
@@ -235,29 +254,17 @@ class PackedProduct {
   ProductScratch scratch_;
   std::int64_t firstColumn_ = 0;
   std::int64_t columns_ = 0;
+  double probe_ = 0.0;
 };
 
 template <class Step, class T>
-void MultiplyBy(const ProductTask<T>& task, const ProductScratch& scratch) {
+bool MultiplyBy(const ProductTask<T>& task, const ProductScratch& scratch) {
   if (scratch.right == nullptr) return MultiplyInPlace<Step>(task);
-  PackedProduct<Step, T>(task, scratch).Run();
-}
-
-template <class T>
-bool HasNan(const T* elements, std::int64_t count) {
-  constexpr std::int64_t kChunk = 1024;
-  for (std::int64_t first = 0; first < count; first += kChunk) {
-    int found = 0;
-    for (std::int64_t i = first; i < std::min(count, first + kChunk); ++i)
-      found |= elements[i] != elements[i];
-    if (found != 0) return true;
-  }
-  return false;
+  return PackedProduct<Step, T>(task, scratch).Run();
 }
 
 template <class T>
 void MultiplyMatrices(const ProductTask<T>& task, const ProductScratch& scratch) {
   using Step = std::conditional_t<std::is_same_v<T, float>, FusedStep, SeparateStep>;
-  MultiplyBy<Step>(task, scratch);
-  if (HasNan(task.result, task.rows * task.columns)) MultiplyBy<NanStep>(task, scratch);
+  if (!MultiplyBy<Step>(task, scratch)) MultiplyBy<NanStep>(task, scratch);
 }
