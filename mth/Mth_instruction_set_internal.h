@@ -55,10 +55,11 @@ Function SelectVersion(Function baseline, Function avx2, Function avx512) {
 
 }  // namespace mth_internal
 
+// The name of a template may have commas.
 #if MTH_MULTIVERSION
-#define MTH_SELECT(name)                                                                      \
-  ::mth_internal::SelectVersion(&::mth_internal::baseline::name, &::mth_internal::avx2::name, \
-                                &::mth_internal::avx512::name)
+#define MTH_SELECT(...)                                                                              \
+  ::mth_internal::SelectVersion(&::mth_internal::baseline::__VA_ARGS__, &::mth_internal::avx2::__VA_ARGS__, \
+                                &::mth_internal::avx512::__VA_ARGS__)
 #else
-#define MTH_SELECT(name) (&::mth_internal::baseline::name)
+#define MTH_SELECT(...) (&::mth_internal::baseline::__VA_ARGS__)
 #endif

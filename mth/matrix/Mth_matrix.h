@@ -342,8 +342,8 @@ class MTH_EXPORT MTH_MATRIX {
   MTH_MATRIX* Combine(const MTH_MATRIX& other, Operation operation) const;
   template <class Operation>
   MTH_MATRIX* Map(Operation operation) const;
-  template <class IsBetter>
-  double FindExtremum(IsBetter isBetter) const;
+  template <bool kLargest>
+  double FindExtremum() const;
   MTH_MATRIX* AddBorder(int rowWidth, int columnWidth) const;
   MTH_MATRIX* ConvolveFull(const MTH_MATRIX& kernel) const;
   // Row i of the result is row permutation[i] of this matrix, by the rules of the product.

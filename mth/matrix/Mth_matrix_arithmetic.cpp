@@ -4,6 +4,9 @@
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 
+#define MTH_KERNEL_FILE "mth/matrix/Mth_elementwise_kernel_internal.h"
+#include "mth/Mth_for_each_instruction_set_internal.h"
+
 // Element-wise operations, transposition and the matrix product.
 
 int MTH_MATRIX::CheckOperands(const MTH_MATRIX& left, const MTH_MATRIX& right) {
@@ -21,9 +24,8 @@ MTH_MATRIX* MTH_MATRIX::Combine(const MTH_MATRIX& other, Operation operation) co
   if (!mth_internal::IsUsable(result)) return result;
   OnStorage([&](auto* left) {
     using T = std::remove_pointer_t<decltype(left)>;
-    const T* right = other.Elements<T>();
-    T* __restrict target = result->Elements<T>();
-    for (std::int64_t i = 0; i < ElementsCount(); ++i) target[i] = operation(left[i], right[i]);
+    const auto combine = MTH_SELECT(CombineElements<T, Operation>);
+    combine(left, other.Elements<T>(), result->Elements<T>(), ElementsCount(), operation);
   });
   return result;
 }
@@ -36,8 +38,8 @@ MTH_MATRIX* MTH_MATRIX::Map(Operation operation) const {
   if (!mth_internal::IsUsable(result)) return result;
   OnStorage([&](auto* source) {
     using T = std::remove_pointer_t<decltype(source)>;
-    T* __restrict target = result->Elements<T>();
-    for (std::int64_t i = 0; i < ElementsCount(); ++i) target[i] = operation(source[i]);
+    const auto map = MTH_SELECT(MapElements<T, Operation>);
+    map(source, result->Elements<T>(), ElementsCount(), operation);
   });
   return result;
 }
@@ -71,10 +73,7 @@ MTH_MATRIX* MTH_MATRIX::Transpose() const {
   if (!mth_internal::IsUsable(result)) return result;
   OnStorage([&](auto* source) {
     using T = std::remove_pointer_t<decltype(source)>;
-    T* __restrict target = result->Elements<T>();
-    for (std::int64_t i = 0; i < rows_; ++i) {
-      for (std::int64_t j = 0; j < columns_; ++j) target[j * rows_ + i] = source[i * columns_ + j];
-    }
+    mth_internal::Transpose<T>(source, rows_, columns_, result->Elements<T>());
   });
   return result;
 }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "mth/matrix/Mth_kernels_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 
@@ -12,23 +13,19 @@ double MTH_MATRIX::GetTrace() const {
   return trace;
 }
 
-template <class IsBetter>
-double MTH_MATRIX::FindExtremum(IsBetter isBetter) const {
+template <bool kLargest>
+double MTH_MATRIX::FindExtremum() const {
   if (!allocated_ || ElementsCount() == 0) return 0.0;
-  return OnStorage([&](auto* elements) {
-    auto best = elements[0];
-    for (std::int64_t i = 1; i < ElementsCount(); ++i)
-      best = isBetter(elements[i], best) ? elements[i] : best;
-    return static_cast<double>(best);
-  });
+  return OnStorage(
+      [&](auto* elements) { return mth_internal::FindExtremum<kLargest>(elements, ElementsCount()); });
 }
 
 double MTH_MATRIX::GetMax(int* /*row*/, int* /*column*/) const {
-  return FindExtremum([](auto candidate, auto best) { return candidate > best; });
+  return FindExtremum<true>();
 }
 
 double MTH_MATRIX::GetMin(int* /*row*/, int* /*column*/) const {
-  return FindExtremum([](auto candidate, auto best) { return candidate < best; });
+  return FindExtremum<false>();
 }
 
 double MTH_MATRIX::ComputeFrobeniusNorm() const {

@@ -1,4 +1,4 @@
-#include <cstdlib>
+#include <memory>
 #include <new>
 
 #include "mth/matrix/Mth_storage_internal.h"
@@ -10,28 +10,35 @@
 namespace mth_internal {
 namespace {
 
-constexpr std::size_t kVectorAlignment = 64;
+constexpr std::size_t kSmallBlock = 512;  // not worth aligning beyond what `new` does
+constexpr std::size_t kCacheLine = 64;
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 constexpr std::size_t kHugePageThreshold = 2 * kHugePage;  // below, the rounding up would waste too much
 
-std::size_t Alignment(std::size_t bytes) {
-  return bytes >= kHugePageThreshold ? kHugePage : kVectorAlignment;
-}
-
 }  // namespace
 
+// Aligned by hand: the aligned `new` of the GNU C library returns large blocks to the system each time, and
+// their pages are zeroed again for each result. The address to free lies before the block.
 void* AllocateStorage(std::size_t bytes) {
-  void* storage = ::operator new (bytes, std::align_val_t{Alignment(bytes)}, std::nothrow);
+  if (bytes < kSmallBlock) return ::operator new (bytes, std::nothrow);
+  const bool isHuge = bytes >= kHugePageThreshold;
+  const std::size_t alignment = isHuge ? kHugePage : kCacheLine;
+  const std::size_t size = isHuge ? (bytes + kHugePage - 1) / kHugePage * kHugePage : bytes;
+  void* const block = ::operator new (size + alignment + sizeof(void*), std::nothrow);
+  if (block == nullptr) return nullptr;
+  void* storage = static_cast<void**>(block) + 1;
+  std::size_t room = size + alignment;
+  std::align(alignment, size, storage, room);
+  static_cast<void**>(storage)[-1] = block;
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
-  // Only advice: whole pages inside the block, and no harm when the system declines.
-  if (storage != nullptr && bytes >= kHugePageThreshold)
-    madvise(storage, bytes / kHugePage * kHugePage, MADV_HUGEPAGE);
+  if (isHuge) madvise(storage, size, MADV_HUGEPAGE);  // only advice: no harm when the system declines
 #endif
   return storage;
 }
 
 void FreeStorage(void* storage, std::size_t bytes) {
-  ::operator delete (storage, std::align_val_t{Alignment(bytes)});
+  if (storage != nullptr && bytes >= kSmallBlock) storage = static_cast<void**>(storage)[-1];
+  ::operator delete (storage);
 }
 
 }  // namespace mth_internal

@@ -4,8 +4,8 @@
 
 namespace mth_internal {
 
-/// Memory for a matrix's elements, aligned for the widest vectors and not initialised. Large blocks come in
-/// whole huge pages where the platform offers them: fresh memory costs more than most element-wise
+/// Memory for a matrix's elements, not initialised; all but small blocks begin on a cache line. Large blocks
+/// come in whole huge pages where the platform offers them: fresh memory costs more than most element-wise
 /// operations.
 /// @return  null when the memory cannot be had.
 void* AllocateStorage(std::size_t bytes);
