@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kSmallBlock = 512;  // not worth aligning beyond what `new` does
 constexpr std::size_t kCacheLine = 64;
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
-constexpr std::size_t kHugePageThreshold = 2 * kHugePage;  // below, the rounding up would waste too much
+constexpr std::size_t kHugePageThreshold = kHugePage;  // a smaller block would waste most of its page
 
 }  // namespace
 
