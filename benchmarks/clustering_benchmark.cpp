@@ -13,6 +13,10 @@
 
 #include "mth/clustering/Mth_clustering.h"
 
+#ifdef MTH_HAS_OPENCV
+#include <opencv2/core.hpp>
+#endif
+
 namespace {
 
 constexpr const char* kVolume = "/usr/share/mricron/templates/ch2bet.nii.gz";
@@ -210,6 +214,27 @@ void BM_FuzzyCMeansPlainLoop(benchmark::State& state) {
                                : PlainFuzzyCMeans<3>(features, memberships);
   });
 }
+
+#ifdef MTH_HAS_OPENCV
+// In single precision, from labels instead of centroids: the same number of passes over the same voxels.
+void BM_KMeansOpenCv(benchmark::State& state) {
+  const int dimensions = static_cast<int>(state.range(0));
+  const std::vector<double> features = ReadFeatures(dimensions);
+  if (features.empty()) return state.SkipWithError("needs Debian's mricron-data");
+  cv::setNumThreads(1);
+  cv::Mat samples(static_cast<int>(features.size()) / dimensions, dimensions, CV_32F);
+  std::transform(features.begin(), features.end(), samples.ptr<float>(),
+                 [](double x) { return static_cast<float>(x); });
+  for (auto _ : state) {
+    cv::Mat labels(samples.rows, 1, CV_32S);
+    for (int i = 0; i < samples.rows; ++i) labels.at<int>(i) = i % kClusters;
+    const cv::TermCriteria passes(cv::TermCriteria::COUNT, kIterations, 0.0);
+    benchmark::DoNotOptimize(
+        cv::kmeans(samples, kClusters, labels, passes, 1, cv::KMEANS_USE_INITIAL_LABELS));
+  }
+}
+BENCHMARK(BM_KMeansOpenCv)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
+#endif
 
 BENCHMARK(BM_KMeans)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_KMeansPlainLoop)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
