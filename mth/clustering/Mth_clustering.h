@@ -133,8 +133,12 @@ class MTH_EXPORT MTH_CLUSTERING {
   void CopyCredalPartition(const MTH_CLUSTERING& source);
   bool HasCentroids() const { return centroids_ != nullptr && centroids_->GetCount() == clustersCount_; }
   bool CanRun() const;
-  // Copies a block's samples into rows, one per dimension and one per cluster.
-  void GatherBlock(int block, double* features, double* memberships) const;
+  // Copies samples into rows, one per dimension and one per cluster; false when the host left one that does
+  // not fit in the list.
+  bool GatherBlock(int first, int count, double* features, double* memberships) const;
+  // Calls write(i, memberships of sample i) for every sample.
+  template <class Write>
+  void WriteMemberships(Write write);
   std::vector<double> GatherCentroids() const;
   void ScatterCentroids(const std::vector<double>& centroids);
   double RunKMeans();

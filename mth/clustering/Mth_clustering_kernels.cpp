@@ -1,9 +1,15 @@
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <numeric>
 
 #include "mth/clustering/Mth_clustering_kernels_internal.h"
+
+#if MTH_MULTIVERSION
+#include <immintrin.h>
+#endif
 
 #define MTH_KERNEL_FILE "mth/clustering/Mth_clustering_kernels.inl"
 #include "mth/Mth_for_each_instruction_set_internal.h"

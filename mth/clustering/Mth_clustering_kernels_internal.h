@@ -4,21 +4,35 @@
 
 #include "mth/Mth_instruction_set_internal.h"
 
-// The hot loops of k-means and fuzzy c-means, each on one block of samples: rows of kBlockSamples values, one
-// per dimension or cluster, of which the first `count` are used; rows of features are
-// filled up with 0. Their code is in Mth_clustering_kernels.inl.
+// The hot loops of k-means and fuzzy c-means. Their code is in Mth_clustering_kernels.inl.
 
 namespace mth_internal {
 
-/// Samples of a block; a block's distances stay in the caches next to the core.
-inline constexpr int kBlockSamples = 256;
+/// Samples stand in blocks of this many: few enough that the sums over one block, which wait for each other,
+/// and the assignment of the next one overlap in the processor.
+inline constexpr int kBlockSamples = 32;
 
-/// Clusters whose sums run side by side. Weights come in groups of this many clusters; a group's missing
-/// clusters weigh 0.
-inline constexpr int kWeightLanes = 4;
+/// Clusters whose sums run side by side. The sums come in groups of this many clusters.
+inline constexpr int kSumLanes = 4;
 
-/// Doubles of a cache line.
-inline constexpr int kCacheLine = 8;
+/// Features in blocks: in each block one row of kBlockSamples values per dimension, the last one filled up.
+struct SampleView {
+  const double* features;
+  int count;
+  int dimensions;
+};
+
+/// Clusters x dimensions.
+struct CentroidView {
+  const double* coordinates;
+  int count;
+};
+
+/// Per group of clusters kSumLanes sums of weights, and per dimension kSumLanes sums of weighted features.
+struct SumView {
+  double* weights;
+  double* features;
+};
 
 /// How x to the power `exponent` is taken: as products from left to right when the exponent is a small whole
 /// number, as the C library rounds it otherwise.
@@ -28,27 +42,27 @@ struct PowerRule {
   int factors;  // 0 when it takes the C library
 };
 
+/// The powers of one fuzzy run.
+struct FuzzyRule {
+  PowerRule ratio;   // of the ratios of distances
+  PowerRule weight;  // of the memberships, as weights
+};
+
 }  // namespace mth_internal
 
+// Memberships are blocks of one row per cluster. All sums are taken in sample order.
 #define MTH_DECLARE_CLUSTERING_KERNELS                                                                       \
-  /* Adds the weights, and the weighted features, of one group of clusters to its sums, in sample order. */  \
-  void AddWeightedSamples(const double* weights, const double* features, int dimensions, int count,          \
-                          double* weightSums, double* featureSums);                                          \
-  /* The same for weights that depend on a sample's label alone. */                                          \
-  void AddLabelledSamples(const double* weightOfLabel, const std::int32_t* labels, const double* features,   \
-                          int dimensions, int count, double* weightSums, double* featureSums);               \
-  /* labels = the nearest centroid of every sample, of equally near ones the first; returns how many         \
-   * changed. */                                                                                             \
-  int FindNearest(const double* features, const double* centroids, int clusters, int dimensions, int count,  \
-                  std::int32_t* labels);                                                                     \
-  /* New fuzzy memberships; returns their largest change, at least `delta`. `scratch`: two rows per cluster. \
-   */                                                                                                        \
-  double UpdateMemberships(const double* features, const double* centroids, int clusters, int dimensions,    \
-                           int count, const PowerRule& rule, double* scratch, double* memberships,           \
-                           double delta);                                                                    \
-  /* The weights of all groups: memberships to that power. */                                                \
-  void WeightMemberships(const double* memberships, int clusters, int count, const PowerRule& rule,          \
-                         double* weights);
+  /* Adds samples, weighted by their memberships to a power. */                                              \
+  void AddMembers(const SampleView& samples, const double* memberships, int clusters, const PowerRule& rule, \
+                  const SumView& sums);                                                                      \
+  /* labels = the nearest centroid of every sample, of equally near ones the first; adds every sample to its \
+   * cluster's sums; returns how many labels changed. */                                                     \
+  std::int64_t AssignToNearest(const SampleView& samples, const CentroidView& centroids,                     \
+                               std::int32_t* labels, const SumView& sums);                                   \
+  /* New fuzzy memberships; adds the samples weighted by them; returns the largest change, NaN apart.        \
+   * `scratch`: 2 * clusters * kBlockSamples values. */                                                      \
+  double UpdateMemberships(const SampleView& samples, const CentroidView& centroids, const FuzzyRule& rule,  \
+                           double* scratch, double* memberships, const SumView& sums);
 
 namespace mth_internal {
 namespace baseline {

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cstdint>
+#include <exception>
 #include <limits>
-#include <new>
 #include <vector>
 
 #include "mth/clustering/Mth_clustering.h"
@@ -12,13 +12,40 @@ using namespace mth_internal;
 
 namespace {
 
-// The caller's memberships need not be 0 and 1: a sample counts as unmoved when that of its nearest is
-// exactly 1.
-int CountNewMembers(const std::int32_t* nearest, const double* memberships, int count) {
-  int changes = 0;
-  for (int b = 0; b < count; ++b) changes += memberships[nearest[b] * kBlockSamples + b] != 1.0;
-  return changes;
-}
+constexpr std::int32_t kNoLabel = -1;
+
+// Hard memberships as labels: a sample's label is its cluster of membership exactly 1. Memberships of the
+// caller's need not be hard: a sample of no such cluster, or of several, has no label.
+class Labels {
+ public:
+  bool Allocate(int samplesCount) { return blocks_.Allocate(samplesCount, 1); }
+  std::int32_t* Data() { return blocks_.Data(); }
+
+  void TakeBlock(int block, int first, int count, const double* memberships, int clustersCount) {
+    double labels[kBlockSamples];
+    double ones[kBlockSamples] = {};
+    std::fill_n(labels, kBlockSamples, double{kNoLabel});
+    for (int k = 0; k < clustersCount; ++k, memberships += kBlockSamples) {
+      for (int b = 0; b < kBlockSamples; ++b) {
+        const bool isOne = memberships[b] == 1.0;
+        ones[b] += isOne ? 1.0 : 0.0;
+        labels[b] = isOne ? k : labels[b];
+      }
+    }
+    std::int32_t* const taken = blocks_.Block(block);
+    for (int b = 0; b < count; ++b) {
+      taken[b] = ones[b] <= 1.0 ? static_cast<std::int32_t>(labels[b]) : kNoLabel;
+      if (ones[b] > 1.0) samplesOfSeveral_.push_back(first + b);
+    }
+  }
+
+  // Samples that had several memberships of 1.
+  const std::vector<int>& SamplesOfSeveral() const { return samplesOfSeveral_; }
+
+ private:
+  SampleBlocks<std::int32_t> blocks_;
+  std::vector<int> samplesOfSeveral_;
+};
 
 }  // namespace
 
@@ -26,67 +53,53 @@ double MTH_CLUSTERING::ApplyKMeanClustering() {
   if (!CanRun()) return kNoDistance;
   try {
     return RunKMeans();
-  } catch (const std::bad_alloc&) {
+  } catch (const std::exception&) {  // no memory
     return kNoDistance;
   }
 }
 
-// From the first assignment on, a sample's memberships are told by its label alone; they are written to the
-// samples at the end.
+// During the run a sample's memberships are told by its label alone; they are written to the samples at the
+// end.
 double MTH_CLUSTERING::RunKMeans() {
   const int samplesCount = GetSamplesCount();
-  const int blocksCount = BlocksOf(samplesCount);
   std::vector<double> centroids = GatherCentroids();
   std::vector<double> memberships(static_cast<std::size_t>(clustersCount_) * kBlockSamples);
   CentroidSums sums(clustersCount_, dimensionsCount_);
   SampleBlocks<double> features;
-  SampleBlocks<std::int32_t> labels;
-  if (!features.Allocate(samplesCount, dimensionsCount_) || !labels.Allocate(samplesCount, 1))
+  Labels labels;
+  if (!features.Allocate(samplesCount, dimensionsCount_) || !labels.Allocate(samplesCount))
     return kNoDistance;
 
-  TSTD_WAIT_BAR window;
-  OpenProgress(window, "K Means en cours...", iterationsCount_);
+  bool fits = true;
+  ForEachSampleBlock(samplesCount, [&](int block, int first, int count) {
+    double* rows = features.Block(block);
+    fits = fits && GatherBlock(first, count, rows, memberships.data());
+    if (!fits) return;
+    labels.TakeBlock(block, first, count, memberships.data(), clustersCount_);
+    if (areCentroidsInitialised_) return;
+    MTH_SELECT(AddMembers)
+    ({rows, count, dimensionsCount_}, memberships.data(), clustersCount_, PowerRule(1.0), sums.View());
+  });
+  if (!fits) return kNoDistance;
+
+  RunProgress progress("K Means en cours...", iterationsCount_);
   std::int64_t changes = std::numeric_limits<int>::max();
   for (int iteration = 0; iteration < iterationsCount_ && changes != 0; ++iteration) {
-    const bool isFirst = iteration == 0;
-    if (isFirst && !areCentroidsInitialised_) {
-      for (int block = 0; block < blocksCount; ++block) {
-        GatherBlock(block, features.Block(block), memberships.data());
-        sums.AddMembers(memberships.data(), PowerRule(1.0), features.Block(block),
-                        SamplesInBlock(samplesCount, block));
-      }
-    }
-    if (!isFirst || !areCentroidsInitialised_) sums.MoveCentroids(centroids);
-
-    changes = 0;
+    if (iteration > 0 || !areCentroidsInitialised_) sums.MoveCentroids(centroids);
     sums.Reset();
-    for (int block = 0; block < blocksCount; ++block) {
-      const int count = SamplesInBlock(samplesCount, block);
-      std::int32_t* label = labels.Block(block);
-      if (isFirst) {
-        GatherBlock(block, features.Block(block), memberships.data());
-        std::fill_n(label, count, 0);
-      }
-      const int moves = MTH_SELECT(FindNearest)(features.Block(block), centroids.data(), clustersCount_,
-                                                dimensionsCount_, count, label);
-      changes += isFirst ? CountNewMembers(label, memberships.data(), count) : moves;
-      sums.AddLabelled(label, features.Block(block), count);  // for the next iteration
+    changes = MTH_SELECT(AssignToNearest)({features.Data(), samplesCount, dimensionsCount_},
+                                          {centroids.data(), clustersCount_}, labels.Data(), sums.View());
+    if (iteration == 0) {
+      for (int i : labels.SamplesOfSeveral()) changes -= GetSample(i)->GetMembership(labels.Data()[i]) == 1.0;
     }
-    StepProgress(window, "Nombre de changements de configuration : ", changes);
+    progress.Step("Nombre de changements de configuration : ", changes);
   }
 
   if (iterationsCount_ <= 0) return static_cast<double>(changes);
   ScatterCentroids(centroids);
-  for (int block = 0; block < blocksCount; ++block) {
-    const std::int32_t* label = labels.Block(block);
-    const int count = SamplesInBlock(samplesCount, block);
-    const auto samples = samples_.begin() + std::int64_t{block} * kBlockSamples;
-    for (int b = 0; b < count; ++b) {
-      PrefetchSample(samples, b, count);
-      double* membership = samples[b]->memberships_.GetEDataAddress();
-      std::fill_n(membership, clustersCount_, 0.0);
-      membership[label[b]] = 1.0;
-    }
-  }
+  WriteMemberships([&](int i, double* membership) {
+    std::fill_n(membership, clustersCount_, 0.0);
+    membership[labels.Data()[i]] = 1.0;
+  });
   return static_cast<double>(changes);
 }

@@ -5,35 +5,28 @@
 #include <memory>
 #include <vector>
 
+#include "mth/clustering/Mth_clustering.h"
 #include "mth/clustering/Mth_clustering_kernels_internal.h"
 #include "mth/matrix/Mth_storage_internal.h"
 #include "std/Std_wait_bar.h"
 
 namespace mth_internal {
 
-inline int BlocksOf(int samplesCount) {
-  return (samplesCount - 1) / kBlockSamples + 1;
-}
-
-/// Samples in that block: kBlockSamples but in the last one.
-inline int SamplesInBlock(int samplesCount, int block) {
-  const int left = samplesCount - block * kBlockSamples;
-  return left < kBlockSamples ? left : kBlockSamples;
-}
-
-/// Rows of values in blocks of samples: in each block some rows of kBlockSamples values, so that loops run
-/// across samples. The values are not initialised.
+/// Values in blocks of kBlockSamples samples: in each block so many rows of one value per sample, so that
+/// loops run across samples. The values are not initialised.
 template <class Value>
 class SampleBlocks {
  public:
   /// @return  false when the memory cannot be had.
   bool Allocate(int samplesCount, int rowsPerBlock) {
+    const std::size_t blocks = static_cast<std::size_t>(samplesCount - 1) / kBlockSamples + 1;
     blockValues_ = std::size_t{kBlockSamples} * static_cast<std::size_t>(rowsPerBlock);
-    const std::size_t bytes = static_cast<std::size_t>(BlocksOf(samplesCount)) * blockValues_ * sizeof(Value);
+    const std::size_t bytes = blocks * blockValues_ * sizeof(Value);
     values_ = Storage(static_cast<Value*>(AllocateStorage(bytes)), FreeBytes{bytes});
     return values_ != nullptr;
   }
-  Value* Block(int block) const { return values_.get() + static_cast<std::size_t>(block) * blockValues_; }
+  Value* Data() const { return values_.get(); }
+  Value* Block(int block) const { return Data() + static_cast<std::size_t>(block) * blockValues_; }
 
  private:
   struct FreeBytes {
@@ -46,51 +39,73 @@ class SampleBlocks {
   Storage values_;
 };
 
-/// The sums over weighted samples from which the centroids are moved, in groups of kWeightLanes clusters.
+/// The sums over weighted samples from which the centroids are moved.
 class CentroidSums {
  public:
   CentroidSums(int clustersCount, int dimensionsCount);
   void Reset();
-  /// Adds samples weighted by membership to a power.
-  void AddMembers(const double* memberships, const PowerRule& rule, const double* features, int count);
-  /// Adds samples to the cluster of their label.
-  void AddLabelled(const std::int32_t* labels, const double* features, int count);
+  SumView View() { return {weights_.data(), features_.data()}; }
   /// Moves the centroids, clusters x dimensions, to the weighted means; to the origin where there is no
   /// weight.
   void MoveCentroids(std::vector<double>& centroids) const;
 
  private:
-  double* WeightSums(int group) { return weightSums_.data() + group * kWeightLanes; }
-  double* FeatureSums(int group) {
-    return featureSums_.data() + std::int64_t{group} * dimensions_ * kWeightLanes;
-  }
-
   int clusters_;
   int dimensions_;
-  int groups_;
-  std::vector<double> weightSums_;
-  std::vector<double> featureSums_;
-  std::vector<double> weights_;  // per group, one row of lanes per sample of a block
-  std::vector<double>
-      labelWeights_;  // per group, one row of lanes per label: 1 for its cluster, 0 for others
+  std::vector<double> weights_;
+  std::vector<double> features_;
 };
 
-/// Asks for a sample some places ahead of the b-th of `count`: they are scattered over memory, and waiting
-/// for each in turn would cost more than the computation.
-template <class Iterator>
-void PrefetchSample(Iterator samples, int b, int count) {
-  constexpr int kAhead = 12;
-  if (b + kAhead >= count) return;
-  const char* bytes = reinterpret_cast<const char*>(samples[b + kAhead]);
-  for (std::size_t offset = 0; offset < sizeof *samples[b]; offset += 64) __builtin_prefetch(bytes + offset);
+/// Calls visit(block, first, count) for every block of that many samples.
+template <class Visit>
+void ForEachSampleBlock(int samplesCount, Visit visit) {
+  for (int first = 0, block = 0; first < samplesCount; ++block) {
+    const int left = samplesCount - first;
+    const int count = left < kBlockSamples ? left : kBlockSamples;
+    visit(block, first, count);
+    if (left <= kBlockSamples) return;  // before `first` can overflow
+    first += kBlockSamples;
+  }
 }
 
-/// Opens a run's progress window.
-void OpenProgress(TSTD_WAIT_BAR& window, const char* title, int iterationsCount);
-/// Steps it with the text followed by the number; a double is written as "%f" writes it, with a decimal
-/// point.
-void StepProgress(TSTD_WAIT_BAR& window, const char* text, std::int64_t number);
-/// @copydoc StepProgress(TSTD_WAIT_BAR&,const char*,std::int64_t)
-void StepProgress(TSTD_WAIT_BAR& window, const char* text, double number);
+/// Samples are scattered over memory: ask for one this many places before its turn comes.
+inline constexpr int kPrefetchAhead = 32;
+
+/// Asks for an object's cache lines.
+template <class Object>
+void Prefetch(const Object* object) {
+  constexpr std::size_t kCacheLine = 64;
+  const char* bytes = reinterpret_cast<const char*>(object);
+  for (std::size_t offset = 0; offset < sizeof *object; offset += kCacheLine)
+    __builtin_prefetch(bytes + offset);
+}
+
+/// A run's progress window. Without memory for its texts it stays silent: that is no failure of the run.
+class RunProgress {
+ public:
+  RunProgress(const char* title, int iterationsCount);
+  /// Steps it with the text followed by the number; a double is written as "%f" writes it, with a decimal
+  /// point.
+  void Step(const char* text, std::int64_t number);
+  /// @copydoc Step(const char*,std::int64_t)
+  void Step(const char* text, double number);
+
+ private:
+  void StepWithText(const char* text, const char* number, const char* end);
+
+  TSTD_WAIT_BAR window_;
+};
 
 }  // namespace mth_internal
+
+template <class Write>
+void MTH_CLUSTERING::WriteMemberships(Write write) {
+  const int samplesCount = GetSamplesCount();
+  const auto samples = samples_.begin();
+  for (int i = 0; i < samplesCount; ++i) {
+    if (samplesCount - i > mth_internal::kPrefetchAhead) {
+      mth_internal::Prefetch(&samples[i + mth_internal::kPrefetchAhead]->memberships_);
+    }
+    write(i, samples[i]->memberships_.GetEDataAddress());
+  }
+}
