@@ -3,10 +3,11 @@
 #include <numeric>
 #include <type_traits>
 
+#include "mth/Mth_instruction_set_internal.h"
 #include "mth/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_kernels_internal.h"
 
-#if defined(__x86_64__)
+#if MTH_MULTIVERSION
 #include <immintrin.h>
 #endif
 
@@ -25,6 +26,12 @@ constexpr std::int64_t kWidestTile = 16;
 
 constexpr std::int64_t WholeTiles(std::int64_t columns) {
   return (columns + kWidestTile - 1) / kWidestTile * kWidestTile;
+}
+
+// Doubles from one packed row of the left factor to the next: an odd number of cache lines. With the stride
+// of the matrix, often a power of two, the rows of a tile would compete for the same places of the cache.
+constexpr std::int64_t PackedStride(std::int64_t inner) {
+  return ((std::min(kBlockDepth, inner) + 7) / 8 | 1) * 8;
 }
 
 // Where the packed product works; null for the product in place.
@@ -60,7 +67,7 @@ void Multiply(const ProductTask<T>& task) {
 
   const std::int64_t slab = WholeTiles(std::min(kSlabColumns, task.columns));
   const std::int64_t rightCount = task.inner * slab;
-  const std::int64_t leftCount = kStripRows * std::min(kBlockDepth, task.inner);
+  const std::int64_t leftCount = kStripRows * PackedStride(task.inner);
   const std::int64_t sumsCount = task.inner > kBlockDepth ? kStripRows * slab : 0;
   const WorkArray<double> scratch(rightCount + leftCount + sumsCount);
   if (!scratch) return multiply(task, {});

@@ -54,23 +54,6 @@ struct NanStep {
   }
 };
 
-// The left factor where it lies.
-template <class T>
-struct LeftInPlace {
-  const T* elements;
-  std::int64_t stride;
-  MTH_INLINE double At(std::int64_t row, std::int64_t k) const {
-    return static_cast<double>(elements[row * stride + k]);
-  }
-};
-
-// Rows of the left factor as doubles, one group of kRows after the other.
-template <int kRows>
-struct LeftPacked {
-  const double* elements;
-  MTH_INLINE double At(std::int64_t row, std::int64_t k) const { return elements[k * kRows + row]; }
-};
-
 // kRows x (kVectors vectors) entries of the result.
 template <class V, int kRows, int kVectors>
 struct Tile {
@@ -111,15 +94,17 @@ struct Tile {
     Store(lanes, total);
     return std::accumulate(lanes, lanes + kWidth, 0.0);
   }
-  template <class Step, class Left, class T>
-  MTH_INLINE void Accumulate(Left left, const T* right, std::int64_t stride, std::int64_t depth) {
-    for (std::int64_t k = 0; k < depth; ++k, right += stride) {
+  // Adds `depth` products to each sum; both factors are row-major.
+  template <class Step, class T>
+  MTH_INLINE void Accumulate(const T* left, std::int64_t leftStride, const T* right, std::int64_t rightStride,
+                             std::int64_t depth) {
+    for (std::int64_t k = 0; k < depth; ++k, right += rightStride) {
       V factors[kVectors];
 #pragma GCC unroll 2
       for (int v = 0; v < kVectors; ++v) factors[v] = Load<V>(right + v * kWidth);
 #pragma GCC unroll 12
       for (int i = 0; i < kRows; ++i) {
-        const V factor = Spread<V>(left.At(i, k));
+        const V factor = Spread<V>(static_cast<double>(left[i * leftStride + k]));
 #pragma GCC unroll 2
         for (int v = 0; v < kVectors; ++v) sums[i][v] = Step::template Add<V>(sums[i][v], factor, factors[v]);
       }
@@ -159,11 +144,11 @@ template <class Step, class T>
 bool MultiplyInPlace(const ProductTask<T>& task) {
   double probe = 0.0;
   ForEachTileRow<kTileRows>(0, task.rows, [&](std::int64_t i, auto rows) {
-    const LeftInPlace<T> left{task.left + i * task.inner, task.inner};
+    const T* left = task.left + i * task.inner;
     ForEachTileColumn(task.columns, [&](std::int64_t j, auto lanes, auto vectors) {
       Tile<decltype(lanes), rows(), vectors()> tile;
       tile.Clear();
-      tile.template Accumulate<Step>(left, task.right + j, task.columns, task.inner);
+      tile.template Accumulate<Step>(left, task.inner, task.right + j, task.columns, task.inner);
       tile.StoreTo(task.result + i * task.columns + j, task.columns);
       probe += tile.Probe();
     });
@@ -171,8 +156,9 @@ bool MultiplyInPlace(const ProductTask<T>& task) {
   return probe == probe;
 }
 
-// The product of larger matrices, in blocks that stay in cache. Both factors are packed in the order in which
-// the tiles read them; a strip of rows keeps its sums in double from one block of k to the next.
+// The product of larger matrices, in blocks that stay in cache. Both factors are packed as doubles, the right
+// one in the order in which the tiles read it; a strip of rows keeps its sums in double from one block of k
+// to the next.
 template <class Step, class T>
 class PackedProduct {
  public:
@@ -209,19 +195,18 @@ class PackedProduct {
           packed += depth * kTileColumns;
         });
       }
-      block += depth * WholeTiles(columns_);
+      block += depth * ((columns_ + kTileColumns - 1) / kTileColumns * kTileColumns);
     }
   }
 
   void PackLeft(std::int64_t first, std::int64_t rows, std::int64_t k, std::int64_t depth) {
-    const T* source = task_.left + first * task_.inner + k;
-    ForEachTileRow<kTileRows>(0, rows, [&](std::int64_t i, auto tileRows) {
-      double* packed = scratch_.left + i * depth;
-      for (std::int64_t column = 0; column < depth; ++column) {
-        for (std::int64_t row = 0; row < tileRows(); ++row)
-          packed[column * tileRows() + row] = static_cast<double>(source[(i + row) * task_.inner + column]);
-      }
-    });
+    for (std::int64_t i = 0; i < rows; ++i) {
+      const T* source = task_.left + (first + i) * task_.inner + k;
+      double* packed = scratch_.left + i * PackedStride(task_.inner);
+      ForEachLanes(0, depth, [&](std::int64_t column, auto lanes) {
+        Store(packed + column, Load<decltype(lanes)>(source + column));
+      });
+    }
   }
 
   void MultiplyStrip(std::int64_t first) {
@@ -238,8 +223,8 @@ class PackedProduct {
         ForEachTileRow<kTileRows>(0, rows, [&](std::int64_t i, auto tileRows) {
           Tile<decltype(lanes), tileRows(), vectors()> tile;
           isFirst ? tile.Clear() : tile.LoadFrom(sums + i * kTileColumns, kTileColumns);
-          const LeftPacked<tileRows()> left{scratch_.left + i * depth};
-          tile.template Accumulate<Step>(left, right, kTileColumns, depth);
+          const double* left = scratch_.left + i * PackedStride(task_.inner);
+          tile.template Accumulate<Step>(left, PackedStride(task_.inner), right, kTileColumns, depth);
           if (!isLast) return tile.StoreTo(sums + i * kTileColumns, kTileColumns);
           tile.StoreTo(result + i * task_.columns, task_.columns);
           probe_ += tile.Probe();

@@ -53,9 +53,10 @@ MTH_MATRIX LiteralProduct(const MTH_MATRIX& a, const MTH_MATRIX& b) {
 
 // Shapes around register tiles, panels and the blocks of the inner dimension.
 constexpr std::tuple<int, int, int> kProducts[] = {
-    {1, 1, 1},       {2, 3, 4},       {4, 4, 4},     {12, 16, 16},  {13, 17, 19},    {24, 8, 33},
-    {65, 64, 63},    {5, 300, 7},     {1, 500, 130}, {130, 500, 1}, {129, 131, 127}, {140, 257, 150},
-    {192, 256, 160}, {200, 600, 141}, {0, 3, 2},     {3, 0, 2},     {3, 2, 0}};
+    {1, 1, 1},       {2, 3, 4},       {4, 4, 4},       {12, 16, 16},    {13, 17, 19},
+    {24, 8, 33},     {65, 64, 63},    {5, 300, 7},     {1, 500, 130},   {130, 500, 1},
+    {129, 131, 127}, {140, 257, 150}, {192, 256, 160}, {200, 600, 141}, {30, 1100, 40},
+    {26, 420, 1100}, {0, 3, 2},       {3, 0, 2},       {3, 2, 0}};
 
 TEST(MatrixKernel, ProductsHaveTheBitsOfThePlainLoop) {
   for (const auto& [rows, inner, columns] : kProducts) {
