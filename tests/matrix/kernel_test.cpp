@@ -116,7 +116,7 @@ TEST(MatrixKernel, ElementWiseOperationsHaveTheBitsOfThePlainLoop) {
        [=](double a, double) { return a < factor ? 0.0 : 1.0; },
        [=](float a, float) { return a < inFloat ? 0.0f : 1.0f; }},
   };
-  // The largest is beyond the size from which results are streamed past the caches.
+  // The largest takes its result in huge pages.
   for (const auto& [rows, columns] : {std::pair{1, 1}, {3, 7}, {33, 31}, {1100, 1003}}) {
     for (int type : {kDouble, kFloat}) {
       const MTH_MATRIX a = WildMatrix(rows, columns, type, 3, 50);
