@@ -57,7 +57,7 @@ Function SelectVersion(Function baseline, Function avx2, Function avx512) {
 
 // The name of a template may have commas.
 #if MTH_MULTIVERSION
-#define MTH_SELECT(...)                                                                              \
+#define MTH_SELECT(...)                                                                                     \
   ::mth_internal::SelectVersion(&::mth_internal::baseline::__VA_ARGS__, &::mth_internal::avx2::__VA_ARGS__, \
                                 &::mth_internal::avx512::__VA_ARGS__)
 #else

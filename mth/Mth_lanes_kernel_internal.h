@@ -8,6 +8,14 @@ typedef double Lanes __attribute__((vector_size(MTH_VECTOR_BYTES)));
 typedef double LooseLanes __attribute__((vector_size(MTH_VECTOR_BYTES), aligned(8), may_alias));
 typedef float LooseFloatLanes __attribute__((vector_size(MTH_VECTOR_BYTES / 2), aligned(4), may_alias));
 
+// A whole vector of elements as they are stored, for what needs no sums in double; Loose is one in memory.
+template <class T>
+struct VectorOf {
+  static constexpr int kCount = MTH_VECTOR_BYTES / sizeof(T);
+  typedef T Type __attribute__((vector_size(MTH_VECTOR_BYTES)));
+  typedef T Loose __attribute__((vector_size(MTH_VECTOR_BYTES), aligned(sizeof(T)), may_alias));
+};
+
 // V is Lanes, or double for what is left at the end of a row. Float elements are widened and rounded.
 template <class V>
 MTH_INLINE V Load(const double* source) {
@@ -66,6 +74,12 @@ MTH_INLINE V Spread(double value) {
 #define MTH_INLINE inline
 constexpr std::int64_t kLanes = 1;
 using Lanes = double;
+template <class T>
+struct VectorOf {
+  static constexpr int kCount = 1;
+  using Type = T;
+  using Loose = T;
+};
 template <class V, class T>
 MTH_INLINE V Load(const T* source) {
   return static_cast<double>(*source);

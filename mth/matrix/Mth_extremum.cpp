@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 #include "mth/matrix/Mth_kernels_internal.h"
 

@@ -16,26 +16,29 @@ MTH_INLINE V Better(V candidate, V best) {
 // up to the sign of a zero, which is that of the first one.
 template <bool kLargest, class T>
 double ScanForExtremum(const T* elements, std::int64_t count) {
+  using Vector = VectorOf<T>;
   constexpr int kChains = 4;
-  constexpr std::int64_t kStep = kChains * kLanes;
-  const double first = static_cast<double>(elements[0]);
-  double best = first;
+  constexpr std::int64_t kStep = kChains * Vector::kCount;
+  T best = elements[0];
   std::int64_t i = 0;
   if (count >= kStep) {
-    Lanes bests[kChains];
-    for (Lanes& chain : bests) chain = Spread<Lanes>(first);
+    T lanes[kChains][Vector::kCount];
+    std::fill_n(lanes[0], kStep, best);
+    typename Vector::Type bests[kChains];
+    std::memcpy(bests, lanes, sizeof bests);
     for (; i + kStep <= count; i += kStep) {
 #pragma GCC unroll 4
-      for (int c = 0; c < kChains; ++c)
-        bests[c] = Better<kLargest>(Load<Lanes>(elements + i + c * kLanes), bests[c]);
+      for (int c = 0; c < kChains; ++c) {
+        const auto* next = reinterpret_cast<const typename Vector::Loose*>(elements + i + c * Vector::kCount);
+        bests[c] = Better<kLargest, typename Vector::Type>(*next, bests[c]);
+      }
     }
-    for (const Lanes& chain : bests) {
-      double lanes[kLanes];
-      Store(lanes, chain);
-      for (const double lane : lanes) best = Better<kLargest>(lane, best);
+    std::memcpy(lanes, bests, sizeof lanes);
+    for (const auto& chain : lanes) {
+      for (const T lane : chain) best = Better<kLargest>(lane, best);
     }
   }
-  for (; i < count; ++i) best = Better<kLargest>(static_cast<double>(elements[i]), best);
-  if (best == 0.0) return static_cast<double>(*std::find(elements, elements + count, T{0}));
-  return best;
+  for (; i < count; ++i) best = Better<kLargest>(elements[i], best);
+  if (best == T{0}) best = *std::find(elements, elements + count, T{0});
+  return static_cast<double>(best);
 }

@@ -12,13 +12,6 @@ void TransposePlainly(const T* source, std::int64_t rows, std::int64_t columns, 
 
 #if defined(__GNUC__) || defined(__clang__)
 
-template <class T>
-struct TransposeVector {
-  static constexpr int kCount = MTH_VECTOR_BYTES / sizeof(T);
-  typedef T Type __attribute__((vector_size(MTH_VECTOR_BYTES)));
-  typedef T Loose __attribute__((vector_size(MTH_VECTOR_BYTES), aligned(sizeof(T)), may_alias));
-};
-
 // Exchanges the lanes of two rows that are kDistance apart with those across the diagonal.
 template <int kDistance, class V, int... kLane>
 MTH_INLINE void ExchangeLanes(V& upper, V& lower, std::integer_sequence<int, kLane...>) {
@@ -44,7 +37,7 @@ MTH_INLINE void TransposeSquare(V (&rows)[kCount]) {
 template <class T>
 MTH_INLINE void TransposeBlock(const T* source, std::int64_t sourceStride, T* target,
                                std::int64_t targetStride) {
-  using Vector = TransposeVector<T>;
+  using Vector = VectorOf<T>;
   typename Vector::Type rows[Vector::kCount];
 #pragma GCC unroll 16
   for (int i = 0; i < Vector::kCount; ++i)
@@ -60,7 +53,7 @@ MTH_INLINE void TransposeBlock(const T* source, std::int64_t sourceStride, T* ta
 template <class T>
 void TransposeArray(const T* source, std::int64_t rows, std::int64_t columns, T* target) {
   constexpr std::int64_t kTile = 64;
-  constexpr std::int64_t kSide = TransposeVector<T>::kCount;
+  constexpr std::int64_t kSide = VectorOf<T>::kCount;
   if (rows < kSide || columns < kSide) return TransposePlainly(source, rows, columns, target);
   for (std::int64_t top = 0; top < rows; top += kTile) {
     const std::int64_t bottom = std::min(top + kTile, rows);

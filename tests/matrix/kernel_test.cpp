@@ -76,6 +76,55 @@ TEST(MatrixKernel, ProductsHaveTheBitsOfThePlainLoop) {
   }
 }
 
+// Sums in several blocks of k; columns in several slabs, the last one narrow. The widths leave rests of every
+// kind over tiles of 4, 8 and 16 columns.
+TEST(MatrixKernel, LargeProductsHaveTheBitsOfThePlainLoop) {
+  constexpr std::tuple<int, int, int> kShapes[] = {
+      {25, 1025, 150}, {40, 2100, 73}, {17, 150, 1030}, {16, 1030, 1028}};
+  for (const auto& [rows, inner, columns] : kShapes) {
+    for (int type : {kDouble, kFloat}) {
+      const MTH_MATRIX a = WildMatrix(rows, inner, type, 6, 0);
+      const MTH_MATRIX b = WildMatrix(inner, columns, type, 7, 0);
+      const MTH_MATRIX expected = LiteralProduct(a, b);
+      for (InstructionSet set : kSets) {
+        const mth_internal::InstructionSetScope scope(set);
+        ASSERT_TRUE(SameBits(*MatrixPtr(a * b), expected))
+            << rows << "x" << inner << "x" << columns << " type " << type << " set " << static_cast<int>(set);
+      }
+    }
+  }
+}
+
+// Which of several NaN an entry becomes must not depend on the machine: the first that its sum meets, the
+// left factor's before the right one's.
+TEST(MatrixKernel, AProductKeepsTheFirstNan) {
+  const double nans[] = {std::nan("0x4000000000000"), -std::nan("0x6000000000000"), std::nan("")};
+  for (const auto& [rows, inner, columns] : {std::tuple{1, 2, 1}, {13, 40, 25}, {30, 70, 65}}) {
+    for (int type : {kDouble, kFloat}) {
+      MTH_MATRIX a = WildMatrix(rows, inner, type, 8, 30);
+      MTH_MATRIX b = WildMatrix(inner, columns, type, 9, 30);
+      for (int k = 1; k < inner; k += 3) {
+        for (int i = k % 2; i < rows; i += 2) a.Set(i, k, nans[(i + k) % 3]);
+        for (int j = k % 2; j < columns; j += 3) b.Set(k, j, nans[(j + k + 1) % 3]);
+      }
+      const MTH_MATRIX expected = FromRule(rows, columns, type, [&](int i, int j) {
+        double sum = 0.0;
+        for (int k = 0; k < a.GetNbCols() && !std::isnan(sum); ++k) {
+          sum += a.Get(i, k) * b.Get(k, j);
+          if (std::isnan(b.Get(k, j))) sum = b.Get(k, j);
+          if (std::isnan(a.Get(i, k))) sum = a.Get(i, k);
+        }
+        return sum;
+      });
+      for (InstructionSet set : kSets) {
+        const mth_internal::InstructionSetScope scope(set);
+        ASSERT_TRUE(SameBits(*MatrixPtr(a * b), expected))
+            << rows << "x" << inner << "x" << columns << " type " << type << " set " << static_cast<int>(set);
+      }
+    }
+  }
+}
+
 TEST(MatrixKernel, APackedProductWithoutMemoryFailsOrIsRight) {
   const MTH_MATRIX a = WildMatrix(140, 257, kDouble, 1, 0);
   const MTH_MATRIX b = WildMatrix(257, 150, kDouble, 2, 0);
