@@ -4,6 +4,9 @@
 /// All numerical classes and functions of the library.
 
 #include "mth/Mth_pointer_list.h"
+#include "mth/clustering/Mth_subsets.h"
+#include "mth/geometry/Mth_3d_geometry.h"
+#include "mth/image/Mth_fft.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/optimise/Mth_funct.h"
 #include "mth/optimise/Mth_funct_ajust_gauss_cost.h"
