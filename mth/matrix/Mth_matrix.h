@@ -5,12 +5,15 @@
 
 #include "std/Std_export.h"
 
+class MTH_COMPLEX;
+
 /// Dense matrix, row-major, of double (element type 0) or float (element type 1) elements, chosen at
 /// allocation.
 ///
-/// Nothing is thrown and, Convolution2D apart, nothing is shown: a failure is a status code, kept by this
-/// matrix (element access, fills, assignment, files) or carried by the new, unallocated matrix that an
-/// operation returns. The status is sticky: only Allocate, Desallocate and construction set it back to 0.
+/// Nothing is thrown, and nothing is shown but by Convolution2D, the singular value decomposition, what
+/// builds on it and the eigenvector search: a failure is a status code, kept by this matrix (element access,
+/// fills, assignment, files) or carried by the new, unallocated matrix that an operation returns. The status
+/// is sticky: only Allocate, Desallocate and construction set it back to 0.
 ///
 /// | status | meaning |
 /// |---|---|
@@ -19,9 +22,18 @@
 /// | 2 | index out of range |
 /// | 3 | missing argument |
 /// | 4 | sizes do not fit |
+/// | 5 | decomposition failed |
+/// | 6 | singular system |
+/// | 7 | no determinant |
+/// | 8 | negative element in SquareRoot |
+/// | 9 | not invertible |
+/// | 10 | singular values were discarded: the solution may be unstable |
+/// | 11 | eigenvector search failed |
 /// | 12 | file cannot be created or written |
 /// | 13 | file cannot be opened |
 /// | 14 | element type neither 0 nor 1, or operands of different types |
+/// | 16 | zero row in LU |
+/// | 17 | no convergence in SVD |
 ///
 /// Operations that return `MTH_MATRIX*` never change their operands and give a new matrix that the caller
 /// owns and deletes, also on failure; the pointer is null only when there is no memory for the matrix object
@@ -158,6 +170,133 @@ class MTH_EXPORT MTH_MATRIX {
   /// Status 12 when the file cannot be created or written.
   void SaveASCII(const std::string& fileName) const;
 
+  /// Factors this square matrix into L U = P this, by Crout's method with implicit partial pivoting: the
+  /// pivot of a column is the element largest beside the largest of its row in this matrix, the last one of
+  /// equals. A pivot of 0 becomes 1e-19. Each element is a running difference over ascending k, in double;
+  /// elements of a float matrix are rounded to float as soon as they are final.
+  /// @param permutation  receives a new array of rows ints (delete[]): entry i is the row of this matrix that
+  ///                     ends in position i. Null on failure, but for status 16.
+  /// @return  new matrix: U on and above the diagonal, below it the multipliers of L, whose unit diagonal is
+  ///          implied. Status 3 for a null argument, 1 when unallocated or without memory, 4 when not square,
+  ///          16 when a row is all 0.
+  /// @see     Golub and Van Loan, Matrix Computations, sections 3.2 and 3.4.
+  [[nodiscard]] MTH_MATRIX* LU(int** permutation) const;
+  /// Solves A X = B for this square matrix A by LU.
+  /// @param b  right-hand sides, rows(A) x m, of this matrix's element type; not modified.
+  /// @return   new rows(A) x m matrix. Status 1 (operand unallocated or no memory), 14 (element types
+  /// differ),
+  ///           4 (A not square, or rows differ), 5 (LU failed), 6 (product of the pivots below 1e-30 in
+  ///           magnitude).
+  [[nodiscard]] MTH_MATRIX* SolveLinearSystemByLU(const MTH_MATRIX& b) const;
+  /// The same for a matrix that is already what LU returned, with its permutation. Intended: here the system
+  /// counts as singular (status 6) when the product of the pivots is below 1e-10 in magnitude. Null
+  /// permutation: status 3. An entry that is no row counts as a row of zeros.
+  [[nodiscard]] MTH_MATRIX* SolveLinearSystemByLU(const MTH_MATRIX& b, const int* permutation) const;
+  /// New inverse matrix: the solution of SolveLinearSystemByLU for the identity, with that call's status on
+  /// failure. Unallocated or not square: status 1.
+  [[nodiscard]] MTH_MATRIX* Inverse() const;
+  /// Product of the pivots of LU. Intended: row interchanges do not change its sign, so it is the determinant
+  /// up to its sign, and a value below 1e-9 in magnitude is given as 0.
+  /// @return  0 for a matrix with a zero row; 0 and status 7 on this matrix when it is unallocated or not
+  ///          square, or LU fails otherwise.
+  double Det() const;
+
+  /// Reflection that sends this column vector v to a multiple of itself mirrored: I - (2 / vt v) v vt, a new
+  /// rows x rows matrix. Intended: with vt v below 1e-4 in magnitude it is the identity.
+  /// Unallocated: status 1; more than one column: status 4.
+  /// @see  Golub and Van Loan, Matrix Computations, section 5.1.
+  [[nodiscard]] MTH_MATRIX* Householder() const;
+  /// Factors this matrix into Q R by Householder reflections, with sums in double; elements of a float matrix
+  /// are rounded to float after each reflection. R's elements below the diagonal stay what rounding makes of
+  /// them, they are not set to 0.
+  /// @param q  receives a new orthogonal matrix, rows x rows.
+  /// @param r  receives a new upper triangular matrix, rows x columns.
+  /// @return   false for a null argument, an unallocated matrix or no memory; the arguments then receive
+  /// null.
+  /// @see      Golub and Van Loan, Matrix Computations, section 5.2.
+  bool QR(MTH_MATRIX** q, MTH_MATRIX** r) const;
+  /// Eigenvalues of this square matrix by the unshifted QR iteration: A becomes R Q until no diagonal element
+  /// changes by `tolerance` or more. Intended: complex pairs, and eigenvalues of equal modulus, are not
+  /// detected; the diagonal then stands still at once or never.
+  /// @param values  receives a new array (delete[]) of rows values, in the order of the diagonal; null when
+  ///                unallocated, not square, after more than 10,000 iterations, when the iteration leaves the
+  ///                finite numbers, or without memory.
+  /// @see  Golub and Van Loan, Matrix Computations, section 7.3.
+  void EigenValues(double tolerance, double** values) const;
+  /// Eigenvector of an eigenvalue: exactly 50 steps of inverse iteration from a vector of ones, with the
+  /// pseudo-inverse of this matrix minus the eigenvalue.
+  /// @param vector  receives a new array (delete[]) of columns elements, the largest of magnitude 1 and the
+  ///                signs as computed; null on failure.
+  /// @return  false with status 11 on this matrix when it is unallocated, a product fails or there is no
+  ///          memory, with status 14 when there is no pseudo-inverse. A pseudo-inverse without some singular
+  ///          values shows "Risque d'instabilité de la solution" and is used.
+  bool SearchOneEigenVector(double eigenvalue, double** vector) const;
+  /// Eigenvalues as EigenValues gives them and, as the columns of the new matrix returned, their vectors as
+  /// SearchOneEigenVector gives them.
+  /// @param values  receives a new array (delete[]) of rows values; null on failure.
+  /// @return  unallocated with status 11 on failure.
+  [[nodiscard]] MTH_MATRIX* SearchEigenValuesAndVectors(double tolerance, double** values) const;
+  /// Eigenvalue of largest modulus of this square matrix by the power method, from a vector of ones, in
+  /// double: iterates until two successive Rayleigh quotients differ by less than the tolerance. A start that
+  /// has no part along the dominant eigenvector finds another eigenvalue.
+  /// @param dominant  receives the last quotient; unchanged on failure.
+  /// @return  false for a null argument, an unallocated or non-square matrix, one without rows, after 10,000
+  ///          iterations, when an iterate is not finite, or without memory.
+  /// @see     Golub and Van Loan, Matrix Computations, section 7.3.1.
+  bool PowerMethod(double tolerance, double* dominant) const;
+  /// New matrix of each element times itself. Unallocated: status 1.
+  [[nodiscard]] MTH_MATRIX* Square() const;
+  /// New matrix of the square roots of the elements. At the first element, in row-major order, that is
+  /// negative or NaN the result gets status 8 and holds 0 from there on. Unallocated: status 1.
+  [[nodiscard]] MTH_MATRIX* SquareRoot() const;
+  /// Eigenvalues and right eigenvectors of this square matrix of n rows: balancing, reduction to Hessenberg
+  /// form, shifted QR to real Schur form and back-substitution; an exactly symmetric matrix goes by
+  /// tridiagonal form and shifted QR, with orthogonal vectors.
+  /// @param values   receives a new array (delete[]) of n eigenvalues in the order of the Schur form's
+  ///                 diagonal, those of a symmetric matrix in descending order; complex pairs are conjugate
+  ///                 and adjacent, the positive imaginary part first.
+  /// @param vectors  receives a new array (delete[]) of n x n entries, row-major: column j is the eigenvector
+  ///                 of eigenvalue j, of unit Euclidean norm, its largest component (the first of equals)
+  ///                 real and positive.
+  /// @return  false and two nulls for a null argument, an unallocated or non-square matrix, elements that are
+  ///          not finite, no convergence, or no memory.
+  /// @see     Golub and Van Loan, Matrix Computations, sections 7.4 to 7.6 and 8.3.
+  bool RealEigenvalueProblem(MTH_COMPLEX** values, MTH_COMPLEX** vectors) const;
+
+  /// Singular value decomposition U W Vt of this matrix by the method of Golub and Reinsch, computed in
+  /// double; the factors of a float matrix are rounded once, at the end.
+  /// @param u  receives a new matrix, rows x columns, of left singular vectors. With more columns than rows
+  ///           those beyond the rank may be 0.
+  /// @param w  receives a new diagonal matrix, columns x columns: singular values, not negative, descending.
+  /// @param v  receives a new orthogonal matrix, columns x columns, of right singular vectors.
+  /// @return   true on success. On failure the caller owns the three factors as well: unallocated, with
+  ///           status 1 when this matrix is unallocated or without memory, with status 17 when a singular
+  ///           value needs 50 iterations or the elements are not finite. The latter shows "Pas de convergence
+  ///           après 50 itérations" for a double matrix and "Pas de convergence après 30 itérations", the cap
+  ///           being 50 all the same, for a float one. A null argument gives false and nothing else.
+  /// @see      Golub and Reinsch, Numerische Mathematik 14 (1970) 403-420; Golub and Van Loan, Matrix
+  ///           Computations, section 8.6.
+  bool SVD(MTH_MATRIX** u, MTH_MATRIX** w, MTH_MATRIX** v) const;
+  /// Number of singular values above the largest x 1e-15 x columns. Unallocated, or SVD fails: 0.
+  int Rank() const;
+  /// Moore-Penrose inverse by SVD, a new columns x rows matrix. Singular values not above the first of them x
+  /// 1e-15 x max(rows, columns) count as 0; the result then has status 10.
+  /// Unallocated, SVD fails or no memory for a factor: status 9; no memory for a product: status 1.
+  [[nodiscard]] MTH_MATRIX* PseudoInverse() const;
+  /// The same, and hands out the factors of SVD as the caller's own and the number of singular values kept.
+  /// The factors are unallocated when SVD fails. A null argument receives nothing.
+  [[nodiscard]] MTH_MATRIX* PseudoInverse(MTH_MATRIX** u, MTH_MATRIX** w, MTH_MATRIX** v, int* rank) const;
+  /// Least-squares solution of A X = B for this matrix A: PseudoInverse() times B, a new matrix.
+  /// Unallocated: status 1; rows differ: status 4; no pseudo-inverse: shows "Matrice non inversible", status
+  /// 9. A pseudo-inverse without some singular values shows "Risque d'instabilité de la solution" and is
+  /// used. Element types differ: status 14.
+  [[nodiscard]] MTH_MATRIX* SolveLinearSystemBySVD(const MTH_MATRIX& b) const;
+  /// Orthogonal projector onto the row space of this matrix A: At (A At)+ A, a new columns x columns matrix.
+  /// Unallocated with the status of the step that failed.
+  [[nodiscard]] MTH_MATRIX* Projection() const;
+  /// Projector onto the orthogonal complement of the row space: I - Projection().
+  [[nodiscard]] MTH_MATRIX* OrthogonalProjection() const;
+
  private:
   // Up to this many elements live inside the object: no allocation for the columns of a clustering sample.
   static constexpr int kInlineElements = 4;
@@ -207,6 +346,20 @@ class MTH_EXPORT MTH_MATRIX {
   double FindExtremum(IsBetter isBetter) const;
   MTH_MATRIX* AddBorder(int rowWidth, int columnWidth) const;
   MTH_MATRIX* ConvolveFull(const MTH_MATRIX& kernel) const;
+  // Row i of the result is row permutation[i] of this matrix, by the rules of the product.
+  MTH_MATRIX* PermuteRows(const int* permutation) const;
+  bool ScatterColumns(const int* permutation);
+  // The solution for a matrix that LU made; a null B is the identity.
+  MTH_MATRIX* SolveFactored(const MTH_MATRIX* b, const int* permutation, double singular) const;
+  double DiagonalProduct() const;
+  void DivideByLargest();
+  MTH_MATRIX* InverseOfFactors(const MTH_MATRIX& u, const MTH_MATRIX& w, const MTH_MATRIX& v,
+                               int* kept) const;
+  MTH_MATRIX* TimesDiagonal(const MTH_MATRIX& diagonal) const;
+  // Whether a pseudo-inverse can be used; shows the messages of a doubtful one.
+  static bool IsSafeInverse(const MTH_MATRIX* inverse);
+  template <class T>
+  bool IterateQR(const T* elements, double tolerance, double* diagonal) const;
 
   int columns_ = -1;
   double* doubles_ = nullptr;

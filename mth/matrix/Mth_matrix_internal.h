@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <type_traits>
 
 #include "mth/matrix/Mth_matrix.h"
@@ -16,6 +17,16 @@ inline std::size_t StorageBytes(std::int64_t count, int type) {
 /// Whether a result can be written to: there is an object and it has its elements.
 inline bool IsUsable(const MTH_MATRIX* matrix) {
   return matrix != nullptr && matrix->IsAllocated();
+}
+
+using MatrixPtr = std::unique_ptr<MTH_MATRIX>;
+
+/// Whether all elements are finite.
+template <class T>
+bool AreFinite(const T* elements, std::int64_t count) {
+  T sum = 0;  // x - x is 0, or NaN for what is not finite
+  for (std::int64_t i = 0; i < count; ++i) sum += elements[i] - elements[i];
+  return sum == 0;
 }
 
 }  // namespace mth_internal

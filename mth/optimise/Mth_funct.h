@@ -164,7 +164,8 @@ class MTH_EXPORT MTH_FUNCT {
   /// Mth_Random1, which is seeded from the clock.
   /// @param p           settings, only read; null returns false at once.
   /// @param start       null starts from the parameters.
-  /// @param reserved1   ignored. @param reserved2 ignored.
+  /// @param reserved1   ignored.
+  /// @param reserved2   ignored.
   /// @param iterations  receives the number of moves, as a short.
   /// @return            whether a cost below that of the start was found. The parameters are the best point
   ///                    and the value its cost.

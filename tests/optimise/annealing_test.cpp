@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -86,6 +87,12 @@ TEST(Annealing, KeepsItsBooks) {
        Settings(kAcceptAll, 3, 9, 1),
        rising,
        {false, 3, "i>>>", 0.0, 0.0}},
+      {"a stage starts from the best cost, not from the present one",
+       Settings(kAcceptAll, 2, 9, 2),
+       [](const double* x) {
+         return std::array{0.0, -5.0, 0.0, -1.0, 3.0}[static_cast<std::size_t>(x[0])];
+       },
+       {true, 4, "i>>>>", 1.0, -5.0}},
       {"the best lies beyond a hill", Settings(kAcceptAll, 3, 9, 1), hill, {true, 3, "i>>>", 3.0, -3.0}},
       {"the best lies before a wall", Settings(kRejectAll, 3, 9, 1), hill, {true, 3, "i>><><", 1.0, -1.0}},
       {"ties move the best point, and are no improvement",

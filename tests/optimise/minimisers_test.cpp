@@ -6,6 +6,7 @@
 #include <limits>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 #include "mth/matrix/Mth_matrix.h"
 #include "optimise/problems.h"
@@ -263,6 +264,49 @@ TEST(Powell, NewDirectionOverwritesTheOneOfTheLargestDecrease) {
   EXPECT_EQ(directionAt(second), (Point{0.0, 1.0}));
 }
 
+// Costs whose first pass gains 9 scale, from (9 scale + floor) to the floor: the stop tests of both.
+TEST(Minimisers, StopAtTheirTolerances) {
+  const auto parabola = [](double scale, double floor) {
+    return RecordingCost({0.0}, [=](const double* x) { return scale * Square(x[0] - 3.0) + floor; });
+  };
+  struct {
+    double scale;
+    double floor;
+    double tolerance;
+    int iterations;
+  } const cases[] = {{5.4e-8, 0.0, 0.0, 0},  // 2 x 9 scale <= 1e-6
+                     {5.7e-8, 0.0, 0.0, 1},
+                     {1.0, 100.0, 0.088, 0},  // 2 x 9 <= tolerance x 209
+                     {1.0, 100.0, 0.084, 1}};
+  for (const auto& test : cases) {
+    RecordingCost cost = parabola(test.scale, test.floor);
+    short iterations = kNotReported;
+    EXPECT_TRUE(cost.ComputeOptimumPowell(nullptr, 1, test.tolerance, &iterations, false));
+    EXPECT_EQ(iterations, test.iterations) << test.scale;
+  }
+  for (const auto& [tolerance, isFirst] : {std::pair(2.17, true), std::pair(2.13, false)}) {
+    RecordingCost cost = parabola(1.0, 100.0);  // 50 x 9 <= tolerance x 209
+    cost.SetGradientStep(0.5);
+    short iterations = kNotReported;
+    EXPECT_TRUE(cost.ComputeOptimumQNBFGS(nullptr, tolerance, &iterations));
+    EXPECT_EQ(iterations == 1, isFirst) << tolerance;
+  }
+}
+
+// With exact gradients, n line searches see all of a quadratic; one more meets the tolerance.
+TEST(Bfgs, SolvesAQuadraticInAsManyStepsAsItHasParameters) {
+  for (int n : {1, 2, 3, 5, 8}) {
+    const Problem problem = Quadratic(n);
+    RecordingCost cost(problem.start, problem.cost);
+    short iterations = kNotReported;
+    EXPECT_TRUE(cost.ComputeOptimumQNBFGS(nullptr, 1e-6, &iterations));
+    EXPECT_LE(iterations, n + 2);
+    EXPECT_LT(cost.GetValue(), 1e-8);
+    // Single evaluations: the start, one per line search, one before each further gradient.
+    EXPECT_EQ(cost.EvaluationsCount() % 2, (1 + iterations + (iterations - 1)) % 2);
+  }
+}
+
 TEST(Bfgs, StopsAfterAThousandIterations) {
   double calls = 0.0;  // a cost that falls at every call never meets the tolerance
   RecordingCost cost({1.0}, [&](const double*) { return -++calls; });
@@ -290,14 +334,25 @@ TEST(LevenbergMarquardt, AddsTheSolvedStepUnsigned) {
   });
   const RecordingDisplay display;
   EXPECT_TRUE(cost.ComputeOptimumMarLev(nullptr));  // goes down for ever: ends on a cost that is not finite
-  const double g0 = 2.0 * a * 0.1 + b * 0.1 + d;
-  const double g1 = b * 0.1 + 2.0 * c * 0.1;
-  const double h00 = 2.0 * a * 1.001;
-  const double h11 = 2.0 * c * 1.001;
-  const double determinant = h00 * h11 - b * b;
-  const Point trial = cost.visited.at(1 + 4 * 2 + 20);
-  EXPECT_NEAR(trial[0], 0.1 + (g0 * h11 - b * g1) / determinant, 1e-12);
-  EXPECT_NEAR(trial[1], 0.1 + (h00 * g1 - b * g0) / determinant, 1e-12);
+  Point from = {0.1, 0.1};
+  std::size_t evaluation = 1 + 4 * 2 + 20;  // of the first trial
+  for (double damping : {0.001, 0.0001}) {  // a tenth after a step that pays
+    const double g0 = 2.0 * a * from[0] + b * from[1] + d;
+    const double g1 = b * from[0] + 2.0 * c * from[1];
+    const double h00 = 2.0 * a * (1.0 + damping);
+    const double h11 = 2.0 * c * (1.0 + damping);
+    const double determinant = h00 * h11 - b * b;
+    const Point trial = cost.visited.at(evaluation);
+    EXPECT_NEAR(trial[0], from[0] + (g0 * h11 - b * g1) / determinant, 1e-12);
+    EXPECT_NEAR(trial[1], from[1] + (h00 * g1 - b * g0) / determinant, 1e-12);
+    from = trial;
+    evaluation += 2 + 4 * 2 + 20;
+  }
+  // Uphill, the damping grows tenfold.
+  RecordingCost convex({0.0}, [](const double* x) { return Square(x[0] - 2.0); });
+  EXPECT_FALSE(convex.ComputeOptimumMarLev(nullptr));
+  EXPECT_NEAR(convex.visited.at(1 + 4 + 6)[0], 0.1 - 1.9 / 1.001, 1e-12);
+  EXPECT_NEAR(convex.visited.at(1 + 4 + 6 + 2)[0], 0.1 - 1.9 / 1.01, 1e-12);
 }
 
 TEST(LevenbergMarquardt, DescendsWhereTheCurvatureIsNegativeAndEndsWhereItIsNot) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 
@@ -56,44 +57,58 @@ TEST(NelderMead, EveryMoveVisitsItsPoints) {
   const double a = 1.0 / (2.0 * std::sqrt(2.0));
   const double p = a * (std::sqrt(3.0) + 3.0);
   const double q = a * (std::sqrt(3.0) - 1.0);
-  const Point v0 = {0.0, 0.0}, v1 = {q, p}, v2 = {q, q};
-  // Costs 1, 2, 3 at the vertices: v2 is the worst, the centroid lies between v0 and v1.
-  const auto along = [&](double t) {  // 1 is the reflected point, -1 the worst vertex
-    const Point c = {q / 2.0, p / 2.0};
-    return Point{c[0] + t * (c[0] - v2[0]), c[1] + t * (c[1] - v2[1])};
-  };
-  const auto halfway = [](const Point& v, const Point& w) {
-    return Point{(v[0] + w[0]) * 0.5, (v[1] + w[1]) * 0.5};
-  };
+  const Point vertices[] = {{0.0, 0.0}, {q, p}, {q, q}};
+  const Point rising = {1.0, 2.0, 3.0};
   struct {
     const char* move;
+    Point vertexCosts;
     std::vector<double> costs;  // of the points of the first move
-    std::vector<Point> points;  // of the first move
+    std::vector<double> along;  // where they lie: -1 the worst vertex, 0 the centroid, 1 the reflected point
+    bool shrinks = false;
   } const cases[] = {
-      {"expansion", {0.5, 0.1}, {along(1.0), along(2.0)}},
-      {"expansion of an equal cost", {1.0, 9.0}, {along(1.0), along(2.0)}},
-      {"reflection", {1.5}, {along(1.0)}},
-      {"outer contraction", {2.5, 1.5}, {along(1.0), along(0.5)}},
-      {"inner contraction", {9.0, 1.5}, {along(1.0), along(-0.5)}},
-      {"contraction of a cost that is no number", {9.0, std::nan("")}, {along(1.0), along(-0.5)}},
-      {"shrink", {3.0, 3.0, 7.0, 8.0}, {along(1.0), along(-0.5), halfway(v1, v0), halfway(v2, v0)}},
+      {"expansion", rising, {0.5, 0.1}, {1.0, 2.0}},
+      {"expansion of an equal cost", rising, {1.0, 9.0}, {1.0, 2.0}},
+      {"reflection", rising, {1.5}, {1.0}},
+      {"reflection no better than the second worst", rising, {2.0, 1.5}, {1.0, 0.5}},
+      {"outer contraction", rising, {2.5, 1.5}, {1.0, 0.5}},
+      {"inner contraction", rising, {9.0, 1.5}, {1.0, -0.5}},
+      {"contraction of a cost that is no number", rising, {9.0, std::nan("")}, {1.0, -0.5}},
+      {"shrink", rising, {3.0, 3.0, 7.0, 8.0}, {1.0, -0.5}, true},
+      {"worst in the middle", {1.0, 3.0, 2.0}, {2.5, 1.5}, {1.0, 0.5}},
+      {"worst first", {3.0, 1.0, 2.0}, {1.5}, {1.0}},
+      {"all equal but the best", {2.0, 2.0, 1.0}, {1.5}, {1.0}},
   };
   for (const auto& test : cases) {
-    std::vector<double> script = {4.0, 1.0, 4.0, 2.0, 4.0, 3.0, 4.0};
+    SCOPED_TRACE(test.move);
+    std::vector<double> script = {4.0};
+    for (double cost : test.vertexCosts) script.insert(script.end(), {cost, 4.0});
     script.insert(script.end(), test.costs.begin(), test.costs.end());
     RecordingCost cost({0.0, 0.0}, Script(script));
-    Point start = v0;
+    Point start = vertices[0];
     int iterations = -1;
-    EXPECT_FALSE(cost.ComputeOptimum_Nelder_Mead(start.data(), 1e-12, 1, &iterations)) << test.move;
-    EXPECT_EQ(iterations, 1) << test.move;
-    ASSERT_EQ(cost.visited.size(), 7 + test.points.size()) << test.move;
+    EXPECT_FALSE(cost.ComputeOptimum_Nelder_Mead(start.data(), 1e-12, 1, &iterations));
+    EXPECT_EQ(iterations, 1);
+    ASSERT_EQ(cost.visited.size(), 7 + test.costs.size());
     // The start, then each vertex twice: it is set and evaluated, and the value restored there.
-    const Point* opening[] = {&v0, &v0, &v0, &v1, &v1, &v2, &v2};
-    for (std::size_t i = 0; i < 7; ++i) ExpectNear(cost.visited[i], *opening[i], "opening");
-    for (std::size_t i = 0; i < test.points.size(); ++i) {
-      ExpectNear(cost.visited[7 + i], test.points[i], test.move);
+    for (std::size_t i = 0; i < 7; ++i)
+      ExpectNear(cost.visited[i], vertices[i == 0 ? 0 : (i - 1) / 2], "opening");
+    // Of equal worst vertices the second stands for the first.
+    const Point& costs = test.vertexCosts;
+    const std::size_t worst = costs[2] > std::max(costs[0], costs[1]) ? 2 : costs[0] <= costs[1] ? 1 : 0;
+    const Point& one = vertices[(worst + 1) % 3];
+    const Point& other = vertices[(worst + 2) % 3];
+    for (std::size_t i = 0; i < test.along.size(); ++i) {
+      Point expected;
+      for (std::size_t k = 0; k < 2; ++k) {
+        const double centroid = (one[k] + other[k]) / 2.0;
+        expected.push_back(centroid + test.along[i] * (centroid - vertices[worst][k]));
+      }
+      ExpectNear(cost.visited[7 + i], expected, "move");
     }
-    EXPECT_EQ(cost.Parameters(), cost.visited.back()) << test.move;
+    for (std::size_t r = 1; test.shrinks && r < 3; ++r) {
+      ExpectNear(cost.visited[8 + r], {vertices[r][0] * 0.5, vertices[r][1] * 0.5}, "halfway to the best");
+    }
+    EXPECT_EQ(cost.Parameters(), cost.visited.back());
   }
 }
 
@@ -117,6 +132,20 @@ TEST(NelderMead, FirstCostsUseTwoCoordinates) {
   EXPECT_EQ(cost.visited[0], start);
   EXPECT_EQ(cost.visited[1], (Point{1.0, 2.0, 0.0}));
   for (const Point& point : {cost.visited[3], cost.visited[5], cost.visited[7]}) EXPECT_EQ(point[2], 0.0);
+}
+
+TEST(Simplex, ToleranceIsRelativeToTheCosts) {
+  Point start = {0.0, 0.0};
+  for (double tolerance : {0.99, 1.01}) {  // 2 |3 - 1| / (1 + 3) = 1
+    RecordingCost cost({0.0, 0.0}, Script({4, 1, 4, 2, 4, 3, 4}));
+    EXPECT_EQ(cost.ComputeOptimum_Nelder_Mead(start.data(), tolerance, 0, nullptr), tolerance > 1.0);
+  }
+  for (double tolerance : {0.19, 0.21}) {  // steepest descent: |3 - 2| / (3 + 2)
+    RecordingCost cost({0.0, 0.0}, Script({5, 5, 4, 4, 3, 3, 2.9, 2.8, 2.0}));
+    int iterations = 0;
+    EXPECT_TRUE(cost.Compute_Optimum_Steepes(start.data(), tolerance, 2, &iterations));
+    EXPECT_EQ(iterations, tolerance > 0.2 ? 1 : 2);
+  }
 }
 
 TEST(NelderMead, EndsAtOnceOnANullStartAFlatCostOrNoIterations) {
@@ -166,6 +195,17 @@ TEST(SteepestDescent, WarmsUpAlongTheDiagonalAndRestoresWhatDidNotPay) {
   EXPECT_EQ(visited[5], visited[3]);
   ExpectNear(visited[6], {visited[3][0] + d * 0.5 / 2.0, visited[3][1]}, "forward difference in x");
   ExpectNear(visited[8], {visited[3][0] + 0.5 * d, visited[3][1] + 0.5 * d}, "step");
+}
+
+TEST(SteepestDescent, ComparesWithTheFirstTwoRecordsAlone) {
+  Point start = {0.0, 0.0, 0.0};
+  RecordingCost three(start,
+                      Script({9, 9, 4, 4, 2, 2, 3}));  // better than the second record, not than the third
+  three.Compute_Optimum_Steepes(start.data(), 0.0, 1, nullptr);
+  EXPECT_EQ(three.visited[7], three.visited[6]);  // accepted
+  RecordingCost one({0.0}, Script({4, 4, 5}));    // worse than the only record
+  one.Compute_Optimum_Steepes(start.data(), 0.0, 1, nullptr);
+  EXPECT_EQ(one.visited[3], one.visited[1]);  // restored
 }
 
 TEST(SteepestDescent, ReturnsTrueButForANullStart) {

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <complex>
+#include <cstdint>
+
+namespace mth_internal {
+
+/// A square matrix of doubles, row-major, in someone else's memory.
+struct SquareView {
+  double* elements;
+  std::int64_t size;
+  double* operator[](std::int64_t row) const { return elements + row * size; }
+};
+
+/// QR steps that an eigenvalue may take.
+constexpr int kEigenvalueIterationCap = 60;
+
+/// Eigenvalues of a symmetric matrix, descending, and as the rows of `vectors` their orthonormal
+/// eigenvectors.
+/// @param a     destroyed.
+/// @param work  size x (size + 3) doubles.
+/// @return      false when an eigenvalue does not converge.
+bool SolveSymmetric(SquareView a, double* values, SquareView vectors, double* work);
+
+/// Balances `a`, scaling by powers of two, which are exact: a becomes D^-1 a D with D in `scales`.
+void Balance(SquareView a, double* scales);
+
+/// Reduces `a` to Hessenberg form h = Qt a Q in place; `qt` receives Q transposed. Work: 2 rows.
+void ReduceToHessenberg(SquareView a, SquareView qt, double* work);
+
+/// Reduces a Hessenberg matrix to real Schur form in place and carries `qt` along. Blocks of two rows are
+/// left for complex pairs only.
+/// @return  false when an eigenvalue does not converge.
+bool ReduceToSchur(SquareView h, SquareView qt, std::complex<double>* values);
+
+/// Eigenvectors of a real Schur form, in its coordinates: row j of `vectors` for a real eigenvalue j, rows j
+/// and j + 1 the real and imaginary parts for a complex pair.
+void SchurVectors(SquareView t, const std::complex<double>* values, SquareView vectors,
+                  std::complex<double>* work);
+
+}  // namespace mth_internal

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
+namespace mth_internal {
+
+/// Elements with a stride in both directions; either may be negative.
+template <class T>
+struct Block {
+  T* elements;
+  std::int64_t rowStride;
+  std::int64_t columnStride;
+};
+
+// Blocks of this many columns are eliminated from the rest of the matrix at once: enough that a tile of the
+// rest is loaded and stored seldom, little enough that a panel of the block stays in the first cache.
+constexpr std::int64_t kBlockDepth = 64;
+// Panels of this many columns are factored column by column.
+constexpr std::int64_t kPanelColumns = 16;
+constexpr std::int64_t kWidestTile = 16;
+
+/// Doubles of scratch memory that the elimination of n rows needs.
+constexpr std::int64_t EliminationScratch(std::int64_t n) {
+  return kBlockDepth * (n + 2 * kWidestTile);
+}
+
+constexpr double kTinyPivot = 1e-19;  // replaces a pivot that is 0
+
+}  // namespace mth_internal

@@ -1,0 +1,99 @@
+// C -= A B as running differences, compiled per instruction set.
+//
+// Each element of C loses its products one by one, in the order of A's columns, with one rounding per product
+// and one per difference. Splitting the terms over several calls therefore changes no bit, and neither does
+// it matter how many elements are carried at once.
+
+// A tile of C stays in registers while k runs: 24 accumulators of 32 registers, or 12 of 16.
+constexpr std::int64_t kTileRows = MTH_VECTOR_BYTES == 64 ? 12 : 6;
+constexpr std::int64_t kTileVectors = 2;
+constexpr std::int64_t kTileColumns = kTileVectors * kLanes;
+
+// C -= A B for one tile; A packed as depth x kTileRows, B as depth x kTileColumns.
+MTH_INLINE void SubtractTile(double* c, std::int64_t stride, const double* a, const double* b,
+                             std::int64_t depth) {
+  Lanes sums[kTileRows][kTileVectors];
+#pragma GCC unroll 12
+  for (std::int64_t i = 0; i < kTileRows; ++i) {
+#pragma GCC unroll 2
+    for (std::int64_t v = 0; v < kTileVectors; ++v) sums[i][v] = Load<Lanes>(c + i * stride + v * kLanes);
+  }
+  for (std::int64_t k = 0; k < depth; ++k, a += kTileRows, b += kTileColumns) {
+    Lanes right[kTileVectors];
+#pragma GCC unroll 2
+    for (std::int64_t v = 0; v < kTileVectors; ++v) right[v] = Load<Lanes>(b + v * kLanes);
+#pragma GCC unroll 12
+    for (std::int64_t i = 0; i < kTileRows; ++i) {
+      const Lanes left = Spread<Lanes>(a[i]);
+#pragma GCC unroll 2
+      for (std::int64_t v = 0; v < kTileVectors; ++v) sums[i][v] -= left * right[v];
+    }
+  }
+#pragma GCC unroll 12
+  for (std::int64_t i = 0; i < kTileRows; ++i) {
+#pragma GCC unroll 2
+    for (std::int64_t v = 0; v < kTileVectors; ++v) Store(c + i * stride + v * kLanes, sums[i][v]);
+  }
+}
+
+// The same where the tile reaches beyond the last row or column of C.
+inline void SubtractEdgeTile(double* c, std::int64_t stride, const double* a, const double* b,
+                             std::int64_t depth, std::int64_t rows, std::int64_t columns) {
+  double tile[kTileRows * kTileColumns] = {};
+  for (std::int64_t i = 0; i < rows; ++i) std::copy_n(c + i * stride, columns, tile + i * kTileColumns);
+  SubtractTile(tile, kTileColumns, a, b, depth);
+  for (std::int64_t i = 0; i < rows; ++i) std::copy_n(tile + i * kTileColumns, columns, c + i * stride);
+}
+
+template <class T>
+void PackLeft(const Block<const T>& a, std::int64_t rows, std::int64_t depth, bool isNegated,
+              double* packed) {
+  for (std::int64_t first = 0; first < rows; first += kTileRows) {
+    const std::int64_t count = std::min(kTileRows, rows - first);
+    for (std::int64_t i = 0; i < kTileRows; ++i) {
+      // Rows beyond the last repeat it; what they give is thrown away.
+      const T* row = a.elements + (first + std::min(i, count - 1)) * a.rowStride;
+      for (std::int64_t k = 0; k < depth; ++k)
+        packed[k * kTileRows + i] = static_cast<double>(row[k * a.columnStride]);
+    }
+    if (isNegated) {
+      for (std::int64_t k = 0; k < depth * kTileRows; ++k) packed[k] = -packed[k];
+    }
+    packed += kTileRows * depth;
+  }
+}
+
+// C -= A B with up to kBlockDepth terms a sum, in the order of A's columns and B's rows.
+template <class T>
+void SubtractProduct(double* c, std::int64_t cStride, Block<const T> a, const double* b, std::int64_t bStride,
+                     std::int64_t rows, std::int64_t depth, std::int64_t columns, double* scratch,
+                     bool isNegated = false) {
+  if (rows <= 0 || columns <= 0) return;
+  double* right = scratch;
+  double* left = scratch + kBlockDepth * kTileColumns;
+  PackLeft(a, rows, depth, isNegated, left);
+  for (std::int64_t j = 0; j < columns; j += kTileColumns) {
+    const std::int64_t width = std::min(kTileColumns, columns - j);
+    for (std::int64_t k = 0; k < depth; ++k) {
+      std::copy_n(b + k * bStride + j, width, right + k * kTileColumns);
+      std::fill_n(right + k * kTileColumns + width, kTileColumns - width, 0.0);
+    }
+    for (std::int64_t i = 0; i < rows; i += kTileRows) {
+      const std::int64_t height = std::min(kTileRows, rows - i);
+      double* tile = c + i * cStride + j;
+      const double* leftTile = left + i * depth;
+      if (height == kTileRows && width == kTileColumns) {
+        SubtractTile(tile, cStride, leftTile, right, depth);
+      } else {
+        SubtractEdgeTile(tile, cStride, leftTile, right, depth, height, width);
+      }
+    }
+  }
+}
+
+// C += A B: subtracting a product of -a rounds as adding that of a does.
+template <class T>
+void AddProduct(double* c, std::int64_t cStride, Block<const T> a, const double* b, std::int64_t bStride,
+                std::int64_t rows, std::int64_t depth, std::int64_t columns, double* scratch) {
+  SubtractProduct(c, cStride, a, b, bStride, rows, depth, columns, scratch, true);
+}
