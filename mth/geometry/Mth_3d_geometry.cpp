@@ -1,20 +1,18 @@
 #include "mth/geometry/Mth_3d_geometry.h"
 
 #include <algorithm>
-#include <limits>
 #include <memory>
 #include <new>
 
 #include "mth/geometry/Mth_vector3_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 
-using mth_internal::Cross;
 using mth_internal::Dot;
 using mth_internal::IsFinite;
-using mth_internal::LargestCoordinate;
 using mth_internal::Length;
 using mth_internal::ToPoint;
 using mth_internal::ToVector;
+using mth_internal::UnitNormal;
 using mth_internal::Vector3;
 
 namespace {
@@ -32,22 +30,6 @@ std::unique_ptr<MTH_MATRIX> RowsOf(const MTH_3D_DOUBLE* points, int n) {
   double* row = rows->GetEDataAddress();
   for (int i = 0; i < n; ++i, row += 3) Copy(ToVector(points[i]), row);
   return rows;
-}
-
-// Unit normal of the plane through three points; the zero vector when they are collinear: when the sine of
-// the angle between two sides is within what the rounding of the coordinates makes of 0.
-Vector3 UnitNormal(const Vector3& a, const Vector3& b, const Vector3& c) {
-  constexpr double kRoundings = 8.0 * std::numeric_limits<double>::epsilon();
-  const Vector3 first = b - a;
-  const Vector3 second = c - a;
-  const double firstLength = Length(first);
-  const double secondLength = Length(second);
-  if (!(firstLength > 0.0) || !(secondLength > 0.0)) return {};
-  const Vector3 normal = Cross((1.0 / firstLength) * first, (1.0 / secondLength) * second);
-  const double sine = Length(normal);
-  const double reach = std::max({LargestCoordinate(a), LargestCoordinate(b), LargestCoordinate(c)});
-  if (!(sine > kRoundings * (1.0 + reach / firstLength + reach / secondLength))) return {};
-  return (1.0 / sine) * normal;
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "mth/value/Mth_3d_double.h"
 
@@ -48,6 +50,22 @@ inline double LargestCoordinate(const Vector3& v) {
 }
 inline bool IsFinite(const Vector3& v) {
   return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
+}
+
+/// Unit normal of the plane through three points; the zero vector when they are collinear: when the sine of
+//// the angle between two sides is within what the rounding of the coordinates makes of 0.
+inline Vector3 UnitNormal(const Vector3& a, const Vector3& b, const Vector3& c) {
+  constexpr double kRoundings = 8.0 * std::numeric_limits<double>::epsilon();
+  const Vector3 first = b - a;
+  const Vector3 second = c - a;
+  const double firstLength = Length(first);
+  const double secondLength = Length(second);
+  if (!(firstLength > 0.0) || !(secondLength > 0.0)) return {};
+  const Vector3 normal = Cross((1.0 / firstLength) * first, (1.0 / secondLength) * second);
+  const double sine = Length(normal);
+  const double reach = std::max({LargestCoordinate(a), LargestCoordinate(b), LargestCoordinate(c)});
+  if (!(sine > kRoundings * (1.0 + reach / firstLength + reach / secondLength))) return {};
+  return (1.0 / sine) * normal;
 }
 
 }  // namespace mth_internal
