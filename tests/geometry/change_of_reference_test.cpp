@@ -255,7 +255,8 @@ TEST(ChangeOfReference, SurvivesMissingMemory) {
     change.ComputeFromRotTrans();
     change.ChangeRefCost(false, nullptr);
     const ChangePtr product(change * change);
-    MTH_FUNCT_CHGREF_PARAM cost(rotation, 3, points, points);
+    double start[6] = {10, 20, 30, 0, 0, 0};
+    MTH_FUNCT_CHGREF_PARAM cost(start, 3, points, points);
     cost.Evaluate();
     MTH_3D_DOUBLE out;
     const bool isUsable =

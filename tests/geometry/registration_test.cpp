@@ -21,12 +21,12 @@ using Points = std::vector<MTH_3D_DOUBLE>;
 
 Points RandomPoints(int count, unsigned seed, double size) {
   std::mt19937 engine(seed);
-  std::normal_distribution<double> normal(0.0, size);
+  std::normal_distribution<double> normal;
   Points points;
   for (int i = 0; i < count; ++i) {
-    const double x = normal(engine);
-    const double y = normal(engine);
-    points.emplace_back(x, y, normal(engine));
+    const double x = size * normal(engine);
+    const double y = size * normal(engine);
+    points.emplace_back(x, y, size * normal(engine));
   }
   return points;
 }
