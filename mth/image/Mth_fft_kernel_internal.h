@@ -92,15 +92,43 @@ inline void RunFirstStagesOfTile(const Twiddles& factors, const double* re, cons
   }
 }
 
-// Row k of the result is column reversed(k) of the tile.
-inline void StoreTransposed(const Tile& tile, double* re, double* im, std::int64_t stride) {
+// Row k of the result is column reversed(k) of the rows.
+#if MTH_VECTOR_BYTES == 64 && (defined(__GNUC__) || defined(__clang__))
+// Exchanges halves of neighbouring rows: single values, then pairs, then fours.
+inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double* target,
+                            std::int64_t stride) {
+  Lanes single[kRowLength];
+#pragma GCC unroll 4
+  for (int k = 0; k < kRowLength; k += 2) {
+    const Lanes a = Load(rows[k]);
+    const Lanes b = Load(rows[k + 1]);
+    single[k] = __builtin_shufflevector(a, b, 0, 8, 2, 10, 4, 12, 6, 14);
+    single[k + 1] = __builtin_shufflevector(a, b, 1, 9, 3, 11, 5, 13, 7, 15);
+  }
+  Lanes pairs[kRowLength];
+#pragma GCC unroll 8
   for (int k = 0; k < kRowLength; ++k) {
-    for (int column = 0; column < kRowLength; ++column) {
-      re[k * stride + column] = tile.re[column][kReversed[k]];
-      im[k * stride + column] = tile.im[column][kReversed[k]];
-    }
+    if ((k & 2) != 0) continue;
+    pairs[k] = __builtin_shufflevector(single[k], single[k + 2], 0, 1, 8, 9, 4, 5, 12, 13);
+    pairs[k + 2] = __builtin_shufflevector(single[k], single[k + 2], 2, 3, 10, 11, 6, 7, 14, 15);
+  }
+#pragma GCC unroll 4
+  for (int k = 0; k < kRowLength / 2; ++k) {
+    Store(target + kReversed[k] * stride,
+          __builtin_shufflevector(pairs[k], pairs[k + 4], 0, 1, 2, 3, 8, 9, 10, 11));
+    Store(target + kReversed[k + 4] * stride,
+          __builtin_shufflevector(pairs[k], pairs[k + 4], 4, 5, 6, 7, 12, 13, 14, 15));
   }
 }
+#else
+inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double* target,
+                            std::int64_t stride) {
+  for (int k = 0; k < kRowLength; ++k) {
+    for (int column = 0; column < kRowLength; ++column)
+      target[k * stride + column] = rows[column][kReversed[k]];
+  }
+}
+#endif
 
 // The bit-reversal permutation and the first three stages, in one pass. An index is three high bits, middle
 // bits and three low bits: reversed, the tile of one middle goes to the tile of the reversed middle.
@@ -119,9 +147,11 @@ inline void RunFirstStages(const Twiddles& factors, int m, double* re, double* i
       RunFirstStagesOfTile(factors, re2, im2, stride, tile);
       if (middle < reversed) {
         RunFirstStagesOfTile(factors, re1, im1, stride, other);
-        StoreTransposed(other, re2, im2, stride);
+        StoreTransposed(other.re, re2, stride);
+        StoreTransposed(other.im, im2, stride);
       }
-      StoreTransposed(tile, re1, im1, stride);
+      StoreTransposed(tile.re, re1, stride);
+      StoreTransposed(tile.im, im1, stride);
     }
     std::int64_t bit = middles / 2;
     for (; bit > 0 && (reversed & bit) != 0; bit /= 2) reversed -= bit;
