@@ -160,23 +160,13 @@ inline void RunFirstStages(const Twiddles& factors, int m, double* re, double* i
 }
 
 inline void Transform(const Twiddles& factors, int m, double* re, double* im) {
-  constexpr int kFused = MTH_VECTOR_BYTES == 64 ? 3 : 2;  // as many as the registers hold
   const std::int64_t n = std::int64_t{1} << m;
   RunFirstStages(factors, m, re, im);
   std::int64_t span = kRowLength;
-  for (int stages = m - 3; stages > 0;) {
-    const int fused = stages % kFused != 0 ? stages % kFused : kFused;
-    switch (fused) {
-      case 1:
-        RunStages<1>(factors, span, n, re, im);
-        break;
-      case 2:
-        RunStages<2>(factors, span, n, re, im);
-        break;
-      default:
-        RunStages<3>(factors, span, n, re, im);
-    }
-    span <<= fused;
-    stages -= fused;
+  if ((m - 3) % 2 != 0) {
+    RunStages<1>(factors, span, n, re, im);
+    span *= 2;
   }
+  // Two stages a pass: with more, the rows of a long transform would share too few places of the cache.
+  for (; span < n; span *= 4) RunStages<2>(factors, span, n, re, im);
 }
