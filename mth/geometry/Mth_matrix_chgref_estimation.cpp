@@ -46,11 +46,11 @@ bool FindQuaternion(const double (&covariance)[3][3], double (&q)[4]) {
   MTH_MATRIX n(4, 4, 0);
   if (!n.IsAllocated()) return false;
   FillQuaternionMatrix(covariance, n);
-  MTH_COMPLEX* valuesFound = nullptr;
-  MTH_COMPLEX* vectorsFound = nullptr;
-  const bool isSolved = n.RealEigenvalueProblem(&valuesFound, &vectorsFound);
-  const std::unique_ptr<MTH_COMPLEX[]> values(valuesFound);
-  const std::unique_ptr<MTH_COMPLEX[]> vectors(vectorsFound);
+  MTH_COMPLEX* values = nullptr;
+  MTH_COMPLEX* vectors = nullptr;
+  const bool isSolved = n.RealEigenvalueProblem(&values, &vectors);
+  const std::unique_ptr<MTH_COMPLEX[]> ownedValues(values);
+  const std::unique_ptr<MTH_COMPLEX[]> ownedVectors(vectors);
   if (!isSolved) return false;
   int largest = 0;
   for (int i = 1; i < 4; ++i) {
