@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -110,7 +109,7 @@ std::optional<Triple> ChooseTriple(const MTH_3D_DOUBLE* points, int count) {
 
 // The axes of a right-handed orthonormal frame.
 struct Frame {
-  std::array<double, 3> axes[3];
+  double axes[3][3];
 };
 
 // One set as the frames see it.
