@@ -1,0 +1,120 @@
+// Tells how an MR slice lies in the patient in the scanner's words: an example of a host program around the
+// slice orientations.
+
+#include <CLI/CLI.hpp>
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <vector>
+
+#include "mth/geometry/Mth_3d_geometry.h"
+#include "slice_geometry.h"
+#include "support/failure.h"
+#include "support/text.h"
+
+namespace {
+
+using describe_slice::SliceGeometry;
+using example::Failure;
+using example::Fixed;
+
+struct Options {
+  std::string path;
+  std::vector<double> cosines;
+  std::vector<double> centre = {0.0, 0.0, 0.0};
+  std::optional<int> index;
+};
+
+MTH_3D_VECT_DOUBLE NormalOf(const SliceGeometry& slice) {
+  const auto& [rx, ry, rz] = slice.rowDirection;
+  const auto& [cx, cy, cz] = slice.columnDirection;
+  const MTH_3D_VECT_DOUBLE row(rx, ry, rz);
+  const std::unique_ptr<MTH_3D_VECT_DOUBLE> normal(row ^ MTH_3D_VECT_DOUBLE(cx, cy, cz));
+  if (!normal || !(normal->GetNorm() > 0.0) || !std::isfinite(normal->GetNorm())) {
+    throw Failure("the directions do not span a plane");
+  }
+  normal->Normalise();
+  return *normal;
+}
+
+// "AXI > SAG 12 > COR -5": the main plane, then each tilt with its degrees.
+std::string WordsOf(const Orient_Coupe_Irm& record) {
+  std::string words = record.orientation;
+  if (record.tiltCount > 0)
+    words += std::string(" > ") + record.firstTilt + " " + std::to_string(record.firstAngle);
+  if (record.tiltCount > 1)
+    words += std::string(" > ") + record.secondTilt + " " + std::to_string(record.secondAngle);
+  return words;
+}
+
+void Describe(const SliceGeometry& slice) {
+  MTH_3D_VECT_DOUBLE normal = NormalOf(slice);
+  short codeA = 0;
+  short codeB = 0;
+  double angleA = 0.0;
+  double angleB = 0.0;
+  Mth_3D_CalculParamCoupePerp(&normal, &codeA, &codeB, &angleA, &angleB);
+  // A sagittal slice tilted to the axial plane alone keeps the name that the record holds before.
+  Orient_Coupe_Irm record = {0, "SAG", " ", " ", 0, 0, 0.0};
+  Mth_3D_Trans_Cod_IRM(codeA, codeB, angleA, angleB, &record);
+  Mth_3D_CalculShiftmean(slice.firstCorner, slice.lastCorner, &record);
+  std::printf("Orientation  %s\n", WordsOf(record).c_str());
+  std::printf("Shift        %s mm\n", Fixed(record.shift, 1).c_str());
+  std::printf("Normal       %s %s %s\n", Fixed(normal.GetX(), 4).c_str(), Fixed(normal.GetY(), 4).c_str(),
+              Fixed(normal.GetZ(), 4).c_str());
+  // Adding 0 takes the sign off a zero.
+  std::printf("Codes        %d %d, angles %s %s degrees\n", codeA, codeB, Fixed(angleA + 0.0, 2).c_str(),
+              Fixed(angleB + 0.0, 2).c_str());
+}
+
+bool ParseOptions(int argc, char** argv, Options& options) {
+  CLI::App app(
+      "Tells how an MR slice lies in the patient: sagittal (SAG), coronal (COR) or axial (AXI), and its "
+      "tilts.");
+  app.footer(
+      "Directions and places are those of DICOM: x to the patient's left, y to the back, z to the head.\n"
+      "Exit status: 0 done, 2 failure (one line on standard error).\n");
+  auto* file = app.add_option("FILE", options.path, "NIfTI image");
+  auto* cosines = app.add_option("-c,--cosines", options.cosines,
+                                 "Direction cosines along a row and along a column, separated by commas");
+  cosines->delimiter(',')->expected(6)->type_name("RX,RY,RZ,CX,CY,CZ")->excludes(file);
+  app.add_option("-m,--middle", options.centre, "Middle of the slice in mm, for its shift")
+      ->delimiter(',')
+      ->expected(3)
+      ->type_name("X,Y,Z")
+      ->needs(cosines);
+  app.add_option("-i,--index", options.index, "Slice along the third axis of FILE; the middle one without it")
+      ->needs(file);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    std::cout << app.help();
+    return false;
+  } catch (const CLI::ParseError& error) {
+    throw Failure(std::string(error.what()) + " (--help lists the options)");
+  }
+  if (options.path.empty() && options.cosines.empty()) throw Failure("FILE or --cosines is needed");
+  return true;
+}
+
+int Run(int argc, char** argv) {
+  Options options;
+  if (!ParseOptions(argc, argv, options)) return 0;
+  if (!options.path.empty()) {
+    Describe(describe_slice::ReadSliceGeometry(options.path, options.index));
+    return 0;
+  }
+  std::array<double, 6> cosines{};
+  std::array<double, 3> centre{};
+  std::copy_n(options.cosines.begin(), 6, cosines.begin());
+  std::copy_n(options.centre.begin(), 3, centre.begin());
+  Describe(describe_slice::GeometryFromCosines(cosines, centre));
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return example::RunProgram("describe_slice", Run, argc, argv);
+}

@@ -1,0 +1,168 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+#include "mth/Mth_new_array_internal.h"
+#include "mth/curve/Mth_natural_spline_internal.h"
+#include "mth/curve/Mth_xy_plot.h"
+#include "mth/curve/Mth_xy_plot_internal.h"
+#include "std/Std_message.h"
+
+// Sliding means and splines.
+
+namespace mth_internal {
+namespace {
+
+using CurvePtr = std::unique_ptr<MTH_XY_PLOT>;
+
+CurvePtr SlidingMean(const MTH_XY_PLOT& curve, int width) {
+  const int count = curve.GetNumberOfPoints();
+  const int reach = std::max(width - 1, 0) / 2;
+  return NewCurve(count, [&, count, reach](int i) {
+    const int shrunk = std::min({reach, i, count - 1 - i});
+    double sum = 0.0;
+    for (int k = i - shrunk; k <= i + shrunk; ++k) sum += curve.GetPointY(k);
+    return MTH_2D_FLOAT(curve.GetPointX(i), static_cast<float>(sum / (2.0 * shrunk + 1.0)));
+  });
+}
+
+// Knots of a spline: an ascending parameter and one or two ordinates.
+struct Knots {
+  int count = 0;
+  std::unique_ptr<double[]> parameter;
+  std::unique_ptr<double[]> x;
+  std::unique_ptr<double[]> y;
+
+  explicit Knots(int capacity)
+      : parameter(NewArray<double>(capacity)), x(NewArray<double>(capacity)), y(NewArray<double>(capacity)) {}
+  bool HasMemory() const { return parameter != nullptr && x != nullptr && y != nullptr; }
+  void Add(double newParameter, double newX, double newY) {
+    parameter[count] = newParameter;
+    x[count] = newX;
+    y[count++] = newY;
+  }
+};
+
+// One knot per finite abscissa, in ascending order, at the mean of its ordinates.
+Knots KnotsByAbscissa(const MTH_XY_PLOT& curve) {
+  Knots knots(curve.GetNumberOfPoints());
+  const auto order = NewArray<int>(curve.GetNumberOfPoints());
+  if (!knots.HasMemory() || order == nullptr) return Knots(-1);
+  int* end = order.get();
+  for (int i = 0; i < curve.GetNumberOfPoints(); ++i) {
+    if (std::isfinite(curve.GetPointX(i))) *end++ = i;
+  }
+  std::sort(order.get(), end, [&](int i, int j) {
+    const float x = curve.GetPointX(i);
+    const float otherX = curve.GetPointX(j);
+    return x < otherX || (x == otherX && i < j);
+  });
+  for (const int* next = order.get(); next != end;) {
+    const float x = curve.GetPointX(*next);
+    double sum = 0.0;
+    int equals = 0;
+    for (; next != end && curve.GetPointX(*next) == x; ++next, ++equals) sum += curve.GetPointY(*next);
+    knots.Add(x, x, sum / equals);
+  }
+  return knots;
+}
+
+// One knot per finite point unlike the one before, in the curve's order, at the length of the chords so far.
+Knots KnotsByChordLength(const MTH_XY_PLOT& curve) {
+  Knots knots(curve.GetNumberOfPoints());
+  if (!knots.HasMemory()) return knots;
+  for (int i = 0; i < curve.GetNumberOfPoints(); ++i) {
+    const double x = curve.GetPointX(i);
+    const double y = curve.GetPointY(i);
+    if (!std::isfinite(x) || !std::isfinite(y)) continue;
+    if (knots.count == 0) {
+      knots.Add(0.0, x, y);
+      continue;
+    }
+    const int last = knots.count - 1;
+    const double length = knots.parameter[last] + std::hypot(x - knots.x[last], y - knots.y[last]);
+    if (length > knots.parameter[last]) knots.Add(length, x, y);
+  }
+  return knots;
+}
+
+// The curve of `factor` points per interval, point(interval, share), and the last knot.
+template <class Point>
+CurvePtr SampleIntervals(int knotsCount, int factor, Point point) {
+  const std::int64_t count = knotsCount == 0 ? 0 : std::int64_t{knotsCount - 1} * factor + 1;
+  if (count > std::numeric_limits<int>::max()) return nullptr;
+  return NewCurve(static_cast<int>(count), [&](int sample) {
+    if (knotsCount == 1) return point(0, 0.0);
+    const int interval = std::min(sample / factor, knotsCount - 2);
+    return point(interval, static_cast<double>(sample - interval * factor) / factor);
+  });
+}
+
+// Exact at both ends, and never outside them.
+double LinearBetween(double first, double last, double share) {
+  return (1.0 - share) * first + share * last;
+}
+
+CurvePtr CubicSpline(const MTH_XY_PLOT& curve, int factor) {
+  const Knots knots = KnotsByAbscissa(curve);
+  if (!knots.HasMemory()) return nullptr;
+  const auto spline = NaturalSpline::Make(knots.parameter.get(), knots.y.get(), knots.count);
+  if (spline == nullptr) return nullptr;
+  return SampleIntervals(knots.count, std::max(factor, 1), [&](int interval, double share) {
+    const int next = share == 0.0 ? interval : interval + 1;  // a lone knot has no neighbour
+    return MTH_2D_FLOAT(static_cast<float>(LinearBetween(knots.x[interval], knots.x[next], share)),
+                        static_cast<float>(spline->ValueInInterval(interval, share)));
+  });
+}
+
+}  // namespace
+}  // namespace mth_internal
+
+using namespace mth_internal;
+
+MTH_XY_PLOT* MTH_XY_PLOT::GetSlidingMean(int width) const {
+  return SlidingMean(*this, width).release();
+}
+
+MTH_XY_PLOT* MTH_XY_PLOT::DotSmoothFunction(int width, int passes) const {
+  CurvePtr smoothed = SlidingMean(*this, 1);
+  for (int pass = 0; smoothed != nullptr && pass < passes; ++pass) smoothed = SlidingMean(*smoothed, width);
+  return smoothed.release();
+}
+
+MTH_XY_PLOT* MTH_XY_PLOT::GetCubicSpline(int factor) const {
+  return CubicSpline(*this, factor).release();
+}
+
+MTH_XY_PLOT* MTH_XY_PLOT::DotSpline(int width, int factor) const {
+  if (width > GetNumberOfPoints()) {
+    Std_ShowMessage("Nombre de points de lissage sup. que de points de la fonction d'entrée",
+                    MessageKind::Information, "Information");
+    return nullptr;
+  }
+  const CurvePtr smoothed = SlidingMean(*this, width);
+  return smoothed != nullptr ? CubicSpline(*smoothed, factor).release() : nullptr;
+}
+
+float MTH_XY_PLOT::DotSplinePoint(float x) const {
+  const Knots knots = KnotsByAbscissa(*this);
+  if (!knots.HasMemory() || knots.count == 0) return 0.0f;
+  const auto spline = NaturalSpline::Make(knots.parameter.get(), knots.y.get(), knots.count);
+  return spline != nullptr ? static_cast<float>(spline->Value(x)) : 0.0f;
+}
+
+MTH_XY_PLOT* MTH_XY_PLOT::GetDotSplineXY() const {
+  constexpr int kSamplesPerInterval = 10;
+  const Knots knots = KnotsByChordLength(*this);
+  if (!knots.HasMemory()) return nullptr;
+  const auto xSpline = NaturalSpline::Make(knots.parameter.get(), knots.x.get(), knots.count);
+  const auto ySpline = NaturalSpline::Make(knots.parameter.get(), knots.y.get(), knots.count);
+  if (xSpline == nullptr || ySpline == nullptr) return nullptr;
+  return SampleIntervals(knots.count, kSamplesPerInterval,
+                         [&](int interval, double share) {
+                           return MTH_2D_FLOAT(static_cast<float>(xSpline->ValueInInterval(interval, share)),
+                                               static_cast<float>(ySpline->ValueInInterval(interval, share)));
+                         })
+      .release();
+}

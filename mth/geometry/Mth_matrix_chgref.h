@@ -1,0 +1,142 @@
+#pragma once
+
+#include "mth/matrix/Mth_matrix.h"
+#include "mth/value/Mth_3d_double.h"
+#include "mth/value/Mth_3d_vect_double.h"
+#include "std/Std_export.h"
+
+/// Rigid change of reference: a 4 x 4 matrix [R t; 0 0 0 1] that maps points, as column vectors, from a first
+/// frame to a second one, with the same transform as three angles and a translation and as a unit quaternion.
+///
+/// The three forms are converted on request only. Intended, and relied upon by callers:
+/// - SetRotation takes degrees, the first angle turning about z, the second about y, the third about x; but
+///   ExtractAngles leaves radians, about x, y and z;
+/// - ComputeFromRotTrans clears the translation of the matrix;
+/// - Normalize and ToAxisAngle divide by the square of the sum of squares, in single precision.
+///
+/// ChangeRef and ChangeRefCost work once the matrix is computed. No message is shown. Null arrays are
+/// ignored: nothing is read or written. Without memory the matrix is unallocated (GetStatusError() 1) and
+/// every computation fails.
+class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
+ public:
+  /// The identity, not computed, as all but the last constructor; of double elements, as all but the one of
+  /// an axis.
+  MTH_MATRIX_CHGREF();
+  /// Keeps 3 angles in degrees (about z, y, x) and 3 components of a translation.
+  MTH_MATRIX_CHGREF(double* rotation, double* translation);
+  /// Keeps matched points of both frames for the estimation of the transform.
+  /// @param dimension   number of points in each set.
+  /// @param set1, set2  borrowed: kept alive by the caller.
+  MTH_MATRIX_CHGREF(int dimension, MTH_3D_DOUBLE* set1, MTH_3D_DOUBLE* set2);
+  /// @param quaternion  7 values: q0 (the scalar part), q1, q2, q3, and the translation.
+  explicit MTH_MATRIX_CHGREF(double* quaternion);
+  /// The quaternion of a turn, normalised, in a matrix of float elements.
+  /// @param axis   3 components, of unit length.
+  /// @param angle  degrees.
+  MTH_MATRIX_CHGREF(float* axis, float angle);
+  /// The matrix of columns u, v, w and origin. Angles, quaternion and the computed flag are not filled.
+  MTH_MATRIX_CHGREF(MTH_3D_VECT_DOUBLE u, MTH_3D_VECT_DOUBLE v, MTH_3D_VECT_DOUBLE w, MTH_3D_DOUBLE origin);
+
+  /// @return  the mean distance that ChangeRefCost found last; 0 before.
+  double GetCost() const { return cost_; }
+  /// Declares whether the matrix is up to date.
+  void SetComputed(const bool isComputed) { isComputed_ = isComputed; }
+  /// Sets the number of points of the reference sets.
+  void SetDimension(int dimension) { dimension_ = dimension; }
+  /// @return  the number of points of the reference sets.
+  int GetDimension() const { return dimension_; }
+  /// Copies the quaternion (4 values).
+  void GetQuaternion(double* q) const;
+  /// Copies the angles (3 values): degrees about z, y, x as they were set, or radians about x, y, z as
+  /// ExtractAngles left them.
+  void GetRotation(double* r) const;
+  /// Copies the translation (3 values).
+  void GetTranslation(double* t) const;
+  /// Replaces the angles, in degrees about z, y, x. The matrix is then not computed, as after the three
+  /// setters below.
+  void SetRotation(double* r);
+  /// Replaces the translation.
+  void SetTranslation(const double* t);
+  /// Replaces the points in the first frame; borrowed.
+  void SetRef1(MTH_3D_DOUBLE* set);
+  /// Replaces the points in the second frame; borrowed.
+  void SetRef2(MTH_3D_DOUBLE* set);
+  /// @return  the borrowed points in the first frame.
+  MTH_3D_DOUBLE* GetRef1() const { return first_; }
+  /// @return  the borrowed points in the second frame.
+  MTH_3D_DOUBLE* GetRef2() const { return second_; }
+
+  /// Fills the matrix from the angles. Intended: its translation becomes 0, whatever SetTranslation stored.
+  void ComputeFromRotTrans();
+  /// Fills the matrix from the quaternion and the stored translation, then extracts the angles.
+  void ComputeFromQuaternion();
+  /// Reads the angles back from the matrix, in radians: the first about x, the second about y, the third
+  /// about z. Not what ComputeFromRotTrans takes, on purpose.
+  void ExtractAngles();
+  /// The rigid transform that maps the first set to the second with the least squared error, by the
+  /// quaternion method: matrix, quaternion, angles (as by ExtractAngles) and translation. Collinear,
+  /// coincident and mirrored sets, too, get a proper rotation, not necessarily the only one.
+  /// @return  false, with nothing changed, without sets, with a dimension below 1, with points that are not
+  ///          finite and when memory runs out.
+  /// @see     Horn, J. Opt. Soc. Am. A 4 (1987) 629; Besl & McKay, IEEE PAMI 14 (1992) 239.
+  bool ComputeFromSetsByQuaternion();
+  /// Makes a and b, of GetDimension() matched points each, the reference sets and computes the transform
+  /// between two frames that follow them: the normal of each set's least-squares plane, and the directions of
+  /// three points far apart. The transform is exact when the sets match exactly.
+  /// @return  false, with nothing changed, with fewer than 3 points, with a set that is collinear or not
+  /// finite,
+  ///          and when memory runs out.
+  bool Initialise(MTH_3D_DOUBLE* a, MTH_3D_DOUBLE* b);
+  /// Initialise on the reference sets, followed by Optimise, whose result is not waited for: it never changes
+  /// the matrix.
+  /// @return  as Initialise.
+  bool ComputeByGeometricMethod();
+  /// Maps a point. @return false, with `out` unchanged, when the matrix is not computed.
+  bool ChangeRef(MTH_3D_DOUBLE p, MTH_3D_DOUBLE* out) const;
+  /// Computes the mean distance of the mapped first set from the second set, for GetCost; 0 without points.
+  /// Nothing happens when the matrix is not computed or a set is missing.
+  /// @param keep  copies the mapped points to `out`.
+  void ChangeRefCost(bool keep, MTH_3D_DOUBLE* out);
+  /// Minimises the mean distance of the sets by Powell's method, under a progress window, starting from the
+  /// matrix's first six elements as parameters. Intended: the matrix stays as it was, whatever is found.
+  /// @return  whether the minimiser lowered the distance; false without sets or memory.
+  bool Optimise();
+
+  /// The quaternion of a turn about a unit axis by an angle in degrees; its vector part is rounded to float.
+  void FromAxisAngle(float* axis, float angle, double* q) const;
+  /// Divides the quaternion by the square of the sum of its squares, taken in single precision: exact for a
+  /// unit quaternion, and intended. A zero quaternion stays.
+  void Normalize();
+  /// The quaternion becomes the Hamilton product a b.
+  void MultQuaternion(double* a, double* b);
+  /// The quaternion becomes (quaternion of the turn) (quaternion).
+  void MultQuaternion(float* axis, float angle);
+  /// Axis and angle in degrees of the quaternion; (0, 1, 0) and 0 without a vector part. The axis is the
+  /// vector part divided by the square of its sum of squares, in single precision: not of unit length, as
+  /// intended.
+  void ToAxisAngle(float* axis, float& angle) const;
+  /// ComputeFromQuaternion, then the matrix column by column in 16 floats, as graphics libraries take it.
+  void glMatrixComputeFromQuaternion(float* m);
+
+  /// The product of both matrices: first `other`, then this. A new computed transform with its angles,
+  /// quaternion and translation filled from the product, owned by the caller, of float elements when both
+  /// are; unallocated when an operand is, null without memory.
+  [[nodiscard]] MTH_MATRIX_CHGREF* operator*(const MTH_MATRIX_CHGREF& other) const;
+  using MTH_MATRIX::operator*;
+
+ private:
+  explicit MTH_MATRIX_CHGREF(short type);
+  void FillFromMatrix();
+
+  double rotation_[3] = {};
+  double translation_[3] = {};
+  double quaternion_[4] = {1.0, 0.0, 0.0, 0.0};
+  bool isComputed_ = false;
+  int dimension_ = 0;
+  MTH_3D_DOUBLE* first_ = nullptr;
+  MTH_3D_DOUBLE* second_ = nullptr;
+  double cost_ = 0.0;
+};
+
+/// Writes into m the rotation Rz(a) Ry(b) Rx(c), angles in degrees, with a zero translation.
+MTH_EXPORT void FormRotationMatrix(double a, double b, double c, MTH_MATRIX_CHGREF* m);

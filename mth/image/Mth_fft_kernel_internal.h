@@ -1,0 +1,172 @@
+// The stages of the transform, several fused per pass over the data. Lanes run across butterflies of one
+// stage, which are independent: every value sees the operations of the plain loops, in their order.
+
+#if defined(__GNUC__) || defined(__clang__)
+constexpr std::int64_t kLanes = MTH_VECTOR_BYTES / sizeof(double);
+typedef double Lanes __attribute__((vector_size(MTH_VECTOR_BYTES)));
+#else
+constexpr std::int64_t kLanes = 1;
+using Lanes = double;
+#endif
+
+inline Lanes Load(const double* source) {
+  Lanes values;
+  std::memcpy(&values, source, sizeof values);
+  return values;
+}
+
+inline void Store(double* target, Lanes values) {
+  std::memcpy(target, &values, sizeof values);
+}
+
+struct Butterflies {
+  Lanes re;
+  Lanes im;
+};
+
+// One butterfly: (a, b) becomes (a + u b, a - u b).
+template <class Factor>
+inline void Combine(Factor u1, Factor u2, Butterflies& a, Butterflies& b) {
+  const Lanes t1 = u1 * b.re - u2 * b.im;
+  const Lanes t2 = u1 * b.im + u2 * b.re;
+  b.re = a.re - t1;
+  b.im = a.im - t2;
+  a.re = a.re + t1;
+  a.im = a.im + t2;
+}
+
+// The stages of spans `span`, 2 span ... of one pass; span is a multiple of the lanes.
+template <int kStages>
+inline void RunStages(const Twiddles& factors, std::int64_t span, std::int64_t n, double* re, double* im) {
+  constexpr int kValues = 1 << kStages;
+  for (std::int64_t block = 0; block < n; block += kValues * span) {
+    for (std::int64_t j = block; j < block + span; j += kLanes) {
+      Butterflies values[kValues];
+#pragma GCC unroll 8
+      for (int k = 0; k < kValues; ++k) values[k] = {Load(re + j + k * span), Load(im + j + k * span)};
+#pragma GCC unroll 3
+      for (int stage = 0; stage < kStages; ++stage) {
+        const std::int64_t first = (span << stage) + (j - block);
+#pragma GCC unroll 8
+        for (int k = 0; k < kValues; ++k) {
+          if ((k >> stage & 1) != 0) continue;
+          const std::int64_t factor = first + (k & ((1 << stage) - 1)) * span;
+          Combine(Load(factors.re + factor), Load(factors.im + factor), values[k], values[k + (1 << stage)]);
+        }
+      }
+#pragma GCC unroll 8
+      for (int k = 0; k < kValues; ++k) {
+        Store(re + j + k * span, values[k].re);
+        Store(im + j + k * span, values[k].im);
+      }
+    }
+  }
+}
+
+constexpr int kReversed[kRowLength] = {0, 4, 2, 6, 1, 5, 3, 7};  // the three bits of an index, reversed
+
+// Takes the eight rows of a tile in reversed order through the first three stages, lanes running along the
+// rows, which decimation has made independent transforms.
+inline void RunFirstStagesOfTile(const Twiddles& factors, const double* re, const double* im,
+                                 std::int64_t stride, Tile& tile) {
+  for (std::int64_t lane = 0; lane < kRowLength; lane += kLanes) {
+    Butterflies values[kRowLength];
+#pragma GCC unroll 8
+    for (int k = 0; k < kRowLength; ++k) {
+      values[k] = {Load(re + kReversed[k] * stride + lane), Load(im + kReversed[k] * stride + lane)};
+    }
+#pragma GCC unroll 3
+    for (int stage = 0; stage < 3; ++stage) {
+#pragma GCC unroll 8
+      for (int k = 0; k < kRowLength; ++k) {
+        if ((k >> stage & 1) != 0) continue;
+        const int factor = (1 << stage) + (k & ((1 << stage) - 1));
+        Combine(factors.re[factor], factors.im[factor], values[k], values[k + (1 << stage)]);
+      }
+    }
+#pragma GCC unroll 8
+    for (int k = 0; k < kRowLength; ++k) {
+      Store(tile.re[k] + lane, values[k].re);
+      Store(tile.im[k] + lane, values[k].im);
+    }
+  }
+}
+
+// Row k of the result is column reversed(k) of the rows.
+#if MTH_VECTOR_BYTES == 64 && (defined(__GNUC__) || defined(__clang__))
+// Exchanges halves of neighbouring rows: single values, then pairs, then fours.
+inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double* target,
+                            std::int64_t stride) {
+  Lanes single[kRowLength];
+#pragma GCC unroll 4
+  for (int k = 0; k < kRowLength; k += 2) {
+    const Lanes a = Load(rows[k]);
+    const Lanes b = Load(rows[k + 1]);
+    single[k] = __builtin_shufflevector(a, b, 0, 8, 2, 10, 4, 12, 6, 14);
+    single[k + 1] = __builtin_shufflevector(a, b, 1, 9, 3, 11, 5, 13, 7, 15);
+  }
+  Lanes pairs[kRowLength];
+#pragma GCC unroll 8
+  for (int k = 0; k < kRowLength; ++k) {
+    if ((k & 2) != 0) continue;
+    pairs[k] = __builtin_shufflevector(single[k], single[k + 2], 0, 1, 8, 9, 4, 5, 12, 13);
+    pairs[k + 2] = __builtin_shufflevector(single[k], single[k + 2], 2, 3, 10, 11, 6, 7, 14, 15);
+  }
+#pragma GCC unroll 4
+  for (int k = 0; k < kRowLength / 2; ++k) {
+    Store(target + kReversed[k] * stride,
+          __builtin_shufflevector(pairs[k], pairs[k + 4], 0, 1, 2, 3, 8, 9, 10, 11));
+    Store(target + kReversed[k + 4] * stride,
+          __builtin_shufflevector(pairs[k], pairs[k + 4], 4, 5, 6, 7, 12, 13, 14, 15));
+  }
+}
+#else
+inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double* target,
+                            std::int64_t stride) {
+  for (int k = 0; k < kRowLength; ++k) {
+    for (int column = 0; column < kRowLength; ++column)
+      target[k * stride + column] = rows[column][kReversed[k]];
+  }
+}
+#endif
+
+// The bit-reversal permutation and the first three stages, in one pass. An index is three high bits, middle
+// bits and three low bits: reversed, the tile of one middle goes to the tile of the reversed middle.
+inline void RunFirstStages(const Twiddles& factors, int m, double* re, double* im) {
+  const std::int64_t stride = (std::int64_t{1} << m) / kRowLength;
+  const std::int64_t middles = stride / kRowLength;
+  std::int64_t reversed = 0;
+  Tile tile;
+  Tile other;
+  for (std::int64_t middle = 0; middle < middles; ++middle) {
+    double* const re1 = re + middle * kRowLength;
+    double* const im1 = im + middle * kRowLength;
+    double* const re2 = re + reversed * kRowLength;
+    double* const im2 = im + reversed * kRowLength;
+    if (middle <= reversed) {
+      RunFirstStagesOfTile(factors, re2, im2, stride, tile);
+      if (middle < reversed) {
+        RunFirstStagesOfTile(factors, re1, im1, stride, other);
+        StoreTransposed(other.re, re2, stride);
+        StoreTransposed(other.im, im2, stride);
+      }
+      StoreTransposed(tile.re, re1, stride);
+      StoreTransposed(tile.im, im1, stride);
+    }
+    std::int64_t bit = middles / 2;
+    for (; bit > 0 && (reversed & bit) != 0; bit /= 2) reversed -= bit;
+    reversed += bit;
+  }
+}
+
+inline void Transform(const Twiddles& factors, int m, double* re, double* im) {
+  const std::int64_t n = std::int64_t{1} << m;
+  RunFirstStages(factors, m, re, im);
+  std::int64_t span = kRowLength;
+  if ((m - 3) % 2 != 0) {
+    RunStages<1>(factors, span, n, re, im);
+    span *= 2;
+  }
+  // Two stages a pass: with more, the rows of a long transform would share too few places of the cache.
+  for (; span < n; span *= 4) RunStages<2>(factors, span, n, re, im);
+}

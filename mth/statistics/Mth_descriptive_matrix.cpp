@@ -1,0 +1,210 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <new>
+
+#include "mth/Mth_new_array_internal.h"
+#include "mth/matrix/Mth_matrix.h"
+#include "mth/statistics/Mth_descriptive.h"
+#include "mth/statistics/Mth_sort.h"
+
+// Statistics of the columns and rows of matrices, and of samples given by dimension.
+
+namespace mth_internal {
+namespace {
+
+using MatrixPtr = std::unique_ptr<MTH_MATRIX>;
+
+bool HasElements(const MTH_MATRIX* m) {
+  return m != nullptr && m->IsAllocated();
+}
+
+// Null when there is no memory.
+MatrixPtr NewMatrix(int rows, int columns, int type) {
+  MatrixPtr matrix(new (std::nothrow) MTH_MATRIX(rows, columns, type));
+  return HasElements(matrix.get()) ? std::move(matrix) : nullptr;
+}
+
+template <class Operation>
+auto OnElements(const MTH_MATRIX& m, Operation operation) {
+  return m.GetType() == 0 ? operation(m.GetEDataAddress()) : operation(m.GetFDataAddress());
+}
+
+// Adds term(element, column) to each column's sum, row after row, as the elements lie in memory.
+template <class Term>
+void SumColumns(const MTH_MATRIX& m, double* sums, Term term) {
+  OnElements(m, [&](const auto* row) {
+    for (int i = 0; i < m.GetNbRows(); ++i, row += m.GetNbCols()) {
+      for (int j = 0; j < m.GetNbCols(); ++j) sums[j] += term(static_cast<double>(row[j]), j);
+    }
+  });
+}
+
+std::unique_ptr<double[]> ColumnMeans(const MTH_MATRIX& m) {
+  auto means = NewArray<double>(m.GetNbCols());
+  if (means == nullptr) return nullptr;
+  SumColumns(m, means.get(), [](double value, int) { return value; });
+  for (int j = 0; j < m.GetNbCols(); ++j) means[j] /= m.GetNbRows();
+  return means;
+}
+
+MTH_MATRIX* NewRow(const double* values, int count, int type) {
+  MatrixPtr row = NewMatrix(1, count, type);
+  for (int j = 0; row != nullptr && j < count; ++j) row->Set(0, j, values[j]);
+  return row.release();
+}
+
+void MeansByDimension(double** x, int n, short d, double* out) {
+  if (n == 0) return;
+  for (short j = 0; j < d; ++j) out[j] = Mth_Mean(x[j], n);
+}
+
+// Sums of x[k] y[column][k] over all k for up to four neighbouring columns: independent sums, each in order.
+constexpr int kColumnsAtOnce = 4;
+
+void SumProducts(const double* x, double** y, int columns, int n, double* sums) {
+  if (columns < kColumnsAtOnce) {
+    for (int c = 0; c < columns; ++c) {
+      double sum = 0.0;
+      for (int k = 0; k < n; ++k) sum += x[k] * y[c][k];
+      sums[c] = sum;
+    }
+    return;
+  }
+  double sum[kColumnsAtOnce] = {};
+  for (int k = 0; k < n; ++k) {
+    for (int c = 0; c < kColumnsAtOnce; ++c) sum[c] += x[k] * y[c][k];
+  }
+  std::copy_n(sum, kColumnsAtOnce, sums);
+}
+
+MTH_MATRIX* CrossCovariance(double** x, double** y, int n, short d) {
+  const auto meansX = NewArray<double>(d);
+  const auto meansY = NewArray<double>(d);
+  MatrixPtr result = NewMatrix(d, d, 0);
+  if (meansX == nullptr || meansY == nullptr || result == nullptr) return nullptr;
+  MeansByDimension(x, n, d, meansX.get());
+  MeansByDimension(y, n, d, meansY.get());
+  const double weight = 1.0 / n;
+  for (int i = 0; i < d; ++i) {
+    double* row = result->GetEDataAddress() + std::int64_t{i} * d;
+    for (int j = 0; j < d; j += kColumnsAtOnce) {
+      SumProducts(x[i], y + j, std::min(kColumnsAtOnce, d - j), n, row + j);
+    }
+    for (int j = 0; j < d; ++j) row[j] = row[j] * weight - meansX[i] * meansY[j];
+  }
+  return result.release();
+}
+
+// Median of sorted values: the mean of the two middle ones for an even count.
+double MiddleOf(const double* sorted, int count) {
+  if (count % 2 != 0) return sorted[(count + 1) / 2 - 1];
+  return (sorted[count / 2 - 1] + sorted[count / 2]) * 0.5;
+}
+
+constexpr int kNoColumn = -1;
+
+// One of the smallest entries of a row.
+struct Smallest {
+  int column = kNoColumn;
+  double value = 0.0;
+
+  // Starts from the value at column 0, which a strict comparison never records as found.
+  template <class T>
+  void Search(const T* row, int columns, int taken, int alsoTaken) {
+    value = static_cast<double>(row[0]);
+    for (int c = 0; c < columns; ++c) {
+      if (c == taken || c == alsoTaken || !(static_cast<double>(row[c]) < value)) continue;
+      value = static_cast<double>(row[c]);
+      column = c;
+    }
+  }
+};
+
+}  // namespace
+}  // namespace mth_internal
+
+using namespace mth_internal;
+
+void Mth_MeanVector(double** x, short n, short d, double* out) {
+  MeansByDimension(x, n, d, out);
+}
+
+void Mth_MeanVector(double** x, int n, short d, double* out) {
+  MeansByDimension(x, n, d, out);
+}
+
+MTH_MATRIX* Mth_MeanVector(MTH_MATRIX* m) {
+  if (!HasElements(m)) return nullptr;
+  const auto means = ColumnMeans(*m);
+  return means == nullptr ? nullptr : NewRow(means.get(), m->GetNbCols(), m->GetType());
+}
+
+MTH_MATRIX* Mth_StdDeviationVector(MTH_MATRIX* m) {
+  if (!HasElements(m)) return nullptr;
+  const auto means = ColumnMeans(*m);
+  const auto deviations = NewArray<double>(m->GetNbCols());
+  if (means == nullptr || deviations == nullptr) return nullptr;
+  SumColumns(*m, deviations.get(), [&](double value, int j) {
+    const double difference = value - means[j];
+    return difference * difference;
+  });
+  for (int j = 0; j < m->GetNbCols(); ++j) deviations[j] = std::sqrt(deviations[j] / (m->GetNbRows() - 1));
+  return NewRow(deviations.get(), m->GetNbCols(), m->GetType());
+}
+
+MTH_MATRIX* Mth_CovarianceMatrix(double** x, double** y, short n, short d) {
+  return CrossCovariance(x, y, n, d);
+}
+
+MTH_MATRIX* Mth_CovarianceMatrix(double** x, double** y, int n, short d) {
+  return CrossCovariance(x, y, n, d);
+}
+
+double Mth_Median(MTH_MATRIX* m) {
+  if (!HasElements(m) || m->GetNbRows() == 0 || m->GetNbCols() == 0) return 0.0;
+  const int rows = m->GetNbRows();
+  const int columns = m->GetNbCols();
+  const auto values = NewArray<double>(rows);
+  const auto companions = NewArray<double>(std::max(rows, columns));
+  const auto medians = NewArray<double>(columns);
+  if (values == nullptr || companions == nullptr || medians == nullptr) return 0.0;
+  for (int j = 0; j < columns; ++j) {
+    for (int i = 0; i < rows; ++i) values[i] = std::abs(m->Get(i, j));
+    Mth_Sort(rows, values.get(), companions.get());
+    for (int i = 0; i < rows; ++i) m->Set(i, j, values[i]);
+    medians[j] = MiddleOf(values.get(), rows);
+  }
+  Mth_Sort(columns, medians.get(), companions.get());
+  return MiddleOf(medians.get(), columns);
+}
+
+MTH_MATRIX* Mth_Opt_Matrix(MTH_MATRIX* m) {
+  constexpr int kResultColumns = 9;
+  if (!HasElements(m)) return nullptr;
+  const int columns = m->GetNbCols();
+  MatrixPtr result = NewMatrix(m->GetNbRows(), kResultColumns, 0);
+  if (result == nullptr) return nullptr;
+  if (columns == 0) {
+    result->SetZero();
+    return result.release();
+  }
+  double* out = result->GetEDataAddress();
+  OnElements(*m, [&](const auto* row) {
+    Smallest first;  // keeps its column from row to row, as documented
+    for (int i = 0; i < m->GetNbRows(); ++i, row += columns) {
+      Smallest second;
+      Smallest third;
+      first.Search(row, columns, kNoColumn, kNoColumn);
+      second.Search(row, columns, first.column, kNoColumn);
+      third.Search(row, columns, first.column, second.column);
+      for (const Smallest& smallest : {first, second, third}) {
+        *out++ = i;
+        *out++ = smallest.column;
+        *out++ = smallest.value;
+      }
+    }
+  });
+  return result.release();
+}

@@ -1,0 +1,121 @@
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+#include "mth/Mth_new_array_internal.h"
+#include "mth/statistics/Mth_descriptive.h"
+#include "mth/statistics/Mth_sort.h"
+#include "mth/statistics/Mth_sort_internal.h"
+#include "mth/statistics/Mth_special_functions.h"
+#include "std/Std_message.h"
+
+// Correlations with their significance, and the median of a vector.
+
+using mth_internal::NewArray;
+
+namespace {
+
+constexpr double kTiny = 1e-20;  // keeps a denominator from being 0
+
+// Sorts `values` with `others` alike, then replaces `values` by their ranks.
+bool SortAndRank(int n, double* values, double* others, double& ties) {
+  if (!Mth_Sort(n, values, others)) return false;
+  Mth_ReplaceByRank(n, values, &ties);
+  return true;
+}
+
+double CorrelationTail(double r, int n) {
+  constexpr double kNormalFreedom = 1e7;  // degrees of freedom from which Student's law is the normal one
+  const double freedom = static_cast<double>(n) - 2.0;
+  const double t = r * std::sqrt(freedom / ((1.0 - r + kTiny) * (1.0 + r + kTiny)));
+  const double u = -std::abs(t);
+  if (freedom == 1.0) return std::atan(u) / std::numbers::pi + 0.5;
+  if (!(freedom > 0.0)) return 0.0;
+  if (u == 0.0) return 0.5;
+  if (freedom >= kNormalFreedom) {
+    return 0.5 * Mth_ComplementaryErrorFunction(std::abs(u) / std::numbers::sqrt2);
+  }
+  return Mth_IncompleteBeta(0.5 * freedom, 0.5, freedom / (freedom + u * u));
+}
+
+}  // namespace
+
+void Mth_CorrelationRatioOfSpearman(double* x, double* y, int n, double* d, double* zd, double* probd,
+                                    double* rs, double* probrs) {
+  const auto ranksX = NewArray<double>(n);
+  const auto ranksY = NewArray<double>(n);
+  if (ranksX == nullptr || ranksY == nullptr) return;
+  std::copy_n(x, n, ranksX.get());
+  std::copy_n(y, n, ranksY.get());
+  double tiesX = 0.0;
+  double tiesY = 0.0;
+  if (!SortAndRank(n, ranksX.get(), ranksY.get(), tiesX)) return;
+  if (!SortAndRank(n, ranksY.get(), ranksX.get(), tiesY)) return;
+
+  double sum = 0.0;
+  for (int i = 0; i < n; ++i) {
+    const double difference = ranksX[i] - ranksY[i];
+    sum += difference * difference;
+  }
+  const double en = n;
+  const double en3n = en * en * en - en;
+  const double expected = en3n / 6.0 - (tiesX + tiesY) / 12.0;
+  const double tieFactor = (1.0 - tiesX / en3n) * (1.0 - tiesY / en3n);
+  const double variance = (en - 1.0) * (en * en) * ((en + 1.0) * (en + 1.0)) / 36.0 * tieFactor;
+  constexpr double kTruncatedRoot2 = 1.4142136;  // not the root of 2: results are fixed with this constant
+  *d = sum;
+  *zd = variance == 0.0 ? 0.0 : (sum - expected) / std::sqrt(variance);
+  *probd = Mth_ComplementaryErrorFunction(std::abs(*zd) / kTruncatedRoot2);
+  *rs = tieFactor == 0.0 ? 0.0 : (1.0 - (6.0 / en3n) * (sum + (tiesX + tiesY) / 12.0)) / std::sqrt(tieFactor);
+  const double unexplained = (1.0 + *rs) * (1.0 - *rs);
+  if (unexplained > 0.0) {
+    const double freedom = en - 2.0;
+    const double t = *rs * std::sqrt(freedom / unexplained);
+    *probrs = Mth_IncompleteBeta(0.5 * freedom, 0.5, freedom / (freedom + t * t));
+  } else {
+    *probrs = 0.0;
+  }
+}
+
+void Mth_StatisticalCriterionCalculations(double* x, double* y, int n, double* meanX, double* varX,
+                                          double* meanY, double* varY, double* covXY, double* r,
+                                          double* slope, double* prob) {
+  double sumX = 0.0;
+  double sumXX = 0.0;
+  double sumY = 0.0;
+  double sumYY = 0.0;
+  double sumXY = 0.0;
+  for (int i = 0; i < n; ++i) {
+    sumX += x[i];
+    sumXX += x[i] * x[i];
+    sumY += y[i];
+    sumYY += y[i] * y[i];
+    sumXY += x[i] * y[i];
+  }
+  const double count = n;
+  *meanX = sumX / count;
+  *meanY = sumY / count;
+  // One grouping of the products throughout: equal data correlate with exactly 1.
+  *varX = (sumXX - count * *meanX * *meanX) / (count - 1.0);
+  *varY = (sumYY - count * *meanY * *meanY) / (count - 1.0);
+  *covXY = (sumXY - count * *meanX * *meanY) / (count - 1.0);
+  *r = *varX > kTiny && *varY > kTiny ? *covXY / (std::sqrt(*varX * *varY) + kTiny) : 0.0;
+  *slope = *varX > kTiny ? *covXY / (*varX + kTiny) : 0.0;
+  *prob = CorrelationTail(*r, n);
+}
+
+double Mth_Median(std::vector<double> v, int& index) {
+  if (v.empty()) return 0.0;
+  index = -1;
+  const auto sorted = NewArray<double>(static_cast<std::ptrdiff_t>(v.size()));
+  if (sorted == nullptr) return 0.0;
+  std::copy(v.begin(), v.end(), sorted.get());
+  std::sort(sorted.get(), sorted.get() + v.size(), mth_internal::AscendingNanLast());
+  const double middle = sorted[(v.size() + 1) / 2 - 1];
+  const bool isInRange = (middle >= 1.0 && middle <= 1000.0) || middle == 0.0 || middle == 0.5;
+  if (!isInRange && !std::isnan(middle)) Std_ShowMessage("dex", MessageKind::Error, "Error");
+  const auto place = std::find(v.begin(), v.end(), middle);
+  if (place != v.end()) index = static_cast<int>(place - v.begin());
+  return middle;
+}

@@ -1,0 +1,389 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "mth/curve/Mth_xy_plot.h"
+#include "support/allocation_faults.h"
+#include "support/recording_display.h"
+
+namespace {
+
+using CurvePtr = std::unique_ptr<MTH_XY_PLOT>;
+using Points = std::vector<std::pair<float, float>>;
+
+constexpr float kUndefinedSlope = std::numeric_limits<float>::max();
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+MTH_XY_PLOT CurveOf(const Points& points) {
+  MTH_XY_PLOT curve;
+  for (const auto& [x, y] : points) curve.AddPoint(x, y);
+  return curve;
+}
+
+// Ordinates over the abscissae 0, 1, 2 ...
+MTH_XY_PLOT CurveOfY(const std::vector<float>& ordinates) {
+  MTH_XY_PLOT curve;
+  for (const float y : ordinates) curve.AddPoint(curve.GetNumberOfPoints(), y);
+  return curve;
+}
+
+Points PointsOf(const MTH_XY_PLOT& curve) {
+  Points points;
+  for (int i = 0; i < curve.GetNumberOfPoints(); ++i)
+    points.emplace_back(curve.GetPointX(i), curve.GetPointY(i));
+  return points;
+}
+
+// The points of a new curve, which is freed.
+Points Take(MTH_XY_PLOT* curve) {
+  const CurvePtr owned(curve);
+  if (owned == nullptr) {
+    ADD_FAILURE() << "no curve";
+    return {};
+  }
+  return PointsOf(*owned);
+}
+
+TEST(XyPlot, AddsAtItsEndAndRefusesEveryIndexInside) {
+  MTH_XY_PLOT curve;
+  MTH_2D_FLOAT point(7.0f, 8.0f);
+  EXPECT_TRUE(curve.AddPoint(1.5, 0));
+  EXPECT_TRUE(curve.AddPoint(3, 0));
+  EXPECT_TRUE(curve.AddPoint(&point));
+  EXPECT_FALSE(curve.AddPoint(static_cast<MTH_2D_FLOAT*>(nullptr)));
+  const Points three = {{1.5f, 0.0f}, {3.0f, 0.0f}, {7.0f, 8.0f}};
+  for (const int index : {-1, 0, 2, 4, 100}) {
+    EXPECT_FALSE(curve.AddPoint(index, 5.0f, 5.0f)) << index;
+    EXPECT_FALSE(curve.AddPoint(index, &point)) << index;
+  }
+  for (const int index : {-1, 0, 2, 3, 100}) EXPECT_FALSE(curve.DeletePoint(index)) << index;
+  EXPECT_EQ(PointsOf(curve), three);
+  EXPECT_TRUE(curve.AddPoint(3, 5.0f, 6.0f));
+  EXPECT_TRUE(curve.AddPoint(4, &point));
+  EXPECT_EQ(curve.GetNumberOfPoints(), 5);
+
+  point = MTH_2D_FLOAT(9.0f, 9.0f);
+  EXPECT_TRUE(curve.GetPoint(3, point));
+  EXPECT_EQ(std::pair(point.GetX(), point.GetY()), std::pair(5.0f, 6.0f));
+  for (const int index : {-1, 5}) {
+    point = MTH_2D_FLOAT(9.0f, 9.0f);
+    EXPECT_FALSE(curve.GetPoint(index, point));
+    EXPECT_EQ(std::pair(point.GetX(), point.GetY()), std::pair(0.0f, 0.0f));
+    EXPECT_EQ(std::pair(curve.GetPointX(index), curve.GetPointY(index)), std::pair(0.0f, 0.0f));
+  }
+}
+
+TEST(XyPlot, CopiesAreIndependent) {
+  MTH_XY_PLOT curve = CurveOfY({4.0f, 5.0f});
+  const Points both = PointsOf(curve);
+  const MTH_XY_PLOT copy(&curve);
+  MTH_XY_PLOT assigned = CurveOfY({1.0f, 2.0f, 3.0f});
+  assigned = curve;
+  EXPECT_TRUE(curve.ClearData());
+  EXPECT_EQ(curve.GetNumberOfPoints(), 0);
+  EXPECT_EQ(PointsOf(copy), both);
+  EXPECT_EQ(PointsOf(assigned), both);
+  EXPECT_EQ(MTH_XY_PLOT(static_cast<MTH_XY_PLOT*>(nullptr)).GetNumberOfPoints(), 0);
+}
+
+TEST(XyPlot, DerivesByCentralDifferencesWithFlatEnds) {
+  const MTH_XY_PLOT parabola = CurveOfY({0.0f, 1.0f, 4.0f, 9.0f, 16.0f});
+  const Points first = {{0, 0}, {1, 2}, {2, 4}, {3, 6}, {4, 0}};
+  const Points second = {{0, 0}, {1, 2}, {2, 2}, {3, -2}, {4, 0}};
+  EXPECT_EQ(Take(parabola.GetFirstDerivative()), first);
+  EXPECT_EQ(Take(parabola.GetFirstDerivative_NoSort()), first);
+  EXPECT_EQ(Take(parabola.GetSecondDerivative()), second);
+  EXPECT_EQ(Take(parabola.GetSecondDerivative_NoSort()), second);
+  EXPECT_DOUBLE_EQ(parabola.GetFirstDerivativeNorm(), std::sqrt(56.0));
+}
+
+TEST(XyPlot, MarksUndefinedSlopes) {
+  // The spans of x: 1e-6; the float below 1e-5; 1.0000000147e-5, which single precision rounds below 1e-5.
+  struct Case {
+    Points points;
+    float slope;
+    float slopeOfSingle;
+  };
+  const Case cases[] = {
+      {{{0.0f, 1.0f}, {5e-7f, 2.0f}, {1e-6f, 3.0f}}, kUndefinedSlope, kUndefinedSlope},
+      {{{0.0f, 0.0f}, {0.0f, 0.0f}, {1e-5f, 1.0f}}, kUndefinedSlope, kUndefinedSlope},
+      {{{-4e-13f, 0.0f}, {0.0f, 0.0f}, {1e-5f, 1.0f}}, 100000.0f, kUndefinedSlope},
+      {{{1.0f, 0.0f}, {0.5f, 0.0f}, {0.0f, 3.0f}}, -3.0f, -3.0f},
+      {{{0.0f, 0.0f}, {kNaN, 0.0f}, {kNaN, 3.0f}}, kUndefinedSlope, kUndefinedSlope},
+  };
+  for (const Case& c : cases) {
+    const MTH_XY_PLOT curve = CurveOf(c.points);
+    const CurvePtr derivative(curve.GetFirstDerivative());
+    const CurvePtr ofSingle(curve.GetFirstDerivative_NoSort());
+    EXPECT_FLOAT_EQ(derivative->GetPointY(1), c.slope);
+    EXPECT_FLOAT_EQ(ofSingle->GetPointY(1), c.slopeOfSingle);
+    EXPECT_EQ(derivative->GetPointY(0), 0.0f);
+    EXPECT_EQ(derivative->GetPointY(2), 0.0f);
+  }
+  // A mark counts as an ordinary value the second time: (mark - 0) / 2.
+  const CurvePtr second(CurveOf({{0, 0}, {1, 1}, {2, 5}, {1, 7}, {0, 9}}).GetSecondDerivative());
+  EXPECT_EQ(second->GetPointY(1), kUndefinedSlope / 2.0f);
+}
+
+TEST(XyPlot, RefusesToDeriveFewerThanThreePoints) {
+  const mth_test::ShownMessage refusal = {"La fonction GetFirstDerivative nécessite plus de 3 points!",
+                                          MessageKind::Error, "Information"};
+  for (int count = 0; count < 3; ++count) {
+    const MTH_XY_PLOT curve = CurveOfY(std::vector<float>(static_cast<std::size_t>(count), 1.0f));
+    mth_test::RecordingDisplay display;
+    EXPECT_EQ(curve.GetFirstDerivative(), nullptr);
+    EXPECT_EQ(curve.GetFirstDerivative_NoSort(), nullptr);
+    EXPECT_EQ(curve.GetSecondDerivative(), nullptr);
+    EXPECT_EQ(curve.GetSecondDerivative_NoSort(), nullptr);
+    EXPECT_EQ(curve.GetFirstDerivativeNorm(), 0.0);
+    EXPECT_EQ(display.messages, std::vector(5, refusal));
+  }
+}
+
+TEST(XyPlot, IntegratesWeightedByAbscissaInDescendingOrder) {
+  const std::pair<Points, float> cases[] = {
+      {{}, 0.0f},
+      {{{3, 5}}, 0.0f},
+      {{{1, 2}, {2, 2}}, 4.0f},
+      {{{1, 2}, {1.0004f, 5}, {3, 1}}, 8.0f},      // closer than 0.0005: as added
+      {{{1, 2}, {1.0006f, 5}, {3, 1}}, 12.5021f},  // 3 x 6 / 2 + 1.0006 x 7 / 2
+      {{{-1, 4}, {-2, 6}, {0, 2}}, 0.0f - 5.0f},   // 0 x 6 / 2 - 1 x 10 / 2
+  };
+  for (const auto& [points, integral] : cases) {
+    const MTH_XY_PLOT curve = CurveOf(points);
+    EXPECT_FLOAT_EQ(curve.GetIntegral(), integral);
+    EXPECT_EQ(PointsOf(curve), points);
+  }
+}
+
+TEST(XyPlot, IntegratesOverUnitSteps) {
+  EXPECT_EQ(CurveOfY({1.0f, 1.0f, 1.0f}).GetSimpleIntegral(), 2.5);
+  EXPECT_EQ(CurveOfY({}).GetSimpleIntegral(), 0.0);
+  EXPECT_EQ(CurveOfY({3.0f}).GetSimpleIntegral(), 1.5);
+  const MTH_XY_PLOT curve = CurveOfY({1.0f, 2.0f, 4.0f, 8.0f});
+  EXPECT_EQ(curve.GetSimpleIntegral(), 14.5);
+  struct Case {
+    int start;
+    float end;
+    double integral;
+  };
+  const Case cases[] = {{0, 3.0f, 14.5},
+                        {0, 2.0f, 6.5},
+                        {1, 2.5f, 9.0},
+                        {3, 10.0f, 4.0},
+                        {2, 1.0f, 0.0},
+                        {-1, 0.0f, 1.0},
+                        {std::numeric_limits<int>::min(), 0.0f, 1.0},
+                        {0, kInfinity, 14.5},
+                        {0, kNaN, 0.0}};
+  for (const Case& c : cases)
+    EXPECT_EQ(curve.GetSimpleIntegral(c.start, c.end), c.integral) << c.start << ' ' << c.end;
+}
+
+TEST(XyPlot, FindsExtremaTheLastOfEqualMaxima) {
+  struct Case {
+    std::vector<float> y;
+    double largest;
+    double smallest;
+    int index;
+  };
+  const Case cases[] = {{{}, 0, 0, 0}, {{-3}, -3, -3, 0}, {{1, 5, -2, 5, 0}, 5, -2, 3}, {{2, 2, 2}, 2, 2, 2}};
+  for (const Case& c : cases) {
+    const MTH_XY_PLOT curve = CurveOfY(c.y);
+    EXPECT_EQ(curve.GetYMax(), c.largest);
+    EXPECT_EQ(curve.GetYMin(), c.smallest);
+    EXPECT_EQ(curve.GetXMax(), c.index);
+    EXPECT_EQ(curve.GetYMaxIndex(), c.index);
+  }
+}
+
+TEST(XyPlot, MomentsAreThoseOfThePopulation) {
+  const MTH_XY_PLOT curve = CurveOf({{1, -1}, {2, 1}, {3, -1}, {4, 1}});
+  EXPECT_DOUBLE_EQ(curve.GetXMean(), 2.5);
+  EXPECT_DOUBLE_EQ(curve.GetXStandardDeviation(), std::sqrt(1.25));
+  EXPECT_DOUBLE_EQ(curve.GetXVariationCoef(), std::sqrt(1.25) / 2.5);
+  EXPECT_EQ(curve.GetYMean(), 0.0);
+  EXPECT_EQ(curve.GetYStandardDeviation(), 1.0);
+  EXPECT_TRUE(std::isinf(curve.GetYVariationCoef()));
+  EXPECT_EQ(MTH_XY_PLOT().GetXMean(), 0.0);
+  EXPECT_EQ(MTH_XY_PLOT().GetYStandardDeviation(), 0.0);
+}
+
+TEST(XyPlot, OnlyTheMedianOfYReorders) {
+  MTH_XY_PLOT odd = CurveOf({{0, 3}, {5, 1}, {2, 2}});
+  EXPECT_EQ(odd.GetXMediane(), 2.0f);
+  EXPECT_EQ(PointsOf(odd), (Points{{0, 3}, {5, 1}, {2, 2}}));
+  EXPECT_EQ(odd.GetYMediane(), 2.0f);
+  EXPECT_EQ(PointsOf(odd), (Points{{0, 3}, {2, 2}, {5, 1}}));
+  MTH_XY_PLOT even = CurveOf({{9, 4}, {1, 1}, {4, 3}, {2, 2}});
+  EXPECT_EQ(even.GetXMediane(), 3.0f);
+  EXPECT_EQ(even.GetYMediane(), 2.5f);
+  MTH_XY_PLOT empty;
+  EXPECT_EQ(empty.GetXMediane(), 0.0f);
+  EXPECT_EQ(empty.GetYMediane(), 0.0f);
+  MTH_XY_PLOT undefined = CurveOfY({kNaN, kInfinity, -kInfinity, kNaN});
+  undefined.GetYMediane();
+  EXPECT_EQ(undefined.GetXMean(), 1.5);  // the same four points
+}
+
+TEST(XyPlot, ComparesWithLinesAndModels) {
+  float slope = 9.0f;
+  float intercept = 9.0f;
+  EXPECT_FALSE(MTH_XY_PLOT().GetLinearRegressionParameters(slope, intercept));
+  EXPECT_EQ(std::pair(slope, intercept), std::pair(0.0f, 0.0f));
+  EXPECT_TRUE(Take(MTH_XY_PLOT().GetLinearRegression()).empty());
+  EXPECT_TRUE(CurveOfY({0.0f, 1.0f, 1.0f}).GetLinearRegressionParameters(slope, intercept));
+  EXPECT_FLOAT_EQ(slope, 0.5f);
+  EXPECT_FLOAT_EQ(intercept, 1.0f / 6.0f);
+  const Points line = {{3, 7}, {0, 1}, {1, 3}, {2, 5}};
+  EXPECT_EQ(Take(CurveOf(line).GetLinearRegression()), line);
+
+  EXPECT_NEAR(CurveOf({{1, 1}, {2, 3}, {3, 2}, {4, 4}}).GetXYCorrelation(), 0.8, 1e-12);
+  EXPECT_EQ(MTH_XY_PLOT().GetXYCorrelation(), 0.0);
+
+  // 1 / 2, two too small to divide by, 25 / -4.
+  EXPECT_FLOAT_EQ(CurveOf({{3, 2}, {5, 0.0009f}, {5, 0}, {1, -4}}).GetChi2(), -5.75f);
+  const MTH_XY_PLOT curve = CurveOfY({3.0f, 1.0f, 5.0f, 100.0f});
+  MTH_XY_PLOT model = CurveOfY({2.0f, 0.0005f, 4.0f});
+  EXPECT_FLOAT_EQ(curve.GetChi2(&model), 0.75f);
+  model = CurveOfY({1.0f, 4.0f});
+  EXPECT_FLOAT_EQ(curve.GetMeanSquared(&model), 13.0f);
+  EXPECT_EQ(curve.GetChi2(nullptr), 0.0f);
+  EXPECT_EQ(curve.GetMeanSquared(nullptr), 0.0f);
+}
+
+TEST(XyPlot, MeasuresTheWidthAtHalfMaximum) {
+  struct Case {
+    const char* what;
+    std::vector<float> y;
+    double a, b;
+    double lower, upper;
+  };
+  const Case cases[] = {
+      {"wide", {0, 0, 10, 10, 10, 10, 10, 10, 0}, 0, 10, 2, 8},
+      {"level 5.5 counts as 5", {0, 5.2f, 6, 6, 6, 6, 6, 5.1f, 4}, 0, 11, 1, 8},
+      {"level -5.5 counts as -5", {-10, -5.2f, -4, -4, -4, -4, -4, -5.2f, -10}, -11, 0, 2, 7},
+      {"neighbours need no second search", {0, 10, 0}, 0, 10, 1, 2},
+      {"second search from 4 at level 7", {0, 6, 7, 8, 4, 3}, 0, 10, 3, 4},
+      {"second search would repeat the first", {0, 9, 9, 0}, 0, 10, 1, 3},
+      {"third search would repeat the first", {11.5f, 11.5f, 4, 13, 13, 2}, 4, 20, 0, 2},
+      {"nothing above", {1, 1, 1}, 4, 4, 0, 0},
+      {"never falls", {0, 9, 9}, 0, 10, 1, 0},
+      {"undefined", {kNaN, kNaN}, 0, 1, 0, 0},
+      {"undefined level", {1, 2, 3}, kNaN, kNaN, 0, 0},
+      {"one point", {1}, 0, 1, 0, 0},
+      {"empty", {}, 0, 1, 0, 0},
+  };
+  for (const Case& c : cases) {
+    MTH_XY_PLOT curve = CurveOfY(c.y);
+    EXPECT_EQ(curve.GetFWHMUpper_limit(), 0.0);
+    EXPECT_EQ(curve.GetFWHM(c.a, c.b), c.upper - c.lower) << c.what;
+    EXPECT_EQ(curve.GetFWHMLower_limit(), c.lower) << c.what;
+    EXPECT_EQ(curve.GetFWHMUpper_limit(), c.upper) << c.what;
+  }
+}
+
+TEST(XyPlot, SmoothsWithAWindowThatShrinksAtTheEnds) {
+  const MTH_XY_PLOT curve = CurveOfY({1, 2, 6, 3, 8});
+  const Points byThree = {{0, 1}, {1, 3}, {2, 11.0f / 3.0f}, {3, 17.0f / 3.0f}, {4, 8}};
+  const Points byFive = {{0, 1}, {1, 3}, {2, 4}, {3, 17.0f / 3.0f}, {4, 8}};
+  for (const int width : {-7, 0, 1, 2})
+    EXPECT_EQ(Take(curve.GetSlidingMean(width)), PointsOf(curve)) << width;
+  for (const int width : {3, 4}) EXPECT_EQ(Take(curve.GetSlidingMean(width)), byThree) << width;
+  for (const int width : {5, 99}) EXPECT_EQ(Take(curve.GetSlidingMean(width)), byFive) << width;
+  EXPECT_EQ(Take(curve.DotSmoothFunction(3, 0)), PointsOf(curve));
+  const CurvePtr once(curve.GetSlidingMean(3));
+  EXPECT_EQ(Take(curve.DotSmoothFunction(3, 2)), Take(once->GetSlidingMean(3)));
+}
+
+TEST(XyPlot, SplinesAreNaturalAndExactAtTheirPoints) {
+  // Second derivatives 0, -3, 0: at the middle of an interval 1/2 + 3 x 0.375 / 6. Abscissa 1 comes twice.
+  const MTH_XY_PLOT hat = CurveOf({{2, 0}, {0, 0}, {1, 0}, {kNaN, 5}, {1, 2}, {kInfinity, 5}});
+  const Points dense = {{0, 0}, {0.5f, 0.6875f}, {1, 1}, {1.5f, 0.6875f}, {2, 0}};
+  EXPECT_EQ(Take(hat.GetCubicSpline(2)), dense);
+  EXPECT_EQ(Take(hat.GetCubicSpline(-1)), (Points{{0, 0}, {1, 1}, {2, 0}}));
+  for (const auto& [x, y] : dense) EXPECT_EQ(hat.DotSplinePoint(x), y);
+  for (const float x : {-1.0f, 3.0f}) EXPECT_FLOAT_EQ(hat.DotSplinePoint(x), -1.5f);
+
+  const MTH_XY_PLOT line = CurveOf({{-1, -3}, {0, -1}, {0.1f, -0.8f}, {4, 7}, {1000, 1999}});
+  const Points onLine = Take(line.GetCubicSpline(7));
+  ASSERT_EQ(onLine.size(), 29u);
+  for (const auto& [x, y] : onLine) EXPECT_NEAR(y, 2.0f * x - 1.0f, 2e-4f);
+  for (int i = 0; i < 5; ++i)
+    EXPECT_EQ(onLine[static_cast<std::size_t>(7 * i)], PointsOf(line)[static_cast<std::size_t>(i)]);
+}
+
+TEST(XyPlot, SplineOfTheSlidingMeanRefusesAWidthBeyondThePoints) {
+  const MTH_XY_PLOT curve = CurveOfY({1, 2, 6, 3, 8});
+  mth_test::RecordingDisplay display;
+  const CurvePtr smoothed(curve.GetSlidingMean(5));
+  EXPECT_EQ(Take(curve.DotSpline(5, 3)), Take(smoothed->GetCubicSpline(3)));
+  EXPECT_TRUE(display.messages.empty());
+  EXPECT_EQ(curve.DotSpline(6, 3), nullptr);
+  EXPECT_EQ(display.messages,
+            std::vector({mth_test::Information(
+                "Nombre de points de lissage sup. que de points de la fonction d'entrée")}));
+}
+
+TEST(XyPlot, SplinesByChordLengthFollowCurvesThatTurnBack) {
+  const Points loop = {{1, 0}, {0, 1}, {-1, 0}, {0, -1}, {1, 0}};
+  const Points around =
+      Take(CurveOf({{1, 0}, {1, 0}, {0, 1}, {kNaN, 2}, {-1, 0}, {0, -1}, {1, 0}}).GetDotSplineXY());
+  ASSERT_EQ(around.size(), 41u);
+  for (std::size_t i = 0; i < loop.size(); ++i) EXPECT_EQ(around[10 * i], loop[i]);
+  for (std::size_t i = 0; i < around.size(); ++i) {  // symmetric about the x axis
+    EXPECT_NEAR(around[i].first, around[40 - i].first, 1e-6f);
+    EXPECT_NEAR(around[i].second, -around[40 - i].second, 1e-6f);
+  }
+  for (const auto& [x, y] : Take(CurveOf({{6, 8}, {3, 4}, {0, 0}}).GetDotSplineXY()))
+    EXPECT_NEAR(3 * y, 4 * x, 1e-5f);
+  // The last point is too near for the length so far to grow: no division by a width of 0.
+  for (const auto& [x, y] : Take(CurveOf({{0, 0}, {1e30f, 0}, {0, 0}, {1e-9f, 0}}).GetDotSplineXY())) {
+    EXPECT_TRUE(std::isfinite(x) && y == 0.0f);
+  }
+}
+
+TEST(XyPlot, SmoothingSurvivesFewPoints) {
+  for (const Points& points : {Points{}, Points{{2, 3}}, Points{{2, 3}, {2, 3}}}) {
+    const MTH_XY_PLOT curve = CurveOf(points);
+    const Points distinct(points.begin(), points.begin() + (points.empty() ? 0 : 1));
+    EXPECT_EQ(Take(curve.GetSlidingMean(3)), points);
+    EXPECT_EQ(Take(curve.GetCubicSpline(4)), distinct);
+    EXPECT_EQ(Take(curve.DotSpline(0, 4)), distinct);
+    EXPECT_EQ(Take(curve.GetDotSplineXY()), distinct);
+    EXPECT_EQ(curve.DotSplinePoint(7.0f), points.empty() ? 0.0f : 3.0f);
+  }
+  EXPECT_EQ(Take(CurveOf({{4, 3}, {2, 1}}).GetCubicSpline(2)), (Points{{2, 1}, {3, 2}, {4, 3}}));
+  EXPECT_EQ(CurveOfY({0, 1, 2}).GetCubicSpline(std::numeric_limits<int>::max()), nullptr);
+}
+
+TEST(XyPlot, GivesNullWhenMemoryRunsOut) {
+  const MTH_XY_PLOT curve = CurveOfY({1, 2, 6, 3});
+  const std::pair<std::function<MTH_XY_PLOT*()>, int> makers[] = {
+      {[&] { return curve.GetSecondDerivative(); }, 4},
+      {[&] { return curve.GetLinearRegression(); }, 4},
+      {[&] { return curve.DotSmoothFunction(3, 2); }, 4},
+      {[&] { return curve.DotSpline(3, 2); }, 7},
+      {[&] { return curve.GetDotSplineXY(); }, 31}};
+  for (const auto& [make, count] : makers) {
+    int complete = 0;
+    const auto countOf = [&make = make] {
+      const CurvePtr made(make());
+      return made != nullptr ? made->GetNumberOfPoints() : -1;
+    };
+    const int failures = mth_test::ForEachAllocationFault(countOf, [&, count = count](int made) {
+      EXPECT_TRUE(made == -1 || made == count) << made;
+      complete += made == count ? 1 : 0;
+    });
+    EXPECT_GT(failures, count);
+    EXPECT_EQ(complete, 1);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,104 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "examples/host_run.h"
+
+namespace {
+
+using namespace mth_test;
+
+// A quarter turn about z and a shift of (5, 10, 7), in mm, LPS; the second file is Slicer's, in another
+// order, in RAS.
+constexpr const char* kFirst = "# landmarks\nA,0,0,0\nB,100,0,0\nC,0,50,0\n\nD,0,0,80\n";
+constexpr const char* kSecond =
+    "# Markups fiducial file version = 4.11\n# CoordinateSystem = RAS\n"
+    "1,-5,-110,7,0,0,0,1,1,1,0,B,,\n2,-5,-10,7,0,0,0,1,1,1,0,A,,\n"
+    "3,45,-10,7,0,0,0,1,1,1,0,C,,\n4,-5,-10,87,0,0,0,1,1,1,0,D,,\n";
+constexpr const char* kMarkups =
+    R"({"markups":[{"coordinateSystem":"LPS","controlPoints":[{"position":[5,10,7]},{"position":[5,110,7]},)"
+    R"({"position":[-45,10,7]},{"position":[5,10,87]}]}]})";
+
+std::vector<double> Numbers(std::string text) {
+  std::istringstream words(text);
+  std::vector<double> numbers;
+  for (double number = 0.0; words >> number;) numbers.push_back(number);
+  return numbers;
+}
+
+TEST(RegisterLandmarks, WritesTheTransformAndItsInverseForSlicer) {
+  const std::vector<double> expected = {0, -1, 0, 5, 1, 0, 0, 10, 0, 0, 1, 7, 0, 0, 0, 1};
+  const std::vector<double> expectedInverse = {0, 1, 0, -1, 0, 0, 0, 0, 1, -10, 5, -7};
+  for (const std::string method : {"quaternion", "geometric"}) {
+    for (const std::string second : {"second.fcsv", "second.mrk.json"}) {
+      const ScratchFolder folder;
+      WriteFile(folder / "first.csv", kFirst);
+      WriteFile(folder / second, second == "second.fcsv" ? kSecond : kMarkups);
+      const ProgramRun run =
+          RunProgram(MTH_REGISTER_LANDMARKS, Quoted(folder / "first.csv") + " " + Quoted(folder / second) +
+                                                 " -m " + method + " -o " + Quoted(folder / "out"));
+      ASSERT_EQ(run.status, 0) << run.errors;
+      EXPECT_NE(run.output.find("mean 0.000, largest 0.000"), std::string::npos) << run.output;
+      EXPECT_NE(run.output.find("after 0.000"), std::string::npos) << run.output;
+      const auto matrix = Numbers(ReadFile(folder / "out/matrix.txt"));
+      ASSERT_EQ(matrix.size(), expected.size());
+      for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_NEAR(matrix[i], expected[i], 1e-9) << i;
+      const std::string transform = ReadFile(folder / "out/transform.tfm");
+      EXPECT_EQ(transform.find(
+                    "#Insight Transform File V1.0\n#Transform 0\nTransform: AffineTransform_double_3_3\n"),
+                0U);
+      const auto parameters = Numbers(transform.substr(transform.find("Parameters:") + 11));
+      ASSERT_EQ(parameters.size(), expectedInverse.size());
+      for (std::size_t i = 0; i < parameters.size(); ++i)
+        EXPECT_NEAR(parameters[i], expectedInverse[i], 1e-9) << i;
+      EXPECT_EQ(ReadFile(folder / "out/residuals.svg").find("<svg"), 0U);
+    }
+  }
+}
+
+TEST(RegisterLandmarks, RefusesWhatItCannotRead) {
+  struct Case {
+    const char* second;
+    const char* error;
+  };
+  for (const auto& [second, error] :
+       {Case{"1,2\n", "no point in line 1"}, Case{"1,2,3\n1,2,nan\n", "no point in line 2"},
+        Case{"", "no points in"}, Case{"1,2,3\n", "the files hold 4 and 1 points"}}) {
+    const ScratchFolder folder;
+    WriteFile(folder / "first.csv", kFirst);
+    WriteFile(folder / "second.csv", second);
+    const ProgramRun run = RunProgram(
+        MTH_REGISTER_LANDMARKS,
+        Quoted(folder / "first.csv") + " " + Quoted(folder / "second.csv") + " -o " + Quoted(folder / "out"));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.errors.find(error), std::string::npos) << run.errors;
+    EXPECT_FALSE(std::filesystem::exists(folder / "out"));
+  }
+}
+
+TEST(DescribeSlice, SpeaksTheScannersWords) {
+  struct Case {
+    std::string arguments;
+    const char* orientation;
+    const char* shift;
+  };
+  const std::string slice = Quoted(std::string(MTH_DATA_DIR) + "/t1_brain_axial.nii.gz");
+  for (const auto& [arguments, orientation, shift] :
+       {Case{"-c 1,0,0,0,1,0 -m 3,4,5", "AXI\n", "5.0 mm"},
+        Case{"-c 1,0,0,0,0,-1 -m 3,4,5", "COR\n", "4.0 mm"},
+        Case{"-c 0,1,0,0,0,-1 -m 3,4,5", "SAG\n", "3.0 mm"},
+        Case{"-c 1,0,0,0,0.94,0.342", "AXI > COR -20\n", "0.0 mm"}, Case{slice, "AXI\n", "-71.0 mm"}}) {
+    const ProgramRun run = RunProgram(MTH_DESCRIBE_SLICE, arguments);
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_NE(run.output.find(std::string("Orientation  ") + orientation), std::string::npos) << run.output;
+    EXPECT_NE(run.output.find(shift), std::string::npos) << run.output;
+  }
+  for (const std::string& arguments :
+       {std::string(), std::string("-c 1,0,0,2,0,0"), std::string("nowhere.nii"), slice + " -i 99999"}) {
+    EXPECT_EQ(RunProgram(MTH_DESCRIBE_SLICE, arguments).status, 2) << arguments;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,164 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "mth/geometry/Mth_point_sets.h"
+#include "support/allocation_faults.h"
+
+namespace {
+
+using Points = std::vector<MTH_3D_DOUBLE>;
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+double Directed(const Points& from, const Points& to) {
+  double largest = 0.0;
+  for (std::size_t i = 0; i < from.size(); ++i) {
+    double nearest = from[i].Distance(to[0]);
+    for (const auto& point : to) {
+      if (from[i].Distance(point) < nearest) nearest = from[i].Distance(point);
+    }
+    if (i == 0 || nearest > largest) largest = nearest;
+  }
+  return largest;
+}
+
+double BruteForce(const Points& a, const Points& b) {
+  const double forth = Directed(a, b);
+  const double back = Directed(b, a);
+  return forth > back ? forth : back;
+}
+
+double Distance(Points& a, Points& b) {
+  return Mth_Hausdorff_Distance(a.data(), b.data(), static_cast<int>(a.size()), static_cast<int>(b.size()));
+}
+
+double ListDistance(Points& a, Points& b) {
+  MTH_POINTER_LIST<MTH_3D_DOUBLE> first;
+  MTH_POINTER_LIST<MTH_3D_DOUBLE> second;
+  for (auto& point : a) first.Add(&point);
+  for (auto& point : b) second.Add(&point);
+  return Mth_Hausdorff_Distance(&first, &second);
+}
+
+// A cloud in a box of those half sizes around a centre.
+Points Cloud(int count, const MTH_3D_DOUBLE& centre, const MTH_3D_DOUBLE& size, unsigned seed) {
+  std::mt19937 engine(seed);
+  std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+  Points points;
+  for (int i = 0; i < count; ++i) {
+    const double x = centre.GetX() + size.GetX() * uniform(engine);
+    const double y = centre.GetY() + size.GetY() * uniform(engine);
+    points.emplace_back(x, y, centre.GetZ() + size.GetZ() * uniform(engine));
+  }
+  return points;
+}
+
+Points Joined(Points first, const Points& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
+TEST(HausdorffDistance, EqualsBruteForceToTheLastBit) {
+  const Points cube = Cloud(700, {0, 0, 0}, {1, 1, 1}, 1);
+  const Points lattice = [] {
+    Points points;
+    for (int i = 0; i < 343; ++i) points.emplace_back(i % 7, i / 7 % 7, i / 49);
+    return points;
+  }();
+  const std::vector<Points> sets = {cube,
+                                    Cloud(400, {0.1, 0, 0}, {1, 1, 1}, 2),
+                                    Cloud(300, {50, -20, 3}, {2, 9, 0.1}, 3),
+                                    Cloud(300, {0, 0, 0}, {1, 1, 0}, 4),
+                                    Cloud(300, {0, 0, 1e-9}, {0, 5, 0}, 5),
+                                    Cloud(200, {1e8, 1e8, 1e8}, {1e-3, 1e-3, 1e-3}, 6),
+                                    Cloud(200, {0, 0, 0}, {1e-200, 1e-190, 0}, 7),
+                                    Cloud(100, {0, 0, 0}, {1e160, 1, 1}, 8),
+                                    Joined(cube, {{1e6, 0, 0}}),
+                                    Joined(Cloud(300, {0, 0, 0}, {1e-5, 1e-5, 1e-5}, 9), {{7, 7, 7}}),
+                                    lattice,
+                                    Points(50, MTH_3D_DOUBLE(1, 2, 3)),
+                                    {{3, 4, 0}}};
+  for (std::size_t i = 0; i < sets.size(); ++i) {
+    for (std::size_t j = 0; j < sets.size(); ++j) {
+      Points a = sets[i];
+      Points b = sets[j];
+      const double expected = BruteForce(a, b);
+      ASSERT_EQ(Distance(a, b), expected) << "sets " << i << ", " << j;
+      ASSERT_EQ(ListDistance(a, b), expected) << "sets " << i << ", " << j;
+    }
+  }
+}
+
+TEST(HausdorffDistance, HandlesNotFinitePointsAsTheScansDo) {
+  const Points plain = Cloud(20, {0, 0, 0}, {1, 1, 1}, 1);
+  const Points nanFirst = Joined({{kNaN, 0, 0}}, plain);
+  const Points nanLast = Joined(plain, {{0, kNaN, 0}});
+  const Points infinite = Joined(plain, {{0, 0, kInfinity}});
+  for (const Points& first : {plain, nanFirst, nanLast, infinite}) {
+    for (const Points& second : {plain, nanFirst, nanLast, infinite}) {
+      Points a = first;
+      Points b = second;
+      const double expected = BruteForce(a, b);
+      const double distance = Distance(a, b);
+      EXPECT_TRUE(distance == expected || (std::isnan(distance) && std::isnan(expected)))
+          << distance << ", expected " << expected;
+    }
+  }
+}
+
+TEST(HausdorffDistance, OfEmptyAndMissingSets) {
+  Points none;
+  Points some = {{0, 0, 0}, {3, 4, 0}};
+  Points origin = {{0, 0, 0}};
+  EXPECT_EQ(Distance(origin, some), 5.0);
+  EXPECT_EQ(Distance(some, some), 0.0);
+  EXPECT_EQ(Distance(none, none), 0.0);
+  EXPECT_EQ(ListDistance(none, none), 0.0);
+  EXPECT_EQ(Distance(none, some), -1.0);
+  EXPECT_EQ(ListDistance(some, none), -1.0);
+  EXPECT_EQ(Mth_Hausdorff_Distance(nullptr, some.data(), 2, 2), -1.0);
+  EXPECT_EQ(Mth_Hausdorff_Distance(some.data(), some.data(), -3, 0), 0.0);
+  MTH_POINTER_LIST<MTH_3D_DOUBLE> list;
+  list.Add(some.data());
+  EXPECT_EQ(Mth_Hausdorff_Distance(&list, nullptr), -1.0);
+  EXPECT_EQ(Mth_Hausdorff_Distance(nullptr, &list), -1.0);
+  list.Add(nullptr);
+  EXPECT_EQ(Mth_Hausdorff_Distance(&list, &list), -1.0);
+}
+
+TEST(HausdorffDistance, GivesItsFailureValueWithoutMemory) {
+  Points some = {{0, 0, 0}, {3, 4, 0}};
+  Points origin = {{0, 0, 0}};
+  const int faults = mth_test::ForEachAllocationFault(
+      [&] { return Distance(origin, some); },
+      [](double result) { EXPECT_TRUE(result == -1.0 || result == 5.0) << result; });
+  EXPECT_GE(faults, 4);
+}
+
+TEST(ApplyTransformationToSet, RotatesAndIgnoresTheTranslation) {
+  Points points = Cloud(1001, {5, 6, 7}, {1, 2, 3}, 3);
+  double rotation[3] = {90.0, 0.0, 0.0};
+  double translation[3] = {1.0, 2.0, 3.0};
+  const auto count = static_cast<int>(points.size());
+  const std::unique_ptr<MTH_3D_DOUBLE[]> mapped(
+      Mth_ApplyTransformationToSet(points.data(), count, rotation, translation));
+  ASSERT_NE(mapped, nullptr);
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    EXPECT_LE(mapped[i].Distance({-points[i].GetY(), points[i].GetX(), points[i].GetZ()}), 1e-14) << i;
+  }
+  const std::unique_ptr<MTH_3D_DOUBLE[]> none(
+      Mth_ApplyTransformationToSet(points.data(), 0, rotation, translation));
+  EXPECT_NE(none, nullptr);
+  EXPECT_EQ(Mth_ApplyTransformationToSet(nullptr, 1, rotation, translation), nullptr);
+  EXPECT_EQ(Mth_ApplyTransformationToSet(points.data(), -1, rotation, translation), nullptr);
+  EXPECT_EQ(Mth_ApplyTransformationToSet(points.data(), 1, nullptr, translation), nullptr);
+  EXPECT_EQ(Mth_ApplyTransformationToSet(points.data(), 1, rotation, nullptr), nullptr);
+}
+
+}  // namespace
