@@ -203,6 +203,27 @@ TEST(Minimisers, ShowTheirProgress) {
   }
 }
 
+TEST(Minimisers, RunWithoutTheirWindowsWhereNoneCanBeHad) {
+  class Windowless : public STD_DISPLAY {
+   public:
+    int ShowMessage(const std::string&, MessageKind, const std::string&) override { return 0; }
+    std::unique_ptr<STD_WAIT_BAR_VIEW> CreateWaitBarView() override {
+      throw std::runtime_error("no window system");
+    }
+  };
+  const Problem problem = Quadratic(2);
+  for (const Minimiser& minimiser : kAll) {
+    RecordingCost expected(problem.start, problem.cost);
+    RecordingCost cost(problem.start, problem.cost);
+    Point start = problem.start;
+    const Outcome outcome = minimiser.run(expected, start.data());
+    Windowless display;
+    const STD_DISPLAY_SCOPE scope(&display);
+    EXPECT_EQ(minimiser.run(cost, start.data()).result, outcome.result) << minimiser.name;
+    EXPECT_EQ(cost.visited, expected.visited) << minimiser.name;
+  }
+}
+
 TEST(Powell, ShowsOneDecimalAndNoWindowUnlessAsked) {
   const RecordingDisplay display;
   RecordingCost cost({-12.36, 0.04, 1234567.25}, [](const double*) { return 1.0; });
@@ -377,6 +398,17 @@ TEST(LevenbergMarquardt, EndsWithoutCurvatureOnTheDiagonal) {
   const RecordingDisplay display;
   EXPECT_FALSE(cost.ComputeOptimumMarLev(nullptr));
   EXPECT_LT(cost.EvaluationsCount(), 1000);
+}
+
+TEST(LevenbergMarquardt, EndsWhenTheDampingHasVanishedAndCannotGrow) {
+  // Every step pays until some 350 of them have divided the damping down to 0; from then on none does.
+  int calls = 0;
+  RecordingCost cost({0.0}, [&](const double*) -> double {
+    if (++calls > 20000) throw std::runtime_error("runs for ever");
+    return calls < 12 * 350 ? -calls : 1000.0;
+  });
+  EXPECT_NO_THROW(cost.ComputeOptimumMarLev(nullptr));
+  EXPECT_GT(calls, 12 * 350);
 }
 
 TEST(LevenbergMarquardt, TheOtherEntryOnlySetsTheParameters) {
