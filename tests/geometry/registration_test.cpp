@@ -148,6 +148,18 @@ TEST(Registration, FindsTheTransformOfMatchedSets) {
   EXPECT_TRUE(display.messages.empty());
 }
 
+// More points than a plane is fitted to, and than one can be drawn from at random.
+TEST(Registration, TakesManyPointsByTheGeometricMethodToo) {
+  constexpr int kCount = 70000;
+  const MTH_MATRIX_CHGREF truth = Truth(0.9, 0.1, -0.3, 0.2);
+  Points first = RandomPoints(kCount, 5, 40.0);
+  Points second = MappedBy(truth, first, 0.0);
+  MTH_MATRIX_CHGREF found;
+  found.SetDimension(kCount);
+  ASSERT_TRUE(found.Initialise(first.data(), second.data()));
+  EXPECT_TRUE(mth_test::Near(found, truth, 1e-9));
+}
+
 TEST(Registration, OfIdenticalSetsIsTheIdentity) {
   Points points = RandomPoints(20, 4, 40.0);
   Points copy = points;
