@@ -11,5 +11,5 @@
 #include <immintrin.h>
 #endif
 
-#define MTH_KERNEL_FILE "mth/clustering/Mth_clustering_kernels.inl"
+#define MTH_KERNEL_FILE "mth/clustering/Mth_clustering_kernel_internal.h"
 #include "mth/Mth_for_each_instruction_set_internal.h"
