@@ -16,13 +16,23 @@ struct VectorOf {
   typedef T Loose __attribute__((vector_size(MTH_VECTOR_BYTES), aligned(sizeof(T)), may_alias));
 };
 
-// V is Lanes, or double for what is left at the end of a row. Float elements are widened and rounded.
+// A vector of that many bytes of doubles, for rows that are shorter than Lanes; as it lies in memory, there
+// also as floats.
+template <int kBytes>
+struct DoublesOf {
+  typedef double Type __attribute__((vector_size(kBytes)));
+  typedef double Loose __attribute__((vector_size(kBytes), aligned(8), may_alias));
+  typedef float LooseFloats __attribute__((vector_size(kBytes / 2), aligned(4), may_alias));
+};
+
+// V is Lanes or a shorter vector, or double for what is left at the end of a row. Float elements are widened
+// and rounded.
 template <class V>
 MTH_INLINE V Load(const double* source) {
   if constexpr (sizeof(V) == sizeof(double)) {
     return *source;
   } else {
-    return *reinterpret_cast<const LooseLanes*>(source);
+    return *reinterpret_cast<const typename DoublesOf<sizeof(V)>::Loose*>(source);
   }
 }
 template <class V>
@@ -30,7 +40,9 @@ MTH_INLINE V Load(const float* source) {
   if constexpr (sizeof(V) == sizeof(double)) {
     return static_cast<double>(*source);
   } else {
-    return __builtin_convertvector(*reinterpret_cast<const LooseFloatLanes*>(source), LooseLanes);
+    using Vector = DoublesOf<sizeof(V)>;
+    return __builtin_convertvector(*reinterpret_cast<const typename Vector::LooseFloats*>(source),
+                                   typename Vector::Loose);
   }
 }
 template <class V>
@@ -38,7 +50,7 @@ MTH_INLINE void Store(double* target, V values) {
   if constexpr (sizeof(V) == sizeof(double)) {
     *target = values;
   } else {
-    *reinterpret_cast<LooseLanes*>(target) = values;
+    *reinterpret_cast<typename DoublesOf<sizeof(V)>::Loose*>(target) = values;
   }
 }
 template <class V>
@@ -46,8 +58,9 @@ MTH_INLINE void Store(float* target, V values) {
   if constexpr (sizeof(V) == sizeof(double)) {
     *target = static_cast<float>(values);
   } else {
-    *reinterpret_cast<LooseFloatLanes*>(target) =
-        __builtin_convertvector(static_cast<LooseLanes>(values), LooseFloatLanes);
+    using Vector = DoublesOf<sizeof(V)>;
+    *reinterpret_cast<typename Vector::LooseFloats*>(target) =
+        __builtin_convertvector(static_cast<typename Vector::Loose>(values), typename Vector::LooseFloats);
   }
 }
 // The values as an element of type T holds them.
@@ -74,6 +87,10 @@ MTH_INLINE V Spread(double value) {
 #define MTH_INLINE inline
 constexpr std::int64_t kLanes = 1;
 using Lanes = double;
+template <int kBytes>
+struct DoublesOf {
+  using Type = double;
+};
 template <class T>
 struct VectorOf {
   static constexpr int kCount = 1;

@@ -93,7 +93,8 @@ inline Lanes UpdateLanes(const double* distances, const double* reciprocals, int
     const Lanes updated = sum > kSmallestSum ? 1.0 / sum : Lanes{};
     const Lanes difference = updated - Load<Lanes>(memberships);
     const Lanes change = difference < 0.0 ? -difference : difference;
-    largest = isSample & (change > largest) ? change : largest;  // a change that is no number does not count
+    const LaneIndices isLarger = isSample & (change > largest);  // a change that is no number does not count
+    largest = isLarger ? change : largest;
     Store(updated, memberships);
     memberships += kBlockSamples;
   }

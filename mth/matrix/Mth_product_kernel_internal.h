@@ -19,6 +19,21 @@ struct SeparateStep {
   }
 };
 
+#if MTH_HAS_FUSED
+template <class V>
+MTH_INLINE V FusedVectors(V sum, V left, V right) {
+  if constexpr (sizeof(V) == 16) {
+    return V(_mm_fmadd_pd(__m128d(left), __m128d(right), __m128d(sum)));
+  } else if constexpr (sizeof(V) == 32) {
+    return V(_mm256_fmadd_pd(__m256d(left), __m256d(right), __m256d(sum)));
+  } else {
+#if MTH_VECTOR_BYTES == 64
+    return V(_mm512_fmadd_pd(__m512d(left), __m512d(right), __m512d(sum)));
+#endif
+  }
+}
+#endif
+
 // For float elements: their product is exact in double, so the fused operation gives the bits of the separate
 // ones, at half the cost.
 struct FusedStep {
@@ -28,11 +43,7 @@ struct FusedStep {
     if constexpr (sizeof(V) == sizeof(double)) {
       return __builtin_fma(left, right, sum);
     } else {
-#if MTH_VECTOR_BYTES == 64
-      return V(_mm512_fmadd_pd(__m512d(left), __m512d(right), __m512d(sum)));
-#else
-      return V(_mm256_fmadd_pd(__m256d(left), __m256d(right), __m256d(sum)));
-#endif
+      return FusedVectors(sum, left, right);
     }
 #else
     return SeparateStep::Add(sum, left, right);
@@ -53,6 +64,17 @@ struct NanStep {
     return sum != sum ? sum : chosen;
   }
 };
+
+// Leaves the sum of the first kCount values in the first one.
+template <int kCount, class V>
+MTH_INLINE void AddHalves(V* values) {
+  if constexpr (kCount > 1) {
+    constexpr int kHalf = (kCount + 1) / 2;
+#pragma GCC unroll 6
+    for (int i = kHalf; i < kCount; ++i) values[i - kHalf] += values[i];
+    AddHalves<kHalf>(values);
+  }
+}
 
 // kRows x (kVectors vectors) entries of the result.
 template <class V, int kRows, int kVectors>
@@ -82,17 +104,17 @@ struct Tile {
       for (int v = 0; v < kVectors; ++v) Store(target + i * stride + v * kWidth, sums[i][v]);
     }
   }
-  // NaN when one of the sums is (also, harmlessly, when there are infinities of both signs).
+  // NaN when one of the sums is (also, harmlessly, when there are infinities of both signs). Sums in pairs: a
+  // small product waits for it.
   MTH_INLINE double Probe() const {
-    V total = sums[0][0];
+    V totals[kRows];
 #pragma GCC unroll 12
-    for (int i = 0; i < kRows; ++i) {
-#pragma GCC unroll 2
-      for (int v = 0; v < kVectors; ++v) total += sums[i][v];
-    }
+    for (int i = 0; i < kRows; ++i) totals[i] = sums[i][0] + sums[i][kVectors - 1];
+    AddHalves<kRows>(totals);
     double lanes[kWidth];
-    Store(lanes, total);
-    return std::accumulate(lanes, lanes + kWidth, 0.0);
+    Store(lanes, totals[0]);
+    AddHalves<kWidth>(lanes);
+    return lanes[0];
   }
   // Adds `depth` products to each sum; both factors are row-major.
   template <class Step, class T>
@@ -121,21 +143,32 @@ MTH_INLINE void ForEachTileRow(std::int64_t first, std::int64_t last, Body body)
   if constexpr (kFewer > 0) ForEachTileRow<kFewer>(first, last, body);
 }
 
-// Runs body(column, V{}, vectors of the tile as a compile-time constant) until all columns are covered.
+// Runs body(column, V{}, vectors of the tile as a compile-time constant) until all columns are covered; there
+// is at least a vector of them.
 template <class Body>
 MTH_INLINE void ForEachTileColumn(std::int64_t columns, Body body) {
   constexpr std::integral_constant<int, 1> kOneVector;
   constexpr std::integral_constant<int, kTileVectors> kWholeTile;
-  if (columns < kLanes) {
-    for (std::int64_t j = 0; j < columns; ++j) body(j, double{}, kOneVector);
-    return;
-  }
   std::int64_t j = 0;
   for (; j + kTileColumns <= columns; j += kTileColumns) body(j, Lanes{}, kWholeTile);
   const std::int64_t rest = columns - j;
   if (rest > kLanes && columns >= kTileColumns) return body(columns - kTileColumns, Lanes{}, kWholeTile);
   if (rest > kLanes) body(j, Lanes{}, kOneVector);
   if (rest > 0) body(columns - kLanes, Lanes{}, kOneVector);
+}
+
+// The same for fewer columns than a vector has, by shorter vectors.
+template <int kWidth = kLanes / 2, class Body>
+MTH_INLINE void ForEachNarrowTile(std::int64_t columns, Body body) {
+  constexpr std::integral_constant<int, 1> kOneVector;
+  if constexpr (kWidth > 1) {
+    if (columns < kWidth) return ForEachNarrowTile<kWidth / 2>(columns, body);
+    using V = typename DoublesOf<kWidth * sizeof(double)>::Type;
+    body(0, V{}, kOneVector);
+    if (columns > kWidth) body(columns - kWidth, V{}, kOneVector);
+  } else {
+    for (std::int64_t j = 0; j < columns; ++j) body(j, double{}, kOneVector);
+  }
 }
 
 // The product with both factors where they lie: for small ones, and where there is no memory for scratch.
@@ -145,13 +178,15 @@ bool MultiplyInPlace(const ProductTask<T>& task) {
   double probe = 0.0;
   ForEachTileRow<kTileRows>(0, task.rows, [&](std::int64_t i, auto rows) {
     const T* left = task.left + i * task.inner;
-    ForEachTileColumn(task.columns, [&](std::int64_t j, auto lanes, auto vectors) {
+    const auto multiplyTile = [&](std::int64_t j, auto lanes, auto vectors) {
       Tile<decltype(lanes), rows(), vectors()> tile;
       tile.Clear();
       tile.template Accumulate<Step>(left, task.inner, task.right + j, task.columns, task.inner);
       tile.StoreTo(task.result + i * task.columns + j, task.columns);
       probe += tile.Probe();
-    });
+    };
+    task.columns < kLanes ? ForEachNarrowTile(task.columns, multiplyTile)
+                          : ForEachTileColumn(task.columns, multiplyTile);
   });
   return probe == probe;
 }

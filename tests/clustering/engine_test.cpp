@@ -291,11 +291,11 @@ class StepCounter : public STD_DISPLAY {
  private:
   class View : public STD_WAIT_BAR_VIEW {
    public:
-    explicit View(int& position) : position_(position) { position_ = 0; }
+    explicit View(int& counter) : position_(counter) { position_ = 0; }
     void SetTitle(const std::string&) override {}
     void SetAction(const std::string&) override {}
     void SetMaximum(int) override {}
-    void SetPosition(int position) override { position_ = position; }
+    void SetPosition(int reached) override { position_ = reached; }
     void Show() override {}
 
    private:
