@@ -7,10 +7,6 @@
 #include "mth/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_kernels_internal.h"
 
-#if MTH_MULTIVERSION
-#include <immintrin.h>
-#endif
-
 namespace mth_internal {
 namespace {
 

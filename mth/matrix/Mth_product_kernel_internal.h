@@ -135,10 +135,11 @@ struct Tile {
 };
 
 // Runs body(row, rows of the tile as a compile-time constant) over [first, last): whole tiles, then ever
-// smaller ones.
+// smaller ones. 16 rows are two tiles of 8: the sums of 12 and 4 rows would wait for each other.
 template <int kRows, class Body>
 MTH_INLINE void ForEachTileRow(std::int64_t first, std::int64_t last, Body body) {
-  for (; first + kRows <= last; first += kRows) body(first, std::integral_constant<int, kRows>{});
+  const auto isWhole = [&] { return first + kRows <= last && !(kRows == 12 && last - first == 16); };
+  for (; isWhole(); first += kRows) body(first, std::integral_constant<int, kRows>{});
   constexpr int kFewer = kRows > 8 ? 8 : kRows > 4 ? 4 : kRows / 2;
   if constexpr (kFewer > 0) ForEachTileRow<kFewer>(first, last, body);
 }
@@ -157,36 +158,48 @@ MTH_INLINE void ForEachTileColumn(std::int64_t columns, Body body) {
   if (rest > 0) body(columns - kLanes, Lanes{}, kOneVector);
 }
 
-// The same for fewer columns than a vector has, by shorter vectors.
-template <int kWidth = kLanes / 2, class Body>
-MTH_INLINE void ForEachNarrowTile(std::int64_t columns, Body body) {
-  constexpr std::integral_constant<int, 1> kOneVector;
-  if constexpr (kWidth > 1) {
-    if (columns < kWidth) return ForEachNarrowTile<kWidth / 2>(columns, body);
-    using V = typename DoublesOf<kWidth * sizeof(double)>::Type;
-    body(0, V{}, kOneVector);
-    if (columns > kWidth) body(columns - kWidth, V{}, kOneVector);
-  } else {
-    for (std::int64_t j = 0; j < columns; ++j) body(j, double{}, kOneVector);
+// The part of the product in place that one column of tiles is: kVectors vectors V of columns from column j
+// on.
+// @return  NaN when an entry is.
+template <class Step, class V, int kVectors, int kRows, class T>
+MTH_INLINE double MultiplyTile(const ProductTask<T>& task, std::int64_t i, std::int64_t j) {
+  Tile<V, kRows, kVectors> tile;
+  tile.Clear();
+  tile.template Accumulate<Step>(task.left + i * task.inner, task.inner, task.right + j, task.columns,
+                                 task.inner);
+  tile.StoreTo(task.result + i * task.columns + j, task.columns);
+  return tile.Probe();
+}
+
+// The product of so few columns that they are fewer than a vector has: by vectors of kWidth. A function of
+// its own and lower tiles, because at this size the way into a large loop costs more than the loop.
+template <class Step, int kWidth, class T>
+MTH_NOINLINE bool MultiplyNarrow(const ProductTask<T>& task) {
+  constexpr int kNarrower = kWidth / 2;
+  if constexpr (kNarrower > 0) {
+    if (task.columns < kWidth) return MultiplyNarrow<Step, kNarrower>(task);
   }
+  using V = typename DoublesOf<kWidth * sizeof(double)>::Type;
+  double probe = 0.0;
+  ForEachTileRow<4>(0, task.rows, [&](std::int64_t i, auto rows) {
+    probe += MultiplyTile<Step, V, 1, rows()>(task, i, 0);
+    if (task.columns > kWidth) probe += MultiplyTile<Step, V, 1, rows()>(task, i, task.columns - kWidth);
+  });
+  return probe == probe;
 }
 
 // The product with both factors where they lie: for small ones, and where there is no memory for scratch.
 // @return  false when an entry may be NaN.
 template <class Step, class T>
 bool MultiplyInPlace(const ProductTask<T>& task) {
+  if constexpr (kLanes > 1) {
+    if (task.columns < kLanes) return MultiplyNarrow<Step, kLanes / 2>(task);
+  }
   double probe = 0.0;
   ForEachTileRow<kTileRows>(0, task.rows, [&](std::int64_t i, auto rows) {
-    const T* left = task.left + i * task.inner;
-    const auto multiplyTile = [&](std::int64_t j, auto lanes, auto vectors) {
-      Tile<decltype(lanes), rows(), vectors()> tile;
-      tile.Clear();
-      tile.template Accumulate<Step>(left, task.inner, task.right + j, task.columns, task.inner);
-      tile.StoreTo(task.result + i * task.columns + j, task.columns);
-      probe += tile.Probe();
-    };
-    task.columns < kLanes ? ForEachNarrowTile(task.columns, multiplyTile)
-                          : ForEachTileColumn(task.columns, multiplyTile);
+    ForEachTileColumn(task.columns, [&](std::int64_t j, auto lanes, auto vectors) {
+      probe += MultiplyTile<Step, decltype(lanes), vectors(), rows()>(task, i, j);
+    });
   });
   return probe == probe;
 }
