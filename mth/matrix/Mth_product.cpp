@@ -16,7 +16,7 @@ constexpr std::int64_t kBlockDepth = 1024;
 // second cache beside it.
 constexpr std::int64_t kStripRows = 24;
 // Columns that are packed at once; bounds the scratch memory.
-constexpr std::int64_t kSlabColumns = 1024;
+constexpr std::int64_t kSlabColumns = 512;
 // A multiple of every tile's columns.
 constexpr std::int64_t kWidestTile = 16;
 
