@@ -3,6 +3,9 @@
 // Samples that are assigned at a time.
 inline constexpr int kStep = 8;
 
+// Features are asked for this many blocks before their turn: those of a volume come from beyond the caches.
+inline constexpr int kBlocksAhead = 16;
+
 // Finds the nearest centroids of kStep samples by squared distances. Returns whether some comparison was so
 // close that the roots may be equal, which is a tie.
 template <int kDimensions>
@@ -114,7 +117,7 @@ inline std::int64_t AssignBlocks(const SampleView& samples, const CentroidView& 
   ForEachBlock(samples, [&](std::ptrdiff_t block, int count, const double* features) {
     const std::ptrdiff_t blockValues = std::ptrdiff_t{dimensions} * kBlockSamples;
     for (std::ptrdiff_t i = 0; i < blockValues; i += kCacheLine)
-      __builtin_prefetch(features + 2 * blockValues + i);
+      __builtin_prefetch(features + kBlocksAhead * blockValues + i);
     std::int64_t* nearest = nearestOfTwo[block % 2];
     const std::int64_t* formerNearest = nearestOfTwo[(block + 1) % 2];
     // The sums wait for each other, the comparisons do not: summing the former block meanwhile keeps both
