@@ -3,11 +3,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
-#include <iostream>
 
-#include "support/failure.h"
+#include "support/command_line.h"
 
 namespace segment_mr {
+
+using example::Require;
 
 namespace {
 
@@ -76,10 +77,6 @@ void AddOptions(CLI::App& app, Options& options) {
                  "without --axis and --index the whole volume is segmented");
 }
 
-void Require(bool isTrue, const char* text) {
-  if (!isTrue) throw example::Failure(text);
-}
-
 void CheckOptions(const Options& options) {
   Require(!options.outputPath.empty(), "--output needs a folder");
   Require(std::isfinite(options.fuzzifier) && options.fuzzifier > 1.0, "--fuzzifier must be above 1");
@@ -101,14 +98,7 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
   CLI::App app(kDescription, "segment_mr");
   app.footer(kFooter);
   AddOptions(app, options);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForHelp&) {
-    std::cout << app.help();
-    return std::nullopt;
-  } catch (const CLI::ParseError& error) {
-    throw example::Failure(std::string(error.what()) + " (--help lists the options)");
-  }
+  if (!example::ParseCommandLine(app, argc, argv)) return std::nullopt;
   const bool countsCentroids = app.count("--clusters") == 0 && !options.centroids.empty();
   if (countsCentroids) options.clusters = static_cast<int>(options.centroids.size());
   Require(options.clusters >= 2 && options.clusters <= kMostClusters,

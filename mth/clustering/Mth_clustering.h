@@ -23,9 +23,9 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// No samples; clustersCount centroids at the origin of dimensionsCount coordinates; tolerance 0.001, 20
   /// iterations, regulation value 2, alpha 2, delta 1e6, rho 2.
   MTH_CLUSTERING(int clustersCount, int dimensionsCount);
-  /// A copy of the sizes, the samples and, when there is one, the credal partition with its hypotheses, their
-  /// centres and cardinalities. The parameters are the defaults. Intentionally without centroids: such an
-  /// engine keeps the source's samples but refuses to run.
+  /// A copy of the sizes, the samples (all that the list holds, but for null entries) and, when there is one,
+  /// the credal partition with its hypotheses, their centres and cardinalities. The parameters are the
+  /// defaults. Intentionally without centroids: such an engine keeps the source's samples but refuses to run.
   explicit MTH_CLUSTERING(const MTH_CLUSTERING* source);
   /// @copydoc MTH_CLUSTERING(const MTH_CLUSTERING*)
   MTH_CLUSTERING(const MTH_CLUSTERING& source);
@@ -74,9 +74,10 @@ class MTH_EXPORT MTH_CLUSTERING {
   double GetDelta() const { return delta_; }
   double GetRho() const { return rho_; }
 
-  /// The engine's own samples; do not delete them.
+  /// The engine's own samples; do not delete them. A null entry is harmless: it is no distance away from
+  /// anything, it belongs to cluster 0, and a run refuses it with its failure value.
   MTH_POINTER_LIST<MTH_CLUSTERING_SAMPLE>* GetSamples() { return &samples_; }
-  /// The engine's own centroids; null on a copied engine.
+  /// The engine's own centroids; null on a copied engine. A null entry is as harmless as one of a sample.
   MTH_POINTER_LIST<MTH_MATRIX>* GetCentroids() { return centroids_.get(); }
   /// Evidential results, owned by the engine; null until there is a credal partition.
   int* GetCardH() { return cardinalities_.get(); }
@@ -93,7 +94,8 @@ class MTH_EXPORT MTH_CLUSTERING {
   double GetSampleDistanceToCentroid(int i, int k) const;
   /// The quadratic form (x - c)' M (x - c) of sample i and centroid k: no root is taken.
   /// @param m  dimensions x dimensions of double elements, usually an inverse covariance; not modified.
-  /// @return   as GetSampleDistanceToCentroid; the same value when M is null or its shape or type do not fit.
+  /// @return   0 when the shape or type of M does not fit: a refused product reads as 0. Otherwise as
+  ///           GetSampleDistanceToCentroid; the same failure value when M is null.
   double GetSampleMahalanobisDistanceToCentroid(int i, int k, MTH_MATRIX* m) const;
   /// Euclidean distance between two samples.
   /// @return  3.4028234663852886e38, after a message (which names the centroid method, by intention), when an
@@ -129,6 +131,8 @@ class MTH_EXPORT MTH_CLUSTERING {
   bool IsSample(int i) const { return i >= 0 && i < GetSamplesCount(); }
   bool IsCluster(int k) const { return k >= 0 && k < clustersCount_; }
   bool CheckSampleAndCluster(int i, int k) const;
+  // Appends a deep copy, whatever its sizes; false when memory runs out.
+  bool AppendCopy(const MTH_CLUSTERING_SAMPLE& sample);
   void CopySamples(const MTH_CLUSTERING& source);
   void CopyCredalPartition(const MTH_CLUSTERING& source);
   bool HasCentroids() const { return centroids_ != nullptr && centroids_->GetCount() == clustersCount_; }

@@ -59,10 +59,12 @@ TEST(MatrixBorder, AgreesWithBruteForceForEveryWidth) {
 TEST(MatrixBorder, ImpossibleWidthsAndOperands) {
   MTH_MATRIX desallocated(1, 1, kDouble);
   desallocated.Desallocate();
+  const MTH_MATRIX refused(-1, 1, kFloat);
   const MTH_MATRIX two = Matrix({{1.0, 2.0}, {3.0, 4.0}});
   for (bool alongColumns : {true, false}) {
     EXPECT_EQ(Bordered(MTH_MATRIX(), alongColumns, 1)->GetStatusError(), 1);
     EXPECT_EQ(Bordered(desallocated, alongColumns, 1)->GetStatusError(), 14);  // its element type is -1
+    EXPECT_EQ(Bordered(refused, alongColumns, 1)->GetStatusError(), 14);
     EXPECT_EQ(Bordered(two, alongColumns, -1)->GetStatusError(), 4);
     EXPECT_EQ(Bordered(two, alongColumns, std::numeric_limits<int>::min())->GetStatusError(), 4);
     EXPECT_EQ(Bordered(two, alongColumns, kIntMax)->GetStatusError(), 1);
