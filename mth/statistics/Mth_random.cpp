@@ -105,21 +105,21 @@ class SubtractiveFamily {
     state.hasTable = true;
   }
 
-  std::array<Stream, kStreamsCount> streams_;
+  std::array<Stream, kStreamsCount> streams_{};
   std::uint32_t next_ = 0;
   std::uint32_t nextSubtracted_ = 0;
 };
 
-constinit SubtractiveFamily family1;
-constinit SubtractiveFamily family2;
+constinit SubtractiveFamily family1{};
+constinit SubtractiveFamily family2{};
 
 struct Range {
   int low = 0;
   int end = 0;
 };
-constinit std::array<Range, kStreamsCount> rangesOfFamily2;
+constinit std::array<Range, kStreamsCount> rangesOfFamily2{};
 
-constinit std::array<std::uint32_t, kStreamsCount> registersOfFamily3;
+constinit std::array<std::uint32_t, kStreamsCount> registersOfFamily3{};
 
 constinit bool hasSavedDeviate = false;
 constinit float savedDeviate = 0.0f;
@@ -176,7 +176,7 @@ class CombinedGenerator {
   std::array<std::int32_t, kTableSize> table_{};
 };
 
-constinit CombinedGenerator combinedGenerator;
+constinit CombinedGenerator combinedGenerator{};
 
 }  // namespace
 
