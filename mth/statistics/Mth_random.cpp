@@ -55,16 +55,16 @@ class SubtractiveFamily {
   double Draw(short stream) {
     Stream& state = StreamOf(stream);
     if (state.seed < 0) BuildTable(state);
-    next_ = next_ == kTableSize ? 1 : next_ + 1;
-    nextSubtracted_ = nextSubtracted_ == kTableSize ? 1 : nextSubtracted_ + 1;
+    if (++next_ > kTableSize) [[unlikely]] next_ = 1;
+    const std::size_t subtracted = next_ > kTableSize - kLag ? next_ - (kTableSize - kLag) : next_ + kLag;
     std::int32_t& entry = state.table[next_];
-    entry = Wrap(entry - state.table[nextSubtracted_]);
+    entry = Wrap(entry - state.table[subtracted]);
     return std::min(entry * kFactor, kLargestUniform);
   }
 
  private:
-  static constexpr std::uint32_t kTableSize = 55;
-  static constexpr std::uint32_t kLag = 31;
+  static constexpr std::size_t kTableSize = 55;
+  static constexpr std::size_t kLag = 31;
   static constexpr std::int32_t kModulus = 1000000000;
   static constexpr std::int32_t kSeedOffset = 161803398;
   static constexpr double kFactor = 1e-9;
@@ -81,33 +81,33 @@ class SubtractiveFamily {
     return difference < 0 ? difference + kModulus : difference;
   }
 
-  void BuildTable(Stream& state) {
-    constexpr std::uint32_t kIndexStep = 21;
+  [[gnu::noinline]] void BuildTable(Stream& state) {
+    constexpr std::size_t kIndexStep = 21;
     constexpr int kMixingPasses = 4;
     auto& table = state.table;
     std::int32_t current = (kSeedOffset + state.seed) % kModulus;
     std::int32_t following = 1;
     table[kTableSize] = current;
-    for (std::uint32_t i = 1; i < kTableSize; ++i) {
-      const std::uint32_t place = kIndexStep * i % kTableSize;
+    for (std::size_t i = 1; i < kTableSize; ++i) {
+      const std::size_t place = kIndexStep * i % kTableSize;
       table[place] = following;
       following = Wrap(current - following);
       current = table[place];
     }
     for (int pass = 0; pass < kMixingPasses; ++pass) {
-      for (std::uint32_t i = 1; i <= kTableSize; ++i) {
+      for (std::size_t i = 1; i <= kTableSize; ++i) {
         table[i] = Wrap(table[i] - table[1 + (i + 30) % kTableSize]);
       }
     }
     next_ = 0;
-    nextSubtracted_ = kLag;
     state.seed = 1;
     state.hasTable = true;
   }
 
   std::array<Stream, kStreamsCount> streams_{};
-  std::uint32_t next_ = 0;
-  std::uint32_t nextSubtracted_ = 0;
+  // One cursor for two: the one of the subtracted entries goes kLag places ahead, for all streams alike. Before
+  // there is any table all entries are 0, and places do not matter.
+  std::size_t next_ = 0;
 };
 
 constinit SubtractiveFamily family1{};
