@@ -54,12 +54,7 @@ class SubtractiveFamily {
 
   double Draw(short stream) {
     Stream& state = StreamOf(stream);
-    if (state.seed < 0) BuildTable(state);
-    if (++next_ > kTableSize) [[unlikely]] next_ = 1;
-    const std::size_t subtracted = next_ > kTableSize - kLag ? next_ - (kTableSize - kLag) : next_ + kLag;
-    std::int32_t& entry = state.table[next_];
-    entry = Wrap(entry - state.table[subtracted]);
-    return std::min(entry * kFactor, kLargestUniform);
+    return state.seed < 0 ? DrawFirst(state) : DrawNext(state);
   }
 
  private:
@@ -81,7 +76,21 @@ class SubtractiveFamily {
     return difference < 0 ? difference + kModulus : difference;
   }
 
-  [[gnu::noinline]] void BuildTable(Stream& state) {
+  double DrawFirst(Stream& state) {
+    BuildTable(state);
+    return DrawNext(state);
+  }
+
+  double DrawNext(Stream& state) {
+    if (++next_ > kTableSize) [[unlikely]]
+      next_ = 1;
+    const std::size_t subtracted = next_ > kTableSize - kLag ? next_ - (kTableSize - kLag) : next_ + kLag;
+    std::int32_t& entry = state.table[next_];
+    entry = Wrap(entry - state.table[subtracted]);
+    return std::min(entry * kFactor, kLargestUniform);
+  }
+
+  void BuildTable(Stream& state) {
     constexpr std::size_t kIndexStep = 21;
     constexpr int kMixingPasses = 4;
     auto& table = state.table;
@@ -105,8 +114,8 @@ class SubtractiveFamily {
   }
 
   std::array<Stream, kStreamsCount> streams_{};
-  // One cursor for two: the one of the subtracted entries goes kLag places ahead, for all streams alike. Before
-  // there is any table all entries are 0, and places do not matter.
+  // One cursor for two: the one of the subtracted entries goes kLag places ahead, for all streams alike.
+  // Before there is any table all entries are 0, and places do not matter.
   std::size_t next_ = 0;
 };
 
@@ -127,8 +136,11 @@ constinit float savedDeviate = 0.0f;
 // One of the two congruential generators that are combined: multiplier, remainder step and modulus.
 template <std::int32_t multiplier, std::int32_t quotient, std::int32_t remainder, std::int32_t modulus>
 std::int32_t Step(std::int32_t seed) {
-  const std::int32_t k = seed / quotient;
-  const std::int32_t next = multiplier * (seed - k * quotient) - k * remainder;
+  // multiplier (seed - k quotient) - k remainder, with k = seed / quotient, in fewer steps one after the
+  // other
+  constexpr std::int64_t kSubtracted = std::int64_t{multiplier} * quotient + remainder;
+  const auto next =
+      static_cast<std::int32_t>(std::int64_t{multiplier} * seed - seed / quotient * kSubtracted);
   return next < 0 ? next + modulus : next;
 }
 
@@ -197,7 +209,9 @@ bool Mth_InitRandom1(short stream) {
 }
 
 double Mth_Random1(short stream) {
-  return IsStream(stream) ? family1.Draw(stream) : -1.0;
+  if (!IsStream(stream)) [[unlikely]]
+    return -1.0;
+  return family1.Draw(stream);
 }
 
 bool Mth_InitRandom2(short stream, short low, short high) {
