@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <clocale>
 #include <cmath>
 #include <cstring>
 #include <stdexcept>
 
 #include "optimise/problems.h"
+#include "support/locale_scope.h"
 #include "support/text_file.h"
 
 namespace mth_test {
@@ -202,12 +202,11 @@ TEST(ParameterDump, IsTheSameUnderEveryLocale) {
       "-------------PARAMETRES--------------\n"
       "param[0] : 1.000\nparam[1] : 2.500\nparam[2] : -0.123\n"
       "------------------COUT---------------\n7.000\n";
-  for (const char* locale : {"C", "fr_FR.UTF-8"}) {
-    std::setlocale(LC_ALL, locale);
+  for (const char* locale : kLocales) {
+    const LocaleScope scope(locale);
     EXPECT_TRUE(cost.SaveParameters(file.Path())) << locale;
     EXPECT_EQ(file.Read(), expected) << locale;
   }
-  std::setlocale(LC_ALL, "C");
   EXPECT_FALSE(cost.SaveParameters("/no/such/folder/dump.txt"));
   EXPECT_FALSE(cost.SaveParameters(nullptr));
 }

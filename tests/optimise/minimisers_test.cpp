@@ -10,6 +10,7 @@
 
 #include "mth/matrix/Mth_matrix.h"
 #include "optimise/problems.h"
+#include "support/locale_scope.h"
 #include "support/recording_display.h"
 
 namespace mth_test {
@@ -224,19 +225,22 @@ TEST(Minimisers, RunWithoutTheirWindowsWhereNoneCanBeHad) {
   }
 }
 
-TEST(Powell, ShowsOneDecimalAndNoWindowUnlessAsked) {
-  const RecordingDisplay display;
-  RecordingCost cost({-12.36, 0.04, 1234567.25}, [](const double*) { return 1.0; });
-  cost.ComputeOptimumPowell(nullptr, 1, 1e-3, nullptr, false);
-  EXPECT_TRUE(display.windows.empty());
-  // A constant cost: each search ends at the abscissa of least cost that it found, a golden step away.
-  cost.ComputeOptimumPowell(nullptr, 1, 1e-3, nullptr, true);
-  const std::string& text = display.windows.at(0)->actions.at(1);
-  EXPECT_EQ(std::count(text.begin(), text.end(), '\t'), 3);
-  EXPECT_EQ(std::count(text.begin(), text.end(), '.'), 3);
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '.') continue;
-    EXPECT_TRUE(text[i + 2] == '\t' && std::isdigit(text[i - 1])) << text;
+TEST(Powell, ShowsOneDecimalUnderEveryLocaleAndNoWindowUnlessAsked) {
+  for (const char* locale : kLocales) {
+    const LocaleScope scope(locale);
+    const RecordingDisplay display;
+    RecordingCost cost({-12.36, 0.04, 1234567.25}, [](const double*) { return 1.0; });
+    cost.ComputeOptimumPowell(nullptr, 1, 1e-3, nullptr, false);
+    EXPECT_TRUE(display.windows.empty());
+    // A constant cost: each search ends at the abscissa of least cost that it found, a golden step away.
+    cost.ComputeOptimumPowell(nullptr, 1, 1e-3, nullptr, true);
+    const std::string& text = display.windows.at(0)->actions.at(1);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\t'), 3);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '.'), 3);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      if (text[i] != '.') continue;
+      EXPECT_TRUE(text[i + 2] == '\t' && std::isdigit(text[i - 1])) << text;
+    }
   }
 }
 
