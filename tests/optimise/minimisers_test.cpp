@@ -289,6 +289,22 @@ TEST(Powell, NewDirectionOverwritesTheOneOfTheLargestDecrease) {
   EXPECT_EQ(directionAt(second), (Point{0.0, 1.0}));
 }
 
+TEST(Powell, OfEqualDecreasesTheFirstGivesItsDirection) {
+  // Both axes gain 1, exactly; beyond, along the diagonal, lies a deeper bowl.
+  short iterations = 0;
+  std::vector<short> passes;
+  RecordingCost cost({0.0, 0.0}, [&](const double* x) {
+    passes.push_back(iterations);
+    if (x[0] > 1.9 && x[1] > 1.9) return 0.1 * (Square(x[0] - 2.0) + Square(x[1] - 2.0)) - 1.0;
+    return Square(x[0] - 1.0) + Square(x[1] - 1.0);
+  });
+  cost.ComputeOptimumPowell(nullptr, 2, 0.0, &iterations, false);
+  const auto second = static_cast<std::size_t>(std::find(passes.begin(), passes.end(), 1) - passes.begin());
+  ASSERT_LT(second + 2, cost.visited.size());
+  EXPECT_EQ(cost.visited[second], (Point{2.0, 2.0}));
+  EXPECT_EQ(cost.visited[second + 2], (Point{3.0, 3.0}));  // not along the first axis: that one was replaced
+}
+
 // Costs whose first pass gains 9 scale, from (9 scale + floor) to the floor: the stop tests of both.
 TEST(Minimisers, StopAtTheirTolerances) {
   const auto parabola = [](double scale, double floor) {
@@ -316,6 +332,17 @@ TEST(Minimisers, StopAtTheirTolerances) {
     EXPECT_TRUE(cost.ComputeOptimumQNBFGS(nullptr, tolerance, &iterations));
     EXPECT_EQ(iterations == 1, isFirst) << tolerance;
   }
+  // About 1e-10 that number counts as well: 50 x 9 scale <= 10 x (9 scale + 1e-10). The slope of 1 that gives
+  // the direction lies beyond the line search.
+  for (const auto& [scale, isFirst] : {std::pair(2.6e-12, true), std::pair(3.0e-12, false)}) {
+    RecordingCost cost({0.0}, [scale = scale](const double* x) {
+      return std::abs(x[0]) > 500.0 ? -x[0] : scale * Square(x[0] - 3.0);
+    });
+    cost.SetGradientStep(1000.0);
+    short iterations = kNotReported;
+    cost.ComputeOptimumQNBFGS(nullptr, 10.0, &iterations);
+    EXPECT_EQ(iterations == 1, isFirst) << scale;
+  }
 }
 
 // With exact gradients, n line searches see all of a quadratic; one more meets the tolerance.
@@ -329,6 +356,38 @@ TEST(Bfgs, SolvesAQuadraticInAsManyStepsAsItHasParameters) {
     EXPECT_LT(cost.GetValue(), 1e-8);
     // Single evaluations: the start, one per line search, one before each further gradient.
     EXPECT_EQ(cost.EvaluationsCount() % 2, (1 + iterations + (iterations - 1)) % 2);
+  }
+}
+
+// The product form of the update: (I - r s yt) (I - r y st) + r s st with r = 1 / yt s, for the step s and
+// the change y of the gradient. Only an inexact line search tells it from its rivals.
+TEST(Bfgs, UpdatesTheInverseByItsOwnFormula) {
+  const RecordingDisplay display;
+  std::vector<std::size_t> steps;
+  RecordingCost cost({4.0, -3.0}, [&](const double* x) {
+    steps.push_back(display.windows.empty() ? 0 : display.windows[0]->actions.size());
+    return 3.0 * x[0] * x[0] + x[0] * x[1] + 0.4 * x[1] * x[1] + 0.25 * std::pow(x[0], 4);
+  });
+  const auto gradient = [](const Point& x) {  // by central differences with a step of 1
+    return Point{6.0 * x[0] + x[1] + std::pow(x[0], 3) + x[0], x[0] + 0.8 * x[1]};
+  };
+  cost.ComputeOptimumQNBFGS(nullptr, 0.0, nullptr);
+  // The second search: its start, back again, a whole step.
+  const auto second = static_cast<std::size_t>(std::find(steps.begin(), steps.end(), 2) - steps.begin());
+  ASSERT_LT(second + 2, cost.visited.size());
+  const Point& x = cost.visited[second];
+  const Point direction = {cost.visited[second + 2][0] - x[0], cost.visited[second + 2][1] - x[1]};
+  const Point g = gradient(x);
+  const Point g0 = gradient({4.0, -3.0});
+  const Point s = {x[0] - 4.0, x[1] + 3.0};
+  const Point y = {g[0] - g0[0], g[1] - g0[1]};
+  const double r = 1.0 / (y[0] * s[0] + y[1] * s[1]);
+  const double along = r * (s[0] * g[0] + s[1] * g[1]);
+  ASSERT_GT(std::abs(along), 1e-4) << "the line search was exact";
+  const Point rest = {g[0] - along * y[0], g[1] - along * y[1]};
+  const double back = r * (y[0] * rest[0] + y[1] * rest[1]);
+  for (std::size_t k = 0; k < 2; ++k) {
+    EXPECT_NEAR(direction[k], -(rest[k] - back * s[k] + along * s[k]), 1e-9) << k;
   }
 }
 
@@ -402,6 +461,18 @@ TEST(LevenbergMarquardt, EndsWithoutCurvatureOnTheDiagonal) {
   const RecordingDisplay display;
   EXPECT_FALSE(cost.ComputeOptimumMarLev(nullptr));
   EXPECT_LT(cost.EvaluationsCount(), 1000);
+}
+
+TEST(LevenbergMarquardt, EndsWhenAStepChangesTheCostByTooLittle) {
+  for (const auto& [change, steps] : {std::pair(1.1e-10, 2u), std::pair(0.9e-10, 1u)}) {
+    const RecordingDisplay display;
+    int calls = 0;
+    constexpr int kFirstTrial = 1 + 4 + 6 + 1;
+    RecordingCost cost(
+        {0.0}, [&calls, change = change](const double*) { return ++calls == kFirstTrial ? change : 0.0; });
+    EXPECT_FALSE(cost.ComputeOptimumMarLev(nullptr));
+    EXPECT_EQ(display.windows.at(0)->actions.size(), steps) << change;
+  }
 }
 
 TEST(LevenbergMarquardt, EndsWhenTheDampingHasVanishedAndCannotGrow) {
