@@ -120,7 +120,9 @@ TEST(HausdorffDistance, OfCrowdedSetsEqualsBruteForce) {
                                        {nested(20), nested(30)},
                                        {Joined(same, outliers), Joined(same, outliers)},
                                        {Joined(same, pair(9)), pair(11)}};
-  for (auto& [a, b] : cases) {
+  for (auto& sets : cases) {
+    Points& a = sets.first;
+    Points& b = sets.second;
     const double expected = BruteForce(a, b);
     EXPECT_EQ(Distance(a, b), expected);
     const int faults = mth_test::ForEachAllocationFault(
