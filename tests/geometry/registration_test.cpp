@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "mth/Mth_instruction_set_internal.h"
+#include "mth/geometry/Mth_funct_chgref_param.h"
 #include "mth/geometry/Mth_matched_sums_internal.h"
 #include "mth/geometry/Mth_matrix_chgref.h"
 #include "mth/statistics/Mth_descriptive.h"
@@ -193,6 +194,10 @@ TEST(Registration, GivesAProperRotationForDegenerateSets) {
     ASSERT_TRUE(found.ComputeFromSetsByQuaternion()) << first.size();
     EXPECT_NEAR(Determinant(found), 1.0, 1e-12) << first.size();
     found.ChangeRefCost(false, nullptr);
+    if (first.size() == 1) {
+      // Every rotation fits, every eigenvalue is the largest: the first one is that of no turn.
+      for (int i = 0; i < 3; ++i) EXPECT_EQ(found.Get(i, i), 1.0);
+    }
     if (first[0] == mirrored[0]) continue;
     EXPECT_LE(found.GetCost(), 1e-12) << first.size();
   }
@@ -249,6 +254,13 @@ TEST(Registration, OptimiseShowsItsProgressAndLeavesTheMatrix) {
   ASSERT_EQ(display.windows.size(), 1U);
   EXPECT_EQ(display.windows[0]->title, "Optimization in progress");
   EXPECT_TRUE(display.windows[0]->isClosed);
+  // As its own cost function does in 100 iterations at most, to a tolerance of 1e-5.
+  EXPECT_EQ(display.windows[0]->maximum, 5 * 100 * 6);
+  double start[6] = {};
+  for (int k = 0; k < 6; ++k) start[k] = before.Get(k / 4, k % 4);
+  MTH_FUNCT_CHGREF_PARAM cost(start, 30, first.data(), second.data());
+  EXPECT_TRUE(cost.ComputeOptimumPowell(nullptr, 100, 1e-5, nullptr, true));
+  EXPECT_EQ(display.windows.at(1)->actions, display.windows[0]->actions);
   change.SetRef2(nullptr);
   EXPECT_FALSE(change.Optimise());
   MTH_MATRIX_CHGREF none(0, first.data(), second.data());
