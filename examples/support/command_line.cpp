@@ -19,7 +19,7 @@ bool ParseCommandLine(CLI::App& app, int argc, char** argv) {
   return true;
 }
 
-void Require(bool isTrue, const char* text) {
+void Require(bool isTrue, const std::string& text) {
   if (!isTrue) throw Failure(text);
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 namespace CLI {
 class App;
 }
@@ -12,6 +14,6 @@ namespace example {
 bool ParseCommandLine(CLI::App& app, int argc, char** argv);
 
 /// @throws Failure  with that text unless the option holds what it must.
-void Require(bool isTrue, const char* text);
+void Require(bool isTrue, const std::string& text);
 
 }  // namespace example

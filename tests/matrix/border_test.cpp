@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "support/allocation_faults.h"
 #include "support/matrices.h"
 #include "support/recording_display.h"
 
@@ -140,6 +141,10 @@ TEST(MatrixConvolution, RefusesWhatItCannotConvolve) {
   EXPECT_EQ(status(floats, wide, 1), 1);
   EXPECT_TRUE(display.messages.empty());
 
+  {  // no memory for the message: nothing reaches the host but the failure value
+    const AllocationFaults faults(0);
+    EXPECT_EQ(floats.Convolution2D(nullptr, 0), nullptr);
+  }
   EXPECT_EQ(floats.Convolution2D(nullptr, 0), nullptr);
   ASSERT_EQ(display.messages.size(), 1U);
   EXPECT_EQ(display.messages[0], Information("Erreur dans les matrices d'entrées!"));
