@@ -139,22 +139,22 @@ template <std::int64_t multiplier, std::uint32_t quotient, std::int64_t remainde
 std::uint32_t Step(std::uint32_t seed) {
   constexpr std::int64_t kSubtracted = multiplier * quotient + remainder;
   const std::int64_t next = multiplier * seed - std::int64_t{seed / quotient} * kSubtracted;
-  const std::int64_t wrapped = next + modulus;
-  return static_cast<std::uint32_t>(next < 0 ? wrapped : next);
+  return static_cast<std::uint32_t>(next + (modulus & (next >> 63)));  // a branch would be mispredicted often
 }
 
 class CombinedGenerator {
  public:
   float Draw(long* idum) {
-    // All that a draw leaves is from 1 on and fits 32 bits.
-    const bool goesOn = *idum > 0 && *idum <= std::numeric_limits<std::int32_t>::max();
-    const std::uint32_t first = StepFirst(goesOn ? static_cast<std::uint32_t>(*idum) : Enter(*idum));
+    // A caller mostly hands back what the last draw left: comparing is faster than waiting for the caller's
+    // copy.
+    const bool goesOn = static_cast<unsigned long>(*idum) == first_;
+    const std::uint32_t first = StepFirst(goesOn ? first_ : Enter(*idum));
     *idum = static_cast<std::int32_t>(first);
+    first_ = first;
     second_ = Step<40692, 52774, 3791, 2147483399>(second_);
-    std::uint32_t& entry = table_[output_ / kEntrySpan];
-    const std::int64_t difference = std::int64_t{entry} - second_;
-    const std::int64_t wrapped = difference + (kModulus - 1);
-    output_ = static_cast<std::uint32_t>(difference < 1 ? wrapped : difference);
+    std::uint32_t& entry = table_[IndexOf(output_)];
+    const std::uint32_t difference = entry - second_;
+    output_ = entry > second_ ? difference : difference + (kModulus - 1);
     entry = first;
     return static_cast<float>(std::min(kScale * output_, kLargestUniform));
   }
@@ -165,17 +165,23 @@ class CombinedGenerator {
   static constexpr std::uint32_t kEntrySpan = 1 + (kModulus - 1) / kTableSize;
   static constexpr double kScale = 1.0 / kModulus;
 
+  // output / kEntrySpan without a multiplication, for outputs below 2^31.
+  static std::uint32_t IndexOf(std::uint32_t output) {
+    static_assert(kEntrySpan == (1u << 26) - 2);
+    return (output + 2 * (output >> 26) + 2) >> 26;
+  }
+
   static std::uint32_t StepFirst(std::uint32_t seed) { return Step<40014, 53668, 12221, kModulus>(seed); }
 
   static std::uint32_t Reduce(unsigned long magnitude) {
     const bool fits = magnitude <= static_cast<unsigned long>(std::numeric_limits<std::int32_t>::max());
-    return static_cast<std::uint32_t>(fits ? magnitude : magnitude % kModulus);
+    return std::max(static_cast<std::uint32_t>(fits ? magnitude : magnitude % kModulus), 1U);
   }
 
-  // The seed that a caller begins with: a restart, or a magnitude beyond 32 bits.
+  // The seed of another caller, a restart, or a magnitude beyond 32 bits.
   std::uint32_t Enter(long idum) {
     const auto magnitude = static_cast<unsigned long>(idum);
-    return idum > 0 ? Reduce(magnitude) : Restart(std::max(Reduce(0UL - magnitude), 1U));
+    return idum > 0 ? Reduce(magnitude) : Restart(Reduce(0UL - magnitude));
   }
 
   std::uint32_t Restart(std::uint32_t first) {
@@ -189,6 +195,7 @@ class CombinedGenerator {
     return first;
   }
 
+  std::uint32_t first_ = 1;  // what the last draw left to its caller; never 0
   std::uint32_t second_ = 123456789;
   std::uint32_t output_ = 0;
   std::array<std::uint32_t, kTableSize> table_{};
