@@ -1,7 +1,6 @@
 #include "mth/image/Mth_laplacian.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -15,7 +14,6 @@
 #endif
 
 namespace mth_internal {
-namespace {
 
 // Of x, y and z, x fastest.
 struct VolumeSize {
@@ -24,7 +22,6 @@ struct VolumeSize {
   std::int64_t nz;
 };
 
-}  // namespace
 }  // namespace mth_internal
 
 #define MTH_KERNEL_FILE "mth/image/Mth_laplacian_kernel_internal.h"
