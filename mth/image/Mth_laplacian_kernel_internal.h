@@ -151,13 +151,13 @@ struct AxisTerm {
   std::int64_t stride;
 
   bool IsZero() const { return centre == nullptr; }
-  bool IsInside() const { return centre != nullptr && further == nullptr; }
+  bool IsTakenAt(const T* row) const { return centre == row; }
 
   template <class V>
   MTH_INLINE V AddTo(V sum, V, std::int64_t x) const {
     if (IsZero()) return sum;
     const V value = HalvedSecondDifference<V>(centre + x, stride);
-    if (IsInside()) return sum + value;
+    if (further == nullptr) return sum + value;
     return sum + (static_cast<T>(2) * value - HalvedSecondDifference<V>(further + x, stride));
   }
 };
@@ -230,11 +230,11 @@ void AverageDerivatives(const T* in, T* out, const VolumeSize& size, T scale, bo
       const AveragedRow<T> line{in + start, out + start, AheadOf(in, start, size), size.nx, scale, streams};
       const AxisTerm<T> alongY = TermFor(in + z * planeStride, rowStride, y, size.ny);
       const AxisTerm<T> alongZ = TermFor(in + y * rowStride, planeStride, z, size.nz);
-      const InsideTerm<T> insideY{alongY.centre, rowStride};
-      const InsideTerm<T> insideZ{alongZ.centre, planeStride};
-      if (alongY.IsInside() && alongZ.IsZero()) {
+      const InsideTerm<T> insideY{line.row, rowStride};
+      const InsideTerm<T> insideZ{line.row, planeStride};
+      if (alongY.IsTakenAt(line.row) && alongZ.IsZero()) {
         AverageRow(line, insideY, ZeroTerm{});
-      } else if (alongY.IsInside() && alongZ.IsInside()) {
+      } else if (alongY.IsTakenAt(line.row) && alongZ.IsTakenAt(line.row)) {
         AverageRow(line, insideY, insideZ);
       } else {
         AverageRow(line, alongY, alongZ);
