@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <numbers>
 #include <random>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "literal_texture.h"
 #include "mth/Mth_instruction_set_internal.h"
@@ -182,6 +185,87 @@ TEST(Texture, InformationMeasuresAtTheirEnds) {
       return 4.0 * (i + 1) * (n - j) / (n * n * (n + 1.0) * (n + 1.0));
     });
     EXPECT_NEAR(Mth_CorrelationInfo1(&chance), 0.0, 1e-13) << n;
+  }
+}
+
+// The textbook's definitions: levels from 1, logarithms to base 2.
+struct Textbook {
+  explicit Textbook(const MTH_MATRIX& p) : sums(2 * Size(p) + 1), differences(Size(p)) {
+    const int n = p.GetNbRows();
+    for (int i = 1; i <= n; ++i) {
+      for (int j = 1; j <= n; ++j) {
+        const double value = p.Get(i - 1, j - 1);
+        jointAverage += i * value;
+        sums[static_cast<std::size_t>(i + j)] += value;
+        differences[static_cast<std::size_t>(std::abs(i - j))] += value;
+        jointEntropy -= value > 0.0 ? value * std::log2(value) : 0.0;
+      }
+    }
+    const mth_test::Values px = mth_test::RowSums(p);
+    for (int i = 1; i <= n; ++i) {
+      for (int j = 1; j <= n; ++j) {
+        jointVariance += (i - jointAverage) * (i - jointAverage) * p.Get(i - 1, j - 1);
+        const double product = px[static_cast<std::size_t>(i - 1)] * px[static_cast<std::size_t>(j - 1)];
+        productEntropy -= product > 0.0 ? product * std::log2(product) : 0.0;
+      }
+    }
+  }
+  static std::size_t Size(const MTH_MATRIX& p) { return static_cast<std::size_t>(p.GetNbRows()); }
+  static double Average(const std::vector<double>& distribution) {
+    double sum = 0.0;
+    for (std::size_t k = 0; k < distribution.size(); ++k) sum += static_cast<double>(k) * distribution[k];
+    return sum;
+  }
+  static double Variance(const std::vector<double>& distribution) {
+    const double average = Average(distribution);
+    double sum = 0.0;
+    for (std::size_t k = 0; k < distribution.size(); ++k)
+      sum += (static_cast<double>(k) - average) * (static_cast<double>(k) - average) * distribution[k];
+    return sum;
+  }
+  static double Entropy(const std::vector<double>& distribution) {
+    double sum = 0.0;
+    for (const double value : distribution) sum -= value > 0.0 ? value * std::log2(value) : 0.0;
+    return sum;
+  }
+
+  std::vector<double> sums;
+  std::vector<double> differences;
+  double jointAverage = 0.0;
+  double jointVariance = 0.0;
+  double jointEntropy = 0.0;
+  double productEntropy = 0.0;  // HXY2
+};
+
+// What docs/texture.md promises to those who compare with other programs.
+TEST(Texture, RelatesToTheTextbookAsDocumented) {
+  constexpr double kTolerance = 1e-10;
+  constexpr double kLn2 = std::numbers::ln2;
+  for (const bool hasLowPairs : {true, false}) {
+    constexpr int kSize = 12;
+    MTH_MATRIX half = RandomDistribution(kSize, kSize, kDouble, 0.4, 91);
+    const auto isKept = [&](int i, int j) { return hasLowPairs || i + j > 1; };
+    MTH_MATRIX p = mth_test::FromRule(kSize, kSize, kDouble, [&](int i, int j) {
+      return isKept(i, j) ? half.Get(i, j) + half.Get(j, i) + (i == j ? 0.01 : 0.0) : 0.0;
+    });
+    p = *mth_test::MatrixPtr(p * (1.0 / Mth_Mean(&p)));
+    const Textbook textbook(p);
+    EXPECT_NEAR(Mth_Variance(&p), textbook.jointVariance + std::pow(textbook.jointAverage - 1.0 - 1.0, 2),
+                kTolerance);
+    EXPECT_NEAR(Mth_Entropy(&p), textbook.jointEntropy * kLn2, kTolerance);
+    EXPECT_NEAR(Mth_MeanSum(&p), Textbook::Average(textbook.sums) - 2.0 - p.Get(0, 1) - p.Get(1, 0),
+                kTolerance);
+    EXPECT_NEAR(Mth_VarDifferences(&p),
+                Textbook::Variance(textbook.differences) +
+                    std::pow(Textbook::Average(textbook.differences) - 1.0 / kSize, 2),
+                kTolerance);
+    EXPECT_NEAR(Mth_EntDifferences(&p), -Textbook::Entropy(textbook.differences) * kLn2, kTolerance);
+    const double information = 1.0 - std::exp(-2.0 * (textbook.productEntropy - textbook.jointEntropy));
+    EXPECT_NEAR(information, 1.0 - std::pow(1.0 - std::pow(Mth_CorrelationInfo2(&p), 2), 1.0 / kLn2),
+                kTolerance);
+    if (hasLowPairs) continue;
+    EXPECT_NEAR(Mth_VarSum(&p), Textbook::Variance(textbook.sums) + 4.0, kTolerance);
+    EXPECT_NEAR(Mth_EntSum(&p), Textbook::Entropy(textbook.sums) * kLn2, kTolerance);
   }
 }
 
