@@ -79,8 +79,9 @@ class Distribution {
   void Divide(int divisor) {
     for (std::int64_t k = 0; k < count_; ++k) values_[k] /= static_cast<double>(divisor);
   }
-  bool IsFinite() const {
-    return Sum([](double, double value) { return value - value; }) == 0.0;
+  // Whether the product of any two values, of this or of another such distribution, is finite.
+  bool HasFiniteSquares() const {
+    return std::all_of(Get(), Get() + count_, [](double value) { return std::isfinite(value * value); });
   }
   bool IsNotNegative() const {
     return std::all_of(Get(), Get() + count_, [](double value) { return value >= 0.0; });
@@ -144,7 +145,7 @@ double Correlation(const MatrixView<T>& view) {
   const auto firstMoment = [](double level, double mean) { return level * mean; };
   const double mx = means.rows.Sum(firstMoment);
   const double my = means.columns.Sum(firstMoment);
-  const bool areFinite = means.rows.IsFinite() && means.columns.IsFinite();
+  const bool areFinite = means.rows.HasFiniteSquares() && means.columns.HasFiniteSquares();
   const auto sums = MTH_SELECT(SumForCorrelation<T>)(view, means.rows.Get(), means.columns.Get(), areFinite);
   return (sums.products - mx * my) / (std::sqrt(sums.columnVariance) * std::sqrt(sums.rowVariance));
 }
@@ -152,8 +153,8 @@ double Correlation(const MatrixView<T>& view) {
 // Whether ln(px py) is finite wherever px py is not 0.
 template <class T>
 bool HasFiniteLogarithms(const Marginals<T>& marginals) {
-  return marginals.rows.IsFinite() && marginals.columns.IsFinite() && marginals.rows.IsNotNegative() &&
-         marginals.columns.IsNotNegative();
+  return marginals.rows.HasFiniteSquares() && marginals.columns.HasFiniteSquares() &&
+         marginals.rows.IsNotNegative() && marginals.columns.IsNotNegative();
 }
 
 template <class T>

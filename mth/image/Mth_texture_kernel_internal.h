@@ -75,7 +75,7 @@ double Mean(const MatrixView<T>& p) {
 template <class T>
 double Variance(const MatrixView<T>& p) {
   const double mean = Mean(p);
-  return SumTerms<double>(p, std::isfinite(mean), [mean](int i, int, double value) {
+  return SumTerms<double>(p, std::isfinite(mean * mean), [mean](int i, int, double value) {
     const double difference = static_cast<double>(i) - mean;
     return difference * difference * value;
   });

@@ -124,6 +124,16 @@ TEST(Texture, UnusualElementsGoThroughTheFormulas) {
     }
   }
   CheckAgainstLiteral(mth_test::FromRule(6, 6, kDouble, [](int, int) { return 0; }), "zeros");
+  // Rows and stretches of zeros, whose other factors are not finite: 0 times infinity counts.
+  for (const double large : {1e200, 1e300, kInfinity}) {
+    const auto isLarge = [](int i, int j) { return (i == 2 && j == 0) || (i == 7 && j >= 128); };
+    CheckAgainstLiteral(
+        mth_test::FromRule(9, 1, kDouble, [&](int i, int j) { return isLarge(i, j) ? large : 0.0; }),
+        "one large row");
+    CheckAgainstLiteral(
+        mth_test::FromRule(9, 140, kDouble, [&](int i, int j) { return isLarge(i, j) ? large : 0.0; }),
+        "large elements among zeros");
+  }
 }
 
 // The example of Haralick, Shanmugam and Dinstein: its four co-occurrence matrices at distance 1.
