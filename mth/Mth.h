@@ -15,6 +15,8 @@
 #include "mth/geometry/Mth_matrix_chgref.h"
 #include "mth/geometry/Mth_point_sets.h"
 #include "mth/image/Mth_fft.h"
+#include "mth/image/Mth_laplacian.h"
+#include "mth/image/Mth_texture.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/optimise/Mth_funct.h"
 #include "mth/optimise/Mth_funct_ajust_gauss_cost.h"

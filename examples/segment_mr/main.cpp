@@ -38,7 +38,7 @@ void WriteResults(example::OutputFolder& folder, const GreyImage& image, const S
   WritePictures(folder, image, segmentation);
   folder.WriteText("histogram.svg", DrawHistogram(image, segmentation));
   folder.WriteText("convergence.svg", DrawConvergence(segmentation, options));
-  if (example::IsVolume(image)) {
+  if (example::IsNiftiPath(options.imagePath) && !options.axis) {
     example::WriteNiftiLabels(folder.PathOf("labels.nii.gz"), options.imagePath, segmentation.labels);
   }
   folder.WriteText("report.txt", TextReport(image, segmentation, options));

@@ -24,7 +24,7 @@ constexpr const char* kFooter =
     "  membership_K.png          membership of class K, black 0, white 1\n"
     "  histogram.svg             intensities with the centroids and the memberships\n"
     "  convergence.svg           change in each iteration\n"
-    "  labels.nii.gz             for a whole volume: class number per voxel, 0 outside\n"
+    "  labels.nii.gz             for a NIfTI image that is not cut: class number per voxel, 0 outside\n"
     "The pictures of a whole volume show its middle plane along z.\n"
     "\n"
     "Exit status: 0 done, 2 failure (one line on standard error, nothing written).\n"
