@@ -162,7 +162,9 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// centroids' last mean movement is at most the tolerance.
   ///
   /// A power x^e is 1 when e is 0, otherwise 0 when x is 0, otherwise x's sign times exp(e ln|x|). By
-  /// intention a sample on a hypothesis' centre therefore gets mass 0 for it.
+  /// intention a sample on a hypothesis' centre therefore gets mass 0 for it. Whole exponents up to 16 are
+  /// taken as products, from left to right, their negatives as the reciprocals, and even powers of a distance
+  /// from its square; other powers by the library's own exp and ln, so that every machine gives the same.
   ///
   /// Convergence sets IsEvidential, overwrites the iterations count with the number of the iteration, from 0,
   /// that converged, and writes the diagnostic files. By intention a run that reaches the iterations count

@@ -20,33 +20,50 @@ namespace {
 
 constexpr int kDouble = 0;
 
-// The hypotheses' sets and the powers of their sizes, once per run.
-class HypothesisFactors {
+// What the kernels need of the hypotheses, once per run: powers of their sizes, and who has which clusters.
+class HypothesisRule {
  public:
-  HypothesisFactors(int clustersCount, double alpha, double beta)
-      : table_(clustersCount), alpha_(alpha), beta_(beta) {
+  HypothesisRule(int clustersCount, double alpha, double beta)
+      : table_(clustersCount), clusters_(clustersCount), beta_(beta) {
     for (int j = 0; j < table_.Count(); ++j) {
       const double size = table_.SizeOf(j);
-      sets_.push_back(table_.SetOf(j));
       massFactors_.push_back(EvidentialPower(size, alpha / (1.0 - beta)));
       crossFactors_.push_back(EvidentialPower(size, alpha - 2.0));
       targetFactors_.push_back(EvidentialPower(size, alpha - 1.0));
     }
+    for (int k = 0; k < clustersCount; ++k) {
+      for (int l = k; l < clustersCount; ++l) AddSupersets(k, l);
+    }
+    supersetStarts_.push_back(static_cast<std::int64_t>(supersets_.size()));
   }
-  double DistanceExponent() const { return 2.0 / (1.0 - beta_); }
-  EvidentialRule Rule(int clustersCount) const {
-    return {clustersCount, table_.Count(),      DistanceExponent(),   beta_,
-            sets_.data(),  massFactors_.data(), crossFactors_.data(), targetFactors_.data()};
+  EvidentialRule View() const {
+    return {clusters_,
+            table_.Count(),
+            2.0 / (1.0 - beta_),
+            beta_,
+            massFactors_.data(),
+            crossFactors_.data(),
+            targetFactors_.data(),
+            supersets_.data(),
+            supersetStarts_.data()};
   }
 
  private:
+  void AddSupersets(int k, int l) {
+    supersetStarts_.push_back(static_cast<std::int64_t>(supersets_.size()));
+    for (int j = 1; j < table_.Count(); ++j) {
+      if (table_.Has(j, k) && table_.Has(j, l)) supersets_.push_back(j);
+    }
+  }
+
   HypothesisTable table_;
-  double alpha_;
+  int clusters_;
   double beta_;
-  std::vector<std::uint32_t> sets_;
   std::vector<double> massFactors_;
   std::vector<double> crossFactors_;
   std::vector<double> targetFactors_;
+  std::vector<int> supersets_;
+  std::vector<std::int64_t> supersetStarts_;
 };
 
 // The normal equations H V = B of the centroids V, clusters x dimensions, from their sums.
@@ -115,8 +132,8 @@ double MTH_CLUSTERING::ApplyEvidentialFuzzyCMeanClustering() {
 
 double MTH_CLUSTERING::RunEvidentialCMeans() {
   const int samplesCount = GetSamplesCount();
-  const HypothesisFactors factors(clustersCount_, alpha_, regulationValue_);
-  const EvidentialRule rule = factors.Rule(clustersCount_);
+  const HypothesisRule hypotheses(clustersCount_, alpha_, regulationValue_);
+  const EvidentialRule rule = hypotheses.View();
   NormalEquations equations(clustersCount_, dimensionsCount_);
   std::vector<double> centroids = GatherCentroids();
   std::unique_ptr<MTH_MATRIX> masses(new (std::nothrow) MTH_MATRIX(samplesCount, hypothesesCount_, kDouble));

@@ -15,9 +15,24 @@
 #define MTH_KERNEL_FILE "mth/clustering/Mth_evidential_kernels.inl"
 #include "mth/Mth_for_each_instruction_set_internal.h"
 
-double mth_internal::EvidentialPower(double x, double exponent) {
+namespace mth_internal {
+namespace {
+
+double PositivePower(double x, double exponent) {
+  const int factors = CountFactors(std::abs(exponent));
+  if (factors == 0) return baseline::Exponential<double>(exponent * baseline::Logarithm<double>(x));
+  double product = x;
+  for (int factor = 1; factor < factors; ++factor) product *= x;
+  return exponent > 0.0 ? product : 1.0 / product;
+}
+
+}  // namespace
+
+double EvidentialPower(double x, double exponent) {
   if (exponent == 0.0) return 1.0;
   if (x == 0.0) return 0.0;
-  const double magnitude = baseline::Exponential<double>(exponent * baseline::Logarithm<double>(std::abs(x)));
-  return x < 0.0 ? -magnitude : magnitude;
+  const double power = PositivePower(std::abs(x), exponent);
+  return x < 0.0 ? -power : power;
 }
+
+}  // namespace mth_internal

@@ -21,14 +21,14 @@ MTH_INLINE Lanes SquareRoots(Lanes values) {
 #endif
 }
 
-// Distances of some samples of a block to a point.
-MTH_INLINE Lanes Distances(const double* features, const double* point, std::int64_t dimensions) {
+// Squared distances of some samples of a block to a point.
+MTH_INLINE Lanes SquaredDistances(const double* features, const double* point, std::int64_t dimensions) {
   Lanes sum = {};
   for (std::int64_t d = 0; d < dimensions; ++d) {
     const Lanes difference = Load<Lanes>(features + d * kBlockSamples) - point[d];
     sum += difference * difference;
   }
-  return SquareRoots(sum);
+  return sum;
 }
 
 // Calls visit(first sample, samples in it, its features) for every block.
@@ -47,7 +47,8 @@ double SumDistances(const SampleView& samples, const CentroidView& centroids, do
     for (std::int64_t k = 0; k < centroids.count; ++k) {
       const double* centroid = centroids.coordinates + k * samples.dimensions;
       for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
-        Store(scratch + k * kBlockSamples + b, Distances(features + b, centroid, samples.dimensions));
+        Store(scratch + k * kBlockSamples + b,
+              SquareRoots(SquaredDistances(features + b, centroid, samples.dimensions)));
       }
     }
     for (std::int64_t b = 0; b < count; ++b) {
@@ -59,53 +60,82 @@ double SumDistances(const SampleView& samples, const CentroidView& centroids, do
 
 // ---- powers of numbers that are not negative ----
 
-struct AnyPower {
-  double exponent;
-  MTH_INLINE Lanes operator()(Lanes base) const {
-    const Lanes power = Exponential<Lanes>(exponent * Logarithm<Lanes>(base));
-    return base == 0.0 ? Lanes{} : power;
-  }
-};
-
-struct ZerothPower {
-  MTH_INLINE Lanes operator()(Lanes) const { return Lanes{} + 1.0; }
-};
-
+// Replaces values by function(value), whole vectors at a time.
 template <class Function>
-MTH_INLINE void WithPower(double exponent, Function function) {
-  if (exponent == 0.0) return function(ZerothPower{});
-  function(AnyPower{exponent});
+MTH_INLINE void Transform(const double* values, std::int64_t count, double* results, Function function) {
+  for (std::int64_t i = 0; i < count; i += kLanes) Store(results + i, function(Load<Lanes>(values + i)));
+}
+
+MTH_INLINE Lanes Product(Lanes base, int factors) {
+  Lanes product = base;
+  for (int factor = 1; factor < factors; ++factor) product *= base;
+  return product;
+}
+
+// Powers by the evidential rule; `results` may be `values`.
+inline void TakePowers(const double* values, std::int64_t count, double exponent, double* results) {
+  if (exponent == 0.0) return void(std::fill_n(results, count, 1.0));
+  const int factors = CountFactors(std::abs(exponent));
+  if (exponent == 2.0) return Transform(values, count, results, [](Lanes base) { return base * base; });
+  if (factors > 0 && exponent > 0.0) {
+    return Transform(values, count, results, [factors](Lanes base) { return Product(base, factors); });
+  }
+  if (factors > 0) {
+    return Transform(values, count, results, [factors](Lanes base) {
+      const Lanes reciprocal = 1.0 / Product(base, factors);
+      return base == 0.0 ? Lanes{} : reciprocal;
+    });
+  }
+  // In two passes: both are long chains, and more short ones than long ones overlap in the processor.
+  Transform(values, count, results, [exponent](Lanes base) {
+    constexpr double kLogarithmOfZero = -std::numeric_limits<double>::infinity();
+    const Lanes product = exponent * Logarithm<Lanes>(base);
+    return base == 0.0 ? Spread<Lanes>(kLogarithmOfZero) : product;  // so that the power is 0
+  });
+  Transform(results, count, results, [](Lanes power) { return Exponential<Lanes>(power); });
+}
+
+// Powers of distances, from their squares. Even whole exponents need no root.
+inline void TakePowersOfRoots(double* squares, std::int64_t count, double exponent) {
+  const bool isEven = CountFactors(std::abs(exponent)) % 2 == 0 && CountFactors(std::abs(exponent)) > 0;
+  if (!isEven) Transform(squares, count, squares, [](Lanes square) { return SquareRoots(square); });
+  TakePowers(squares, count, isEven ? exponent / 2.0 : exponent, squares);
 }
 
 // ---- one block ----
 
+MTH_INLINE double* Row(double* rows, std::int64_t row) { return rows + row * kBlockSamples; }
+MTH_INLINE const double* Row(const double* rows, std::int64_t row) { return rows + row * kBlockSamples; }
+
 // The rows of one block, kBlockSamples values each.
 struct BlockRows {
   double* masses;         // per hypothesis
+  double* crosses;        // per hypothesis: powers of the masses, weighted for the matrix
+  double* targets;        // and for the right-hand side
   double* targetWeights;  // per cluster: what a sample weighs in the right-hand side
   double* terms;          // per sum: what a sample adds to it
 };
 
-MTH_INLINE double* Row(double* rows, std::int64_t row) { return rows + row * kBlockSamples; }
-
-// Shares that are not yet divided by their sum, for kLanes samples. Returns the sum.
-template <class Power>
-MTH_INLINE Lanes ComputeShares(const double* features, std::int64_t dimensions, const double* centers,
-                               const EvidentialRule& rule, Power power, double* shares) {
-  Lanes sum = {};
-  for (std::int64_t j = 1; j < rule.hypotheses; ++j) {
-    const Lanes distance = Distances(features, centers + j * dimensions, dimensions);
-    const Lanes share = rule.massFactors[j] * power(distance);
-    Store(Row(shares, j), share);
-    sum += share;
+MTH_INLINE void ComputeSquares(const double* features, std::int64_t dimensions, const double* centers,
+                               std::int64_t hypotheses, double* squares) {
+  for (std::int64_t j = 1; j < hypotheses; ++j) {
+    for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
+      Store(Row(squares, j) + b, SquaredDistances(features + b, centers + j * dimensions, dimensions));
+    }
   }
-  return sum;
 }
 
-// Shares become masses; the empty set gets the rest.
-MTH_INLINE void DivideShares(Lanes denominator, std::int64_t hypotheses, double* masses) {
+// Powers of distances become masses, for kLanes samples; the empty set gets the rest.
+MTH_INLINE void NormaliseMasses(const EvidentialRule& rule, double outliers, double* masses) {
+  Lanes sum = {};
+  for (std::int64_t j = 1; j < rule.hypotheses; ++j) {
+    const Lanes share = rule.massFactors[j] * Load<Lanes>(Row(masses, j));
+    Store(Row(masses, j), share);
+    sum += share;
+  }
+  const Lanes denominator = outliers + sum;
   Lanes total = {};
-  for (std::int64_t j = 1; j < hypotheses; ++j) {
+  for (std::int64_t j = 1; j < rule.hypotheses; ++j) {
     const Lanes mass = Load<Lanes>(Row(masses, j)) / denominator;
     Store(Row(masses, j), mass);
     total += mass;
@@ -113,34 +143,47 @@ MTH_INLINE void DivideShares(Lanes denominator, std::int64_t hypotheses, double*
   Store(masses, 1.0 - total);
 }
 
-MTH_INLINE void AddTo(double* target, Lanes term) { Store(target, Load<Lanes>(target) + term); }
+// The sum of the rows of some hypotheses, in their order.
+MTH_INLINE void SumRows(const double* rows, const int* hypotheses, std::int64_t count, double* sum) {
+  constexpr int kTogether = kBlockSamples / kLanes < 4 ? kBlockSamples / kLanes : 4;  // vectors, in registers
+  for (std::int64_t b = 0; b < kBlockSamples; b += kTogether * kLanes) {
+    Lanes sums[kTogether] = {};
+    for (std::int64_t n = 0; n < count; ++n) {
+      const double* const row = Row(rows, hypotheses[n]) + b;
+      for (int i = 0; i < kTogether; ++i) sums[i] += Load<Lanes>(row + i * kLanes);
+    }
+    for (int i = 0; i < kTogether; ++i) Store(sum + b + i * kLanes, sums[i]);
+  }
+}
 
-// Adds the hypotheses, in their order, to the terms of kLanes samples.
-template <class Power>
-MTH_INLINE void AddHypotheses(const EvidentialRule& rule, Power power, const double* masses, double* targetWeights,
-                              double* terms) {
-  for (std::int64_t j = 1; j < rule.hypotheses; ++j) {
-    const Lanes mass = power(Load<Lanes>(masses + j * kBlockSamples));
-    const Lanes cross = rule.crossFactors[j] * mass;
-    const Lanes target = rule.targetFactors[j] * mass;
-    for (std::uint32_t left = rule.sets[j]; left != 0; left &= left - 1) {
-      const std::int64_t k = std::countr_zero(left);
-      AddTo(Row(targetWeights, k), target);
-      // Where the row of cluster k begins in the upper triangle, counted from column 0.
-      double* const triangle = Row(terms, k * rule.clusters - k * (k + 1) / 2);
-      for (std::uint32_t right = left; right != 0; right &= right - 1) {
-        AddTo(Row(triangle, std::countr_zero(right)), cross);
+// What each sample of a block adds to the sums.
+MTH_INLINE void ComputeTerms(const double* features, std::int64_t dimensions, const EvidentialRule& rule,
+                             const BlockRows& block) {
+  double* term = block.terms;
+  const std::int64_t* start = rule.supersetStarts;
+  for (int k = 0; k < rule.clusters; ++k) {
+    SumRows(block.targets, rule.supersets + start[0], start[1] - start[0], Row(block.targetWeights, k));
+    for (int l = k; l < rule.clusters; ++l, ++start, term += kBlockSamples) {
+      SumRows(block.crosses, rule.supersets + start[0], start[1] - start[0], term);
+    }
+  }
+  for (std::int64_t k = 0; k < rule.clusters; ++k) {
+    const double* const weights = Row(block.targetWeights, k);
+    for (std::int64_t q = 0; q < dimensions; ++q, term += kBlockSamples) {
+      for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
+        Store(term + b, Load<Lanes>(Row(features, q) + b) * Load<Lanes>(weights + b));
       }
     }
   }
 }
 
-MTH_INLINE void ComputeTargetTerms(const double* features, std::int64_t dimensions, std::int64_t clusters,
-                                   const double* targetWeights, double* terms) {
-  for (std::int64_t l = 0; l < clusters; ++l) {
-    for (std::int64_t q = 0; q < dimensions; ++q) {
-      const Lanes feature = Load<Lanes>(features + q * kBlockSamples);
-      Store(Row(terms, l * dimensions + q), feature * Load<Lanes>(targetWeights + l * kBlockSamples));
+// Weighs the powers of the masses by the hypotheses' sizes.
+MTH_INLINE void WeighPowers(const EvidentialRule& rule, const BlockRows& block) {
+  for (std::int64_t j = 1; j < rule.hypotheses; ++j) {
+    for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
+      const Lanes power = Load<Lanes>(Row(block.crosses, j) + b);
+      Store(Row(block.crosses, j) + b, rule.crossFactors[j] * power);
+      Store(Row(block.targets, j) + b, rule.targetFactors[j] * power);
     }
   }
 }
@@ -168,28 +211,23 @@ void UpdateMasses(const SampleView& samples, const double* centers, const Eviden
                   double* scratch, double* masses, double* sums) {
   const std::int64_t dimensions = samples.dimensions;
   const std::int64_t rows = CountEvidentialRows(rule.clusters, samples.dimensions);
-  const std::int64_t triangle = std::int64_t{rule.clusters} * (rule.clusters + 1) / 2;
   BlockRows block;
   block.masses = scratch;
-  block.targetWeights = Row(block.masses, rule.hypotheses);
+  block.crosses = Row(block.masses, rule.hypotheses);
+  block.targets = Row(block.crosses, rule.hypotheses);
+  block.targetWeights = Row(block.targets, rule.hypotheses);
   block.terms = Row(block.targetWeights, rule.clusters);
+  std::fill_n(block.terms, rows * kBlockSamples, 0.0);  // for those that fill the last group up
   ForEachBlock(samples, [&](std::int64_t first, std::int64_t count, const double* features) {
-    WithPower(rule.distanceExponent, [&](auto power) {
-      for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
-        const Lanes sum = ComputeShares(features + b, dimensions, centers, rule, power, block.masses + b);
-        DivideShares(outliers + sum, rule.hypotheses, block.masses + b);
-      }
-    });
+    const std::int64_t values = (rule.hypotheses - 1) * std::int64_t{kBlockSamples};
+    ComputeSquares(features, dimensions, centers, rule.hypotheses, block.masses);
+    TakePowersOfRoots(Row(block.masses, 1), values, rule.distanceExponent);
+    for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) NormaliseMasses(rule, outliers, block.masses + b);
     if (masses != nullptr) WriteMasses(block.masses, count, rule.hypotheses, masses + first * rule.hypotheses);
     if (sums == nullptr) return;
-    std::fill_n(block.targetWeights, (rule.clusters + rows) * kBlockSamples, 0.0);
-    WithPower(rule.massExponent, [&](auto power) {
-      for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
-        AddHypotheses(rule, power, block.masses + b, block.targetWeights + b, block.terms + b);
-        ComputeTargetTerms(features + b, dimensions, rule.clusters, block.targetWeights + b,
-                           Row(block.terms, triangle) + b);
-      }
-    });
+    TakePowers(Row(block.masses, 1), values, rule.massExponent, Row(block.crosses, 1));
+    WeighPowers(rule, block);
+    ComputeTerms(features, dimensions, rule, block);
     AddTerms(block.terms, rows, count, sums);
   });
 }
@@ -217,7 +255,10 @@ MTH_INLINE void FusePairs(const double* first, const double* second, const Fusio
   for (std::int64_t j = 0; j < rule.hypotheses; ++j) {
     const Lanes firstMass = Load<Lanes>(row(first, j));
     const Lanes secondMass = Load<Lanes>(row(second, j));
-    if (j > 0) AddTo(row(fused, rule.targets[rule.sets[j]]), firstMass * secondMass);
+    if (j > 0) {
+      double* const own = row(fused, rule.targets[rule.sets[j]]);
+      Store(own, Load<Lanes>(own) + firstMass * secondMass);
+    }
     for (std::int64_t k = j + 1; k < rule.hypotheses; ++k) {
       const Lanes direct = firstMass * Load<Lanes>(row(second, k));
       const Lanes crossed = Load<Lanes>(row(first, k)) * secondMass;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 #include "mth/clustering/Mth_clustering_kernels_internal.h"
@@ -8,8 +9,17 @@
 
 namespace mth_internal {
 
+/// Number of factors when x to that power is a product: a whole number from 1 to 16; 0 otherwise.
+inline int CountFactors(double exponent) {
+  constexpr double kMostFactors = 16.0;
+  return exponent >= 1.0 && exponent <= kMostFactors && exponent == std::floor(exponent)
+             ? static_cast<int>(exponent)
+             : 0;
+}
+
 /// x to the power e by the evidential rule: 1 when e is 0, otherwise 0 when x is 0, otherwise the sign of x
-/// times exp(e ln|x|), with the library's own exp and ln.
+/// times exp(e ln|x|). Whole exponents up to 16 are products of |x| from left to right, their negatives the
+/// reciprocals of these; others take the library's own exp and ln.
 double EvidentialPower(double x, double exponent);
 
 /// What one run knows of its hypotheses; the arrays have one entry per hypothesis, of which the first, the
@@ -19,10 +29,13 @@ struct EvidentialRule {
   int hypotheses;
   double distanceExponent;      // of the distances, in the masses
   double massExponent;          // of the masses, in the normal equations
-  const std::uint32_t* sets;    // bit k is cluster k
   const double* massFactors;    // size to the power of alpha / (1 - beta)
   const double* crossFactors;   // size to the power of alpha - 2
   const double* targetFactors;  // size to the power of alpha - 1
+  // The hypotheses with clusters k and l, ascending, for (k, l) = (0, 0), (0, 1) ... (1, 1) ... of the upper
+  // triangle; those of a pair begin at its start and end at the next one's.
+  const int* supersets;
+  const std::int64_t* supersetStarts;
 };
 
 /// Sums over the samples, in their order, of the sums over hypotheses: first the upper triangle of the
@@ -41,7 +54,8 @@ inline std::int64_t CountEvidentialRows(int clusters, int dimensions) {
 
 /// Doubles of scratch for UpdateMasses.
 inline std::int64_t CountEvidentialScratch(int clusters, int hypotheses, int dimensions) {
-  return kBlockSamples * (hypotheses + clusters + CountEvidentialRows(clusters, dimensions));
+  return kBlockSamples *
+         (3 * std::int64_t{hypotheses} + clusters + CountEvidentialRows(clusters, dimensions));
 }
 
 /// How two rows of masses are fused.
@@ -69,7 +83,7 @@ inline std::int64_t CountFusionScratch(int hypotheses) {
   double SumDistances(const SampleView& samples, const CentroidView& centroids, double* scratch);         \
   /* Masses from the distances to the hypotheses' centres (hypotheses x dimensions), `outliers` being the \
    * empty set's share of their denominators. Writes them, samples x hypotheses, unless `masses` is null; \
-   * adds to the sums unless `sums` is null. */                                                                    \
+   * adds to the sums unless `sums` is null. */                                                           \
   void UpdateMasses(const SampleView& samples, const double* centers, const EvidentialRule& rule,         \
                     double outliers, double* scratch, double* masses, double* sums);                      \
   /* Fuses `count` rows of masses with as many others. */                                                 \

@@ -70,6 +70,9 @@ struct LiteralEvidential {
   double rho = 2.0;
   double tolerance = 0.001;
   std::function<double(double, double)> power = LibraryPower;
+  std::function<double(double, double)> powerOfRoot = [](double square, double e) {
+    return LibraryPower(std::sqrt(square), e);
+  };
   std::function<Rows(Rows, Rows)> solve = SolveByElimination;
   // Results.
   Rows masses;
@@ -95,10 +98,14 @@ struct LiteralEvidential {
   }
 
  private:
-  static double Distance(const std::vector<double>& a, const std::vector<double>& b) {
+  static double Square(const std::vector<double>& a, const std::vector<double>& b) {
     double sum = 0.0;
     for (std::size_t d = 0; d < a.size(); ++d) sum += (a[d] - b[d]) * (a[d] - b[d]);
-    return std::sqrt(sum);
+    return sum;
+  }
+
+  static double Distance(const std::vector<double>& a, const std::vector<double>& b) {
+    return std::sqrt(Square(a, b));
   }
 
   double OutlierDistance() const {
@@ -126,8 +133,8 @@ struct LiteralEvidential {
       double sum = 0.0;
       for (std::size_t j = 1; j < subsets.size(); ++j) {
         const double size = static_cast<double>(subsets[j].size());
-        masses[i][j] =
-            power(size, alpha / (1.0 - beta)) * power(Distance(samples[i], centres[j]), 2.0 / (1.0 - beta));
+        masses[i][j] = power(size, alpha / (1.0 - beta)) *
+                       powerOfRoot(Square(samples[i], centres[j]), 2.0 / (1.0 - beta));
         sum += masses[i][j];
       }
       double total = 0.0;
