@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <random>
 #include <vector>
@@ -63,6 +64,27 @@ inline Subset Shared(const Subset& a, const Subset& b) {
   Subset shared;
   std::set_intersection(a.begin(), a.end(), b.begin(), b.end(), std::back_inserter(shared));
   return shared;
+}
+
+enum class Loss { None, OfLaterSubsets };
+
+/// The conjunctive rule over sets of numbers: no tables, no pairs. The contract's rule loses the mass of a
+/// set
+/// of several numbers unless it is {1 ... size}.
+inline std::map<Subset, double> Fused(const MTH_MATRIX& first, const MTH_MATRIX& second, int row, Loss loss) {
+  int clusters = 0;
+  while (1 << clusters < first.GetNbCols()) ++clusters;
+  const std::vector<Subset> subsets = SortedSubsets(clusters);
+  std::map<Subset, double> fused;
+  for (std::size_t j = 0; j < subsets.size(); ++j) {
+    for (std::size_t k = 0; k < subsets.size(); ++k) {
+      const Subset shared = Shared(subsets[j], subsets[k]);
+      const bool isLost = shared.size() > 1 && shared.back() != static_cast<int>(shared.size());
+      if (isLost && loss == Loss::OfLaterSubsets) continue;
+      fused[shared] += first.Get(row, static_cast<int>(j)) * second.Get(row, static_cast<int>(k));
+    }
+  }
+  return fused;
 }
 
 }  // namespace mth_test

@@ -77,11 +77,12 @@ struct LiteralEvidential {
   // Results.
   Rows masses;
   double delta = 0.0;
+  double movement = kNoDistance;  // of the last iteration that moved the centroids
   int convergedAt = -1;
 
   void Run(int iterationsCount) {
     const std::vector<Subset> subsets = SortedSubsets(static_cast<int>(centroids.size()));
-    double movement = kNoDistance;
+    movement = kNoDistance;
     for (int iteration = 0; iteration < iterationsCount; ++iteration) {
       delta = OutlierDistance();
       UpdateMasses(subsets);
