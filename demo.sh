@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the library and its example host, segments the MR slice of data/ into four tissue classes and draws
-# the pictures into demo_output/. Installs what is missing where it may.
+# the pictures into demo_output/; then tells what the slice leaves undecided, alone and together with a second
+# image. Installs what is missing where it may.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 source scripts/dependencies.sh
@@ -22,4 +23,12 @@ echo
 build/release/examples/segment_mr/segment_mr data/t1_brain_axial.nii.gz \
   --method fcm --clusters 4 --output demo_output
 echo
-echo "Look at $PWD/demo_output/panel.png, labels.png, histogram.svg and convergence.svg"
+evidential=(--method ecm --clusters 3 --alpha 3 --rho 1)
+build/release/examples/segment_mr/segment_mr data/t1_brain_axial.nii.gz \
+  "${evidential[@]}" --output demo_output/evidential
+echo
+build/release/examples/segment_mr/segment_mr data/t1_brain_axial.nii.gz \
+  "${evidential[@]}" --fuse data/t1_head_axial.nii.gz --output demo_output/fused
+echo
+echo "Look at $PWD/demo_output/panel.png, labels.png, histogram.svg and convergence.svg,"
+echo "and at panel.png, undecided.png, outliers.png and conflict.png in its folders evidential and fused"
