@@ -15,12 +15,20 @@ struct BitsOf<Lanes> {
 
 template <class V>
 MTH_INLINE typename BitsOf<V>::Type ToBits(V value) {
-  return std::bit_cast<typename BitsOf<V>::Type>(value);
+  if constexpr (sizeof(V) == sizeof(double)) {
+    return std::bit_cast<std::uint64_t>(value);
+  } else {
+    return (typename BitsOf<V>::Type)value;  // a cast between vectors keeps the bits
+  }
 }
 
 template <class V>
 MTH_INLINE V FromBits(typename BitsOf<V>::Type bits) {
-  return std::bit_cast<V>(bits);
+  if constexpr (sizeof(V) == sizeof(double)) {
+    return std::bit_cast<double>(bits);
+  } else {
+    return (V)bits;
+  }
 }
 
 // ln 2 in two parts: whole numbers up to 2^11 times the first one are exact.

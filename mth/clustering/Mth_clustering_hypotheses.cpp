@@ -78,8 +78,9 @@ bool MTH_CLUSTERING::CreateHypotheses() {
   const bool isCreated = sizes && centers && centers->IsAllocated() && created.AddEmpty(hypothesesCount_) &&
                          FillWithSubsets(clustersCount_, created.List());
   if (!isCreated) return false;
+  std::transform(created.List()->begin(), created.List()->end(), sizes.get(),
+                 [](const std::vector<int>* hypothesis) { return static_cast<int>(hypothesis->size()); });
   sizes[0] = 0;
-  for (int j = 1; j < hypothesesCount_; ++j) sizes[j] = static_cast<int>(created.List()->Get(j)->size());
   created.SwapWith(hypotheses_);  // which frees the former ones
   cardinalities_ = std::move(sizes);
   hypothesesCenters_ = std::move(centers);

@@ -20,7 +20,8 @@ class HypothesisTable {
     for (std::size_t source = 0; source < sets_.size(); ++source) {
       // Each set of several clusters comes once, from the set without its last cluster.
       const std::uint32_t set = sets_[source];
-      for (int k = std::bit_width(set); k < clustersCount; ++k) sets_.push_back(set | std::uint32_t{1} << k);
+      for (int k = static_cast<int>(std::bit_width(set)); k < clustersCount; ++k)
+        sets_.push_back(set | std::uint32_t{1} << k);
     }
     for (std::size_t j = 0; j < sets_.size(); ++j) indices_[sets_[j]] = static_cast<int>(j);
   }
