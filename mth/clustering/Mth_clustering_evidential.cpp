@@ -25,12 +25,15 @@ class HypothesisRule {
  public:
   HypothesisRule(int clustersCount, double alpha, double beta)
       : table_(clustersCount), clusters_(clustersCount), beta_(beta) {
+    std::size_t pairs = 0;
     for (int j = 0; j < table_.Count(); ++j) {
       const double size = table_.SizeOf(j);
+      pairs += static_cast<std::size_t>(table_.SizeOf(j) * (table_.SizeOf(j) + 1) / 2);
       massFactors_.push_back(EvidentialPower(size, alpha / (1.0 - beta)));
       crossFactors_.push_back(EvidentialPower(size, alpha - 2.0));
       targetFactors_.push_back(EvidentialPower(size, alpha - 1.0));
     }
+    supersets_.reserve(pairs);
     for (int k = 0; k < clustersCount; ++k) {
       for (int l = k; l < clustersCount; ++l) AddSupersets(k, l);
     }

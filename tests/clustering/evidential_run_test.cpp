@@ -11,6 +11,7 @@
 #include <string>
 
 #include "clustering/evidential_engine.h"
+#include "clustering/iris.h"
 #include "mth/Mth_instruction_set_internal.h"
 #include "mth/clustering/Mth_evidential_kernels_internal.h"
 #include "support/allocation_faults.h"
@@ -56,17 +57,6 @@ TEST(EvidentialPower, HasItsEdges) {
   EXPECT_NEAR(mth_internal::EvidentialPower(-3.0, 2.0), -9.0, 1e-14);  // the sign is the base's
   EXPECT_NEAR(mth_internal::EvidentialPower(5e-324, 0.5) / std::sqrt(5e-324), 1.0, 1e-13);
   EXPECT_NEAR(mth_internal::EvidentialPower(1e-155, 2.0) / 1e-310, 1.0, 1e-12);  // below the normal numbers
-}
-
-Rows ReadIris() {
-  Rows flowers;
-  std::ifstream file(std::string(MTH_DATA_DIR) + "/reference/iris.csv");
-  for (std::string line; std::getline(file, line);) {
-    std::vector<double> flower(4);
-    if (std::sscanf(line.c_str(), "%lf,%lf,%lf,%lf", &flower[0], &flower[1], &flower[2], &flower[3]) == 4)
-      flowers.push_back(flower);
-  }
-  return flowers;
 }
 
 LiteralEvidential Iris() {
