@@ -52,6 +52,19 @@ void DeleteAll(MTH_POINTER_LIST<T>* list) {
 
 }  // namespace
 
+double mth_internal::QuadraticForm(const MTH_MATRIX& features, const MTH_MATRIX& center,
+                                   const MTH_MATRIX& m) {
+  const int rows = features.GetNbRows();
+  const bool fits = IsDoubleMatrix(center, rows, 1) && IsDoubleMatrix(m, rows, rows);
+  if (!fits) return 0.0;  // an operator refuses them, and element (0, 0) of what it returns reads as 0
+  using Matrix = std::unique_ptr<MTH_MATRIX>;
+  const Matrix difference(features - center);
+  const Matrix transposed(difference ? difference->Transpose() : nullptr);
+  const Matrix weighted(transposed ? *transposed * m : nullptr);
+  const Matrix form(weighted ? *weighted * *difference : nullptr);
+  return form && form->IsAllocated() ? form->Get(0, 0) : kNoDistance;
+}
+
 MTH_CLUSTERING::MTH_CLUSTERING(int clustersCount, int dimensionsCount)
     : clustersCount_(clustersCount),
       dimensionsCount_(dimensionsCount),
@@ -72,7 +85,7 @@ MTH_CLUSTERING::MTH_CLUSTERING(const MTH_CLUSTERING& source) : MTH_CLUSTERING(&s
 MTH_CLUSTERING::~MTH_CLUSTERING() {
   DeleteAll(&samples_);
   DeleteAll(centroids_.get());
-  DeleteAll(hypotheses_.get());
+  DeleteAll(&hypotheses_);
 }
 
 void MTH_CLUSTERING::CopySamples(const MTH_CLUSTERING& source) {
@@ -92,13 +105,11 @@ void MTH_CLUSTERING::CopyCredalPartition(const MTH_CLUSTERING& source) {
     cardinalities_.reset(new (std::nothrow) int[static_cast<std::size_t>(hypothesesCount_)]);
     if (cardinalities_) std::copy_n(source.cardinalities_.get(), hypothesesCount_, cardinalities_.get());
   }
-  hypotheses_.reset(new (std::nothrow) MTH_POINTER_LIST<std::vector<int>>);
   isEvidential_ = true;
-  if (!hypotheses_ || !source.hypotheses_) return;
-  for (const std::vector<int>* hypothesis : *source.hypotheses_) {
+  for (const std::vector<int>* hypothesis : source.hypotheses_) {
     try {  // a null entry stays one: the place of a hypothesis is its number
       auto copy = hypothesis != nullptr ? std::make_unique<std::vector<int>>(*hypothesis) : nullptr;
-      if (hypotheses_->Add(copy.get()) < 0) return;
+      if (hypotheses_.Add(copy.get()) < 0) return;
       copy.release();
     } catch (const std::bad_alloc&) {
       return;
@@ -179,17 +190,7 @@ double MTH_CLUSTERING::GetSampleDistanceToCentroid(int i, int k) const {
 
 double MTH_CLUSTERING::GetSampleMahalanobisDistanceToCentroid(int i, int k, MTH_MATRIX* m) const {
   if (!CheckSampleAndCluster(i, k) || m == nullptr) return kNoDistance;
-  const MTH_MATRIX& features = samples_.Get(i)->parameters_;
-  const MTH_MATRIX& centroid = *centroids_->Get(k);
-  const int rows = features.GetNbRows();
-  const bool fits = IsDoubleMatrix(centroid, rows, 1) && IsDoubleMatrix(*m, rows, rows);
-  if (!fits) return 0.0;  // an operator refuses them, and element (0, 0) of what it returns reads as 0
-  using Matrix = std::unique_ptr<MTH_MATRIX>;
-  const Matrix difference(features - centroid);
-  const Matrix transposed(difference ? difference->Transpose() : nullptr);
-  const Matrix weighted(transposed ? *transposed * *m : nullptr);
-  const Matrix form(weighted ? *weighted * *difference : nullptr);
-  return form && form->IsAllocated() ? form->Get(0, 0) : kNoDistance;
+  return mth_internal::QuadraticForm(samples_.Get(i)->parameters_, *centroids_->Get(k), *m);
 }
 
 double MTH_CLUSTERING::GetSampleDistanceToSample(int i, int j) const {
