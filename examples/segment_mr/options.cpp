@@ -3,11 +3,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
-#include <iostream>
 
-#include "support/failure.h"
+#include "support/command_line.h"
 
 namespace segment_mr {
+
+using example::Require;
 
 namespace {
 
@@ -103,10 +104,6 @@ void AddOptions(CLI::App& app, Options& options) {
                  "without --axis and --index the whole volume is segmented");
 }
 
-void Require(bool isTrue, const std::string& text) {
-  if (!isTrue) throw example::Failure(text);
-}
-
 void CheckCentroids(const std::string& option, std::vector<double> centroids, int clusters) {
   if (centroids.empty()) return;
   Require(centroids.size() == static_cast<std::size_t>(clusters), option + " needs one intensity per class");
@@ -137,14 +134,7 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
   CLI::App app(kDescription, "segment_mr");
   app.footer(kFooter);
   AddOptions(app, options);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForHelp&) {
-    std::cout << app.help();
-    return std::nullopt;
-  } catch (const CLI::ParseError& error) {
-    throw example::Failure(std::string(error.what()) + " (--help lists the options)");
-  }
+  if (!example::ParseCommandLine(app, argc, argv)) return std::nullopt;
   const bool needsMore = options.method == Method::EvidentialCMeans && app.count("--iterations") == 0;
   if (needsMore) options.iterations = 1000;  // it converges slowly
   const bool countsCentroids = app.count("--clusters") == 0 && !options.centroids.empty();

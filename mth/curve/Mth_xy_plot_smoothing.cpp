@@ -7,7 +7,7 @@
 #include "mth/curve/Mth_natural_spline_internal.h"
 #include "mth/curve/Mth_xy_plot.h"
 #include "mth/curve/Mth_xy_plot_internal.h"
-#include "std/Std_message.h"
+#include "std/Std_message_internal.h"
 
 // Sliding means and splines.
 
@@ -137,8 +137,7 @@ MTH_XY_PLOT* MTH_XY_PLOT::GetCubicSpline(int factor) const {
 
 MTH_XY_PLOT* MTH_XY_PLOT::DotSpline(int width, int factor) const {
   if (width > GetNumberOfPoints()) {
-    Std_ShowMessage("Nombre de points de lissage sup. que de points de la fonction d'entrée",
-                    MessageKind::Information, "Information");
+    mth_internal::ShowInformation("Nombre de points de lissage sup. que de points de la fonction d'entrée");
     return nullptr;
   }
   const CurvePtr smoothed = SlidingMean(*this, width);

@@ -8,7 +8,7 @@
 #include "mth/statistics/Mth_sort.h"
 #include "mth/statistics/Mth_sort_internal.h"
 #include "mth/statistics/Mth_special_functions.h"
-#include "std/Std_message.h"
+#include "std/Std_message_internal.h"
 
 // Correlations with their significance, and the median of a vector.
 
@@ -114,7 +114,7 @@ double Mth_Median(std::vector<double> v, int& index) {
   std::sort(sorted.get(), sorted.get() + v.size(), mth_internal::AscendingNanLast());
   const double middle = sorted[(v.size() + 1) / 2 - 1];
   const bool isInRange = (middle >= 1.0 && middle <= 1000.0) || middle == 0.0 || middle == 0.5;
-  if (!isInRange && !std::isnan(middle)) Std_ShowMessage("dex", MessageKind::Error, "Error");
+  if (!isInRange && !std::isnan(middle)) mth_internal::ShowFailure("dex", MessageKind::Error, "Error");
   const auto place = std::find(v.begin(), v.end(), middle);
   if (place != v.end()) index = static_cast<int>(place - v.begin());
   return middle;

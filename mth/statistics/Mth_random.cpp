@@ -119,7 +119,7 @@ struct Range {
 };
 constinit std::array<Range, kStreamsCount> rangesOfFamily2;
 
-constinit std::array<std::uint32_t, kStreamsCount> registersOfFamily3;
+constinit std::array<std::uint32_t, kStreamsCount> registersOfFamily3{};
 
 constinit bool hasSavedDeviate = false;
 constinit float savedDeviate = 0.0f;

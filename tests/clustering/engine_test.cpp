@@ -271,6 +271,11 @@ TEST(ClusteringEngine, RunsOutOfMemoryWithItsFailureValue) {
   MTH_CLUSTERING engine(5, 6);
   for (int i = 0; i < 300; ++i) Add(engine, std::vector<double>(6, i), std::vector<double>(5, 0.2));
   MTH_CLUSTERING_SAMPLE sample = Sample(std::vector<double>(6, 1.0), std::vector<double>(5, 0.0));
+  {
+    const AllocationFaults faults(0);
+    EXPECT_EQ(engine.GetSampleDistanceToCentroid(-1, 0), kNoDistance);  // its message is not shown
+  }
+  EXPECT_TRUE(display.messages.empty());
   int added = 300;
   const auto checkValue = [](double value) { EXPECT_TRUE(value == kNoDistance || value < 1e9); };
   EXPECT_GT(ForEachAllocationFault([&] { return engine.ApplyKMeanClustering(); }, checkValue), 2);
@@ -291,11 +296,11 @@ class StepCounter : public STD_DISPLAY {
  private:
   class View : public STD_WAIT_BAR_VIEW {
    public:
-    explicit View(int& position) : position_(position) { position_ = 0; }
+    explicit View(int& counter) : position_(counter) { position_ = 0; }
     void SetTitle(const std::string&) override {}
     void SetAction(const std::string&) override {}
     void SetMaximum(int) override {}
-    void SetPosition(int position) override { position_ = position; }
+    void SetPosition(int reached) override { position_ = reached; }
     void Show() override {}
 
    private:
