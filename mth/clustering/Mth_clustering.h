@@ -97,11 +97,11 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// The hypotheses as cluster numbers from 1; an empty list before the first evidential run. The list and
   /// its vectors belong to the engine, which builds new ones in every evidential run.
   MTH_POINTER_LIST<std::vector<int>>* GetHypotheses() { return &hypotheses_; }
-  /// Evidential results, owned by the engine and replaced by the next ones; null until there are some.
-  /// Hypotheses centres are 2^clusters x dimensions: the mean of a hypothesis' centroids, 0 for the empty
-  /// set.
+  /// Centres of the hypotheses, 2^clusters x dimensions: the means of their centroids, 0 for the empty set.
+  /// Like all evidential results they are the engine's own, replaced by the next ones, null until there are
+  /// some.
   MTH_MATRIX* GethypothesesCenters() { return hypothesesCenters_.get(); }
-  /// Masses, samples x 2^clusters. @copydetails GethypothesesCenters
+  /// Masses, samples x 2^clusters; made by evidential c-means or SetCredalPartition.
   MTH_MATRIX* GetCredalPartition() { return credalPartition_.get(); }
   /// Samples x clusters; made by initPignisticPartition.
   MTH_MATRIX* GetPignisticPartition() { return pignisticPartition_.get(); }
@@ -171,9 +171,8 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// does none of this; its credal partition belongs to the centroids before their last movement. Shows
   /// progress, a step an iteration.
   /// @return  1 after running; 3.4028234663852886e38 without samples, clusters, dimensions, centroids or
-  /// memory,
-  ///          when the centroids cannot be solved for (NaN or infinite features), and after a message with
-  ///          more than 20 clusters or no memory for the hypotheses.
+  ///          memory, when the centroids cannot be solved for (NaN or infinite features), and after a message
+  ///          with more than 20 clusters or no memory for the hypotheses.
   /// @see     Masson and Denoeux, ECM: an evidential version of the fuzzy c-means algorithm, Pattern
   ///          Recognition 41, 2008.
   double ApplyEvidentialFuzzyCMeanClustering();

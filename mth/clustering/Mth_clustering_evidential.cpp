@@ -142,10 +142,9 @@ double MTH_CLUSTERING::RunEvidentialCMeans() {
   std::unique_ptr<MTH_MATRIX> masses(new (std::nothrow) MTH_MATRIX(samplesCount, hypothesesCount_, kDouble));
   const WorkArray<double> scratch(CountEvidentialScratch(clustersCount_, hypothesesCount_, dimensionsCount_));
   SampleBlocks<double> features;
-  const bool hasMemory = equations.IsAllocated() && masses && masses->IsAllocated() && scratch &&
-                         features.Allocate(samplesCount, dimensionsCount_);
-  if (!hasMemory) return kNoDistance;
-  bool fits = true;
+  bool fits = equations.IsAllocated() && masses && masses->IsAllocated() && scratch &&
+              features.Allocate(samplesCount, dimensionsCount_);
+  if (!fits) return kNoDistance;
   ForEachSampleBlock(samplesCount, [&](int block, int first, int count) {
     fits = fits && GatherBlock(first, count, features.Block(block), scratch.Get());
   });
@@ -159,11 +158,10 @@ double MTH_CLUSTERING::RunEvidentialCMeans() {
   int iteration = 0;
   for (; iteration < iterationsCount_; ++iteration) {
     progress.Step("", std::int64_t{iteration});
-    const double distances =
-        MTH_SELECT(evidential::SumDistances)(samples, {centroids.data(), clustersCount_}, scratch.Get());
-    delta_ = OutlierDistance(distances);
     hasConverged = delta <= tolerance_;
     const bool isLast = hasConverged || iteration + 1 == iterationsCount_;
+    delta_ = OutlierDistance(
+        MTH_SELECT(evidential::SumDistances)(samples, {centroids.data(), clustersCount_}, scratch.Get()));
     MTH_SELECT(evidential::UpdateMasses)
     (samples, hypothesesCenters_->GetEDataAddress(), rule, EvidentialPower(delta_, rule.distanceExponent),
      scratch.Get(), isLast ? masses->GetEDataAddress() : nullptr,

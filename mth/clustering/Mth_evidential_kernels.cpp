@@ -8,10 +8,6 @@
 
 #include "mth/clustering/Mth_evidential_kernels_internal.h"
 
-#if MTH_MULTIVERSION
-#include <immintrin.h>
-#endif
-
 #define MTH_KERNEL_FILE "mth/clustering/Mth_evidential_kernel_internal.h"
 #include "mth/Mth_for_each_instruction_set_internal.h"
 

@@ -5,7 +5,8 @@
 
 #include "mth/clustering/Mth_clustering_kernels_internal.h"
 
-// The hot loops of evidential c-means and of fusion. Their code is in Mth_evidential_kernel_internal.h.
+// The hot loops of evidential c-means and of fusion. Their code is in Mth_evidential_kernel_internal.h and
+// Mth_fusion_kernel_internal.h.
 
 namespace mth_internal {
 
