@@ -15,6 +15,9 @@ inline constexpr int kBlockSamples = 32;
 /// Clusters whose sums run side by side. The sums come in groups of this many clusters.
 inline constexpr int kSumLanes = 4;
 
+/// The label of a sample that is in no cluster.
+inline constexpr std::int32_t kNoLabel = -1;
+
 /// Features in blocks: in each block one row of kBlockSamples values per dimension, the last one filled up.
 struct SampleView {
   const double* features;
@@ -55,6 +58,9 @@ struct FuzzyRule {
   /* Adds samples, weighted by their memberships to a power. */                                              \
   void AddMembers(const SampleView& samples, const double* memberships, int clusters, const PowerRule& rule, \
                   const SumView& sums);                                                                      \
+  /* labels = the cluster of membership 1 of every sample of a block, the last of several, or kNoLabel;      \
+   * returns whether some sample has several. */                                                             \
+  bool FindLabels(const double* memberships, int clusters, std::int32_t* labels);                            \
   /* labels = the nearest centroid of every sample, of equally near ones the first; adds every sample to its \
    * cluster's sums; returns how many labels changed. */                                                     \
   std::int64_t AssignToNearest(const SampleView& samples, const CentroidView& centroids,                     \

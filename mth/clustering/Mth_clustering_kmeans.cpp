@@ -12,8 +12,6 @@ using namespace mth_internal;
 
 namespace {
 
-constexpr std::int32_t kNoLabel = -1;
-
 // Hard memberships as labels: a sample's label is its cluster of membership exactly 1. Memberships of the
 // caller's need not be hard: a sample of no such cluster, or of several, has no label.
 class Labels {
@@ -22,20 +20,14 @@ class Labels {
   std::int32_t* Data() { return blocks_.Data(); }
 
   void TakeBlock(int block, int first, int count, const double* memberships, int clustersCount) {
-    double labels[kBlockSamples];
-    double ones[kBlockSamples] = {};
-    std::fill_n(labels, kBlockSamples, double{kNoLabel});
-    for (int k = 0; k < clustersCount; ++k, memberships += kBlockSamples) {
-      for (int b = 0; b < kBlockSamples; ++b) {
-        const bool isOne = memberships[b] == 1.0;
-        ones[b] += isOne ? 1.0 : 0.0;
-        labels[b] = isOne ? k : labels[b];
-      }
-    }
-    std::int32_t* const taken = blocks_.Block(block);
+    std::int32_t* const labels = blocks_.Block(block);
+    if (!MTH_SELECT(FindLabels)(memberships, clustersCount, labels)) return;
     for (int b = 0; b < count; ++b) {
-      taken[b] = ones[b] <= 1.0 ? static_cast<std::int32_t>(labels[b]) : kNoLabel;
-      if (ones[b] > 1.0) samplesOfSeveral_.push_back(first + b);
+      int ones = 0;
+      for (std::ptrdiff_t k = 0; k < clustersCount; ++k) ones += memberships[k * kBlockSamples + b] == 1.0;
+      if (ones <= 1) continue;
+      labels[b] = kNoLabel;
+      samplesOfSeveral_.push_back(first + b);
     }
   }
 

@@ -1,5 +1,22 @@
 // The assignment of k-means, compiled per instruction set; included by Mth_clustering_kernel_internal.h.
 
+bool FindLabels(const double* memberships, int clusters, std::int32_t* labels) {
+  LaneIndices isSeveral = {};
+  for (int b = 0; b < kBlockSamples; b += kLanes) {
+    LaneIndices found = LaneIndices{} + kNoLabel;
+    LaneIndices cluster = {};
+    const double* membership = memberships + b;
+    for (int k = 0; k < clusters; ++k, membership += kBlockSamples) {
+      const LaneIndices isOne = Load<Lanes>(membership) == 1.0;
+      isSeveral |= isOne & (found != kNoLabel);
+      found = isOne ? cluster : found;
+      cluster += 1;
+    }
+    for (int i = 0; i < kLanes; ++i) labels[b + i] = static_cast<std::int32_t>(found[i]);
+  }
+  return HasAny(isSeveral);
+}
+
 // Samples that are assigned at a time.
 inline constexpr int kStep = 8;
 

@@ -133,6 +133,29 @@ TEST(ClusteringRun, EveryInstructionSetGivesTheBitsOfThePlainLoops) {
   }
 }
 
+// A first assignment is no change where the caller gave that cluster a membership of exactly 1, be it one of
+// several.
+TEST(ClusteringRun, CountsChangesFromWhateverMembershipsThereWere) {
+  using mth_internal::InstructionSet;
+  const double choices[] = {0.0, 1.0, 1.0, 0.5};
+  for (unsigned seed = 0; seed < 20; ++seed) {
+    LiteralClustering start = RandomStart(70, 3, 1, Data::Smooth, seed);
+    std::mt19937 random(seed);
+    for (auto& memberships : start.memberships) {
+      for (double& membership : memberships) membership = choices[random() % 4];
+    }
+    LiteralClustering expected = start;
+    const double changes = expected.RunKMeans(1);
+    for (auto set : {InstructionSet::Baseline, InstructionSet::Avx2, InstructionSet::Avx512}) {
+      const mth_internal::InstructionSetScope scope(set);
+      const Engine engine = MakeEngine(start);
+      engine->SetIterationsCount(1);
+      EXPECT_EQ(engine->ApplyKMeanClustering(), changes) << seed;
+      ExpectSameState(*engine, expected);
+    }
+  }
+}
+
 // Squares that differ where their roots do not: the first of the equal distances must win.
 TEST(ClusteringRun, DistancesDecideNotTheirSquares) {
   const double near = 1.0 + 2.0 * 2.220446049250313e-16;
