@@ -205,6 +205,10 @@ TEST(ChangeOfReference, ConstructorsFillWhatTheySay) {
   EXPECT_EQ(angle, 0.0F);
   EXPECT_EQ(axis[1], 1.0F);
 
+  double halved[7] = {0.5, 0, 0, 0, 0, 0, 0};
+  MTH_MATRIX_CHGREF(halved).ToAxisAngle(axis, angle);
+  EXPECT_EQ(angle, 0.0F) << "no vector part, whatever the scalar one";
+
   double doubled[7] = {2, 0, 0, 0, 0, 0, 0};
   MTH_MATRIX_CHGREF scaled(doubled);
   scaled.Normalize();

@@ -130,6 +130,9 @@ TEST(Registration, FindsTheTransformOfMatchedSets) {
         ASSERT_TRUE(found.ComputeFromSetsByQuaternion());
         const MatrixPtr rotation(found.GetExtract(0, 0, 3, 3));
         EXPECT_TRUE(mth_test::Near(*rotation, KabschRotation(first, second), 1e-12));
+        double scalarFirst[4];
+        found.GetQuaternion(scalarFirst);
+        EXPECT_GE(scalarFirst[0], 0.0);
         if (noise == 0.0) {
           EXPECT_TRUE(mth_test::Near(found, truth, 1e-11));
           MTH_MATRIX_CHGREF geometric(count, first.data(), second.data());

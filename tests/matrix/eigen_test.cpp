@@ -76,6 +76,23 @@ TEST(EigenValues, BlindSpotsOfTheUnshiftedIteration) {
   EXPECT_TRUE(EigenValuesOf(PublishedSymmetric(kDouble), 0.0).empty());
 }
 
+// Of eigenvalues 1 and kSlow, started half way between their directions: k steps leave a tangent of kSlow^k,
+// and this Rayleigh quotient.
+constexpr double kSlow = 0.9999;
+double QuotientAfter(int k) {
+  const double square = std::pow(kSlow, 2 * k);
+  return (1.0 + kSlow * square) / (1.0 + square);
+}
+
+TEST(EigenValues, GiveUpAfterTenThousandIterations) {
+  const double half = 0.5 * (1.0 + kSlow);
+  const MTH_MATRIX a = Matrix({{half, 1.0 - half}, {1.0 - half, half}});
+  // The step that comparison number k, from 1, sees on the diagonal.
+  const auto step = [](int k) { return QuotientAfter(k + 1) - QuotientAfter(k); };
+  EXPECT_FALSE(EigenValuesOf(a, step(9995)).empty());
+  EXPECT_TRUE(EigenValuesOf(a, step(10005)).empty());
+}
+
 TEST(EigenValues, FailuresGiveNoArray) {
   for (const MTH_MATRIX& a : {MTH_MATRIX(), MTH_MATRIX(2, 3, kDouble), Matrix({{kNaN, 1}, {1, 2}}),
                               Matrix({{1, kInfinity}, {1, 2}}), Matrix({{1e200, 1}, {1e200, 2e200}})}) {
@@ -144,6 +161,15 @@ TEST(EigenVectors, AnExactEigenvalueLeavesItsDirectionOut) {
   EXPECT_EQ(vector[0], 0.0);
 }
 
+TEST(EigenVectors, TakeExactlyFiftySteps) {
+  // The inverse is diag(1, 0.9): every step leaves 0.9 of the second component.
+  double* vector = nullptr;
+  ASSERT_TRUE(Matrix({{1, 0}, {0, 1 / 0.9}}).SearchOneEigenVector(0.0, &vector));
+  const Array owned(vector);
+  EXPECT_EQ(vector[0], 1.0);
+  EXPECT_NEAR(vector[1], std::pow(0.9, 50), 1e-14);
+}
+
 TEST(EigenVectors, EveryFailureHasItsStatus) {
   RecordingDisplay display;
   double some = 0.0;
@@ -194,6 +220,11 @@ TEST(PowerMethod, FindsTheDominantEigenvalue) {
   }
   EXPECT_FALSE(Identity(2).PowerMethod(1e-10, nullptr));
   EXPECT_EQ(value, 7.0);
+  // The cap: 10,000 quotients, from number 0 on.
+  const MTH_MATRIX slow = Matrix({{1, 0}, {0, kSlow}});
+  const auto step = [](int k) { return QuotientAfter(k) - QuotientAfter(k - 1); };
+  EXPECT_TRUE(slow.PowerMethod(step(9995), &value));
+  EXPECT_FALSE(slow.PowerMethod(step(10005), &value));
 }
 
 TEST(Square, AndSquareRootWorkElementByElement) {

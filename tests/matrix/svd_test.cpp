@@ -134,11 +134,14 @@ TEST(SVD, FailuresLeaveTheCallerThreeFactors) {
 }
 
 TEST(SVD, RankCountsValuesAboveTheTolerance) {
-  const std::pair<MTH_MATRIX, int> cases[] = {
-      {Matrix({{1, 2}, {2, 4}}), 1},       {Matrix({{0, 0}, {0, 0}}), 0},
-      {Matrix({{1, 0}, {0, 1.9e-15}}), 1}, {Matrix({{1, 0}, {0, 2.1e-15}}), 2},
-      {Matrix({{1, 2, 3}, {4, 5, 6}}), 2}, {MTH_MATRIX(), 0},
-      {MTH_MATRIX(0, 3, kDouble), 0}};
+  const std::pair<MTH_MATRIX, int> cases[] = {{Matrix({{1, 2}, {2, 4}}), 1},
+                                              {Matrix({{0, 0}, {0, 0}}), 0},
+                                              {Matrix({{1, 0}, {0, 1.9e-15}}), 1},
+                                              {Matrix({{1, 0}, {0, 2.1e-15}}), 2},
+                                              {Matrix({{1, 2, 3}, {4, 5, 6}}), 2},
+                                              {MTH_MATRIX(), 0},
+                                              {Matrix({{1, 0}, {0, 3e-15}, {0, 0}, {0, 0}}), 2},
+                                              {MTH_MATRIX(0, 3, kDouble), 0}};
   for (const auto& [matrix, rank] : cases) EXPECT_EQ(matrix.Rank(), rank);
 }
 
@@ -173,6 +176,17 @@ TEST(PseudoInverse, HandsOutFactorsAndTheNumberOfValuesKept) {
   EXPECT_EQ(rank, 1);
   EXPECT_EQ(owned[1]->Get(0, 0), 2.0);
   EXPECT_TRUE(SameBits(*MatrixPtr(a.PseudoInverse()), *inverse));
+
+  // The tolerance goes by the longer side.
+  const std::pair<MTH_MATRIX, int> nearlySingular[] = {{Matrix({{1, 0}, {0, 1.9e-15}}), 1},
+                                                       {Matrix({{1, 0}, {0, 2.1e-15}}), 2},
+                                                       {Matrix({{1, 0}, {0, 3.9e-15}, {0, 0}, {0, 0}}), 1},
+                                                       {Matrix({{1, 0}, {0, 4.1e-15}, {0, 0}, {0, 0}}), 2}};
+  for (const auto& [matrix, kept] : nearlySingular) {
+    EXPECT_EQ(MatrixPtr(matrix.PseudoInverse(nullptr, nullptr, nullptr, &rank))->GetStatusError(),
+              kept == 2 ? 0 : 10);
+    EXPECT_EQ(rank, kept);
+  }
 
   const MatrixPtr failed(MTH_MATRIX().PseudoInverse(&made[0], &made[1], &made[2], &rank));
   const MatrixPtr unallocated[] = {MatrixPtr(made[0]), MatrixPtr(made[1]), MatrixPtr(made[2])};
