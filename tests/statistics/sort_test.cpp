@@ -11,7 +11,6 @@
 #include <utility>
 #include <vector>
 
-#include "mth/Mth_pointer_list.h"
 #include "mth/statistics/Mth_sort.h"
 #include "mth/statistics/Mth_sort_internal.h"
 #include "mth/value/Mth_3d_double.h"
@@ -248,33 +247,6 @@ TEST(Sort, PointsCompareInThousandths) {
   for (auto* const compare : {Mth_SortDist, Mth_SortXCroissant, Mth_SortYCroissant, Mth_SortZCroissant}) {
     EXPECT_EQ(compare(nullptr, &a), 0);
     EXPECT_EQ(compare(&a, nullptr), 0);
-  }
-}
-
-TEST(Sort, PointListsSurviveComparisonsThatContradictThemselves) {
-  std::mt19937 engine(31);
-  std::vector<MTH_3D_DOUBLE> points;
-  for (int i = 0; i < 500; ++i) {
-    points.emplace_back(i % 7 == 0 ? kNaN : static_cast<double>(engine() % 100) / 10.0,
-                        static_cast<double>(engine() % 100), 0.0);
-  }
-  for (auto* const compare : {Mth_SortDist, Mth_SortXCroissant, Mth_SortYCroissant}) {
-    MTH_POINTER_LIST<MTH_3D_DOUBLE> list;
-    std::vector<MTH_3D_DOUBLE*> expected;
-    for (MTH_3D_DOUBLE& point : points) {
-      list.Add(&point);
-      expected.push_back(&point);
-    }
-    list.Sort(compare);
-    std::vector<MTH_3D_DOUBLE*> sorted(list.begin(), list.end());
-    if (compare == Mth_SortYCroissant) {
-      std::stable_sort(expected.begin(), expected.end(),
-                       [](const auto* p, const auto* q) { return p->GetY() < q->GetY(); });
-    } else {  // no order at all, but every point once
-      std::sort(expected.begin(), expected.end());
-      std::sort(sorted.begin(), sorted.end());
-    }
-    EXPECT_EQ(sorted, expected);
   }
 }
 
