@@ -38,6 +38,22 @@ void AddFourLines(const double* a, const double* b, const double* c, const doubl
   });
 }
 
+// sums[i] += scale values[i]
+inline void AddScaled(const double* values, double scale, std::int64_t length, double* sums) {
+  ForEachLanes(0, length, [&]<class V>(std::int64_t i, V) {
+    Store(sums + i, Load<V>(sums + i) + Spread<V>(scale) * Load<V>(values + i));
+  });
+}
+
+// sums[i] += weight (scale values[i])^2
+inline void AddScaledSquares(const double* values, double scale, double weight, std::int64_t length,
+                             double* sums) {
+  ForEachLanes(0, length, [&]<class V>(std::int64_t i, V) {
+    const V value = Spread<V>(scale) * Load<V>(values + i);
+    Store(sums + i, Load<V>(sums + i) + Spread<V>(weight) * (value * value));
+  });
+}
+
 // Whether no value is a NaN or above 2^1020, so that no filter makes an infinity of them.
 template <class T>
 bool AreModest(const T* values, std::int64_t length) {

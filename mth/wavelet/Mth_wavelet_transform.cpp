@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 
 #include "mth/Mth_work_array_internal.h"
 #include "mth/wavelet/Mth_wavelet_transform_internal.h"
@@ -337,6 +338,33 @@ bool Rebuild(const Subbands& subbands, int level, MTH_MATRIX& image) {
     AddSubbands(subbands, count, image.GetEDataAddress());
   } else {
     AddSubbands(subbands, count, image.GetFDataAddress());
+  }
+  return true;
+}
+
+bool MeanSquares(const double* values, ImageSize size, std::int64_t reach, double scale, double* means) {
+  const std::int64_t rows = size.rows;
+  const std::int64_t columns = size.columns;
+  const WorkArray<double> line(columns + 2 * reach);
+  if (!line) return false;
+  double* const sums = line.Get() + reach;
+  const auto side = static_cast<double>(reach + 1);
+  const auto weightAt = [&](std::int64_t distance) {  // the weights along one axis add up to 1
+    return (side - static_cast<double>(std::abs(distance))) / (side * side);
+  };
+  for (std::int64_t row = 0; row < rows; ++row) {
+    std::fill_n(sums, columns, 0.0);
+    for (std::int64_t k = -reach; k <= reach; ++k) {
+      MTH_SELECT(AddScaledSquares)
+      (values + MirrorIndex(row + k, rows) * columns, scale, weightAt(k), columns, sums);
+    }
+    for (std::int64_t i = 1; i <= reach; ++i) {
+      sums[-i] = sums[MirrorIndex(-i, columns)];
+      sums[columns - 1 + i] = sums[MirrorIndex(columns - 1 + i, columns)];
+    }
+    double* const out = means + row * columns;
+    std::fill_n(out, columns, 0.0);
+    for (std::int64_t k = -reach; k <= reach; ++k) MTH_SELECT(AddScaled)(sums + k, weightAt(k), columns, out);
   }
   return true;
 }

@@ -51,4 +51,9 @@ bool Smooth(double* data, int level, ImageSize size);
 /// @copydoc Analyse
 bool Rebuild(const Subbands& subbands, int level, MTH_MATRIX& image);
 
+/// Mean of the squares of the values times `scale` around each value, at most `reach` rows and columns away,
+/// with weights that fall off linearly along both. The array goes on as its mirror image.
+/// @return  false without memory.
+bool MeanSquares(const double* values, ImageSize size, std::int64_t reach, double scale, double* means);
+
 }  // namespace mth_internal
