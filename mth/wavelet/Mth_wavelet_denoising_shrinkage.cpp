@@ -39,9 +39,6 @@ constexpr double kSectorWidth = 1.3862943611198906;  // ln 4
 constexpr double kLastEvidence = 2.0 * kSectorWidth;
 constexpr int kBins = 32;
 
-// How far the borders of all levels reach together: the mirror image around the picture takes them.
-constexpr std::int64_t kMargin = 3 * (1 + 2 + 4 + 8);
-
 // The detail subbands of all levels.
 class Details {
  public:

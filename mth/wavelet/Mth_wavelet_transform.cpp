@@ -13,6 +13,7 @@ namespace {
 
 constexpr int kHighestLevel = 30;
 // Samples that the filters reach to either side of a sample, in steps.
+constexpr int kAnalysisReach = 2;
 constexpr int kReach = 3;
 
 // Quadratic spline wavelet: taps with the zeros that centre them.
@@ -45,14 +46,19 @@ constexpr CompactFilter kDifference = Compact(kDifferenceTaps);
 constexpr CompactFilter kLowRebuilding = Compact(kLowRebuildingTaps);
 constexpr CompactFilter kHighRebuilding = Compact(kHighRebuildingTaps);
 
+static_assert(kSmoothing.count == 4 && kDifference.count == 2 && kSmoothing.lead == kDifference.lead + 1);
+
 constexpr int kMostTaps = 6;
 using TapLines = std::array<const double*, kMostTaps>;
 
 void Combine(const CompactFilter& filter, const TapLines& lines, std::int64_t length, double* out) {
-  const auto combine = filter.count == 2   ? MTH_SELECT(CombineTwoLines)
-                       : filter.count == 4 ? MTH_SELECT(CombineFourLines)
-                                           : MTH_SELECT(CombineSixLines);
+  const auto combine = filter.count == 4 ? MTH_SELECT(CombineFourLines) : MTH_SELECT(CombineSixLines);
   combine(lines.data(), filter.taps, length, out);
+}
+
+// Both filters of the analysis, from the lines of the smoothing one.
+void SplitLines(const TapLines& lines, std::int64_t length, double* low, double* high) {
+  MTH_SELECT(SplitLines)(lines.data(), kSmoothing.taps, kDifference.taps, length, low, high);
 }
 
 // Whether the zero taps between a filter's own may be left out: they add 0, but NaN to what is not finite.
@@ -70,22 +76,15 @@ class RowReader {
         isInside_(image.IsAllocated() && size.rows <= image.GetNbRows() &&
                   size.columns <= image.GetNbCols()) {}
 
-  void Read(std::int64_t row, double* line) const {
-    if (isInside_ && image_.GetEDataAddress() != nullptr) {
-      std::copy_n(image_.GetEDataAddress() + row * image_.GetNbCols(), columns_, line);
-    } else if (isInside_) {
-      std::copy_n(image_.GetFDataAddress() + row * image_.GetNbCols(), columns_, line);
-    } else {
-      for (int column = 0; column < columns_; ++column)
-        line[column] = image_.Get(static_cast<int>(row), column);
-    }
-  }
-  bool MaySkipZeroTaps() const {
-    const std::int64_t count = std::int64_t{image_.GetNbRows()} * image_.GetNbCols();
-    if (!image_.IsAllocated()) return true;
-    return image_.GetEDataAddress() != nullptr
-               ? mth_internal::MaySkipZeroTaps(image_.GetEDataAddress(), count)
-               : mth_internal::MaySkipZeroTaps(image_.GetFDataAddress(), count);
+  /// @return  whether the zero taps may be left out of this row.
+  bool Read(std::int64_t row, double* line) const {
+    const std::int64_t start = row * image_.GetNbCols();
+    if (isInside_ && image_.GetEDataAddress() != nullptr)
+      return MTH_SELECT(CopyModest<double>)(image_.GetEDataAddress() + start, columns_, line);
+    if (isInside_) return MTH_SELECT(CopyModest<float>)(image_.GetFDataAddress() + start, columns_, line);
+    for (int column = 0; column < columns_; ++column)
+      line[column] = image_.Get(static_cast<int>(row), column);
+    return MaySkipZeroTaps(line, columns_);
   }
 
  private:
@@ -97,8 +96,8 @@ class RowReader {
 // A row with its mirror image at both ends, as far as the filters reach.
 class ExtendedRow {
  public:
-  ExtendedRow(std::int64_t length, std::int64_t step)
-      : length_(length), step_(step), margin_(kReach * step), samples_(length + 2 * margin_) {}
+  ExtendedRow(std::int64_t length, std::int64_t step, int reach)
+      : length_(length), step_(step), margin_(reach * step), samples_(length + 2 * margin_) {}
   explicit operator bool() const { return static_cast<bool>(samples_); }
 
   /// Where to put the row; Extend then adds the margins.
@@ -111,13 +110,18 @@ class ExtendedRow {
     }
   }
   void Filter(const CompactFilter& filter, double* out) const {
-    TapLines lines;
-    for (int k = 0; k < filter.count; ++k)
-      lines[static_cast<std::size_t>(k)] = Row() + (filter.lead - k) * step_;
-    Combine(filter, lines, length_, out);
+    Combine(filter, LinesOf(filter), length_, out);
   }
+  void Split(double* low, double* high) const { SplitLines(LinesOf(kSmoothing), length_, low, high); }
 
  private:
+  TapLines LinesOf(const CompactFilter& filter) const {
+    TapLines lines{};
+    for (int k = 0; k < filter.count; ++k)
+      lines[static_cast<std::size_t>(k)] = Row() + (filter.lead - k) * step_;
+    return lines;
+  }
+
   std::int64_t length_;
   std::int64_t step_;
   std::int64_t margin_;
@@ -127,34 +131,46 @@ class ExtendedRow {
 // The rows of an array around the present one, already filtered along themselves, for filtering across them.
 class RowWindow {
  public:
-  RowWindow(ImageSize size, std::int64_t step)
+  RowWindow(ImageSize size, std::int64_t step, int reach)
       : size_(size),
         step_(step),
-        kept_(std::min(size.rows, 2 * kReach * step + 1)),
-        samples_(kept_ * size.columns) {}
+        kept_(std::min(size.rows, 2 * reach * step + 1)),
+        stride_(size.columns + kRowGap),
+        samples_(kept_ * stride_) {}
   explicit operator bool() const { return static_cast<bool>(samples_); }
 
-  double* Row(std::int64_t row) const { return samples_.Get() + (row % kept_) * size_.columns; }
+  double* Row(std::int64_t row) const { return samples_.Get() + (row % kept_) * stride_; }
   void FilterAcross(const CompactFilter& filter, std::int64_t row, double* out) const {
-    TapLines lines;
-    for (int k = 0; k < filter.count; ++k)
-      lines[static_cast<std::size_t>(k)] = Row(MirrorIndex(row + (filter.lead - k) * step_, size_.rows));
-    Combine(filter, lines, size_.columns, out);
+    Combine(filter, LinesOf(filter, row), size_.columns, out);
+  }
+  void SplitAcross(std::int64_t row, double* low, double* high) const {
+    SplitLines(LinesOf(kSmoothing, row), size_.columns, low, high);
   }
 
  private:
+  // Between rows, so that those of a width that is a power of two do not share the sets of the cache.
+  static constexpr std::int64_t kRowGap = 24;
+
+  TapLines LinesOf(const CompactFilter& filter, std::int64_t row) const {
+    TapLines lines{};
+    for (int k = 0; k < filter.count; ++k)
+      lines[static_cast<std::size_t>(k)] = Row(MirrorIndex(row + (filter.lead - k) * step_, size_.rows));
+    return lines;
+  }
+
   ImageSize size_;
   std::int64_t step_;
   std::int64_t kept_;
+  std::int64_t stride_;
   WorkArray<double> samples_;
 };
 
 // Calls fill(row) for every row in turn, each before finish(row) of any row whose filters reach it.
 template <class Fill, class Finish>
-void SweepRows(std::int64_t rows, std::int64_t step, Fill fill, Finish finish) {
+void SweepRows(std::int64_t rows, std::int64_t reach, Fill fill, Finish finish) {
   std::int64_t filled = 0;
   for (std::int64_t row = 0; row < rows; ++row) {
-    for (; filled < rows && filled <= row + kReach * step; ++filled) fill(filled);
+    for (; filled < rows && filled <= row + reach; ++filled) fill(filled);
     finish(row);
   }
 }
@@ -197,13 +213,13 @@ class SweepFilter {
   SweepFilter(int level, ImageSize size)
       : size_(size),
         step_(StepOfLevel(level, size.rows)),
-        line_(size.columns, StepOfLevel(level, size.columns)),
-        window_(size, step_) {}
+        line_(size.columns, StepOfLevel(level, size.columns), kReach),
+        window_(size, step_, kReach) {}
   explicit operator bool() const { return line_ && window_; }
 
   void Run(double* data, const CompactFilter& alongRows, const CompactFilter& alongColumns) const {
     SweepRows(
-        size_.rows, step_,
+        size_.rows, kReach * step_,
         [&](std::int64_t row) {
           std::copy_n(data + row * size_.columns, size_.columns, line_.Row());
           line_.Extend();
@@ -296,28 +312,31 @@ void FilterLine(const double* line, WaveletFilter filter, std::int64_t step, std
 
 bool Analyse(const MTH_MATRIX& image, int level, ImageSize size, const Subbands& subbands) {
   const RowReader reader(image, size);
-  if (level < 0 || !reader.MaySkipZeroTaps()) return AnalyseEveryTap(reader, level, size, subbands);
+  const double* const own = image.GetEDataAddress();
+  const bool isInPlace = own != nullptr && (own == subbands.approx || own == subbands.detailRows ||
+                                            own == subbands.detailCols || own == subbands.detailDiag);
+  // In place, rows that have been read are gone when a later one needs every tap.
+  if (level < 0 || (isInPlace && !MaySkipZeroTaps(own, std::int64_t{image.GetNbRows()} * image.GetNbCols())))
+    return AnalyseEveryTap(reader, level, size, subbands);
   const std::int64_t across = StepOfLevel(level, size.rows);
-  const ExtendedRow line(size.columns, StepOfLevel(level, size.columns));
-  const RowWindow smooth(size, across);
-  const RowWindow differences(size, across);
+  const ExtendedRow line(size.columns, StepOfLevel(level, size.columns), kAnalysisReach);
+  const RowWindow smooth(size, across, kAnalysisReach);
+  const RowWindow differences(size, across, kAnalysisReach);
   if (!line || !smooth || !differences) return false;
+  bool maySkipZeroTaps = true;
   SweepRows(
-      size.rows, across,
+      size.rows, kAnalysisReach * across,
       [&](std::int64_t row) {
-        reader.Read(row, line.Row());
+        maySkipZeroTaps = reader.Read(row, line.Row()) && maySkipZeroTaps;
         line.Extend();
-        line.Filter(kSmoothing, smooth.Row(row));
-        line.Filter(kDifference, differences.Row(row));
+        line.Split(smooth.Row(row), differences.Row(row));
       },
       [&](std::int64_t row) {
         const std::int64_t start = row * size.columns;
-        smooth.FilterAcross(kSmoothing, row, subbands.approx + start);
-        smooth.FilterAcross(kDifference, row, subbands.detailRows + start);
-        differences.FilterAcross(kSmoothing, row, subbands.detailCols + start);
-        differences.FilterAcross(kDifference, row, subbands.detailDiag + start);
+        smooth.SplitAcross(row, subbands.approx + start, subbands.detailRows + start);
+        differences.SplitAcross(row, subbands.detailCols + start, subbands.detailDiag + start);
       });
-  return true;
+  return maySkipZeroTaps || AnalyseEveryTap(reader, level, size, subbands);
 }
 
 bool Smooth(double* data, int level, ImageSize size) {
