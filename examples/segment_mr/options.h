@@ -20,6 +20,7 @@ struct Options {
   std::vector<double> centroids;  ///< to start from; empty: spread over the intensity quantiles
   std::optional<int> axis;        ///< 0, 1 or 2
   std::optional<int> index;       ///< of the plane along the axis
+  bool denoises = false;          ///< before the segmentation
 };
 
 inline constexpr int kMostClusters = 64;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <iterator>
 
 #include "support/failure.h"
 #include "support/nifti_io.h"
@@ -57,13 +58,27 @@ ScreenOrder ScreenOrderOf(const GreyImage& image) {
   return {across == 'L' || across == 'A', down == 'A' || down == 'S'};
 }
 
+double WhiteLevel(const GreyImage& image) {
+  std::vector<double> inside;
+  std::copy_if(image.values.begin(), image.values.end(), std::back_inserter(inside),
+               [](double value) { return value > 0.0; });
+  if (inside.empty()) return 1.0;
+  const auto rank = static_cast<std::ptrdiff_t>(static_cast<double>(inside.size() - 1) * 0.998);
+  std::nth_element(inside.begin(), inside.begin() + rank, inside.end());
+  return inside[static_cast<std::size_t>(rank)];
+}
+
+bool IsPngName(const std::string& path) {
+  return EndsWith(LowerCase(path), ".png");
+}
+
 GreyImage ReadImage(const std::string& path) {
   std::error_code error;
   if (!std::filesystem::exists(path, error)) throw Failure("cannot find the image " + path);
   if (!std::filesystem::is_regular_file(path, error)) throw Failure(path + " is not a file");
   const std::string name = LowerCase(path);
   if (EndsWith(name, ".nii") || EndsWith(name, ".nii.gz")) return ReadNifti(path);
-  if (EndsWith(name, ".png")) return ReadPng(path);
+  if (IsPngName(path)) return ReadPng(path);
   throw Failure("unsupported image " + path + ": .nii, .nii.gz and .png are read");
 }
 

@@ -57,6 +57,12 @@ struct ScreenOrder {
 };
 ScreenOrder ScreenOrderOf(const GreyImage& image);
 
+/// The intensity to draw as white: a few bright voxels, of vessels or noise, would darken all others.
+double WhiteLevel(const GreyImage& image);
+
+/// Whether ReadImage takes the file for a PNG, by its name; otherwise it is NIfTI.
+bool IsPngName(const std::string& path);
+
 /// Reads a NIfTI (.nii, .nii.gz) or PNG (.png) file.
 /// @throws Failure  naming the file, when it is missing, damaged or of an unsupported kind.
 GreyImage ReadImage(const std::string& path);
