@@ -38,3 +38,4 @@
 #include "mth/value/Mth_3d_vect_float.h"
 #include "mth/value/Mth_3d_vect_integer.h"
 #include "mth/value/Mth_complex.h"
+#include "mth/wavelet/Mth_wavelet_denoising.h"

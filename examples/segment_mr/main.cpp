@@ -9,6 +9,7 @@
 #include "plots.h"
 #include "report.h"
 #include "segmentation.h"
+#include "support/denoising.h"
 #include "support/failure.h"
 #include "support/image.h"
 #include "support/nifti_io.h"
@@ -35,6 +36,16 @@ GreyImage ReadChosenImage(const std::string& path, Options& options) {
   return example::ExtractPlane(image, axis, index);
 }
 
+// The image without its noise. What was 0 is outside the head and stays so.
+GreyImage Denoised(const GreyImage& image) {
+  GreyImage denoised = image;
+  example::Denoise(denoised, {});
+  for (std::size_t voxel = 0; voxel < image.values.size(); ++voxel) {
+    if (image.values[voxel] == 0.0) denoised.values[voxel] = 0.0;
+  }
+  return denoised;
+}
+
 void WriteResults(example::OutputFolder& folder, const GreyImage& image, const Segmentation& segmentation,
                   const Options& options) {
   WritePictures(folder, image, segmentation);
@@ -52,9 +63,13 @@ int Run(int argc, char** argv) {
   std::optional<Options> options = segment_mr::ParseOptions(argc, argv);
   if (!options) return 0;
   example::OutputFolder folder(options->outputPath);
-  const GreyImage image = ReadChosenImage(options->imagePath, *options);
+  GreyImage image = ReadChosenImage(options->imagePath, *options);
   std::optional<GreyImage> second;
   if (!options->fusedPath.empty()) second = ReadChosenImage(options->fusedPath, *options);
+  if (options->denoises) {
+    image = Denoised(image);
+    if (second) second = Denoised(*second);
+  }
   const Segmentation segmentation = Segment(image, second ? &*second : nullptr, *options);
   WriteResults(folder, image, segmentation, *options);
 

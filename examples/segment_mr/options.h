@@ -21,10 +21,10 @@ struct Options {
   double rho = 2.0;               ///< evidential: distance of outliers, in mean distances to the centroids
   std::string fusedPath;          ///< second image; empty: none
   std::vector<double> centroids;  ///< to start from; empty: spread over the intensity quantiles
-  std::vector<double>
-      fusedCentroids;        ///< the same for the second image, in the order of the first one's classes
-  std::optional<int> axis;   ///< 0, 1 or 2
-  std::optional<int> index;  ///< of the plane along the axis
+  std::vector<double> fusedCentroids;  ///< those of the second image, in the order of the first one's classes
+  std::optional<int> axis;             ///< 0, 1 or 2
+  std::optional<int> index;            ///< of the plane along the axis
+  bool denoises = false;               ///< before the segmentation
 };
 
 inline constexpr int kMostClusters = 64;

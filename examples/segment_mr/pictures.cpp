@@ -47,17 +47,6 @@ Drawn PlaneToDraw(const GreyImage& image, const Segmentation& segmentation) {
   return drawn;
 }
 
-// The intensity to draw as white: a few bright voxels, of vessels or noise, would darken all others.
-double WhiteLevel(const GreyImage& image) {
-  std::vector<double> inside;
-  std::copy_if(image.values.begin(), image.values.end(), std::back_inserter(inside),
-               [](double value) { return value > 0.0; });
-  if (inside.empty()) return 1.0;
-  const auto rank = static_cast<std::ptrdiff_t>(static_cast<double>(inside.size() - 1) * 0.998);
-  std::nth_element(inside.begin(), inside.begin() + rank, inside.end());
-  return inside[static_cast<std::size_t>(rank)];
-}
-
 Raster DrawMembership(const GreyImage& plane, const std::vector<float>& membership, Colour colour) {
   return example::DrawPlane(
       plane, [&](std::size_t voxel) { return example::Mix(kBlack, colour, membership[voxel]); });
@@ -74,7 +63,8 @@ void WritePictures(example::OutputFolder& folder, const GreyImage& image, const 
   });
   example::WritePng(folder.PathOf("labels.png"), labels);
 
-  const Raster grey = example::DrawGreyPlane(drawn.image, drawn.image.values, 0.0, WhiteLevel(drawn.image));
+  const Raster grey =
+      example::DrawGreyPlane(drawn.image, drawn.image.values, 0.0, example::WhiteLevel(drawn.image));
   std::vector<PanelTile> tiles{{grey, "image", std::nullopt, true}, {labels, "labels", std::nullopt, false}};
   for (std::size_t k = 0; k < drawn.memberships.size(); ++k) {
     const std::vector<float>& membership = drawn.memberships[k];

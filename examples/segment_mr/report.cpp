@@ -97,6 +97,7 @@ Json ImageJson(const GreyImage& image, const Segmentation& segmentation, const O
   json["plane"] = nullptr;
   if (options.axis)
     json["plane"] = {{"axis", std::string(1, "xyz"[*options.axis])}, {"index", *options.index}};
+  json["denoised"] = options.denoises;
   json["voxels_above_zero"] = InsideCount(segmentation);
   return json;
 }
@@ -170,6 +171,7 @@ std::string TextReport(const GreyImage& image, const Segmentation& segmentation,
   std::string text = "Segmentation of " + options.imagePath + "\n\n";
   text += Row("image", SizeText(image) + ", " + std::to_string(InsideCount(segmentation)) + " above 0");
   if (options.axis) text += Row("plane", PlaneText(options));
+  if (options.denoises) text += Row("denoised", "before the segmentation");
   text += Row("method", MethodText(options));
   text += Row("iterations", IterationsText(segmentation, options));
   text += Row("last change", Rounded(segmentation.changes.back(), 6));

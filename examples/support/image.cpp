@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <iterator>
 
 #include "support/failure.h"
 #include "support/nifti_io.h"
@@ -60,6 +61,16 @@ ScreenOrder ScreenOrderOf(const GreyImage& image) {
 bool IsNiftiPath(const std::string& path) {
   const std::string name = LowerCase(path);
   return EndsWith(name, ".nii") || EndsWith(name, ".nii.gz");
+}
+
+double WhiteLevel(const GreyImage& image) {
+  std::vector<double> inside;
+  std::copy_if(image.values.begin(), image.values.end(), std::back_inserter(inside),
+               [](double value) { return value > 0.0; });
+  if (inside.empty()) return 1.0;
+  const auto rank = static_cast<std::ptrdiff_t>(static_cast<double>(inside.size() - 1) * 0.998);
+  std::nth_element(inside.begin(), inside.begin() + rank, inside.end());
+  return inside[static_cast<std::size_t>(rank)];
 }
 
 GreyImage ReadImage(const std::string& path) {

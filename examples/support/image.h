@@ -60,6 +60,9 @@ ScreenOrder ScreenOrderOf(const GreyImage& image);
 /// Whether a file of that name is read as NIfTI.
 bool IsNiftiPath(const std::string& path);
 
+/// The intensity to draw as white: a few bright voxels, of vessels or noise, would darken all others.
+double WhiteLevel(const GreyImage& image);
+
 /// Reads a NIfTI (.nii, .nii.gz) or PNG (.png) file.
 /// @throws Failure  naming the file, when it is missing, damaged or of an unsupported kind.
 GreyImage ReadImage(const std::string& path);

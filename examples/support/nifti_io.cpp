@@ -212,6 +212,61 @@ std::array<char, 3> Directions(const nifti_image& image) {
   return letters;
 }
 
+ImagePtr CopyHeader(const std::string& modelPath) {
+  const ImagePtr model = ReadHeader(modelPath);
+  ImagePtr image(nifti_copy_nim_info(model.get()));
+  if (!image) throw std::bad_alloc();
+  return image;
+}
+
+ImagePtr MakeHeader(const GreyImage& image) {
+  const int dimensionsCount = IsVolume(image) ? 3 : 2;
+  const std::int64_t dimensions[8] = {
+      dimensionsCount, image.size[0], image.size[1], image.size[2], 1, 1, 1, 1};
+  constexpr int kWithoutVoxels = 0;
+  ImagePtr header(nifti_make_new_nim(dimensions, NIFTI_TYPE_UINT8, kWithoutVoxels));
+  if (!header) throw std::bad_alloc();
+  header->nifti_type = NIFTI_FTYPE_NIFTI1_1;
+  if (image.voxelSize) {
+    header->dx = header->pixdim[1] = (*image.voxelSize)[0];
+    header->dy = header->pixdim[2] = (*image.voxelSize)[1];
+    header->dz = header->pixdim[3] = (*image.voxelSize)[2];
+    header->xyz_units = NIFTI_UNITS_MM;
+  }
+  return header;
+}
+
+template <class T>
+std::vector<T> Converted(const std::vector<double>& values) {
+  std::vector<T> converted;
+  converted.reserve(values.size());
+  for (const double value : values) converted.push_back(static_cast<T>(value));
+  return converted;
+}
+
+template <class T>
+void WriteVoxels(nifti_image& image, int type, const std::vector<T>& voxels, const std::string& path) {
+  if (nifti_set_filenames(&image, path.c_str(), 0, 1) != 0) throw std::bad_alloc();
+  image.datatype = type;
+  nifti_datatype_sizes(image.datatype, &image.nbyper, &image.swapsize);
+  image.scl_slope = 0.0;
+  image.scl_inter = 0.0;
+  image.cal_min = 0.0;
+  image.cal_max = 0.0;
+  const std::size_t bytes = voxels.size() * sizeof(T);
+  image.data = std::malloc(bytes);  // freed by the library with the image
+  if (image.data == nullptr) throw std::bad_alloc();
+  std::memcpy(image.data, voxels.data(), bytes);
+  {
+    const SilencedStandardError silence;
+    nifti_image_write(&image);
+  }
+  // The library does not tell whether the disc was full: only a file that can be read back was written.
+  std::error_code error;
+  const bool isThere = std::filesystem::exists(path, error);
+  if (!isThere || ContentBytes(path) < bytes) throw Failure("cannot write " + path);
+}
+
 }  // namespace
 
 GreyImage ReadNifti(const std::string& path) {
@@ -230,28 +285,23 @@ GreyImage ReadNifti(const std::string& path) {
 
 void WriteNiftiLabels(const std::string& path, const std::string& modelPath,
                       const std::vector<std::uint8_t>& labels) {
-  const ImagePtr model = ReadHeader(modelPath);
-  const ImagePtr image(nifti_copy_nim_info(model.get()));
-  if (!image || nifti_set_filenames(image.get(), path.c_str(), 0, 1) != 0) throw std::bad_alloc();
-  image->datatype = NIFTI_TYPE_UINT8;
-  nifti_datatype_sizes(image->datatype, &image->nbyper, &image->swapsize);
-  image->scl_slope = 0.0;
-  image->scl_inter = 0.0;
-  image->cal_min = 0.0;
-  image->cal_max = 0.0;
+  const ImagePtr image = CopyHeader(modelPath);
   image->intent_code = NIFTI_INTENT_LABEL;
-  image->data = std::malloc(labels.size());  // freed by the library with the image
-  if (image->data == nullptr) throw std::bad_alloc();
-  std::copy(labels.begin(), labels.end(), static_cast<std::uint8_t*>(image->data));
-  {
-    const SilencedStandardError silence;
-    nifti_image_write(image.get());
-  }
+  WriteVoxels(*image, NIFTI_TYPE_UINT8, labels, path);
+}
 
-  // The library does not tell whether the disc was full: only a file that can be read back was written.
-  std::error_code error;
-  const bool isThere = std::filesystem::exists(path, error);
-  if (!isThere || ContentBytes(path) < labels.size()) throw Failure("cannot write " + path);
+void WriteNifti(const std::string& path, const std::string& modelPath, const GreyImage& image) {
+  const ImagePtr file = IsNiftiPath(modelPath) ? CopyHeader(modelPath) : MakeHeader(image);
+  const auto [least, greatest] = std::minmax_element(image.values.begin(), image.values.end());
+  const bool isWhole = *least >= 0.0 && std::all_of(image.values.begin(), image.values.end(),
+                                                    [](double value) { return value == std::floor(value); });
+  if (isWhole && *greatest <= std::numeric_limits<std::uint8_t>::max()) {
+    WriteVoxels(*file, NIFTI_TYPE_UINT8, Converted<std::uint8_t>(image.values), path);
+  } else if (isWhole && *greatest <= std::numeric_limits<std::uint16_t>::max()) {
+    WriteVoxels(*file, NIFTI_TYPE_UINT16, Converted<std::uint16_t>(image.values), path);
+  } else {
+    WriteVoxels(*file, NIFTI_TYPE_FLOAT32, Converted<float>(image.values), path);
+  }
 }
 
 }  // namespace example

@@ -1,0 +1,131 @@
+// Takes the noise off an MR image or volume: an example of a host program around the wavelet denoising.
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+
+#include "support/command_line.h"
+#include "support/denoising.h"
+#include "support/failure.h"
+#include "support/image.h"
+#include "support/nifti_io.h"
+#include "support/output_folder.h"
+#include "support/panel.h"
+#include "support/png_io.h"
+#include "support/text.h"
+
+namespace {
+
+using example::Failure;
+using example::Fixed;
+using example::GreyImage;
+
+constexpr int kLargestWindow = 99;
+
+struct Options {
+  std::string imagePath;
+  std::string outputPath = "denoise_mr_output";
+  example::DenoisingOptions denoising;
+};
+
+bool ParseOptions(int argc, char** argv, Options& options) {
+  CLI::App app(
+      "Takes the noise off a magnitude MR image, or off a volume plane by plane, by shrinking its wavelet\n"
+      "coefficients: flat tissue becomes smooth, edges stay.",
+      "denoise_mr");
+  app.footer(
+      "Files written into the folder (all or none; those of an earlier run are replaced):\n"
+      "  denoised.nii.gz  the result, in the place in the scanner of a NIfTI image\n"
+      "  panel.png        before, after and difference; of a volume the middle plane\n"
+      "\n"
+      "Exit status: 0 done, 2 failure (one line on standard error, nothing written).\n"
+      "\n"
+      "Example:\n"
+      "  denoise_mr head.nii.gz --factor 2.5 -o result\n");
+  app.add_option("IMAGE", options.imagePath,
+                 "Image or volume: .nii, .nii.gz, or .png\n(colours become their luminance)")
+      ->required();
+  app.add_option("-o,--output", options.outputPath, "Folder for the results, created if it is missing")
+      ->type_name("FOLDER")
+      ->capture_default_str();
+  app.add_option("-f,--factor", options.denoising.factor,
+                 "How many noise levels a detail must stand out to stay;\nlarger values smooth more")
+      ->capture_default_str();
+  app.add_option("-w,--window", options.denoising.window,
+                 "Side of the neighbourhood that decides on a detail, odd,\n1 to 99 pixels")
+      ->check(CLI::Range(1, kLargestWindow).description(""))
+      ->capture_default_str();
+  app.add_option_function<std::string>(
+         "--axis", [&options](const std::string& name) { options.denoising.axis = name.front() - 'x'; },
+         "Axis of a volume's grid across which its planes lie: x, y or z\n(z without it)")
+      ->check(CLI::IsMember({"x", "y", "z"}).description(""))
+      ->type_name("AXIS");
+  if (!example::ParseCommandLine(app, argc, argv)) return false;
+  example::Require(!options.outputPath.empty(), "--output needs a folder");
+  example::Require(std::isfinite(options.denoising.factor) && options.denoising.factor >= 0.0,
+                   "--factor must not be negative");
+  example::Require(options.denoising.window % 2 != 0, "--window must be odd");
+  return true;
+}
+
+// The middle plane of both, and what was taken off, from black for darker to white for brighter.
+void WritePanel(const std::string& path, const GreyImage& before, const GreyImage& after, int axis) {
+  const int middle = before.size[static_cast<std::size_t>(axis)] / 2;
+  const GreyImage first = example::ExtractPlane(before, axis, middle);
+  const GreyImage second = example::ExtractPlane(after, axis, middle);
+  std::vector<double> difference;
+  double largest = 0.0;
+  for (std::size_t i = 0; i < first.values.size(); ++i) {
+    difference.push_back(second.values[i] - first.values[i]);
+    largest = std::max(largest, std::abs(difference.back()));
+  }
+  if (!(largest > 0.0)) largest = 1.0;
+  const double white = example::WhiteLevel(first);
+  const std::vector<example::PanelTile> tiles{
+      {example::DrawGreyPlane(first, first.values, 0.0, white), "before", std::nullopt, true},
+      {example::DrawGreyPlane(second, second.values, 0.0, white), "after", std::nullopt, true},
+      {example::DrawGreyPlane(first, difference, -largest, largest),
+       "difference: -" + example::Rounded(largest, 3) + " to " + example::Rounded(largest, 3), std::nullopt,
+       true}};
+  const auto& size = first.voxelSize;
+  example::WritePng(path, example::ComposePanel(tiles, size ? (*size)[1] / (*size)[0] : 1.0));
+}
+
+void Print(const Options& options, const GreyImage& image, const std::vector<double>& deviations) {
+  const auto [least, greatest] = std::minmax_element(deviations.begin(), deviations.end());
+  const std::string range = deviations.size() == 1
+                                ? Fixed(*least, 2)
+                                : Fixed(*least, 2) + " to " + Fixed(*greatest, 2) + " in " +
+                                      std::to_string(deviations.size()) + " planes";
+  std::printf("Image   %s, %d x %d x %d\nNoise   standard deviation %s\n", options.imagePath.c_str(),
+              image.size[0], image.size[1], image.size[2], range.c_str());
+  if (*greatest == 0.0)
+    std::printf("No noise was found: more than half of the image is black or it has none\n");
+}
+
+int Run(int argc, char** argv) {
+  Options options;
+  if (!ParseOptions(argc, argv, options)) return 0;
+  example::OutputFolder folder(options.outputPath);
+  const GreyImage image = example::ReadImage(options.imagePath);
+  const bool isFlat = !example::IsVolume(image);
+  if (isFlat && options.denoising.axis != 2)
+    throw Failure("--axis x and y need a volume, not a single image");
+  GreyImage denoised = image;
+  const std::vector<double> deviations = example::Denoise(denoised, options.denoising);
+
+  example::WriteNifti(folder.PathOf("denoised.nii.gz"), options.imagePath, denoised);
+  WritePanel(folder.PathOf("panel.png"), image, denoised, options.denoising.axis);
+  folder.Commit({});
+  Print(options, image, deviations);
+  std::printf("Written %s: denoised.nii.gz, panel.png\n", options.outputPath.c_str());
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return example::RunProgram("denoise_mr", Run, argc, argv);
+}

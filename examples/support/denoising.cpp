@@ -1,0 +1,82 @@
+#include "support/denoising.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <new>
+#include <string>
+
+#include "mth/wavelet/Mth_wavelet_denoising.h"
+#include "std/Std_wait_bar.h"
+#include "support/failure.h"
+
+namespace example {
+
+namespace {
+
+constexpr int kGreyBits = 14;
+
+// The denoising answers in whole grey levels: values with fractions are spread over many of them first.
+double GreyLevelsPerUnit(const GreyImage& image) {
+  const bool isWhole = std::all_of(image.values.begin(), image.values.end(),
+                                   [](double value) { return value == std::floor(value); });
+  if (isWhole) return 1.0;
+  int exponent = 0;
+  std::frexp(*std::max_element(image.values.begin(), image.values.end()), &exponent);
+  return std::ldexp(1.0, std::min(kGreyBits - exponent, std::numeric_limits<double>::max_exponent - 1));
+}
+
+// Calls visit(voxel, row, column) for every voxel of a plane.
+template <class Visit>
+void ForEachVoxel(const PlaneLayout& layout, int rows, int columns, Visit visit) {
+  for (int row = 0; row < rows; ++row) {
+    for (int column = 0; column < columns; ++column) {
+      visit(layout.start + static_cast<std::size_t>(column) * layout.step[0] +
+                static_cast<std::size_t>(row) * layout.step[1],
+            row, column);
+    }
+  }
+}
+
+double DenoisePlane(GreyImage& image, int index, double scale, const DenoisingOptions& options) {
+  const PlaneLayout layout = LayoutOfPlane(image.size, options.axis, index);
+  const int columns = image.size[static_cast<std::size_t>(layout.axes[0])];
+  const int rows = image.size[static_cast<std::size_t>(layout.axes[1])];
+  MTH_MATRIX plane(rows, columns, 0);
+  if (!plane.IsAllocated()) throw std::bad_alloc();
+  ForEachVoxel(layout, rows, columns, [&](std::size_t voxel, int row, int column) {
+    plane.Set(row, column, image.values[voxel] * scale);
+  });
+  MTH_WAVELET_DENOISING wavelet(&plane);
+  wavelet.SetThrFactor(options.factor);
+  wavelet.SetWindowSize(options.window);
+  const double deviation = wavelet.EstimateNoiseDeviation() / scale;
+  if (!wavelet.ApplyDenoisingMRImage()) throw std::bad_alloc();
+  const MTH_MATRIX& result = *wavelet.GetImage();
+  ForEachVoxel(layout, rows, columns, [&](std::size_t voxel, int row, int column) {
+    image.values[voxel] = result.Get(row, column) / scale;
+  });
+  return deviation;
+}
+
+}  // namespace
+
+std::vector<double> Denoise(GreyImage& image, const DenoisingOptions& options) {
+  const bool isMagnitude =
+      std::all_of(image.values.begin(), image.values.end(), [](double value) { return value >= 0.0; });
+  if (!isMagnitude) throw Failure("the image has values below 0: only magnitude images can be denoised");
+  const double scale = GreyLevelsPerUnit(image);
+  const int planes = image.size[static_cast<std::size_t>(options.axis)];
+  TSTD_WAIT_BAR progress;
+  progress.SetTitle("Denoising");
+  progress.SetStepsCount(planes);
+  progress.Show();
+  std::vector<double> deviations;
+  for (int index = 0; index < planes; ++index) {
+    deviations.push_back(DenoisePlane(image, index, scale, options));
+    progress.StepAction("plane " + std::to_string(index + 1));
+  }
+  return deviations;
+}
+
+}  // namespace example

@@ -1,0 +1,44 @@
+#include "mth/wavelet/Mth_wavelet_denoising.h"
+
+#include <new>
+
+#include "mth/wavelet/Mth_wavelet_transform_internal.h"
+
+using namespace mth_internal;
+
+MTH_WAVELET_DENOISING::MTH_WAVELET_DENOISING(MTH_MATRIX* image) : image_(nullptr) {
+  constexpr int kDoubleElements = 0;
+  if (image == nullptr) return;
+  image_ = new (std::nothrow) MTH_MATRIX(image->GetNbRows(), image->GetNbCols(), kDoubleElements);
+  if (image_ != nullptr) *image_ = *image;
+}
+
+MTH_WAVELET_DENOISING::~MTH_WAVELET_DENOISING() {
+  delete image_;
+}
+
+void MTH_WAVELET_DENOISING::WaveletTransform1D(double* signal, double* filter, double* out, int level, int n,
+                                               int filterLength) const {
+  if (signal == nullptr || filter == nullptr || out == nullptr || n <= 0) return;
+  FilterLine(signal, {filter, filterLength}, StepOfLevel(level, n), n, out);
+}
+
+void MTH_WAVELET_DENOISING::RedundantWaveletTransform(MTH_MATRIX* image, double* approx, double* detailRows,
+                                                      double* detailCols, double* detailDiag, int level,
+                                                      int rows, int cols) const {
+  if (image == nullptr || rows <= 0 || cols <= 0) return;
+  const Subbands subbands{approx, detailRows, detailCols, detailDiag};
+  if (subbands.AreComplete()) Analyse(*image, level, {rows, cols}, subbands);
+}
+
+void MTH_WAVELET_DENOISING::ComputeApproximation(double* data, int level, int rows, int cols) const {
+  if (data != nullptr && rows > 0 && cols > 0) Smooth(data, level, {rows, cols});
+}
+
+void MTH_WAVELET_DENOISING::RedundantInverseWaveletTransform(MTH_MATRIX* image, double* approx,
+                                                             double* detailRows, double* detailCols,
+                                                             double* detailDiag, int level) const {
+  if (image == nullptr || !image->IsAllocated() || image->GetNbRows() <= 0 || image->GetNbCols() <= 0) return;
+  const Subbands subbands{approx, detailRows, detailCols, detailDiag};
+  if (subbands.AreComplete()) Rebuild(subbands, level, *image);
+}

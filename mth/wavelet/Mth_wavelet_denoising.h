@@ -1,0 +1,147 @@
+#pragma once
+
+#include <cstdint>
+
+#include "mth/matrix/Mth_matrix.h"
+#include "std/Std_export.h"
+
+/// Removes the noise of a magnitude MR image by shrinking its undecimated wavelet coefficients.
+///
+/// Construct it with an image, set the threshold factor and the window if the defaults do not fit, call
+/// ApplyDenoisingMRImage and read the result with GetImage.
+///
+/// The transform is separable, along rows and then along columns, and does not subsample: every subband has
+/// the size of the image, and a shifted image has shifted subbands. At level j the taps of a filter lie
+/// 2^j samples apart; a line goes on beyond its ends as its mirror image, edge sample repeated, as often as
+/// the filter needs. The filters are the quadratic spline wavelet's:
+///
+/// | filter | role | taps |
+/// |---|---|---|
+/// | H | smoothing | 0.125, 0.375, 0.375, 0.125, 0 |
+/// | G | differences | 0, 0.5, -0.5, 0, 0 |
+/// | L | rebuilding from H | 0, 0, 0.125, 0.375, 0.375, 0.125, 0 |
+/// | K | rebuilding from G | 0, -0.03125, -0.21875, -0.6875, 0.6875, 0.21875, 0.03125 |
+///
+/// Forward and inverse transform of one level give the image back, but for rounding, except within 3 2^j
+/// samples of the start and 2 2^j of the end of a line: the mirror image of a line's coefficients is not that
+/// of the line. It is so by intention.
+///
+/// Subbands are the caller's row-major arrays of rows x columns doubles. Sums run over the taps in ascending
+/// order, so that a result is the same to the last bit on every machine. A level counts from 0; below 0 the
+/// last tap of a filter is all that is left of it, and a level above 30 counts as 30. With a null argument,
+/// without memory or for an image without rows or columns nothing is written.
+///
+/// @see  Mallat and Zhong, IEEE Trans. Pattern Analysis and Machine Intelligence 14 (1992) 710-732.
+class MTH_EXPORT MTH_WAVELET_DENOISING {
+ public:
+  /// Copies the image, with its element type; threshold factor 2, window size 5. The caller keeps the image.
+  explicit MTH_WAVELET_DENOISING(MTH_MATRIX* image);
+  MTH_WAVELET_DENOISING(const MTH_WAVELET_DENOISING&) = delete;
+  MTH_WAVELET_DENOISING& operator=(const MTH_WAVELET_DENOISING&) = delete;
+  /// Frees the working image too.
+  ~MTH_WAVELET_DENOISING();
+
+  /// How many noise levels a coefficient has to stand out to count as signal; its sign does not matter. A
+  /// larger factor smooths more.
+  double GetThrFactor() const { return thresholdFactor_; }
+  void SetThrFactor(double factor) { thresholdFactor_ = factor; }
+  /// Side, in pixels, of the neighbourhood that supports or contradicts a coefficient. An even side counts as
+  /// the next odd one, one below 1 as 1.
+  int GetWindowSize() const { return windowSize_; }
+  void SetWindowSize(const int size) { windowSize_ = size; }
+
+  /// The working image: a copy of the input, after ApplyDenoisingMRImage the result. It belongs to this
+  /// object.
+  /// @return  null when the object was given no image, or had no memory for its copy.
+  MTH_MATRIX* GetImage() const { return image_; }
+
+  /// Removes the noise of the working image: transforms it over four levels, multiplies every detail
+  /// coefficient by a factor in [0, 1] and rebuilds it, rounded to whole, non-negative grey levels.
+  ///
+  /// The noise of each subband follows from that of the finest diagonal one, of deviation s: s, 0.22 s, 0.09
+  /// s and 0.04 s in the diagonal subbands, 0.79 s, 0.25 s, 0.11 s and 0.05 s in the others, from the finest
+  /// level on. Those are the noise gains of the filters. An image without noise, s = 0, is only rounded; so
+  /// is one of which more than half is black.
+  ///
+  /// The local mean of the grey levels stays: what Rician noise adds to it in the dark is not taken off. The
+  /// image is transformed with a margin of its mirror image, so that its borders are rebuilt as well as the
+  /// rest. Pixels that are not finite count as 0.
+  /// @return  false, with the image as it was, when there is no memory; after the message "La matrice
+  /// d'entrée
+  ///          est nulle!" when there is no image, or an unallocated one.
+  /// @see     RemoveNoiseAdaptative; Pizurica, Philips, Lemahieu and Acheroy, IEEE Trans. Medical Imaging 22
+  ///          (2003) 323-331.
+  bool ApplyDenoisingMRImage();
+  /// Standard deviation of the noise of the working image, in both channels of the magnitude where the signal
+  /// is at least three times as strong: 2 s, s being 1.4825796886582654 times the median of the magnitudes in
+  /// the finest diagonal subband (Mth_Median).
+  /// @return  0 without an image or memory.
+  double EstimateNoiseDeviation() const;
+  /// Multiplies every coefficient of a subband by odds / (1 + odds), the odds that it is signal. They are
+  /// twice (an edge that is lost shows more than a grain that stays) the product of three:
+  ///  - the fourth root of the prior odds, the number of coefficients in the mask over that of the others
+  ///  (100
+  ///    when there are no others); the mask holds those whose `energy` exceeds the square of the threshold
+  ///    factor;
+  ///  - the fourth root of the likelihood ratio of the coefficient's own magnitude, from the histograms of
+  ///  the
+  ///    magnitudes inside and outside the mask: a straight line in logarithms, fitted around the threshold;
+  ///  - the local prior ratio, the sixth power of the energy that supports the coefficient over the square of
+  ///    the threshold factor. That is its `energy` to the power 1/2 by the mean energy `siblings` of its
+  ///    level to the power 1/8 by its `coarser` energy to the power 3/8.
+  /// Without a noise level of at least 1e-9 every coefficient stays as it is.
+  /// @param detail    rows x cols coefficients.
+  /// @param energy    of each coefficient's neighbourhood in the subband, in noise variances (AdaptEnergy).
+  /// @param siblings  the mean of such energies over the three orientations of the level.
+  /// @param coarser   that of the same orientation one level up; null at the last level.
+  /// @return          false, with nothing changed, for a null array, a count below 1 or without memory.
+  bool RemoveNoiseAdaptative(double* detail, const double* energy, const double* siblings,
+                             const double* coarser, double noiseLevel, int rows, int cols) const;
+  /// Energy of each coefficient's neighbourhood in noise variances: the mean square over the window, with
+  /// weights that fall off linearly from its centre, divided by the square of the noise level.
+  /// @param energy  receives rows x cols values.
+  /// @return        as RemoveNoiseAdaptative; false too for a noise level below 1e-9.
+  bool AdaptEnergy(const double* detail, double noiseLevel, double* energy, int rows, int cols) const;
+
+  /// Filters one line of n samples: out[i] = sum over k of filter[k] signal[i + (c - k) 2^level], with
+  /// c = (filterLength - 1) / 2, the signal going on as its mirror image.
+  /// @param out  n samples; must not overlap the signal.
+  void WaveletTransform1D(double* signal, double* filter, double* out, int level, int n,
+                          int filterLength) const;
+  /// One level of the transform of `image` (of its first rows x cols elements; those that it does not have
+  /// count 0).
+  /// @param approx      H along rows and columns.
+  /// @param detailRows  H along rows, G along columns: differences between rows.
+  /// @param detailCols  G along rows, H along columns: differences between columns.
+  /// @param detailDiag  G along both.
+  void RedundantWaveletTransform(MTH_MATRIX* image, double* approx, double* detailRows, double* detailCols,
+                                 double* detailDiag, int level, int rows, int cols) const;
+  /// Smooths an array in place with H along rows and columns: the `approx` subband alone.
+  void ComputeApproximation(double* data, int level, int rows, int cols) const;
+  /// Rebuilds all elements of `image` from the four subbands of one level, which are overwritten.
+  void RedundantInverseWaveletTransform(MTH_MATRIX* image, double* approx, double* detailRows,
+                                        double* detailCols, double* detailDiag, int level) const;
+
+ private:
+  bool ShrinkDetails(MTH_MATRIX& image, double noise) const;
+
+  // Steps of RemoveNoiseAdaptative; RATIO_LINE is the logarithm of a ratio over that of an energy, of which 1
+  // is the threshold's.
+  struct RATIO_LINE {
+    double intercept = 0.0;
+    double slope = 0.0;
+  };
+
+  double InitMask(const double* energy, std::int64_t count, unsigned char* mask) const;
+  static int NeighbEn_sector(double logEnergy);
+  static void MagSectorRow(const double* logEnergies, std::int64_t count, unsigned char* sectors);
+  static RATIO_LINE Histogramme(const double* logEnergies, const unsigned char* sectors,
+                                const unsigned char* mask, std::int64_t count);
+  static RATIO_LINE PolynomeFitting(const double* x, const double* y, const double* weights, int count);
+  static double ApproxLikelihoodRatio(const RATIO_LINE& line, double logMagnitude);
+  static double ApproxPriorRatio(double logActivity);
+
+  MTH_MATRIX* image_;
+  double thresholdFactor_ = 2.0;
+  int windowSize_ = 5;
+};

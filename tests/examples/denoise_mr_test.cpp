@@ -1,0 +1,220 @@
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <tuple>
+
+#include "examples/host_run.h"
+#include "mth/wavelet/Mth_wavelet_denoising.h"
+
+namespace {
+
+using namespace mth_test;
+
+constexpr std::size_t kHeaderBytes = 352;
+
+template <class T>
+T FieldAt(const std::string& bytes, std::size_t offset) {
+  T value;
+  std::memcpy(&value, bytes.data() + offset, sizeof(T));
+  return value;
+}
+
+// The voxels of a NIfTI file of this machine's byte order.
+template <class T>
+std::vector<double> Voxels(const std::string& file) {
+  std::vector<double> values;
+  const auto start = static_cast<std::size_t>(FieldAt<float>(file, 108));
+  for (std::size_t offset = start; offset < file.size(); offset += sizeof(T))
+    values.push_back(static_cast<double>(FieldAt<T>(file, offset)));
+  return values;
+}
+
+// A bright square in the dark with noise, the same in every run.
+std::vector<int> NoisyValues(int width, int height, int planes) {
+  std::mt19937 engine(3);
+  std::vector<int> values;
+  for (int voxel = 0; voxel < width * height * planes; ++voxel) {
+    const int x = voxel % width;
+    const int y = voxel / width % height;
+    const bool isBright = 2 * std::abs(2 * x - width) < width && 2 * std::abs(2 * y - height) < height;
+    values.push_back((isBright ? 160 : 60) + static_cast<int>(engine() % 41) - 20);
+  }
+  return values;
+}
+
+// One plane, denoised by the library.
+std::vector<double> Denoised(std::vector<double> values, int width, int height, double factor, int window) {
+  MTH_MATRIX plane(height, width, 0);
+  plane.SetVector(values.data(), width * height);
+  MTH_WAVELET_DENOISING wavelet(&plane);
+  wavelet.SetThrFactor(factor);
+  wavelet.SetWindowSize(window);
+  EXPECT_TRUE(wavelet.ApplyDenoisingMRImage());
+  const double* result = wavelet.GetImage()->GetEDataAddress();
+  return {result, result + width * height};
+}
+
+ProgramRun Denoise(const ScratchFolder& folder, const std::string& image, const std::string& options) {
+  return RunProgram(MTH_DENOISE_MR, Quoted(image) + " -o " + Quoted(folder / "result") + " " + options);
+}
+
+TEST(DenoiseMr, WritesTheDenoisedImageInPlace) {
+  const ScratchFolder folder;
+  NiftiFile file;
+  file.dimensions = {2, 40, 30, 1, 1, 1, 1, 1};
+  file.voxelSize = {0.5F, 2.0F, 3.0F};
+  const std::vector<int> values = NoisyValues(40, 30, 1);
+  file.SetVoxels<std::int16_t>(values);
+  file.datatype = 4;
+  WriteFile(folder / "image.nii", file.Bytes(16));
+  for (const auto& [options, factor, window] : {std::tuple("", 2.0, 5), std::tuple("-f 3 -w 7", 3.0, 7),
+                                                std::tuple("--factor 0 --window 1", 0.0, 1)}) {
+    const ProgramRun run = Denoise(folder, folder / "image.nii", options);
+    ASSERT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(run.errors, "");
+    EXPECT_NE(run.output.find("40 x 30 x 1"), std::string::npos) << run.output;
+    const std::string result = ReadGzip(folder / "result/denoised.nii.gz");
+    EXPECT_EQ(FieldAt<std::int16_t>(result, 42), 40);
+    EXPECT_EQ(FieldAt<std::int16_t>(result, 44), 30);
+    EXPECT_EQ(FieldAt<float>(result, 84), 2.0F);
+    EXPECT_EQ(FieldAt<std::int16_t>(result, 70), 2);  // whole levels that fit into 8 bits
+    EXPECT_EQ(Voxels<std::uint8_t>(result),
+              Denoised(std::vector<double>(values.begin(), values.end()), 40, 30, factor, window));
+    EXPECT_EQ(ReadFile(folder / "result/panel.png").substr(1, 3), "PNG");
+  }
+}
+
+// Planes along each axis of a volume of fractions, against the library on the plane in whole steps.
+TEST(DenoiseMr, DenoisesVolumesPlaneByPlane) {
+  constexpr int kSize[] = {12, 20, 16};
+  constexpr double kUnit = 1.0 / 256.0;  // 180 of them are below 1: steps of 1/16384
+  constexpr double kSteps = 16384.0;
+  const ScratchFolder folder;
+  NiftiFile file;
+  file.dimensions = {3, kSize[0], kSize[1], kSize[2], 1, 1, 1, 1};
+  file.datatype = 16;
+  const std::vector<int> levels = NoisyValues(kSize[0], kSize[1], kSize[2]);
+  std::vector<double> values;
+  for (const int level : levels) {
+    values.push_back(level * kUnit);
+    file.voxels += file.Stored(static_cast<float>(values.back()));
+  }
+  WriteFile(folder / "volume.nii", file.Bytes(32));
+  const int step[] = {1, kSize[0], kSize[0] * kSize[1]};
+  for (const int axis : {0, 1, 2}) {
+    SCOPED_TRACE(axis);
+    const ProgramRun run = Denoise(folder, folder / "volume.nii", std::string("--axis ") + "xyz"[axis]);
+    ASSERT_EQ(run.status, 0) << run.errors;
+    const std::string file32 = ReadGzip(folder / "result/denoised.nii.gz");
+    EXPECT_EQ(FieldAt<std::int16_t>(file32, 70), 16);
+    const std::vector<double> result = Voxels<float>(file32);
+    ASSERT_EQ(result.size(), values.size());
+    const int across = axis == 0 ? 1 : 0;
+    const int down = axis == 2 ? 1 : 2;
+    for (int index = 0; index < kSize[axis]; ++index) {
+      std::vector<double> plane;
+      std::vector<double> actual;
+      for (int y = 0; y < kSize[down]; ++y) {
+        for (int x = 0; x < kSize[across]; ++x) {
+          const auto voxel = static_cast<std::size_t>(index * step[axis] + x * step[across] + y * step[down]);
+          plane.push_back(values[voxel] * kSteps);
+          actual.push_back(result[voxel] * kSteps);
+        }
+      }
+      EXPECT_EQ(actual, Denoised(plane, kSize[across], kSize[down], 2.0, 5));
+    }
+  }
+}
+
+TEST(DenoiseMr, TurnsPicturesIntoNifti) {
+  const ScratchFolder folder;
+  ASSERT_EQ(Denoise(folder, MTH_DATA_DIR "/t1_head_axial.nii.gz", "").status, 0);
+  std::filesystem::rename(folder / "result/panel.png", folder / "picture.png");
+  const ProgramRun run = Denoise(folder, folder / "picture.png", "");
+  ASSERT_EQ(run.status, 0) << run.errors;
+  const std::string result = ReadGzip(folder / "result/denoised.nii.gz");
+  const auto width = FieldAt<std::int16_t>(result, 42);
+  const auto height = FieldAt<std::int16_t>(result, 44);
+  EXPECT_NE(run.output.find(std::to_string(width) + " x " + std::to_string(height) + " x 1"),
+            std::string::npos);
+  EXPECT_EQ(FieldAt<std::int16_t>(result, 70), 16);  // the luminance of colours has fractions
+  EXPECT_EQ(result.size(), kHeaderBytes + sizeof(float) * static_cast<std::size_t>(width) *
+                                              static_cast<std::size_t>(height));
+}
+
+TEST(DenoiseMrRefuses, WhatItCannotUse) {
+  const ScratchFolder folder;
+  NiftiFile file;
+  file.dimensions = {2, 4, 4, 1, 1, 1, 1, 1};
+  file.datatype = 4;
+  file.SetVoxels<std::int16_t>(std::vector<int>(16, -5));
+  WriteFile(folder / "negative.nii", file.Bytes(16));
+  WriteFile(folder / "cut.nii", file.Bytes(16).substr(0, kHeaderBytes + 7));
+  const std::string slice = Quoted(MTH_DATA_DIR "/t1_head_axial.nii.gz");
+  const struct {
+    std::string arguments;
+    std::string reason;
+  } cases[] = {
+      {"", "IMAGE is required"},
+      {Quoted(folder / "absent.nii"), "cannot find"},
+      {Quoted(folder / "cut.nii"), "damaged"},
+      {Quoted(folder / "negative.nii"), "below 0"},
+      {slice + " -w 4", "odd"},
+      {slice + " -w 0", "--window"},
+      {slice + " -w five", "--window"},
+      {slice + " -f -1", "--factor"},
+      {slice + " -f nan", "--factor"},
+      {slice + " --axis y", "volume"},
+      {slice + " --axis t", "--axis"},
+      {slice + " --sharpen", "--sharpen"},
+      {slice + " -o ''", "folder"},
+      {slice + " -o " + slice, "t1_head_axial"},
+  };
+  for (const auto& [arguments, reason] : cases) {
+    SCOPED_TRACE(arguments);
+    const std::size_t entries = folder.CountEntries();
+    const ProgramRun run = RunProgram(MTH_DENOISE_MR, arguments);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
+    EXPECT_EQ(run.errors.rfind("denoise_mr: ", 0), 0U) << run.errors;
+    EXPECT_NE(run.errors.find(reason), std::string::npos) << run.errors;
+    EXPECT_EQ(folder.CountEntries(), entries);
+  }
+}
+
+// --denoise of segment_mr: what is outside stays outside, and tissue in noise falls into fewer pieces.
+TEST(SegmentMrDenoise, KeepsTheOutsideAndGathersTissue) {
+  constexpr int kWidth = 64;
+  constexpr int kHeight = 48;
+  const ScratchFolder folder;
+  NiftiFile file;
+  file.dimensions = {3, kWidth, kHeight, 2, 1, 1, 1, 1};
+  std::vector<int> values = NoisyValues(kWidth, kHeight, 2);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (i % kWidth < 4) values[i] = 0;
+    if (i % 7 == 3 && values[i] > 0) values[i] += values[i] < 100 ? 45 : -45;  // grain across the classes
+  }
+  file.SetVoxels<std::uint8_t>(values);
+  WriteFile(folder / "image.nii", file.Bytes(8));
+  const auto run = [&](const std::string& options) {
+    const ProgramRun done = RunProgram(MTH_SEGMENT_MR, Quoted(folder / "image.nii") + " -m kmeans -c 2 -o " +
+                                                           Quoted(folder / "result") + " " + options);
+    EXPECT_EQ(done.status, 0) << done.errors;
+    EXPECT_EQ(done.output.find("denoised") != std::string::npos, !options.empty());
+    return Voxels<std::uint8_t>(ReadGzip(folder / "result/labels.nii.gz"));
+  };
+  const auto borders = [&](const std::vector<double>& labels) {
+    int count = 0;
+    for (std::size_t i = 0; i + 1 < labels.size(); ++i) count += labels[i] != labels[i + 1] ? 1 : 0;
+    return count;
+  };
+  const std::vector<double> plain = run("");
+  const std::vector<double> denoised = run("--denoise");
+  ASSERT_EQ(plain.size(), values.size());
+  ASSERT_EQ(denoised.size(), values.size());
+  for (std::size_t i = 0; i < values.size(); ++i) ASSERT_EQ(denoised[i] == 0.0, values[i] == 0) << i;
+  EXPECT_LT(borders(denoised), borders(plain) / 2);
+}
+
+}  // namespace

@@ -1,0 +1,294 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "mth/wavelet/Mth_wavelet_denoising.h"
+#include "support/allocation_faults.h"
+#include "support/denoising_cases.h"
+#include "support/matrices.h"
+#include "support/recording_display.h"
+
+namespace {
+
+using namespace mth_test;
+
+MTH_MATRIX Denoised(MTH_MATRIX image, double factor = 2.0, int window = 5) {
+  MTH_WAVELET_DENOISING wavelet(&image);
+  wavelet.SetThrFactor(factor);
+  wavelet.SetWindowSize(window);
+  EXPECT_TRUE(wavelet.ApplyDenoisingMRImage());
+  return *wavelet.GetImage();
+}
+
+bool IsWholeAndNotNegative(const MTH_MATRIX& image) {
+  for (int r = 0; r < image.GetNbRows(); ++r) {
+    for (int c = 0; c < image.GetNbCols(); ++c) {
+      const double value = image.Get(r, c);
+      if (!(value >= 0.0) || std::signbit(value) || value != std::floor(value)) return false;
+    }
+  }
+  return true;
+}
+
+struct NoisyImage {
+  TrueImage truth;
+  double percent;
+  std::string name;
+  double Deviation() const { return percent / 100.0 * truth.brightestTissue; }
+};
+
+std::vector<NoisyImage> NoisyImages() {
+  std::vector<NoisyImage> images;
+  for (const double percent : {3.0, 5.0, 9.0, 15.0}) {
+    const std::string text = std::to_string(static_cast<int>(percent)) + " %";
+    images.push_back({Phantom(), percent, "phantom, " + text});
+    images.push_back({HeadSlice(MTH_DATA_DIR "/t1_head_axial.nii.gz"), percent, "head slice, " + text});
+  }
+  return images;
+}
+
+MTH_MATRIX WithNoise(const NoisyImage& image, unsigned seed) {
+  return WithRicianNoise(image.truth.image, image.Deviation(), seed);
+}
+
+TEST(WaveletDenoising, BeatsTheNoisyImageASoftThresholdAndAMedianFilter) {
+  for (const NoisyImage& image : NoisyImages()) {
+    SCOPED_TRACE(image.name);
+    ASSERT_TRUE(image.truth.image.IsAllocated());
+    for (const unsigned seed : {1U, 2U}) {
+      MTH_MATRIX noisy = WithNoise(image, seed);
+      const double denoised = Psnr(Denoised(noisy), image.truth);
+      EXPECT_GT(denoised, Psnr(noisy, image.truth));
+      EXPECT_GT(denoised, Psnr(SoftThresholded(noisy, image.Deviation()), image.truth));
+      EXPECT_GT(denoised, Psnr(MedianFiltered(noisy), image.truth));
+    }
+  }
+}
+
+TEST(WaveletDenoising, EstimatesTheNoiseWhereTheSignalIsThreeTimesAsStrong) {
+  constexpr double kTolerance = 0.1;
+  for (const NoisyImage& image : NoisyImages()) {
+    SCOPED_TRACE(image.name);
+    ASSERT_TRUE(image.truth.image.IsAllocated());
+    MTH_MATRIX noisy = WithNoise(image, 3);
+    const bool isPhantom = image.truth.brightestTissue == Phantom().brightestTissue;
+    // The phantom is bright all over; of the head, the brain.
+    const MatrixPtr bright(isPhantom ? new MTH_MATRIX(noisy) : noisy.GetExtract(40, 30, 130, 120));
+    EXPECT_NEAR(MTH_WAVELET_DENOISING(bright.get()).EstimateNoiseDeviation() / image.Deviation(), 1.0,
+                kTolerance);
+  }
+}
+
+TEST(WaveletDenoising, SmoothsFlatRegionsAndKeepsEdges) {
+  for (const NoisyImage& image : NoisyImages()) {
+    const TrueImage& truth = image.truth;
+    if (truth.brightestTissue != Phantom().brightestTissue) continue;
+    SCOPED_TRACE(image.name);
+    const MTH_MATRIX noisy = WithNoise(image, 4);
+    const MTH_MATRIX denoised = Denoised(noisy);
+    EXPECT_LE(Deviation(denoised, 5, 5, 20, 200), 0.5 * Deviation(noisy, 5, 5, 20, 200));      // background
+    EXPECT_LE(Deviation(denoised, 170, 40, 44, 44), 0.5 * Deviation(noisy, 170, 40, 44, 44));  // square
+    constexpr double kStep = 100.0;
+    constexpr int kWidth = 3;
+    EXPECT_GE(ContrastKept(denoised, truth.image, kStep, kWidth),
+              0.9 * ContrastKept(noisy, truth.image, kStep, kWidth));
+  }
+}
+
+// Structure that runs into the border is kept there as inside.
+TEST(WaveletDenoising, KeepsStructureAtTheBorders) {
+  constexpr int kSide = 96;
+  constexpr int kBorder = 24;
+  constexpr double kNoise = 2.0;
+  const MTH_MATRIX truth = FromRule(kSide, kSide, kDouble, [](int r, int c) {
+    return 100.0 + 2.0 * r - c + ((r / 12 + c / 12) % 2 == 0 ? 60.0 : 0.0);
+  });
+  const MTH_MATRIX denoised = Denoised(WithRicianNoise(truth, kNoise, 5));
+  double squares = 0.0;
+  int count = 0;
+  for (int r = 0; r < kSide; ++r) {
+    for (int c = 0; c < kSide; ++c) {
+      if (std::min({r, c, kSide - 1 - r, kSide - 1 - c}) >= kBorder) continue;
+      const double error = denoised.Get(r, c) - truth.Get(r, c);
+      squares += error * error;
+      ++count;
+    }
+  }
+  EXPECT_LT(std::sqrt(squares / count), kNoise);
+}
+
+TEST(WaveletDenoising, SmoothsMoreWithALargerFactor) {
+  const MTH_MATRIX noisy =
+      WithRicianNoise(FromRule(80, 80, kDouble, [](int, int) { return 100.0; }), 10.0, 6);
+  double former = Deviation(noisy, 0, 0, 80, 80);
+  for (const double factor : {1.0, 1.5, 2.0, 3.0}) {
+    const double deviation = Deviation(Denoised(noisy, factor), 0, 0, 80, 80);
+    EXPECT_LT(deviation, former) << "factor " << factor;
+    former = deviation;
+  }
+}
+
+TEST(WaveletDenoising, GivesWholeGreyLevelsForEveryShapeAndSetting) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const int shapes[][2] = {{1, 1}, {1, 40}, {33, 1}, {2, 3}, {31, 17}, {50, 64}};
+  for (const auto& shape : shapes) {
+    for (const int type : {kDouble, kFloat}) {
+      MTH_MATRIX image = RandomMatrix(shape[0], shape[1], type, 41);
+      for (int r = 0; r < shape[0]; ++r) {
+        for (int c = 0; c < shape[1]; ++c) image.Set(r, c, 40.0 + 50.0 * image.Get(r, c));
+      }
+      for (const double factor : {0.0, 2.0, 1e9, nan}) {
+        for (const int window : {-3, 5, 1 << 30}) {
+          const MTH_MATRIX result = Denoised(image, factor, window);
+          EXPECT_TRUE(IsWholeAndNotNegative(result))
+              << shape[0] << "x" << shape[1] << " factor " << factor << " window " << window;
+          EXPECT_EQ(result.GetType(), type);
+          EXPECT_EQ(result.GetNbRows(), shape[0]);
+          EXPECT_EQ(result.GetNbCols(), shape[1]);
+        }
+      }
+      EXPECT_TRUE(SameBits(Denoised(image, -2.0, 4), Denoised(image, 2.0, 5)));  // as documented
+    }
+  }
+}
+
+TEST(WaveletDenoising, OnlyRoundsAnImageWithoutNoise) {
+  for (const double value : {0.0, 77.0, 76.6, -0.4, -9.0}) {
+    MTH_MATRIX image = FromRule(20, 30, kDouble, [&](int, int) { return value; });
+    const MTH_MATRIX expected =
+        FromRule(20, 30, kDouble, [&](int, int) { return value < 0.0 ? 0.0 : std::round(value); });
+    EXPECT_TRUE(SameBits(Denoised(image), expected)) << value;
+    EXPECT_EQ(MTH_WAVELET_DENOISING(&image).EstimateNoiseDeviation(), 0.0);
+  }
+  MTH_MATRIX phantom = Phantom().image;
+  EXPECT_TRUE(SameBits(Denoised(phantom), phantom));
+  const MTH_MATRIX empty(0, 5, kDouble);
+  EXPECT_TRUE(SameBits(Denoised(empty), empty));
+}
+
+TEST(WaveletDenoising, TakesPixelsThatAreNotFiniteAsBlack) {
+  MTH_MATRIX black =
+      WithRicianNoise(FromRule(40, 40, kDouble, [](int r, int c) { return r + 3 * c; }), 4.0, 8);
+  MTH_MATRIX special(black);
+  const double values[] = {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+                           -std::numeric_limits<double>::infinity()};
+  for (int k = 0; k < 3; ++k) {
+    black.Set(10 + k, 20, 0.0);
+    special.Set(10 + k, 20, values[k]);
+  }
+  EXPECT_TRUE(SameBits(Denoised(special), Denoised(black)));
+  MTH_MATRIX huge = FromRule(12, 12, kDouble, [](int r, int c) { return (r + c) % 2 == 0 ? 1e307 : 0.0; });
+  EXPECT_TRUE(IsWholeAndNotNegative(Denoised(huge)));
+}
+
+// The factor of every coefficient, from subbands of any kind.
+TEST(WaveletDenoising, MultipliesByFactorsBetween0And1) {
+  constexpr int kRows = 23;
+  constexpr int kColumns = 31;
+  constexpr std::size_t kCount = std::size_t{kRows} * kColumns;
+  for (const double spread : {0.0, 1e-3, 1.0, 30.0, 1e200}) {
+    for (const double factor : {0.0, 2.0, 1e6}) {
+      for (const bool hasParent : {true, false}) {
+        SCOPED_TRACE(std::to_string(spread) + " factor " + std::to_string(factor));
+        NormalDeviates normal(9);
+        std::vector<double> detail(kCount);
+        for (double& value : detail) value = spread * normal() * normal();
+        const std::vector<double> before = detail;
+        MTH_WAVELET_DENOISING wavelet(nullptr);
+        wavelet.SetThrFactor(factor);
+        std::vector<double> energy(kCount);
+        ASSERT_TRUE(wavelet.AdaptEnergy(detail.data(), 1.0, energy.data(), kRows, kColumns));
+        ASSERT_TRUE(wavelet.RemoveNoiseAdaptative(detail.data(), energy.data(), energy.data(),
+                                                  hasParent ? energy.data() : nullptr, 1.0, kRows, kColumns));
+        const auto isShrunk = [](double old, double now) {
+          return std::abs(now) <= std::abs(old) && old * now >= 0.0;
+        };
+        EXPECT_TRUE(std::equal(before.begin(), before.end(), detail.begin(), isShrunk));
+        const bool isNoneMasked = *std::max_element(energy.begin(), energy.end()) <= factor * factor;
+        // Nothing is left of what is all below the threshold, nearly all of what is all above it.
+        const double kept = isNoneMasked ? 0.0 : 1.0;
+        for (std::size_t i = 0; i < kCount && (isNoneMasked || factor == 0.0); ++i)
+          ASSERT_NEAR(detail[i], kept * before[i], 1e-4 * kept * std::abs(before[i]));
+      }
+    }
+  }
+}
+
+// The mean of the squares with the weights (h + 1 - |dr|) (h + 1 - |dc|), term by term.
+TEST(WaveletDenoising, MeasuresTheEnergyOfTheWindow) {
+  constexpr double kNoise = 0.5;
+  for (const int window : {-1, 1, 3, 5, 8, 15}) {
+    for (const int rows : {1, 4, 11}) {
+      const int columns = 9;
+      const int reach = std::max(0, window / 2) > 11 ? 11 : std::max(0, window / 2);
+      MTH_MATRIX values = RandomMatrix(rows, columns, kDouble, 43);
+      MTH_WAVELET_DENOISING wavelet(nullptr);
+      wavelet.SetWindowSize(window);
+      MTH_MATRIX energy(rows, columns, kDouble);
+      ASSERT_TRUE(
+          wavelet.AdaptEnergy(values.GetEDataAddress(), kNoise, energy.GetEDataAddress(), rows, columns));
+      const auto mirrored = [](int i, int n) {
+        while (i < 0 || i >= n) i = i < 0 ? -1 - i : 2 * n - 1 - i;
+        return i;
+      };
+      const MTH_MATRIX expected = FromRule(rows, columns, kDouble, [&](int r, int c) {
+        double sum = 0.0;
+        double weights = 0.0;
+        for (int dr = -reach; dr <= reach; ++dr) {
+          for (int dc = -reach; dc <= reach; ++dc) {
+            const double weight = (reach + 1.0 - std::abs(dr)) * (reach + 1.0 - std::abs(dc));
+            const double value = values.Get(mirrored(r + dr, rows), mirrored(c + dc, columns)) / kNoise;
+            sum += weight * value * value;
+            weights += weight;
+          }
+        }
+        return sum / weights;
+      });
+      EXPECT_TRUE(Near(energy, expected, 1e-13)) << "window " << window << ", " << rows << " rows";
+    }
+  }
+}
+
+TEST(WaveletDenoising, RefusesWhatIsMissing) {
+  RecordingDisplay display;
+  MTH_MATRIX unallocated;
+  EXPECT_FALSE(MTH_WAVELET_DENOISING(nullptr).ApplyDenoisingMRImage());
+  EXPECT_FALSE(MTH_WAVELET_DENOISING(&unallocated).ApplyDenoisingMRImage());
+  const ShownMessage message = Information("La matrice d'entrée est nulle!");
+  EXPECT_EQ(display.messages, (std::vector<ShownMessage>{message, message}));
+  EXPECT_EQ(MTH_WAVELET_DENOISING(nullptr).EstimateNoiseDeviation(), 0.0);
+
+  const MTH_WAVELET_DENOISING wavelet(nullptr);
+  double values[4] = {1.0, 2.0, 3.0, 4.0};
+  double energy[4] = {};
+  EXPECT_FALSE(wavelet.AdaptEnergy(nullptr, 1.0, energy, 2, 2));
+  EXPECT_FALSE(wavelet.AdaptEnergy(values, 0.0, energy, 2, 2));
+  EXPECT_FALSE(wavelet.AdaptEnergy(values, 1.0, energy, 0, 2));
+  EXPECT_FALSE(wavelet.RemoveNoiseAdaptative(values, energy, nullptr, nullptr, 1.0, 2, 2));
+  EXPECT_TRUE(wavelet.RemoveNoiseAdaptative(values, energy, energy, nullptr, 0.0, 2, 2));
+  EXPECT_EQ(values[3], 4.0);
+}
+
+TEST(WaveletDenoising, KeepsTheImageWithoutMemory) {
+  RecordingDisplay display;
+  MTH_MATRIX image =
+      WithRicianNoise(FromRule(30, 20, kDouble, [](int r, int c) { return 4 * r + c; }), 5.0, 10);
+  const MTH_MATRIX expected = Denoised(image);
+  MTH_WAVELET_DENOISING wavelet(&image);
+  const int failures = ForEachAllocationFault(
+      [&] {
+        *wavelet.GetImage() = image;
+        return wavelet.GetImage()->IsAllocated() && wavelet.ApplyDenoisingMRImage();
+      },
+      [&](bool isDone) {
+        if (!wavelet.GetImage()->IsAllocated()) return;  // the test's own copy failed
+        EXPECT_TRUE(SameBits(*wavelet.GetImage(), isDone ? expected : image));
+      });
+  EXPECT_GT(failures, 5);
+}
+
+}  // namespace

@@ -1,0 +1,276 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "mth/Mth_instruction_set_internal.h"
+#include "mth/wavelet/Mth_wavelet_denoising.h"
+#include "support/allocation_faults.h"
+#include "support/matrices.h"
+#include "wavelet/literal_transform.h"
+
+namespace {
+
+using namespace mth_test;
+
+struct Shape {
+  int rows;
+  int columns;
+};
+const Shape kShapes[] = {{1, 1}, {1, 9}, {8, 1}, {2, 3}, {7, 6}, {16, 33}, {49, 20}, {67, 131}};
+
+// Bit for bit, the bits of a NaN aside.
+::testing::AssertionResult Equal(const Samples& actual, const Samples& expected) {
+  if (actual.size() != expected.size()) return ::testing::AssertionFailure() << "sizes differ";
+  for (std::size_t i = 0; i < actual.size(); ++i) {
+    if (std::isnan(actual[i]) && std::isnan(expected[i])) continue;
+    if (std::memcmp(&actual[i], &expected[i], sizeof(double)) != 0) {
+      return ::testing::AssertionFailure()
+             << "sample " << i << ": " << actual[i] << ", expected " << expected[i];
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
+SubbandArrays Analyse(MTH_MATRIX& image, int level) {
+  const MTH_WAVELET_DENOISING wavelet(nullptr);
+  SubbandArrays bands(Elements(image).size());
+  wavelet.RedundantWaveletTransform(&image, bands.approx.data(), bands.rows.data(), bands.cols.data(),
+                                    bands.diag.data(), level, image.GetNbRows(), image.GetNbCols());
+  return bands;
+}
+
+MTH_MATRIX Rebuild(SubbandArrays bands, Shape shape, int type, int level) {
+  const MTH_WAVELET_DENOISING wavelet(nullptr);
+  MTH_MATRIX image(shape.rows, shape.columns, type);
+  wavelet.RedundantInverseWaveletTransform(&image, bands.approx.data(), bands.rows.data(), bands.cols.data(),
+                                           bands.diag.data(), level);
+  return image;
+}
+
+void ExpectSameBands(const SubbandArrays& actual, const SubbandArrays& expected) {
+  EXPECT_TRUE(Equal(actual.approx, expected.approx)) << "approx";
+  EXPECT_TRUE(Equal(actual.rows, expected.rows)) << "detailRows";
+  EXPECT_TRUE(Equal(actual.cols, expected.cols)) << "detailCols";
+  EXPECT_TRUE(Equal(actual.diag, expected.diag)) << "detailDiag";
+}
+
+// Both directions and the approximation alone against their definition.
+void ExpectLiteral(MTH_MATRIX& image, int level) {
+  const Shape shape{image.GetNbRows(), image.GetNbCols()};
+  SCOPED_TRACE(std::to_string(shape.rows) + "x" + std::to_string(shape.columns) + " level " +
+               std::to_string(level) + " type " + std::to_string(image.GetType()));
+  const SubbandArrays expected = LiteralAnalysis(image, level);
+  ExpectSameBands(Analyse(image, level), expected);
+
+  Samples approximation = Elements(image);
+  MTH_WAVELET_DENOISING(nullptr).ComputeApproximation(approximation.data(), level, shape.rows, shape.columns);
+  EXPECT_TRUE(Equal(approximation, expected.approx)) << "ComputeApproximation";
+
+  MTH_MATRIX rebuilt = FromRule(shape.rows, shape.columns, image.GetType(), [](int, int) { return 0; });
+  const Samples synthesis = LiteralSynthesis(expected, shape.rows, shape.columns, level);
+  for (int r = 0; r < shape.rows; ++r) {
+    for (int c = 0; c < shape.columns; ++c)
+      rebuilt.Set(r, c, synthesis[static_cast<std::size_t>(r * shape.columns + c)]);
+  }
+  EXPECT_TRUE(SameBits(Rebuild(expected, shape, image.GetType(), level), rebuilt)) << "inverse";
+}
+
+TEST(WaveletTransform, IsTheDefinedOneOnEveryInstructionSet) {
+  using mth_internal::InstructionSet;
+  for (const InstructionSet set : {InstructionSet::Baseline, InstructionSet::Avx2, InstructionSet::Avx512}) {
+    const mth_internal::InstructionSetScope scope(set);
+    for (const Shape shape : kShapes) {
+      for (int level = 0; level <= 4; ++level) {
+        MTH_MATRIX image = RandomMatrix(shape.rows, shape.columns, kDouble, 7);
+        ExpectLiteral(image, level);
+      }
+    }
+    MTH_MATRIX floats = RandomMatrix(19, 34, kFloat, 3);
+    ExpectLiteral(floats, 1);
+    MTH_MATRIX zeros = FromRule(9, 18, kDouble, [](int, int) { return -0.0; });
+    ExpectLiteral(zeros, 1);
+  }
+}
+
+// The zeros between the taps of a dilated filter count as soon as a sample is not finite, or becomes so.
+TEST(WaveletTransform, SpreadsWhatIsNotFiniteAsDefined) {
+  const double special[] = {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+                            -std::numeric_limits<double>::infinity(), std::numeric_limits<double>::max()};
+  for (const double value : special) {
+    for (int level = 0; level <= 3; ++level) {
+      MTH_MATRIX image = RandomMatrix(21, 38, kDouble, 5);
+      image.Set(9, 37, value);
+      image.Set(9, 36, -value);
+      ExpectLiteral(image, level);
+    }
+  }
+  MTH_MATRIX small = RandomMatrix(3, 2, kFloat, 5);
+  small.Set(0, 0, special[0]);
+  ExpectLiteral(small, 2);
+}
+
+TEST(WaveletTransform, FiltersLinesWithAnyTaps) {
+  const MTH_WAVELET_DENOISING wavelet(nullptr);
+  for (const int n : {1, 2, 5, 40}) {
+    Samples line = Elements(RandomMatrix(1, n, kDouble, 11));
+    for (const bool isFinite : {true, false}) {
+      if (!isFinite) line.front() = std::numeric_limits<double>::infinity();
+      for (int length = 1; length <= 8; ++length) {
+        Samples filter = Elements(RandomMatrix(1, length, kDouble, static_cast<unsigned>(length)));
+        if (length > 2) filter[1] = 0.0;
+        for (int level = -1; level <= 6; ++level) {
+          Samples out(line.size(), 9.0);
+          wavelet.WaveletTransform1D(line.data(), filter.data(), out.data(), level, n, length);
+          EXPECT_TRUE(Equal(out, LiteralFilter(line, filter, level)))
+              << n << " samples, " << length << " taps, level " << level;
+        }
+      }
+    }
+  }
+}
+
+// Closed forms, independent of the code that defines the transform: a constant has no details, and those of a
+// ramp are half the distance of two taps.
+TEST(WaveletTransform, HasNoDetailsOfAConstantAndEvenOnesOfARamp) {
+  for (int level = 0; level <= 30; level += level < 4 ? 1 : 13) {
+    MTH_MATRIX constant = FromRule(37, 18, kDouble, [](int, int) { return 77.0; });
+    SubbandArrays expected(37 * 18);
+    std::fill(expected.approx.begin(), expected.approx.end(), 77.0);
+    ExpectSameBands(Analyse(constant, level), expected);
+  }
+  for (int level = 0; level <= 3; ++level) {
+    constexpr int kSide = 64;
+    const int step = 1 << level;
+    MTH_MATRIX ramp = FromRule(kSide, kSide, kDouble, [](int r, int c) { return 3 * r + c; });
+    const SubbandArrays bands = Analyse(ramp, level);
+    for (int r = 2 * step; r < kSide - 2 * step; ++r) {
+      for (int c = 2 * step; c < kSide - 2 * step; ++c) {
+        const auto i = static_cast<std::size_t>(r * kSide + c);
+        ASSERT_EQ(bands.rows[i], 1.5 * step);
+        ASSERT_EQ(bands.cols[i], 0.5 * step);
+        ASSERT_EQ(bands.diag[i], 0.0);
+        ASSERT_EQ(bands.approx[i], 3.0 * r + c + 2.0 * step);  // centred half a step on, in both directions
+      }
+    }
+  }
+}
+
+TEST(WaveletTransform, RebuildsAllButTheBorders) {
+  constexpr int kRows = 70;
+  constexpr int kColumns = 90;
+  constexpr double kRounding = 1e-14;
+  for (int level = 0; level <= 3; ++level) {
+    const int step = 1 << level;
+    MTH_MATRIX image = RandomMatrix(kRows, kColumns, kDouble, 17);
+    const MTH_MATRIX rebuilt = Rebuild(Analyse(image, level), {kRows, kColumns}, kDouble, level);
+    const auto errorAt = [&](int r, int c) { return std::abs(rebuilt.Get(r, c) - image.Get(r, c)); };
+    for (int r = 3 * step; r < kRows - 2 * step; ++r) {
+      for (int c = 3 * step; c < kColumns - 2 * step; ++c) ASSERT_LE(errorAt(r, c), kRounding);
+    }
+    const auto worstOfColumn = [&](int c) {
+      double worst = 0.0;
+      for (int r = 3 * step; r < kRows - 2 * step; ++r) worst = std::max(worst, errorAt(r, c));
+      return worst;
+    };
+    EXPECT_GT(worstOfColumn(3 * step - 1), kRounding);  // the borders are as wide as stated
+    EXPECT_GT(worstOfColumn(kColumns - 2 * step), kRounding);
+  }
+}
+
+// What the filters make of white noise, from their response to one pixel: the noise levels of the shrinkage.
+TEST(WaveletTransform, HasTheNoiseGainsOfItsLevels) {
+  constexpr int kSide = 257;
+  const double diagonal[] = {1.0, 0.22, 0.09, 0.04};
+  const double others[] = {0.79, 0.25, 0.11, 0.05};
+  constexpr double kRounded = 0.005;
+  MTH_MATRIX image =
+      FromRule(kSide, kSide, kDouble, [](int r, int c) { return r == kSide / 2 && c == kSide / 2; });
+  const auto norm = [](const Samples& band) {
+    double sum = 0.0;
+    for (const double value : band) sum += value * value;
+    return std::sqrt(sum);
+  };
+  for (std::size_t level = 0; level < 4; ++level) {
+    const SubbandArrays bands = Analyse(image, static_cast<int>(level));
+    // The noise of the finest diagonal subband is half that of the image.
+    EXPECT_NEAR(norm(bands.diag) / 0.5, diagonal[level], kRounded);
+    EXPECT_NEAR(norm(bands.rows) / 0.5, others[level], kRounded);
+    EXPECT_NEAR(norm(bands.cols) / 0.5, others[level], kRounded);
+    image.SetVector(const_cast<double*>(bands.approx.data()), kSide * kSide);
+  }
+}
+
+TEST(WaveletTransform, ReadsAbsentElementsAsZero) {
+  MTH_MATRIX image = RandomMatrix(5, 4, kDouble, 23);
+  MTH_MATRIX padded =
+      FromRule(7, 6, kDouble, [&](int r, int c) { return r < 5 && c < 4 ? image.Get(r, c) : 0.0; });
+  SubbandArrays bands(42);
+  MTH_WAVELET_DENOISING(nullptr).RedundantWaveletTransform(&image, bands.approx.data(), bands.rows.data(),
+                                                           bands.cols.data(), bands.diag.data(), 1, 7, 6);
+  ExpectSameBands(bands, LiteralAnalysis(padded, 1));
+}
+
+TEST(WaveletTransform, WritesNothingWithoutAllItNeeds) {
+  const MTH_WAVELET_DENOISING wavelet(nullptr);
+  MTH_MATRIX image = RandomMatrix(6, 6, kDouble, 29);
+  MTH_MATRIX unallocated;
+  MTH_MATRIX empty(0, 6, kDouble);
+  SubbandArrays bands(36, 5.0);
+  double* const approx = bands.approx.data();
+  double* const rows = bands.rows.data();
+  double* const cols = bands.cols.data();
+  wavelet.RedundantWaveletTransform(nullptr, approx, rows, cols, bands.diag.data(), 0, 6, 6);
+  wavelet.RedundantWaveletTransform(&image, approx, rows, cols, nullptr, 0, 6, 6);
+  wavelet.RedundantWaveletTransform(&image, approx, rows, cols, bands.diag.data(), 0, 0, 6);
+  wavelet.RedundantWaveletTransform(&image, approx, rows, cols, bands.diag.data(), 0, 6, -1);
+  wavelet.RedundantInverseWaveletTransform(&unallocated, approx, rows, cols, bands.diag.data(), 0);
+  wavelet.RedundantInverseWaveletTransform(&empty, approx, rows, cols, bands.diag.data(), 0);
+  wavelet.ComputeApproximation(approx, 0, 6, 0);
+  wavelet.ComputeApproximation(nullptr, 0, 6, 6);
+  wavelet.WaveletTransform1D(approx, nullptr, rows, 0, 6, 5);
+  wavelet.WaveletTransform1D(approx, cols, rows, 0, 0, 5);
+  ExpectSameBands(bands, SubbandArrays(36, 5.0));
+
+  wavelet.WaveletTransform1D(approx, cols, rows, 0, 6, 0);
+  EXPECT_EQ(bands.rows[0], 0.0);  // a filter without taps
+}
+
+TEST(WaveletTransform, SurvivesEveryAllocationFailure) {
+  MTH_MATRIX image = RandomMatrix(20, 31, kDouble, 31);
+  const SubbandArrays complete = LiteralAnalysis(image, 1);
+  const SubbandArrays untouched(20 * 31, 5.0);
+  const MTH_WAVELET_DENOISING wavelet(nullptr);
+  SubbandArrays bands = untouched;
+  const int failures = ForEachAllocationFault(
+      [&] {
+        wavelet.RedundantWaveletTransform(&image, bands.approx.data(), bands.rows.data(), bands.cols.data(),
+                                          bands.diag.data(), 1, 20, 31);
+        return bands.approx[0] != 5.0;
+      },
+      [&](bool isDone) {
+        ExpectSameBands(bands, isDone ? complete : untouched);
+        bands = untouched;
+      });
+  EXPECT_GT(failures, 0);
+}
+
+TEST(WaveletDenoising, StartsWithACopyAndItsDefaults) {
+  MTH_MATRIX image = RandomMatrix(3, 4, kFloat, 37);
+  MTH_WAVELET_DENOISING wavelet(&image);
+  EXPECT_EQ(wavelet.GetThrFactor(), 2.0);
+  EXPECT_EQ(wavelet.GetWindowSize(), 5);
+  ASSERT_NE(wavelet.GetImage(), &image);
+  EXPECT_TRUE(SameBits(*wavelet.GetImage(), image));
+  wavelet.SetThrFactor(3.5);
+  wavelet.SetWindowSize(7);
+  EXPECT_EQ(wavelet.GetThrFactor(), 3.5);
+  EXPECT_EQ(wavelet.GetWindowSize(), 7);
+  EXPECT_EQ(MTH_WAVELET_DENOISING(nullptr).GetImage(), nullptr);
+}
+
+}  // namespace
