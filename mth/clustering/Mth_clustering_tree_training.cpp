@@ -20,11 +20,13 @@ bool Meets(const MTH_CLUSTERING_TREE& node, const MTH_MATRIX& features, const st
          (!isBoundedBelow || value > node.GetLowerBound());
 }
 
-// A stable ascending sort, then reversed: of equal errors the later leaf comes first.
+// A stable ascending sort, then reversed: of equal errors the later leaf comes first. An error that is no
+// number, of weights that are none, counts as the largest: the sort must not meet a contradiction.
 template <class Leaves>
 void OrderByDecreasingError(Leaves& leaves) {
-  std::stable_sort(leaves.begin(), leaves.end(),
-                   [](const auto& a, const auto& b) { return a.error < b.error; });
+  std::stable_sort(leaves.begin(), leaves.end(), [](const auto& a, const auto& b) {
+    return a.error < b.error || (std::isnan(b.error) && !std::isnan(a.error));
+  });
   std::reverse(leaves.begin(), leaves.end());
 }
 
