@@ -42,14 +42,12 @@ class MTH_EXPORT MTH_CLUSTERING {
 
   /// Appends a deep copy of the sample; the caller keeps its own.
   /// @return  false, after a message, when its memberships are not one per cluster or else its parameters not
-  /// one
-  ///          per dimension; false without a message when it is null or memory runs out.
+  ///          one per dimension; false without a message when it is null or memory runs out.
   bool AddSample(MTH_CLUSTERING_SAMPLE* sample);
   /// @return  the engine's own sample; null out of range.
   MTH_CLUSTERING_SAMPLE* GetSample(int index) const;
   /// @return  the engine's own centroid, dimensions x 1; null, after a message, out of range; null on an
-  /// engine
-  ///          without centroids.
+  ///          engine without centroids.
   MTH_MATRIX* GetCentroid(int k) const;
 
   /// Sets the first coordinates of a centroid, as many as there are dimensions and values; out of range, or
@@ -69,8 +67,7 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// @param alpha  how much a subset's size counts against it; 2 instead of a negative one.
   /// @param beta   becomes the regulation value; 2 instead of one that is not greater than 1.
   /// @param rho    the distance of outliers, in mean distances between samples and centroids; 2 instead of
-  /// one
-  ///               that is not greater than 0.
+  ///               one that is not greater than 0.
   void SetParams(double alpha, double beta, double rho);
 
   int GetSamplesCount() const { return samples_.GetCount(); }
@@ -110,8 +107,7 @@ class MTH_EXPORT MTH_CLUSTERING {
 
   /// Euclidean distance between sample i and centroid k.
   /// @return  3.4028234663852886e38, after a message, when an index is out of range; also, without a message,
-  /// on
-  ///          an engine without centroids.
+  ///          on an engine without centroids.
   double GetSampleDistanceToCentroid(int i, int k) const;
   /// The quadratic form (x - c)' M (x - c) of sample i and centroid k: no root is taken.
   /// @param m  dimensions x dimensions of double elements, usually an inverse covariance; not modified.
@@ -130,9 +126,8 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// sample to its nearest centroid, of equally near ones the first. The first iteration keeps the centroids
   /// when they were initialised. Shows progress, a step an iteration.
   /// @return  the number of samples that changed cluster in the last iteration: 0 when it converged,
-  /// 2147483647
-  ///          when there was no iteration; 3.4028234663852886e38 without samples, clusters, dimensions,
-  ///          centroids or memory for the run.
+  ///          2147483647 when there was no iteration; 3.4028234663852886e38 without samples, clusters,
+  ///          dimensions, centroids or memory for the run.
   /// @see     Lloyd, Least squares quantization in PCM, IEEE Trans. Information Theory 28, 1982.
   double ApplyKMeanClustering();
   /// Fuzzy c-means with the regulation value m as fuzzifier. Each iteration moves every centroid to the mean
@@ -143,8 +138,7 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// Powers with whole exponents up to 16 are products, from left to right. Shows progress, a step an
   /// iteration.
   /// @return  the largest change of a membership in the last iteration; 3.4028234663852886e38 when there was
-  /// no
-  ///          iteration, and in the cases of ApplyKMeanClustering.
+  ///          no iteration, and in the cases of ApplyKMeanClustering.
   /// @see     Bezdek, Pattern Recognition with Fuzzy Objective Function Algorithms, 1981.
   double ApplyFuzzyCMeanClustering();
 
@@ -238,8 +232,7 @@ class MTH_EXPORT MTH_CLUSTERING {
   ///          pignistic partition or such a sample.
   int MaxPignisticDecision(int i) const;
   /// @return  the last cluster whose pignistic probability is at least the threshold, by intention 0 also
-  /// when
-  ///          none is; -1 without a pignistic partition or such a sample.
+  ///          when none is; -1 without a pignistic partition or such a sample.
   int PignisticDecision(int i, double threshold) const;
 
   /// Discounts the credal partition of an evidential engine: every mass is multiplied by the reliability, and
@@ -257,8 +250,7 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// @param m2  masses of the second source, samples x 2^clusters; what is missing counts as 0, what is more
   ///            is ignored. Not modified.
   /// @return    a new samples x 2^clusters matrix, owned by the caller; null without a credal partition, M2
-  /// or
-  ///            memory.
+  ///            or memory.
   [[nodiscard]] MTH_MATRIX* CredalConjFusion(MTH_MATRIX* m2) const;
   /// As CredalConjFusion with every intersection found: the masses of a sample sum to what the sources'
   /// products do. The recommended conjunctive rule.

@@ -52,9 +52,12 @@ struct ModestRule {
   }
 };
 
+// Weights that are all 0, as when every sample is far on its right side, stay so: then no cell has any
+// weight, and the rounds to come add none, instead of spoiling the model with what is no number.
 void Normalise(std::vector<double>& weights) {
   double sum = 0.0;
   for (const double weight : weights) sum += weight;
+  if (sum == 0.0) return;
   for (double& weight : weights) weight /= sum;
 }
 
@@ -155,11 +158,12 @@ void MTH_CLUSTERING_ADABOOST::Adopt(std::vector<double>& confidences, CELLS* con
 
 // Moves the cell into the object, and into the list and the confidences.
 void MTH_CLUSTERING_ADABOOST::Select(std::unique_ptr<MTH_CLUSTERING_TREE> cell, const double confidence) {
-  confidences_.reserve(confidences_.size() + 1);
-  ownCells_.reserve(ownCells_.size() + 1);
-  if (cells_->Add(cell.get()) < 0) throw std::bad_alloc();
+  ownCells_.push_back(std::move(cell));  // first: one more than the list has does no harm
   confidences_.push_back(confidence);
-  ownCells_.push_back(std::move(cell));
+  if (cells_->Add(ownCells_.back().get()) < 0) {
+    confidences_.pop_back();
+    throw std::bad_alloc();
+  }
 }
 
 template <class Rule>

@@ -145,6 +145,7 @@ double MTH_CLUSTERING::GetSampleDistanceToHypothese(int i, int j) const {
 double MTH_CLUSTERING::GetSampleMahalanobisDistanceToHypothese(int i, int j, MTH_MATRIX* m) const {
   if (!CheckSampleAndHypothesis(i, j) || m == nullptr) return kNoDistance;
   MTH_MATRIX center(dimensionsCount_, 1, 0);
+  if (!center.IsAllocated()) return kNoDistance;
   for (int d = 0; d < dimensionsCount_; ++d) center.Set(d, 0, hypothesesCenters_->Get(j, d));
   return mth_internal::QuadraticForm(samples_.Get(i)->parameters_, center, *m);
 }

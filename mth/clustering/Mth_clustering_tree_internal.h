@@ -68,8 +68,9 @@ class TreeTraining {
 
   Leaf MakeSide(const MTH_CLUSTERING_TREE& tree, const Split& split, bool isLeft, const Samples& candidates,
                 const double* weights) const;
-  bool SplitAgain(const MTH_CLUSTERING_TREE& tree, const double* weights, Leaf leaf, Leaves* leaves);
-  bool GrowLevel(const MTH_CLUSTERING_TREE& tree, const double* weights, Leaves* leaves);
+  bool SplitAgain(const MTH_CLUSTERING_TREE& tree, const double* weights, bool isLastLevel, Leaf leaf,
+                  Leaves* leaves);
+  bool GrowLevel(const MTH_CLUSTERING_TREE& tree, const double* weights, bool isLastLevel, Leaves* leaves);
 
   const MTH_MATRIX& features_;
   const double* values_;

@@ -20,11 +20,13 @@ bool Meets(const MTH_CLUSTERING_TREE& node, const MTH_MATRIX& features, const st
          (!isBoundedBelow || value > node.GetLowerBound());
 }
 
-// A stable ascending sort, then reversed: of equal errors the later leaf comes first.
+// A stable ascending sort, then reversed: of equal errors the later leaf comes first. An error that is no
+// number, of weights that are none, counts as the largest: the sort must not meet a contradiction.
 template <class Leaves>
 void OrderByDecreasingError(Leaves& leaves) {
-  std::stable_sort(leaves.begin(), leaves.end(),
-                   [](const auto& a, const auto& b) { return a.error < b.error; });
+  std::stable_sort(leaves.begin(), leaves.end(), [](const auto& a, const auto& b) {
+    return a.error < b.error || (std::isnan(b.error) && !std::isnan(a.error));
+  });
   std::reverse(leaves.begin(), leaves.end());
 }
 
@@ -85,15 +87,19 @@ bool TreeTraining::SortMembers(const std::size_t feature, const Samples& members
 // within ties: there it is the sort of the side alone that decides, and with it the rounding of a group's
 // sum.
 bool TreeTraining::CarryOrders(const std::vector<Samples>& orders, Leaf* const leaf) {
+  if (leaf->error == 0.0) return true;  // it is not split again, and needs none
   for (const int sample : leaf->members) isMember_[static_cast<std::size_t>(sample)] = 1;
   leaf->orders.resize(featuresCount_);
   bool isSorted = true;
   for (std::size_t f = 0; f < featuresCount_ && isSorted; ++f) {
     Samples& order = leaf->orders[f];
-    order.reserve(leaf->members.size());
-    for (const int sample : orders[f]) {
-      if (isMember_[static_cast<std::size_t>(sample)]) order.push_back(sample);
+    order.resize(leaf->members.size() + 1);  // one more, which what comes after the last member is written to
+    std::size_t kept = 0;
+    for (const int sample : orders[f]) {  // counted, not branched upon: the sides are mixed at random
+      order[kept] = sample;
+      kept += static_cast<std::size_t>(isMember_[static_cast<std::size_t>(sample)]);
     }
+    order.pop_back();
     const double* const values = Values(f);
     const auto isTieOrNan = [values](const int a, const int b) { return !(values[a] < values[b]); };
     if (std::adjacent_find(order.begin(), order.end(), isTieOrNan) != order.end()) {
@@ -198,14 +204,16 @@ TreeTraining::Leaf TreeTraining::MakeSide(const MTH_CLUSTERING_TREE& tree, const
 }
 
 // Appends the two sides of a leaf to `leaves`, or the leaf itself when it is final.
-bool TreeTraining::SplitAgain(const MTH_CLUSTERING_TREE& tree, const double* const weights, Leaf leaf,
-                              Leaves* const leaves) {
+bool TreeTraining::SplitAgain(const MTH_CLUSTERING_TREE& tree, const double* const weights,
+                              const bool isLastLevel, Leaf leaf, Leaves* const leaves) {
   if (!leaf.isFinal && leaf.error != 0.0) {
     const Split split = BestSplit(leaf.orders, weights);
     Leaf left = MakeSide(tree, split, true, leaf.members, weights);
     Leaf right = MakeSide(tree, split, false, leaf.members, weights);
     if (!left.members.empty() && !right.members.empty()) {
-      if (!CarryOrders(leaf.orders, &left) || !CarryOrders(leaf.orders, &right)) return false;
+      const bool isCarried =
+          isLastLevel || (CarryOrders(leaf.orders, &left) && CarryOrders(leaf.orders, &right));
+      if (!isCarried) return false;
       leaves->reserve(leaves->size() + 2);
       MTH_CLUSTERING_TREE* const parent = leaf.node.release();
       left.node->SetParent(parent);
@@ -221,11 +229,11 @@ bool TreeTraining::SplitAgain(const MTH_CLUSTERING_TREE& tree, const double* con
 }
 
 bool TreeTraining::GrowLevel(const MTH_CLUSTERING_TREE& tree, const double* const weights,
-                             Leaves* const leaves) {
+                             const bool isLastLevel, Leaves* const leaves) {
   Leaves grown;
   grown.reserve(2 * leaves->size());
   for (Leaf& leaf : *leaves) {
-    if (!SplitAgain(tree, weights, std::move(leaf), &grown)) return false;
+    if (!SplitAgain(tree, weights, isLastLevel, std::move(leaf), &grown)) return false;
   }
   leaves->swap(grown);
   return true;
@@ -243,7 +251,7 @@ bool TreeTraining::Grow(const MTH_CLUSTERING_TREE& tree, const double* const wei
   std::size_t countBefore = isDone ? leaves.size() : 0;
   for (int level = 1; level < tree.GetDepth() && leaves.size() != countBefore; ++level) {
     countBefore = leaves.size();
-    if (!GrowLevel(tree, weights, &leaves)) return false;
+    if (!GrowLevel(tree, weights, level + 1 == tree.GetDepth(), &leaves)) return false;
   }
   OrderByDecreasingError(leaves);
   for (Leaf& leaf : leaves) cells->push_back(std::move(leaf.node));

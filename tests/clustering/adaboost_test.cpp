@@ -192,6 +192,22 @@ TEST(AdaBoost, WarmStartGoesOnBitForBit) {
   }
 }
 
+// Confidences of separable classes push the scores on until every weight underflows to 0.
+TEST(AdaBoost, KeepsItsModelWhenNoWeightIsLeft) {
+  for (const Variant& variant : kVariants) {
+    LabelledSamples samples{Matrix({{1, 2, 3, 4}}), Matrix({{-1, -1, 1, 1}}), {}};
+    MTH_CLUSTERING_TREE tree(3);
+    MTH_CLUSTERING_ADABOOST boosting(&samples.features, &samples.labels, 4000, &tree);
+    ASSERT_TRUE((boosting.*variant.train)({}, nullptr, nullptr));
+    const std::vector<double> scores = ScoresOf(boosting, samples.features);
+    for (std::size_t i = 0; i < scores.size(); ++i) {
+      EXPECT_GT(scores[i] * samples.labels.Get(0, static_cast<int>(i)), 700.0) << variant.name;
+      EXPECT_TRUE(std::isfinite(scores[i])) << variant.name;
+    }
+    EXPECT_LT(boosting.GetCells()->GetCount(), 8000) << variant.name << ": cells without weight are skipped";
+  }
+}
+
 TEST(AdaBoost, KeepsItsCellsThroughStartsOfEveryKind) {
   LabelledSamples samples = mth_test::NoisySamples(2, 60, 5, 8);
   MTH_CLUSTERING_TREE tree(2);
