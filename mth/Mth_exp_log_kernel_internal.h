@@ -1,6 +1,8 @@
-// Exponential and logarithm in vector lanes, for kernel files, after Mth_lanes_kernel_internal.h. Every step
-// is one rounded operation, so that every instruction set and every machine gives the same bits, which the C
-// library's need not. V is Lanes or double. Errors stay below one unit in the last place.
+// Exponential and logarithm in vector lanes, for kernel files; brings the lanes. Every step is one rounded
+// operation, so that every instruction set and every machine gives the same bits, which the C library's need
+// not. V is Lanes or double. Errors stay below one unit in the last place.
+
+#include "mth/Mth_lanes_kernel_internal.h"
 
 template <class V>
 struct BitsOf {
@@ -15,12 +17,20 @@ struct BitsOf<Lanes> {
 
 template <class V>
 MTH_INLINE typename BitsOf<V>::Type ToBits(V value) {
-  return __builtin_bit_cast(typename BitsOf<V>::Type, value);
+  if constexpr (sizeof(V) == sizeof(double)) {
+    return std::bit_cast<std::uint64_t>(value);
+  } else {
+    return (typename BitsOf<V>::Type)value;  // a cast between vectors keeps the bits
+  }
 }
 
 template <class V>
 MTH_INLINE V FromBits(typename BitsOf<V>::Type bits) {
-  return __builtin_bit_cast(V, bits);
+  if constexpr (sizeof(V) == sizeof(double)) {
+    return std::bit_cast<double>(bits);
+  } else {
+    return (V)bits;
+  }
 }
 
 // ln 2 in two parts: whole numbers up to 2^11 times the first one are exact.
@@ -35,6 +45,15 @@ MTH_INLINE V PowerOfTwo(V whole) {
   return FromBits<V>(ToBits<V>(whole + (kRoundToWhole + kExponentBias)) << 52);
 }
 
+// The polynomial whose coefficients are given from the highest power down.
+template <class V, int kCount>
+MTH_INLINE V Polynomial(V x, const double (&coefficients)[kCount]) {
+  V sum = coefficients[0] + V{};
+#pragma GCC unroll 16
+  for (int i = 1; i < kCount; ++i) sum = sum * x + coefficients[i];
+  return sum;
+}
+
 // e to the power x; infinities, NaN and what underflows included.
 template <class V>
 MTH_INLINE V Exponential(V x) {
@@ -45,21 +64,14 @@ MTH_INLINE V Exponential(V x) {
   const V whole = (x * kLog2E + kRoundToWhole) - kRoundToWhole;
   const V rest = (x - whole * kLn2High) - whole * kLn2Low;  // at most ln(2) / 2
 
-  // The series of (e^r - 1 - r) / r^2.
+  // (e^r - 1 - r) / r^2 = sum of r^n / (n + 2)!, even and odd powers apart.
+  constexpr double kEven[] = {1.0 / 87178291200.0, 1.0 / 479001600.0, 1.0 / 3628800.0, 1.0 / 40320.0,
+                              1.0 / 720.0,         1.0 / 24.0,        1.0 / 2.0};
+  constexpr double kOdd[] = {1.0 / 6227020800.0, 1.0 / 39916800.0, 1.0 / 362880.0,
+                             1.0 / 5040.0,       1.0 / 120.0,      1.0 / 6.0};
   const V square = rest * rest;
-  V even = 1.0 / 87178291200.0 + V{};
-  even = even * square + 1.0 / 479001600.0;
-  even = even * square + 1.0 / 3628800.0;
-  even = even * square + 1.0 / 40320.0;
-  even = even * square + 1.0 / 720.0;
-  even = even * square + 1.0 / 24.0;
-  even = even * square + 0.5;
-  V odd = 1.0 / 6227020800.0 + V{};
-  odd = odd * square + 1.0 / 39916800.0;
-  odd = odd * square + 1.0 / 362880.0;
-  odd = odd * square + 1.0 / 5040.0;
-  odd = odd * square + 1.0 / 120.0;
-  odd = odd * square + 1.0 / 6.0;
+  const V even = Polynomial<V>(square, kEven);
+  const V odd = Polynomial<V>(square, kOdd);
   const V fraction = 1.0 + (rest + square * (even + odd * rest));
   // In two factors, since 2 to `whole` need not be a normal number when the result is one, or nearly.
   const V half = (whole * 0.5 + kRoundToWhole) - kRoundToWhole;
@@ -87,19 +99,12 @@ MTH_INLINE V Logarithm(V x) {
   const V f = fraction - 1.0;
   const V s = f / (2.0 + f);
   const V z = s * s;
-  const V square = z * z;
-  V even = 2.0 / 23.0 + V{};
-  even = even * square + 2.0 / 19.0;
-  even = even * square + 2.0 / 15.0;
-  even = even * square + 2.0 / 11.0;
-  even = even * square + 2.0 / 7.0;
-  even = even * square + 2.0 / 3.0;
-  V odd = 2.0 / 21.0 + V{};
-  odd = odd * square + 2.0 / 17.0;
-  odd = odd * square + 2.0 / 13.0;
-  odd = odd * square + 2.0 / 9.0;
-  odd = odd * square + 2.0 / 5.0;
-  const V series = z * (even + z * odd);
+  // The series from 2 / 3 on, economised by Chebyshev's polynomials over all z: to 1 / 20 of a rounding
+  // error.
+  constexpr double kSeries[] = {0x1.2b584aae78a57p-3, 0x1.39fe606542ddep-3, 0x1.7462b4ab2ef6bp-3,
+                                0x1.c71c62e5800a1p-3, 0x1.2492492df148dp-2, 0x1.99999999952e2p-2,
+                                0x1.5555555555558p-1};
+  const V series = z * Polynomial<V>(z, kSeries);
   const V halfSquare = 0.5 * f * f;
   const V small = s * (halfSquare + series) + exponent * kLn2Low;
   const V result = exponent * kLn2High - ((halfSquare - small) - f);
