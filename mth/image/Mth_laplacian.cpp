@@ -33,7 +33,7 @@ namespace {
 constexpr const char* kNullInput = "Matrice d'entrée est nulle!";
 
 // Results of fewer bytes may find room in a cache, where their reader gets them sooner.
-constexpr std::int64_t kSmallestStreamedBytes = std::int64_t{16} << 20;
+constexpr std::int64_t kSmallestStreamedBytes = std::int64_t{8} << 20;
 
 constexpr std::int64_t kNoSize = -1;
 
