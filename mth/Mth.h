@@ -5,9 +5,11 @@
 
 #include "mth/Mth_pointer_list.h"
 #include "mth/clustering/Mth_clustering.h"
+#include "mth/clustering/Mth_clustering_adaboost.h"
 #include "mth/clustering/Mth_clustering_sample.h"
-#include "mth/curve/Mth_xy_plot.h"
+#include "mth/clustering/Mth_clustering_tree.h"
 #include "mth/clustering/Mth_subsets.h"
+#include "mth/curve/Mth_xy_plot.h"
 #include "mth/geometry/Mth_3d_geometry.h"
 #include "mth/geometry/Mth_funct_chgref_param.h"
 #include "mth/geometry/Mth_matrix_chgref.h"
