@@ -1,8 +1,6 @@
-// Exponential and logarithm in vector lanes, for kernel files; brings the lanes. Every step is one rounded
-// operation, so that every instruction set and every machine gives the same bits, which the C library's need
-// not. V is Lanes or double. Errors stay below one unit in the last place.
-
-#include "mth/Mth_lanes_kernel_internal.h"
+// Exponential and logarithm in vector lanes, for kernel files, after Mth_lanes_kernel_internal.h. Every step
+// is one rounded operation, so that every instruction set and every machine gives the same bits, which the C
+// library's need not. V is Lanes or double. Errors stay below one unit in the last place.
 
 template <class V>
 struct BitsOf {

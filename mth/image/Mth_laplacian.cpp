@@ -9,10 +9,6 @@
 #include "mth/Mth_instruction_set_internal.h"
 #include "std/Std_message_internal.h"
 
-#if MTH_MULTIVERSION
-#include <immintrin.h>
-#endif
-
 namespace mth_internal {
 
 // Of x, y and z, x fastest.
