@@ -2,9 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <cmath>
-#include <iostream>
 
-#include "support/failure.h"
+#include "support/command_line.h"
 
 namespace texture_mr {
 
@@ -65,16 +64,14 @@ void AddOptions(CLI::App& app, Options& options) {
 }
 
 void CheckOptions(const Options& options) {
-  const auto require = [](bool isTrue, const char* text) {
-    if (!isTrue) throw example::Failure(text);
-  };
-  require(!options.outputPath.empty(), "--output needs a folder");
-  require(options.labels.empty() || !options.maskPath.empty(), "--label needs a --mask");
+  using example::Require;
+  Require(!options.outputPath.empty(), "--output needs a folder");
+  Require(options.labels.empty() || !options.maskPath.empty(), "--label needs a --mask");
   if (options.range.empty()) return;
-  require(options.range.size() == 2, "--range needs two intensities");
-  require(std::isfinite(options.range[0]) && std::isfinite(options.range[1]) &&
-              options.range[0] < options.range[1],
-          "--range needs a lower and a higher intensity");
+  Require(options.range.size() == 2, "--range needs two intensities");
+  const bool isRange = std::isfinite(options.range[0]) && std::isfinite(options.range[1]) &&
+                       options.range[0] < options.range[1];
+  Require(isRange, "--range needs a lower and a higher intensity");
 }
 
 }  // namespace
@@ -84,14 +81,7 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
   CLI::App app(kDescription, "texture_mr");
   app.footer(kFooter);
   AddOptions(app, options);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForHelp&) {
-    std::cout << app.help();
-    return std::nullopt;
-  } catch (const CLI::ParseError& error) {
-    throw example::Failure(std::string(error.what()) + " (--help lists the options)");
-  }
+  if (!example::ParseCommandLine(app, argc, argv)) return std::nullopt;
   CheckOptions(options);
   return options;
 }

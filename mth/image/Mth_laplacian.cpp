@@ -9,10 +9,6 @@
 #include "mth/Mth_instruction_set_internal.h"
 #include "std/Std_message_internal.h"
 
-#if MTH_MULTIVERSION
-#include <immintrin.h>
-#endif
-
 namespace mth_internal {
 
 // Of x, y and z, x fastest.
@@ -33,7 +29,7 @@ namespace {
 constexpr const char* kNullInput = "Matrice d'entrée est nulle!";
 
 // Results of fewer bytes may find room in a cache, where their reader gets them sooner.
-constexpr std::int64_t kSmallestStreamedBytes = std::int64_t{16} << 20;
+constexpr std::int64_t kSmallestStreamedBytes = std::int64_t{8} << 20;
 
 constexpr std::int64_t kNoSize = -1;
 

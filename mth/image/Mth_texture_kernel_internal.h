@@ -1,11 +1,7 @@
 // Texture features, compiled per instruction set. Each sum is one chain in row order; what it adds is
 // computed in lanes first, a chunk of a row at a time.
 
-// The logarithm needs the lanes.
-// clang-format off
-#include "mth/Mth_lanes_kernel_internal.h"
 #include "mth/Mth_exp_log_kernel_internal.h"
-// clang-format on
 
 constexpr int kChunk = 64;
 
