@@ -66,26 +66,23 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
   /// The local mean of the grey levels stays: what Rician noise adds to it in the dark is not taken off. The
   /// image is transformed with a margin of its mirror image, so that its borders are rebuilt as well as the
   /// rest. Pixels that are not finite count as 0.
-  /// @return  false, with the image as it was, when there is no memory; after the message "La matrice
-  /// d'entrée
-  ///          est nulle!" when there is no image, or an unallocated one.
+  /// @return  false, with the image as it was: without memory, or without an allocated image, which shows
+  ///          "La matrice d'entrée est nulle!".
   /// @see     RemoveNoiseAdaptative; Pizurica, Philips, Lemahieu and Acheroy, IEEE Trans. Medical Imaging 22
   ///          (2003) 323-331.
   bool ApplyDenoisingMRImage();
-  /// Standard deviation of the noise of the working image, in both channels of the magnitude where the signal
-  /// is at least three times as strong: 2 s, s being 1.4825796886582654 times the median of the magnitudes in
-  /// the finest diagonal subband (Mth_Median).
+  /// Standard deviation of the noise in the working image as it stands: 2 s, with s being 1.4825796886582654
+  /// times the median of the magnitudes in the finest diagonal subband (Mth_Median). It holds where the
+  /// signal is at least three times as strong as the noise, whose deviation falls by a third in the dark.
   /// @return  0 without an image or memory.
   double EstimateNoiseDeviation() const;
   /// Multiplies every coefficient of a subband by odds / (1 + odds), the odds that it is signal. They are
   /// twice (an edge that is lost shows more than a grain that stays) the product of three:
   ///  - the fourth root of the prior odds, the number of coefficients in the mask over that of the others
-  ///  (100
-  ///    when there are no others); the mask holds those whose `energy` exceeds the square of the threshold
-  ///    factor;
-  ///  - the fourth root of the likelihood ratio of the coefficient's own magnitude, from the histograms of
-  ///  the
-  ///    magnitudes inside and outside the mask: a straight line in logarithms, fitted around the threshold;
+  ///    (100 when there are no others); the mask holds those whose `energy` exceeds the square of the
+  ///    threshold factor;
+  ///  - the fourth root of the likelihood ratio of the coefficient's own magnitude, a straight line in
+  ///    logarithms, fitted around the threshold to the histograms inside and outside the mask;
   ///  - the local prior ratio, the sixth power of the energy that supports the coefficient over the square of
   ///    the threshold factor. That is its `energy` to the power 1/2 by the mean energy `siblings` of its
   ///    level to the power 1/8 by its `coarser` energy to the power 3/8.

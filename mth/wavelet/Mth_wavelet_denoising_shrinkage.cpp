@@ -94,22 +94,37 @@ void StoreRounded(const MTH_MATRIX& extended, int margin, MTH_MATRIX& image) {
   }
 }
 
-void MeanOfThree(const double* a, const double* b, const double* c, std::int64_t count, double* mean) {
-  for (std::int64_t i = 0; i < count; ++i) mean[i] = (a[i] + b[i] + c[i]) / 3.0;
-}
+// Energies of two neighbouring levels, and the mean over the orientations of one.
+class Energies {
+ public:
+  explicit Energies(std::int64_t count) : count_(count), values_((2 * kOrientations + 1) * count) {}
+  explicit operator bool() const { return static_cast<bool>(values_); }
+
+  double* Get(int level, int orientation) const {
+    return values_.Get() + (level % 2 * kOrientations + orientation) * count_;
+  }
+  const double* MeanOf(int level) const {
+    double* const mean = values_.Get() + 2 * kOrientations * count_;
+    const double* const rows = Get(level, 0);
+    const double* const columns = Get(level, 1);
+    const double* const diagonal = Get(level, kDiagonal);
+    for (std::int64_t i = 0; i < count_; ++i) mean[i] = (rows[i] + columns[i] + diagonal[i]) / 3.0;
+    return mean;
+  }
+
+ private:
+  std::int64_t count_;
+  WorkArray<double> values_;
+};
 
 // Logarithm of the energy that supports a coefficient: that of its neighbourhood, the mean of its
-// orientations and that of its parent, weighted 4 : 1 : 3.
-double LogActivity(double energy, double siblings, double coarser) {
+// orientations and that of its parent, weighted 4 : 1 : 3; the last level has no parents.
+double LogActivity(double energy, double siblings, const double* coarser) {
   const double own = (energy + kSmallestEnergy) * (energy + kSmallestEnergy);
-  const double parent = coarser + kSmallestEnergy;
-  return std::log(own * own * (siblings + kSmallestEnergy) * (parent * parent * parent)) / 8.0;
-}
-
-// The same at the last level, which has no parents.
-double LogActivity(double energy, double siblings) {
-  const double own = (energy + kSmallestEnergy) * (energy + kSmallestEnergy);
-  return std::log(own * own * (siblings + kSmallestEnergy)) / 5.0;
+  const double product = own * own * (siblings + kSmallestEnergy);
+  if (coarser == nullptr) return std::log(product) / 5.0;
+  const double parent = *coarser + kSmallestEnergy;
+  return std::log(product * (parent * parent * parent)) / 8.0;
 }
 
 // Deviation of the noise in the finest diagonal subband; negative without memory.
@@ -131,8 +146,8 @@ double FinestNoise(const MTH_MATRIX& image) {
 }  // namespace
 
 bool MTH_WAVELET_DENOISING::ApplyDenoisingMRImage() {
-  constexpr int kMargin =
-      3 * (1 + 2 + 4 + 8);  // how far from the borders four levels are not rebuilt exactly
+  // How far from the borders four levels are not rebuilt exactly.
+  constexpr int kMargin = 3 * (1 + 2 + 4 + 8);
   if (image_ == nullptr || !image_->IsAllocated()) {
     ShowInformation("La matrice d'entrée est nulle!");
     return false;
@@ -155,44 +170,33 @@ double MTH_WAVELET_DENOISING::EstimateNoiseDeviation() const {
 
 bool MTH_WAVELET_DENOISING::ShrinkDetails(MTH_MATRIX& image, double noise) const {
   const ImageSize size = SizeOf(image);
-  const std::int64_t count = size.rows * size.columns;
   const int rows = image.GetNbRows();
   const int columns = image.GetNbCols();
-  const Details details(count);
-  const WorkArray<double> energies((2 * kOrientations + 1) * count);
+  const Details details(size.rows * size.columns);
+  const Energies energies(size.rows * size.columns);
   if (!details || !energies) return false;
-  for (int level = 0; level < kLevels; ++level) {
-    if (!Analyse(image, level, size, details.Level(level, image))) return false;
-  }
-  // Those of even levels, of odd levels, and the mean of a level.
-  const auto energyOf = [&](int level, int orientation) {
-    return energies.Get() + (level % 2 * kOrientations + orientation) * count;
+  const auto measure = [&](int level, int o) {
+    return AdaptEnergy(details.Get(level, o), NoiseLevel(noise, level, o), energies.Get(level, o), rows,
+                       columns);
   };
-  double* const siblings = energies.Get() + 2 * kOrientations * count;
-  const auto measure = [&](int level) {
-    bool isDone = true;
-    for (int o = 0; o < kOrientations; ++o) {
-      isDone = isDone && AdaptEnergy(details.Get(level, o), NoiseLevel(noise, level, o), energyOf(level, o),
-                                     rows, columns);
-    }
-    return isDone;
+  const auto shrink = [&](int level, int o, const double* siblings) {
+    const double* const coarser = level + 1 < kLevels ? energies.Get(level + 1, o) : nullptr;
+    return RemoveNoiseAdaptative(details.Get(level, o), energies.Get(level, o), siblings, coarser,
+                                 NoiseLevel(noise, level, o), rows, columns);
   };
-  if (!measure(0)) return false;
-  for (int level = 0; level < kLevels; ++level) {
-    const bool isLast = level == kLevels - 1;
-    if (!isLast && !measure(level + 1)) return false;
-    MeanOfThree(energyOf(level, 0), energyOf(level, 1), energyOf(level, 2), count, siblings);
-    for (int o = 0; o < kOrientations; ++o) {
-      const double* const coarser = isLast ? nullptr : energyOf(level + 1, o);
-      if (!RemoveNoiseAdaptative(details.Get(level, o), energyOf(level, o), siblings, coarser,
-                                 NoiseLevel(noise, level, o), rows, columns))
-        return false;
-    }
+
+  bool isDone = true;
+  for (int level = 0; level < kLevels; ++level)
+    isDone = isDone && Analyse(image, level, size, details.Level(level, image));
+  for (int o = 0; o < kOrientations; ++o) isDone = isDone && measure(0, o);
+  for (int level = 0; isDone && level < kLevels; ++level) {
+    for (int o = 0; o < kOrientations && level + 1 < kLevels; ++o) isDone = isDone && measure(level + 1, o);
+    const double* const siblings = energies.MeanOf(level);
+    for (int o = 0; o < kOrientations; ++o) isDone = isDone && shrink(level, o, siblings);
   }
-  for (int level = kLevels - 1; level >= 0; --level) {
-    if (!Rebuild(details.Level(level, image), level, image)) return false;
-  }
-  return true;
+  for (int level = kLevels - 1; level >= 0; --level)
+    isDone = isDone && Rebuild(details.Level(level, image), level, image);
+  return isDone;
 }
 
 bool MTH_WAVELET_DENOISING::AdaptEnergy(const double* detail, double noiseLevel, double* energy, int rows,
@@ -213,26 +217,24 @@ bool MTH_WAVELET_DENOISING::RemoveNoiseAdaptative(double* detail, const double* 
   const WorkArray<unsigned char> mask(count);
   const WorkArray<unsigned char> sectors(count);
   const WorkArray<double> magnitudes(count);
-  const WorkArray<double> activities(count);
-  if (!mask || !sectors || !magnitudes || !activities) return false;
+  if (!mask || !sectors || !magnitudes) return false;
 
   const double priorOdds = InitMask(energy, count, mask.Get());
   const double logThreshold = std::log(thresholdFactor_ * thresholdFactor_ + kTiny);
   for (std::int64_t i = 0; i < count; ++i) {
     const double magnitude = detail[i] / noiseLevel;
     magnitudes[i] = std::log(magnitude * magnitude + kTiny) - logThreshold;
-    activities[i] = (coarser != nullptr ? LogActivity(energy[i], siblings[i], coarser[i])
-                                        : LogActivity(energy[i], siblings[i])) -
-                    logThreshold;
   }
-  for (std::int64_t row = 0; row < rows; ++row)
-    MagSectorRow(magnitudes.Get() + row * cols, cols, sectors.Get() + row * cols);
+  for (std::int64_t start = 0; start < count; start += cols)
+    MagSectorRow(magnitudes.Get() + start, cols, sectors.Get() + start);
   const RATIO_LINE likelihood = Histogramme(magnitudes.Get(), sectors.Get(), mask.Get(), count);
 
   const double logPriorOdds = std::log(kOddsOfEdges) + kShare * std::log(priorOdds);
   for (std::int64_t i = 0; i < count; ++i) {
-    const double logOdds = logPriorOdds + kShare * ApproxLikelihoodRatio(likelihood, magnitudes[i]) +
-                           ApproxPriorRatio(activities[i]);
+    const double* const parent = coarser == nullptr ? nullptr : coarser + i;
+    const double activity = LogActivity(energy[i], siblings[i], parent) - logThreshold;
+    const double logOdds =
+        logPriorOdds + kShare * ApproxLikelihoodRatio(likelihood, magnitudes[i]) + ApproxPriorRatio(activity);
     detail[i] /= 1.0 + std::exp(-logOdds);  // times odds / (1 + odds)
   }
   return true;
