@@ -10,12 +10,12 @@ namespace {
 
 constexpr const char* kEndsWithApplication = "mthEndsWithApplication";
 
-// Run at the start of the application's destruction.
+// Run at the start of the application's destruction. The windows are told from the others before any is
+// deleted: some of the others, such as menus, go with them.
 void DeleteRemainingWindows() {
-  const QWidgetList windows = QApplication::topLevelWidgets();
-  for (QWidget* window : windows) {
-    if (window->property(kEndsWithApplication).toBool()) delete window;
-  }
+  QWidgetList windows = QApplication::topLevelWidgets();
+  windows.removeIf([](const QWidget* window) { return !window->property(kEndsWithApplication).toBool(); });
+  qDeleteAll(windows);
 }
 
 }  // namespace
