@@ -10,8 +10,8 @@ class QPlainTextEdit;
 class QToolBar;
 
 /// The text editor "QUOR Pad" for client programs: a menu and a tool bar to open, save, undo, cut, copy,
-/// paste and find. Texts are UTF-8; the ends of lines stay those of the file. Changes are not lost without a
-/// question.
+/// paste and find. Texts are UTF-8; lines end in CR LF when some did in the file. Changes are not lost
+/// without a question.
 ///
 /// Its actions are found by their Qt object names: Nouveau, Ouvrir, Enregistrer, EnregistrerSous, Quitter,
 /// Annuler, Retablir, Couper, Copier, Coller, ToutSelectionner, Rechercher and RechercherSuivant.

@@ -109,12 +109,14 @@ void ArrangeComponents(STD_WAIT_BAR_WINDOW& window) {
 // Waits until the window system has room for the window's pixels, which can then be painted without pumping
 // messages. What people do meanwhile stays in the queue; the host's timers and sockets stay silent as well.
 void WaitForExposure(const QWidget& window) {
-  const QDeadlineTimer deadline(kExposureMilliseconds);
   constexpr auto kWindowSystemOnly =
       QEventLoop::ExcludeUserInputEvents | QEventLoop::ExcludeSocketNotifiers | QEventLoop::X11ExcludeTimers;
-  while (!deadline.hasExpired()) {
+  const auto isExposed = [&window] {
+    return window.windowHandle() != nullptr && window.windowHandle()->isExposed();
+  };
+  const QDeadlineTimer deadline(kExposureMilliseconds);
+  while (!isExposed() && !deadline.hasExpired()) {
     QCoreApplication::processEvents(kWindowSystemOnly);
-    if (window.windowHandle() != nullptr && window.windowHandle()->isExposed()) return;
     QThread::msleep(1);
   }
 }
@@ -128,8 +130,11 @@ STD_WAIT_BAR_WINDOW::STD_WAIT_BAR_WINDOW()
       Title(new QLabel),
       lblInformation1(new QLabel(this)) {
   KeepUnresponsiveWindows();
-  mth_internal::MakeLibraryWindow(
-      *this, Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint | Qt::CustomizeWindowHint | Qt::WindowTitleHint);
+  mth_internal::MakeLibraryWindow(*this, Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint |
+                                             Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                                             Qt::WindowDoesNotAcceptFocus);
+  // What people type meanwhile stays with the host's window.
+  setAttribute(Qt::WA_ShowWithoutActivating);
   setWindowTitle("Please wait");
   QFont plainFont = font();
   plainFont.setFamily("MS Sans Serif");

@@ -1,10 +1,10 @@
 #include "screen.h"
 
 #include <QLabel>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QVBoxLayout>
 #include <QWindow>
 
 #include "application.h"
@@ -21,15 +21,20 @@ class QtScreen : public QtTest {
     host_.setGeometry(40, 40, 300, 120);
     button_.setGeometry(20, 20, 200, 60);
     QObject::connect(&button_, &QPushButton::clicked, [this] { ++clicks_; });
+    text_.setGeometry(20, 90, 200, 24);
+    text_.setFocus();
+    button_.setFocusPolicy(Qt::NoFocus);  // the keyboard stays with the text
     host_.show();
+    host_.activateWindow();
   }
 
   bool IsHostReady() {
-    return PumpUntil([this] { return host_.windowHandle()->isExposed(); });
+    return PumpUntil([this] { return host_.windowHandle()->isExposed() && text_.hasFocus(); });
   }
 
   QWidget host_;
   QPushButton button_{"Lancer", &host_};
+  QLineEdit text_{&host_};
   int clicks_ = 0;
 };
 
@@ -55,7 +60,7 @@ double FilledShare(const QImage& screenshot, const QRect& bar) {
   return static_cast<double>(filled) / bar.width();
 }
 
-TEST_F(QtScreen, ProgressIsPaintedAndClicksWaitUntilTheComputationEnds) {
+TEST_F(QtScreen, ProgressIsPaintedAndInputWaitsUntilTheComputationEnds) {
   ASSERT_TRUE(IsHostReady());
   int probes = 0;
   HalfwayDisplay display(*Std_SetDisplay(nullptr), [&] {
@@ -69,6 +74,7 @@ TEST_F(QtScreen, ProgressIsPaintedAndClicksWaitUntilTheComputationEnds) {
     EXPECT_NEAR(FilledShare(screenshot, PlaceOnScreen(*window->ProgressBar1)), 0.5, 0.02);
     EXPECT_EQ(window->Title->text(), "Fuzzy C Means en cours...");
     EXPECT_TRUE(Xdotool("search --onlyvisible --name '^Please wait$'"));
+    EXPECT_TRUE(Xdotool("type abc"));
     EXPECT_TRUE(ClickOn(button_, 3));
   });
   const STD_DISPLAY_SCOPE scope(&display);
@@ -78,8 +84,10 @@ TEST_F(QtScreen, ProgressIsPaintedAndClicksWaitUntilTheComputationEnds) {
   EXPECT_LT(engine.ApplyFuzzyCMeanClustering(), 1.0);
   EXPECT_EQ(probes, 1);
   EXPECT_EQ(clicks_, 0);
+  EXPECT_EQ(text_.text(), "");
   EXPECT_FALSE(Xdotool("search --onlyvisible --name '^Please wait$'"));  // gone at once
   EXPECT_TRUE(PumpUntil([&] { return clicks_ == 4; })) << clicks_;
+  EXPECT_EQ(text_.text(), "abc");
 }
 
 TEST_F(QtScreen, MessageIsAnsweredWithTheMouse) {
