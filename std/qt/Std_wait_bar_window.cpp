@@ -193,8 +193,11 @@ void QtWaitBarView::SetMaximum(int maximum) {
 
 void QtWaitBarView::SetPosition(int position) {
   if (!window_) return;
-  window_->ProgressBar1->setValue(position);
-  window_->ProgressBar1->repaint();
+  QProgressBar& bar = *window_->ProgressBar1;
+  bar.setUpdatesEnabled(false);  // it would paint some of the units by itself, and so twice
+  bar.setValue(position);
+  bar.setUpdatesEnabled(true);
+  bar.repaint();
 }
 
 void QtWaitBarView::Show() {

@@ -148,6 +148,7 @@ TEST_F(QtDisplay, EveryUnitOfAStepIsPaintedAtOnce) {
   bar.StepAction("Evolution du delta : 0.5 é");
   EXPECT_EQ(window->Action->text(), QString::fromUtf8("Evolution du delta : 0.5 é"));
   EXPECT_EQ(actionPaints.count, 1);
+  EXPECT_EQ(barPaints.count, 1 + 5);  // with the window, then after each unit
   bar.StepAction("");
   EXPECT_EQ(barPaints.values, (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
   bar.StepAction("");
