@@ -29,7 +29,8 @@ std::optional<QString> ReadUtf8(const QString& path) {
   if (!file.open(QIODevice::ReadOnly) || file.size() > kLargestFile) return std::nullopt;
   const QByteArray bytes = file.readAll();
   if (file.error() != QFile::NoError) return std::nullopt;
-  QStringDecoder decoder(QStringDecoder::Utf8);  // takes a byte order mark off
+  // Takes a byte order mark off; stateless, so that a character cut at the end is an error as well.
+  QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
   const QString text = decoder(bytes);
   if (decoder.hasError()) return std::nullopt;
   return text;

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDeadlineTimer>
+#include <QFontInfo>
 #include <QFrame>
 #include <QLabel>
 #include <QProgressBar>
@@ -89,7 +90,7 @@ void DressComponents(STD_WAIT_BAR_WINDOW& window) {
 
   QFont bannerFont = window.font();
   bannerFont.setBold(true);
-  bannerFont.setPointSizeF(1.5 * bannerFont.pointSizeF());
+  bannerFont.setPointSizeF(1.5 * QFontInfo(bannerFont).pointSizeF());  // also of a font sized in pixels
   window.lblInformation1->setFont(bannerFont);
   window.lblInformation1->setForegroundRole(QPalette::Link);
   window.lblInformation1->setText("Quorvan");

@@ -149,14 +149,15 @@ TEST_F(QtTextEditor, TellsOfFilesThatItCannotReadOrWrite) {
   Write("good.txt", "avant");
   ASSERT_TRUE(editor_.OpenFile(PathOf("good.txt")));
   Write("latin.txt", "caf\xE9 ");
-  const QString bad[] = {PathOf("latin.txt"), PathOf("missing.txt"), folder_.path()};
+  Write("cut.txt", "caf\xC3");
+  const QString bad[] = {PathOf("latin.txt"), PathOf("cut.txt"), PathOf("missing.txt"), folder_.path()};
   for (const QString& path : bad) {
     EXPECT_FALSE(editor_.OpenFile(path));
     EXPECT_EQ(display_.messages.back(),
               (ShownMessage{"Impossible d'ouvrir le fichier " + path.toStdString(), MessageKind::Error, ""}));
   }
   EXPECT_FALSE(editor_.SaveFile(PathOf("no/such.txt")));
-  EXPECT_EQ(display_.messages.size(), 4U);
+  EXPECT_EQ(display_.messages.size(), 5U);
   EXPECT_EQ(text_.toPlainText(), "avant");
   EXPECT_EQ(editor_.GetPath(), PathOf("good.txt"));
 }
