@@ -140,16 +140,16 @@ void MainWindow::ShowSlice(int index) {
 
 void MainWindow::Compute(const Processing& processing) {
   try {
-    Keep(processing.run(slice_, classes_->value()));
+    Keep(processing.run({image_, slice_, classes_->value()}));
   } catch (const std::exception& failure) {
     Std_ShowMessage(failure.what(), MessageKind::Error, "");
   }
 }
 
 void MainWindow::Keep(Outcome outcome) {
-  if (outcome.slice) {
-    slice_ = std::move(*outcome.slice);
-    ForgetSegmentation();
+  if (outcome.image) {
+    image_ = std::move(*outcome.image);
+    ShowSlice(slider_->value());
   } else if (outcome.segmentation) {
     segmentation_ = std::move(outcome.segmentation);
     ListOverlays();

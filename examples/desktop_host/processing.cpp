@@ -95,9 +95,10 @@ void ReadResults(const GreyImage& slice, const ClusteringMethod& method, Segment
   }
 }
 
-Outcome Segment(const GreyImage& slice, int classesCount, const ClusteringMethod& method) {
+Outcome Segment(const Request& request, const ClusteringMethod& method) {
+  const GreyImage& slice = request.slice;
   Segmentation result;
-  result.engine = std::make_unique<MTH_CLUSTERING>(classesCount, 1);
+  result.engine = std::make_unique<MTH_CLUSTERING>(request.classesCount, 1);
   InitialiseCentroids(*result.engine, slice);
   AddVoxels(slice, result);
   if (!method.run(*result.engine)) {
@@ -116,7 +117,7 @@ Outcome Segment(const GreyImage& slice, int classesCount, const ClusteringMethod
 const std::vector<Processing>& Processings() {
   static const std::vector<Processing> processings{
       {"&Fuzzy c-means", "Tissue classes with memberships between 0 and 1",
-       [](const GreyImage& slice, int classesCount) { return Segment(slice, classesCount, kFuzzyCMeans); }},
+       [](const Request& request) { return Segment(request, kFuzzyCMeans); }},
   };
   return processings;
 }

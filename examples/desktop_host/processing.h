@@ -20,19 +20,26 @@ struct Segmentation {
   std::vector<std::vector<float>> memberships;  ///< per class and voxel; 0 outside
 };
 
-/// What came out of a computation: classes of the slice, a new slice, or nothing after a failure that the
-/// library has told the user.
-struct Outcome {
-  std::optional<Segmentation> segmentation;
-  std::optional<example::GreyImage> slice;
+/// What a computation works on.
+struct Request {
+  const example::GreyImage& image;  ///< without voxels when none is open
+  const example::GreyImage& slice;  ///< the plane of it that is shown
+  int classesCount;
 };
 
-/// An entry of the menu of computations. All of them show the library's progress window.
+/// What came out of a computation: classes of the slice, a new image, or nothing after a failure that the
+/// user was told of.
+struct Outcome {
+  std::optional<Segmentation> segmentation;
+  std::optional<example::GreyImage> image;
+};
+
+/// An entry of the menu of computations. They show their progress, and their failures, in the library's
+/// windows.
 struct Processing {
   const char* name;  ///< with the mnemonic of the menu
   const char* hint;
-  /// @param slice  one plane; without voxels when no image is open.
-  Outcome (*run)(const example::GreyImage& slice, int classesCount);
+  Outcome (*run)(const Request& request);
 };
 
 /// The computations that the host offers, in the order of the menu.
