@@ -30,7 +30,8 @@ class TextWriter {
  public:
   /// Creates or truncates the file.
   explicit TextWriter(const char* path);
-  bool IsOpen() const { return file_ != nullptr; }
+  /// Whether the file is open and nothing has failed so far.
+  bool IsWritten() const { return isWritten_; }
   TextWriter& Text(std::string_view text);
   TextWriter& Fixed(double value, int decimals) { return Text(FixedNumber(value, decimals).View()); }
   TextWriter& Integer(long long value);

@@ -14,6 +14,7 @@
 
 #if (defined(__GNUC__) || defined(__clang__)) && defined(__x86_64__)
 #define MTH_MULTIVERSION 1
+#include <immintrin.h>
 #else
 #define MTH_MULTIVERSION 0
 #endif

@@ -6,13 +6,18 @@
 
 namespace mth_internal {
 
-/// Shows a failure with the caption that nearly all of them have. Without memory for its text nothing is
-/// shown: the caller's failure value tells, and nothing may be thrown into the host.
-inline void ShowInformation(const char* text) noexcept {
+/// Shows a failure. Without memory for its text nothing is shown: the caller's failure value tells, and
+/// nothing may be thrown into the host.
+inline void ShowFailure(const char* text, MessageKind kind, const char* caption) noexcept {
   try {
-    Std_ShowMessage(text, MessageKind::Information, "Information");
+    Std_ShowMessage(text, kind, caption);
   } catch (const std::bad_alloc&) {
   }
+}
+
+/// The same with the kind and the caption that nearly all of them have.
+inline void ShowInformation(const char* text) noexcept {
+  ShowFailure(text, MessageKind::Information, "Information");
 }
 
 }  // namespace mth_internal

@@ -26,7 +26,8 @@ class MTH_EXPORT TSTD_WAIT_BAR {
   void SetTitle(const std::string& text);
   /// Announces the number of steps; the bar's maximum becomes five times that number, so that each step moves
   /// the bar by five units. With 0 the maximum is 0 and no step moves the bar; so with a negative number.
-  /// A bar that is already beyond its new maximum goes back to it.
+  /// Above INT_MAX / 5 steps the maximum is INT_MAX, and a step moves the bar by the whole units that this
+  /// leaves to each, 1 to 4. A bar that is already beyond its new maximum goes back to it.
   void SetStepsCount(int stepsCount);
   /// Makes the window visible.
   void Show();

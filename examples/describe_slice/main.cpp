@@ -4,12 +4,12 @@
 #include <CLI/CLI.hpp>
 #include <cmath>
 #include <cstdio>
-#include <iostream>
 #include <memory>
 #include <vector>
 
 #include "mth/geometry/Mth_3d_geometry.h"
 #include "slice_geometry.h"
+#include "support/command_line.h"
 #include "support/failure.h"
 #include "support/text.h"
 
@@ -86,14 +86,7 @@ bool ParseOptions(int argc, char** argv, Options& options) {
       ->needs(cosines);
   app.add_option("-i,--index", options.index, "Slice along the third axis of FILE; the middle one without it")
       ->needs(file);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForHelp&) {
-    std::cout << app.help();
-    return false;
-  } catch (const CLI::ParseError& error) {
-    throw Failure(std::string(error.what()) + " (--help lists the options)");
-  }
+  if (!example::ParseCommandLine(app, argc, argv)) return false;
   if (options.path.empty() && options.cosines.empty()) throw Failure("FILE or --cosines is needed");
   return true;
 }

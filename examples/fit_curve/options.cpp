@@ -2,11 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <cmath>
-#include <iostream>
 
-#include "support/failure.h"
+#include "support/command_line.h"
 
 namespace fit_curve {
+
+using example::Require;
 
 namespace {
 
@@ -68,21 +69,11 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
   CLI::App app(kDescription, "fit_curve");
   app.footer(kFooter);
   AddOptions(app, options);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForHelp&) {
-    std::cout << app.help();
-    return std::nullopt;
-  } catch (const CLI::ParseError& error) {
-    throw example::Failure(std::string(error.what()) + " (--help lists the options)");
-  }
-  if (options.plotPath.empty()) throw example::Failure("--output needs a file");
-  if (!std::isfinite(options.tolerance) || options.tolerance < 0.0) {
-    throw example::Failure("--tolerance must not be negative");
-  }
-  if (app.count("--gaussians") > 0 && options.model != "gaussians") {
-    throw example::Failure("--gaussians belongs to --model gaussians");
-  }
+  if (!example::ParseCommandLine(app, argc, argv)) return std::nullopt;
+  Require(!options.plotPath.empty(), "--output needs a file");
+  Require(std::isfinite(options.tolerance) && options.tolerance >= 0.0, "--tolerance must not be negative");
+  Require(app.count("--gaussians") == 0 || options.model == "gaussians",
+          "--gaussians belongs to --model gaussians");
   return options;
 }
 

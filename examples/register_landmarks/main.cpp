@@ -3,10 +3,10 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <iostream>
 
 #include "landmarks.h"
 #include "report.h"
+#include "support/command_line.h"
 #include "support/failure.h"
 #include "support/output_folder.h"
 
@@ -63,14 +63,7 @@ int Run(int argc, char** argv) {
       ->check(CLI::IsMember({"quaternion", "geometric"}).description(""))
       ->capture_default_str();
   app.add_flag("--ras", options.isRas, "Text files have x to the right and y to the front, not LPS");
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForHelp&) {
-    std::cout << app.help();
-    return 0;
-  } catch (const CLI::ParseError& error) {
-    throw Failure(std::string(error.what()) + " (--help lists the options)");
-  }
+  if (!example::ParseCommandLine(app, argc, argv)) return 0;
   RegisterFiles(options);
   return 0;
 }

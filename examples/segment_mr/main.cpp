@@ -1,6 +1,8 @@
 // Segments an MR image into tissue classes: an example of a host program around the clustering engine.
 
 #include <cstdio>
+#include <optional>
+#include <string>
 
 #include "options.h"
 #include "pictures.h"
@@ -20,8 +22,8 @@ using segment_mr::Options;
 using segment_mr::Segmentation;
 
 // The image as it is, or the plane of the volume that the user asks for; completes the options with it.
-GreyImage ReadChosenImage(Options& options) {
-  GreyImage image = example::ReadImage(options.imagePath);
+GreyImage ReadChosenImage(const std::string& path, Options& options) {
+  GreyImage image = example::ReadImage(path);
   if (!options.axis && !options.index) return image;
   if (!example::IsVolume(image)) throw Failure("--axis and --index need a volume, not a single image");
   const int axis = options.axis.value_or(2);
@@ -38,20 +40,22 @@ void WriteResults(example::OutputFolder& folder, const GreyImage& image, const S
   WritePictures(folder, image, segmentation);
   folder.WriteText("histogram.svg", DrawHistogram(image, segmentation));
   folder.WriteText("convergence.svg", DrawConvergence(segmentation, options));
-  if (example::IsVolume(image)) {
+  if (example::IsNiftiPath(options.imagePath) && !options.axis) {
     example::WriteNiftiLabels(folder.PathOf("labels.nii.gz"), options.imagePath, segmentation.labels);
   }
   folder.WriteText("report.txt", TextReport(image, segmentation, options));
   folder.WriteText("report.json", JsonReport(image, segmentation, options, folder.GetNames()));
-  folder.Commit({"labels.", "membership_"});
+  folder.Commit({"labels.", "membership_", "undecided.", "outliers.", "conflict."});
 }
 
 int Run(int argc, char** argv) {
   std::optional<Options> options = segment_mr::ParseOptions(argc, argv);
   if (!options) return 0;
   example::OutputFolder folder(options->outputPath);
-  const GreyImage image = ReadChosenImage(*options);
-  const Segmentation segmentation = Segment(image, *options);
+  const GreyImage image = ReadChosenImage(options->imagePath, *options);
+  std::optional<GreyImage> second;
+  if (!options->fusedPath.empty()) second = ReadChosenImage(options->fusedPath, *options);
+  const Segmentation segmentation = Segment(image, second ? &*second : nullptr, *options);
   WriteResults(folder, image, segmentation, *options);
 
   std::printf("%s\n%zu files written into %s: panel.png shows the classes at a glance\n",

@@ -3,11 +3,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
-#include <iostream>
 
-#include "support/failure.h"
+#include "support/command_line.h"
 
 namespace segment_mr {
+
+using example::Require;
 
 namespace {
 
@@ -23,14 +24,18 @@ constexpr const char* kFooter =
     "  membership_K.png          membership of class K, black 0, white 1\n"
     "  histogram.svg             intensities with the centroids and the memberships\n"
     "  convergence.svg           change in each iteration\n"
-    "  labels.nii.gz             for a whole volume: class number per voxel, 0 outside\n"
+    "  undecided.png             ecm: mass on sets of several classes, black 0, white 1\n"
+    "  outliers.png              ecm: mass on no class; with --fuse conflict.png: how much the images "
+    "disagree\n"
+    "  labels.nii.gz             for a NIfTI image that is not cut: class number per voxel, 0 outside\n"
     "The pictures of a whole volume show its middle plane along z.\n"
     "\n"
     "Exit status: 0 done, 2 failure (one line on standard error, nothing written).\n"
     "\n"
     "Examples:\n"
     "  segment_mr data/t1_brain_axial.nii.gz -c 4 -o result\n"
-    "  segment_mr brain.nii.gz --axis z --index 90 --method kmeans --centroids 40,80,120\n";
+    "  segment_mr brain.nii.gz --axis z --index 90 --method kmeans --centroids 40,80,120\n"
+    "  segment_mr t1.nii.gz --method ecm --fuse t2.nii.gz --centroids 30,60,90 --fuse-centroids 120,80,50\n";
 
 void AddOptions(CLI::App& app, Options& options) {
   app.add_option("IMAGE", options.imagePath,
@@ -42,23 +47,46 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option_function<std::string>(
          "-m,--method",
          [&options](const std::string& name) {
-           options.method = name == "kmeans" ? Method::KMeans : Method::FuzzyCMeans;
+           options.method = name == "kmeans" ? Method::KMeans
+                            : name == "ecm"  ? Method::EvidentialCMeans
+                                             : Method::FuzzyCMeans;
          },
-         "fcm (fuzzy c-means, the default) or kmeans")
-      ->check(CLI::IsMember({"fcm", "kmeans"}).description(""))
+         "fcm (fuzzy c-means, the default), kmeans, or ecm (evidential\n"
+         "c-means: also tells undecided voxels and outliers)")
+      ->check(CLI::IsMember({"fcm", "kmeans", "ecm"}).description(""))
       ->type_name("METHOD");
-  app.add_option("-c,--clusters", options.clusters, "Number of classes, 2 to 64")
+  app.add_option("-c,--clusters", options.clusters, "Number of classes, 2 to 64 (ecm: to 10)")
       ->check(CLI::Range(2, kMostClusters).description(""))
       ->capture_default_str();
   app.add_option("--fuzzifier", options.fuzzifier,
-                 "Exponent of fuzzy c-means, above 1: larger values\nblur the classes more")
+                 "Exponent of fuzzy and evidential c-means, above 1:\nlarger values blur the classes more")
       ->capture_default_str();
-  app.add_option("-n,--iterations", options.iterations, "Most iterations, 1 to 1000000")
-      ->check(CLI::Range(1, 1000000).description(""))
+  app.add_option("--alpha", options.alpha,
+                 "Of ecm, 0 or more: larger values leave fewer voxels\nundecided between classes")
+      ->capture_default_str();
+  app.add_option("--rho", options.rho,
+                 "Of ecm, above 0: outliers are about so many mean\ndistances away from the classes")
       ->capture_default_str();
   app.add_option(
-         "-t,--tolerance", options.tolerance,
-         "Fuzzy c-means ends when no membership changes by more;\nk-means always when no voxel changes class")
+         "--fuse", options.fusedPath,
+         "Of ecm: a second image of the same grid; the evidence of both\nis combined by Dempster's rule. "
+         "Voxels above 0 in both count")
+      ->type_name("SECOND_IMAGE");
+  app.add_option(
+         "--fuse-centroids", options.fusedCentroids,
+         "Intensities of the second image to start from, in the order of\nthe first one's classes; without "
+         "them its classes are numbered by\nincreasing intensity, too")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->type_name("A,B");
+  app.add_option("-n,--iterations", options.iterations,
+                 "Most iterations, 1 to 1000000; without it ecm takes 1000")
+      ->check(CLI::Range(1, 1000000).description(""))
+      ->capture_default_str();
+  app.add_option("-t,--tolerance", options.tolerance,
+                 "Fuzzy c-means ends when no membership changes by more, ecm when\nthe centroids move by no "
+                 "more on average; "
+                 "k-means always when\nno voxel changes class")
       ->capture_default_str();
   app.add_option("--centroids", options.centroids,
                  "Intensities to start from, one per class, separated by commas;\n"
@@ -76,22 +104,27 @@ void AddOptions(CLI::App& app, Options& options) {
                  "without --axis and --index the whole volume is segmented");
 }
 
-void Require(bool isTrue, const char* text) {
-  if (!isTrue) throw example::Failure(text);
+void CheckCentroids(const std::string& option, std::vector<double> centroids, int clusters) {
+  if (centroids.empty()) return;
+  Require(centroids.size() == static_cast<std::size_t>(clusters), option + " needs one intensity per class");
+  std::sort(centroids.begin(), centroids.end());
+  Require(std::all_of(centroids.begin(), centroids.end(), [](double value) { return std::isfinite(value); }),
+          option + " must be finite");
+  Require(std::adjacent_find(centroids.begin(), centroids.end()) == centroids.end(), option + " must differ");
 }
 
 void CheckOptions(const Options& options) {
   Require(!options.outputPath.empty(), "--output needs a folder");
   Require(std::isfinite(options.fuzzifier) && options.fuzzifier > 1.0, "--fuzzifier must be above 1");
   Require(std::isfinite(options.tolerance) && options.tolerance >= 0.0, "--tolerance must not be negative");
-  if (options.centroids.empty()) return;
-  Require(options.centroids.size() == static_cast<std::size_t>(options.clusters),
-          "--centroids needs one intensity per class");
-  std::vector<double> sorted = options.centroids;
-  std::sort(sorted.begin(), sorted.end());
-  Require(std::all_of(sorted.begin(), sorted.end(), [](double value) { return std::isfinite(value); }),
-          "--centroids must be finite");
-  Require(std::adjacent_find(sorted.begin(), sorted.end()) == sorted.end(), "--centroids must differ");
+  Require(std::isfinite(options.alpha) && options.alpha >= 0.0, "--alpha must not be negative");
+  Require(std::isfinite(options.rho) && options.rho > 0.0, "--rho must be above 0");
+  const bool isEvidential = options.method == Method::EvidentialCMeans;
+  Require(!isEvidential || options.clusters <= kMostEvidentialClusters, "--method ecm takes 2 to 10 classes");
+  Require(isEvidential || options.fusedPath.empty(), "--fuse needs --method ecm");
+  Require(!options.fusedPath.empty() || options.fusedCentroids.empty(), "--fuse-centroids needs --fuse");
+  CheckCentroids("--centroids", options.centroids, options.clusters);
+  CheckCentroids("--fuse-centroids", options.fusedCentroids, options.clusters);
 }
 
 }  // namespace
@@ -101,14 +134,9 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
   CLI::App app(kDescription, "segment_mr");
   app.footer(kFooter);
   AddOptions(app, options);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForHelp&) {
-    std::cout << app.help();
-    return std::nullopt;
-  } catch (const CLI::ParseError& error) {
-    throw example::Failure(std::string(error.what()) + " (--help lists the options)");
-  }
+  if (!example::ParseCommandLine(app, argc, argv)) return std::nullopt;
+  const bool needsMore = options.method == Method::EvidentialCMeans && app.count("--iterations") == 0;
+  if (needsMore) options.iterations = 1000;  // it converges slowly
   const bool countsCentroids = app.count("--clusters") == 0 && !options.centroids.empty();
   if (countsCentroids) options.clusters = static_cast<int>(options.centroids.size());
   Require(options.clusters >= 2 && options.clusters <= kMostClusters,
@@ -118,6 +146,7 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
 }
 
 const char* NameOf(Method method) {
+  if (method == Method::EvidentialCMeans) return "evidential c-means";
   return method == Method::KMeans ? "k-means" : "fuzzy c-means";
 }
 

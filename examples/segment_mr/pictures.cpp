@@ -1,6 +1,7 @@
 #include "pictures.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "support/panel.h"
 #include "support/png_io.h"
@@ -24,6 +25,7 @@ struct Drawn {
   GreyImage image;
   std::vector<std::uint8_t> labels;
   std::vector<std::vector<float>> memberships;
+  std::optional<Evidence> evidence;
 };
 
 Drawn PlaneToDraw(const GreyImage& image, const Segmentation& segmentation) {
@@ -33,6 +35,14 @@ Drawn PlaneToDraw(const GreyImage& image, const Segmentation& segmentation) {
   drawn.labels = example::ExtractPlaneValues(segmentation.labels, image.size, kAxisZ, middle);
   for (const auto& membership : segmentation.memberships) {
     drawn.memberships.push_back(example::ExtractPlaneValues(membership, image.size, kAxisZ, middle));
+  }
+  if (segmentation.evidence) {
+    drawn.evidence.emplace();
+    const auto plane = [&](const std::vector<float>& values) {
+      return example::ExtractPlaneValues(values, image.size, kAxisZ, middle);
+    };
+    drawn.evidence->undecided = plane(segmentation.evidence->undecided);
+    drawn.evidence->unassigned = plane(segmentation.evidence->unassigned);
   }
   return drawn;
 }
@@ -75,6 +85,19 @@ void WritePictures(example::OutputFolder& folder, const GreyImage& image, const 
     tiles.push_back({DrawMembership(drawn.image, membership, colours[k]),
                      "class " + number + ": grey level " + example::Fixed(segmentation.centroids[k], 1),
                      colours[k], true});
+  }
+  const auto addEvidence = [&](const std::string& name, const std::string& caption,
+                               const std::vector<float>& masses) {
+    const std::vector<double> values(masses.begin(), masses.end());
+    const Raster picture = example::DrawGreyPlane(drawn.image, values, 0.0, 1.0);
+    example::WritePng(folder.PathOf(name + ".png"), picture);
+    tiles.push_back({picture, caption, std::nullopt, true});
+  };
+  if (drawn.evidence) {
+    addEvidence("undecided", "undecided between classes", drawn.evidence->undecided);
+    const bool isFused = segmentation.fused.has_value();
+    addEvidence(isFused ? "conflict" : "outliers", isFused ? "conflict of the images" : "outliers: no class",
+                drawn.evidence->unassigned);
   }
   const auto& size = drawn.image.voxelSize;
   example::WritePng(folder.PathOf("panel.png"),

@@ -6,7 +6,8 @@
 
 namespace segment_mr {
 
-/// Writes labels.png, membership_K.png and panel.png; of a volume its middle plane along z.
+/// Writes labels.png, membership_K.png and panel.png, after an evidential run undecided.png and outliers.png
+/// or conflict.png, too; of a volume its middle plane along z.
 void WritePictures(example::OutputFolder& folder, const example::GreyImage& image,
                    const Segmentation& segmentation);
 

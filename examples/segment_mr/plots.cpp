@@ -54,6 +54,12 @@ PlotAxis LogarithmicAxis(const std::string& label, double least, double greatest
   return {label, minimum, std::max(NextPowerOfTen(greatest, true), 10.0 * minimum), true};
 }
 
+const char* NameOfChange(Method method) {
+  if (method == Method::EvidentialCMeans) return "mean movement of the centroids (grey levels)";
+  return method == Method::KMeans ? "voxels that changed class (count)"
+                                  : "largest change of a membership (0 to 1)";
+}
+
 }  // namespace
 
 std::string DrawHistogram(const example::GreyImage& image, const Segmentation& segmentation) {
@@ -78,7 +84,7 @@ std::string DrawHistogram(const example::GreyImage& image, const Segmentation& s
 }
 
 std::string DrawConvergence(const Segmentation& segmentation, const Options& options) {
-  const bool isFuzzy = options.method == Method::FuzzyCMeans;
+  const bool isFuzzy = options.method != Method::KMeans;
   std::vector<PlotPoint> shown;
   std::vector<double> positive;
   for (const double change : segmentation.changes) {
@@ -89,9 +95,7 @@ std::string DrawConvergence(const Segmentation& segmentation, const Options& opt
   double least = *std::min_element(positive.begin(), positive.end());
   if (showsTolerance) least = std::min(least, options.tolerance);
   const double greatest = *std::max_element(positive.begin(), positive.end());
-  const PlotAxis y = LogarithmicAxis(
-      isFuzzy ? "largest change of a membership (0 to 1)" : "voxels that changed class (count)", least,
-      greatest);
+  const PlotAxis y = LogarithmicAxis(NameOfChange(options.method), least, greatest);
 
   std::vector<PlotPoint> full;
   std::vector<PlotPoint> hollow;

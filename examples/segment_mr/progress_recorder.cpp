@@ -1,7 +1,7 @@
 #include "progress_recorder.h"
 
 #include <charconv>
-#include <string_view>
+#include <memory>
 
 namespace segment_mr {
 
@@ -10,14 +10,15 @@ namespace {
 class RecordingView : public STD_WAIT_BAR_VIEW {
  public:
   /// @param console  null where standard error is no terminal.
-  RecordingView(std::unique_ptr<STD_WAIT_BAR_VIEW> console, std::vector<double>& changes)
-      : console_(std::move(console)), changes_(changes) {}
+  RecordingView(std::unique_ptr<STD_WAIT_BAR_VIEW> console, const ProgressRecorder::Read& read,
+                std::vector<double>& changes)
+      : console_(std::move(console)), read_(read), changes_(changes) {}
 
   void SetTitle(const std::string& text) override {
     if (console_) console_->SetTitle(text);
   }
   void SetAction(const std::string& text) override {
-    Record(text);
+    if (const std::optional<double> change = read_(text)) changes_.push_back(*change);
     if (console_) console_->SetAction(text);
   }
   void SetMaximum(int maximum) override {
@@ -31,26 +32,28 @@ class RecordingView : public STD_WAIT_BAR_VIEW {
   }
 
  private:
-  void Record(std::string_view text) {
-    const std::size_t blank = text.rfind(' ');
-    if (blank == std::string_view::npos) return;
-    double change = 0.0;
-    const char* end = text.data() + text.size();
-    if (std::from_chars(text.data() + blank + 1, end, change).ptr == end) changes_.push_back(change);
-  }
-
   std::unique_ptr<STD_WAIT_BAR_VIEW> console_;
+  const ProgressRecorder::Read& read_;
   std::vector<double>& changes_;
 };
 
 }  // namespace
+
+std::optional<double> LastNumber(const std::string& text) {
+  const std::size_t blank = text.rfind(' ');
+  if (blank == std::string::npos) return std::nullopt;
+  double number = 0.0;
+  const char* end = text.data() + text.size();
+  if (std::from_chars(text.data() + blank + 1, end, number).ptr != end) return std::nullopt;
+  return number;
+}
 
 int ProgressRecorder::ShowMessage(const std::string& text, MessageKind kind, const std::string& caption) {
   return console_.ShowMessage(text, kind, caption);
 }
 
 std::unique_ptr<STD_WAIT_BAR_VIEW> ProgressRecorder::CreateWaitBarView() {
-  return std::make_unique<RecordingView>(console_.CreateWaitBarView(), changes_);
+  return std::make_unique<RecordingView>(console_.CreateWaitBarView(), read_, changes_);
 }
 
 }  // namespace segment_mr

@@ -1,16 +1,25 @@
 #pragma once
 
+#include <functional>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "std/Std_console_display.h"
 
 namespace segment_mr {
 
-/// The console display, which also keeps the number at the end of every progress text: the change that each
-/// iteration reports. Running the engine one iteration at a time would not do, since each run begins with the
-/// centroids as they stand and updates them from its second iteration on.
+/// The number at the end of a text; nothing where there is none.
+std::optional<double> LastNumber(const std::string& text);
+
+/// The console display, which also keeps what can be read at every progress text: by default the number at
+/// its end, the change that each iteration reports. Running the engine one iteration at a time would not do,
+/// since each run begins with the centroids as they stand and updates them from its second iteration on.
 class ProgressRecorder : public STD_DISPLAY {
  public:
+  using Read = std::function<std::optional<double>(const std::string&)>;
+  explicit ProgressRecorder(Read read = LastNumber) : read_(std::move(read)) {}
+
   int ShowMessage(const std::string& text, MessageKind kind, const std::string& caption) override;
   std::unique_ptr<STD_WAIT_BAR_VIEW> CreateWaitBarView() override;
 
@@ -18,6 +27,7 @@ class ProgressRecorder : public STD_DISPLAY {
 
  private:
   STD_CONSOLE_DISPLAY console_;
+  Read read_;
   std::vector<double> changes_;
 };
 

@@ -50,9 +50,12 @@ std::string PlaneText(const Options& options) {
 std::string MethodText(const Options& options) {
   std::string text =
       std::string(NameOf(options.method)) + ", " + std::to_string(options.clusters) + " classes";
-  if (options.method != Method::FuzzyCMeans) return text;
-  return text + ", fuzzifier " + Rounded(options.fuzzifier, 6) + ", tolerance " +
-         Rounded(options.tolerance, 6);
+  if (options.method == Method::KMeans) return text;
+  text += ", fuzzifier " + Rounded(options.fuzzifier, 6);
+  if (options.method == Method::EvidentialCMeans) {
+    text += ", alpha " + Rounded(options.alpha, 6) + ", rho " + Rounded(options.rho, 6);
+  }
+  return text + ", tolerance " + Rounded(options.tolerance, 6);
 }
 
 std::string IterationsText(const Segmentation& segmentation, const Options& options) {
@@ -116,6 +119,51 @@ Json ClassesJson(const GreyImage& image, const Segmentation& segmentation) {
   return classes;
 }
 
+double MeanInside(const std::vector<float>& values, const Segmentation& segmentation) {
+  return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(InsideCount(segmentation));
+}
+
+std::string FusedText(const FusedImage& fused, const Options& options) {
+  std::string text = options.fusedPath + ", centroids";
+  for (const double centroid : fused.centroids) text.append(" ").append(Fixed(centroid, 2));
+  return text + ", " + std::to_string(fused.iterations) + " iterations" +
+         (fused.hasConverged ? " (converged)" : " (not converged)");
+}
+
+std::string EvidenceRows(const GreyImage& image, const Segmentation& segmentation) {
+  const Evidence& evidence = *segmentation.evidence;
+  const auto text = [&](const std::vector<float>& masses) {
+    return Fixed(100.0 * MeanInside(masses, segmentation), 1) + " % of the evidence";
+  };
+  const auto textWithVoxels = [&](const std::vector<float>& masses, std::size_t voxels) {
+    std::string row = text(masses) + ", the largest share in ";
+    return (row += std::to_string(voxels)) += example::IsVolume(image) ? " voxels" : " pixels";
+  };
+  const std::string undecided =
+      Row("undecided", textWithVoxels(evidence.undecided, evidence.undecidedVoxels));
+  if (segmentation.fused) return undecided + Row("conflict", text(evidence.unassigned));
+  return undecided + Row("outliers", textWithVoxels(evidence.unassigned, evidence.outlierVoxels));
+}
+
+void AddEvidence(Json& json, const Segmentation& segmentation, const Options& options) {
+  if (!segmentation.evidence) return;
+  const Evidence& evidence = *segmentation.evidence;
+  json["alpha"] = options.alpha;
+  json["rho"] = options.rho;
+  json["mean_undecided_mass"] = MeanInside(evidence.undecided, segmentation);
+  json["undecided_voxels"] = evidence.undecidedVoxels;
+  if (!segmentation.fused) {
+    json["mean_outlier_mass"] = MeanInside(evidence.unassigned, segmentation);
+    json["outlier_voxels"] = evidence.outlierVoxels;
+    return;
+  }
+  json["fused"] = {{"path", options.fusedPath},
+                   {"centroids", segmentation.fused->centroids},
+                   {"iterations", segmentation.fused->iterations},
+                   {"converged", segmentation.fused->hasConverged},
+                   {"mean_conflict", MeanInside(evidence.unassigned, segmentation)}};
+}
+
 }  // namespace
 
 std::string TextReport(const GreyImage& image, const Segmentation& segmentation, const Options& options) {
@@ -125,12 +173,14 @@ std::string TextReport(const GreyImage& image, const Segmentation& segmentation,
   text += Row("method", MethodText(options));
   text += Row("iterations", IterationsText(segmentation, options));
   text += Row("last change", Rounded(segmentation.changes.back(), 6));
+  if (segmentation.fused) text += Row("fused with", FusedText(*segmentation.fused, options));
+  if (segmentation.evidence) text += EvidenceRows(image, segmentation);
   return text + "\n" + ClassTable(image, segmentation);
 }
 
 std::string JsonReport(const GreyImage& image, const Segmentation& segmentation, const Options& options,
                        const std::vector<std::string>& files) {
-  const bool isFuzzy = options.method == Method::FuzzyCMeans;
+  const bool isFuzzy = options.method != Method::KMeans;
   Json json;
   json["image"] = ImageJson(image, segmentation, options);
   json["method"] = NameOf(options.method);
@@ -142,6 +192,7 @@ std::string JsonReport(const GreyImage& image, const Segmentation& segmentation,
   json["iterations"] = segmentation.changes.size();
   json["last_change"] = segmentation.changes.back();
   json["converged"] = segmentation.hasConverged;
+  AddEvidence(json, segmentation, options);
   json["classes"] = ClassesJson(image, segmentation);
   json["changes"] = segmentation.changes;
   json["files"] = files;

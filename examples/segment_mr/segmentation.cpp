@@ -6,6 +6,7 @@
 #include <new>
 #include <numeric>
 
+#include "evidential.h"
 #include "mth/clustering/Mth_clustering.h"
 #include "progress_recorder.h"
 #include "support/failure.h"
@@ -22,10 +23,6 @@ constexpr double kZeroDistance = 1e-6;  // the engine takes distances up to this
 constexpr double kLeastRange = 1e3 * kZeroDistance;
 constexpr double kNoResult = std::numeric_limits<float>::max();
 constexpr double kLargestIntensity = std::numeric_limits<float>::max();
-
-bool IsInside(double value) {
-  return value > 0.0;  // also false for a value that is not a number
-}
 
 std::vector<double> SortedIntensities(const GreyImage& image) {
   std::vector<double> sorted;
@@ -49,7 +46,8 @@ std::vector<double> Quantiles(const std::vector<double>& sorted, int count) {
   return quantiles;
 }
 
-std::vector<double> StartingCentroids(const std::vector<double>& sorted, const Options& options) {
+std::vector<double> StartingCentroids(const std::vector<double>& sorted, const std::vector<double>& given,
+                                      const Options& options) {
   std::vector<double> distinct = sorted;
   distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
   if (distinct.size() < static_cast<std::size_t>(options.clusters)) {
@@ -61,7 +59,7 @@ std::vector<double> StartingCentroids(const std::vector<double>& sorted, const O
     throw Failure("the intensities span only " + example::Rounded(distinct.back() - distinct.front(), 3) +
                   ": rescale the image");
   }
-  if (!options.centroids.empty()) return options.centroids;
+  if (!given.empty()) return given;
   const std::vector<double> quantiles = Quantiles(sorted, options.clusters);
   const bool areDistinct = std::adjacent_find(quantiles.begin(), quantiles.end()) == quantiles.end();
   return areDistinct ? quantiles : Quantiles(distinct, options.clusters);
@@ -80,6 +78,7 @@ void AddVoxels(MTH_CLUSTERING& engine, const GreyImage& image) {
 
 // Runs the engine; the last change is kept as the engine returns it, the former ones as its texts round them.
 void Run(MTH_CLUSTERING& engine, const Options& options, Segmentation& result) {
+  if (options.method == Method::EvidentialCMeans) return RunEvidential(engine, result);
   ProgressRecorder recorder;
   const STD_DISPLAY_SCOPE scope(&recorder);
   const bool isFuzzy = options.method == Method::FuzzyCMeans;
@@ -134,23 +133,66 @@ void ReadResults(MTH_CLUSTERING& engine, const GreyImage& image, Segmentation& r
   }
 }
 
-}  // namespace
-
-Segmentation Segment(const GreyImage& image, const Options& options) {
+// Fills an engine with the voxels and the parameters; returns the centroids that it starts from.
+std::vector<double> Prepare(MTH_CLUSTERING& engine, const GreyImage& image, const std::vector<double>& given,
+                            const Options& options) {
   const std::vector<double> sorted = SortedIntensities(image);
   CheckIntensities(sorted);
-  Segmentation result;
-  result.start = StartingCentroids(sorted, options);
-
-  MTH_CLUSTERING engine(options.clusters, 1);
+  std::vector<double> start = StartingCentroids(sorted, given, options);
   engine.SetIterationsCount(options.iterations);
   engine.SetTolerance(options.tolerance);
-  engine.SetRegulationValue(options.fuzzifier);
+  engine.SetParams(options.alpha, options.fuzzifier, options.rho);
   for (int k = 0; k < options.clusters; ++k) {
-    engine.InitialiseCentroid(k, &result.start[static_cast<std::size_t>(k)], 1);
+    engine.InitialiseCentroid(k, &start[static_cast<std::size_t>(k)], 1);
   }
   AddVoxels(engine, image);
+  return start;
+}
+
+GreyImage WhereBothAreInside(GreyImage image, const GreyImage& other) {
+  if (image.size != other.size) throw Failure("the two images differ in size");
+  for (std::size_t voxel = 0; voxel < image.values.size(); ++voxel) {
+    if (!IsInside(other.values[voxel])) image.values[voxel] = 0.0;
+  }
+  return image;
+}
+
+Segmentation SegmentBoth(const GreyImage& image, const GreyImage& second, const Options& options) {
+  Segmentation result;
+  MTH_CLUSTERING engine(options.clusters, 1);
+  result.start = Prepare(engine, image, options.centroids, options);
   Run(engine, options, result);
+
+  Segmentation other;
+  MTH_CLUSTERING otherEngine(options.clusters, 1);
+  Prepare(otherEngine, second, options.fusedCentroids, options);
+  Run(otherEngine, options, other);
+  std::vector<int> otherOrder = OrderByIntensity(otherEngine);
+  // Given centroids name the classes themselves.
+  if (!options.fusedCentroids.empty()) std::iota(otherOrder.begin(), otherOrder.end(), 0);
+  FusedImage fused{{}, other.changes.size(), other.hasConverged};
+  for (const int cluster : otherOrder) fused.centroids.push_back(otherEngine.GetCentroid(cluster)->Get(0, 0));
+  const std::vector<float> conflict = FuseEvidence(engine, OrderByIntensity(engine), otherEngine, otherOrder);
+  result.fused = fused;
+  result.evidence = ReadEvidence(engine, image, conflict);
+  ReadResults(engine, image, result);
+  return result;
+}
+
+}  // namespace
+
+bool IsInside(double value) {
+  return value > 0.0;  // also false for a value that is not a number
+}
+
+Segmentation Segment(const GreyImage& image, const GreyImage* second, const Options& options) {
+  if (second != nullptr)
+    return SegmentBoth(WhereBothAreInside(image, *second), WhereBothAreInside(*second, image), options);
+  Segmentation result;
+  MTH_CLUSTERING engine(options.clusters, 1);
+  result.start = Prepare(engine, image, options.centroids, options);
+  Run(engine, options, result);
+  if (options.method == Method::EvidentialCMeans) result.evidence = ReadEvidence(engine, image, {});
   ReadResults(engine, image, result);
   return result;
 }

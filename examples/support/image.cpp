@@ -57,13 +57,17 @@ ScreenOrder ScreenOrderOf(const GreyImage& image) {
   return {across == 'L' || across == 'A', down == 'A' || down == 'S'};
 }
 
+bool IsNiftiPath(const std::string& path) {
+  const std::string name = LowerCase(path);
+  return EndsWith(name, ".nii") || EndsWith(name, ".nii.gz");
+}
+
 GreyImage ReadImage(const std::string& path) {
   std::error_code error;
   if (!std::filesystem::exists(path, error)) throw Failure("cannot find the image " + path);
   if (!std::filesystem::is_regular_file(path, error)) throw Failure(path + " is not a file");
-  const std::string name = LowerCase(path);
-  if (EndsWith(name, ".nii") || EndsWith(name, ".nii.gz")) return ReadNifti(path);
-  if (EndsWith(name, ".png")) return ReadPng(path);
+  if (IsNiftiPath(path)) return ReadNifti(path);
+  if (EndsWith(LowerCase(path), ".png")) return ReadPng(path);
   throw Failure("unsupported image " + path + ": .nii, .nii.gz and .png are read");
 }
 

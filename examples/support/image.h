@@ -57,6 +57,9 @@ struct ScreenOrder {
 };
 ScreenOrder ScreenOrderOf(const GreyImage& image);
 
+/// Whether a file of that name is read as NIfTI.
+bool IsNiftiPath(const std::string& path);
+
 /// Reads a NIfTI (.nii, .nii.gz) or PNG (.png) file.
 /// @throws Failure  naming the file, when it is missing, damaged or of an unsupported kind.
 GreyImage ReadImage(const std::string& path);

@@ -6,17 +6,14 @@
 #include <new>
 
 #include "mth/clustering/Mth_clustering_internal.h"
-#include "std/Std_message.h"
+#include "std/Std_message_internal.h"
 
 // Samples, centroids, parameters and distances of the engine.
 
 using mth_internal::kNoDistance;
+using mth_internal::ShowInformation;
 
 namespace {
-
-void ShowInformation(const char* text) {
-  Std_ShowMessage(text, MessageKind::Information, "Information");
-}
 
 int CountSubsets(int clustersCount) {
   const double count = std::pow(2.0, clustersCount);
@@ -41,6 +38,10 @@ double EuclideanDistance(int count, Value difference) {
   return std::sqrt(sum);
 }
 
+bool IsDoubleMatrix(const MTH_MATRIX& matrix, int rows, int columns) {
+  return matrix.GetEDataAddress() != nullptr && matrix.GetNbRows() == rows && matrix.GetNbCols() == columns;
+}
+
 // The elements of an owning list, then the list itself.
 template <class T>
 void DeleteAll(MTH_POINTER_LIST<T>* list) {
@@ -50,6 +51,19 @@ void DeleteAll(MTH_POINTER_LIST<T>* list) {
 }
 
 }  // namespace
+
+double mth_internal::QuadraticForm(const MTH_MATRIX& features, const MTH_MATRIX& center,
+                                   const MTH_MATRIX& m) {
+  const int rows = features.GetNbRows();
+  const bool fits = IsDoubleMatrix(center, rows, 1) && IsDoubleMatrix(m, rows, rows);
+  if (!fits) return 0.0;  // an operator refuses them, and element (0, 0) of what it returns reads as 0
+  using Matrix = std::unique_ptr<MTH_MATRIX>;
+  const Matrix difference(features - center);
+  const Matrix transposed(difference ? difference->Transpose() : nullptr);
+  const Matrix weighted(transposed ? *transposed * m : nullptr);
+  const Matrix form(weighted ? *weighted * *difference : nullptr);
+  return form && form->IsAllocated() ? form->Get(0, 0) : kNoDistance;
+}
 
 MTH_CLUSTERING::MTH_CLUSTERING(int clustersCount, int dimensionsCount)
     : clustersCount_(clustersCount),
@@ -71,12 +85,12 @@ MTH_CLUSTERING::MTH_CLUSTERING(const MTH_CLUSTERING& source) : MTH_CLUSTERING(&s
 MTH_CLUSTERING::~MTH_CLUSTERING() {
   DeleteAll(&samples_);
   DeleteAll(centroids_.get());
-  DeleteAll(hypotheses_.get());
+  DeleteAll(&hypotheses_);
 }
 
 void MTH_CLUSTERING::CopySamples(const MTH_CLUSTERING& source) {
-  for (MTH_CLUSTERING_SAMPLE* sample : source.samples_) {
-    if (!AddSample(sample)) return;
+  for (const MTH_CLUSTERING_SAMPLE* sample : source.samples_) {
+    if (sample != nullptr && !AppendCopy(*sample)) return;
   }
 }
 
@@ -91,13 +105,11 @@ void MTH_CLUSTERING::CopyCredalPartition(const MTH_CLUSTERING& source) {
     cardinalities_.reset(new (std::nothrow) int[static_cast<std::size_t>(hypothesesCount_)]);
     if (cardinalities_) std::copy_n(source.cardinalities_.get(), hypothesesCount_, cardinalities_.get());
   }
-  hypotheses_.reset(new (std::nothrow) MTH_POINTER_LIST<std::vector<int>>);
   isEvidential_ = true;
-  if (!hypotheses_ || !source.hypotheses_) return;
-  for (std::vector<int>* hypothesis : *source.hypotheses_) {
-    try {
-      auto copy = std::make_unique<std::vector<int>>(*hypothesis);
-      if (hypotheses_->Add(copy.get()) < 0) return;
+  for (const std::vector<int>* hypothesis : source.hypotheses_) {
+    try {  // a null entry stays one: the place of a hypothesis is its number
+      auto copy = hypothesis != nullptr ? std::make_unique<std::vector<int>>(*hypothesis) : nullptr;
+      if (hypotheses_.Add(copy.get()) < 0) return;
       copy.release();
     } catch (const std::bad_alloc&) {
       return;
@@ -115,9 +127,14 @@ bool MTH_CLUSTERING::AddSample(MTH_CLUSTERING_SAMPLE* sample) {
     ShowInformation("MTH_CLUSTERING::AddSample : le nombre de dimensions est incompatible!");
     return false;
   }
+  return AppendCopy(*sample);
+}
+
+bool MTH_CLUSTERING::AppendCopy(const MTH_CLUSTERING_SAMPLE& sample) {
   std::unique_ptr<MTH_CLUSTERING_SAMPLE> copy(new (std::nothrow) MTH_CLUSTERING_SAMPLE(sample));
-  const bool isCopied = copy && copy->GetParametersCount() == dimensionsCount_ &&
-                        copy->GetMembershipsCount() == clustersCount_ && samples_.Add(copy.get()) >= 0;
+  const bool isCopied = copy && copy->GetParametersCount() == sample.GetParametersCount() &&
+                        copy->GetMembershipsCount() == sample.GetMembershipsCount() &&
+                        samples_.Add(copy.get()) >= 0;
   if (isCopied) copy.release();
   return isCopied;
 }
@@ -160,7 +177,7 @@ bool MTH_CLUSTERING::CheckSampleAndCluster(int i, int k) const {
     ShowInformation("MTH_CLUSTERING::GetSampleDistanceToCentroid : Indice du cluste hors limite!");
     return false;
   }
-  return HasCentroids();
+  return samples_.Get(i) != nullptr && HasCentroids() && centroids_->Get(k) != nullptr;
 }
 
 double MTH_CLUSTERING::GetSampleDistanceToCentroid(int i, int k) const {
@@ -173,12 +190,7 @@ double MTH_CLUSTERING::GetSampleDistanceToCentroid(int i, int k) const {
 
 double MTH_CLUSTERING::GetSampleMahalanobisDistanceToCentroid(int i, int k, MTH_MATRIX* m) const {
   if (!CheckSampleAndCluster(i, k) || m == nullptr) return kNoDistance;
-  using Matrix = std::unique_ptr<MTH_MATRIX>;
-  const Matrix difference(samples_.Get(i)->parameters_ - *centroids_->Get(k));
-  const Matrix transposed(difference ? difference->Transpose() : nullptr);
-  const Matrix weighted(transposed ? *transposed * *m : nullptr);
-  const Matrix form(weighted ? *weighted * *difference : nullptr);
-  return form && form->IsAllocated() ? form->Get(0, 0) : kNoDistance;
+  return mth_internal::QuadraticForm(samples_.Get(i)->parameters_, *centroids_->Get(k), *m);
 }
 
 double MTH_CLUSTERING::GetSampleDistanceToSample(int i, int j) const {
@@ -186,18 +198,19 @@ double MTH_CLUSTERING::GetSampleDistanceToSample(int i, int j) const {
     ShowInformation("MTH_CLUSTERING::GetSampleDistanceToCentroid : Indice de l'échantillon hors limite!");
     return kNoDistance;
   }
-  const MTH_CLUSTERING_SAMPLE& first = *samples_.Get(i);
-  const MTH_CLUSTERING_SAMPLE& second = *samples_.Get(j);
+  const MTH_CLUSTERING_SAMPLE* first = samples_.Get(i);
+  const MTH_CLUSTERING_SAMPLE* second = samples_.Get(j);
+  if (first == nullptr || second == nullptr) return kNoDistance;
   return EuclideanDistance(dimensionsCount_,
-                           [&](int d) { return first.GetParameter(d) - second.GetParameter(d); });
+                           [&](int d) { return first->GetParameter(d) - second->GetParameter(d); });
 }
 
 int MTH_CLUSTERING::MaxMembershipDecision(int i) const {
-  if (!IsSample(i)) return 0;
-  const MTH_CLUSTERING_SAMPLE& sample = *samples_.Get(i);
+  const MTH_CLUSTERING_SAMPLE* sample = samples_.Get(i);
+  if (sample == nullptr) return 0;
   int best = 0;
   for (int k = 1; k < clustersCount_; ++k) {
-    if (sample.GetMembership(k) >= sample.GetMembership(best)) best = k;
+    if (sample->GetMembership(k) >= sample->GetMembership(best)) best = k;
   }
   return best;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "mth/Mth_pointer_list.h"
@@ -8,8 +9,15 @@
 #include "mth/matrix/Mth_matrix.h"
 #include "std/Std_export.h"
 
-/// Clustering engine: owns samples and one centroid per cluster, and partitions the samples with hard k-means
-/// or fuzzy c-means.
+/// Clustering engine: owns samples and one centroid per cluster, and partitions the samples with hard
+/// k-means, fuzzy c-means or evidential c-means.
+///
+/// Evidential c-means gives every sample a mass of belief on every hypothesis, that is on every subset of the
+/// clusters: the credal partition, samples x 2^clusters. Hypotheses are numbered by size and, within a size,
+/// in lexicographic order; with three clusters {}, {1}, {2}, {3}, {1,2}, {1,3}, {2,3}, {1,2,3}. Hypothesis 0
+/// is the empty set, whose mass tells outliers; 1 to clusters are the clusters themselves; the last one is
+/// the whole set, "any of them". Inside hypotheses cluster k has the number k + 1, and the empty set is
+/// stored as {0}.
 ///
 /// Build it with its sizes, add samples, set centroids and parameters if the defaults do not fit, run an
 /// algorithm, then read memberships, decisions and centroids. A run works on the present memberships and
@@ -23,9 +31,9 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// No samples; clustersCount centroids at the origin of dimensionsCount coordinates; tolerance 0.001, 20
   /// iterations, regulation value 2, alpha 2, delta 1e6, rho 2.
   MTH_CLUSTERING(int clustersCount, int dimensionsCount);
-  /// A copy of the sizes, the samples and, when there is one, the credal partition with its hypotheses, their
-  /// centres and cardinalities. The parameters are the defaults. Intentionally without centroids: such an
-  /// engine keeps the source's samples but refuses to run.
+  /// A copy of the sizes, the samples (all that the list holds, but for null entries) and, when there is one,
+  /// the credal partition with its hypotheses, their centres and cardinalities. The parameters are the
+  /// defaults. Intentionally without centroids: such an engine keeps the source's samples but refuses to run.
   explicit MTH_CLUSTERING(const MTH_CLUSTERING* source);
   /// @copydoc MTH_CLUSTERING(const MTH_CLUSTERING*)
   MTH_CLUSTERING(const MTH_CLUSTERING& source);
@@ -49,7 +57,8 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// instead of from the memberships: nothing ever takes that back, by intention.
   void InitialiseCentroid(int k, double* values, int count);
 
-  /// The change of a membership at which fuzzy c-means stops.
+  /// The change of a membership at which fuzzy c-means stops, and the mean movement of the centroids at which
+  /// evidential c-means does.
   void SetTolerance(const double tolerance) { tolerance_ = tolerance; }
   /// The largest number of iterations of a run.
   void SetIterationsCount(const int iterationsCount) { iterationsCount_ = iterationsCount; }
@@ -57,9 +66,11 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// The fuzzifier m of fuzzy c-means; ignored unless it is greater than 1.
   void SetRegulationValue(double m);
   /// Parameters of the evidential algorithm.
-  /// @param alpha  weight of a subset's size; 2 instead of a negative one.
+  /// @param alpha  how much a subset's size counts against it; 2 instead of a negative one.
   /// @param beta   becomes the regulation value; 2 instead of one that is not greater than 1.
-  /// @param rho    2 instead of one that is not greater than 0.
+  /// @param rho    the distance of outliers, in mean distances between samples and centroids; 2 instead of
+  /// one
+  ///               that is not greater than 0.
   void SetParams(double alpha, double beta, double rho);
 
   int GetSamplesCount() const { return samples_.GetCount(); }
@@ -67,23 +78,34 @@ class MTH_EXPORT MTH_CLUSTERING {
   int GetDimensionsCount() const { return dimensionsCount_; }
   /// Number of subsets of the clusters, 2^clusters; the largest int from 31 clusters on.
   int GetHypothesesCount() const { return hypothesesCount_; }
+  /// Whether evidential c-means has converged, or this is the copy of an engine with a credal partition.
   bool IsEvidential() const { return isEvidential_; }
   double GetTolerance() const { return tolerance_; }
   double GetRegulationValue() const { return regulationValue_; }
   double GetAlpha() const { return alpha_; }
+  /// The distance at which outliers are assumed, set by OutlierProportion and by every evidential iteration.
   double GetDelta() const { return delta_; }
   double GetRho() const { return rho_; }
 
-  /// The engine's own samples; do not delete them.
+  /// The engine's own samples; do not delete them. A null entry is harmless: it is no distance away from
+  /// anything, it belongs to cluster 0, and a run refuses it with its failure value.
   MTH_POINTER_LIST<MTH_CLUSTERING_SAMPLE>* GetSamples() { return &samples_; }
-  /// The engine's own centroids; null on a copied engine.
+  /// The engine's own centroids; null on a copied engine. A null entry is as harmless as one of a sample.
   MTH_POINTER_LIST<MTH_MATRIX>* GetCentroids() { return centroids_.get(); }
-  /// Evidential results, owned by the engine; null until there is a credal partition.
+  /// Sizes of the hypotheses, 0 for the empty set; null before the first evidential run.
   int* GetCardH() { return cardinalities_.get(); }
-  MTH_POINTER_LIST<std::vector<int>>* GetHypotheses() { return hypotheses_.get(); }
+  /// The hypotheses as cluster numbers from 1; an empty list before the first evidential run. The list and
+  /// its vectors belong to the engine, which builds new ones in every evidential run.
+  MTH_POINTER_LIST<std::vector<int>>* GetHypotheses() { return &hypotheses_; }
+  /// Evidential results, owned by the engine and replaced by the next ones; null until there are some.
+  /// Hypotheses centres are 2^clusters x dimensions: the mean of a hypothesis' centroids, 0 for the empty
+  /// set.
   MTH_MATRIX* GethypothesesCenters() { return hypothesesCenters_.get(); }
+  /// Masses, samples x 2^clusters. @copydetails GethypothesesCenters
   MTH_MATRIX* GetCredalPartition() { return credalPartition_.get(); }
+  /// Samples x clusters; made by initPignisticPartition.
   MTH_MATRIX* GetPignisticPartition() { return pignisticPartition_.get(); }
+  /// Samples x 2^clusters; made by initPlausibilityPartition.
   MTH_MATRIX* GetPlausibilityPartition() { return plausibilityPartition_.get(); }
 
   /// Euclidean distance between sample i and centroid k.
@@ -93,7 +115,8 @@ class MTH_EXPORT MTH_CLUSTERING {
   double GetSampleDistanceToCentroid(int i, int k) const;
   /// The quadratic form (x - c)' M (x - c) of sample i and centroid k: no root is taken.
   /// @param m  dimensions x dimensions of double elements, usually an inverse covariance; not modified.
-  /// @return   as GetSampleDistanceToCentroid; the same value when M is null or its shape or type do not fit.
+  /// @return   0 when the shape or type of M does not fit: a refused product reads as 0. Otherwise as
+  ///           GetSampleDistanceToCentroid; the same failure value when M is null.
   double GetSampleMahalanobisDistanceToCentroid(int i, int k, MTH_MATRIX* m) const;
   /// Euclidean distance between two samples.
   /// @return  3.4028234663852886e38, after a message (which names the centroid method, by intention), when an
@@ -125,10 +148,138 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// @see     Bezdek, Pattern Recognition with Fuzzy Objective Function Algorithms, 1981.
   double ApplyFuzzyCMeanClustering();
 
+  /// As AddSample, for a sample that brings one initial mass per hypothesis instead of one membership per
+  /// cluster. Evidential c-means takes both kinds and reads only their features.
+  /// @return  false, after a message, when its memberships are not 2^clusters or else its parameters not one
+  ///          per dimension; false without a message when it is null or memory runs out.
+  bool AddEvidentialSample(MTH_CLUSTERING_SAMPLE* sample);
+  /// Evidential c-means with the parameters alpha, beta (the regulation value) and rho, from the centroids as
+  /// they stand. Each iteration sets the outliers' distance (OutlierProportion), then the masses from the
+  /// distances d to the hypotheses' centres: w = size^(alpha / (1 - beta)) d^(2 / (1 - beta)), divided by the
+  /// sum of a sample's w and of the outliers' distance to the same power; what is left to 1 goes to the empty
+  /// set. Then it moves the centroids to the solution of the normal equations, by singular value
+  /// decomposition, which may show that system's messages. It converges when, after masses were computed, the
+  /// centroids' last mean movement is at most the tolerance.
+  ///
+  /// A power x^e is 1 when e is 0, otherwise 0 when x is 0, otherwise x's sign times exp(e ln|x|). By
+  /// intention a sample on a hypothesis' centre therefore gets mass 0 for it. Whole exponents up to 16 are
+  /// taken as products, from left to right, their negatives as the reciprocals, and even powers of a distance
+  /// from its square; other powers by the library's own exp and ln, so that every machine gives the same.
+  ///
+  /// Convergence sets IsEvidential, overwrites the iterations count with the number of the iteration, from 0,
+  /// that converged, and writes the diagnostic files. By intention a run that reaches the iterations count
+  /// does none of this; its credal partition belongs to the centroids before their last movement. Shows
+  /// progress, a step an iteration.
+  /// @return  1 after running; 3.4028234663852886e38 without samples, clusters, dimensions, centroids or
+  /// memory,
+  ///          when the centroids cannot be solved for (NaN or infinite features), and after a message with
+  ///          more than 20 clusters or no memory for the hypotheses.
+  /// @see     Masson and Denoeux, ECM: an evidential version of the fuzzy c-means algorithm, Pattern
+  ///          Recognition 41, 2008.
+  double ApplyEvidentialFuzzyCMeanClustering();
+  /// What the names of the diagnostic files of a converged evidential run begin with: a folder with its
+  /// separator, and more. An empty prefix, the default but on Windows, where it is d:\, writes nothing. The
+  /// files, each replaced, with six decimals: `centres.txt`, a line per centroid; `credal_partition.txt`, a
+  /// line of masses per sample; and the first three features of every third sample, one per line, in the
+  /// files `oox.txt`, `ooy.txt` and `ooz.txt` when its largest mass is the empty set's, in `cpx.txt` ..,
+  /// `ctx.txt` .. and `cox.txt` .. when it is that of hypothesis 1, 2 and 3. A file that cannot be opened is
+  /// skipped.
+  void SetDiagnosticPrefix(const std::string& prefix);
+  const std::string& GetDiagnosticPrefix() const { return diagnosticPrefix_; }
+
+  /// Sets delta to rho times the mean distance between samples and centroids.
+  void OutlierProportion();
+  /// Moves the hypotheses' centres to the means of their centroids; does nothing before the first evidential
+  /// run or on an engine without centroids.
+  void CalculCentresHypotheses();
+  /// Euclidean distance between sample i and the centre of hypothesis j.
+  /// @return  3.4028234663852886e38, after a message, when an index is out of range; also, without a message,
+  ///          before the first evidential run.
+  double GetSampleDistanceToHypothese(int i, int j) const;
+  /// The quadratic form of GetSampleMahalanobisDistanceToCentroid with the centre of hypothesis j.
+  /// @return  otherwise as GetSampleDistanceToHypothese.
+  double GetSampleMahalanobisDistanceToHypothese(int i, int j, MTH_MATRIX* m) const;
+
+  /// Whether hypothesis j has cluster k (from 0); false where there is no such hypothesis or cluster.
+  bool BelongsToHypothese(int j, int k) const;
+  /// Whether hypothesis j has both clusters.
+  bool BelongsToHypothese(int j, int k, int l) const;
+  /// Number of numbers that two hypotheses share. The empty set, stored as {0}, shares one with itself.
+  int HypotheseIntersection(int j, int k) const;
+  /// Appends the shared numbers to `shared`, in the order of hypothesis j.
+  /// @return  the size of `shared` afterwards; 0 when it is null; unchanged when memory runs out.
+  int HypotheseIntersection(int j, int k, std::vector<int>* shared) const;
+  /// Looks a hypothesis up among those of its size. Kept for hosts that rely on it: by intention the search
+  /// gives up at the first hypothesis of the same size that differs, so that only the first one of each size
+  /// is ever found. FindHypothesisIndex is the one to use.
+  /// @return  the hypothesis' number; -1 when it is not found.
+  int findHypothese(std::vector<int>* numbers) const;
+  /// Looks a hypothesis up, wherever it stands.
+  /// @param numbers  its cluster numbers from 1, ascending; {0} is the empty set.
+  /// @return         the hypothesis' number; -1 when there is none.
+  int FindHypothesisIndex(std::vector<int>* numbers) const;
+
+  /// The mass of sample i on hypothesis j; 0 where there is none.
+  double GetBeliefValue(int i, int j) const;
+  /// @return  the hypothesis, the empty set included, of sample i's largest mass, of equal ones the last; -1
+  ///          without a credal partition or such a sample.
+  int MaxBeliefDecision(int i) const;
+  /// Replaces the credal partition by a copy of M, in double elements; ignored unless M is samples x
+  /// 2^clusters. It does not make the engine evidential.
+  void SetCredalPartition(MTH_MATRIX* m);
+  /// Computes the pignistic partition: the probability of cluster k is the sum, over the hypotheses that have
+  /// it, of mass / size, times 1 / (1 - mass of the empty set). Not finite where that mass is 1.
+  /// @return  false without a credal partition or memory.
+  bool initPignisticPartition();
+  /// Computes the plausibility partition: of hypothesis j the sum of the masses of all that meet it, of the
+  /// empty set 0.
+  /// @return  false without a credal partition or memory.
+  bool initPlausibilityPartition();
+  /// @return  the cluster of sample i's largest pignistic probability, of equal ones the last; -1 without a
+  ///          pignistic partition or such a sample.
+  int MaxPignisticDecision(int i) const;
+  /// @return  the last cluster whose pignistic probability is at least the threshold, by intention 0 also
+  /// when
+  ///          none is; -1 without a pignistic partition or such a sample.
+  int PignisticDecision(int i, double threshold) const;
+
+  /// Discounts the credal partition of an evidential engine: every mass is multiplied by the reliability, and
+  /// what is lost goes to the whole set.
+  /// @param reliability  between 0 and 1, both excluded; with any other nothing is changed.
+  /// @return             whether it was done.
+  bool WeakenCredalPartition(double reliability);
+  /// The same for one row of masses, 1 x 2^clusters.
+  bool WeakenCredalFunction(MTH_MATRIX* masses, double reliability) const;
+
+  /// Fuses the credal partition with another one of the same samples by the unnormalised conjunctive rule.
+  /// Kept for hosts that rely on it: by intention it looks intersections of several clusters up with
+  /// findHypothese, and the mass of those that are not found is lost. That happens from three clusters on:
+  /// prefer CredalConjFusionExact. Shows progress.
+  /// @param m2  masses of the second source, samples x 2^clusters; what is missing counts as 0, what is more
+  ///            is ignored. Not modified.
+  /// @return    a new samples x 2^clusters matrix, owned by the caller; null without a credal partition, M2
+  /// or
+  ///            memory.
+  [[nodiscard]] MTH_MATRIX* CredalConjFusion(MTH_MATRIX* m2) const;
+  /// As CredalConjFusion with every intersection found: the masses of a sample sum to what the sources'
+  /// products do. The recommended conjunctive rule.
+  /// @see  Smets, The combination of evidence in the transferable belief model, IEEE Trans. PAMI 12, 1990.
+  [[nodiscard]] MTH_MATRIX* CredalConjFusionExact(MTH_MATRIX* m2) const;
+  /// Fuses by Dempster's rule: as CredalConjFusion, then the mass K of the empty set is set to 0 and all
+  /// others are multiplied by 1 / (1 - K), which is not finite in total conflict. Prefer DempsterFusionExact
+  /// from three clusters on. Shows progress.
+  /// @return  as CredalConjFusion; also null unless the engine is evidential and M2 is samples x 2^clusters.
+  [[nodiscard]] MTH_MATRIX* DempsterFusion(MTH_MATRIX* m2) const;
+  /// As DempsterFusion with every intersection found: the masses of a sample sum to 1. The recommended rule.
+  /// @see  Shafer, A Mathematical Theory of Evidence, 1976, chapter 3.
+  [[nodiscard]] MTH_MATRIX* DempsterFusionExact(MTH_MATRIX* m2) const;
+
  private:
   bool IsSample(int i) const { return i >= 0 && i < GetSamplesCount(); }
   bool IsCluster(int k) const { return k >= 0 && k < clustersCount_; }
   bool CheckSampleAndCluster(int i, int k) const;
+  // Appends a deep copy, whatever its sizes; false when memory runs out.
+  bool AppendCopy(const MTH_CLUSTERING_SAMPLE& sample);
   void CopySamples(const MTH_CLUSTERING& source);
   void CopyCredalPartition(const MTH_CLUSTERING& source);
   bool HasCentroids() const { return centroids_ != nullptr && centroids_->GetCount() == clustersCount_; }
@@ -143,6 +294,16 @@ class MTH_EXPORT MTH_CLUSTERING {
   void ScatterCentroids(const std::vector<double>& centroids);
   double RunKMeans();
   double RunFuzzyCMeans();
+  double RunEvidentialCMeans();
+  bool CreateHypotheses();
+  double OutlierDistance(double sumOfDistances) const;
+  bool CheckSampleAndHypothesis(int i, int j) const;
+  // Whether the matrix has that many rows of masses.
+  bool IsPartition(const MTH_MATRIX* matrix, int rows) const;
+  // Whether there is one, and the host has not resized it.
+  bool HasCredalPartition() const;
+  void WriteDiagnostics() const;
+  MTH_MATRIX* FuseWith(const MTH_MATRIX* m2, bool isExact, bool isNormalised) const;
 
   bool isEvidential_ = false;
   int clustersCount_ = 0;
@@ -151,7 +312,7 @@ class MTH_EXPORT MTH_CLUSTERING {
   std::unique_ptr<int[]> cardinalities_;
   MTH_POINTER_LIST<MTH_CLUSTERING_SAMPLE> samples_;
   std::unique_ptr<MTH_POINTER_LIST<MTH_MATRIX>> centroids_;
-  std::unique_ptr<MTH_POINTER_LIST<std::vector<int>>> hypotheses_;
+  MTH_POINTER_LIST<std::vector<int>> hypotheses_;
   std::unique_ptr<MTH_MATRIX> hypothesesCenters_;
   std::unique_ptr<MTH_MATRIX> credalPartition_;
   std::unique_ptr<MTH_MATRIX> pignisticPartition_;
@@ -163,4 +324,9 @@ class MTH_EXPORT MTH_CLUSTERING {
   double alpha_ = 2.0;
   double delta_ = 1000000.0;
   double rho_ = 2.0;
+#ifdef _WIN32
+  std::string diagnosticPrefix_ = "d:\\";
+#else
+  std::string diagnosticPrefix_;
+#endif
 };

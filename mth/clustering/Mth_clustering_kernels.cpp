@@ -7,9 +7,5 @@
 
 #include "mth/clustering/Mth_clustering_kernels_internal.h"
 
-#if MTH_MULTIVERSION
-#include <immintrin.h>
-#endif
-
-#define MTH_KERNEL_FILE "mth/clustering/Mth_clustering_kernels.inl"
+#define MTH_KERNEL_FILE "mth/clustering/Mth_clustering_kernel_internal.h"
 #include "mth/Mth_for_each_instruction_set_internal.h"

@@ -4,7 +4,7 @@
 
 #include "mth/Mth_instruction_set_internal.h"
 
-// The hot loops of k-means and fuzzy c-means. Their code is in Mth_clustering_kernels.inl.
+// The hot loops of k-means and fuzzy c-means. Their code is in Mth_clustering_kernel_internal.h.
 
 namespace mth_internal {
 

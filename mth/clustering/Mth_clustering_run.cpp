@@ -78,6 +78,7 @@ void RunProgress::StepWithText(const char* text, const char* number, const char*
   try {
     window_.StepAction(std::string(text).append(number, end));
   } catch (const std::bad_alloc&) {
+    window_.StepAction(window_.GetAction());  // the bar moves on under its former text
   }
 }
 

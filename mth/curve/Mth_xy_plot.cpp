@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <new>
 
-#include "mth/Mth_new_array_internal.h"
+#include "mth/Mth_work_array_internal.h"
 
 // Points of the curve, extrema and the width at half maximum.
 
@@ -143,8 +144,8 @@ double MTH_XY_PLOT::GetFWHM(double a, double b) {
   lowerLimit_ = 0.0;
   upperLimit_ = 0.0;
   const int count = GetNumberOfPoints();
-  const auto searches = mth_internal::NewArray<HalfMaximum>(count + 1);
-  if (count == 0 || searches == nullptr) return 0.0;
+  const mth_internal::WorkArray<HalfMaximum> searches(std::int64_t{count} + 1);
+  if (count == 0 || !searches) return 0.0;
 
   // Every search but the first starts from another y of the curve, so they end.
   int searchesCount = 0;
@@ -152,7 +153,7 @@ double MTH_XY_PLOT::GetFWHM(double a, double b) {
     const HalfMaximum found = FindHalfMaximum(*this, a, b);
     searches[searchesCount++] = found;
     a = GetPointY(found.upper);
-    if (!NeedsSecondSearch(found) || HasStartedFrom(searches.get(), searchesCount, a)) break;
+    if (!NeedsSecondSearch(found) || HasStartedFrom(searches.Get(), searchesCount, a)) break;
   }
   // The innermost width that is not 0 is the result.
   double width = 0.0;

@@ -60,8 +60,7 @@ class MTH_EXPORT MTH_XY_PLOT {
   /// New curve of as many points: central differences (y[i+1] - y[i-1]) / (x[i+1] - x[i-1]), and 0 at both
   /// ends. The largest single-precision value, 3.4028235e38, marks a slope over less than 1e-5.
   /// @return  null, after "La fonction GetFirstDerivative nécessite plus de 3 points!" (kind error), for
-  /// fewer
-  ///          than 3 points.
+  ///          fewer than 3 points.
   [[nodiscard]] MTH_XY_PLOT* GetFirstDerivative() const;
   /// As GetFirstDerivative, with the difference of the abscissae rounded to single precision.
   [[nodiscard]] MTH_XY_PLOT* GetFirstDerivative_NoSort() const;

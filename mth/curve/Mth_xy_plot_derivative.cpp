@@ -4,7 +4,7 @@
 
 #include "mth/curve/Mth_xy_plot.h"
 #include "mth/curve/Mth_xy_plot_internal.h"
-#include "std/Std_message.h"
+#include "std/Std_message_internal.h"
 
 // Derivatives and integrals of the curve.
 
@@ -26,8 +26,8 @@ CurvePtr Derivative(const MTH_XY_PLOT* curve, Difference precision) {
   if (curve == nullptr) return nullptr;
   const int count = curve->GetNumberOfPoints();
   if (count < 3) {
-    Std_ShowMessage("La fonction GetFirstDerivative nécessite plus de 3 points!", MessageKind::Error,
-                    "Information");
+    mth_internal::ShowFailure("La fonction GetFirstDerivative nécessite plus de 3 points!",
+                              MessageKind::Error, "Information");
     return nullptr;
   }
   return mth_internal::NewCurve(count, [=](int i) {

@@ -31,7 +31,7 @@ bool MTH_XY_PLOT::GetLinearRegressionParameters(float& slope, float& intercept) 
   const double exactSlope = Mth_Pente(x.get(), y.get(), count);
   // The derivative of the squared error by the intercept; mean(y) - slope mean(x) would round otherwise.
   double sum = 0.0;
-  for (int i = 0; i < count; ++i) sum += -2.0 * y[i] + 2.0 * exactSlope * x[i];
+  for (int i = 0; i < count; ++i) sum += -2.0 * y.get()[i] + 2.0 * exactSlope * x.get()[i];
   slope = static_cast<float>(exactSlope);
   intercept = static_cast<float>(sum / (-2.0 * count));
   return true;

@@ -7,7 +7,7 @@
 #include "mth/curve/Mth_natural_spline_internal.h"
 #include "mth/curve/Mth_xy_plot.h"
 #include "mth/curve/Mth_xy_plot_internal.h"
-#include "std/Std_message.h"
+#include "std/Std_message_internal.h"
 
 // Sliding means and splines.
 
@@ -38,9 +38,9 @@ struct Knots {
       : parameter(NewArray<double>(capacity)), x(NewArray<double>(capacity)), y(NewArray<double>(capacity)) {}
   bool HasMemory() const { return parameter != nullptr && x != nullptr && y != nullptr; }
   void Add(double newParameter, double newX, double newY) {
-    parameter[count] = newParameter;
-    x[count] = newX;
-    y[count++] = newY;
+    parameter.get()[count] = newParameter;
+    x.get()[count] = newX;
+    y.get()[count++] = newY;
   }
 };
 
@@ -81,8 +81,9 @@ Knots KnotsByChordLength(const MTH_XY_PLOT& curve) {
       continue;
     }
     const int last = knots.count - 1;
-    const double length = knots.parameter[last] + std::hypot(x - knots.x[last], y - knots.y[last]);
-    if (length > knots.parameter[last]) knots.Add(length, x, y);
+    const double lengthSoFar = knots.parameter.get()[last];
+    const double length = lengthSoFar + std::hypot(x - knots.x.get()[last], y - knots.y.get()[last]);
+    if (length > lengthSoFar) knots.Add(length, x, y);
   }
   return knots;
 }
@@ -109,11 +110,12 @@ CurvePtr CubicSpline(const MTH_XY_PLOT& curve, int factor) {
   if (!knots.HasMemory()) return nullptr;
   const auto spline = NaturalSpline::Make(knots.parameter.get(), knots.y.get(), knots.count);
   if (spline == nullptr) return nullptr;
-  return SampleIntervals(knots.count, std::max(factor, 1), [&](int interval, double share) {
-    const int next = share == 0.0 ? interval : interval + 1;  // a lone knot has no neighbour
-    return MTH_2D_FLOAT(static_cast<float>(LinearBetween(knots.x[interval], knots.x[next], share)),
-                        static_cast<float>(spline->ValueInInterval(interval, share)));
-  });
+  return SampleIntervals(
+      knots.count, std::max(factor, 1), [&, x = knots.x.get()](int interval, double share) {
+        const int next = share == 0.0 ? interval : interval + 1;  // a lone knot has no neighbour
+        return MTH_2D_FLOAT(static_cast<float>(LinearBetween(x[interval], x[next], share)),
+                            static_cast<float>(spline->ValueInInterval(interval, share)));
+      });
 }
 
 }  // namespace
@@ -137,8 +139,7 @@ MTH_XY_PLOT* MTH_XY_PLOT::GetCubicSpline(int factor) const {
 
 MTH_XY_PLOT* MTH_XY_PLOT::DotSpline(int width, int factor) const {
   if (width > GetNumberOfPoints()) {
-    Std_ShowMessage("Nombre de points de lissage sup. que de points de la fonction d'entrée",
-                    MessageKind::Information, "Information");
+    mth_internal::ShowInformation("Nombre de points de lissage sup. que de points de la fonction d'entrée");
     return nullptr;
   }
   const CurvePtr smoothed = SlidingMean(*this, width);

@@ -38,7 +38,9 @@ float MedianOf(const Points& sorted, Coordinate coordinate) {
   const int count = sorted.GetCount();
   if (count == 0) return 0.0f;
   const float middle = (sorted.Get(count / 2)->*coordinate)();
-  return count % 2 != 0 ? middle : (middle + (sorted.Get(count / 2 - 1)->*coordinate)()) * 0.5f;
+  if (count % 2 != 0) return middle;
+  const double other = (sorted.Get(count / 2 - 1)->*coordinate)();
+  return static_cast<float>((middle + other) * 0.5);  // in double the sum cannot overflow
 }
 
 }  // namespace

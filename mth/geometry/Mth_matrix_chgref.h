@@ -84,8 +84,7 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   /// between two frames that follow them: the normal of each set's least-squares plane, and the directions of
   /// three points far apart. The transform is exact when the sets match exactly.
   /// @return  false, with nothing changed, with fewer than 3 points, with a set that is collinear or not
-  /// finite,
-  ///          and when memory runs out.
+  ///          finite, and when memory runs out.
   bool Initialise(MTH_3D_DOUBLE* a, MTH_3D_DOUBLE* b);
   /// Initialise on the reference sets, followed by Optimise, whose result is not waited for: it never changes
   /// the matrix.

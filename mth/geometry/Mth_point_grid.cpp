@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 
 #include "mth/geometry/Mth_point_grid_internal.h"
 
@@ -9,6 +10,12 @@ namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kPointsPerCell = 2.0;
+constexpr int kCrowd = 48;                   // more points than these in a cell get a grid of their own
+constexpr std::int64_t kLooksPerPoint = 32;  // about what sorting a point costs
+constexpr int kNoAxis = -1;
+// More than the roundings of coordinates, of cell numbers and of distances.
+constexpr double kSlack = 1e-12;
+constexpr double kSlackOfEdge = 1e-6;
 
 }  // namespace
 
@@ -60,8 +67,23 @@ std::int64_t PointGrid::Division::NumberOf(int x, int y, int z) const {
   return (std::int64_t{z} * cells[1] + y) * cells[0] + x;
 }
 
+// A lower bound of the squared distance from the box, along all axes but one.
+double PointGrid::Division::SquareOutside(const double (&fromOrigin)[3], int but) const {
+  double square = 0.0;
+  for (int k = 0; k < 3; ++k) {
+    const double p = fromOrigin[k];
+    const double outside = std::max(-p, p - extent[k]) - kSlack * (std::abs(p) + extent[k]);
+    if (k != but && outside > 0.0) square += outside * outside;
+  }
+  return square;
+}
+
 PointGrid::PointGrid(const Vector3* points, int count)
-    : count_(count), division_(points, count), starts_(division_.CellsCount() + 1), sorted_(count) {
+    : division_(points, count),
+      count_(division_.IsPoint() ? 1 : count),
+      starts_(division_.CellsCount() + 1),
+      sorted_(count_),
+      patience_(kLooksPerPoint * count_) {
   if (IsUsable()) Sort(points);
 }
 
@@ -87,13 +109,24 @@ void PointGrid::Sort(const Vector3* points) {
   for (int i = count_ - 1; i >= 0; --i) sorted_[--starts_[numbers ? numbers[i] : numberOf(i)]] = points[i];
 }
 
+// Without memory cells stay as they are.
+void PointGrid::RefineCrowdedCells() {
+  patience_ = std::numeric_limits<std::int64_t>::max();
+  const std::int64_t cells = division_.CellsCount();
+  for (std::int64_t cell = 0; cells > 1 && cell < cells; ++cell) {
+    const int count = starts_[cell + 1] - starts_[cell];
+    if (count <= kCrowd) continue;
+    if (!finer_) finer_.reset(new (std::nothrow) std::unique_ptr<PointGrid>[static_cast<std::size_t>(cells)]);
+    if (!finer_) return;
+    auto& finer = finer_[static_cast<std::size_t>(cell)];
+    finer.reset(new (std::nothrow) PointGrid(sorted_.Get() + starts_[cell], count));
+    if (finer && !finer->IsUsable()) finer.reset();
+  }
+}
+
 // A lower bound of the squared distance from p to all points in cells beyond that ring of cells; infinity
-// when there are none. The slack covers the roundings of cell numbers and distances.
+// when there are none.
 double PointGrid::SquareBeyondRing(const double (&p)[3], const Cell& centre, int ring) const {
-  constexpr double kSlack = 1e-6;
-  constexpr double kRelativeSlack = 1e-12;
-  double outside[3];
-  for (int k = 0; k < 3; ++k) outside[k] = std::max({0.0, -p[k], p[k] - division_.extent[k]});
   double square = kInfinity;
   for (int k = 0; k < 3; ++k) {
     double distance = kInfinity;
@@ -102,28 +135,40 @@ double PointGrid::SquareBeyondRing(const double (&p)[3], const Cell& centre, int
       distance = std::min(distance, (centre.at[k] + ring + 1) * division_.edge - p[k]);
     }
     if (distance == kInfinity) continue;
-    distance = std::max(0.0, distance - kSlack * division_.edge - kRelativeSlack * std::abs(p[k]));
-    double total = distance * distance;
-    for (int other = 0; other < 3; ++other) {
-      if (other != k) total += outside[other] * outside[other];
-    }
-    square = std::min(square, total);
+    distance = std::max(0.0, distance - kSlackOfEdge * division_.edge - kSlack * std::abs(p[k]));
+    square = std::min(square, distance * distance + division_.SquareOutside(p, k));
   }
-  return square * (1.0 - kRelativeSlack);
+  return square * (1.0 - kSlack);
 }
 
 void PointGrid::SearchCells(const Vector3& p, std::int64_t first, std::int64_t last, double enough,
-                            double& best) const {
-  for (int i = starts_[first]; i < starts_[last + 1]; ++i) {
-    const double square = SquaredDistance(p, sorted_[i]);
-    if (!(square < best)) continue;
-    best = square;
-    if (best <= enough) return;
+                            double& best) {
+  if (!finer_) {
+    SearchPoints(p, starts_[first], starts_[last + 1], enough, best);
+    return;
+  }
+  for (std::int64_t cell = first; cell <= last && best > enough; ++cell) {
+    PointGrid* const finer = finer_[static_cast<std::size_t>(cell)].get();
+    if (finer != nullptr) {
+      finer->Search(p, enough, best);
+    } else {
+      SearchPoints(p, starts_[cell], starts_[cell + 1], enough, best);
+    }
   }
 }
 
-void PointGrid::SearchRing(const Vector3& p, const Cell& centre, int ring, double enough,
-                           double& best) const {
+void PointGrid::SearchPoints(const Vector3& p, int first, int last, double enough, double& best) {
+  int i = first;
+  for (; i < last; ++i) {
+    const double square = SquaredDistance(p, sorted_[i]);
+    if (!(square < best)) continue;
+    best = square;
+    if (best <= enough) break;
+  }
+  patience_ -= i - first;
+}
+
+void PointGrid::SearchRing(const Vector3& p, const Cell& centre, int ring, double enough, double& best) {
   int low[3];
   int high[3];
   for (int k = 0; k < 3; ++k) {
@@ -147,14 +192,22 @@ void PointGrid::SearchRing(const Vector3& p, const Cell& centre, int ring, doubl
   }
 }
 
-double PointGrid::FindNearestSquare(const Vector3& p, double enough) const {
+double PointGrid::FindNearestSquare(const Vector3& p, double enough) {
+  double best = kInfinity;
+  Search(p, enough, best);
+  return best;
+}
+
+// Lowers `best` to the nearest square, where that is less.
+void PointGrid::Search(const Vector3& p, double enough, double& best) {
+  if (patience_ < 0) RefineCrowdedCells();
   const Vector3 fromOrigin = p - division_.origin;
   const double coordinates[3] = {fromOrigin.x, fromOrigin.y, fromOrigin.z};
   const Cell centre = division_.CellOf(fromOrigin);
-  double best = kInfinity;
+  if (best <= division_.SquareOutside(coordinates, kNoAxis) * (1.0 - kSlack)) return;
   for (int ring = 0;; ++ring) {
     SearchRing(p, centre, ring, enough, best);
-    if (best <= enough || best <= SquareBeyondRing(coordinates, centre, ring)) return best;
+    if (best <= enough || best <= SquareBeyondRing(coordinates, centre, ring)) return;
   }
 }
 

@@ -66,7 +66,7 @@ double FindSquareByBruteForce(const PointSet& a, const PointSet& b) {
 
 // The larger of `largest` and the directed squared distance. A point is done with as soon as some neighbour
 // is no farther than that; a sample first finds a value that most points stay below.
-void RaiseToDirectedSquare(const PointSet& from, const PointGrid& to, double& largest) {
+void RaiseToDirectedSquare(const PointSet& from, PointGrid& to, double& largest) {
   constexpr int kSampleStep = 61;
   for (const int step : {kSampleStep, 1}) {
     for (int i = 0; i < from.GetCount(); i += step) {
@@ -83,8 +83,8 @@ double FindHausdorffDistance(AtA atA, AtB atB, int na, int nb) {
   const PointSet b(atB, nb);
   if (!a.IsUsable() || !b.IsUsable()) return kNoDistance;
   if (!a.IsModerate() || !b.IsModerate()) return std::sqrt(FindSquareByBruteForce(a, b));
-  const PointGrid gridA(a.Get(), na);
-  const PointGrid gridB(b.Get(), nb);
+  PointGrid gridA(a.Get(), na);
+  PointGrid gridB(b.Get(), nb);
   if (!gridA.IsUsable() || !gridB.IsUsable()) return kNoDistance;
   double largest = 0.0;
   RaiseToDirectedSquare(a, gridB, largest);

@@ -21,8 +21,7 @@ MTH_EXPORT double Mth_Hausdorff_Distance(MTH_POINTER_LIST<MTH_3D_DOUBLE>* a,
 /// clears it.
 /// @param rotation     three angles in degrees, about z, y and x.
 /// @param translation  three components.
-/// @return  a new array of n points that the caller frees with delete[]; null when an argument is null, when
-/// n
-///          is negative and when memory runs out.
+/// @return  a new array of n points that the caller frees with delete[]; null when an argument is null,
+///          when n is negative and when memory runs out.
 [[nodiscard]] MTH_EXPORT MTH_3D_DOUBLE* Mth_ApplyTransformationToSet(MTH_3D_DOUBLE* points, int n,
                                                                      double* rotation, double* translation);

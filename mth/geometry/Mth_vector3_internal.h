@@ -53,7 +53,7 @@ inline bool IsFinite(const Vector3& v) {
 }
 
 /// Unit normal of the plane through three points; the zero vector when they are collinear: when the sine of
-//// the angle between two sides is within what the rounding of the coordinates makes of 0.
+/// the angle between two sides is within what the rounding of the coordinates makes of 0.
 inline Vector3 UnitNormal(const Vector3& a, const Vector3& b, const Vector3& c) {
   constexpr double kRoundings = 8.0 * std::numeric_limits<double>::epsilon();
   const Vector3 first = b - a;

@@ -1,5 +1,6 @@
 #include "mth/image/Mth_fft.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -10,10 +11,17 @@
 namespace mth_internal {
 namespace {
 
-// The factors of all stages: factor j of the stage of span l is number l + j, j < l.
-struct Twiddles {
+constexpr int kLargest = 40;  // logarithm of a length beyond any memory
+
+// The factors of one stage of span l: factor j < l has turned j times.
+struct StageFactors {
   const double* re;
   const double* im;
+};
+
+// Those of all stages; stage s has the span 2^s.
+struct Twiddles {
+  StageFactors stages[kLargest];
 };
 
 constexpr int kRowLength = 8;
@@ -34,7 +42,6 @@ namespace {
 constexpr int kForward = 1;
 constexpr int kInverse = -1;
 constexpr int kSmallestTiled = 6;  // logarithm of the length of one tile
-constexpr int kLargest = 40;       // beyond any memory
 
 // A unit complex number that turns by a fixed angle at each step.
 struct Rotation {
@@ -43,7 +50,7 @@ struct Rotation {
   double u1 = 1.0;
   double u2 = 0.0;
 
-  void Step() {
+  constexpr void Step() {
     const double next = u1 * c1 - u2 * c2;
     u2 = u1 * c2 + u2 * c1;
     u1 = next;
@@ -58,45 +65,97 @@ Rotation HalfAngle(const Rotation& stage, int dir) {
 
 constexpr Rotation kFirstStage{-1.0, 0.0};
 
+// The stages whose factors the compiler computes, and what the half-angle formulas give for them: their c1
+// and the c2 of the positive kernel.
+constexpr int kConstantStages = 10;
+constexpr Rotation kHalfAngles[kConstantStages] = {{-1.0, 0.0},
+                                                   {0.0, 1.0},
+                                                   {0x1.6a09e667f3bcdp-1, 0x1.6a09e667f3bcdp-1},
+                                                   {0x1.d906bcf328d46p-1, 0x1.87de2a6aea962p-2},
+                                                   {0x1.f6297cff75cb0p-1, 0x1.8f8b83c69a60cp-3},
+                                                   {0x1.fd88da3d12526p-1, 0x1.917a6bc29b42fp-4},
+                                                   {0x1.ff621e3796d7ep-1, 0x1.91f65f10dd7f5p-5},
+                                                   {0x1.ffd886084cd0dp-1, 0x1.92155f7a3665ap-6},
+                                                   {0x1.fff62169b92dbp-1, 0x1.921d1fcdec626p-7},
+                                                   {0x1.fffd8858e8a92p-1, 0x1.921f0fe670767p-8}};
+
+// Factor j of the stage of span l is number l + j, j < l.
+struct ConstantFactors {
+  double re[1 << kConstantStages];
+  double im[1 << kConstantStages];
+};
+
+constexpr ConstantFactors ComputeConstantFactors(int dir) {
+  ConstantFactors factors{};
+  for (int stage = 0; stage < kConstantStages; ++stage) {
+    Rotation turning = kHalfAngles[stage];
+    if (dir == kForward && stage > 0) turning.c2 = -turning.c2;
+    for (int j = 1 << stage; j < 2 << stage; ++j, turning.Step()) {
+      factors.re[j] = turning.u1;
+      factors.im[j] = turning.u2;
+    }
+  }
+  return factors;
+}
+
+constexpr ConstantFactors kForwardFactors = ComputeConstantFactors(kForward);
+constexpr ConstantFactors kPositiveFactors = ComputeConstantFactors(kInverse);
+
 // Factors for a length of 2^m, for as many transforms as are wanted.
 class TwiddleTable {
  public:
-  TwiddleTable(int dir, int m) : size_(m < kSmallestTiled ? 0 : std::int64_t{1} << m), factors_(2 * size_) {
-    if (size_ > 0 && factors_) Fill(dir, m);
+  TwiddleTable(int dir, int m)
+      : m_(m), size_(m <= kConstantStages ? 0 : (std::int64_t{1} << m) - kConstants), factors_(2 * size_) {
+    if (!IsUsable()) return;
+    const ConstantFactors& constants = dir == kForward ? kForwardFactors : kPositiveFactors;
+    for (int stage = 0; stage < std::min(m, kConstantStages); ++stage) {
+      twiddles_.stages[stage] = {constants.re + (std::int64_t{1} << stage),
+                                 constants.im + (std::int64_t{1} << stage)};
+    }
+    if (size_ > 0) Fill(dir);
   }
-  bool IsUsable() const { return size_ > 0 && factors_; }
-  Twiddles Get() const { return {factors_.Get(), factors_.Get() + size_}; }
+  bool IsUsable() const { return m_ >= kSmallestTiled && factors_; }
+  const Twiddles& Get() const { return twiddles_; }
 
  private:
+  static constexpr std::int64_t kConstants = std::int64_t{1} << kConstantStages;
+
   // Two chains side by side, each as long as the last stage: the last stage, and all others one after the
   // other. A chain waits for each of its steps, so that the second one costs nothing.
-  void Fill(int dir, int m) {
-    Rotation last = kFirstStage;
-    for (int stage = 1; stage < m; ++stage) last = HalfAngle(last, dir);
-    double* const re = factors_.Get();
-    double* const im = re + size_;
-    const std::int64_t half = size_ / 2;
-    const auto storeLast = [&](std::int64_t j) {
-      re[half + j] = last.u1;
-      im[half + j] = last.u2;
-      last.Step();
-    };
-    storeLast(0);
+  void Fill(int dir) {
     Rotation other = kFirstStage;
-    for (std::int64_t span = 1; span < half; span *= 2) {
+    for (int stage = 0; stage < kConstantStages; ++stage) other = HalfAngle(other, dir);
+    Rotation last = other;
+    for (int stage = kConstantStages; stage < m_ - 1; ++stage) last = HalfAngle(last, dir);
+    double* re = factors_.Get();
+    double* im = re + size_;
+    std::int64_t left = (std::int64_t{1} << (m_ - 1));
+    double* lastRe = re + size_ - left;
+    double* lastIm = im + size_ - left;
+    twiddles_.stages[m_ - 1] = {lastRe, lastIm};
+    const auto storeLast = [&] {
+      *lastRe++ = last.u1;
+      *lastIm++ = last.u2;
+      last.Step();
+      --left;
+    };
+    for (int stage = kConstantStages; stage < m_ - 1; ++stage) {
+      twiddles_.stages[stage] = {re, im};
       Rotation turning = other;
-      for (std::int64_t j = span; j < 2 * span; ++j) {
-        re[j] = turning.u1;
-        im[j] = turning.u2;
-        turning.Step();
-        storeLast(j);
+      for (const double* end = re + (std::int64_t{1} << stage); re < end; turning.Step()) {
+        *re++ = turning.u1;
+        *im++ = turning.u2;
+        storeLast();
       }
       other = HalfAngle(other, dir);
     }
+    while (left > 0) storeLast();
   }
 
+  int m_;
   std::int64_t size_;
   WorkArray<double> factors_;
+  Twiddles twiddles_;
 };
 
 void PermuteByBitReversal(std::int64_t n, double* re, double* im) {

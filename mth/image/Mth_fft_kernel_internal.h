@@ -35,10 +35,13 @@ inline void Combine(Factor u1, Factor u2, Butterflies& a, Butterflies& b) {
   a.im = a.im + t2;
 }
 
-// The stages of spans `span`, 2 span ... of one pass; span is a multiple of the lanes.
+// `kStages` stages from number `first` on in one pass; their spans are multiples of the lanes.
 template <int kStages>
-inline void RunStages(const Twiddles& factors, std::int64_t span, std::int64_t n, double* re, double* im) {
+inline void RunStages(const Twiddles& twiddles, int first, std::int64_t n, double* re, double* im) {
   constexpr int kValues = 1 << kStages;
+  const std::int64_t span = std::int64_t{1} << first;
+  StageFactors factors[kStages];
+  for (int stage = 0; stage < kStages; ++stage) factors[stage] = twiddles.stages[first + stage];
   for (std::int64_t block = 0; block < n; block += kValues * span) {
     for (std::int64_t j = block; j < block + span; j += kLanes) {
       Butterflies values[kValues];
@@ -46,12 +49,12 @@ inline void RunStages(const Twiddles& factors, std::int64_t span, std::int64_t n
       for (int k = 0; k < kValues; ++k) values[k] = {Load(re + j + k * span), Load(im + j + k * span)};
 #pragma GCC unroll 3
       for (int stage = 0; stage < kStages; ++stage) {
-        const std::int64_t first = (span << stage) + (j - block);
 #pragma GCC unroll 8
         for (int k = 0; k < kValues; ++k) {
           if ((k >> stage & 1) != 0) continue;
-          const std::int64_t factor = first + (k & ((1 << stage) - 1)) * span;
-          Combine(Load(factors.re + factor), Load(factors.im + factor), values[k], values[k + (1 << stage)]);
+          const std::int64_t factor = j - block + (k & ((1 << stage) - 1)) * span;
+          Combine(Load(factors[stage].re + factor), Load(factors[stage].im + factor), values[k],
+                  values[k + (1 << stage)]);
         }
       }
 #pragma GCC unroll 8
@@ -67,7 +70,7 @@ constexpr int kReversed[kRowLength] = {0, 4, 2, 6, 1, 5, 3, 7};  // the three bi
 
 // Takes the eight rows of a tile in reversed order through the first three stages, lanes running along the
 // rows, which decimation has made independent transforms.
-inline void RunFirstStagesOfTile(const Twiddles& factors, const double* re, const double* im,
+inline void RunFirstStagesOfTile(const Twiddles& twiddles, const double* re, const double* im,
                                  std::int64_t stride, Tile& tile) {
   for (std::int64_t lane = 0; lane < kRowLength; lane += kLanes) {
     Butterflies values[kRowLength];
@@ -80,7 +83,8 @@ inline void RunFirstStagesOfTile(const Twiddles& factors, const double* re, cons
 #pragma GCC unroll 8
       for (int k = 0; k < kRowLength; ++k) {
         if ((k >> stage & 1) != 0) continue;
-        const int factor = (1 << stage) + (k & ((1 << stage) - 1));
+        const int factor = k & ((1 << stage) - 1);
+        const StageFactors& factors = twiddles.stages[stage];
         Combine(factors.re[factor], factors.im[factor], values[k], values[k + (1 << stage)]);
       }
     }
@@ -132,7 +136,7 @@ inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double
 
 // The bit-reversal permutation and the first three stages, in one pass. An index is three high bits, middle
 // bits and three low bits: reversed, the tile of one middle goes to the tile of the reversed middle.
-inline void RunFirstStages(const Twiddles& factors, int m, double* re, double* im) {
+inline void RunFirstStages(const Twiddles& twiddles, int m, double* re, double* im) {
   const std::int64_t stride = (std::int64_t{1} << m) / kRowLength;
   const std::int64_t middles = stride / kRowLength;
   std::int64_t reversed = 0;
@@ -144,9 +148,9 @@ inline void RunFirstStages(const Twiddles& factors, int m, double* re, double* i
     double* const re2 = re + reversed * kRowLength;
     double* const im2 = im + reversed * kRowLength;
     if (middle <= reversed) {
-      RunFirstStagesOfTile(factors, re2, im2, stride, tile);
+      RunFirstStagesOfTile(twiddles, re2, im2, stride, tile);
       if (middle < reversed) {
-        RunFirstStagesOfTile(factors, re1, im1, stride, other);
+        RunFirstStagesOfTile(twiddles, re1, im1, stride, other);
         StoreTransposed(other.re, re2, stride);
         StoreTransposed(other.im, im2, stride);
       }
@@ -159,14 +163,32 @@ inline void RunFirstStages(const Twiddles& factors, int m, double* re, double* i
   }
 }
 
-inline void Transform(const Twiddles& factors, int m, double* re, double* im) {
-  const std::int64_t n = std::int64_t{1} << m;
-  RunFirstStages(factors, m, re, im);
-  std::int64_t span = kRowLength;
-  if ((m - 3) % 2 != 0) {
-    RunStages<1>(factors, span, n, re, im);
-    span *= 2;
+constexpr int kStagesInCache = 12;  // of transforms that stay in the cache
+
+// Stages [stage, last) of n values.
+inline void RunPasses(const Twiddles& twiddles, int stage, int last, std::int64_t n, double* re, double* im) {
+  if ((last - stage) % 2 != 0) {
+    // The rows of a long transform share few places of the cache: too few for three stages at a time.
+    if (last <= kStagesInCache) {
+      RunStages<3>(twiddles, stage, n, re, im);
+      stage += 3;
+    } else {
+      RunStages<1>(twiddles, stage, n, re, im);
+      ++stage;
+    }
   }
-  // Two stages a pass: with more, the rows of a long transform would share too few places of the cache.
-  for (; span < n; span *= 4) RunStages<2>(factors, span, n, re, im);
+  for (; stage < last; stage += 2) RunStages<2>(twiddles, stage, n, re, im);
+}
+
+inline void Transform(const Twiddles& twiddles, int m, double* re, double* im) {
+  constexpr int kFirstStages = 3;
+  const std::int64_t n = std::int64_t{1} << m;
+  RunFirstStages(twiddles, m, re, im);
+  // All stages that do not leave a block, block by block.
+  const int inBlock = std::min(m, kStagesInCache);
+  const std::int64_t block = std::int64_t{1} << inBlock;
+  for (std::int64_t first = 0; first < n; first += block) {
+    RunPasses(twiddles, kFirstStages, inBlock, block, re + first, im + first);
+  }
+  RunPasses(twiddles, inBlock, m, n, re, im);
 }

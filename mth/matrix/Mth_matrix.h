@@ -124,7 +124,7 @@ class MTH_EXPORT MTH_MATRIX {
   [[nodiscard]] MTH_MATRIX* Transpose() const;
 
   /// Sum of Get(i, i) over the columns, from 0: with more columns than rows the missing terms count 0 and
-  /// leave status 2. Unallocated: 0.0.
+  /// set status 2. Unallocated: 0.0.
   double GetTrace() const;
   /// Largest element; of equal ones (+0 and -0) the first in row-major order. The arguments, meant for its
   /// position, are intentionally never written to. A NaN never replaces the value found so far: with a NaN as
@@ -147,7 +147,8 @@ class MTH_EXPORT MTH_MATRIX {
   [[nodiscard]] MTH_MATRIX* GetThresholding(double threshold) const;
   /// New rows x (columns + 2 width) matrix: this one between mirrored borders, the edge column repeated
   /// ([b a | a b c | c b]). A border wider than the matrix repeats the farthest column; of an empty matrix it
-  /// is 0. Element type neither 0 nor 1: status 14; unallocated: status 1; negative width: status 4.
+  /// is 0. Negative width: status 4. Of an unallocated matrix the element type is looked at first: status 14
+  /// after Desallocate or a failed allocation (type -1), status 1 for a default-constructed one (type 0).
   [[nodiscard]] MTH_MATRIX* AddColBySymetry(int width) const;
   /// New (rows + 2 width) x columns matrix with mirrored border rows, otherwise as AddColBySymetry.
   [[nodiscard]] MTH_MATRIX* AddRowBySymetry(int width) const;

@@ -70,7 +70,7 @@ MTH_MATRIX* MTH_MATRIX::GetThresholding(double threshold) const {
 MTH_MATRIX* MTH_MATRIX::Transpose() const {
   if (!allocated_) return NewFailure(1);
   MTH_MATRIX* result = NewResult(columns_, rows_, type_);
-  if (!mth_internal::IsUsable(result)) return result;
+  if (!mth_internal::HasElements(result)) return result;
   OnStorage([&](auto* source) {
     using T = std::remove_pointer_t<decltype(source)>;
     mth_internal::Transpose<T>(source, rows_, columns_, result->Elements<T>());
@@ -82,7 +82,7 @@ MTH_MATRIX* MTH_MATRIX::operator*(const MTH_MATRIX& other) const {
   if (const int refusal = CheckOperands(*this, other)) return NewFailure(refusal);
   if (columns_ != other.rows_) return NewFailure(4);
   MTH_MATRIX* result = NewResult(rows_, other.columns_, type_);
-  if (!mth_internal::IsUsable(result)) return result;
+  if (!mth_internal::HasElements(result)) return result;
   OnStorage([&](auto* left) {
     using T = std::remove_pointer_t<decltype(left)>;
     const T* right = other.Elements<T>();

@@ -3,7 +3,7 @@
 
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
-#include "std/Std_message.h"
+#include "std/Std_message_internal.h"
 
 // Mirrored borders and the 2-D convolution that uses them.
 
@@ -57,7 +57,7 @@ MTH_MATRIX* MTH_MATRIX::AddBorder(int rowWidth, int columnWidth) const {
 
 MTH_MATRIX* MTH_MATRIX::Convolution2D(MTH_MATRIX* kernel, int mode) const {
   if (kernel == nullptr) {
-    Std_ShowMessage("Erreur dans les matrices d'entrées!", MessageKind::Information, "Information");
+    mth_internal::ShowInformation("Erreur dans les matrices d'entrées!");
     return nullptr;
   }
   if (!allocated_ || !kernel->allocated_) return NewFailure(1);
@@ -74,7 +74,7 @@ MTH_MATRIX* MTH_MATRIX::ConvolveFull(const MTH_MATRIX& kernel) const {
   const std::int64_t kernelRows = kernel.rows_;
   const std::int64_t kernelColumns = kernel.columns_;
   MTH_MATRIX* result = NewResult(rows_ + kernelRows - 1, columns_ + kernelColumns - 1, 1);
-  if (!mth_internal::IsUsable(result)) return result;
+  if (!mth_internal::HasElements(result)) return result;
   result->SetZero();
   const std::int64_t resultColumns = result->columns_;
   for (std::int64_t i = 0; i < result->rows_; ++i) {

@@ -1,8 +1,9 @@
 #include <array>
 #include <bit>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <exception>
+#include <filesystem>
 #include <limits>
 #include <string>
 
@@ -16,6 +17,9 @@ namespace {
 
 using mth_internal::File;
 
+using Header = std::array<std::int32_t, 3>;  // rows, columns, element type
+
+constexpr std::int64_t kHeaderBytes = sizeof(Header);
 constexpr std::int64_t kLargestPromise = std::int64_t{1} << 30;  // bytes taken on trust from a short file
 
 // The bytes of little-endian words in the byte order of this machine, or the other way round.
@@ -29,23 +33,23 @@ void SwapLittleEndian(void* words, std::size_t bytes, std::size_t wordSize) {
   }
 }
 
-// Bytes between the current position and the end; -1 when the file cannot tell (a pipe).
-std::int64_t RemainingBytes(std::FILE* file) {
-  const long position = std::ftell(file);
-  if (position < 0 || std::fseek(file, 0, SEEK_END) != 0) return -1;
-  const long end = std::ftell(file);
-  if (std::fseek(file, position, SEEK_SET) != 0) return -1;
-  return end - position;
+// Bytes of the file after its header; negative when that cannot be told (a pipe, a device).
+std::int64_t ElementBytes(const std::string& fileName) {
+  try {
+    return static_cast<std::int64_t>(std::filesystem::file_size(fileName)) - kHeaderBytes;
+  } catch (const std::exception&) {
+    return -1;
+  }
 }
 
 // A size that Allocate could grant: whatever else the header says is left for it to refuse.
-bool IsTrustworthy(const std::array<std::int32_t, 3>& header, std::FILE* file) {
+bool IsTrustworthy(const Header& header, const std::string& fileName) {
   const auto [rows, columns, type] = header;
   if (rows < 0 || columns < 0 || (type != 0 && type != 1)) return true;
   const std::int64_t count = std::int64_t{rows} * columns;
   if (count > std::numeric_limits<std::int32_t>::max()) return false;
   const auto promised = static_cast<std::int64_t>(mth_internal::StorageBytes(count, type));
-  return promised <= kLargestPromise || promised <= RemainingBytes(file);
+  return promised <= kLargestPromise || promised <= ElementBytes(fileName);
 }
 
 }  // namespace
@@ -54,10 +58,10 @@ MTH_MATRIX::MTH_MATRIX(const std::string& fileName) {
   const File file(std::fopen(fileName.c_str(), "rb"));
   SetUnallocated(-1, file ? 1 : 13);
   if (!file) return;
-  std::array<std::int32_t, 3> header{};
+  Header header{};
   const bool hasHeader = std::fread(header.data(), sizeof header, 1, file.get()) == 1;
   SwapLittleEndian(header.data(), sizeof header, sizeof(std::int32_t));
-  if (!hasHeader || !IsTrustworthy(header, file.get())) return;
+  if (!hasHeader || !IsTrustworthy(header, fileName)) return;
   Allocate(header[0], header[1], header[2]);
   if (!allocated_) {
     status_ = 1;  // whatever the refusal: a caller of a file constructor gets one code for a bad header
@@ -80,7 +84,7 @@ void MTH_MATRIX::Save(const std::string& fileName) const {
     status_ = 12;
     return;
   }
-  std::array<std::int32_t, 3> header{rows_, columns_, type_};
+  Header header{rows_, columns_, type_};
   SwapLittleEndian(header.data(), sizeof header, sizeof(std::int32_t));
   bool isWritten = std::fwrite(header.data(), sizeof header, 1, file.get()) == 1;
   if (allocated_) {
@@ -101,25 +105,13 @@ void MTH_MATRIX::Save(const std::string& fileName) const {
 }
 
 void MTH_MATRIX::SaveASCII(const std::string& fileName) const {
-  File file(std::fopen(fileName.c_str(), "w"));
-  if (!file) {
-    status_ = 12;
-    return;
-  }
   constexpr int kDecimals = 6;
-  bool isWritten = true;
-  for (int i = 0; i < rows_; ++i) {
-    for (int j = 0; j < columns_; ++j) {
-      std::array<char, 64> text;  // the largest float has 39 digits before the point
-      const double rounded = static_cast<float>(Get(i, j));
-      char* end = std::to_chars(text.data(), text.data() + text.size() - 1, rounded, std::chars_format::fixed,
-                                kDecimals)
-                      .ptr;
-      *end++ = '\t';
-      const auto length = static_cast<std::size_t>(end - text.data());
-      isWritten = isWritten && std::fwrite(text.data(), 1, length, file.get()) == length;
+  mth_internal::TextWriter file(fileName.c_str());
+  for (int i = 0; i < rows_ && file.IsWritten(); ++i) {
+    for (int j = 0; j < columns_ && file.IsWritten(); ++j) {
+      file.Fixed(static_cast<float>(Get(i, j)), kDecimals).Text("\t");
     }
-    isWritten = isWritten && std::fputc('\n', file.get()) != EOF;
+    file.Text("\n");
   }
-  if (std::fclose(file.release()) != 0 || !isWritten) status_ = 12;
+  if (!file.Close()) status_ = 12;
 }

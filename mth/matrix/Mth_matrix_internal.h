@@ -19,6 +19,12 @@ inline bool IsUsable(const MTH_MATRIX* matrix) {
   return matrix != nullptr && matrix->IsAllocated();
 }
 
+/// Whether there is anything to compute: a result of no rows or no columns is ready as it is, and its other
+/// count may be too large to loop over.
+inline bool HasElements(const MTH_MATRIX* matrix) {
+  return IsUsable(matrix) && matrix->GetNbRows() > 0 && matrix->GetNbCols() > 0;
+}
+
 using MatrixPtr = std::unique_ptr<MTH_MATRIX>;
 
 /// Whether all elements are finite.

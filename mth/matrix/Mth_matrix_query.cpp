@@ -9,7 +9,10 @@
 
 double MTH_MATRIX::GetTrace() const {
   double trace = 0.0;
-  for (int i = 0; i < columns_; ++i) trace += Get(i, i);
+  const int diagonal = std::min(rows_, columns_);
+  for (int i = 0; i < diagonal; ++i) trace += Get(i, i);
+  if (columns_ > diagonal)
+    status_ = 2;  // a term of every column is asked for, and those beyond are not there
   return trace;
 }
 
@@ -47,7 +50,7 @@ MTH_MATRIX* MTH_MATRIX::GetExtract(int firstRow, int firstColumn, int rowCount, 
       std::int64_t{firstRow} + rowCount > rows_ || std::int64_t{firstColumn} + columnCount > columns_;
   if (isNegative || isTooLarge) return NewFailure(4);
   MTH_MATRIX* result = NewResult(rowCount, columnCount, type_);
-  if (!mth_internal::IsUsable(result)) return result;
+  if (!mth_internal::HasElements(result)) return result;
   OnStorage([&](auto* source) {
     using T = std::remove_pointer_t<decltype(source)>;
     T* target = result->Elements<T>();

@@ -7,10 +7,6 @@
 #include "mth/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_kernels_internal.h"
 
-#if MTH_MULTIVERSION
-#include <immintrin.h>
-#endif
-
 namespace mth_internal {
 namespace {
 
@@ -20,7 +16,7 @@ constexpr std::int64_t kBlockDepth = 1024;
 // second cache beside it.
 constexpr std::int64_t kStripRows = 24;
 // Columns that are packed at once; bounds the scratch memory.
-constexpr std::int64_t kSlabColumns = 1024;
+constexpr std::int64_t kSlabColumns = 512;
 // A multiple of every tile's columns.
 constexpr std::int64_t kWidestTile = 16;
 

@@ -19,6 +19,21 @@ struct SeparateStep {
   }
 };
 
+#if MTH_HAS_FUSED
+template <class V>
+MTH_INLINE V FusedVectors(V sum, V left, V right) {
+  if constexpr (sizeof(V) == 16) {
+    return V(_mm_fmadd_pd(__m128d(left), __m128d(right), __m128d(sum)));
+  } else if constexpr (sizeof(V) == 32) {
+    return V(_mm256_fmadd_pd(__m256d(left), __m256d(right), __m256d(sum)));
+  } else {
+#if MTH_VECTOR_BYTES == 64
+    return V(_mm512_fmadd_pd(__m512d(left), __m512d(right), __m512d(sum)));
+#endif
+  }
+}
+#endif
+
 // For float elements: their product is exact in double, so the fused operation gives the bits of the separate
 // ones, at half the cost.
 struct FusedStep {
@@ -28,11 +43,7 @@ struct FusedStep {
     if constexpr (sizeof(V) == sizeof(double)) {
       return __builtin_fma(left, right, sum);
     } else {
-#if MTH_VECTOR_BYTES == 64
-      return V(_mm512_fmadd_pd(__m512d(left), __m512d(right), __m512d(sum)));
-#else
-      return V(_mm256_fmadd_pd(__m256d(left), __m256d(right), __m256d(sum)));
-#endif
+      return FusedVectors(sum, left, right);
     }
 #else
     return SeparateStep::Add(sum, left, right);
@@ -53,6 +64,17 @@ struct NanStep {
     return sum != sum ? sum : chosen;
   }
 };
+
+// Leaves the sum of the first kCount values in the first one.
+template <int kCount, class V>
+MTH_INLINE void AddHalves(V* values) {
+  if constexpr (kCount > 1) {
+    constexpr int kHalf = (kCount + 1) / 2;
+#pragma GCC unroll 6
+    for (int i = kHalf; i < kCount; ++i) values[i - kHalf] += values[i];
+    AddHalves<kHalf>(values);
+  }
+}
 
 // kRows x (kVectors vectors) entries of the result.
 template <class V, int kRows, int kVectors>
@@ -82,17 +104,17 @@ struct Tile {
       for (int v = 0; v < kVectors; ++v) Store(target + i * stride + v * kWidth, sums[i][v]);
     }
   }
-  // NaN when one of the sums is (also, harmlessly, when there are infinities of both signs).
+  // NaN when one of the sums is (also, harmlessly, when there are infinities of both signs). Sums in pairs: a
+  // small product waits for it.
   MTH_INLINE double Probe() const {
-    V total = sums[0][0];
+    V totals[kRows];
 #pragma GCC unroll 12
-    for (int i = 0; i < kRows; ++i) {
-#pragma GCC unroll 2
-      for (int v = 0; v < kVectors; ++v) total += sums[i][v];
-    }
+    for (int i = 0; i < kRows; ++i) totals[i] = sums[i][0] + sums[i][kVectors - 1];
+    AddHalves<kRows>(totals);
     double lanes[kWidth];
-    Store(lanes, total);
-    return std::accumulate(lanes, lanes + kWidth, 0.0);
+    Store(lanes, totals[0]);
+    AddHalves<kWidth>(lanes);
+    return lanes[0];
   }
   // Adds `depth` products to each sum; both factors are row-major.
   template <class Step, class T>
@@ -113,23 +135,21 @@ struct Tile {
 };
 
 // Runs body(row, rows of the tile as a compile-time constant) over [first, last): whole tiles, then ever
-// smaller ones.
+// smaller ones. 16 rows are two tiles of 8: the sums of 12 and 4 rows would wait for each other.
 template <int kRows, class Body>
 MTH_INLINE void ForEachTileRow(std::int64_t first, std::int64_t last, Body body) {
-  for (; first + kRows <= last; first += kRows) body(first, std::integral_constant<int, kRows>{});
+  const auto isWhole = [&] { return first + kRows <= last && !(kRows == 12 && last - first == 16); };
+  for (; isWhole(); first += kRows) body(first, std::integral_constant<int, kRows>{});
   constexpr int kFewer = kRows > 8 ? 8 : kRows > 4 ? 4 : kRows / 2;
   if constexpr (kFewer > 0) ForEachTileRow<kFewer>(first, last, body);
 }
 
-// Runs body(column, V{}, vectors of the tile as a compile-time constant) until all columns are covered.
+// Runs body(column, V{}, vectors of the tile as a compile-time constant) until all columns are covered; there
+// is at least a vector of them.
 template <class Body>
 MTH_INLINE void ForEachTileColumn(std::int64_t columns, Body body) {
   constexpr std::integral_constant<int, 1> kOneVector;
   constexpr std::integral_constant<int, kTileVectors> kWholeTile;
-  if (columns < kLanes) {
-    for (std::int64_t j = 0; j < columns; ++j) body(j, double{}, kOneVector);
-    return;
-  }
   std::int64_t j = 0;
   for (; j + kTileColumns <= columns; j += kTileColumns) body(j, Lanes{}, kWholeTile);
   const std::int64_t rest = columns - j;
@@ -138,19 +158,47 @@ MTH_INLINE void ForEachTileColumn(std::int64_t columns, Body body) {
   if (rest > 0) body(columns - kLanes, Lanes{}, kOneVector);
 }
 
+// The part of the product in place that one column of tiles is: kVectors vectors V of columns from column j
+// on.
+// @return  NaN when an entry is.
+template <class Step, class V, int kVectors, int kRows, class T>
+MTH_INLINE double MultiplyTile(const ProductTask<T>& task, std::int64_t i, std::int64_t j) {
+  Tile<V, kRows, kVectors> tile;
+  tile.Clear();
+  tile.template Accumulate<Step>(task.left + i * task.inner, task.inner, task.right + j, task.columns,
+                                 task.inner);
+  tile.StoreTo(task.result + i * task.columns + j, task.columns);
+  return tile.Probe();
+}
+
+// The product of so few columns that they are fewer than a vector has: by vectors of kWidth. A function of
+// its own and lower tiles, because at this size the way into a large loop costs more than the loop.
+template <class Step, int kWidth, class T>
+MTH_NOINLINE bool MultiplyNarrow(const ProductTask<T>& task) {
+  constexpr int kNarrower = kWidth / 2;
+  if constexpr (kNarrower > 0) {
+    if (task.columns < kWidth) return MultiplyNarrow<Step, kNarrower>(task);
+  }
+  using V = typename DoublesOf<kWidth * sizeof(double)>::Type;
+  double probe = 0.0;
+  ForEachTileRow<4>(0, task.rows, [&](std::int64_t i, auto rows) {
+    probe += MultiplyTile<Step, V, 1, rows()>(task, i, 0);
+    if (task.columns > kWidth) probe += MultiplyTile<Step, V, 1, rows()>(task, i, task.columns - kWidth);
+  });
+  return probe == probe;
+}
+
 // The product with both factors where they lie: for small ones, and where there is no memory for scratch.
 // @return  false when an entry may be NaN.
 template <class Step, class T>
 bool MultiplyInPlace(const ProductTask<T>& task) {
+  if constexpr (kLanes > 1) {
+    if (task.columns < kLanes) return MultiplyNarrow<Step, kLanes / 2>(task);
+  }
   double probe = 0.0;
   ForEachTileRow<kTileRows>(0, task.rows, [&](std::int64_t i, auto rows) {
-    const T* left = task.left + i * task.inner;
     ForEachTileColumn(task.columns, [&](std::int64_t j, auto lanes, auto vectors) {
-      Tile<decltype(lanes), rows(), vectors()> tile;
-      tile.Clear();
-      tile.template Accumulate<Step>(left, task.inner, task.right + j, task.columns, task.inner);
-      tile.StoreTo(task.result + i * task.columns + j, task.columns);
-      probe += tile.Probe();
+      probe += MultiplyTile<Step, decltype(lanes), vectors(), rows()>(task, i, j);
     });
   });
   return probe == probe;

@@ -119,7 +119,7 @@ class MTH_EXPORT MTH_FUNCT {
   /// Damped Newton iteration. Intentionally it always starts from 0.1 in every parameter and adds the solved
   /// step without changing its sign: it goes up to a maximum where the curvature is positive.
   /// It has no limit of iterations: it ends when a step changes the cost by at most 1e-10, or by NaN, and
-  /// when the damping is no longer finite.
+  /// when the damping is no longer finite or, being 0, can no longer grow.
   /// @param iterations  receives 0.
   /// @return            whether the cost is now below that of the start.
   bool ComputeOptimumMarLev(short* iterations);

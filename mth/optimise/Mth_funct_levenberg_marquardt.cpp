@@ -77,11 +77,14 @@ bool MTH_FUNCT::ComputeOptimumMarLev(short* iterations) {
   mth_internal::OptimisationProgress progress(kTitle, kProgressSteps);
   double damping = kFirstDamping;
   double change = 0.0;
+  bool isStuck = false;
   do {
     double* const trial = system.TrialPoint(damping);
     const double trialCost = EvaluateAtPoint(trial);
     change = std::abs(trialCost - cost);
+    isStuck = false;
     if (trialCost >= cost) {
+      isStuck = damping == 0.0;  // many good steps have used it up: the next step would be this one again
       damping = 10.0 * damping;
     } else {
       damping = 0.1 * damping;
@@ -92,7 +95,7 @@ bool MTH_FUNCT::ComputeOptimumMarLev(short* iterations) {
     }
     progress.Step();
     // A flat diagonal lets the damping grow for ever: once it is infinite no step can follow.
-  } while (change > kSmallestChange && std::isfinite(damping));
+  } while (change > kSmallestChange && std::isfinite(damping) && !isStuck);
   return value_ < startCost;
 }
 

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "mth/Mth_new_array_internal.h"
+#include "mth/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/statistics/Mth_descriptive.h"
 #include "mth/statistics/Mth_sort.h"
@@ -45,7 +46,7 @@ std::unique_ptr<double[]> ColumnMeans(const MTH_MATRIX& m) {
   auto means = NewArray<double>(m.GetNbCols());
   if (means == nullptr) return nullptr;
   SumColumns(m, means.get(), [](double value, int) { return value; });
-  for (int j = 0; j < m.GetNbCols(); ++j) means[j] /= m.GetNbRows();
+  std::for_each_n(means.get(), m.GetNbCols(), [&](double& mean) { mean /= m.GetNbRows(); });
   return means;
 }
 
@@ -92,7 +93,9 @@ MTH_MATRIX* CrossCovariance(double** x, double** y, int n, short d) {
     for (int j = 0; j < d; j += kColumnsAtOnce) {
       SumProducts(x[i], y + j, std::min(kColumnsAtOnce, d - j), n, row + j);
     }
-    for (int j = 0; j < d; ++j) row[j] = row[j] * weight - meansX[i] * meansY[j];
+    const double meanX = meansX.get()[i];
+    const double* meanY = meansY.get();
+    for (int j = 0; j < d; ++j) row[j] = row[j] * weight - meanX * meanY[j];
   }
   return result.release();
 }
@@ -146,11 +149,12 @@ MTH_MATRIX* Mth_StdDeviationVector(MTH_MATRIX* m) {
   const auto means = ColumnMeans(*m);
   const auto deviations = NewArray<double>(m->GetNbCols());
   if (means == nullptr || deviations == nullptr) return nullptr;
-  SumColumns(*m, deviations.get(), [&](double value, int j) {
-    const double difference = value - means[j];
+  SumColumns(*m, deviations.get(), [mean = means.get()](double value, int j) {
+    const double difference = value - mean[j];
     return difference * difference;
   });
-  for (int j = 0; j < m->GetNbCols(); ++j) deviations[j] = std::sqrt(deviations[j] / (m->GetNbRows() - 1));
+  const double freedom = m->GetNbRows() - 1.0;
+  std::for_each_n(deviations.get(), m->GetNbCols(), [=](double& sum) { sum = std::sqrt(sum / freedom); });
   return NewRow(deviations.get(), m->GetNbCols(), m->GetType());
 }
 
@@ -166,18 +170,19 @@ double Mth_Median(MTH_MATRIX* m) {
   if (!HasElements(m) || m->GetNbRows() == 0 || m->GetNbCols() == 0) return 0.0;
   const int rows = m->GetNbRows();
   const int columns = m->GetNbCols();
-  const auto values = NewArray<double>(rows);
-  const auto companions = NewArray<double>(std::max(rows, columns));
-  const auto medians = NewArray<double>(columns);
-  if (values == nullptr || companions == nullptr || medians == nullptr) return 0.0;
+  const WorkArray<double> values(rows);
+  const WorkArray<double> companions(std::max(rows, columns));
+  const WorkArray<double> medians(columns);
+  if (!values || !companions || !medians) return 0.0;
+  std::fill_n(companions.Get(), std::max(rows, columns), 0.0);
   for (int j = 0; j < columns; ++j) {
     for (int i = 0; i < rows; ++i) values[i] = std::abs(m->Get(i, j));
-    Mth_Sort(rows, values.get(), companions.get());
+    Mth_Sort(rows, values.Get(), companions.Get());
     for (int i = 0; i < rows; ++i) m->Set(i, j, values[i]);
-    medians[j] = MiddleOf(values.get(), rows);
+    medians[j] = MiddleOf(values.Get(), rows);
   }
-  Mth_Sort(columns, medians.get(), companions.get());
-  return MiddleOf(medians.get(), columns);
+  Mth_Sort(columns, medians.Get(), companions.Get());
+  return MiddleOf(medians.Get(), columns);
 }
 
 MTH_MATRIX* Mth_Opt_Matrix(MTH_MATRIX* m) {

@@ -1,18 +1,19 @@
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <numbers>
 #include <vector>
 
-#include "mth/Mth_new_array_internal.h"
+#include "mth/Mth_work_array_internal.h"
 #include "mth/statistics/Mth_descriptive.h"
 #include "mth/statistics/Mth_sort.h"
 #include "mth/statistics/Mth_sort_internal.h"
 #include "mth/statistics/Mth_special_functions.h"
-#include "std/Std_message.h"
+#include "std/Std_message_internal.h"
 
 // Correlations with their significance, and the median of a vector.
 
-using mth_internal::NewArray;
+using mth_internal::WorkArray;
 
 namespace {
 
@@ -43,15 +44,16 @@ double CorrelationTail(double r, int n) {
 
 void Mth_CorrelationRatioOfSpearman(double* x, double* y, int n, double* d, double* zd, double* probd,
                                     double* rs, double* probrs) {
-  const auto ranksX = NewArray<double>(n);
-  const auto ranksY = NewArray<double>(n);
-  if (ranksX == nullptr || ranksY == nullptr) return;
-  std::copy_n(x, n, ranksX.get());
-  std::copy_n(y, n, ranksY.get());
+  if (n < 0) return;
+  const WorkArray<double> ranksX(n);
+  const WorkArray<double> ranksY(n);
+  if (!ranksX || !ranksY) return;
+  std::copy_n(x, n, ranksX.Get());
+  std::copy_n(y, n, ranksY.Get());
   double tiesX = 0.0;
   double tiesY = 0.0;
-  if (!SortAndRank(n, ranksX.get(), ranksY.get(), tiesX)) return;
-  if (!SortAndRank(n, ranksY.get(), ranksX.get(), tiesY)) return;
+  if (!SortAndRank(n, ranksX.Get(), ranksY.Get(), tiesX)) return;
+  if (!SortAndRank(n, ranksY.Get(), ranksX.Get(), tiesY)) return;
 
   double sum = 0.0;
   for (int i = 0; i < n; ++i) {
@@ -108,13 +110,15 @@ void Mth_StatisticalCriterionCalculations(double* x, double* y, int n, double* m
 double Mth_Median(std::vector<double> v, int& index) {
   if (v.empty()) return 0.0;
   index = -1;
-  const auto sorted = NewArray<double>(static_cast<std::ptrdiff_t>(v.size()));
-  if (sorted == nullptr) return 0.0;
-  std::copy(v.begin(), v.end(), sorted.get());
-  std::sort(sorted.get(), sorted.get() + v.size(), mth_internal::AscendingNanLast());
-  const double middle = sorted[(v.size() + 1) / 2 - 1];
+  const auto count = static_cast<std::int64_t>(v.size());
+  const WorkArray<double> sorted(count);
+  if (!sorted) return 0.0;
+  std::copy(v.begin(), v.end(), sorted.Get());
+  const auto middlePlace = sorted.Get() + (count + 1) / 2 - 1;
+  std::nth_element(sorted.Get(), middlePlace, sorted.Get() + count, mth_internal::AscendingNanLast());
+  const double middle = *middlePlace;
   const bool isInRange = (middle >= 1.0 && middle <= 1000.0) || middle == 0.0 || middle == 0.5;
-  if (!isInRange && !std::isnan(middle)) Std_ShowMessage("dex", MessageKind::Error, "Error");
+  if (!isInRange && !std::isnan(middle)) mth_internal::ShowFailure("dex", MessageKind::Error, "Error");
   const auto place = std::find(v.begin(), v.end(), middle);
   if (place != v.end()) index = static_cast<int>(place - v.begin());
   return middle;

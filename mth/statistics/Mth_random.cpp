@@ -54,17 +54,12 @@ class SubtractiveFamily {
 
   double Draw(short stream) {
     Stream& state = StreamOf(stream);
-    if (state.seed < 0) BuildTable(state);
-    next_ = next_ == kTableSize ? 1 : next_ + 1;
-    nextSubtracted_ = nextSubtracted_ == kTableSize ? 1 : nextSubtracted_ + 1;
-    std::int32_t& entry = state.table[next_];
-    entry = Wrap(entry - state.table[nextSubtracted_]);
-    return std::min(entry * kFactor, kLargestUniform);
+    return state.seed < 0 ? DrawFirst(state) : DrawNext(state);
   }
 
  private:
-  static constexpr std::uint32_t kTableSize = 55;
-  static constexpr std::uint32_t kLag = 31;
+  static constexpr std::size_t kTableSize = 55;
+  static constexpr std::size_t kLag = 31;
   static constexpr std::int32_t kModulus = 1000000000;
   static constexpr std::int32_t kSeedOffset = 161803398;
   static constexpr double kFactor = 1e-9;
@@ -81,102 +76,132 @@ class SubtractiveFamily {
     return difference < 0 ? difference + kModulus : difference;
   }
 
+  double DrawFirst(Stream& state) {
+    BuildTable(state);
+    return DrawNext(state);
+  }
+
+  double DrawNext(Stream& state) {
+    if (++next_ > kTableSize) [[unlikely]]
+      next_ = 1;
+    const std::size_t subtracted = next_ > kTableSize - kLag ? next_ - (kTableSize - kLag) : next_ + kLag;
+    std::int32_t& entry = state.table[next_];
+    entry = Wrap(entry - state.table[subtracted]);
+    return std::min(entry * kFactor, kLargestUniform);
+  }
+
   void BuildTable(Stream& state) {
-    constexpr std::uint32_t kIndexStep = 21;
+    constexpr std::size_t kIndexStep = 21;
     constexpr int kMixingPasses = 4;
     auto& table = state.table;
     std::int32_t current = (kSeedOffset + state.seed) % kModulus;
     std::int32_t following = 1;
     table[kTableSize] = current;
-    for (std::uint32_t i = 1; i < kTableSize; ++i) {
-      const std::uint32_t place = kIndexStep * i % kTableSize;
+    for (std::size_t i = 1; i < kTableSize; ++i) {
+      const std::size_t place = kIndexStep * i % kTableSize;
       table[place] = following;
       following = Wrap(current - following);
       current = table[place];
     }
     for (int pass = 0; pass < kMixingPasses; ++pass) {
-      for (std::uint32_t i = 1; i <= kTableSize; ++i) {
+      for (std::size_t i = 1; i <= kTableSize; ++i) {
         table[i] = Wrap(table[i] - table[1 + (i + 30) % kTableSize]);
       }
     }
     next_ = 0;
-    nextSubtracted_ = kLag;
     state.seed = 1;
     state.hasTable = true;
   }
 
-  std::array<Stream, kStreamsCount> streams_;
-  std::uint32_t next_ = 0;
-  std::uint32_t nextSubtracted_ = 0;
+  std::array<Stream, kStreamsCount> streams_{};
+  // One cursor for two: the one of the subtracted entries goes kLag places ahead, for all streams alike.
+  // Before there is any table all entries are 0, and places do not matter.
+  std::size_t next_ = 0;
 };
 
-constinit SubtractiveFamily family1;
-constinit SubtractiveFamily family2;
+constinit SubtractiveFamily family1{};
+constinit SubtractiveFamily family2{};
 
 struct Range {
   int low = 0;
   int end = 0;
 };
-constinit std::array<Range, kStreamsCount> rangesOfFamily2;
+constinit std::array<Range, kStreamsCount> rangesOfFamily2{};
 
-constinit std::array<std::uint32_t, kStreamsCount> registersOfFamily3;
+constinit std::array<std::uint32_t, kStreamsCount> registersOfFamily3{};
 
 constinit bool hasSavedDeviate = false;
 constinit float savedDeviate = 0.0f;
 
-// One of the two congruential generators that are combined: multiplier, remainder step and modulus.
-template <std::int32_t multiplier, std::int32_t quotient, std::int32_t remainder, std::int32_t modulus>
-std::int32_t Step(std::int32_t seed) {
-  const std::int32_t k = seed / quotient;
-  const std::int32_t next = multiplier * (seed - k * quotient) - k * remainder;
-  return next < 0 ? next + modulus : next;
+// One of the two congruential generators that are combined: multiplier (seed mod quotient) - k remainder,
+// with k = seed / quotient, plus the modulus below 0; written so that few operations wait for one another.
+template <std::int64_t multiplier, std::uint32_t quotient, std::int64_t remainder, std::int64_t modulus>
+std::uint32_t Step(std::uint32_t seed) {
+  constexpr std::int64_t kSubtracted = multiplier * quotient + remainder;
+  const std::int64_t next = multiplier * seed - std::int64_t{seed / quotient} * kSubtracted;
+  return static_cast<std::uint32_t>(next + (modulus & (next >> 63)));  // a branch would be mispredicted often
 }
 
 class CombinedGenerator {
  public:
   float Draw(long* idum) {
-    std::int32_t first = *idum > 0 ? Reduce(static_cast<unsigned long>(*idum)) : Restart(*idum);
-    first = StepFirst(first);
-    *idum = first;
+    // A caller mostly hands back what the last draw left: comparing is faster than waiting for the caller's
+    // copy.
+    const bool goesOn = static_cast<unsigned long>(*idum) == first_;
+    const std::uint32_t first = StepFirst(goesOn ? first_ : Enter(*idum));
+    *idum = static_cast<std::int32_t>(first);
+    first_ = first;
     second_ = Step<40692, 52774, 3791, 2147483399>(second_);
-    std::int32_t& entry = table_[static_cast<std::size_t>(output_ / kEntrySpan)];
-    output_ = entry - second_;
+    std::uint32_t& entry = table_[IndexOf(output_)];
+    const std::uint32_t difference = entry - second_;
+    output_ = entry > second_ ? difference : difference + (kModulus - 1);
     entry = first;
-    if (output_ < 1) output_ += kModulus - 1;
     return static_cast<float>(std::min(kScale * output_, kLargestUniform));
   }
 
  private:
-  static constexpr std::int32_t kModulus = 2147483563;
-  static constexpr std::int32_t kTableSize = 32;
-  static constexpr std::int32_t kEntrySpan = 1 + (kModulus - 1) / kTableSize;
+  static constexpr std::uint32_t kModulus = 2147483563;
+  static constexpr std::uint32_t kTableSize = 32;
+  static constexpr std::uint32_t kEntrySpan = 1 + (kModulus - 1) / kTableSize;
   static constexpr double kScale = 1.0 / kModulus;
 
-  static std::int32_t StepFirst(std::int32_t seed) { return Step<40014, 53668, 12221, kModulus>(seed); }
-
-  static std::int32_t Reduce(unsigned long magnitude) {
-    const bool fits = magnitude <= static_cast<unsigned long>(std::numeric_limits<std::int32_t>::max());
-    return static_cast<std::int32_t>(fits ? magnitude : magnitude % kModulus);
+  // output / kEntrySpan without a multiplication, for outputs below 2^31.
+  static std::uint32_t IndexOf(std::uint32_t output) {
+    static_assert(kEntrySpan == (1u << 26) - 2);
+    return (output + 2 * (output >> 26) + 2) >> 26;
   }
 
-  std::int32_t Restart(long idum) {
-    constexpr int kWarmUp = 8;
-    std::int32_t first = std::max(Reduce(0UL - static_cast<unsigned long>(idum)), std::int32_t{1});
+  static std::uint32_t StepFirst(std::uint32_t seed) { return Step<40014, 53668, 12221, kModulus>(seed); }
+
+  static std::uint32_t Reduce(unsigned long magnitude) {
+    const bool fits = magnitude <= static_cast<unsigned long>(std::numeric_limits<std::int32_t>::max());
+    return std::max(static_cast<std::uint32_t>(fits ? magnitude : magnitude % kModulus), 1U);
+  }
+
+  // The seed of another caller, a restart, or a magnitude beyond 32 bits.
+  std::uint32_t Enter(long idum) {
+    const auto magnitude = static_cast<unsigned long>(idum);
+    return idum > 0 ? Reduce(magnitude) : Restart(Reduce(0UL - magnitude));
+  }
+
+  std::uint32_t Restart(std::uint32_t first) {
+    constexpr std::size_t kWarmUp = 8;
     second_ = first;
-    for (std::int32_t j = kTableSize + kWarmUp - 1; j >= 0; --j) {
+    for (std::size_t j = kTableSize + kWarmUp; j-- > 0;) {
       first = StepFirst(first);
-      if (j < kTableSize) table_[static_cast<std::size_t>(j)] = first;
+      if (j < kTableSize) table_[j] = first;
     }
     output_ = table_[0];
     return first;
   }
 
-  std::int32_t second_ = 123456789;
-  std::int32_t output_ = 0;
-  std::array<std::int32_t, kTableSize> table_{};
+  std::uint32_t first_ = 1;  // what the last draw left to its caller; never 0
+  std::uint32_t second_ = 123456789;
+  std::uint32_t output_ = 0;
+  std::array<std::uint32_t, kTableSize> table_{};
 };
 
-constinit CombinedGenerator combinedGenerator;
+constinit CombinedGenerator combinedGenerator{};
 
 }  // namespace
 
@@ -197,7 +222,9 @@ bool Mth_InitRandom1(short stream) {
 }
 
 double Mth_Random1(short stream) {
-  return IsStream(stream) ? family1.Draw(stream) : -1.0;
+  if (!IsStream(stream)) [[unlikely]]
+    return -1.0;
+  return family1.Draw(stream);
 }
 
 bool Mth_InitRandom2(short stream, short low, short high) {

@@ -20,7 +20,7 @@ MTH_EXPORT int (*Mth_SetRandomClock(int (*hundredths)()))();
 /// shuffle. The second generator and the shuffle exist once: callers with different seeds share them.
 /// The first multiplier's remainder is 12221 here, so the sequence is not that of the published constants.
 /// @param idum  a value of 0 or below restarts the sequence of that magnitude (0 that of 1); otherwise to be
-///              left alone between calls. A magnitude beyond 32 bits counts modulo 2147483563.
+///              left alone between calls. A magnitude beyond 32 bits counts modulo 2147483563, 0 as 1.
 /// @see  L'Ecuyer, Communications of the ACM 31 (1988); Bays & Durham, ACM TOMS 2 (1976).
 MTH_EXPORT float Mth_RandomGenerator(long* idum);
 

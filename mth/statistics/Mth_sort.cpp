@@ -5,7 +5,7 @@
 #include <functional>
 
 #include "mth/Mth_convert_internal.h"
-#include "mth/Mth_new_array_internal.h"
+#include "mth/Mth_work_array_internal.h"
 #include "mth/statistics/Mth_sort_internal.h"
 #include "mth/value/Mth_3d_double.h"
 
@@ -23,25 +23,38 @@ void ExchangeSort(int n, T* a, IsBefore isBefore) {
   }
 }
 
-bool HasZerosOfBothSigns(int n, const double* a) {
-  const auto isZero = [](bool sign) {
-    return [sign](double value) { return value == 0.0 && std::signbit(value) == sign; };
-  };
-  return std::any_of(a, a + n, isZero(false)) && std::any_of(a, a + n, isZero(true));
+// Lists the zeros in the order in which the exchange sort leaves them: each value that belongs before them
+// changes places, through others, with the first of the zeros that it passes, which is thereby the last of
+// them. Only zeros of both signs show it.
+template <class IsBefore>
+const double* OrderZeros(int n, const double* a, double* zeros, IsBefore isBefore) {
+  const double* first = zeros;
+  double* end = zeros;
+  for (int i = 0; i < n; ++i) {
+    if (a[i] == 0.0) {
+      *end++ = a[i];
+    } else if (isBefore(a[i], 0.0) && first != end) {
+      *end++ = *first++;
+    }
+  }
+  return first;
 }
 
-// The exchange sort never moves a NaN and sorts the other values among the places left; without zeros of both
-// signs their order is the only one.
+// The exchange sort never moves a NaN and sorts the other values among the places left.
 template <class IsBefore>
 void SortLikeExchanges(int n, double* a, IsBefore isBefore) {
   const auto isNumber = [](double value) { return !std::isnan(value); };
-  const auto numbers = NewArray<double>(n);
-  if (numbers == nullptr || HasZerosOfBothSigns(n, a)) return ExchangeSort(n, a, isBefore);
-  double* end = std::copy_if(a, a + n, numbers.get(), isNumber);
-  std::sort(numbers.get(), end, isBefore);
-  const double* next = numbers.get();
+  const WorkArray<double> numbers(n);
+  const WorkArray<double> zeros(n);
+  if (!numbers || !zeros) return ExchangeSort(n, a, isBefore);
+  const double* nextZero = OrderZeros(n, a, zeros.Get(), isBefore);
+  double* end = std::copy_if(a, a + n, numbers.Get(), isNumber);
+  std::sort(numbers.Get(), end, isBefore);
+  const double* next = numbers.Get();
   for (int i = 0; i < n; ++i) {
-    if (isNumber(a[i])) a[i] = *next++;
+    if (!isNumber(a[i])) continue;
+    a[i] = *next == 0.0 ? *nextZero++ : *next;
+    ++next;
   }
 }
 

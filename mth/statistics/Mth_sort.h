@@ -12,7 +12,7 @@
 ///
 /// The order is that of the exchange sort, which swaps a[i] and a[j], i < j, over all pairs in turn when they
 /// stand the wrong way round; it shows only in zeros of both signs. A NaN keeps its place, and the other
-/// values are sorted around it. The time is n log n, but quadratic with zeros of both signs.
+/// values are sorted around it. The time is n log n; without memory for two copies, quadratic.
 MTH_EXPORT void Mth_Sort(int n, int* a, bool ascending);
 /// @copydoc Mth_Sort(int,int*,bool)
 MTH_EXPORT void Mth_Sort(int n, double* a, bool ascending);

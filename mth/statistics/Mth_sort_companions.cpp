@@ -7,7 +7,7 @@
 
 #include "mth/statistics/Mth_sort.h"
 #include "mth/statistics/Mth_sort_internal.h"
-#include "std/Std_message.h"
+#include "std/Std_message_internal.h"
 
 // Quicksort of keys with companions. Its permutation is part of the contract, also among equal keys: whatever
 // makes it faster must exchange the same pairs.
@@ -155,7 +155,7 @@ bool SortWithCompanions(int n, T* keys, T* companions, int pendingPartsMax) {
     rows.Order(first, first + 1);
     const auto [left, right] = Partition(rows, first, last);
     if (pendingCount == pendingPartsMax) {
-      Std_ShowMessage("Augmenter nstack dans Mth_Sort", MessageKind::Information, "Quorvan");
+      mth_internal::ShowFailure("Augmenter nstack dans Mth_Sort", MessageKind::Information, "Quorvan");
       return false;
     }
     // The larger part waits: the parts that wait are then few.

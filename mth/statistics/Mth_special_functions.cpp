@@ -7,7 +7,7 @@
 #include "mth/Mth_new_array_internal.h"
 #include "mth/statistics/Mth_sort.h"
 #include "mth/statistics/Mth_special_functions_internal.h"
-#include "std/Std_message.h"
+#include "std/Std_message_internal.h"
 
 namespace mth_internal {
 namespace {
@@ -17,7 +17,7 @@ constexpr double kRelativePrecision = 3e-7;
 constexpr double kSmallest = 1e-30;  // stands for a zero denominator of the Lentz method
 
 void Report(const char* text) {
-  Std_ShowMessage(text, MessageKind::Information, "Quorvan");
+  mth_internal::ShowFailure(text, MessageKind::Information, "Quorvan");
 }
 
 double AwayFromZero(double value) {

@@ -87,7 +87,6 @@ TEST(ClusteringEngine, EveryFailureHasItsTextAndValue) {
     return [=](MTH_CLUSTERING& engine) { return distance(engine) == kNoDistance; };
   };
   static MTH_MATRIX identity = Matrix({{1.0, 0.0}, {0.0, 1.0}});
-  static MTH_MATRIX misfit = Matrix({{1.0}});
   const std::vector<Reported> table = {
       {"both wrong", refuses({1.0}, {1.0}), {membershipsText}},
       {"features wrong", refuses({1.0}, {1.0, 0.0, 0.0}), {featuresText}},
@@ -108,9 +107,6 @@ TEST(ClusteringEngine, EveryFailureHasItsTextAndValue) {
        {clusterText}},
       {"no form",
        noDistance([](auto& e) { return e.GetSampleMahalanobisDistanceToCentroid(0, 0, nullptr); }),
-       {}},
-      {"misfit",
-       noDistance([](auto& e) { return e.GetSampleMahalanobisDistanceToCentroid(0, 0, &misfit); }),
        {}},
       {"first", noDistance([](auto& e) { return e.GetSampleDistanceToSample(-1, 0); }), {sampleText}},
       {"second", noDistance([](auto& e) { return e.GetSampleDistanceToSample(0, 2); }), {sampleText}},
@@ -144,6 +140,68 @@ TEST(ClusteringEngine, MeasuresDistancesAndDecidesForTheLastOfEqualMemberships) 
   engine.InitialiseCentroid(1, centroid + 2, 1);
   EXPECT_EQ(engine.GetCentroid(1)->Get(0, 0), 99.0);
   EXPECT_EQ(engine.GetCentroid(1)->Get(1, 0), 2.0);
+}
+
+// A product that is refused reads as 0, and says nothing.
+TEST(ClusteringEngine, AFormThatDoesNotFitIsZero) {
+  RecordingDisplay display;
+  MTH_CLUSTERING engine(1, 2);
+  Add(engine, {3.0, 4.0}, {1.0});
+  MTH_MATRIX misfits[] = {Matrix({{1.0}}), Matrix({{1.0, 2.0, 3.0}, {4.0, 5.0, 6.0}}),
+                          Matrix({{1.0, 2.0}, {3.0, 4.0}, {5.0, 6.0}}),
+                          Matrix({{1.0, 0.0}, {0.0, 1.0}}, kFloat), MTH_MATRIX()};
+  for (MTH_MATRIX& misfit : misfits) {
+    EXPECT_EQ(engine.GetSampleMahalanobisDistanceToCentroid(0, 0, &misfit), 0.0);
+  }
+  MTH_MATRIX identity = Matrix({{1.0, 0.0}, {0.0, 1.0}});
+  engine.GetCentroid(0)->Allocate(3, 1, 0);
+  EXPECT_EQ(engine.GetSampleMahalanobisDistanceToCentroid(0, 0, &identity), 0.0);
+  EXPECT_TRUE(display.messages.empty());
+}
+
+// The lists are the host's to change: what it leaves there is copied as it is, without a word.
+TEST(ClusteringEngine, ACopyTakesSamplesOfEverySizeAndSkipsNulls) {
+  RecordingDisplay display;
+  MTH_CLUSTERING engine(2, 1);
+  Add(engine, {1.0}, {0.25, 0.75});
+  engine.GetSamples()->Add(nullptr);
+  engine.GetSamples()->Add(new MTH_CLUSTERING_SAMPLE(Sample({7.0, 8.0}, {0.5})));
+  Add(engine, {5.0}, {0.5, 0.5});
+  const MTH_CLUSTERING copy(engine);
+  ASSERT_EQ(copy.GetSamplesCount(), 3);
+  const double firstFeatures[] = {1.0, 7.0, 5.0};
+  const int featuresCounts[] = {1, 2, 1};
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(copy.GetSample(i)->GetParameter(0), firstFeatures[i]);
+    EXPECT_EQ(copy.GetSample(i)->GetParametersCount(), featuresCounts[i]);
+  }
+  EXPECT_EQ(copy.GetSample(1)->GetMembershipsCount(), 1);
+  EXPECT_TRUE(display.messages.empty());
+}
+
+TEST(ClusteringEngine, NullEntriesOfItsListsAreHarmless) {
+  RecordingDisplay display;
+  MTH_CLUSTERING engine(2, 1);
+  Add(engine, {1.0}, {0.25, 0.75});
+  engine.GetSamples()->Add(nullptr);
+  MTH_MATRIX identity = Matrix({{1.0}});
+  const auto expectNone = [&](int sample, int cluster) {
+    EXPECT_EQ(engine.GetSampleDistanceToCentroid(sample, cluster), kNoDistance);
+    EXPECT_EQ(engine.GetSampleMahalanobisDistanceToCentroid(sample, cluster, &identity), kNoDistance);
+    EXPECT_EQ(engine.ApplyKMeanClustering(), kNoDistance);
+    EXPECT_EQ(engine.ApplyFuzzyCMeanClustering(), kNoDistance);
+  };
+  expectNone(1, 0);
+  EXPECT_EQ(engine.GetSampleDistanceToSample(1, 0), kNoDistance);
+  EXPECT_EQ(engine.GetSampleDistanceToSample(0, 1), kNoDistance);
+  EXPECT_EQ(engine.MaxMembershipDecision(1), 0);
+  EXPECT_EQ(engine.GetSampleDistanceToCentroid(0, 0), 1.0);
+  engine.GetSamples()->Delete(1);
+  delete engine.GetCentroids()->Get(1);
+  engine.GetCentroids()->Delete(1);
+  engine.GetCentroids()->Add(nullptr);
+  expectNone(0, 1);
+  EXPECT_TRUE(display.messages.empty());
 }
 
 TEST(ClusteringEngine, ParametersHaveTheirBounds) {
@@ -213,6 +271,11 @@ TEST(ClusteringEngine, RunsOutOfMemoryWithItsFailureValue) {
   MTH_CLUSTERING engine(5, 6);
   for (int i = 0; i < 300; ++i) Add(engine, std::vector<double>(6, i), std::vector<double>(5, 0.2));
   MTH_CLUSTERING_SAMPLE sample = Sample(std::vector<double>(6, 1.0), std::vector<double>(5, 0.0));
+  {
+    const AllocationFaults faults(0);
+    EXPECT_EQ(engine.GetSampleDistanceToCentroid(-1, 0), kNoDistance);  // its message is not shown
+  }
+  EXPECT_TRUE(display.messages.empty());
   int added = 300;
   const auto checkValue = [](double value) { EXPECT_TRUE(value == kNoDistance || value < 1e9); };
   EXPECT_GT(ForEachAllocationFault([&] { return engine.ApplyKMeanClustering(); }, checkValue), 2);
@@ -221,6 +284,50 @@ TEST(ClusteringEngine, RunsOutOfMemoryWithItsFailureValue) {
                                    [&](bool isAdded) { added += isAdded ? 1 : 0; }),
             1);
   EXPECT_EQ(engine.GetSamplesCount(), added);
+}
+
+// Counts the steps of the bar without memory of its own.
+class StepCounter : public STD_DISPLAY {
+ public:
+  int ShowMessage(const std::string&, MessageKind, const std::string&) override { return 1; }
+  std::unique_ptr<STD_WAIT_BAR_VIEW> CreateWaitBarView() override { return std::make_unique<View>(position); }
+  int position = -1;
+
+ private:
+  class View : public STD_WAIT_BAR_VIEW {
+   public:
+    explicit View(int& counter) : position_(counter) { position_ = 0; }
+    void SetTitle(const std::string&) override {}
+    void SetAction(const std::string&) override {}
+    void SetMaximum(int) override {}
+    void SetPosition(int reached) override { position_ = reached; }
+    void Show() override {}
+
+   private:
+    int& position_;
+  };
+  STD_DISPLAY_SCOPE scope_{this};
+};
+
+TEST(ClusteringEngine, ProgressMovesOnWithoutMemoryForItsText) {
+  StepCounter display;
+  MTH_CLUSTERING engine(2, 1);
+  for (double x : {0.0, 1.0, 8.0, 9.0}) Add(engine, {x}, {0.5, 0.5});
+  engine.SetTolerance(-1.0);
+  engine.SetIterationsCount(3);
+  int runsWithBar = 0;
+  const int faults = ForEachAllocationFault(
+      [&] {
+        display.position = -1;
+        return engine.ApplyFuzzyCMeanClustering();
+      },
+      [&](double delta) {
+        if (delta == kNoDistance || display.position < 0) return;
+        ++runsWithBar;
+        EXPECT_EQ(display.position, 15);
+      });
+  EXPECT_GT(runsWithBar, 2);  // not the last run alone: some had no memory for a text
+  EXPECT_GT(faults, runsWithBar);
 }
 
 }  // namespace

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <random>
 #include <string>
 
+#include "clustering/iris.h"
 #include "clustering/literal_clustering.h"
 #include "mth/Mth_instruction_set_internal.h"
 #include "mth/clustering/Mth_clustering.h"
@@ -248,15 +247,9 @@ TEST(ClusteringRun, MoreThan1024ClustersWork) {
   ExpectSameState(*engine, expected);
 }
 
-LiteralClustering ReadIris() {
+LiteralClustering Iris() {
   LiteralClustering iris;
-  std::ifstream file(std::string(MTH_DATA_DIR) + "/reference/iris.csv");
-  for (std::string line; std::getline(file, line);) {
-    std::vector<double> flower(4);
-    if (std::sscanf(line.c_str(), "%lf,%lf,%lf,%lf", &flower[0], &flower[1], &flower[2], &flower[3]) != 4)
-      continue;
-    iris.samples.push_back(flower);
-  }
+  iris.samples = ReadIris();
   iris.memberships.assign(iris.samples.size(), {0.0, 0.0, 0.0});
   iris.centroids = {iris.samples.at(0), iris.samples.at(50), iris.samples.at(100)};
   iris.keepsFirstCentroids = true;
@@ -264,7 +257,7 @@ LiteralClustering ReadIris() {
 }
 
 TEST(ClusteringRun, FindsTheClustersOfFishersIris) {
-  const LiteralClustering iris = ReadIris();
+  const LiteralClustering iris = Iris();
   ASSERT_EQ(iris.samples.size(), 150u);
   const Engine hard = MakeEngine(iris);
   hard->SetIterationsCount(100);

@@ -105,6 +105,12 @@ TEST(SegmentMrRefuses, BadOptions) {
       {"-t inf", "--tolerance"},
       {"-n 0", "--iterations"},
       {"-m median", "--method"},
+      {"-m ecm -c 11", "2 to 10"},
+      {"--alpha -1", "--alpha"},
+      {"--rho 0", "--rho"},
+      {"--fuse image.nii", "--method ecm"},
+      {"-m ecm --fuse-centroids 10,20", "--fuse-centroids needs"},
+      {"-m ecm -c 2 --fuse absent.nii", "cannot find"},
       {"--centroids 10,x", "--centroids"},
       {"--centroids 10,nan", "--centroids"},
       {"--centroids 10,10", "--centroids"},
@@ -125,6 +131,11 @@ TEST(SegmentMrRefuses, BadOptions) {
   ExpectRefusal(folder, Quoted(image) + " -o " + Quoted(image), "cannot write");
   ExpectRefusal(folder, Quoted(image) + " -o " + Quoted(image + "/result"), "cannot write");
   ExpectRefusal(folder, Quoted(image) + " -o ''", "--output");
+
+  const std::string fused = Quoted(image) + output + "-m ecm -c 2 --fuse ";
+  ExpectRefusal(folder, fused + Quoted(kSlice), "differ in size");
+  ExpectRefusal(folder, fused + Quoted(image) + " -n 1", "converge");
+  ExpectRefusal(folder, fused + Quoted(image) + " --fuse-centroids 10", "--fuse-centroids");
 
   NiftiFile volume = SmallImage();
   volume.dimensions = {3, 2, 4, 2, 1, 1, 1, 1};

@@ -343,7 +343,8 @@ TEST(SegmentMr, HelpNamesEveryOptionAndFile) {
   EXPECT_EQ(run.status, 0);
   for (const char* text :
        {"IMAGE", "--output", "--method", "--clusters", "--fuzzifier", "--iterations", "--tolerance",
-        "--centroids", "--axis", "--index", "report.json", "labels.nii.gz", "Exit status"}) {
+        "--centroids", "--alpha", "--rho", "--fuse", "--fuse-centroids", "--axis", "--index", "undecided.png",
+        "report.json", "labels.nii.gz", "Exit status"}) {
     EXPECT_NE(run.output.find(text), std::string::npos) << text;
   }
 }

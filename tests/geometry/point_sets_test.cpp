@@ -95,6 +95,43 @@ TEST(HausdorffDistance, EqualsBruteForceToTheLastBit) {
   }
 }
 
+// Clusters that one regular grid cannot divide: with outliers in both sets, far from each other, nested, and
+// of points that are all the same. The searches take long enough for crowded cells to be divided again.
+TEST(HausdorffDistance, OfCrowdedSetsEqualsBruteForce) {
+  const Points outliers = {{1e4, 0, 0}, {-7, 3e3, 2e3}};
+  const auto nested = [](unsigned seed) {
+    Points points;
+    for (int level = 0; level < 6; ++level) {
+      const double size = std::pow(0.02, level);
+      points =
+          Joined(points, Cloud(300, {0.5, 0.25, 0}, {size, size, size}, seed + static_cast<unsigned>(level)));
+    }
+    return points;
+  };
+  const auto pair = [](unsigned seed) {
+    return Joined(Cloud(900, {0, 0, 0}, {1, 1, 1}, seed), Cloud(900, {500, 20, 0}, {1, 1, 1}, seed + 1));
+  };
+  const Points same(1500, MTH_3D_DOUBLE(1, 2, 3));
+  std::pair<Points, Points> cases[] = {{Joined(Cloud(1500, {0, 0, 0}, {1, 1, 1}, 1), outliers),
+                                        Joined(Cloud(1500, {0, 0, 0}, {1, 1, 1}, 2), outliers)},
+                                       {Joined(Cloud(1500, {0, 0, 0}, {1, 1, 0}, 3), outliers),
+                                        Joined(Cloud(1400, {0, 0, 1e-7}, {1, 1, 0}, 4), outliers)},
+                                       {pair(5), pair(7)},
+                                       {nested(20), nested(30)},
+                                       {Joined(same, outliers), Joined(same, outliers)},
+                                       {Joined(same, pair(9)), pair(11)}};
+  for (auto& sets : cases) {
+    Points& a = sets.first;
+    Points& b = sets.second;
+    const double expected = BruteForce(a, b);
+    EXPECT_EQ(Distance(a, b), expected);
+    const int faults = mth_test::ForEachAllocationFault(
+        [&] { return Distance(a, b); },
+        [&](double result) { EXPECT_TRUE(result == -1.0 || result == expected) << result; });
+    EXPECT_GE(faults, 4);
+  }
+}
+
 TEST(HausdorffDistance, HandlesNotFinitePointsAsTheScansDo) {
   const Points plain = Cloud(20, {0, 0, 0}, {1, 1, 1}, 1);
   const Points nanFirst = Joined({{kNaN, 0, 0}}, plain);

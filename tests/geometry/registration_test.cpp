@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "mth/Mth_instruction_set_internal.h"
+#include "mth/geometry/Mth_funct_chgref_param.h"
 #include "mth/geometry/Mth_matched_sums_internal.h"
 #include "mth/geometry/Mth_matrix_chgref.h"
 #include "mth/statistics/Mth_descriptive.h"
@@ -148,6 +149,18 @@ TEST(Registration, FindsTheTransformOfMatchedSets) {
   EXPECT_TRUE(display.messages.empty());
 }
 
+// More points than a plane is fitted to, and than one can be drawn from at random.
+TEST(Registration, TakesManyPointsByTheGeometricMethodToo) {
+  constexpr int kCount = 70000;
+  const MTH_MATRIX_CHGREF truth = Truth(0.9, 0.1, -0.3, 0.2);
+  Points first = RandomPoints(kCount, 5, 40.0);
+  Points second = MappedBy(truth, first, 0.0);
+  MTH_MATRIX_CHGREF found;
+  found.SetDimension(kCount);
+  ASSERT_TRUE(found.Initialise(first.data(), second.data()));
+  EXPECT_TRUE(mth_test::Near(found, truth, 1e-9));
+}
+
 TEST(Registration, OfIdenticalSetsIsTheIdentity) {
   Points points = RandomPoints(20, 4, 40.0);
   Points copy = points;
@@ -181,6 +194,10 @@ TEST(Registration, GivesAProperRotationForDegenerateSets) {
     ASSERT_TRUE(found.ComputeFromSetsByQuaternion()) << first.size();
     EXPECT_NEAR(Determinant(found), 1.0, 1e-12) << first.size();
     found.ChangeRefCost(false, nullptr);
+    if (first.size() == 1) {
+      // Every rotation fits, every eigenvalue is the largest: the first one is that of no turn.
+      for (int i = 0; i < 3; ++i) EXPECT_EQ(found.Get(i, i), 1.0);
+    }
     if (first[0] == mirrored[0]) continue;
     EXPECT_LE(found.GetCost(), 1e-12) << first.size();
   }
@@ -237,6 +254,13 @@ TEST(Registration, OptimiseShowsItsProgressAndLeavesTheMatrix) {
   ASSERT_EQ(display.windows.size(), 1U);
   EXPECT_EQ(display.windows[0]->title, "Optimization in progress");
   EXPECT_TRUE(display.windows[0]->isClosed);
+  // As its own cost function does in 100 iterations at most, to a tolerance of 1e-5.
+  EXPECT_EQ(display.windows[0]->maximum, 5 * 100 * 6);
+  double start[6] = {};
+  for (int k = 0; k < 6; ++k) start[k] = before.Get(k / 4, k % 4);
+  MTH_FUNCT_CHGREF_PARAM cost(start, 30, first.data(), second.data());
+  EXPECT_TRUE(cost.ComputeOptimumPowell(nullptr, 100, 1e-5, nullptr, true));
+  EXPECT_EQ(display.windows.at(1)->actions, display.windows[0]->actions);
   change.SetRef2(nullptr);
   EXPECT_FALSE(change.Optimise());
   MTH_MATRIX_CHGREF none(0, first.data(), second.data());

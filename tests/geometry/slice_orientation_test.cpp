@@ -110,6 +110,23 @@ TEST(SliceOrientation, NamesThePurePlanesAndSimpleTilts) {
   }
 }
 
+// 45 degrees belong to the middle band, 135 to the last one; 3 / sqrt(18) is a cosine of exactly 45 degrees.
+TEST(SliceOrientation, BoundsBelongToTheLaterBand) {
+  struct Case {
+    double x, y, z;
+    short codeA, codeB;
+    double angleA;
+  };
+  for (const auto& [x, y, z, codeA, codeB, angleA] :
+       {Case{3, 0, -3, 2, 4, -45}, Case{3, 0, 3, 1, 5, 45}, Case{3, -3, 0, 4, 4, 45},
+        Case{3, 3, 0, 3, 6, -45}, Case{0, -3, 3, 5, 5, -45}, Case{0, 3, 3, 6, 6, 45}}) {
+    const Found found = OrientationOf(x, y, z);
+    EXPECT_EQ(found.codeA, codeA) << x << " " << y << " " << z;
+    EXPECT_EQ(found.codeB, codeB) << x << " " << y << " " << z;
+    EXPECT_EQ(found.angleA, angleA) << x << " " << y << " " << z;
+  }
+}
+
 TEST(SliceOrientation, TurnsTheTwoOtherDirectionsIntoNormals) {
   MTH_3D_VECT_DOUBLE v(0.3, -0.4, 0.8);
   const Found upright = OrientationOf(-0.8, 0.0, -0.3);

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "support/allocation_faults.h"
 #include "support/matrices.h"
 #include "support/recording_display.h"
 
@@ -59,10 +60,12 @@ TEST(MatrixBorder, AgreesWithBruteForceForEveryWidth) {
 TEST(MatrixBorder, ImpossibleWidthsAndOperands) {
   MTH_MATRIX desallocated(1, 1, kDouble);
   desallocated.Desallocate();
+  const MTH_MATRIX refused(-1, 1, kFloat);
   const MTH_MATRIX two = Matrix({{1.0, 2.0}, {3.0, 4.0}});
   for (bool alongColumns : {true, false}) {
     EXPECT_EQ(Bordered(MTH_MATRIX(), alongColumns, 1)->GetStatusError(), 1);
     EXPECT_EQ(Bordered(desallocated, alongColumns, 1)->GetStatusError(), 14);  // its element type is -1
+    EXPECT_EQ(Bordered(refused, alongColumns, 1)->GetStatusError(), 14);
     EXPECT_EQ(Bordered(two, alongColumns, -1)->GetStatusError(), 4);
     EXPECT_EQ(Bordered(two, alongColumns, std::numeric_limits<int>::min())->GetStatusError(), 4);
     EXPECT_EQ(Bordered(two, alongColumns, kIntMax)->GetStatusError(), 1);
@@ -138,6 +141,10 @@ TEST(MatrixConvolution, RefusesWhatItCannotConvolve) {
   EXPECT_EQ(status(floats, wide, 1), 1);
   EXPECT_TRUE(display.messages.empty());
 
+  {  // no memory for the message: nothing reaches the host but the failure value
+    const AllocationFaults faults(0);
+    EXPECT_EQ(floats.Convolution2D(nullptr, 0), nullptr);
+  }
   EXPECT_EQ(floats.Convolution2D(nullptr, 0), nullptr);
   ASSERT_EQ(display.messages.size(), 1U);
   EXPECT_EQ(display.messages[0], Information("Erreur dans les matrices d'entrées!"));

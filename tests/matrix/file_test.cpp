@@ -116,6 +116,24 @@ TEST_F(MatrixFile, DamagedHeadersAreRefusedWithoutALargeAllocation) {
   }
 }
 
+// Beyond the limit for promises the file must be as long as it says, and this one is, beyond 32 bits of it.
+// The elements' storage is asked for, and refused here.
+TEST_F(MatrixFile, AHugeFileThatKeepsItsPromiseIsAllocated) {
+  constexpr std::size_t kElementBytes = std::size_t{20000} * 20000 * sizeof(double);
+  Write(Words({20000, 20000, 0}));
+  std::filesystem::resize_file(name_, 12 + kElementBytes);  // without blocks on disk
+  std::size_t largest = 0;
+  for (int allowed = 0; allowed < 100 && largest < kElementBytes; ++allowed) {
+    const AllocationWatch watch;
+    const AllocationFaults faults(allowed);
+    const MTH_MATRIX matrix(name_);
+    largest = watch.LargestRequest();
+    EXPECT_FALSE(matrix.IsAllocated());
+    EXPECT_EQ(matrix.GetStatusError(), 1);
+  }
+  EXPECT_GE(largest, kElementBytes);
+}
+
 TEST_F(MatrixFile, MissingElementsAreZero) {
   const std::string two = Words({0, 0x40000000});  // the double 2
   struct Case {
@@ -198,6 +216,12 @@ TEST_F(MatrixFile, FilesThatCannotBeUsed) {
   const MTH_MATRIX onFullDisk = Matrix({{1.0}});
   onFullDisk.Save("/dev/full");
   EXPECT_EQ(onFullDisk.GetStatusError(), 12);
+  const MTH_MATRIX longText = RandomMatrix(1000, 20, kDouble, 52);  // fails long before its end
+  longText.SaveASCII("/dev/full");
+  EXPECT_EQ(longText.GetStatusError(), 12);
+  const MTH_MATRIX shortText = Matrix({{1.0}});  // fails when it is closed
+  shortText.SaveASCII("/dev/full");
+  EXPECT_EQ(shortText.GetStatusError(), 12);
 #endif
 }
 

@@ -53,10 +53,10 @@ MTH_MATRIX LiteralProduct(const MTH_MATRIX& a, const MTH_MATRIX& b) {
 
 // Shapes around register tiles, panels and the blocks of the inner dimension.
 constexpr std::tuple<int, int, int> kProducts[] = {
-    {1, 1, 1},       {2, 3, 4},       {4, 4, 4},       {12, 16, 16},    {13, 17, 19},
-    {24, 8, 33},     {65, 64, 63},    {5, 300, 7},     {1, 500, 130},   {130, 500, 1},
-    {129, 131, 127}, {140, 257, 150}, {192, 256, 160}, {200, 600, 141}, {30, 1100, 40},
-    {26, 420, 1100}, {0, 3, 2},       {3, 0, 2},       {3, 2, 0}};
+    {1, 1, 1},       {2, 3, 4},      {4, 4, 4},       {3, 3, 3},       {7, 5, 6},       {28, 9, 5},
+    {16, 40, 48},    {40, 70, 64},   {12, 16, 16},    {13, 17, 19},    {24, 8, 33},     {65, 64, 63},
+    {5, 300, 7},     {1, 500, 130},  {130, 500, 1},   {129, 131, 127}, {140, 257, 150}, {192, 256, 160},
+    {200, 600, 141}, {30, 1100, 40}, {26, 420, 1100}, {0, 3, 2},       {3, 0, 2},       {3, 2, 0}};
 
 TEST(MatrixKernel, ProductsHaveTheBitsOfThePlainLoop) {
   for (const auto& [rows, inner, columns] : kProducts) {
@@ -189,6 +189,31 @@ TEST(MatrixKernel, ElementWiseOperationsHaveTheBitsOfThePlainLoop) {
               << rule.name << " " << rows << "x" << columns << " type " << type;
         }
       }
+    }
+  }
+}
+
+// Results that the cache cannot hold are written past it, block by block, but for a rest.
+TEST(MatrixKernel, ResultsBeyondTheCacheHaveTheBitsOfThePlainLoop) {
+  constexpr int kCount = 3300001;
+  const double factor = 1.0 / 3.0;
+  for (int type : {kDouble, kFloat}) {
+    const MTH_MATRIX a = RandomMatrix(1, kCount, type, 10);
+    const MTH_MATRIX b = RandomMatrix(1, kCount, type, 11);
+    for (InstructionSet set : kSets) {
+      const mth_internal::InstructionSetScope scope(set);
+      const MatrixPtr sum(a + b);
+      const MatrixPtr scaled(a * factor);
+      int differences = 0;
+      for (int j = 0; j < kCount; ++j) {
+        const auto rounded = [&](double value) {
+          return type == kDouble ? value : static_cast<double>(static_cast<float>(value));
+        };
+        const double x = a.Get(0, j);
+        differences += sum->Get(0, j) != rounded(x + b.Get(0, j));
+        differences += scaled->Get(0, j) != rounded(x * rounded(factor));
+      }
+      EXPECT_EQ(differences, 0) << "type " << type << " set " << static_cast<int>(set);
     }
   }
 }

@@ -25,11 +25,15 @@ TEST(MatrixQuery, TraceRunsOverTheColumns) {
                           {Matrix({{1.0, 2.0, 3.0}, {4.0, 5.0, 6.0}}, type), 6.0, 2},
                           {Matrix({{1.0, 2.0}, {3.0, 4.0}, {5.0, 6.0}}, type), 5.0, 0},
                           {MTH_MATRIX(0, 2, type), 0.0, 2},
+                          {MTH_MATRIX(0, kIntMax, type), 0.0, 2},
                           {MTH_MATRIX(2, 0, type), 0.0, 0}};
     for (const Case& c : cases) {
       EXPECT_EQ(c.matrix.GetTrace(), c.trace);
       EXPECT_EQ(c.matrix.GetStatusError(), c.status) << c.matrix.GetNbRows() << " x " << c.matrix.GetNbCols();
     }
+    const MTH_MATRIX unallocated;
+    EXPECT_EQ(unallocated.GetTrace(), 0.0);
+    EXPECT_EQ(unallocated.GetStatusError(), 0);
     // In single precision the 1 would be lost.
     EXPECT_EQ(Matrix({{16777216.0, 0.0}, {0.0, 1.0}}, type).GetTrace(), 16777217.0);
   }

@@ -164,6 +164,26 @@ TEST(Annealing, KeepsItsOwnRecordAndShowsItsStages) {
   EXPECT_TRUE(window.wasShown && window.isClosed);
 }
 
+// exp(-d / T) equal to the number drawn: rejected. The clock decides what is drawn first.
+TEST(Annealing, RejectsAtEquality) {
+  static int hundredths;
+  int (*const former)() = Mth_SetRandomClock([] { return hundredths; });
+  double drawn = 0.0;
+  for (hundredths = 1; hundredths < 1000; ++hundredths) {  // at midnight the stream would go on as it is
+    Mth_InitRandom1(0);
+    drawn = Mth_Random1(0);
+    if (std::exp(std::log(drawn)) == drawn) break;
+  }
+  ASSERT_EQ(std::exp(std::log(drawn)), drawn);
+  const double rise = -std::log(drawn);
+  const AnnealingRun equal = Anneal(Settings(1.0, 1, 9, 1), [&](const double* x) { return rise * x[0]; });
+  EXPECT_EQ(equal.moves, "i><");
+  const AnnealingRun below =
+      Anneal(Settings(1.0, 1, 9, 1), [&](const double* x) { return 0.999 * rise * x[0]; });
+  EXPECT_EQ(below.moves, "i>");
+  Mth_SetRandomClock(former);
+}
+
 TEST(Annealing, RefusesNullSettingsAndNoParameters) {
   SIMULATED_ANNEALING_PARAM settings = Settings(1.0, 2, 9, 3);
   Walk none({}, [](const double*) { return 0.0; });

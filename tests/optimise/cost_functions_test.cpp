@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <cmath>
 #include <fstream>
 #include <limits>
@@ -13,6 +12,7 @@
 #include "mth/optimise/Mth_funct_find_chainette.h"
 #include "mth/optimise/Mth_funct_profile_cost.h"
 #include "optimise/problems.h"
+#include "support/locale_scope.h"
 #include "support/text_file.h"
 
 namespace mth_test {
@@ -194,9 +194,9 @@ TEST(Profile, HasTheCertifiedCostOfEckerle4) {
 
 TEST(Profile, FilesAreByteExactUnderEveryLocale) {
   const ScratchFile file("profile.csv");
-  for (const char* locale : {"C", "fr_FR.UTF-8"}) {
+  for (const char* locale : kLocales) {
     SCOPED_TRACE(locale);
-    std::setlocale(LC_ALL, locale);
+    const LocaleScope scope(locale);
     file.Write("1,2\n3,4\n5,6.0625\n");
     MTH_FUNCT_PROFILE_COST cost(file.Path());
     ASSERT_EQ(cost.GetSamplesCount(), 3);
@@ -207,7 +207,6 @@ TEST(Profile, FilesAreByteExactUnderEveryLocale) {
     EXPECT_TRUE(cost.SaveProfile(file.Path()));
     EXPECT_EQ(file.Read(), "1.000,2.000,-0.250\n3.000,4.000,-0.250\n5.000,6.062,-0.250\n");
   }
-  std::setlocale(LC_ALL, "C");
   double huge[] = {-1e308, std::nan("")};
   MTH_FUNCT_PROFILE_COST cost(2, huge, huge);
   ASSERT_TRUE(cost.SaveProfile(file.Path()));

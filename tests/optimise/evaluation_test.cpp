@@ -1,12 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <clocale>
 #include <cmath>
 #include <cstring>
+#include <random>
 #include <stdexcept>
 
+#include "optimise/line_search_oracle.h"
 #include "optimise/problems.h"
+#include "support/locale_scope.h"
 #include "support/text_file.h"
 
 namespace mth_test {
@@ -146,6 +148,9 @@ TEST(LineSearch, TakesThePublishedSteps) {
       {"uphill",
        [](const double* x) { return Square(x[0] + 0.5); },
        {0, 1, -kGolden, 0, 0.381966 * -kGolden, 0.618034 * -kGolden, -0.5}},
+      {"flat: a later point of the same cost takes over",
+       [](const double*) { return 2.0; },
+       {0, 1, second, 1, 1 + 0.381966 * kGolden, 1 + kGolden - (1 - 0.381966) * (1 - 0.381966) * kGolden}},
       {"never closer than the tolerance",
        [](const double* x) { return Square(x[0]); },
        {0, 1, -kGolden, 0, 0.381966 * -kGolden, 0.381966, 1e-5, -1e-5}},
@@ -157,6 +162,30 @@ TEST(LineSearch, TakesThePublishedSteps) {
       EXPECT_NEAR(visited[i], test.abscissae[i], kRounding) << test.step << ", point " << i;
     }
   }
+}
+
+TEST(LineSearch, LooksWhereItsRulesSay) {
+  std::mt19937 engine(11);
+  std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+  int wholeSearches = 0;
+  for (int i = 0; i < 400; ++i) {
+    // A bowl with waves and a kink: parabolas are often mistrusted.
+    const double minimum = 6.0 * uniform(engine);
+    const double waves = 3.0 * std::abs(uniform(engine));
+    const double turns = 1.0 + 3.0 * std::abs(uniform(engine));
+    const double kink = i % 2 == 0 ? 4.0 * uniform(engine) : 0.0;
+    const auto cost = [=](double t) {
+      return Square(t - minimum) + waves * std::cos(turns * t) + std::abs(kink * (t - 0.5 * minimum));
+    };
+    const auto [expected, isWhole] = LineSearchOracle::Visit(cost);
+    wholeSearches += isWhole ? 1 : 0;
+    const std::vector<double> visited = VisitedAbscissae([&](const double* x) { return cost(x[0]); });
+    ASSERT_TRUE(visited.size() == expected.size() || (visited.size() > expected.size() && !isWhole)) << i;
+    for (std::size_t k = 0; k < expected.size(); ++k) {
+      ASSERT_NEAR(visited[k], expected[k], 1e-6 * (1.0 + std::abs(expected[k]))) << i << ", point " << k;
+    }
+  }
+  EXPECT_GT(wholeSearches, 300);
 }
 
 TEST(LineSearch, QuadraticIsMinimisedWithinTheTolerance) {
@@ -202,12 +231,11 @@ TEST(ParameterDump, IsTheSameUnderEveryLocale) {
       "-------------PARAMETRES--------------\n"
       "param[0] : 1.000\nparam[1] : 2.500\nparam[2] : -0.123\n"
       "------------------COUT---------------\n7.000\n";
-  for (const char* locale : {"C", "fr_FR.UTF-8"}) {
-    std::setlocale(LC_ALL, locale);
+  for (const char* locale : kLocales) {
+    const LocaleScope scope(locale);
     EXPECT_TRUE(cost.SaveParameters(file.Path())) << locale;
     EXPECT_EQ(file.Read(), expected) << locale;
   }
-  std::setlocale(LC_ALL, "C");
   EXPECT_FALSE(cost.SaveParameters("/no/such/folder/dump.txt"));
   EXPECT_FALSE(cost.SaveParameters(nullptr));
 }

@@ -146,6 +146,18 @@ TEST(Simplex, ToleranceIsRelativeToTheCosts) {
     EXPECT_TRUE(cost.Compute_Optimum_Steepes(start.data(), tolerance, 2, &iterations));
     EXPECT_EQ(iterations, tolerance > 0.2 ? 1 : 2);
   }
+  // Costs about 1e-10, which both add to the denominator.
+  constexpr double kTiny = 1e-10;
+  for (double tolerance : {0.79, 0.81}) {  // 2 |3 - 1| / (1 + 3 + 1)
+    RecordingCost cost({0.0, 0.0}, Script({4, kTiny, 4, 2 * kTiny, 4, 3 * kTiny, 4}));
+    EXPECT_EQ(cost.ComputeOptimum_Nelder_Mead(start.data(), tolerance, 0, nullptr), tolerance > 0.8);
+  }
+  for (double tolerance : {0.16, 0.17}) {  // |3 - 2| / (3 + 2 + 1)
+    RecordingCost cost({0.0, 0.0}, Script({5, 5, 4, 4, 3 * kTiny, 3 * kTiny, 2.9, 2.8, 2 * kTiny}));
+    int iterations = 0;
+    EXPECT_TRUE(cost.Compute_Optimum_Steepes(start.data(), tolerance, 2, &iterations));
+    EXPECT_EQ(iterations, tolerance > 1.0 / 6.0 ? 1 : 2);
+  }
 }
 
 TEST(NelderMead, EndsAtOnceOnANullStartAFlatCostOrNoIterations) {
@@ -195,6 +207,26 @@ TEST(SteepestDescent, WarmsUpAlongTheDiagonalAndRestoresWhatDidNotPay) {
   EXPECT_EQ(visited[5], visited[3]);
   ExpectNear(visited[6], {visited[3][0] + d * 0.5 / 2.0, visited[3][1]}, "forward difference in x");
   ExpectNear(visited[8], {visited[3][0] + 0.5 * d, visited[3][1] + 0.5 * d}, "step");
+}
+
+TEST(SteepestDescent, TellsSmallGainsAndSlopesOfZero) {
+  const double d = 1.0 / std::sqrt(2.0);
+  const auto run = [&](std::vector<double> costs) {
+    RecordingCost cost({0.0, 0.0}, Script(std::move(costs)));
+    Point start = {1.0, 2.0};
+    cost.Compute_Optimum_Steepes(start.data(), 0.0, 1, nullptr);
+    return cost.visited;
+  };
+  // The step grows after a gain of at least 1e-15: seen in the shift of the forward difference.
+  for (const auto& [gain, growth] : {std::pair(1.5e-15, 1.2), std::pair(0.5e-15, 1.0)}) {
+    const std::vector<Point> visited = run({5, gain, 4, 0.0, -1, -1, 2.9, 2.8, 2.0});
+    ExpectNear(visited.at(6), {visited[5][0] + d * growth / 2.0, visited[5][1]}, "forward difference in x");
+  }
+  // The slope in x is 0, that in y twice 1e-5: x moves half as far as y, to the other side.
+  const double shift = d * 1.2 / 2.0;
+  const std::vector<Point> visited = run({5, 5, 4, 4, 3, 0.0, 0.0, 2e-5 * shift, 2.0});
+  ExpectNear(visited.at(8), {visited[5][0] + 1.2 / std::sqrt(5.0), visited[5][1] - 2.4 / std::sqrt(5.0)},
+             "step");
 }
 
 TEST(SteepestDescent, ComparesWithTheFirstTwoRecordsAlone) {

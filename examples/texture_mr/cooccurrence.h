@@ -1,0 +1,51 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "options.h"
+#include "regions.h"
+#include "support/image.h"
+
+namespace texture_mr {
+
+/// In degrees, on the screen.
+inline constexpr std::array<int, 4> kAngles{0, 45, 90, 135};
+
+/// How often two levels stand beside each other, counted both ways: symmetric, levels x levels.
+struct PairCounts {
+  int levels = 0;
+  std::int64_t total = 0;
+  std::vector<std::int64_t> counts;  ///< of levels i and j at i * levels + j
+
+  std::int64_t At(int i, int j) const {
+    return counts[static_cast<std::size_t>(i) * static_cast<std::size_t>(levels) +
+                  static_cast<std::size_t>(j)];
+  }
+};
+
+/// The matrices of one region, one per angle.
+struct RegionPairs {
+  int label = 0;
+  std::int64_t voxels = 0;
+  std::array<PairCounts, kAngles.size()> pairs;
+};
+
+/// Intensities in levels of equal width.
+struct Levels {
+  double lowest = 0.0;
+  double highest = 0.0;
+  std::vector<std::uint8_t> ofVoxel;
+};
+
+/// Voxels outside the regions get a level too, which nothing reads.
+/// @throws example::Failure  when the difference of the intensities is no finite number.
+Levels Quantise(const example::GreyImage& image, const Regions& regions, const Options& options);
+
+/// The pairs of every chosen region.
+/// @throws example::Failure  when there are none at all.
+std::vector<RegionPairs> CountPairs(const example::GreyImage& image, const Levels& levels,
+                                    const Regions& regions, const Options& options);
+
+}  // namespace texture_mr

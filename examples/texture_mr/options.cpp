@@ -1,0 +1,99 @@
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+#include <cmath>
+#include <iostream>
+
+#include "support/failure.h"
+
+namespace texture_mr {
+
+namespace {
+
+constexpr const char* kDescription =
+    "Measures the texture of an MR image, or of each region of a label image, by its grey-level "
+    "co-occurrence\n"
+    "matrices: how often two grey levels stand at a distance from each other, in four directions.";
+
+constexpr const char* kFooter =
+    "Intensities become levels of equal width. Pairs are counted both ways, and only where both voxels "
+    "belong to\n"
+    "the region; in a volume within its planes along z. Angles are those of the image on the screen: 0 is a "
+    "row,\n"
+    "45 rises to the right.\n"
+    "\n"
+    "Files written into the folder (all or none; those of an earlier run are replaced):\n"
+    "  texture.csv    14 features of each region: one column per angle, their mean and range over the "
+    "angles, and\n"
+    "                 what Haralick and the imaging-biomarker standard call the same thing\n"
+    "  matrices.csv   the counts: region, angle, the two levels, number of pairs\n"
+    "A region without pairs along an angle has an empty value there.\n"
+    "\n"
+    "Exit status: 0 done, 2 failure (one line on standard error, nothing written).\n"
+    "\n"
+    "Examples:\n"
+    "  texture_mr data/t1_brain_axial.nii.gz -o texture\n"
+    "  texture_mr brain.nii.gz --mask segmented/labels.nii.gz --levels 64 -o texture\n";
+
+void AddOptions(CLI::App& app, Options& options) {
+  app.add_option("IMAGE", options.imagePath, "Image or volume: .nii, .nii.gz or .png")->required();
+  app.add_option("-o,--output", options.outputPath, "Folder for the results, created if it is missing")
+      ->type_name("FOLDER")
+      ->capture_default_str();
+  app.add_option("-m,--mask", options.maskPath,
+                 "Label image of the same size: 0 is outside, every other\nnumber a region (segment_mr's "
+                 "labels.nii.gz)")
+      ->type_name("MASK");
+  app.add_option("--label", options.labels, "Measure only these regions of the mask, separated by commas")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->check(CLI::PositiveNumber.description(""))
+      ->type_name("K,L");
+  app.add_option("-l,--levels", options.levels, "Number of grey levels, 2 to 256")
+      ->check(CLI::Range(2, kMostLevels).description(""))
+      ->capture_default_str();
+  app.add_option("-d,--distance", options.distance,
+                 "Voxels between the two of a pair, along each axis, 1 or more")
+      ->check(CLI::PositiveNumber.description(""))
+      ->capture_default_str();
+  app.add_option("--range", options.range,
+                 "Intensities of the first and the last level; what is beyond counts as\n"
+                 "these (without it the lowest and the highest of all regions)")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->type_name("A,B");
+}
+
+void CheckOptions(const Options& options) {
+  const auto require = [](bool isTrue, const char* text) {
+    if (!isTrue) throw example::Failure(text);
+  };
+  require(!options.outputPath.empty(), "--output needs a folder");
+  require(options.labels.empty() || !options.maskPath.empty(), "--label needs a --mask");
+  if (options.range.empty()) return;
+  require(options.range.size() == 2, "--range needs two intensities");
+  require(std::isfinite(options.range[0]) && std::isfinite(options.range[1]) &&
+              options.range[0] < options.range[1],
+          "--range needs a lower and a higher intensity");
+}
+
+}  // namespace
+
+std::optional<Options> ParseOptions(int argc, char** argv) {
+  Options options;
+  CLI::App app(kDescription, "texture_mr");
+  app.footer(kFooter);
+  AddOptions(app, options);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    std::cout << app.help();
+    return std::nullopt;
+  } catch (const CLI::ParseError& error) {
+    throw example::Failure(std::string(error.what()) + " (--help lists the options)");
+  }
+  CheckOptions(options);
+  return options;
+}
+
+}  // namespace texture_mr

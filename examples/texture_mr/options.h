@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace texture_mr {
+
+/// What the user asks for; every value is within its legal range.
+struct Options {
+  std::string imagePath;
+  std::string outputPath = "texture_mr_output";
+  std::string maskPath;     ///< empty: the whole image is one region
+  std::vector<int> labels;  ///< of the mask's regions to measure; empty: all of them
+  int levels = 32;
+  int distance = 1;
+  std::vector<double> range;  ///< intensities of the first and the last level; empty: those of the regions
+};
+
+inline constexpr int kMostLevels = 256;
+
+/// @return  nothing when the user asked for help, which is printed.
+/// @throws example::Failure  for an unknown, missing or illegal option.
+std::optional<Options> ParseOptions(int argc, char** argv);
+
+}  // namespace texture_mr

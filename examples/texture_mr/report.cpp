@@ -1,0 +1,94 @@
+#include "report.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "support/text.h"
+
+namespace texture_mr {
+
+namespace {
+
+// As programs that read tables expect it.
+std::string NumberText(double value) {
+  if (std::isnan(value)) return "nan";
+  if (std::isinf(value)) return value > 0.0 ? "inf" : "-inf";
+  return example::Shortest(value);
+}
+
+std::string RegionName(int label) {
+  return label == kWholeImage ? "image" : std::to_string(label);
+}
+
+std::string ValuesText(const RegionTexture& texture, std::size_t feature) {
+  std::string text;
+  for (const FeatureValues& values : texture.ofAngle) {
+    text += ',';
+    if (values) text += NumberText((*values)[feature]);
+  }
+  if (!texture.HasPairs()) return text + ",,";
+  return text + "," + NumberText(texture.Mean(feature)) + "," + NumberText(texture.Range(feature));
+}
+
+}  // namespace
+
+std::string TextureTable(const std::vector<RegionTexture>& textures) {
+  std::string table = "region,voxels,feature,0,45,90,135,mean,range,function,haralick,standard,relation\n";
+  for (const RegionTexture& texture : textures) {
+    const std::string start = RegionName(texture.label) + "," + std::to_string(texture.voxels) + ",";
+    for (std::size_t feature = 0; feature < kFeatureCount; ++feature) {
+      const FeatureKind& kind = kFeatureKinds[feature];
+      table += start + kind.name + ValuesText(texture, feature) + "," + kind.function + "," + kind.haralick +
+               "," + kind.standard + "," + kind.relation + "\n";
+    }
+  }
+  return table;
+}
+
+std::string MatricesTable(const std::vector<RegionPairs>& regions) {
+  std::string table = "region,angle,level,other level,pairs\n";
+  for (const RegionPairs& region : regions) {
+    for (std::size_t a = 0; a < kAngles.size(); ++a) {
+      const PairCounts& pairs = region.pairs[a];
+      const std::string start = RegionName(region.label) + "," + std::to_string(kAngles[a]) + ",";
+      for (int i = 0; i < pairs.levels; ++i) {
+        for (int j = 0; j < pairs.levels; ++j) {
+          if (pairs.At(i, j) == 0) continue;
+          table += start + std::to_string(i) + "," + std::to_string(j) + "," +
+                   std::to_string(pairs.At(i, j)) + "\n";
+        }
+      }
+    }
+  }
+  return table;
+}
+
+std::string TextReport(const std::vector<RegionTexture>& textures, const Levels& levels,
+                       const Options& options) {
+  constexpr std::size_t kMostColumns = 8;
+  constexpr std::size_t kWidth = 11;
+  const std::size_t columns = std::min(kMostColumns, textures.size());
+  const std::string distance = std::to_string(options.distance);
+  std::string text = "Texture, " + std::to_string(options.levels) + " levels from " +
+                     example::Rounded(levels.lowest, 6) + " to " + example::Rounded(levels.highest, 6) +
+                     ", distance " + distance + ", means of four angles\n";
+  const auto addRow = [&](std::string name, auto cell) {
+    name.resize(26, ' ');
+    text += "  " + name;
+    for (std::size_t column = 0; column < columns; ++column)
+      text += example::RightAligned(cell(textures[column]), kWidth);
+    text += "\n";
+  };
+  addRow("region", [](const RegionTexture& texture) { return RegionName(texture.label); });
+  addRow("voxels", [](const RegionTexture& texture) { return std::to_string(texture.voxels); });
+  for (std::size_t feature = 0; feature < kFeatureCount; ++feature) {
+    addRow(kFeatureKinds[feature].name, [feature](const RegionTexture& texture) {
+      if (!texture.HasPairs()) return std::string("-");
+      const double mean = texture.Mean(feature);
+      return std::isfinite(mean) ? example::Rounded(mean, 5) : NumberText(mean);
+    });
+  }
+  return text;
+}
+
+}  // namespace texture_mr

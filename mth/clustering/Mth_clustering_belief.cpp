@@ -1,0 +1,159 @@
+#include <cstddef>
+#include <exception>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "mth/clustering/Mth_clustering.h"
+#include "mth/clustering/Mth_hypothesis_table_internal.h"
+
+// What is read from a credal partition: beliefs, decisions, probabilities, plausibilities; and discounting.
+
+using mth_internal::HypothesisTable;
+
+namespace {
+
+using Matrix = std::unique_ptr<MTH_MATRIX>;
+
+// A new matrix of doubles; null when there is no memory.
+Matrix NewMatrix(int rows, int columns) {
+  Matrix matrix(new (std::nothrow) MTH_MATRIX(rows, columns, 0));
+  return matrix && matrix->IsAllocated() ? std::move(matrix) : nullptr;
+}
+
+double* RowOf(const MTH_MATRIX& matrix, int row) {
+  return matrix.GetEDataAddress() + std::ptrdiff_t{row} * matrix.GetNbCols();
+}
+
+int LastLargest(const MTH_MATRIX& matrix, int row) {
+  int best = 0;
+  for (int j = 1; j < matrix.GetNbCols(); ++j) {
+    if (matrix.Get(row, j) >= matrix.Get(row, best)) best = j;
+  }
+  return best;
+}
+
+bool HasRow(const Matrix& matrix, int row) {
+  return matrix != nullptr && row >= 0 && row < matrix->GetNbRows();
+}
+
+bool IsReliability(double value) {
+  return value > 0.0 && value < 1.0;
+}
+
+void WeakenRow(MTH_MATRIX& masses, int row, double reliability) {
+  const int all = masses.GetNbCols() - 1;
+  for (int j = 0; j < all; ++j) masses.Set(row, j, reliability * masses.Get(row, j));
+  masses.Set(row, all, 1.0 - reliability + reliability * masses.Get(row, all));
+}
+
+// Fills a new matrix, a row per row of masses; null when there is no memory.
+template <class FillRow>
+Matrix FromMasses(const MTH_MATRIX& credal, int columns, FillRow fillRow) {
+  Matrix partition = NewMatrix(credal.GetNbRows(), columns);
+  if (!partition) return nullptr;
+  for (int i = 0; i < credal.GetNbRows(); ++i) fillRow(RowOf(credal, i), RowOf(*partition, i));
+  return partition;
+}
+
+}  // namespace
+
+bool MTH_CLUSTERING::IsPartition(const MTH_MATRIX* matrix, int rows) const {
+  constexpr int kMostClusters = 30;  // more have no number of hypotheses
+  return matrix != nullptr && clustersCount_ >= 0 && clustersCount_ <= kMostClusters &&
+         matrix->IsAllocated() && matrix->GetNbRows() == rows && matrix->GetNbCols() == hypothesesCount_;
+}
+
+bool MTH_CLUSTERING::HasCredalPartition() const {
+  return credalPartition_ != nullptr && IsPartition(credalPartition_.get(), credalPartition_->GetNbRows()) &&
+         credalPartition_->GetEDataAddress() != nullptr;
+}
+
+double MTH_CLUSTERING::GetBeliefValue(int i, int j) const {
+  return HasCredalPartition() ? credalPartition_->Get(i, j) : 0.0;
+}
+
+int MTH_CLUSTERING::MaxBeliefDecision(int i) const {
+  return HasRow(credalPartition_, i) ? LastLargest(*credalPartition_, i) : -1;
+}
+
+void MTH_CLUSTERING::SetCredalPartition(MTH_MATRIX* m) {
+  if (!IsPartition(m, GetSamplesCount())) return;
+  Matrix copy = NewMatrix(m->GetNbRows(), m->GetNbCols());
+  if (!copy) return;
+  for (int i = 0; i < m->GetNbRows(); ++i) {
+    for (int j = 0; j < m->GetNbCols(); ++j) copy->Set(i, j, m->Get(i, j));
+  }
+  credalPartition_ = std::move(copy);
+}
+
+bool MTH_CLUSTERING::initPignisticPartition() {
+  if (!HasCredalPartition()) return false;
+  try {
+    const HypothesisTable table(clustersCount_);
+    Matrix partition =
+        FromMasses(*credalPartition_, clustersCount_, [&](const double* masses, double* probabilities) {
+          const double scale = 1.0 / (1.0 - masses[0]);
+          for (int k = 0; k < clustersCount_; ++k) {
+            double sum = 0.0;
+            for (int j = 1; j < table.Count(); ++j) {
+              if (table.Has(j, k)) sum += masses[j] / table.SizeOf(j);
+            }
+            probabilities[k] = scale * sum;
+          }
+        });
+    if (!partition) return false;
+    pignisticPartition_ = std::move(partition);
+    return true;
+  } catch (const std::exception&) {  // no memory
+    return false;
+  }
+}
+
+bool MTH_CLUSTERING::initPlausibilityPartition() {
+  if (!HasCredalPartition()) return false;
+  try {
+    const HypothesisTable table(clustersCount_);
+    Matrix partition =
+        FromMasses(*credalPartition_, table.Count(), [&](const double* masses, double* plausibilities) {
+          plausibilities[0] = 0.0;
+          for (int j = 1; j < table.Count(); ++j) {
+            double sum = 0.0;
+            for (int k = 1; k < table.Count(); ++k) {
+              if ((table.SetOf(j) & table.SetOf(k)) != 0) sum += masses[k];
+            }
+            plausibilities[j] = sum;
+          }
+        });
+    if (!partition) return false;
+    plausibilityPartition_ = std::move(partition);
+    return true;
+  } catch (const std::exception&) {  // no memory
+    return false;
+  }
+}
+
+int MTH_CLUSTERING::MaxPignisticDecision(int i) const {
+  return HasRow(pignisticPartition_, i) ? LastLargest(*pignisticPartition_, i) : -1;
+}
+
+int MTH_CLUSTERING::PignisticDecision(int i, double threshold) const {
+  if (!HasRow(pignisticPartition_, i)) return -1;
+  int chosen = 0;  // also when none reaches the threshold
+  for (int k = 0; k < clustersCount_; ++k) {
+    if (pignisticPartition_->Get(i, k) >= threshold) chosen = k;
+  }
+  return chosen;
+}
+
+bool MTH_CLUSTERING::WeakenCredalPartition(double reliability) {
+  if (!isEvidential_ || !HasCredalPartition() || !IsReliability(reliability)) return false;
+  for (int i = 0; i < credalPartition_->GetNbRows(); ++i) WeakenRow(*credalPartition_, i, reliability);
+  return true;
+}
+
+bool MTH_CLUSTERING::WeakenCredalFunction(MTH_MATRIX* masses, double reliability) const {
+  if (!IsPartition(masses, 1) || !IsReliability(reliability)) return false;
+  WeakenRow(*masses, 0, reliability);
+  return true;
+}

@@ -1,0 +1,197 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "mth/Mth_work_array_internal.h"
+#include "mth/clustering/Mth_clustering.h"
+#include "mth/clustering/Mth_clustering_internal.h"
+#include "mth/clustering/Mth_clustering_run_internal.h"
+#include "mth/clustering/Mth_evidential_kernels_internal.h"
+#include "mth/clustering/Mth_hypothesis_table_internal.h"
+#include "std/Std_message_internal.h"
+
+using namespace mth_internal;
+
+namespace {
+
+constexpr int kDouble = 0;
+
+// What the kernels need of the hypotheses, once per run: powers of their sizes, and who has which clusters.
+class HypothesisRule {
+ public:
+  HypothesisRule(int clustersCount, double alpha, double beta)
+      : table_(clustersCount), clusters_(clustersCount), beta_(beta) {
+    std::size_t pairs = 0;
+    for (int j = 0; j < table_.Count(); ++j) {
+      const double size = table_.SizeOf(j);
+      pairs += static_cast<std::size_t>(table_.SizeOf(j) * (table_.SizeOf(j) + 1) / 2);
+      massFactors_.push_back(EvidentialPower(size, alpha / (1.0 - beta)));
+      crossFactors_.push_back(EvidentialPower(size, alpha - 2.0));
+      targetFactors_.push_back(EvidentialPower(size, alpha - 1.0));
+    }
+    supersets_.reserve(pairs);
+    for (int k = 0; k < clustersCount; ++k) {
+      for (int l = k; l < clustersCount; ++l) AddSupersets(k, l);
+    }
+    supersetStarts_.push_back(static_cast<std::int64_t>(supersets_.size()));
+  }
+  EvidentialRule View() const {
+    return {clusters_,
+            table_.Count(),
+            2.0 / (1.0 - beta_),
+            beta_,
+            massFactors_.data(),
+            crossFactors_.data(),
+            targetFactors_.data(),
+            supersets_.data(),
+            supersetStarts_.data()};
+  }
+
+ private:
+  void AddSupersets(int k, int l) {
+    supersetStarts_.push_back(static_cast<std::int64_t>(supersets_.size()));
+    for (int j = 1; j < table_.Count(); ++j) {
+      if (table_.Has(j, k) && table_.Has(j, l)) supersets_.push_back(j);
+    }
+  }
+
+  HypothesisTable table_;
+  int clusters_;
+  double beta_;
+  std::vector<double> massFactors_;
+  std::vector<double> crossFactors_;
+  std::vector<double> targetFactors_;
+  std::vector<int> supersets_;
+  std::vector<std::int64_t> supersetStarts_;
+};
+
+// The normal equations H V = B of the centroids V, clusters x dimensions, from their sums.
+class NormalEquations {
+ public:
+  NormalEquations(int clustersCount, int dimensionsCount)
+      : cross_(clustersCount, clustersCount, kDouble),
+        target_(clustersCount, dimensionsCount, kDouble),
+        sums_(static_cast<std::size_t>(CountEvidentialRows(clustersCount, dimensionsCount))) {}
+  bool IsAllocated() const { return cross_.IsAllocated() && target_.IsAllocated(); }
+  double* ClearedSums() {
+    std::fill(sums_.begin(), sums_.end(), 0.0);
+    return sums_.data();
+  }
+  // Null, or unallocated, when they cannot be solved.
+  std::unique_ptr<MTH_MATRIX> Solve() {
+    auto sum = sums_.begin();
+    for (int k = 0; k < cross_.GetNbRows(); ++k) {
+      for (int l = k; l < cross_.GetNbCols(); ++l) {
+        cross_.Set(k, l, *sum);
+        cross_.Set(l, k, *sum++);
+      }
+    }
+    for (int l = 0; l < target_.GetNbRows(); ++l) {
+      for (int q = 0; q < target_.GetNbCols(); ++q) target_.Set(l, q, *sum++);
+    }
+    return std::unique_ptr<MTH_MATRIX>(cross_.SolveLinearSystemBySVD(target_));
+  }
+
+ private:
+  MTH_MATRIX cross_;
+  MTH_MATRIX target_;
+  std::vector<double> sums_;
+};
+
+// The mean distance that the centroids, clusters x dimensions, move by; they are moved.
+double MoveCentroids(std::vector<double>& centroids, const MTH_MATRIX& solution) {
+  double sum = 0.0;
+  auto coordinate = centroids.begin();
+  for (int k = 0; k < solution.GetNbRows(); ++k) {
+    double squares = 0.0;
+    for (int q = 0; q < solution.GetNbCols(); ++q) {
+      const double difference = *coordinate - solution.Get(k, q);
+      squares += difference * difference;
+      *coordinate++ = solution.Get(k, q);
+    }
+    sum += std::sqrt(squares);
+  }
+  return 1.0 / solution.GetNbRows() * sum;
+}
+
+}  // namespace
+
+double MTH_CLUSTERING::ApplyEvidentialFuzzyCMeanClustering() {
+  if (!CanRun()) return kNoDistance;
+  if (!CreateHypotheses()) {
+    ShowInformation("MTH_CLUSTERING:: Erreur de creation des hypotheses!");
+    return kNoDistance;
+  }
+  try {
+    return RunEvidentialCMeans();
+  } catch (const std::exception&) {  // no memory
+    return kNoDistance;
+  }
+}
+
+double MTH_CLUSTERING::RunEvidentialCMeans() {
+  const int samplesCount = GetSamplesCount();
+  const HypothesisRule hypotheses(clustersCount_, alpha_, regulationValue_);
+  const EvidentialRule rule = hypotheses.View();
+  NormalEquations equations(clustersCount_, dimensionsCount_);
+  std::vector<double> centroids = GatherCentroids();
+  std::unique_ptr<MTH_MATRIX> masses(new (std::nothrow) MTH_MATRIX(samplesCount, hypothesesCount_, kDouble));
+  const WorkArray<double> scratch(CountEvidentialScratch(clustersCount_, hypothesesCount_, dimensionsCount_));
+  SampleBlocks<double> features;
+  const bool hasMemory = equations.IsAllocated() && masses && masses->IsAllocated() && scratch &&
+                         features.Allocate(samplesCount, dimensionsCount_);
+  if (!hasMemory) return kNoDistance;
+  bool fits = true;
+  ForEachSampleBlock(samplesCount, [&](int block, int first, int count) {
+    fits = fits && GatherBlock(first, count, features.Block(block), scratch.Get());
+  });
+  if (!fits) return kNoDistance;
+  if (iterationsCount_ <= 0) masses->SetZero();
+
+  const SampleView samples{features.Data(), samplesCount, dimensionsCount_};
+  RunProgress progress("Evidential Fuzzy C-Means en cours...", iterationsCount_);
+  double delta = kNoDistance;
+  bool hasConverged = false;
+  int iteration = 0;
+  for (; iteration < iterationsCount_; ++iteration) {
+    progress.Step("", std::int64_t{iteration});
+    const double distances =
+        MTH_SELECT(evidential::SumDistances)(samples, {centroids.data(), clustersCount_}, scratch.Get());
+    delta_ = OutlierDistance(distances);
+    hasConverged = delta <= tolerance_;
+    const bool isLast = hasConverged || iteration + 1 == iterationsCount_;
+    MTH_SELECT(evidential::UpdateMasses)
+    (samples, hypothesesCenters_->GetEDataAddress(), rule, EvidentialPower(delta_, rule.distanceExponent),
+     scratch.Get(), isLast ? masses->GetEDataAddress() : nullptr,
+     hasConverged ? nullptr : equations.ClearedSums());
+    if (hasConverged) break;
+    const std::unique_ptr<MTH_MATRIX> solution = equations.Solve();
+    if (!solution || !solution->IsAllocated()) return kNoDistance;
+    delta = MoveCentroids(centroids, *solution);
+    ScatterCentroids(centroids);
+    CalculCentresHypotheses();
+  }
+  credalPartition_ = std::move(masses);
+  if (hasConverged) {
+    iterationsCount_ = iteration;
+    isEvidential_ = true;
+    WriteDiagnostics();
+  }
+  return 1.0;
+}
+
+double MTH_CLUSTERING::OutlierDistance(double sumOfDistances) const {
+  return rho_ * sumOfDistances / (static_cast<double>(GetSamplesCount()) * clustersCount_);
+}
+
+void MTH_CLUSTERING::OutlierProportion() {
+  double sum = 0.0;
+  for (int i = 0; i < GetSamplesCount(); ++i) {
+    for (int k = 0; k < clustersCount_; ++k) sum += GetSampleDistanceToCentroid(i, k);
+  }
+  delta_ = OutlierDistance(sum);
+}

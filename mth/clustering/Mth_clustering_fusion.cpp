@@ -1,0 +1,117 @@
+#include <algorithm>
+#include <exception>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "mth/Mth_work_array_internal.h"
+#include "mth/clustering/Mth_clustering.h"
+#include "mth/clustering/Mth_clustering_run_internal.h"
+#include "mth/clustering/Mth_evidential_kernels_internal.h"
+#include "mth/clustering/Mth_hypothesis_table_internal.h"
+
+// Fusion of two credal partitions.
+
+using namespace mth_internal;
+
+namespace {
+
+using Matrix = std::unique_ptr<MTH_MATRIX>;
+
+constexpr int kSamplesPerStep = 100;
+
+// The intersections of hypotheses, by their sets.
+class Intersections {
+ public:
+  Intersections(int clustersCount, bool isExact) {
+    const HypothesisTable table(clustersCount);
+    for (int j = 0; j < table.Count(); ++j) sets_.push_back(table.SetOf(j));
+    targets_.assign(sets_.size(), table.Count());
+    for (int j = 1; j < table.Count(); ++j) {
+      if (isExact || IsFound(table, j)) targets_[table.SetOf(j)] = j;
+    }
+  }
+  FusionRule Rule(bool isNormalised) const {
+    return {static_cast<int>(sets_.size()), sets_.data(), targets_.data(), isNormalised};
+  }
+
+ private:
+  // Whether a search that gives up at the first mismatch finds it: the first one of its size. A single
+  // cluster needs no search, its number is its index.
+  static bool IsFound(const HypothesisTable& table, int hypothesis) {
+    return table.SizeOf(hypothesis) == 1 || table.SizeOf(hypothesis - 1) < table.SizeOf(hypothesis);
+  }
+
+  std::vector<std::uint32_t> sets_;
+  std::vector<std::int32_t> targets_;
+};
+
+// The matrix itself when it is what the kernel takes; otherwise a copy with zeros where it has no element,
+// which is kept in `copy`. Null when there is no memory.
+const MTH_MATRIX* Fitted(const MTH_MATRIX& matrix, int rows, int columns, Matrix& copy) {
+  if (matrix.GetEDataAddress() != nullptr && matrix.GetNbRows() == rows && matrix.GetNbCols() == columns) {
+    return &matrix;
+  }
+  copy.reset(new (std::nothrow) MTH_MATRIX(rows, columns, 0));
+  if (!copy || !copy->IsAllocated()) return nullptr;
+  copy->SetZero();
+  for (int i = 0; i < std::min(rows, matrix.GetNbRows()); ++i) {
+    for (int j = 0; j < std::min(columns, matrix.GetNbCols()); ++j) copy->Set(i, j, matrix.Get(i, j));
+  }
+  return copy.get();
+}
+
+double* RowOf(const MTH_MATRIX& matrix, int row) {
+  return matrix.GetEDataAddress() + std::ptrdiff_t{row} * matrix.GetNbCols();
+}
+
+Matrix Fuse(const MTH_MATRIX& first, const MTH_MATRIX& second, const FusionRule& rule, const char* title) {
+  const int count = first.GetNbRows();
+  Matrix copy;
+  const MTH_MATRIX* fitted = Fitted(second, count, rule.hypotheses, copy);
+  Matrix fused(new (std::nothrow) MTH_MATRIX(count, rule.hypotheses, 0));
+  const WorkArray<double> scratch(CountFusionScratch(rule.hypotheses));
+  if (fitted == nullptr || !fused || !fused->IsAllocated() || !scratch) return nullptr;
+  RunProgress progress(title, count / kSamplesPerStep);
+  for (int done = 0; done < count;) {
+    // As far as the next sample that is followed by a step.
+    const int left = count - done;
+    const int part = std::min(left, done == 0 ? 1 : kSamplesPerStep);
+    MTH_SELECT(evidential::FuseMasses)
+    (RowOf(first, done), RowOf(*fitted, done), part, rule, scratch.Get(), RowOf(*fused, done));
+    done += part;
+    const int last = done - 1;
+    if (last % kSamplesPerStep == 0) progress.Step("", std::int64_t{last});
+  }
+  return fused;
+}
+
+}  // namespace
+
+MTH_MATRIX* MTH_CLUSTERING::FuseWith(const MTH_MATRIX* m2, bool isExact, bool isNormalised) const {
+  if (m2 == nullptr || !m2->IsAllocated() || !HasCredalPartition()) return nullptr;
+  if (isNormalised && (!isEvidential_ || !IsPartition(m2, credalPartition_->GetNbRows()))) return nullptr;
+  try {
+    const Intersections intersections(clustersCount_, isExact);
+    const char* title = isNormalised ? "Fusion de Dempster..." : "Fusion Conjonctive...";
+    return Fuse(*credalPartition_, *m2, intersections.Rule(isNormalised), title).release();
+  } catch (const std::exception&) {  // no memory
+    return nullptr;
+  }
+}
+
+MTH_MATRIX* MTH_CLUSTERING::CredalConjFusion(MTH_MATRIX* m2) const {
+  return FuseWith(m2, false, false);
+}
+
+MTH_MATRIX* MTH_CLUSTERING::CredalConjFusionExact(MTH_MATRIX* m2) const {
+  return FuseWith(m2, true, false);
+}
+
+MTH_MATRIX* MTH_CLUSTERING::DempsterFusion(MTH_MATRIX* m2) const {
+  return FuseWith(m2, false, true);
+}
+
+MTH_MATRIX* MTH_CLUSTERING::DempsterFusionExact(MTH_MATRIX* m2) const {
+  return FuseWith(m2, true, true);
+}

@@ -1,0 +1,209 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "examples/host_run.h"
+
+namespace {
+
+using namespace mth_test;
+
+// The image of Haralick, Shanmugam and Dinstein, from its lowest row up: so the file has it upright.
+const std::vector<int> kHaralick = {2, 2, 3, 3, 0, 2, 2, 2, 0, 0, 1, 1, 0, 0, 1, 1};
+
+void WriteImage(const std::string& path, int width, int height, int planes, const std::vector<int>& values) {
+  NiftiFile file;
+  const auto length = [](int count) { return static_cast<std::int16_t>(count); };
+  file.dimensions = {3, length(width), length(height), length(planes), 1, 1, 1, 1};
+  file.datatype = 4;  // 16-bit signed
+  file.SetVoxels<std::int16_t>(values);
+  WriteFile(path, file.Bytes(16));
+}
+
+std::vector<std::vector<std::string>> ReadTable(const std::string& path) {
+  std::istringstream lines(ReadFile(path));
+  std::vector<std::vector<std::string>> table;
+  for (std::string line; std::getline(lines, line);) {
+    std::vector<std::string> fields(1);
+    for (const char character : line) {
+      if (character == ',') {
+        fields.emplace_back();
+      } else {
+        fields.back() += character;
+      }
+    }
+    table.push_back(fields);
+  }
+  return table;
+}
+
+// The fields of texture.csv by region and feature.
+using Textures = std::map<std::pair<std::string, std::string>, std::vector<std::string>>;
+
+constexpr std::size_t kVoxels = 1;
+constexpr std::size_t kFirstAngle = 3;
+constexpr std::size_t kMean = 7;
+constexpr std::size_t kRange = 8;
+constexpr std::size_t kFields = 13;
+constexpr std::size_t kFeatures = 14;
+
+Textures Measure(const ScratchFolder& folder, const std::string& arguments) {
+  const ProgramRun run = RunProgram(MTH_TEXTURE_MR, arguments + " -o " + Quoted(folder / "out"));
+  EXPECT_EQ(run.status, 0) << run.errors;
+  Textures textures;
+  for (const auto& fields : ReadTable(folder / "out/texture.csv")) {
+    EXPECT_EQ(fields.size(), kFields) << fields[0];
+    if (fields.size() == kFields && fields[0] != "region") textures[{fields[0], fields[2]}] = fields;
+  }
+  return textures;
+}
+
+void ExpectValues(const std::vector<std::string>& fields, const std::vector<double>& expected) {
+  ASSERT_EQ(fields.size(), kFields);
+  for (std::size_t i = 0; i < expected.size(); ++i)
+    EXPECT_NEAR(std::stod(fields[kFirstAngle + i]), expected[i], 1e-14) << fields[2] << ", column " << i;
+}
+
+const std::vector<double> kHaralickContrasts = {7.0 / 12.0, 4.0 / 9.0, 1.0, 16.0 / 9.0};
+
+TEST(TextureMr, MeasuresHaralicksImage) {
+  const ScratchFolder folder;
+  WriteImage(folder / "image.nii", 4, 4, 1, kHaralick);
+  const Textures textures = Measure(folder, Quoted(folder / "image.nii") + " --levels 4");
+  EXPECT_EQ(textures.size(), kFeatures);
+  const auto& contrast = textures.at({"image", "contrast"});
+  ExpectValues(contrast, kHaralickContrasts);
+  EXPECT_NEAR(std::stod(contrast[kMean]), 137.0 / 144.0, 1e-14);
+  EXPECT_NEAR(std::stod(contrast[kRange]), 4.0 / 3.0, 1e-14);
+  EXPECT_EQ(contrast[kVoxels], "16");
+  EXPECT_EQ(contrast[9], "Mth_Contrast");
+  EXPECT_EQ(contrast[10], "f2 contrast");
+  EXPECT_EQ(contrast[11], "ACUI contrast");
+  ExpectValues(textures.at({"image", "energy"}), {84.0 / 576.0, 48.0 / 324.0, 80.0 / 576.0, 38.0 / 324.0});
+
+  std::map<std::string, std::string> upright;  // the matrix of 90 degrees
+  for (const auto& fields : ReadTable(folder / "out/matrices.csv")) {
+    if (fields.at(1) == "90") upright[fields.at(2) + fields.at(3)] = fields.at(4);
+  }
+  const std::map<std::string, std::string> expected = {{"00", "6"}, {"02", "2"}, {"11", "4"},
+                                                       {"12", "2"}, {"20", "2"}, {"21", "2"},
+                                                       {"22", "2"}, {"23", "2"}, {"32", "2"}};
+  EXPECT_EQ(upright, expected);
+}
+
+// Haralick's image on the left is region 1; on the right are regions 7 and, of one voxel, 9.
+TEST(TextureMr, MeasuresEachRegionByItself) {
+  std::vector<int> values;
+  std::vector<int> labels;
+  for (int y = 0; y < 4; ++y) {
+    for (int x = 0; x < 8; ++x) {
+      values.push_back(x < 4 ? kHaralick[static_cast<std::size_t>(4 * y + x)] : 50 * x + y);
+      labels.push_back(x < 4 ? 1 : x == 7 ? (y == 2 ? 9 : 0) : 7);
+    }
+  }
+  const ScratchFolder folder;
+  WriteImage(folder / "image.nii", 8, 4, 1, values);
+  WriteImage(folder / "mask.nii", 8, 4, 1, labels);
+  const std::string arguments =
+      Quoted(folder / "image.nii") + " --mask " + Quoted(folder / "mask.nii") + " --levels 4 --range 0,3";
+  const Textures textures = Measure(folder, arguments);
+  EXPECT_EQ(textures.size(), 3 * kFeatures);
+  ExpectValues(textures.at({"1", "contrast"}), kHaralickContrasts);
+  ExpectValues(textures.at({"7", "contrast"}), {0.0, 0.0, 0.0, 0.0});  // all beyond the range: the last level
+  ExpectValues(textures.at({"7", "energy"}), {1.0, 1.0, 1.0, 1.0});
+  EXPECT_EQ(textures.at({"7", "contrast"})[kVoxels], "12");
+  const auto& lonely = textures.at({"9", "contrast"});
+  EXPECT_EQ(lonely[kVoxels], "1");
+  for (std::size_t field = kFirstAngle; field <= kRange; ++field) EXPECT_EQ(lonely[field], "");
+
+  const Textures chosen = Measure(folder, arguments + " --label 7");
+  EXPECT_EQ(chosen.size(), kFeatures);
+  EXPECT_EQ(chosen.at({"7", "contrast"}), textures.at({"7", "contrast"}));
+  // Without a range the chosen region fills it: columns 50 apart, of four near levels each.
+  const Textures spread = Measure(folder, Quoted(folder / "image.nii") + " --mask " +
+                                              Quoted(folder / "mask.nii") + " --levels 3 --label 7");
+  ExpectValues(spread.at({"7", "contrast"}), {1.0, 1.0, 0.0, 1.0});
+}
+
+TEST(TextureMr, CountsThePlanesOfAVolumeTogether) {
+  const ScratchFolder folder;
+  std::vector<int> twice = kHaralick;
+  twice.insert(twice.end(), kHaralick.begin(), kHaralick.end());
+  WriteImage(folder / "image.nii", 4, 4, 2, twice);
+  ExpectValues(Measure(folder, Quoted(folder / "image.nii") + " --levels 4").at({"image", "contrast"}),
+               kHaralickContrasts);
+  // Two apart: the rows have (2 3) twice and (0 2), (2 2), four times (0 1) in this order.
+  ExpectValues(Measure(folder, Quoted(folder / "image.nii") + " --levels 4 -d 2").at({"image", "contrast"}),
+               {(1 + 1 + 4 + 0 + 4) / 8.0});
+}
+
+TEST(TextureMr, TakesTheLabelsOfASegmentation) {
+  const ScratchFolder folder;
+  const std::string image = Quoted(std::string(MTH_DATA_DIR) + "/t1_brain_axial.nii.gz");
+  ASSERT_EQ(RunProgram(MTH_SEGMENT_MR, image + " -m kmeans -c 3 -o " + Quoted(folder / "segmented")).status,
+            0);
+  const std::string labels = ReadGzip(folder / "segmented/labels.nii.gz").substr(352);
+  const Textures textures = Measure(folder, image + " --mask " + Quoted(folder / "segmented/labels.nii.gz"));
+  EXPECT_EQ(textures.size(), 3 * kFeatures);
+  for (const int label : {1, 2, 3}) {
+    const auto& fields = textures.at({std::to_string(label), "mean"});
+    EXPECT_EQ(std::stol(fields[kVoxels]), std::count(labels.begin(), labels.end(), static_cast<char>(label)));
+    EXPECT_NEAR(std::stod(fields[kMean]), 1.0, 1e-12);
+  }
+}
+
+TEST(TextureMr, RefusesWhatItCannotMeasure) {
+  const ScratchFolder folder;
+  WriteImage(folder / "image.nii", 4, 4, 1, kHaralick);
+  WriteImage(folder / "zeros.nii", 4, 4, 1, std::vector<int>(16, 0));
+  WriteImage(folder / "small.nii", 4, 3, 1, std::vector<int>(12, 1));
+  WriteImage(folder / "negative.nii", 4, 4, 1, std::vector<int>(16, -1));
+  WriteImage(folder / "point.nii", 1, 1, 1, {5});
+  WriteFile(folder / "text.nii", "no image");
+  std::vector<int> many;
+  for (int label = 1; label <= 70; ++label) many.push_back(label);
+  WriteImage(folder / "many.nii", 70, 1, 1, many);
+  const auto image = [&](const std::string& name) { return Quoted(folder / name); };
+  const struct {
+    std::string arguments;
+    const char* error;
+  } cases[] = {
+      {"", "IMAGE is required"},
+      {image("missing.nii"), "cannot find the image"},
+      {image("text.nii"), "damaged or not a NIfTI image"},
+      {image("image.nii") + " --levels 1", "--levels"},
+      {image("image.nii") + " --levels 257", "--levels"},
+      {image("image.nii") + " --distance 0", "--distance"},
+      {image("image.nii") + " --distance 4", "no two voxels of a region are 4 apart"},
+      {image("image.nii") + " --distance 2147483647", "no two voxels of a region are"},
+      {image("point.nii"), "no two voxels of a region are 1 apart"},
+      {image("image.nii") + " --range 3,3", "--range needs a lower and a higher intensity"},
+      {image("image.nii") + " --range 0,nan", "--range needs a lower and a higher intensity"},
+      {image("image.nii") + " --range 1", "--range needs two intensities"},
+      {image("image.nii") + " --label 1", "--label needs a --mask"},
+      {image("image.nii") + " --mask " + image("zeros.nii"), "no region in the mask"},
+      {image("image.nii") + " --mask " + image("small.nii"),
+       "the mask is 4 x 3 x 1 voxels, the image 4 x 4 x 1"},
+      {image("image.nii") + " --mask " + image("negative.nii"), "holds -1"},
+      {image("image.nii") + " --mask " + image("image.nii") + " --label 2,4", "no region 4 in the mask"},
+      {image("many.nii") + " --mask " + image("many.nii"), "more than 64 regions"},
+  };
+  const std::size_t entries = folder.CountEntries();
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.arguments);
+    const ProgramRun run = RunProgram(MTH_TEXTURE_MR, test.arguments + " -o " + Quoted(folder / "out"));
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.errors.find("texture_mr: "), 0U) << run.errors;
+    EXPECT_NE(run.errors.find(test.error), std::string::npos) << run.errors;
+    EXPECT_EQ(run.errors.find('\n'), run.errors.size() - 1) << run.errors;
+    EXPECT_EQ(folder.CountEntries(), entries);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,268 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "literal_laplacian.h"
+#include "mth/Mth_instruction_set_internal.h"
+#include "mth/image/Mth_laplacian.h"
+#include "support/allocation_faults.h"
+#include "support/matrices.h"
+#include "support/recording_display.h"
+
+namespace {
+
+using mth_internal::InstructionSet;
+using mth_test::Volume;
+
+constexpr InstructionSet kAllSets[] = {InstructionSet::Baseline, InstructionSet::Avx2,
+                                       InstructionSet::Avx512};
+
+// Values of very different magnitudes, so that another order of sums shows, and signed zeros.
+template <class T>
+Volume<T> RandomVolume(int nx, int ny, int nz, unsigned seed) {
+  std::mt19937 engine(seed);
+  Volume<T> volume(nx, ny, nz);
+  for (T& value : volume.values) {
+    const auto word = engine();
+    value = static_cast<T>(static_cast<double>(word >> 8) - 8e6) / static_cast<T>(1U << (word & 15U));
+    if (word % 11 == 0) value = word % 2 == 0 ? T{0} : -T{0};
+  }
+  return volume;
+}
+
+template <class T>
+::testing::AssertionResult SameBits(const std::vector<T>& actual, const std::vector<T>& expected) {
+  if (actual.size() != expected.size()) return ::testing::AssertionFailure() << "sizes differ";
+  for (std::size_t i = 0; i < actual.size(); ++i) {
+    if (std::memcmp(&actual[i], &expected[i], sizeof(T)) != 0)
+      return ::testing::AssertionFailure() << i << ": " << actual[i] << ", expected " << expected[i];
+  }
+  return ::testing::AssertionSuccess();
+}
+
+template <class T>
+std::vector<T> RunImage(const Volume<T>& image) {
+  constexpr int kType = sizeof(T) == sizeof(double) ? mth_test::kDouble : mth_test::kFloat;
+  MTH_MATRIX in(image.size[1], image.size[0], kType);
+  MTH_MATRIX out(image.size[1], image.size[0], kType);
+  const auto elements = [](const MTH_MATRIX& matrix) {
+    if constexpr (kType == mth_test::kDouble) {
+      return matrix.GetEDataAddress();
+    } else {
+      return matrix.GetFDataAddress();
+    }
+  };
+  std::copy(image.values.begin(), image.values.end(), elements(in));
+  std::fill_n(elements(out), image.values.size(), T{7});
+  EXPECT_TRUE(Mth_ComputeLaplacien(&in, &out, kType));
+  EXPECT_TRUE(SameBits({elements(in), elements(in) + image.values.size()}, image.values))
+      << "the input changed";
+  return {elements(out), elements(out) + image.values.size()};
+}
+
+std::vector<double> RunVolume(Volume<double> volume) {
+  const std::unique_ptr<double[]> result(
+      Mth_ComputeLaplacien3D(volume.values.data(), volume.size[0], volume.size[1], volume.size[2]));
+  return {result.get(), result.get() + volume.values.size()};
+}
+
+std::vector<float> RunVolume(Volume<float> volume) {
+  std::vector<float> out(volume.values.size(), 7.0F);
+  EXPECT_EQ(Mth_ComputeLaplacien3D(volume.values.data(), out.data(), volume.size[0], volume.size[1],
+                                   volume.size[2]),
+            out.data());
+  return out;
+}
+
+std::vector<float> RunSum(Volume<float> volume) {
+  std::vector<float> out(volume.values.size(), 7.0F);
+  Mth_ComputeLaplacien3DFloat(volume.values.data(), out.data(), volume.size[0], volume.size[1],
+                              volume.size[2]);
+  return out;
+}
+
+template <class T>
+void CheckAveragesAgainstLiteral(int nx, int ny, int nz) {
+  SCOPED_TRACE(std::to_string(nx) + " x " + std::to_string(ny) + " x " + std::to_string(nz));
+  const Volume<T> volume = RandomVolume<T>(nx, ny, nz, static_cast<unsigned>(100 * nx + 10 * ny + nz));
+  const std::vector<T> expected = LiteralAverage<T>(volume, {0, 1, 2}, T{1} / T{3}).values;
+  std::vector<T> expectedImage;
+  if (nz == 1) expectedImage = LiteralAverage<T>(volume, {1, 0}, T(0.5)).values;
+  for (const InstructionSet set : kAllSets) {
+    const mth_internal::InstructionSetScope scope(set);
+    EXPECT_TRUE(SameBits(RunVolume(volume), expected)) << static_cast<int>(set);
+    if (nz == 1) {
+      EXPECT_TRUE(SameBits(RunImage(volume), expectedImage)) << static_cast<int>(set);
+    }
+  }
+}
+
+void CheckSumAgainstLiteral(int nx, int ny, int nz) {
+  SCOPED_TRACE(std::to_string(nx) + " x " + std::to_string(ny) + " x " + std::to_string(nz));
+  const auto volume = RandomVolume<float>(nx, ny, nz, static_cast<unsigned>(100 * nx + 10 * ny + nz));
+  const std::vector<float> expected = LiteralSum(volume).values;
+  for (const InstructionSet set : kAllSets) {
+    const mth_internal::InstructionSetScope scope(set);
+    EXPECT_TRUE(SameBits(RunSum(volume), expected)) << static_cast<int>(set);
+  }
+}
+
+TEST(Laplacian, EveryInstructionSetGivesTheBitsOfTheLiteralLoops) {
+  for (int nz = 1; nz <= 6; ++nz) {
+    for (int ny = 1; ny <= 6; ++ny) {
+      for (int nx = 1; nx <= 6; ++nx) {
+        CheckAveragesAgainstLiteral<double>(nx, ny, nz);
+        CheckAveragesAgainstLiteral<float>(nx, ny, nz);
+        CheckSumAgainstLiteral(nx, ny, nz);
+      }
+    }
+  }
+  for (const auto& [nx, ny, nz] :
+       {std::array{70, 9, 1}, {33, 40, 1}, {1, 50, 1}, {67, 1, 1}, {64, 7, 8}, {37, 8, 7}}) {
+    CheckAveragesAgainstLiteral<double>(nx, ny, nz);
+    CheckAveragesAgainstLiteral<float>(nx, ny, nz);
+    CheckSumAgainstLiteral(nx, ny, nz);
+  }
+}
+
+// Large results are written past the cache, whatever the alignment of their rows.
+TEST(Laplacian, LargeResultsAreThoseOfTheLiteralLoopsToo) {
+  CheckAveragesAgainstLiteral<double>(1531, 1400, 1);
+  CheckAveragesAgainstLiteral<float>(203, 201, 107);
+  CheckSumAgainstLiteral(203, 201, 107);
+}
+
+// Second derivatives of a quadratic are constant, and their linear continuation is the same constant.
+TEST(Laplacian, AverageOfAQuadraticIsTheMeanOfItsCurvatures) {
+  const double a = 3.0;
+  const double b = -5.0;
+  const double c = 8.0;
+  Volume<double> image(9, 7, 1);
+  Volume<double> volume(5, 6, 3);
+  for (auto* target : {&image, &volume}) {
+    for (int z = 0; z < target->size[2]; ++z) {
+      for (int y = 0; y < target->size[1]; ++y) {
+        for (int x = 0; x < target->size[0]; ++x)
+          target->At(x, y, z) = a * x * x + b * y * y + c * z * z + 2.0 * x - 7.0 * y + z + 4.0;
+      }
+    }
+  }
+  EXPECT_EQ(RunImage(image), std::vector<double>(image.values.size(), (a + b) / 2.0));
+  EXPECT_EQ(RunVolume(volume), std::vector<double>(volume.values.size(), (a + b + c) / 3.0));
+}
+
+// The derivative of a cubic is linear, so that its continuation is exact as well.
+TEST(Laplacian, AverageOfACubicIsExactOnTheBorders) {
+  Volume<float> image(6, 8, 1);
+  std::vector<float> expected;
+  for (int y = 0; y < 8; ++y) {
+    for (int x = 0; x < 6; ++x) {
+      image.At(x, y, 0) = static_cast<float>(x * x * x - 2 * y * y * y);
+      expected.push_back(static_cast<float>(3 * x - 6 * y) / 2.0F);
+    }
+  }
+  EXPECT_EQ(RunImage(image), expected);
+}
+
+TEST(Laplacian, SumCountsTheEarlierAxesAgainOnLaterBorders) {
+  Volume<float> volume(5, 6, 4);
+  std::vector<float> expected;
+  for (int z = 0; z < 4; ++z) {
+    for (int y = 0; y < 6; ++y) {
+      for (int x = 0; x < 5; ++x) {
+        volume.At(x, y, z) = static_cast<float>(x * x);
+        expected.push_back((y == 0 || y == 5 ? 4.0F : 2.0F) * (z == 0 || z == 3 ? 2.0F : 1.0F));
+      }
+    }
+  }
+  EXPECT_EQ(RunSum(volume), expected);
+
+  std::fill(volume.values.begin(), volume.values.end(), 12.5F);
+  EXPECT_EQ(RunSum(volume), std::vector<float>(volume.values.size(), 0.0F));
+}
+
+TEST(Laplacian, ImageRefusesWhatItCannotTake) {
+  struct Case {
+    const char* name;
+    MTH_MATRIX in;
+    MTH_MATRIX out;
+    int type;
+  };
+  const MTH_MATRIX image = mth_test::RandomMatrix(4, 5, mth_test::kDouble, 1);
+  const MTH_MATRIX floats = mth_test::RandomMatrix(4, 5, mth_test::kFloat, 2);
+  const MTH_MATRIX turned = mth_test::RandomMatrix(5, 4, mth_test::kDouble, 3);
+  mth_test::RecordingDisplay display;
+  for (const Case& test :
+       {Case{"type 2", image, image, 2}, Case{"type -1", image, image, -1},
+        Case{"floats as doubles", floats, floats, 0}, Case{"doubles as floats", image, image, 1},
+        Case{"mixed", image, floats, 0}, Case{"shapes", image, turned, 0},
+        Case{"no input", MTH_MATRIX(), image, 0}, Case{"no output", image, MTH_MATRIX(), 0}}) {
+    MTH_MATRIX in = test.in;
+    MTH_MATRIX out = test.out;
+    const MTH_MATRIX before = test.out;
+    EXPECT_FALSE(Mth_ComputeLaplacien(&in, &out, test.type)) << test.name;
+    EXPECT_TRUE(mth_test::SameBits(out, before)) << test.name;
+  }
+  MTH_MATRIX in = image;
+  EXPECT_FALSE(Mth_ComputeLaplacien(&in, nullptr, 0));
+  EXPECT_FALSE(Mth_ComputeLaplacien(nullptr, &in, 2));
+  EXPECT_TRUE(display.messages.empty());
+
+  EXPECT_FALSE(Mth_ComputeLaplacien(nullptr, &in, 0));
+  EXPECT_FALSE(Mth_ComputeLaplacien(nullptr, &in, 1));
+  const auto message = mth_test::Information("Matrice d'entrée est nulle!");
+  EXPECT_EQ(display.messages, (std::vector{message, message}));
+  EXPECT_TRUE(mth_test::SameBits(in, image));
+}
+
+TEST(Laplacian, VolumesRefuseWhatTheyCannotTake) {
+  mth_test::RecordingDisplay display;
+  std::vector<float> floats(27, 3.0F);
+  std::vector<float> out(27, 4.0F);
+  double value = 1.0;
+  constexpr int kMost = std::numeric_limits<int>::max();
+  EXPECT_EQ(Mth_ComputeLaplacien3D(nullptr, 3, 3, 3), nullptr);
+  EXPECT_EQ(Mth_ComputeLaplacien3D(&value, 1, -1, 1), nullptr);
+  EXPECT_EQ(Mth_ComputeLaplacien3D(&value, kMost, kMost, kMost), nullptr);
+  EXPECT_EQ(Mth_ComputeLaplacien3D(nullptr, out.data(), 3, 3, 3), nullptr);
+  EXPECT_EQ(Mth_ComputeLaplacien3D(floats.data(), nullptr, 3, 3, 3), nullptr);
+  EXPECT_EQ(Mth_ComputeLaplacien3D(floats.data(), out.data(), 3, 3, -3), nullptr);
+  for (const auto& [nx, ny, nz] : {std::array{0, 3, 3}, {3, -3, 3}, {kMost, kMost, kMost}})
+    Mth_ComputeLaplacien3DFloat(floats.data(), out.data(), nx, ny, nz);
+  Mth_ComputeLaplacien3DFloat(floats.data(), nullptr, 3, 3, 3);
+  EXPECT_TRUE(display.messages.empty());
+  Mth_ComputeLaplacien3DFloat(nullptr, out.data(), 3, 3, 3);
+  EXPECT_EQ(display.messages, std::vector{mth_test::Information("Matrice d'entrée est nulle!")});
+  EXPECT_EQ(out, std::vector<float>(27, 4.0F));
+
+  const std::unique_ptr<double[]> empty(Mth_ComputeLaplacien3D(&value, 0, 3, 3));
+  EXPECT_NE(empty, nullptr);
+  const mth_test::AllocationFaults faults(0);
+  EXPECT_EQ(Mth_ComputeLaplacien3D(&value, 1, 1, 1), nullptr);
+}
+
+TEST(Laplacian, AnOutputThatIsItsInputComesOutAsZeros) {
+  MTH_MATRIX image = mth_test::RandomMatrix(6, 5, mth_test::kDouble, 4);
+  EXPECT_TRUE(Mth_ComputeLaplacien(&image, &image, 0));
+  EXPECT_TRUE(
+      mth_test::SameBits(image, mth_test::FromRule(6, 5, mth_test::kDouble, [](int, int) { return 0; })));
+  for (const bool averages : {true, false}) {
+    Volume<float> volume = RandomVolume<float>(4, 5, 6, 9);
+    float* const values = volume.values.data();
+    if (averages) {
+      Mth_ComputeLaplacien3D(values, values, 4, 5, 6);
+    } else {
+      Mth_ComputeLaplacien3DFloat(values, values, 4, 5, 6);
+    }
+    EXPECT_EQ(volume.values, std::vector<float>(volume.values.size(), 0.0F));
+  }
+}
+
+}  // namespace

@@ -1,0 +1,310 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <numbers>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "literal_texture.h"
+#include "mth/Mth_instruction_set_internal.h"
+#include "mth/image/Mth_texture.h"
+#include "support/allocation_faults.h"
+#include "support/matrices.h"
+
+namespace {
+
+using mth_internal::InstructionSet;
+using mth_test::kDouble;
+using mth_test::kFloat;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+double HomogeneityAsDouble(MTH_MATRIX* p) {
+  return static_cast<double>(Mth_Homogeneity(p));
+}
+
+struct Feature {
+  const char* name;
+  double (*compute)(MTH_MATRIX*);
+  double (*literal)(const MTH_MATRIX&);
+  bool hasLogarithms;  // the literal one takes the C library's, which are not the same to the last bit
+  bool allocates;
+};
+
+const Feature kFeatures[] = {
+    {"contrast", Mth_Contrast, mth_test::LiteralContrast, false, false},
+    {"homogeneity", HomogeneityAsDouble, mth_test::LiteralHomogeneity, false, false},
+    {"energy", Mth_Energy, mth_test::LiteralEnergy, false, false},
+    {"mean", Mth_Mean, mth_test::LiteralMean, false, false},
+    {"variance", Mth_Variance, mth_test::LiteralVariance, false, false},
+    {"entropy", Mth_Entropy, mth_test::LiteralEntropy, true, false},
+    {"correlation", Mth_Correlation, mth_test::LiteralCorrelation, false, true},
+    {"mean of sums", Mth_MeanSum, mth_test::LiteralMeanSum, false, true},
+    {"variance of sums", Mth_VarSum, mth_test::LiteralVarSum, false, true},
+    {"entropy of sums", Mth_EntSum, mth_test::LiteralEntSum, true, true},
+    {"variance of differences", Mth_VarDifferences, mth_test::LiteralVarDifferences, false, true},
+    {"entropy of differences", Mth_EntDifferences, mth_test::LiteralEntDifferences, true, true},
+    {"information 1", Mth_CorrelationInfo1, mth_test::LiteralCorrelationInfo1, true, true},
+    {"information 2", Mth_CorrelationInfo2, mth_test::LiteralCorrelationInfo2, true, true},
+};
+
+bool IsSame(double a, double b) {
+  return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+// A matrix of sum 1 with that share of zeros, and with whole rows of zeros.
+MTH_MATRIX RandomDistribution(int rows, int columns, int type, double zeros, unsigned seed) {
+  std::mt19937 engine(seed);
+  std::uniform_real_distribution<double> uniform(0.0, 1.0);
+  const double mean = 2.0 / (rows * columns * (1.0 - zeros));
+  return mth_test::FromRule(rows, columns, type, [&](int i, int) {
+    const bool isZero = uniform(engine) < zeros || (zeros > 0.0 && i % 5 == 3);
+    return isZero ? 0.0 : mean * uniform(engine);
+  });
+}
+
+void CheckAgainstLiteral(const MTH_MATRIX& matrix, const std::string& what) {
+  constexpr double kLogarithmTolerance = 1e-12;  // of thousands of terms and the differences of their sums
+  for (const Feature& feature : kFeatures) {
+    SCOPED_TRACE(what + ", " + feature.name);
+    MTH_MATRIX p = matrix;
+    const double expected = feature.literal(p);
+    const double value = feature.compute(&p);
+    if (feature.hasLogarithms && std::isfinite(expected)) {
+      EXPECT_NEAR(value, expected, kLogarithmTolerance * (1.0 + std::abs(expected)));
+    } else {
+      EXPECT_TRUE(IsSame(value, expected)) << value << ", expected " << expected;
+    }
+    for (const auto set : {InstructionSet::Baseline, InstructionSet::Avx2, InstructionSet::Avx512}) {
+      const mth_internal::InstructionSetScope scope(set);
+      EXPECT_TRUE(IsSame(feature.compute(&p), value)) << static_cast<int>(set);
+    }
+    EXPECT_TRUE(mth_test::SameBits(p, matrix));
+  }
+}
+
+TEST(Texture, EveryFeatureIsThatOfThePlainLoopsOnEveryInstructionSet) {
+  unsigned seed = 40;
+  for (const auto& [rows, columns] : {std::pair{1, 1},
+                                      {1, 4},
+                                      {4, 1},
+                                      {2, 2},
+                                      {3, 5},
+                                      {5, 3},
+                                      {8, 8},
+                                      {3, 17},
+                                      {17, 3},
+                                      {64, 64},
+                                      {70, 129},
+                                      {129, 70}}) {
+    for (const int type : {kDouble, kFloat}) {
+      for (const double zeros : {0.0, 0.7, 0.98}) {
+        ++seed;
+        CheckAgainstLiteral(
+            RandomDistribution(rows, columns, type, zeros, seed),
+            std::to_string(rows) + " x " + std::to_string(columns) + ", seed " + std::to_string(seed));
+      }
+    }
+  }
+}
+
+// What a caller should not hand over has the value of the formula all the same.
+TEST(Texture, UnusualElementsGoThroughTheFormulas) {
+  for (const double unusual : {kNaN, kInfinity, -kInfinity, -0.25, -0.0, 1e300, 5e-324}) {
+    for (const int type : {kDouble, kFloat}) {
+      MTH_MATRIX p = RandomDistribution(9, 9, type, 0.6, 77);
+      p.Set(4, 6, unusual);
+      CheckAgainstLiteral(p, "with " + std::to_string(unusual));
+    }
+  }
+  CheckAgainstLiteral(mth_test::FromRule(6, 6, kDouble, [](int, int) { return 0; }), "zeros");
+  // Rows and stretches of zeros, whose other factors are not finite: 0 times infinity counts.
+  for (const double large : {1e200, 1e300, kInfinity}) {
+    const auto isLarge = [](int i, int j) { return (i == 2 && j == 0) || (i == 7 && j >= 128); };
+    CheckAgainstLiteral(
+        mth_test::FromRule(9, 1, kDouble, [&](int i, int j) { return isLarge(i, j) ? large : 0.0; }),
+        "one large row");
+    CheckAgainstLiteral(
+        mth_test::FromRule(9, 140, kDouble, [&](int i, int j) { return isLarge(i, j) ? large : 0.0; }),
+        "large elements among zeros");
+  }
+}
+
+// The example of Haralick, Shanmugam and Dinstein: its four co-occurrence matrices at distance 1.
+TEST(Texture, HaralicksImage) {
+  struct Case {
+    const char* angle;
+    MTH_MATRIX counts;
+    double pairs;
+    double contrast;
+    double energy;
+    double homogeneity;
+  };
+  const Case cases[] = {
+      {"0", mth_test::Matrix({{4, 2, 1, 0}, {2, 4, 0, 0}, {1, 0, 6, 1}, {0, 0, 1, 2}}), 24, 7.0 / 12.0,
+       84.0 / 576.0, 19.4 / 24.0},
+      {"45", mth_test::Matrix({{4, 1, 0, 0}, {1, 2, 2, 0}, {0, 2, 4, 1}, {0, 0, 1, 0}}), 18, 4.0 / 9.0,
+       48.0 / 324.0, 14.0 / 18.0},
+      {"90", mth_test::Matrix({{6, 0, 2, 0}, {0, 4, 2, 0}, {2, 2, 2, 2}, {0, 0, 2, 0}}), 24, 1.0,
+       80.0 / 576.0, 16.8 / 24.0},
+      {"135", mth_test::Matrix({{2, 1, 3, 0}, {1, 2, 1, 0}, {3, 1, 0, 2}, {0, 0, 2, 0}}), 18, 16.0 / 9.0,
+       38.0 / 324.0, 9.2 / 18.0},
+  };
+  for (const Case& test : cases) {
+    SCOPED_TRACE(test.angle);
+    const mth_test::MatrixPtr p(test.counts * (1.0 / test.pairs));
+    EXPECT_NEAR(Mth_Mean(p.get()), 1.0, 1e-15);
+    EXPECT_NEAR(Mth_Contrast(p.get()), test.contrast, 1e-15);
+    EXPECT_NEAR(Mth_Energy(p.get()), test.energy, 1e-15);
+    EXPECT_NEAR(Mth_Homogeneity(p.get()), test.homogeneity, 1e-6);
+  }
+}
+
+TEST(Texture, EqualPairsOfTwoLevels) {
+  MTH_MATRIX p = mth_test::Matrix({{0.25, 0.25}, {0.25, 0.25}});
+  EXPECT_EQ(Mth_Contrast(&p), 0.5);
+  EXPECT_EQ(Mth_Energy(&p), 0.25);
+  EXPECT_EQ(Mth_Mean(&p), 1.0);
+  EXPECT_EQ(Mth_Variance(&p), 0.5);
+  EXPECT_EQ(Mth_Homogeneity(&p), 0.75F);
+  EXPECT_DOUBLE_EQ(Mth_Entropy(&p), std::log(4.0));
+  // Of the sums only that of (1, 1) is counted: psum = (0.25, 0, 0).
+  EXPECT_EQ(Mth_MeanSum(&p), 0.5);
+  EXPECT_EQ(Mth_VarSum(&p), 0.0625);
+  EXPECT_DOUBLE_EQ(Mth_EntSum(&p), 0.25 * std::log(4.0));
+  // pdiff = (0.5, 0.5), m = 0.5.
+  EXPECT_EQ(Mth_VarDifferences(&p), 0.25);
+  EXPECT_DOUBLE_EQ(Mth_EntDifferences(&p), -std::log(2.0));
+  EXPECT_EQ(Mth_CorrelationInfo1(&p), 0.0);
+  EXPECT_EQ(Mth_CorrelationInfo2(&p), 0.0);
+}
+
+// Levels that always meet themselves tell all of each other; those that meet by chance tell nothing.
+TEST(Texture, InformationMeasuresAtTheirEnds) {
+  for (const int n : {2, 5, 16, 100}) {
+    MTH_MATRIX same = mth_test::FromRule(n, n, kDouble, [n](int i, int j) { return i == j ? 1.0 / n : 0.0; });
+    EXPECT_NEAR(Mth_CorrelationInfo1(&same), -1.0, 1e-13) << n;
+    EXPECT_NEAR(Mth_CorrelationInfo2(&same), std::sqrt(1.0 - 1.0 / (n * n)), 1e-13) << n;
+    MTH_MATRIX chance = mth_test::FromRule(n, n, kDouble, [n](int i, int j) {
+      return 4.0 * (i + 1) * (n - j) / (n * n * (n + 1.0) * (n + 1.0));
+    });
+    EXPECT_NEAR(Mth_CorrelationInfo1(&chance), 0.0, 1e-13) << n;
+  }
+}
+
+// The textbook's definitions: levels from 1, logarithms to base 2.
+struct Textbook {
+  explicit Textbook(const MTH_MATRIX& p) : sums(2 * Size(p) + 1), differences(Size(p)) {
+    const int n = p.GetNbRows();
+    for (int i = 1; i <= n; ++i) {
+      for (int j = 1; j <= n; ++j) {
+        const double value = p.Get(i - 1, j - 1);
+        jointAverage += i * value;
+        sums[static_cast<std::size_t>(i + j)] += value;
+        differences[static_cast<std::size_t>(std::abs(i - j))] += value;
+        jointEntropy -= value > 0.0 ? value * std::log2(value) : 0.0;
+      }
+    }
+    const mth_test::Values px = mth_test::RowSums(p);
+    for (int i = 1; i <= n; ++i) {
+      for (int j = 1; j <= n; ++j) {
+        jointVariance += (i - jointAverage) * (i - jointAverage) * p.Get(i - 1, j - 1);
+        const double product = px[static_cast<std::size_t>(i - 1)] * px[static_cast<std::size_t>(j - 1)];
+        productEntropy -= product > 0.0 ? product * std::log2(product) : 0.0;
+      }
+    }
+  }
+  static std::size_t Size(const MTH_MATRIX& p) { return static_cast<std::size_t>(p.GetNbRows()); }
+  static double Average(const std::vector<double>& distribution) {
+    double sum = 0.0;
+    for (std::size_t k = 0; k < distribution.size(); ++k) sum += static_cast<double>(k) * distribution[k];
+    return sum;
+  }
+  static double Variance(const std::vector<double>& distribution) {
+    const double average = Average(distribution);
+    double sum = 0.0;
+    for (std::size_t k = 0; k < distribution.size(); ++k)
+      sum += (static_cast<double>(k) - average) * (static_cast<double>(k) - average) * distribution[k];
+    return sum;
+  }
+  static double Entropy(const std::vector<double>& distribution) {
+    double sum = 0.0;
+    for (const double value : distribution) sum -= value > 0.0 ? value * std::log2(value) : 0.0;
+    return sum;
+  }
+
+  std::vector<double> sums;
+  std::vector<double> differences;
+  double jointAverage = 0.0;
+  double jointVariance = 0.0;
+  double jointEntropy = 0.0;
+  double productEntropy = 0.0;  // HXY2
+};
+
+// What docs/texture.md promises to those who compare with other programs.
+TEST(Texture, RelatesToTheTextbookAsDocumented) {
+  constexpr double kTolerance = 1e-10;
+  constexpr double kLn2 = std::numbers::ln2;
+  for (const bool hasLowPairs : {true, false}) {
+    constexpr int kSize = 12;
+    MTH_MATRIX half = RandomDistribution(kSize, kSize, kDouble, 0.4, 91);
+    const auto isKept = [&](int i, int j) { return hasLowPairs || i + j > 1; };
+    MTH_MATRIX p = mth_test::FromRule(kSize, kSize, kDouble, [&](int i, int j) {
+      return isKept(i, j) ? half.Get(i, j) + half.Get(j, i) + (i == j ? 0.01 : 0.0) : 0.0;
+    });
+    p = *mth_test::MatrixPtr(p * (1.0 / Mth_Mean(&p)));
+    const Textbook textbook(p);
+    EXPECT_NEAR(Mth_Variance(&p), textbook.jointVariance + std::pow(textbook.jointAverage - 1.0 - 1.0, 2),
+                kTolerance);
+    EXPECT_NEAR(Mth_Entropy(&p), textbook.jointEntropy * kLn2, kTolerance);
+    EXPECT_NEAR(Mth_MeanSum(&p), Textbook::Average(textbook.sums) - 2.0 - p.Get(0, 1) - p.Get(1, 0),
+                kTolerance);
+    EXPECT_NEAR(Mth_VarDifferences(&p),
+                Textbook::Variance(textbook.differences) +
+                    std::pow(Textbook::Average(textbook.differences) - 1.0 / kSize, 2),
+                kTolerance);
+    EXPECT_NEAR(Mth_EntDifferences(&p), -Textbook::Entropy(textbook.differences) * kLn2, kTolerance);
+    const double information = 1.0 - std::exp(-2.0 * (textbook.productEntropy - textbook.jointEntropy));
+    EXPECT_NEAR(information, 1.0 - std::pow(1.0 - std::pow(Mth_CorrelationInfo2(&p), 2), 1.0 / kLn2),
+                kTolerance);
+    if (hasLowPairs) continue;
+    EXPECT_NEAR(Mth_VarSum(&p), Textbook::Variance(textbook.sums) + 4.0, kTolerance);
+    EXPECT_NEAR(Mth_EntSum(&p), Textbook::Entropy(textbook.sums) * kLn2, kTolerance);
+  }
+}
+
+TEST(Texture, WithoutElementsSumsAreZero) {
+  MTH_MATRIX unallocated;
+  MTH_MATRIX empty(0, 0, kFloat);
+  MTH_MATRIX noColumns(3, 0, kDouble);
+  for (MTH_MATRIX* p : {static_cast<MTH_MATRIX*>(nullptr), &unallocated, &empty, &noColumns}) {
+    for (const Feature& feature : kFeatures) {
+      const double value = feature.compute(p);
+      const std::string name = feature.name;
+      if (name == "correlation" || name == "information 1") {
+        EXPECT_TRUE(std::isnan(value)) << name;
+      } else {
+        EXPECT_EQ(value, 0.0) << name;
+      }
+    }
+  }
+}
+
+TEST(Texture, WithoutMemoryAFeatureIsNotANumber) {
+  MTH_MATRIX p = RandomDistribution(20, 20, kDouble, 0.0, 3);
+  for (const Feature& feature : kFeatures) {
+    const double expected = feature.compute(&p);
+    const int faults = mth_test::ForEachAllocationFault(
+        [&] { return feature.compute(&p); },
+        [&](double value) { EXPECT_TRUE(std::isnan(value) || value == expected) << feature.name; });
+    EXPECT_EQ(faults > 0, feature.allocates) << feature.name;
+  }
+}
+
+}  // namespace

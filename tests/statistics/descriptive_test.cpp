@@ -1,0 +1,410 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstddef>
+#include <fstream>
+#include <functional>
+#include <limits>
+#include <numbers>
+#include <random>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "mth/statistics/Mth_descriptive.h"
+#include "support/allocation_faults.h"
+#include "support/matrices.h"
+#include "support/recording_display.h"
+
+namespace {
+
+using mth_test::Matrix;
+using mth_test::MatrixPtr;
+using Values = std::vector<double>;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kLargest = std::numeric_limits<double>::max();
+
+// The numbers of a file of NIST's reference data sets after its line that starts with this text.
+Values ReadReference(const std::string& name, const std::string& lastHeaderLine) {
+  std::ifstream file(MTH_DATA_DIR "/reference/" + name);
+  std::string line;
+  while (std::getline(file, line) && line.rfind(lastHeaderLine, 0) != 0) {
+  }
+  Values values;
+  while (std::getline(file, line)) {
+    std::istringstream numbers(line);
+    for (double value = 0.0; numbers >> value;) values.push_back(value);
+  }
+  return values;
+}
+
+int Size(const Values& values) {
+  return static_cast<int>(values.size());
+}
+
+MTH_MATRIX ColumnOf(const Values& values, int type = mth_test::kDouble) {
+  return mth_test::FromRule(Size(values), 1, type,
+                            [&](int i, int) { return values[static_cast<std::size_t>(i)]; });
+}
+
+// The elements row after row.
+Values ElementsOf(MTH_MATRIX* matrix) {
+  const MatrixPtr owned(matrix);
+  Values elements;
+  for (int i = 0; owned != nullptr && i < owned->GetNbRows(); ++i) {
+    for (int j = 0; j < owned->GetNbCols(); ++j) elements.push_back(owned->Get(i, j));
+  }
+  return elements;
+}
+
+TEST(Descriptive, MeetsTheCertifiedMomentsOfNist) {
+  struct Case {
+    const char* file;
+    const char* lastHeaderLine;
+    std::size_t count;
+    double mean;
+    double sampleDeviation;
+    double tolerance;  // of the one-pass deviation, which loses the digits that mean and values share
+  };
+  const Case cases[] = {{"Lew.txt", "# Data", 200, -177.435, 277.332168044316, 1e-14},
+                        {"Michelso.txt", "---", 100, 299.8524, 0.0790105478190518, 1e-8}};
+  for (const Case& c : cases) {
+    Values values = ReadReference(c.file, c.lastHeaderLine);
+    ASSERT_EQ(values.size(), c.count) << c.file;
+    const double population = c.sampleDeviation * std::sqrt((Size(values) - 1.0) / Size(values));
+    EXPECT_NEAR(Mth_Mean(values.data(), Size(values)), c.mean, 1e-14 * std::abs(c.mean));
+    EXPECT_NEAR(Mth_StdDeviation(values.data(), Size(values)), population, c.tolerance * population);
+    EXPECT_EQ(Mth_Mean(values), Mth_Mean(values.data(), Size(values)));
+    EXPECT_EQ(Mth_StdDeviation(values), Mth_StdDeviation(values.data(), Size(values)));
+    MTH_MATRIX column = ColumnOf(values);
+    EXPECT_NEAR(ElementsOf(Mth_StdDeviationVector(&column)).at(0), c.sampleDeviation,
+                2e-13 * c.sampleDeviation);
+  }
+}
+
+TEST(Descriptive, FitsTheCertifiedLineOfNist) {
+  const Values pairs = ReadReference("Norris.dat", "Data:       y");
+  ASSERT_EQ(pairs.size(), 72u);
+  Values x;
+  Values y;
+  for (std::size_t i = 0; i < pairs.size(); i += 2) {
+    y.push_back(pairs[i]);
+    x.push_back(pairs[i + 1]);
+  }
+  constexpr double kSlope = 1.00211681802045;
+  EXPECT_NEAR(Mth_Pente(x.data(), y.data(), 36), kSlope, 1e-13);
+  EXPECT_EQ(Mth_Pente(x, y), Mth_Pente(x.data(), y.data(), 36));
+  double meanX, varX, meanY, varY, covXY, r, slope, prob;
+  Mth_StatisticalCriterionCalculations(x.data(), y.data(), 36, &meanX, &varX, &meanY, &varY, &covXY, &r,
+                                       &slope, &prob);
+  EXPECT_NEAR(slope, kSlope, 1e-12);
+  EXPECT_NEAR(r * r, 0.999993745883712, 1e-12);
+  EXPECT_NEAR(meanY - slope * meanX, -0.262323073774029, 1e-9);
+  EXPECT_NEAR(varY * 35.0, 4255954.13232369 + 26.6173985294224, 1e-5);  // the two sums of squares
+}
+
+TEST(Descriptive, SlopesOfEveryNumberTypeAreComputedInDouble) {
+  int ix[] = {std::numeric_limits<int>::min(), 0, std::numeric_limits<int>::max()};
+  int iy[] = {std::numeric_limits<int>::max(), 0, -std::numeric_limits<int>::max()};
+  EXPECT_NEAR(Mth_Pente(ix, iy, 3), -1.0, 1e-9);
+  float fx[] = {0.0f, 1e30f, 2e30f};  // their squares are beyond float
+  float fy[] = {1.0f, 2.0f, 3.0f};
+  EXPECT_NEAR(Mth_Pente(fx, fy, 3), 1e-30, 1e-37);
+  EXPECT_TRUE(std::isnan(Mth_Pente(Values{2, 2, 2}, Values{1, 1, 1})));
+  EXPECT_EQ(Mth_Pente(Values{0, 1, 2}, Values{0, 3, 6, 100}), 3.0);
+  EXPECT_EQ(Mth_Pente(Values{0, 1, 2}, Values{0, 3}), 3.0);
+}
+
+TEST(Descriptive, StartValuesAndDivisorsAreThoseDocumented) {
+  struct Case {
+    Values values;
+    double mean, deviation, smallest;
+    int indexOfSmallest, indexOfLargest;
+  };
+  const Case cases[] = {{{}, 0, 0, kLargest, 0, 0},
+                        {{2, 4}, 3, 1, 2, 0, 1},
+                        {{2000, 3000}, 2500, 500, 2000, 0, 1},
+                        {{-5, -1}, -3, 2, -5, 0, 0},
+                        {{1, 3, 3, 1}, 2, 1, 1, 0, 1},
+                        {{1000, 999, 999, 1003}, 1000.25, std::sqrt(2.6875), 999, 1, 3}};
+  for (Case c : cases) {
+    double* const x = c.values.data();
+    const int n = Size(c.values);
+    EXPECT_DOUBLE_EQ(Mth_Mean(x, n), c.mean) << n;
+    EXPECT_DOUBLE_EQ(Mth_StdDeviation(x, n), c.deviation) << n;
+    EXPECT_EQ(Mth_Min(x, n), c.smallest) << n;
+    EXPECT_EQ(Mth_Min(c.values), c.smallest) << n;
+    EXPECT_EQ(Mth_Ind_Min(x, n), c.indexOfSmallest) << n;
+    EXPECT_EQ(Mth_Ind_Max(x, n), c.indexOfLargest) << n;
+  }
+  EXPECT_EQ(Mth_Min(Values{kNaN, 3, kNaN, 2}), 2.0);
+  // 5 (5 x 0.7^2) is less than (5 x 0.7)^2 once rounded.
+  EXPECT_TRUE(std::isnan(Mth_StdDeviation(Values(5, 0.7))));
+}
+
+TEST(Descriptive, MeansAndCovariancesAreThePlainSums) {
+  std::mt19937 engine(41);
+  std::normal_distribution<double> normal(5.0, 2.0);
+  for (const short d : std::vector<short>{1, 2, 3, 4, 5, 8, 9}) {
+    for (const int n : {1, 2, 77}) {
+      const auto dimensions = static_cast<std::size_t>(d);
+      const auto count = static_cast<std::size_t>(n);
+      std::vector<Values> x(dimensions, Values(count));
+      std::vector<Values> y(dimensions, Values(count));
+      std::vector<double*> rowsX, rowsY;
+      Values meansX, meansY;
+      for (std::size_t i = 0; i < dimensions; ++i) {
+        for (double& value : x[i]) value = normal(engine);
+        for (double& value : y[i]) value = normal(engine);
+        rowsX.push_back(x[i].data());
+        rowsY.push_back(y[i].data());
+        meansX.push_back(Mth_Mean(x[i]));
+        meansY.push_back(Mth_Mean(y[i]));
+      }
+      Values means(dimensions);
+      Mth_MeanVector(rowsX.data(), n, d, means.data());
+      EXPECT_EQ(means, meansX);
+      Mth_MeanVector(rowsY.data(), static_cast<short>(n), d, means.data());
+      EXPECT_EQ(means, meansY);
+      Mth_MeanVector(rowsX.data(), 0, d, means.data());
+      EXPECT_EQ(means, meansY);  // nothing written
+
+      Values expected;
+      for (std::size_t i = 0; i < dimensions; ++i) {
+        for (std::size_t j = 0; j < dimensions; ++j) {
+          double sum = 0.0;
+          for (std::size_t k = 0; k < count; ++k) sum += x[i][k] * y[j][k];
+          expected.push_back(sum * (1.0 / n) - meansX[i] * meansY[j]);
+        }
+      }
+      EXPECT_EQ(ElementsOf(Mth_CovarianceMatrix(rowsX.data(), rowsY.data(), n, d)), expected)
+          << d << ' ' << n;
+      EXPECT_EQ(ElementsOf(Mth_CovarianceMatrix(rowsX.data(), rowsY.data(), static_cast<short>(n), d)),
+                expected);
+    }
+  }
+}
+
+TEST(Descriptive, MatricesAreNullWhenMemoryRunsOut) {
+  double values[] = {1, 2, 3};
+  double* rows[] = {values, values, values};
+  MTH_MATRIX m = mth_test::RandomMatrix(3, 3, mth_test::kDouble, 3);
+  const std::function<MTH_MATRIX*()> makers[] = {
+      [&] { return Mth_CovarianceMatrix(rows, rows, 3, 3); }, [&] { return Mth_MeanVector(&m); },
+      [&] { return Mth_StdDeviationVector(&m); }, [&] { return Mth_Opt_Matrix(&m); }};
+  for (const auto& make : makers) {
+    int complete = 0;
+    const int faults = mth_test::ForEachAllocationFault([&] { return MatrixPtr(make()) != nullptr; },
+                                                        [&](bool isMade) { complete += isMade ? 1 : 0; });
+    EXPECT_GE(faults, 1);
+    EXPECT_EQ(complete, 1);
+  }
+}
+
+TEST(Descriptive, ColumnsKeepTheElementTypeAndTheSampleDivisor) {
+  for (const int type : {mth_test::kDouble, mth_test::kFloat}) {
+    MTH_MATRIX m = Matrix({{2, 1, -7}, {4, 1, 2}}, type);
+    const MatrixPtr means(Mth_MeanVector(&m));
+    const MatrixPtr deviations(Mth_StdDeviationVector(&m));
+    EXPECT_EQ(means->GetType(), type);
+    EXPECT_EQ(deviations->GetType(), type);
+    EXPECT_TRUE(mth_test::Near(*means, Matrix({{3, 1, -2.5}}, type), 0.0));
+    EXPECT_TRUE(
+        mth_test::Near(*deviations, Matrix({{std::numbers::sqrt2, 0, std::sqrt(40.5)}}, type), 1e-15));
+  }
+  MTH_MATRIX one = Matrix({{3}});
+  EXPECT_TRUE(std::isnan(ElementsOf(Mth_StdDeviationVector(&one)).at(0)));
+  MTH_MATRIX unallocated;
+  for (MTH_MATRIX* none : {static_cast<MTH_MATRIX*>(nullptr), &unallocated}) {
+    EXPECT_EQ(Mth_MeanVector(none), nullptr);
+    EXPECT_EQ(Mth_StdDeviationVector(none), nullptr);
+    EXPECT_EQ(Mth_Opt_Matrix(none), nullptr);
+    EXPECT_EQ(Mth_Median(none), 0.0);
+  }
+}
+
+struct Spearman {
+  double d = -9.0, zd = -9.0, probd = -9.0, rs = -9.0, probrs = -9.0;
+  Spearman(Values x, Values y) {
+    Mth_CorrelationRatioOfSpearman(x.data(), y.data(), Size(x), &d, &zd, &probd, &rs, &probrs);
+  }
+};
+
+TEST(Descriptive, SpearmanMeetsTablesWithAndWithoutTies) {
+  struct Case {
+    Values x, y;
+    double d, rs, probrs;
+  };
+  // Correlation and significance by scipy 1.10.1, spearmanr.
+  const Case cases[] = {
+      {{1, 2, 3, 4, 5, 6}, {2, 1, 4, 3, 6, 5}, 6, 0.8285714285714287, 0.04156268221574334},
+      {{106, 100, 86, 101, 99, 103, 97, 113, 112, 110},  // intelligence and hours of television
+       {7, 27, 2, 50, 28, 29, 20, 12, 6, 17},
+       194,
+       -29.0 / 165.0,
+       0.6271883447764844},
+      {{10.4, 10.8, 11.1, 10.2, 10.3, 10.2, 10.7, 10.5, 10.8, 11.2, 10.6, 11.4},  // wings and tails of birds
+       {7.4, 7.6, 7.9, 7.2, 7.4, 7.1, 7.4, 7.2, 7.8, 7.7, 7.8, 8.3},              // (Zar: 0.851)
+       42,
+       0.851085234543963,
+       0.00044667407421624896},
+      {{1, 2, 2, 3, 3, 3, 4, 5, 5, 6},
+       {2, 2, 1, 4, 3, 3, 6, 5, 6, 6},
+       13.5,
+       0.9150943396226415,
+       0.00020500958565931347},
+      {{5, 4, 4, 3, 2, 2, 2, 1}, {1, 1, 2, 3, 3, 4, 5, 5}, 153.5, -0.918821785756253, 0.001257288000408827},
+  };
+  for (const Case& c : cases) {
+    const Spearman result(c.x, c.y);
+    EXPECT_EQ(result.d, c.d);
+    EXPECT_NEAR(result.rs, c.rs, 1e-14);
+    EXPECT_NEAR(result.probrs, c.probrs, 1e-6 * c.probrs);
+    EXPECT_NEAR(result.zd, -c.rs * std::sqrt(Size(c.x) - 1.0), 1e-13);  // holds with ties, too
+    const double tail = std::erfc(std::abs(result.zd) / std::numbers::sqrt2);
+    EXPECT_NEAR(result.probd, tail, 6e-7 * tail);
+  }
+  const Spearman same({3, 1, 2}, {30, 10, 20});
+  EXPECT_EQ(same.d, 0.0);
+  EXPECT_EQ(same.rs, 1.0);
+  EXPECT_EQ(same.probrs, 0.0);
+  const Spearman constant({1, 2, 3}, {4, 4, 4});
+  EXPECT_EQ(constant.zd, 0.0);
+  EXPECT_EQ(constant.rs, 0.0);
+  EXPECT_NEAR(constant.probd, 1.0, 5.2e-7);
+  EXPECT_NEAR(constant.probrs, 1.0, 1e-6);
+}
+
+TEST(Descriptive, SpearmanWritesNothingWithoutMemory) {
+  Values x(100, 1.0);
+  double out[5];
+  const int faults = mth_test::ForEachAllocationFault(
+      [&] {
+        std::fill(std::begin(out), std::end(out), -9.0);
+        Mth_CorrelationRatioOfSpearman(x.data(), x.data(), 100, out, out + 1, out + 2, out + 3, out + 4);
+        return out[0];
+      },
+      [&](double) {
+        for (const double value : out) EXPECT_EQ(value == -9.0, out[0] == -9.0);
+      });
+  EXPECT_GE(faults, 1);
+  EXPECT_EQ(out[0], 0.0);
+}
+
+TEST(Descriptive, CorrelationMixesOneAndTwoSidedTails) {
+  struct Case {
+    Values x, y;
+    double r, slope, prob;
+  };
+  const Case cases[] = {
+      {{1}, {1}, 0, 0, 0},
+      {{1, 2}, {5, 9}, 1, 4, 0},
+      {{1, 2, 3}, {1, 3, 2}, 0.5, 0.5, 1.0 / 3.0},  // one-sided: atan(-1 / sqrt(3)) / pi + 1/2
+      {{1, 2, 3}, {1, 2, 1}, 0, 0, 0.5},            // one-sided, atan(0)
+      {{-1, 1, -1, 1}, {1, 1, -1, -1}, 0, 0, 0.5},  // no tail is asked for
+      {{4, 4, 4, 4}, {1, 2, 3, 4}, 0, 0, 0.5},
+      {{1, 2, 3, 4, 5, 6}, {2, 1, 4, 3, 7, 5}, 0.7917946548886294, 3.2 / 3.5, 0.06051140336275671},  // scipy
+      {{1, 2, 3, 4, 5, 6}, {-2, -1, -4, -3, -7, -5}, -0.7917946548886294, -3.2 / 3.5, 0.06051140336275671},
+  };
+  double meanX, varX, meanY, varY, covXY, r, slope, prob;
+  for (Case c : cases) {
+    Mth_StatisticalCriterionCalculations(c.x.data(), c.y.data(), Size(c.x), &meanX, &varX, &meanY, &varY,
+                                         &covXY, &r, &slope, &prob);
+    EXPECT_NEAR(r, c.r, 1e-14);
+    EXPECT_NEAR(slope, c.slope, 1e-14);
+    EXPECT_NEAR(prob, c.prob, 1e-6);
+    EXPECT_EQ(meanY, Mth_Mean(c.y));
+  }
+  // From 10,000,000 degrees of freedom on: one-sided and normal. t = r sqrt(n) / sqrt(1 - r^2), r = 3e-4
+  // here.
+  constexpr int kCount = 10000004;
+  Values x(kCount);
+  Values y(kCount);
+  for (int i = 0; i < kCount; ++i) {
+    x[static_cast<std::size_t>(i)] = i % 2 == 0 ? 1.0 : -1.0;
+    y[static_cast<std::size_t>(i)] = (i % 4 < 2 ? 1.0 : -1.0) + 3e-4 * x[static_cast<std::size_t>(i)];
+  }
+  Mth_StatisticalCriterionCalculations(x.data(), y.data(), kCount, &meanX, &varX, &meanY, &varY, &covXY, &r,
+                                       &slope, &prob);
+  EXPECT_NEAR(slope, 3e-4, 1e-12);
+  const double tail = 0.5 * std::erfc(3e-4 * std::sqrt(kCount) / std::numbers::sqrt2);
+  EXPECT_NEAR(prob, tail, 1e-6 * tail);
+}
+
+TEST(Descriptive, MedianOfAMatrixLeavesItsColumnsSorted) {
+  struct Case {
+    MTH_MATRIX matrix, sorted;
+    double median;
+  };
+  for (const int type : {mth_test::kDouble, mth_test::kFloat}) {
+    Case cases[] = {
+        {Matrix({{-3}, {1}, {2}}, type), Matrix({{1}, {2}, {3}}, type), 2},
+        {Matrix({{-4, 9}, {1, -1}}, type), Matrix({{1, 1}, {4, 9}}, type), 3.75},  // (2.5 + 5) / 2
+        {Matrix({{5, -2, 8}}, type), Matrix({{5, 2, 8}}, type), 5},
+    };
+    for (Case& c : cases) {
+      EXPECT_EQ(Mth_Median(&c.matrix), c.median);
+      EXPECT_TRUE(mth_test::Near(c.matrix, c.sorted, 0.0));
+    }
+  }
+  const MTH_MATRIX before = mth_test::RandomMatrix(90, 70, mth_test::kDouble, 5);
+  MTH_MATRIX m = before;
+  const mth_test::AllocationFaults faults(0);
+  EXPECT_EQ(Mth_Median(&m), 0.0);
+  EXPECT_TRUE(mth_test::Near(m, before, 0.0));
+}
+
+TEST(Descriptive, MedianOfAVectorIsTheLowerMiddleOne) {
+  struct Case {
+    Values values;
+    double median;
+    int index;
+    bool isReported;
+  };
+  const Case cases[] = {{{}, 0, 77, false},
+                        {{1, 2, 3, 4}, 2, 1, false},
+                        {{3, 1, 2}, 2, 2, false},
+                        {{5, 3, 5, 5}, 5, 0, false},
+                        {{0.5}, 0.5, 0, false},
+                        {{0, 0}, 0, 0, false},
+                        {{1000}, 1000, 0, false},
+                        {{0.25}, 0.25, 0, true},
+                        {{1000.5}, 1000.5, 0, true},
+                        {{9, -1, -2}, -1, 1, true},
+                        {{0.999}, 0.999, 0, true},
+                        {{kNaN, 2, 1}, 2, 1, false},
+                        {{kNaN, kNaN}, kNaN, -1, false}};
+  for (const Case& c : cases) {
+    mth_test::RecordingDisplay display;
+    int index = 77;
+    const double median = Mth_Median(c.values, index);
+    EXPECT_TRUE(median == c.median || (std::isnan(median) && std::isnan(c.median))) << median;
+    EXPECT_EQ(index, c.index) << c.median;
+    const std::vector<mth_test::ShownMessage> reported(c.isReported ? 1 : 0,
+                                                       {"dex", MessageKind::Error, "Error"});
+    EXPECT_EQ(display.messages, reported) << c.median;
+  }
+}
+
+TEST(Descriptive, SmallestEntriesOfARowCarryTheIndexOver) {
+  for (const int type : {mth_test::kDouble, mth_test::kFloat}) {
+    MTH_MATRIX m = Matrix({{0, 5, 1}, {1, 5, 0}, {2, 7, 8}, {9, 4, 6}, {9, 8, 7}}, type);
+    const Values expected = {
+        0, -1, 0, 0, -1, 0, 0, -1, 0,  // smallest at column 0: no index, and nothing below it
+        1, 2,  0, 1, -1, 1, 1, -1, 1,  //
+        2, 2,  2, 2, -1, 2, 2, -1, 2,  // again at column 0: the index of the row before
+        3, 1,  4, 3, 2,  6, 3, -1, 9,  //
+        4, 2,  7, 4, 1,  8, 4, -1, 9,
+    };
+    const MatrixPtr result(Mth_Opt_Matrix(&m));
+    EXPECT_EQ(result->GetType(), mth_test::kDouble);
+    EXPECT_EQ(result->GetNbCols(), 9);
+    EXPECT_EQ(ElementsOf(new MTH_MATRIX(*result)), expected);
+  }
+  MTH_MATRIX noColumns(2, 0, mth_test::kDouble);
+  EXPECT_EQ(ElementsOf(Mth_Opt_Matrix(&noColumns)), Values(18, 0.0));
+}
+
+}  // namespace

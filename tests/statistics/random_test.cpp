@@ -1,0 +1,280 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <ctime>
+#include <limits>
+#include <map>
+#include <utility>
+#include <vector>
+
+#include "mth/statistics/Mth_random.h"
+
+// The streams belong to the process: every test seeds those that it draws from. Stream 4 is never seeded.
+
+namespace {
+
+constexpr short kUnseeded = 4;
+constexpr short kNoStream[] = {-1, 5, 32767, -32768};
+constexpr double kLargestUniform = 0.99999988;
+
+int clockReading = 0;
+
+// For its own life, a clock that stands still.
+class StoppedClock {
+ public:
+  explicit StoppedClock(int hundredths) {
+    clockReading = hundredths;
+    former_ = Mth_SetRandomClock([] { return clockReading; });
+  }
+  ~StoppedClock() { Mth_SetRandomClock(former_); }
+  StoppedClock(const StoppedClock&) = delete;
+  StoppedClock& operator=(const StoppedClock&) = delete;
+
+ private:
+  int (*former_)();
+};
+
+void Seed(short stream, int hundredths) {
+  const StoppedClock clock(hundredths);
+  ASSERT_TRUE(Mth_InitRandom1(stream));
+}
+
+std::vector<double> Uniforms(short stream, int hundredths, int count) {
+  Seed(stream, hundredths);
+  std::vector<double> uniforms;
+  for (int i = 0; i < count; ++i) uniforms.push_back(Mth_Random1(stream));
+  return uniforms;
+}
+
+TEST(Random, SubtractiveDrawsAreThoseOfKnuth) {
+  // The first draws and the 10,000th, by GSL 2.7.1: gsl_rng_ran3 with the clock as seed.
+  const std::map<int, std::vector<double>> cases = {
+      {1, {298227348, 715119168, 33021107, 874393600, 534194424, 631586247, 186340785}},
+      {4321, {89338708, 631895968, 915018387, 253675360, 289442744, 882872007, 134196945}},
+      {8639999, {992340352, 484498438, 763746849, 607645414, 742984772, 777989911, 994518259}}};
+  for (const auto& [hundredths, expected] : cases) {
+    const std::vector<double> draws = Uniforms(2, hundredths, 10000);
+    for (std::size_t i = 0; i < 6; ++i) EXPECT_EQ(draws[i], expected[i] * 1e-9) << hundredths;
+    EXPECT_EQ(draws.back(), expected.back() * 1e-9) << hundredths;
+    int wrong = 0;
+    for (std::size_t k = 55; k < draws.size();
+         ++k) {  // x[k] = x[k - 55] - x[k - 24], but for draws cut at the top
+      const double difference = draws[k - 55] - draws[k - 24];
+      const double wrapped = difference < 0.0 ? difference + 1.0 : difference;
+      wrong +=
+          std::abs(draws[k] - wrapped) > 1e-14 && std::max(draws[k], draws[k - 55]) < kLargestUniform ? 1 : 0;
+    }
+    EXPECT_EQ(wrong, 0) << hundredths;
+  }
+  EXPECT_EQ(Uniforms(0, 8640001, 3), Uniforms(1, 1, 3));  // the clock counts modulo one day
+  EXPECT_EQ(Uniforms(0, -1, 3), Uniforms(1, 8639999, 3));
+}
+
+TEST(Random, UniformDeviatesFillTheirInterval) {
+  const std::vector<double> draws = Uniforms(0, 777, 200000);
+  long seed = -777;
+  double sums[4] = {};
+  for (const double u : draws) {
+    EXPECT_TRUE(u >= 0.0 && u <= kLargestUniform) << u;
+    const double v = static_cast<double>(Mth_RandomGenerator(&seed));
+    EXPECT_TRUE(v > 0.0 && v < 1.0) << v;
+    sums[0] += u;
+    sums[1] += u * u;
+    sums[2] += v;
+    sums[3] += v * v;
+  }
+  const double count = static_cast<double>(draws.size());
+  for (const int first : {0, 2}) {
+    EXPECT_NEAR(sums[first] / count, 0.5, 0.005);
+    EXPECT_NEAR(sums[first + 1] / count, 1.0 / 3.0, 0.005);
+  }
+}
+
+TEST(Random, StreamsOfAFamilyShareTheirCursors) {
+  const std::vector<double> reference = Uniforms(0, 99, 6);
+  Seed(0, 99);
+  Seed(1, 99);
+  EXPECT_EQ(Mth_Random1(0), reference[0]);
+  EXPECT_EQ(Mth_Random1(1), reference[0]);  // its table sets the cursors back
+  EXPECT_EQ(Mth_Random1(0), reference[1]);
+  EXPECT_EQ(Mth_Random1(1), reference[2]);  // stream 0 has moved the cursors past the second entry
+  EXPECT_EQ(Mth_Random1(kUnseeded), 0.0);   // and so does a stream without a table
+  EXPECT_EQ(Mth_Random1(0), reference[4]);
+  const StoppedClock clock(99);
+  EXPECT_TRUE(Mth_InitRandom2(0, 0, 1));
+  Mth_Random2(0);  // another family
+  EXPECT_EQ(Mth_Random1(1), reference[5]);
+}
+
+TEST(Random, BadAndUnseededStreamsAnswerWithoutDrawing) {
+  const std::vector<double> reference = Uniforms(0, 12345, 2);
+  Seed(0, 12345);
+  EXPECT_EQ(Mth_Random1(0), reference[0]);
+  for (const short stream : kNoStream) {
+    EXPECT_FALSE(Mth_InitRandom1(stream));
+    EXPECT_FALSE(Mth_InitRandom2(stream, 1, 2));
+    EXPECT_FALSE(Mth_InitRandom3(stream));
+    EXPECT_FALSE(Mth_InitNormalRandom(stream));
+    EXPECT_EQ(Mth_Random1(stream), -1.0);
+    EXPECT_EQ(Mth_Random2(stream), -1);
+    EXPECT_EQ(Mth_Random3(stream), -1);
+    EXPECT_EQ(Mth_NormalRandomGenerator(stream), 0.0f);
+  }
+  EXPECT_EQ(Mth_Random1(0), reference[1]);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(Mth_Random1(kUnseeded), 0.0);
+    EXPECT_EQ(Mth_Random2(kUnseeded), 0);
+    EXPECT_EQ(Mth_Random3(kUnseeded), 0);
+    EXPECT_EQ(Mth_NormalRandomGenerator(kUnseeded), 0.0f);
+  }
+}
+
+TEST(Random, StreamsWithoutAClockAreSeededFromTheTimeOfDay) {
+  const auto hundredthsNow = [] {
+    std::timespec now{};
+    std::timespec_get(&now, TIME_UTC);
+    const std::tm local = *std::localtime(&now.tv_sec);
+    return ((local.tm_hour * 60 + local.tm_min) * 60 + local.tm_sec) * 100 +
+           static_cast<int>(now.tv_nsec / 10000000);
+  };
+  EXPECT_EQ(Mth_SetRandomClock(nullptr), nullptr);
+  const int before = hundredthsNow();
+  EXPECT_TRUE(Mth_InitRandom1(3));
+  const int after = hundredthsNow();
+  const double drawn = Mth_Random1(3);
+  bool isFound = before == 0 || after < before;  // midnight seeds nothing
+  for (int reading = before; reading <= after; ++reading) isFound |= Uniforms(2, reading, 1)[0] == drawn;
+  EXPECT_TRUE(isFound) << before << ' ' << after;
+}
+
+TEST(Random, IntegersFollowTheUniformDeviatesOfTheSameSeed) {
+  const std::pair<short, short> ranges[] = {{3, 5}, {-5, 5}, {7, 7}, {-32768, 32767}, {0, 1}};
+  for (const auto& [low, high] : ranges) {
+    const std::vector<double> uniforms = Uniforms(1, 5000, 3000);
+    const StoppedClock clock(5000);
+    EXPECT_TRUE(Mth_InitRandom2(1, low, high));
+    std::map<int, int> counts;
+    for (const double u : uniforms) {
+      const int drawn = Mth_Random2(1);
+      EXPECT_EQ(drawn, std::floor((high + 1.0 - low) * u) + low);
+      ++counts[drawn];
+    }
+    EXPECT_GE(counts.begin()->first, low);
+    EXPECT_LE(counts.rbegin()->first, high);
+    for (int value = low; high - low < 20 && value <= high; ++value) {
+      EXPECT_NEAR(counts[value], 3000.0 / (high - low + 1), 150.0) << value;
+    }
+  }
+}
+
+TEST(Random, BitsRepeatOnlyAfterAFullPeriod) {
+  constexpr std::size_t kPeriod = (1u << 18) - 1;  // the polynomial of degree 18 is primitive
+  const StoppedClock clock(8639998);
+  EXPECT_TRUE(Mth_InitRandom3(2));
+  std::vector<short> bits;
+  for (std::size_t i = 0; i < kPeriod + 1000; ++i) bits.push_back(Mth_Random3(2));
+  EXPECT_EQ(std::count(bits.begin(), bits.begin() + kPeriod, 1), 1 << 17);
+  EXPECT_TRUE(std::equal(bits.begin() + kPeriod, bits.end(), bits.begin()));
+  int wrong = 0;
+  for (std::size_t k = 18; k < bits.size(); ++k) {
+    wrong += bits[k] != (bits[k - 18] ^ bits[k - 5] ^ bits[k - 2] ^ bits[k - 1]) ? 1 : 0;
+  }
+  EXPECT_EQ(wrong, 0);
+}
+
+TEST(Random, MidnightSeedsNothing) {
+  const std::vector<double> reference = Uniforms(0, 321, 3);
+  Seed(0, 321);
+  EXPECT_EQ(Mth_Random1(0), reference[0]);
+  const StoppedClock clock(0);
+  EXPECT_TRUE(Mth_InitRandom1(0));
+  EXPECT_EQ(Mth_Random1(0), reference[1]);  // a running stream runs on
+  EXPECT_TRUE(Mth_InitRandom3(1));
+  for (int i = 0; i < 40; ++i) EXPECT_EQ(Mth_Random3(1), 0);
+}
+
+TEST(Random, CombinedDrawsFollowTheirRecurrences) {
+  // Worked out from the two congruences and the shuffle in whole numbers of another language: the first five
+  // draws, the 10,000th and the seed that it leaves.
+  const std::map<long, std::vector<double>> cases = {
+      {-1, {723420309, 172086428, 1511817966, 1658898790, 1131219299, 578308690, 1276080360}},
+      {0, {723420309, 172086428, 1511817966, 1658898790, 1131219299, 578308690, 1276080360}},
+      {-123456, {901377726, 368347449, 291378744, 846175199, 1445080863, 1553460962, 952553014}},
+      {-2147483562, {68930984, 2075537872, 513586575, 1085280151, 1301347045, 1225181512, 29018669}}};
+  for (const auto& [start, expected] : cases) {
+    long seed = start;
+    std::vector<float> draws;
+    for (int i = 0; i < 10000; ++i) draws.push_back(Mth_RandomGenerator(&seed));
+    for (std::size_t i = 0; i < 5; ++i)
+      EXPECT_EQ(draws[i], static_cast<float>(expected[i] / 2147483563.0)) << start;
+    EXPECT_EQ(draws.back(), static_cast<float>(expected[5] / 2147483563.0)) << start;
+    EXPECT_EQ(static_cast<double>(seed), expected[6]) << start;
+  }
+  for (const long extreme : {std::numeric_limits<long>::min(), std::numeric_limits<long>::max()}) {
+    long seed = extreme;
+    for (int i = 0; i < 100; ++i) {
+      const float drawn = Mth_RandomGenerator(&seed);
+      EXPECT_TRUE(drawn > 0.0f && drawn < 1.0f && seed > 0) << extreme;
+    }
+  }
+}
+
+TEST(Random, NormalDeviatesComeInPairsFromTheUniformOnes) {
+  const std::vector<double> uniforms = Uniforms(0, 2024, 100);
+  Mth_NormalRandomGenerator(0);
+  Mth_NormalRandomGenerator(kUnseeded);  // nothing is kept now, whatever was before
+  Seed(0, 2024);
+  std::size_t used = 0;
+  for (int pair = 0; pair < 20; ++pair) {
+    double v1 = 0.0;
+    double v2 = 0.0;
+    double square = 0.0;
+    do {
+      v1 = 2.0 * uniforms[used] - 1.0;
+      v2 = 2.0 * uniforms[used + 1] - 1.0;
+      used += 2;
+      square = v1 * v1 + v2 * v2;
+    } while (square >= 1.0);
+    const double first = static_cast<double>(Mth_NormalRandomGenerator(0));
+    const double second = static_cast<double>(Mth_NormalRandomGenerator(kUnseeded));  // kept for any stream
+    EXPECT_NEAR(first * first + second * second, -2.0 * std::log(square), 1e-5);
+    EXPECT_NEAR(first * v1, second * v2, 1e-5);
+    EXPECT_EQ(Mth_Random1(0), uniforms[used++]);  // nothing else was drawn
+  }
+}
+
+TEST(Random, NormalDeviatesHaveTheMomentsOfTheirLaw) {
+  const StoppedClock clock(31415);
+  EXPECT_TRUE(Mth_InitNormalRandom(2));
+  constexpr int kCount = 200000;
+  double sums[4] = {};
+  for (int i = 0; i < kCount; ++i) {
+    const double x = static_cast<double>(Mth_NormalRandomGenerator(2));
+    sums[0] += x;
+    sums[1] += x * x;
+    sums[2] += x * x * x;
+    sums[3] += x * x * x * x;
+  }
+  const double moments[] = {0.0, 1.0, 0.0, 3.0};
+  for (int k = 0; k < 4; ++k) EXPECT_NEAR(sums[k] / kCount, moments[k], 0.06) << k + 1;
+}
+
+TEST(Random, SelectsDistinctIntegersTheSameInEveryProcess) {
+  using Selection = std::vector<short>;
+  const auto select = [](short k, short n) {
+    Selection out(static_cast<std::size_t>(std::max<short>(k, 0)), -7);
+    EXPECT_EQ(Mth_Random_SelectAleat(k, n, out.data()), k <= n);
+    return out;
+  };
+  // Worked out like the draws above, from the seed -10, which only the first run in a process meets.
+  EXPECT_EQ(select(8, 100), (Selection{28, 21, 42, 30, 36, 73, 84, 88}));
+  EXPECT_EQ(select(5, 5), (Selection{4, 0, 1, 2, 3}));
+  EXPECT_EQ(select(4, 30000), (Selection{11407, 13869, 25962, 15084}));
+  EXPECT_EQ(select(3, 2), (Selection{-7, -7, -7}));
+  EXPECT_EQ(select(0, 0), Selection{});
+  EXPECT_EQ(select(-1, 0), Selection{});
+}
+
+}  // namespace
