@@ -29,6 +29,16 @@ constexpr ClusteringMethod kFuzzyCMeans{
       return engine.GetSample(sample)->GetMembership(cluster);
     }};
 
+// The credal partition turned into probabilities of the classes.
+constexpr ClusteringMethod kEvidentialCMeans{
+    [](MTH_CLUSTERING& engine) {
+      return engine.ApplyEvidentialFuzzyCMeanClustering() < kNoResult && engine.initPignisticPartition();
+    },
+    [](MTH_CLUSTERING& engine, int sample, int cluster) {
+      const double probability = engine.GetPignisticPartition()->Get(sample, cluster);
+      return std::isfinite(probability) ? probability : 0.0;  // it is not where all belief is in an outlier
+    }};
+
 bool IsInside(double value) {
   return value > 0.0;  // also false for a value that is not a number
 }
@@ -118,6 +128,9 @@ const std::vector<Processing>& Processings() {
   static const std::vector<Processing> processings{
       {"&Fuzzy c-means", "Tissue classes with memberships between 0 and 1",
        [](const Request& request) { return Segment(request, kFuzzyCMeans); }},
+      {"&Evidential c-means",
+       "Tissue classes with probabilities, drawn from the belief in every set of classes",
+       [](const Request& request) { return Segment(request, kEvidentialCMeans); }},
   };
   return processings;
 }

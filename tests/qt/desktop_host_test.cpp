@@ -125,6 +125,27 @@ TEST_F(DesktopHost, EveryComputationChangesThePictureOrTellsWhyNot) {
   }
 }
 
+// With two classes the methods differ only where tissues mix.
+TEST_F(DesktopHost, ClusteringsAgreeOnMostVoxels) {
+  const example::GreyImage image = example::ReadImage(kSlice);
+  std::vector<std::vector<std::uint8_t>> labelings;
+  for (const auto& processing : desktop_host::Processings()) {
+    const desktop_host::Outcome outcome = processing.run({image, image, 2});
+    if (!outcome.segmentation) continue;
+    const desktop_host::Segmentation& found = *outcome.segmentation;
+    labelings.push_back(found.labels);
+    std::size_t agreeing = 0;
+    std::size_t inside = 0;
+    for (std::size_t voxel = 0; voxel < image.values.size(); ++voxel) {
+      EXPECT_EQ(found.labels[voxel] > 0, image.values[voxel] > 0.0);
+      inside += found.labels[voxel] > 0 ? 1 : 0;
+      agreeing += found.labels[voxel] > 0 && found.labels[voxel] == labelings[0][voxel] ? 1 : 0;
+    }
+    EXPECT_GT(static_cast<double>(agreeing), 0.9 * static_cast<double>(inside)) << processing.name;
+  }
+  EXPECT_EQ(labelings.size(), 2U);
+}
+
 TEST_F(DesktopHost, TheLibraryTellsOfAClassThatDoesNotExist) {
   window_->Open(kSlice);
   ASSERT_TRUE(Take("Compute", "Fuzzy c-means"));
