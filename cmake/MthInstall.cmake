@@ -9,10 +9,21 @@ install(TARGETS mth mth_std EXPORT mthTargets
         RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 install(EXPORT mthTargets NAMESPACE mth:: DESTINATION "${MTH_PACKAGE_DIR}")
 
+# A set of its own: hosts without Qt use the package all the same.
+if(MTH_QT)
+  install(TARGETS mth_std_qt EXPORT mthQtTargets
+          ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+          LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+          RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+  install(EXPORT mthQtTargets NAMESPACE mth:: DESTINATION "${MTH_PACKAGE_DIR}")
+else()
+  set(MTH_WITHOUT_QT_HEADERS PATTERN "qt" EXCLUDE)
+endif()
+
 # Every header is public but the internal ones, which share one of these names.
 foreach(folder std mth)
   install(DIRECTORY "${PROJECT_SOURCE_DIR}/${folder}/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}"
-          FILES_MATCHING PATTERN "*.h" PATTERN "*_internal.h" EXCLUDE)
+          FILES_MATCHING PATTERN "*.h" PATTERN "*_internal.h" EXCLUDE ${MTH_WITHOUT_QT_HEADERS})
 endforeach()
 
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/mthConfig.cmake.in"

@@ -3,6 +3,7 @@
 BUILD_PACKAGES=(g++ cmake ninja-build)
 EXAMPLE_PACKAGES=(libcli11-dev libpng-dev libnifti2-dev zlib1g-dev nlohmann-json3-dev)
 TEST_PACKAGES=(libgtest-dev)
+QT_PACKAGES=(qt6-base-dev xvfb xauth xdotool) # the windows, and the screen on which they are tested
 
 is_installed() {
   dpkg-query --show --showformat='${db:Status-Status}' "$1" 2>/dev/null | grep -qx installed

@@ -8,6 +8,8 @@
 #include <unistd.h>
 #endif
 
+#include "std/Std_default_title_internal.h"
+
 namespace {
 
 constexpr int kOkResult = 1;
@@ -20,19 +22,6 @@ bool IsTerminal(std::FILE* stream) {
 #else
   return isatty(fileno(stream)) != 0;
 #endif
-}
-
-const char* DefaultTitle(MessageKind kind) {
-  switch (kind) {
-    case MessageKind::Warning:
-      return "Avertissement";
-    case MessageKind::Error:
-      return "Erreur";
-    case MessageKind::Confirmation:
-      return "Confirmation";
-    default:
-      return "Information";
-  }
 }
 
 // Control characters would break the line or steer the terminal.
@@ -134,7 +123,7 @@ STD_CONSOLE_DISPLAY::STD_CONSOLE_DISPLAY(std::FILE* stream, Progress progress)
                      (progress == Progress::OnTerminal && IsTerminal(stream))) {}
 
 int STD_CONSOLE_DISPLAY::ShowMessage(const std::string& text, MessageKind kind, const std::string& caption) {
-  const std::string title = OnOneLine(caption.empty() ? DefaultTitle(kind) : caption);
+  const std::string title = OnOneLine(caption.empty() ? mth_internal::DefaultTitle(kind) : caption);
   CloseLine(stream_, lineIsOpen_);
   std::fprintf(stream_, "%s: %s\n", title.c_str(), OnOneLine(text).c_str());
   std::fflush(stream_);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 #include "std/Std_display_internal.h"
 
@@ -37,6 +38,8 @@ TSTD_WAIT_BAR::TSTD_WAIT_BAR() {
   } catch (...) {
   }
 }
+
+TSTD_WAIT_BAR::TSTD_WAIT_BAR(std::unique_ptr<STD_WAIT_BAR_VIEW> view) : view_(std::move(view)) {}
 
 TSTD_WAIT_BAR::~TSTD_WAIT_BAR() = default;
 

@@ -15,6 +15,8 @@ class MTH_EXPORT TSTD_WAIT_BAR {
  public:
   /// A hidden window: title "Title", action "Action", 10 steps, maximum 100, position 0.
   TSTD_WAIT_BAR();
+  /// The same, painted by the given view instead of one of the installed display; null paints nothing.
+  explicit TSTD_WAIT_BAR(std::unique_ptr<STD_WAIT_BAR_VIEW> view);
   /// Closes the window; the cursor is the default one again.
   ~TSTD_WAIT_BAR();
   TSTD_WAIT_BAR(const TSTD_WAIT_BAR&) = delete;

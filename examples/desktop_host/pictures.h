@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QImage>
+#include <QPixmap>
+
+#include "processing.h"
+#include "support/raster.h"
+
+namespace desktop_host {
+
+/// What lies over the slice: nothing, the labels of all classes, or the membership of one class.
+struct Overlay {
+  enum class Kind { None, Labels, Membership };
+  Kind kind = Kind::None;
+  std::size_t classIndex = 0;
+};
+
+/// The intensity to draw as white: all but the brightest voxels of the image stay below it.
+double WhiteLevel(const example::GreyImage& image);
+
+/// The slice in greys, with the overlay in the colours of its classes, as the patient lies on a screen.
+/// @param segmentation  may be null: then there is no overlay.
+QImage DrawSlice(const example::GreyImage& slice, double white, const Segmentation* segmentation,
+                 const Overlay& overlay);
+
+/// A chip for the legend, of one colour or going from one colour to another.
+QPixmap DrawChip(example::Colour left, example::Colour right);
+
+}  // namespace desktop_host
