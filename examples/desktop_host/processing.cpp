@@ -6,7 +6,9 @@
 #include <new>
 #include <numeric>
 
+#include "mth/wavelet/Mth_wavelet_denoising.h"
 #include "std/Std_message.h"
+#include "std/Std_wait_bar.h"
 
 namespace desktop_host {
 
@@ -14,6 +16,8 @@ namespace {
 
 using example::GreyImage;
 
+constexpr int kAxisZ = 2;
+constexpr int kDoubleElements = 0;                               // the type of a matrix of doubles
 constexpr double kNoResult = std::numeric_limits<float>::max();  // the engine's answer to a run that failed
 constexpr double kZeroDistance = 1e-6;  // a sample this near to a centroid has no membership for it
 
@@ -122,6 +126,40 @@ Outcome Segment(const Request& request, const ClusteringMethod& method) {
   return outcome;
 }
 
+// Replaces one plane of the image by its denoised self.
+bool DenoisePlane(GreyImage& image, int plane) {
+  const int rows = image.size[1];
+  const int cols = image.size[0];
+  const std::size_t start = example::LayoutOfPlane(image.size, kAxisZ, plane).start;
+  MTH_MATRIX pixels(rows, cols, kDoubleElements);
+  if (!pixels.IsAllocated()) throw std::bad_alloc();
+  std::copy_n(&image.values[start], rows * cols, pixels.GetEDataAddress());
+  MTH_WAVELET_DENOISING denoiser(&pixels);
+  if (!denoiser.ApplyDenoisingMRImage()) return false;
+  std::copy_n(denoiser.GetImage()->GetEDataAddress(), rows * cols, &image.values[start]);
+  return true;
+}
+
+// Plane by plane, with a progress window of the host's own. Without an image the library tells the user.
+Outcome Denoise(const Request& request) {
+  if (request.image.values.empty()) {
+    MTH_WAVELET_DENOISING(nullptr).ApplyDenoisingMRImage();
+    return {};
+  }
+  Outcome outcome;
+  outcome.image = request.image;
+  const int planesCount = request.image.size[kAxisZ];
+  TSTD_WAIT_BAR bar;
+  bar.SetTitle("Débruitage en cours...");
+  bar.SetStepsCount(planesCount);
+  bar.Show();
+  for (int plane = 0; plane < planesCount; ++plane) {
+    if (!DenoisePlane(*outcome.image, plane)) return {};
+    bar.StepAction("Coupe " + std::to_string(plane + 1) + " / " + std::to_string(planesCount));
+  }
+  return outcome;
+}
+
 }  // namespace
 
 const std::vector<Processing>& Processings() {
@@ -131,6 +169,7 @@ const std::vector<Processing>& Processings() {
       {"&Evidential c-means",
        "Tissue classes with probabilities, drawn from the belief in every set of classes",
        [](const Request& request) { return Segment(request, kEvidentialCMeans); }},
+      {"&Denoise", "The image without its noise, by shrinking its wavelet coefficients", Denoise},
   };
   return processings;
 }

@@ -115,10 +115,11 @@ TEST_F(DesktopHost, ShowsASliceAndItsClassesWithALegend) {
 
 TEST_F(DesktopHost, EveryComputationChangesThePictureOrTellsWhyNot) {
   for (const auto& processing : desktop_host::Processings()) {
-    EXPECT_FALSE(TextOfNextMessage([&] { Take("Compute", QString(processing.name).remove('&')); }).isEmpty());
+    const QString text = TextOfNextMessage([&] { Take("Compute", QString(processing.name).remove('&')); });
+    EXPECT_FALSE(text.isEmpty()) << processing.name;
   }
   for (const auto& processing : desktop_host::Processings()) {
-    window_->Open(kSlice);
+    window_->Open(MTH_DATA_DIR "/t1_head_axial.nii.gz");
     const QImage plain = Picture();
     EXPECT_TRUE(Take("Compute", QString(processing.name).remove('&')));
     EXPECT_NE(Picture(), plain) << processing.name;
@@ -169,6 +170,10 @@ TEST_F(DesktopHost, TheLibraryTellsOfAClassThatDoesNotExist) {
   });
   Take("Compute", "Distance");
   EXPECT_EQ(text, "MTH_CLUSTERING::GetSampleDistanceToCentroid : Indice du cluste hors limite!");
+}
+
+TEST_F(DesktopHost, TheLibraryTellsOfAnImageThatIsNotThere) {
+  EXPECT_EQ(TextOfNextMessage([this] { Take("Compute", "Denoise"); }), "La matrice d'entrée est nulle!");
 }
 
 TEST_F(DesktopHost, TellsOfAnImageThatCannotBeRead) {
