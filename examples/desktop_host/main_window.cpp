@@ -122,7 +122,7 @@ void MainWindow::Open(const std::string& path) {
     Std_ShowMessage(failure.what(), MessageKind::Error, "");
     return;
   }
-  white_ = WhiteLevel(image_);
+  white_ = example::WhiteLevel(image_);
   const int count = image_.size[kAxisZ];
   const QSignalBlocker blocker(slider_);
   slider_->setRange(0, count - 1);

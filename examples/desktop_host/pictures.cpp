@@ -13,7 +13,6 @@ using example::GreyImage;
 
 constexpr Colour kBlack{0, 0, 0};
 constexpr Colour kWhite{255, 255, 255};
-constexpr double kBrightShare = 0.002;  // vessels and noise
 constexpr double kLabelOpacity = 0.55;
 constexpr double kMembershipOpacity = 0.9;
 
@@ -33,17 +32,6 @@ Colour OverlayColour(Colour grey, const Segmentation& segmentation, const Overla
 }
 
 }  // namespace
-
-double WhiteLevel(const GreyImage& image) {
-  std::vector<double> inside;
-  std::copy_if(image.values.begin(), image.values.end(), std::back_inserter(inside),
-               [](double value) { return value > 0.0; });
-  if (inside.empty()) return 1.0;
-  const auto rank =
-      static_cast<std::ptrdiff_t>(static_cast<double>(inside.size() - 1) * (1.0 - kBrightShare));
-  std::nth_element(inside.begin(), inside.begin() + rank, inside.end());
-  return inside[static_cast<std::size_t>(rank)];
-}
 
 QImage DrawSlice(const GreyImage& slice, double white, const Segmentation* segmentation,
                  const Overlay& overlay) {

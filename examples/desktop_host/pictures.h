@@ -15,9 +15,6 @@ struct Overlay {
   std::size_t classIndex = 0;
 };
 
-/// The intensity to draw as white: all but the brightest voxels of the image stay below it.
-double WhiteLevel(const example::GreyImage& image);
-
 /// The slice in greys, with the overlay in the colours of its classes, as the patient lies on a screen.
 /// @param segmentation  may be null: then there is no overlay.
 QImage DrawSlice(const example::GreyImage& slice, double white, const Segmentation* segmentation,
