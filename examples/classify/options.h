@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace classify {
+
+struct Options {
+  std::string dataPath;
+  std::string outputPath = "classification";
+  std::string variant = "gentle";  ///< real, gentle or modest
+  int rounds = 50;
+  int depth = 3;
+  double heldOut = 0.3;  ///< share of each class that is not trained upon
+  unsigned seed = 1;     ///< of the choice of the samples held out
+};
+
+/// @return  nothing when the user asked for help, which is printed.
+/// @throws example::Failure  for an option that is unknown or illegal.
+std::optional<Options> ParseOptions(int argc, char** argv);
+
+}  // namespace classify

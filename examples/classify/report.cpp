@@ -1,0 +1,115 @@
+#include "report.h"
+
+#include <algorithm>
+
+#include "support/svg_plot.h"
+#include "support/text.h"
+
+namespace classify {
+
+namespace {
+
+using example::Colour;
+using example::Fixed;
+using example::PlotAxis;
+using example::PlotPoint;
+using example::RightAligned;
+using example::Shortest;
+
+constexpr Colour kTrainedColour{0, 114, 178};
+constexpr Colour kHeldOutColour{213, 94, 0};
+
+std::string Percent(double share) {
+  return Fixed(100.0 * share, 2) + " %";
+}
+
+std::vector<PlotPoint> ErrorLine(const Group& group) {
+  std::vector<PlotPoint> points;
+  for (std::size_t i = 0; i < group.errors.size(); ++i) {
+    points.emplace_back(static_cast<double>(i + 1), 100.0 * group.errors[i]);
+  }
+  return points;
+}
+
+double LargestError(const Group& group) {
+  return group.errors.empty() ? 0.0 : *std::max_element(group.errors.begin(), group.errors.end());
+}
+
+const char* NameOf(const Outcome& outcome, const Group& group) {
+  return &group == &outcome.heldOut ? "held out" : "trained upon";
+}
+
+}  // namespace
+
+std::string Summary(const Samples& samples, const Outcome& outcome, const Options& options) {
+  const Group& judged = JudgedGroup(outcome);
+  const Roc roc = ComputeRoc(judged);
+  std::string text = options.variant + " AdaBoost, " + std::to_string(options.rounds) + " rounds of depth " +
+                     std::to_string(options.depth) + ", " + std::to_string(outcome.cellsCount) + " cells\n";
+  text += "  samples        " + std::to_string(samples.Count()) + " of " +
+          std::to_string(samples.FeaturesCount()) + " features, positive label " +
+          Shortest(samples.positiveLabel) + ", negative " + Shortest(samples.negativeLabel) + "\n";
+  for (const Group* group : {&outcome.trained, &outcome.heldOut}) {
+    if (group->samples.empty()) continue;
+    text += "  error          " + RightAligned(Percent(group->errors.back()), 8) + " of " +
+            std::to_string(group->samples.size()) + " samples " + NameOf(outcome, *group) + "\n";
+  }
+  if (!roc.points.empty()) {
+    text += "  area under ROC " + RightAligned(Fixed(roc.area, 4), 8) + " on the samples " +
+            NameOf(outcome, judged) + "\n";
+  }
+  return text;
+}
+
+std::string FullReport(const Samples& samples, const Outcome& outcome, const Options& options) {
+  std::string text = Summary(samples, outcome, options) + "\n  round   trained upon";
+  const bool tests = !outcome.heldOut.errors.empty();
+  text += tests ? "   held out\n" : "\n";
+  for (std::size_t i = 0; i < outcome.trained.errors.size(); ++i) {
+    text += RightAligned(std::to_string(i + 1), 7) + RightAligned(Percent(outcome.trained.errors[i]), 15);
+    if (tests) text += RightAligned(Percent(outcome.heldOut.errors[i]), 11);
+    text += "\n";
+  }
+  return text;
+}
+
+std::string ScoresTable(const Samples& samples, const Outcome& outcome) {
+  std::vector<std::string> lines(samples.Count());
+  for (const Group* group : {&outcome.trained, &outcome.heldOut}) {
+    for (std::size_t i = 0; i < group->samples.size(); ++i) {
+      const std::size_t place = group->samples[i];
+      const auto labelOf = [&](bool isPositive) {
+        return Shortest(isPositive ? samples.positiveLabel : samples.negativeLabel);
+      };
+      lines[place] = std::to_string(place + 1) + "," + NameOf(outcome, *group) + "," +
+                     labelOf(group->isPositive[i]) + "," + labelOf(group->scores[i] > 0.0) + "," +
+                     Shortest(group->scores[i]) + "\n";
+    }
+  }
+  std::string table = "sample,group,label,predicted,score\n";
+  for (const std::string& line : lines) table += line;
+  return table;
+}
+
+std::string PlotErrors(const Outcome& outcome) {
+  const double largest = std::max({LargestError(outcome.trained), LargestError(outcome.heldOut), 0.01});
+  const double lastRound = static_cast<double>(std::max<std::size_t>(outcome.trained.errors.size(), 2));
+  example::SvgPlot plot("Error over the rounds", PlotAxis{"round", 1.0, lastRound},
+                        PlotAxis{"error (%)", 0.0, 105.0 * largest});
+  plot.AddLine(ErrorLine(outcome.trained), kTrainedColour, "trained upon");
+  if (!outcome.heldOut.errors.empty()) plot.AddLine(ErrorLine(outcome.heldOut), kHeldOutColour, "held out");
+  return plot.Render();
+}
+
+std::string PlotRoc(const Outcome& outcome) {
+  const Group& judged = JudgedGroup(outcome);
+  const Roc roc = ComputeRoc(judged);
+  constexpr Colour kChanceColour{160, 160, 160};
+  example::SvgPlot plot(std::string("Receiver operating characteristic, samples ") + NameOf(outcome, judged),
+                        PlotAxis{"false positives", 0.0, 1.0}, PlotAxis{"true positives", 0.0, 1.0});
+  plot.AddLine({{0.0, 0.0}, {1.0, 1.0}}, kChanceColour, "chance");
+  if (!roc.points.empty()) plot.AddLine(roc.points, kTrainedColour, "area " + Fixed(roc.area, 4));
+  return plot.Render();
+}
+
+}  // namespace classify

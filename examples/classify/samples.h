@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace classify {
+
+/// Labelled samples; of the two labels the greater one is the positive class.
+struct Samples {
+  std::vector<std::vector<double>> features;  ///< of each sample
+  std::vector<bool> isPositive;
+  double negativeLabel = 0.0;
+  double positiveLabel = 0.0;
+
+  std::size_t Count() const { return features.size(); }
+  std::size_t FeaturesCount() const { return features.front().size(); }
+};
+
+/// Reads a file of samples, one per line with its label last.
+/// @throws example::Failure  naming the line that is not as long as the others or not of finite numbers, and
+/// when
+///                           there are not exactly two labels.
+Samples ReadSamples(const std::string& path);
+
+}  // namespace classify

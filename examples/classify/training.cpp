@@ -1,0 +1,156 @@
+#include "training.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <numeric>
+#include <random>
+
+#include "mth/Mth.h"
+#include "support/failure.h"
+
+namespace classify {
+
+namespace {
+
+using Training = bool (MTH_CLUSTERING_ADABOOST::*)(std::vector<double>,
+                                                   MTH_POINTER_LIST<MTH_CLUSTERING_TREE>*, double*);
+
+Training TrainingOf(const std::string& variant) {
+  if (variant == "real") return &MTH_CLUSTERING_ADABOOST::RealAdaBoostClustering;
+  if (variant == "modest") return &MTH_CLUSTERING_ADABOOST::ModestAdaBoostClustering;
+  return &MTH_CLUSTERING_ADABOOST::GentleAdaBoostClustering;
+}
+
+// Shuffled by hand: the standard library's shuffle differs from one to the other.
+std::vector<std::size_t> ShuffledPlaces(std::size_t count, unsigned seed) {
+  std::vector<std::size_t> places(count);
+  std::iota(places.begin(), places.end(), std::size_t{0});
+  std::mt19937 engine(seed);
+  for (std::size_t i = count; i > 1; --i) std::swap(places[i - 1], places[engine() % i]);
+  return places;
+}
+
+void Join(Group& group, const Samples& samples, std::size_t place) {
+  group.samples.push_back(place);
+  group.isPositive.push_back(samples.isPositive[place]);
+  group.scores.push_back(0.0);
+}
+
+// Holds the same share of both classes out.
+Outcome SplitSamples(const Samples& samples, const Options& options) {
+  const auto positives = std::count(samples.isPositive.begin(), samples.isPositive.end(), true);
+  const auto share = [&](std::ptrdiff_t count) {
+    return static_cast<std::size_t>(std::floor(options.heldOut * static_cast<double>(count)));
+  };
+  std::size_t toHoldOut[2] = {share(static_cast<std::ptrdiff_t>(samples.Count()) - positives),
+                              share(positives)};
+  std::vector<bool> isHeldOut(samples.Count(), false);
+  for (const std::size_t place : ShuffledPlaces(samples.Count(), options.seed)) {
+    std::size_t& left = toHoldOut[samples.isPositive[place] ? 1 : 0];
+    if (left == 0) continue;
+    --left;
+    isHeldOut[place] = true;
+  }
+  Outcome outcome;
+  for (std::size_t i = 0; i < samples.Count(); ++i) {
+    Join(isHeldOut[i] ? outcome.heldOut : outcome.trained, samples, i);
+  }
+  return outcome;
+}
+
+// One row per feature, one column per sample.
+std::unique_ptr<MTH_MATRIX> FeatureMatrix(const Samples& samples, const Group& group) {
+  const int columns = static_cast<int>(group.samples.size());
+  auto matrix = std::make_unique<MTH_MATRIX>(static_cast<int>(samples.FeaturesCount()), columns, 0);
+  for (int j = 0; j < columns; ++j) {
+    const std::vector<double>& features = samples.features[group.samples[static_cast<std::size_t>(j)]];
+    for (int f = 0; f < matrix->GetNbRows(); ++f) matrix->Set(f, j, features[static_cast<std::size_t>(f)]);
+  }
+  return matrix;
+}
+
+std::unique_ptr<MTH_MATRIX> LabelMatrix(const Group& group) {
+  auto matrix = std::make_unique<MTH_MATRIX>(1, static_cast<int>(group.samples.size()), 0);
+  for (int j = 0; j < matrix->GetNbCols(); ++j) {
+    matrix->Set(0, j, group.isPositive[static_cast<std::size_t>(j)] ? 1.0 : -1.0);
+  }
+  return matrix;
+}
+
+// Adds what the cells from `firstCell` on say of the group.
+void AddScores(const MTH_CLUSTERING_ADABOOST& boosting, int firstCell, MTH_MATRIX& features, Group& group) {
+  for (int c = firstCell; c < boosting.GetCells()->GetCount(); ++c) {
+    MTH_CLUSTERING_TREE* const cell = boosting.GetCells()->Get(c);
+    const std::unique_ptr<int[]> isInside(cell->CalculOutput(cell, &features));
+    if (!isInside) throw example::Failure("no memory for the test");
+    const double confidence = boosting.GetConfidences()[static_cast<std::size_t>(c)];
+    for (std::size_t i = 0; i < group.scores.size(); ++i) group.scores[i] += confidence * isInside[i];
+  }
+}
+
+void RecordError(Group& group) {
+  std::size_t wrong = 0;
+  for (std::size_t i = 0; i < group.scores.size(); ++i)
+    wrong += (group.scores[i] > 0.0) != group.isPositive[i] ? 1 : 0;
+  group.errors.push_back(static_cast<double>(wrong) / static_cast<double>(group.scores.size()));
+}
+
+}  // namespace
+
+Outcome TrainAndTest(const Samples& samples, const Options& options) {
+  Outcome outcome = SplitSamples(samples, options);
+  const auto features = FeatureMatrix(samples, outcome.trained);
+  const auto labels = LabelMatrix(outcome.trained);
+  const auto testFeatures = FeatureMatrix(samples, outcome.heldOut);
+  MTH_CLUSTERING_TREE tree(options.depth);
+  MTH_CLUSTERING_ADABOOST boosting(features.get(), labels.get(), 1, &tree);
+  const Training train = TrainingOf(options.variant);
+  const bool tests = !outcome.heldOut.samples.empty();
+  for (int round = 0; round < options.rounds; ++round) {
+    const int cellsBefore = round == 0 ? 0 : boosting.GetCells()->GetCount();
+    // A warm start from the rounds so far gives the bits of one longer training.
+    if (!(boosting.*train)(boosting.GetConfidences(), boosting.GetCells(), outcome.trained.scores.data())) {
+      throw example::Failure("no memory for the training");
+    }
+    RecordError(outcome.trained);
+    if (!tests) continue;
+    AddScores(boosting, cellsBefore, *testFeatures, outcome.heldOut);
+    RecordError(outcome.heldOut);
+  }
+  outcome.cellsCount = static_cast<std::size_t>(boosting.GetCells()->GetCount());
+  return outcome;
+}
+
+const Group& JudgedGroup(const Outcome& outcome) {
+  return outcome.heldOut.samples.empty() ? outcome.trained : outcome.heldOut;
+}
+
+Roc ComputeRoc(const Group& group) {
+  const auto positives =
+      static_cast<double>(std::count(group.isPositive.begin(), group.isPositive.end(), true));
+  const double negatives = static_cast<double>(group.isPositive.size()) - positives;
+  Roc roc;
+  if (positives == 0.0 || negatives == 0.0) return roc;
+  std::vector<std::size_t> order(group.scores.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(),
+                   [&](auto a, auto b) { return group.scores[a] > group.scores[b]; });
+
+  double truePositives = 0.0;
+  double falsePositives = 0.0;
+  roc.points.emplace_back(0.0, 0.0);
+  for (std::size_t i = 0; i < order.size();) {
+    const double score = group.scores[order[i]];
+    // Samples of one score are on one side of every threshold.
+    for (; i < order.size() && group.scores[order[i]] == score; ++i) {
+      (group.isPositive[order[i]] ? truePositives : falsePositives) += 1.0;
+    }
+    const auto [x, y] = roc.points.back();
+    roc.points.emplace_back(falsePositives / negatives, truePositives / positives);
+    roc.area += (roc.points.back().first - x) * 0.5 * (roc.points.back().second + y);
+  }
+  return roc;
+}
+
+}  // namespace classify

@@ -1,0 +1,161 @@
+#include <gtest/gtest.h>
+
+#include <random>
+#include <sstream>
+
+#include "examples/host_run.h"
+
+namespace {
+
+using mth_test::ProgramRun;
+using mth_test::Quoted;
+using mth_test::ReadFile;
+using mth_test::RunProgram;
+using mth_test::ScratchFolder;
+using mth_test::WriteFile;
+
+// Samples of two features in the unit square, labelled 5 in two opposite quarters of it and 2 elsewhere; a
+// share of the labels is wrong.
+std::string Quarters(int count, double wrongShare) {
+  std::mt19937 engine(11);
+  std::uniform_real_distribution<double> uniform(0.0, 1.0);
+  std::ostringstream text;
+  text << "x, y, class\n# of two opposite quarters\n";
+  for (int i = 0; i < count; ++i) {
+    const double x = uniform(engine);
+    const double y = uniform(engine);
+    const bool isInside = ((x > 0.6) != (y > 0.5)) != (uniform(engine) < wrongShare);
+    text << x << ", " << y << "," << (isInside ? 5 : 2) << "\r\n";
+  }
+  return text.str();
+}
+
+struct ScoredSample {
+  bool isHeldOut;
+  bool isPositive;
+  bool isCalledPositive;
+  double score;
+};
+
+std::vector<ScoredSample> ReadScores(const std::string& path) {
+  std::istringstream table(ReadFile(path));
+  std::string line;
+  std::getline(table, line);
+  EXPECT_EQ(line, "sample,group,label,predicted,score");
+  std::vector<ScoredSample> samples;
+  while (std::getline(table, line)) {
+    std::vector<std::string> fields;
+    std::istringstream row(line);
+    for (std::string field; std::getline(row, field, ',');) fields.push_back(field);
+    EXPECT_EQ(fields.at(0), std::to_string(samples.size() + 1));
+    samples.push_back(
+        {fields.at(1) == "held out", fields.at(2) == "5", fields.at(3) == "5", std::stod(fields.at(4))});
+  }
+  return samples;
+}
+
+// The number in front of a text of the report, or behind it.
+double NumberBefore(const std::string& report, const std::string& text) {
+  const std::size_t end = report.find(text);
+  if (end == std::string::npos) return -1.0;
+  const std::size_t start = report.rfind("error", end);
+  return std::stod(report.substr(start + 5));
+}
+
+double NumberAfter(const std::string& report, const std::string& text) {
+  const std::size_t start = report.find(text);
+  return start == std::string::npos ? -1.0 : std::stod(report.substr(start + text.size()));
+}
+
+TEST(Classify, ReportsWhatItsScoresSay) {
+  const ScratchFolder folder;
+  WriteFile(folder / "samples.csv", Quarters(300, 0.1));
+  for (const char* variant : {"real", "gentle", "modest"}) {
+    const ProgramRun run =
+        RunProgram(MTH_CLASSIFY, Quoted(folder / "samples.csv") + " -a " + variant +
+                                     " --rounds 12 --held-out 0.4 -o " + Quoted(folder / variant));
+    ASSERT_EQ(run.status, 0) << run.errors;
+    const std::vector<ScoredSample> samples = ReadScores((folder / variant) + "/scores.csv");
+    ASSERT_EQ(samples.size(), 300U);
+    int heldOut = 0, wrongHeldOut = 0, wrongTrained = 0;
+    double better = 0.0, pairs = 0.0;
+    for (const ScoredSample& sample : samples) {
+      EXPECT_EQ(sample.isCalledPositive, sample.score > 0.0);
+      const bool isWrong = sample.isCalledPositive != sample.isPositive;
+      heldOut += sample.isHeldOut ? 1 : 0;
+      (sample.isHeldOut ? wrongHeldOut : wrongTrained) += isWrong ? 1 : 0;
+      if (!sample.isHeldOut || !sample.isPositive) continue;
+      for (const ScoredSample& other :
+           samples) {  // the area below the curve counts the pairs in the right order
+        if (!other.isHeldOut || other.isPositive) continue;
+        pairs += 1.0;
+        better += sample.score > other.score ? 1.0 : sample.score == other.score ? 0.5 : 0.0;
+      }
+    }
+    EXPECT_NEAR(heldOut, 120, 1) << "two fifths of each class";
+    EXPECT_NEAR(NumberBefore(run.output, " % of " + std::to_string(heldOut) + " samples held out"),
+                100.0 * wrongHeldOut / heldOut, 0.0051);
+    EXPECT_NEAR(NumberBefore(run.output, " % of " + std::to_string(300 - heldOut) + " samples trained upon"),
+                100.0 * wrongTrained / (300 - heldOut), 0.0051);
+    EXPECT_NEAR(NumberAfter(run.output, "area under ROC"), better / pairs, 0.000051) << variant;
+    EXPECT_GT(better / pairs, variant[0] == 'm' ? 0.5 : 0.75) << variant;  // the modest one learns slowly
+
+    const std::string report = ReadFile((folder / variant) + "/report.txt");
+    EXPECT_NE(report.find("\n     12 "), std::string::npos) << "a line for the last round";
+    EXPECT_EQ(report.find("\n     13 "), std::string::npos);
+    for (const char* name : {"/errors.svg", "/roc.svg"}) {
+      EXPECT_EQ(ReadFile((folder / variant) + name).substr(0, 4), "<svg") << name;
+    }
+  }
+}
+
+TEST(Classify, SeparatesWhatATreeSeparates) {
+  const ScratchFolder folder;
+  std::string text;
+  for (int i = 0; i < 40; ++i) text += std::to_string(i) + "," + (i < 25 ? "-1" : "1") + "\n";
+  WriteFile(folder / "samples.csv", text);
+  const ProgramRun run = RunProgram(
+      MTH_CLASSIFY, Quoted(folder / "samples.csv") + " -d 1 -n 3 --held-out 0 -o " + Quoted(folder / "out"));
+  ASSERT_EQ(run.status, 0) << run.errors;
+  EXPECT_EQ(NumberBefore(run.output, " % of 40 samples trained upon"), 0.0);
+  EXPECT_EQ(NumberAfter(run.output, "area under ROC"), 1.0);
+  EXPECT_EQ(run.output.find("held out"), std::string::npos);
+}
+
+TEST(Classify, RefusesWhatItCannotTrainUpon) {
+  const ScratchFolder folder;
+  const std::string good = "1,2,0\n2,3,1\n";
+  struct Case {
+    std::string content;
+    std::string options;
+    std::string reason;
+  };
+  const Case cases[] = {
+      {"", "", "no samples"},
+      {"x,y,label\n", "", "no samples"},
+      {"1,2,0\n1,1\n", "", "line 2: 1 features, but 2 before"},
+      {"1,2,0\n1,nan,1\n", "", "line 2: not finite numbers"},
+      {"1,2,0\n1,,1\n", "", "line 2: not finite numbers"},
+      {"a,b,c\nd,e,f\n", "", "line 2: not finite numbers"},
+      {"0\n1\n", "", "line 1: needs a feature"},
+      {"1,0\n2,0\n", "", "exactly two different labels"},
+      {"1,0\n2,1\n3,2\n", "", "exactly two different labels"},
+      {good, "--variant strong", "--variant"},
+      {good, "--rounds 0", "--rounds"},
+      {good, "--depth 17", "--depth"},
+      {good, "--held-out 1", "--held-out"},
+      {good, "--unknown", "--unknown"},
+  };
+  for (const Case& each : cases) {
+    WriteFile(folder / "samples.csv", each.content);
+    const ProgramRun run = RunProgram(
+        MTH_CLASSIFY, Quoted(folder / "samples.csv") + " -o " + Quoted(folder / "out") + " " + each.options);
+    EXPECT_EQ(run.status, 2) << each.reason;
+    EXPECT_NE(run.errors.find(each.reason), std::string::npos) << run.errors;
+    EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
+    EXPECT_EQ(folder.CountEntries(), 1U) << "nothing is written";
+  }
+  EXPECT_EQ(RunProgram(MTH_CLASSIFY, Quoted(folder / "missing.csv")).status, 2);
+}
+
+}  // namespace
