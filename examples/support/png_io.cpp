@@ -122,6 +122,22 @@ GreyImage ReadPng(const std::string& path) {
   return image;
 }
 
+Raster ReadPicture(const std::string& path) {
+  png_image header = {};
+  header.version = PNG_IMAGE_VERSION;
+  const Failure damaged("damaged or not a PNG image: " + path);
+  if (png_image_begin_read_from_file(&header, path.c_str()) == 0) throw damaged;
+  header.format = PNG_FORMAT_RGB;
+  if (PNG_IMAGE_SIZE(header) > kMostBytes) {
+    png_image_free(&header);
+    throw Failure("unsupported image " + path + ": too large");
+  }
+  Raster picture = BlankRaster(static_cast<int>(header.width), static_cast<int>(header.height), 3);
+  const png_color black = {0, 0, 0};
+  if (png_image_finish_read(&header, &black, picture.bytes.data(), 0, nullptr) == 0) throw damaged;
+  return picture;
+}
+
 void WritePng(const std::string& path, const Raster& raster) {
   png_image image{};
   image.version = PNG_IMAGE_VERSION;

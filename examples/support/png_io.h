@@ -13,6 +13,10 @@ namespace example {
 /// @throws Failure  when the file is damaged or not a PNG.
 GreyImage ReadPng(const std::string& path);
 
+/// Reads a PNG file as a coloured picture; transparency becomes black.
+/// @throws Failure  when the file is damaged or not a PNG.
+Raster ReadPicture(const std::string& path);
+
 /// @throws Failure  when the file cannot be written.
 void WritePng(const std::string& path, const Raster& raster);
 
