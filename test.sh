@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the library, its tests and its examples, and runs all tests. Installs what is missing where it may.
-#   ./test.sh [preset]     release (default), dev or sanitize
+#   ./test.sh [preset [options of CMake]]     release (default), dev or sanitize
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 source scripts/dependencies.sh
@@ -9,6 +9,6 @@ preset="${1:-release}"
 ensure_packages "${BUILD_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}" "${TEST_PACKAGES[@]}"
 
 cmake --preset "$preset" -DMTH_BUILD_TESTS=ON -DMTH_BUILD_EXAMPLES=ON \
-  -DMTH_WARNINGS_AS_ERRORS="${CI:+ON}"
+  -DMTH_WARNINGS_AS_ERRORS="${CI:+ON}" "${@:2}"
 cmake --build --preset "$preset"
 ctest --preset "$preset" -j "$(nproc)"
