@@ -76,24 +76,31 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
   /// signal is at least three times as strong as the noise, whose deviation falls by a third in the dark.
   /// @return  0 without an image or memory.
   double EstimateNoiseDeviation() const;
+  /// What stands one level above the coefficients of a subband: for each the coefficient of the same place
+  /// and orientation there. Arrays as large as the subband; those of the last level are their own parents.
+  struct PARENTS {
+    const double* values;    ///< in noise levels of theirs
+    const double* energy;    ///< of their neighbourhoods, in noise variances
+    const double* siblings;  ///< the mean of such energies over the three orientations
+  };
   /// Multiplies every coefficient of a subband by odds / (1 + odds), the odds that it is signal. They are
-  /// twice (an edge that is lost shows more than a grain that stays) the product of three:
-  ///  - the fourth root of the prior odds, the number of coefficients in the mask over that of the others
+  /// the product of three:
+  ///  - the cube root of the prior odds, the number of coefficients in the mask over that of the others
   ///    (100 when there are no others); the mask holds those whose `energy` exceeds the square of the
   ///    threshold factor;
-  ///  - the fourth root of the likelihood ratio of the coefficient's own magnitude, a straight line in
-  ///    logarithms, fitted around the threshold to the histograms inside and outside the mask;
-  ///  - the local prior ratio, the sixth power of the energy that supports the coefficient over the square of
-  ///    the threshold factor. That is its `energy` to the power 1/2 by the mean energy `siblings` of its
-  ///    level to the power 1/8 by its `coarser` energy to the power 3/8.
+  ///  - the likelihood ratio of the coefficient's magnitude: a straight line in logarithms, fitted around the
+  ///    threshold to the histograms inside and outside the mask. What counts as magnitude is the product of
+  ///    the coefficient and its parent, 0 where their signs differ: an edge has the same sign at all levels,
+  ///    noise has not;
+  ///  - the local prior ratio: the energy of the parent, that of the parent and its siblings, and the square
+  ///    root of the coefficient's own `energy`, each over the square of the threshold factor, multiplied.
   /// Without a noise level of at least 1e-9 every coefficient stays as it is.
   /// @param detail    rows x cols coefficients.
   /// @param energy    of each coefficient's neighbourhood in the subband, in noise variances (AdaptEnergy).
-  /// @param siblings  the mean of such energies over the three orientations of the level.
-  /// @param coarser   that of the same orientation one level up; null at the last level.
+  /// @param parents   its arrays may not be null.
   /// @return          false, with nothing changed, for a null array, a count below 1 or without memory.
-  bool RemoveNoiseAdaptative(double* detail, const double* energy, const double* siblings,
-                             const double* coarser, double noiseLevel, int rows, int cols) const;
+  bool RemoveNoiseAdaptative(double* detail, const double* energy, const PARENTS& parents, double noiseLevel,
+                             int rows, int cols) const;
   /// Energy of each coefficient's neighbourhood in noise variances: the mean square over the window, with
   /// weights that fall off linearly from its centre, divided by the square of the noise level.
   /// @param energy  receives rows x cols values.
@@ -122,21 +129,26 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
  private:
   bool ShrinkDetails(MTH_MATRIX& image, double noise) const;
 
-  // Steps of RemoveNoiseAdaptative; RATIO_LINE is the logarithm of a ratio over that of an energy, of which 1
-  // is the threshold's.
+  std::int64_t Reach(std::int64_t rows, std::int64_t columns) const;
+
+  // Steps of RemoveNoiseAdaptative; RATIO_LINE is the logarithm of a ratio over that of a magnitude, squared,
+  // of which 1 is the threshold's.
   struct RATIO_LINE {
     double intercept = 0.0;
     double slope = 0.0;
   };
 
   double InitMask(const double* energy, std::int64_t count, unsigned char* mask) const;
-  static int NeighbEn_sector(double logEnergy);
-  static void MagSectorRow(const double* logEnergies, std::int64_t count, unsigned char* sectors);
-  static RATIO_LINE Histogramme(const double* logEnergies, const unsigned char* sectors,
+  static int NeighbEn_sector(double logMagnitude);
+  static void MagSectorRow(const double* logMagnitudes, std::int64_t count, unsigned char* sectors);
+  static RATIO_LINE Histogramme(const double* logMagnitudes, const unsigned char* sectors,
                                 const unsigned char* mask, std::int64_t count);
   static RATIO_LINE PolynomeFitting(const double* x, const double* y, const double* weights, int count);
-  static double ApproxLikelihoodRatio(const RATIO_LINE& line, double logMagnitude);
-  static double ApproxPriorRatio(double logActivity);
+  // These two add to logarithms of odds.
+  static void ApproxLikelihoodRatio(const RATIO_LINE& line, const double* logMagnitudes, std::int64_t count,
+                                    double* logOdds);
+  static void ApproxPriorRatio(const double* energy, const PARENTS& parents, std::int64_t count,
+                               double* logOdds);
 
   MTH_MATRIX* image_;
   double thresholdFactor_ = 2.0;

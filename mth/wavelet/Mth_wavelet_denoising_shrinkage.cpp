@@ -1,13 +1,19 @@
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <numbers>
 
 #include "mth/Mth_work_array_internal.h"
 #include "mth/statistics/Mth_descriptive.h"
 #include "mth/wavelet/Mth_wavelet_denoising.h"
 #include "mth/wavelet/Mth_wavelet_transform_internal.h"
 #include "std/Std_message_internal.h"
+
+#define MTH_KERNEL_FILE "mth/wavelet/Mth_wavelet_shrinkage_kernel_internal.h"
+#include "mth/Mth_for_each_instruction_set_internal.h"
 
 using namespace mth_internal;
 
@@ -25,18 +31,18 @@ constexpr double kImageGain = 2.0;
 
 constexpr double kMedianToDeviation = 1.4825796886582654;  // of normal deviates
 constexpr double kOddsOfAll = 100.0;                       // when every coefficient is in the mask
-// Magnitude and mask tell in part what the neighbourhood tells: they count by their fourth roots.
-constexpr double kShare = 0.25;
-constexpr double kOddsOfEdges = 2.0;     // a lost edge shows more than a grain of noise that stays
-constexpr double kSmallestEnergy = 0.1;  // in noise variances: less tells nothing, and has no logarithm
-constexpr double kLeastNoise = 1e-9;     // in grey levels: whole ones do not show less
-constexpr double kTiny = 1e-300;         // keeps logarithms of 0 finite
+constexpr double kPriorShare = 1.0 / 3.0;  // the mask tells in part what the neighbourhood tells
+constexpr double kEnergies = 2.5;          // those of the local prior ratio, its square root counting by half
+constexpr double kSmallestEnergy = 0.1;    // in noise variances: less tells nothing, and has no logarithm
+constexpr double kLeastNoise = 1e-9;       // in grey levels: whole ones do not show less
+constexpr double kTiny = 1e-300;           // keeps logarithms of 0 finite
 
-// The four sectors of an energy meet at a quarter of the threshold's, at the threshold's and at four times
-// it: in the inner two, noise and signal are both found, and a ratio of their counts means something.
+// The four sectors of a squared magnitude meet at a quarter of the threshold's, at the threshold's and at
+// four times it: in the inner two, noise and signal are both found, and a ratio of their counts means
+// something.
 constexpr double kSectorWidth = 1.3862943611198906;  // ln 4
-// A ratio goes on as its line says for one more sector; beyond, it stays.
-constexpr double kLastEvidence = 2.0 * kSectorWidth;
+// A ratio goes on as its line says for two more sectors; beyond, it stays.
+constexpr double kLastEvidence = 3.0 * kSectorWidth;
 constexpr int kBins = 32;
 
 // The detail subbands of all levels.
@@ -94,38 +100,51 @@ void StoreRounded(const MTH_MATRIX& extended, int margin, MTH_MATRIX& image) {
   }
 }
 
-// Energies of two neighbouring levels, and the mean over the orientations of one.
-class Energies {
+// The parents of a level's coefficients: their values, energies and, for all three orientations alike, the
+// mean of those. A feature of the image lies 2^level samples further on in both directions one level up, by
+// the filters' centring: parents are moved back by as much.
+class Parents {
  public:
-  explicit Energies(std::int64_t count) : count_(count), values_((2 * kOrientations + 1) * count) {}
+  explicit Parents(ImageSize size)
+      : size_(size), count_(size.rows * size.columns), values_((2 * kOrientations + 1) * count_) {}
   explicit operator bool() const { return static_cast<bool>(values_); }
 
-  double* Get(int level, int orientation) const {
-    return values_.Get() + (level % 2 * kOrientations + orientation) * count_;
+  MTH_WAVELET_DENOISING::PARENTS Get(int orientation) const {
+    return {Values(orientation), Energy(orientation), Siblings()};
   }
-  const double* MeanOf(int level) const {
-    double* const mean = values_.Get() + 2 * kOrientations * count_;
-    const double* const rows = Get(level, 0);
-    const double* const columns = Get(level, 1);
-    const double* const diagonal = Get(level, kDiagonal);
+
+  /// Takes the coefficients `shift` samples away, those at the border as often as needed.
+  void SetValues(int orientation, const double* source, std::int64_t shift, double noiseLevel) {
+    for (std::int64_t r = 0; r < size_.rows; ++r) {
+      const double* const from = source + std::max<std::int64_t>(0, r - shift) * size_.columns;
+      double* const to = Values(orientation) + r * size_.columns;
+      for (std::int64_t c = 0; c < size_.columns; ++c)
+        to[c] = from[std::max<std::int64_t>(0, c - shift)] / noiseLevel;
+    }
+  }
+
+  /// @return  false without memory.
+  bool MeasureEnergies(std::int64_t reach) {
+    bool isDone = true;
+    for (int o = 0; o < kOrientations; ++o)
+      isDone = isDone && MeanSquares(Values(o), size_, reach, 1.0, Energy(o));
+    const double* const rows = Energy(0);
+    const double* const columns = Energy(1);
+    const double* const diagonal = Energy(kDiagonal);
+    double* const mean = Siblings();
     for (std::int64_t i = 0; i < count_; ++i) mean[i] = (rows[i] + columns[i] + diagonal[i]) / 3.0;
-    return mean;
+    return isDone;
   }
 
  private:
+  double* Values(int orientation) const { return values_.Get() + orientation * count_; }
+  double* Energy(int orientation) const { return values_.Get() + (kOrientations + orientation) * count_; }
+  double* Siblings() const { return values_.Get() + 2 * kOrientations * count_; }
+
+  ImageSize size_;
   std::int64_t count_;
   WorkArray<double> values_;
 };
-
-// Logarithm of the energy that supports a coefficient: that of its neighbourhood, the mean of its
-// orientations and that of its parent, weighted 4 : 1 : 3; the last level has no parents.
-double LogActivity(double energy, double siblings, const double* coarser) {
-  const double own = (energy + kSmallestEnergy) * (energy + kSmallestEnergy);
-  const double product = own * own * (siblings + kSmallestEnergy);
-  if (coarser == nullptr) return std::log(product) / 5.0;
-  const double parent = *coarser + kSmallestEnergy;
-  return std::log(product * (parent * parent * parent)) / 8.0;
-}
 
 // Deviation of the noise in the finest diagonal subband; negative without memory.
 double FinestNoise(const MTH_MATRIX& image) {
@@ -172,70 +191,78 @@ bool MTH_WAVELET_DENOISING::ShrinkDetails(MTH_MATRIX& image, double noise) const
   const ImageSize size = SizeOf(image);
   const int rows = image.GetNbRows();
   const int columns = image.GetNbCols();
-  const Details details(size.rows * size.columns);
-  const Energies energies(size.rows * size.columns);
-  if (!details || !energies) return false;
-  const auto measure = [&](int level, int o) {
-    return AdaptEnergy(details.Get(level, o), NoiseLevel(noise, level, o), energies.Get(level, o), rows,
-                       columns);
+  const std::int64_t count = size.rows * size.columns;
+  const Details details(count);
+  const WorkArray<double> energy(count);
+  Parents parents(size);
+  if (!details || !energy || !parents) return false;
+  const auto setParents = [&](int level) {
+    const int above = std::min(level + 1, kLevels - 1);
+    const std::int64_t shift = above == level ? 0 : std::int64_t{1} << level;
+    for (int o = 0; o < kOrientations; ++o)
+      parents.SetValues(o, details.Get(above, o), shift, NoiseLevel(noise, above, o));
+    // Samples of the level above lie twice as far apart.
+    return parents.MeasureEnergies(Reach(rows, columns) / 2);
   };
-  const auto shrink = [&](int level, int o, const double* siblings) {
-    const double* const coarser = level + 1 < kLevels ? energies.Get(level + 1, o) : nullptr;
-    return RemoveNoiseAdaptative(details.Get(level, o), energies.Get(level, o), siblings, coarser,
-                                 NoiseLevel(noise, level, o), rows, columns);
+  const auto shrink = [&](int level, int o) {
+    double* const detail = details.Get(level, o);
+    const double noiseLevel = NoiseLevel(noise, level, o);
+    return AdaptEnergy(detail, noiseLevel, energy.Get(), rows, columns) &&
+           RemoveNoiseAdaptative(detail, energy.Get(), parents.Get(o), noiseLevel, rows, columns);
   };
 
   bool isDone = true;
   for (int level = 0; level < kLevels; ++level)
     isDone = isDone && Analyse(image, level, size, details.Level(level, image));
-  for (int o = 0; o < kOrientations; ++o) isDone = isDone && measure(0, o);
   for (int level = 0; isDone && level < kLevels; ++level) {
-    for (int o = 0; o < kOrientations && level + 1 < kLevels; ++o) isDone = isDone && measure(level + 1, o);
-    const double* const siblings = energies.MeanOf(level);
-    for (int o = 0; o < kOrientations; ++o) isDone = isDone && shrink(level, o, siblings);
+    isDone = setParents(level);
+    for (int o = 0; o < kOrientations; ++o) isDone = isDone && shrink(level, o);
   }
   for (int level = kLevels - 1; level >= 0; --level)
     isDone = isDone && Rebuild(details.Level(level, image), level, image);
   return isDone;
 }
 
+std::int64_t MTH_WAVELET_DENOISING::Reach(std::int64_t rows, std::int64_t columns) const {
+  return std::clamp<std::int64_t>(windowSize_ / 2, 0, std::max(rows, columns));
+}
+
 bool MTH_WAVELET_DENOISING::AdaptEnergy(const double* detail, double noiseLevel, double* energy, int rows,
                                         int cols) const {
   if (detail == nullptr || energy == nullptr || rows <= 0 || cols <= 0) return false;
   if (!(noiseLevel >= kLeastNoise)) return false;
-  const std::int64_t largestSide = std::max(rows, cols);
-  const std::int64_t reach = std::clamp<std::int64_t>(windowSize_ / 2, 0, largestSide);
-  return MeanSquares(detail, {rows, cols}, reach, 1.0 / noiseLevel, energy);
+  return MeanSquares(detail, {rows, cols}, Reach(rows, cols), 1.0 / noiseLevel, energy);
 }
 
 bool MTH_WAVELET_DENOISING::RemoveNoiseAdaptative(double* detail, const double* energy,
-                                                  const double* siblings, const double* coarser,
-                                                  double noiseLevel, int rows, int cols) const {
-  if (detail == nullptr || energy == nullptr || siblings == nullptr || rows <= 0 || cols <= 0) return false;
+                                                  const PARENTS& parents, double noiseLevel, int rows,
+                                                  int cols) const {
+  const auto [above, energyAbove, siblings] = parents;
+  if (detail == nullptr || energy == nullptr || above == nullptr || energyAbove == nullptr ||
+      siblings == nullptr || rows <= 0 || cols <= 0)
+    return false;
   if (!(noiseLevel >= kLeastNoise)) return true;
   const std::int64_t count = std::int64_t{rows} * cols;
   const WorkArray<unsigned char> mask(count);
   const WorkArray<unsigned char> sectors(count);
-  const WorkArray<double> magnitudes(count);
-  if (!mask || !sectors || !magnitudes) return false;
+  const WorkArray<double> logMagnitudes(count);
+  const WorkArray<double> logOdds(cols);
+  if (!mask || !sectors || !logMagnitudes || !logOdds) return false;
 
   const double priorOdds = InitMask(energy, count, mask.Get());
   const double logThreshold = std::log(thresholdFactor_ * thresholdFactor_ + kTiny);
-  for (std::int64_t i = 0; i < count; ++i) {
-    const double magnitude = detail[i] / noiseLevel;
-    magnitudes[i] = std::log(magnitude * magnitude + kTiny) - logThreshold;
-  }
-  for (std::int64_t start = 0; start < count; start += cols)
-    MagSectorRow(magnitudes.Get() + start, cols, sectors.Get() + start);
-  const RATIO_LINE likelihood = Histogramme(magnitudes.Get(), sectors.Get(), mask.Get(), count);
+  MTH_SELECT(LogProducts)
+  (detail, noiseLevel, above, kSmallestEnergy, logThreshold, count, logMagnitudes.Get());
+  MagSectorRow(logMagnitudes.Get(), count, sectors.Get());
+  const RATIO_LINE likelihood = Histogramme(logMagnitudes.Get(), sectors.Get(), mask.Get(), count);
 
-  const double logPriorOdds = std::log(kOddsOfEdges) + kShare * std::log(priorOdds);
-  for (std::int64_t i = 0; i < count; ++i) {
-    const double* const parent = coarser == nullptr ? nullptr : coarser + i;
-    const double activity = LogActivity(energy[i], siblings[i], parent) - logThreshold;
-    const double logOdds =
-        logPriorOdds + kShare * ApproxLikelihoodRatio(likelihood, magnitudes[i]) + ApproxPriorRatio(activity);
-    detail[i] /= 1.0 + std::exp(-logOdds);  // times odds / (1 + odds)
+  const double logOddsOfAll = kPriorShare * std::log(priorOdds) - kEnergies * logThreshold;
+  for (std::int64_t start = 0; start < count; start += cols) {
+    std::fill_n(logOdds.Get(), cols, logOddsOfAll);
+    ApproxLikelihoodRatio(likelihood, logMagnitudes.Get() + start, cols, logOdds.Get());
+    ApproxPriorRatio(energy + start, {above + start, energyAbove + start, siblings + start}, cols,
+                     logOdds.Get());
+    MTH_SELECT(MultiplyByProbability)(logOdds.Get(), cols, detail + start);
   }
   return true;
 }
@@ -250,19 +277,19 @@ double MTH_WAVELET_DENOISING::InitMask(const double* energy, std::int64_t count,
   return static_cast<double>(masked) / static_cast<double>(count - masked);
 }
 
-int MTH_WAVELET_DENOISING::NeighbEn_sector(double logEnergy) {
+int MTH_WAVELET_DENOISING::NeighbEn_sector(double logMagnitude) {
   // Added up rather than branched upon: sectors follow each other without order.
-  return (logEnergy >= -kSectorWidth ? 1 : 0) + (logEnergy >= 0.0 ? 1 : 0) +
-         (logEnergy >= kSectorWidth ? 1 : 0);
+  return (logMagnitude >= -kSectorWidth ? 1 : 0) + (logMagnitude >= 0.0 ? 1 : 0) +
+         (logMagnitude >= kSectorWidth ? 1 : 0);
 }
 
-void MTH_WAVELET_DENOISING::MagSectorRow(const double* logEnergies, std::int64_t count,
+void MTH_WAVELET_DENOISING::MagSectorRow(const double* logMagnitudes, std::int64_t count,
                                          unsigned char* sectors) {
   for (std::int64_t i = 0; i < count; ++i)
-    sectors[i] = static_cast<unsigned char>(NeighbEn_sector(logEnergies[i]));
+    sectors[i] = static_cast<unsigned char>(NeighbEn_sector(logMagnitudes[i]));
 }
 
-MTH_WAVELET_DENOISING::RATIO_LINE MTH_WAVELET_DENOISING::Histogramme(const double* logEnergies,
+MTH_WAVELET_DENOISING::RATIO_LINE MTH_WAVELET_DENOISING::Histogramme(const double* logMagnitudes,
                                                                      const unsigned char* sectors,
                                                                      const unsigned char* mask,
                                                                      std::int64_t count) {
@@ -276,7 +303,7 @@ MTH_WAVELET_DENOISING::RATIO_LINE MTH_WAVELET_DENOISING::Histogramme(const doubl
   for (std::int64_t i = 0; i < count; ++i) {
     ++totals[mask[i]];
     if (sectors[i] == 0 || sectors[i] == 3) continue;
-    const int bin = std::min(kBins - 1, static_cast<int>((logEnergies[i] + kSectorWidth) / kBinWidth));
+    const int bin = std::min(kBins - 1, static_cast<int>((logMagnitudes[i] + kSectorWidth) / kBinWidth));
     counts[mask[i]][static_cast<std::size_t>(bin)] += 1.0;
   }
   if (totals[0] == 0 || totals[1] == 0) return {};  // nothing to tell apart: a ratio of 1
@@ -322,12 +349,12 @@ MTH_WAVELET_DENOISING::RATIO_LINE MTH_WAVELET_DENOISING::PolynomeFitting(const d
   return {meanY - slope * meanX, slope};
 }
 
-double MTH_WAVELET_DENOISING::ApproxLikelihoodRatio(const RATIO_LINE& line, double logMagnitude) {
-  return line.intercept + line.slope * std::clamp(logMagnitude, -kLastEvidence, kLastEvidence);
+void MTH_WAVELET_DENOISING::ApproxLikelihoodRatio(const RATIO_LINE& line, const double* logMagnitudes,
+                                                  std::int64_t count, double* logOdds) {
+  MTH_SELECT(AddLine)(line.intercept, line.slope, kLastEvidence, logMagnitudes, count, logOdds);
 }
 
-double MTH_WAVELET_DENOISING::ApproxPriorRatio(double logActivity) {
-  // Even odds at the threshold; the power is a compromise between grain in flat regions and blurred edges.
-  constexpr double kPower = 6.0;
-  return kPower * std::clamp(logActivity, -kLastEvidence, kLastEvidence);
+void MTH_WAVELET_DENOISING::ApproxPriorRatio(const double* energy, const PARENTS& parents, std::int64_t count,
+                                             double* logOdds) {
+  MTH_SELECT(AddLogEnergies)(energy, parents.energy, parents.siblings, kSmallestEnergy, count, logOdds);
 }

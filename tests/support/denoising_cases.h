@@ -182,9 +182,9 @@ inline double Deviation(const MTH_MATRIX& image, int firstRow, int firstColumn, 
   return std::sqrt(squares / count - sum / count * (sum / count));
 }
 
-/// How much is left of the steps of that height between neighbouring pixels of the truth, along rows and
-/// columns: the mean difference across them of the `width` pixels on either side, where the truth is constant
-/// on both, over the height.
+/// How much is left of the steps of that height, or with height 0 of all steps, between neighbouring pixels
+/// of the truth, along rows and columns: the mean difference across them of the `width` pixels on either
+/// side, where the truth is constant on both, over the height.
 inline double ContrastKept(const MTH_MATRIX& image, const MTH_MATRIX& truth, double height, int width) {
   double kept = 0.0;
   double whole = 0.0;
@@ -193,7 +193,8 @@ inline double ContrastKept(const MTH_MATRIX& image, const MTH_MATRIX& truth, dou
       for (int i = width - 1; i + width < length; ++i) {
         const double low = at(truth, line, i);
         const double high = at(truth, line, i + 1);
-        if (std::abs(high - low) != height) continue;
+        const double step = std::abs(high - low);
+        if (step == 0.0 || (height != 0.0 && step != height)) continue;
         bool isStep = true;
         double difference = 0.0;
         for (int k = 0; k < width; ++k) {
@@ -202,7 +203,7 @@ inline double ContrastKept(const MTH_MATRIX& image, const MTH_MATRIX& truth, dou
         }
         if (!isStep) continue;
         kept += (high > low ? difference : -difference) / width;
-        whole += height;
+        whole += step;
       }
     }
   };
