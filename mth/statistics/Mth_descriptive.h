@@ -11,8 +11,9 @@
 /// Sums run in index order in double, so that results are the same on every machine. Where nothing else is
 /// said nothing is checked: counts that leave nothing to divide by, and constant data, give the infinity or
 /// NaN of floating-point arithmetic. Arrays belong to the caller and are only read; arrays of arrays hold one
-/// array per dimension, of n samples each. New matrices belong to the caller; they are null when the argument
-/// is null or unallocated or when memory runs out.
+/// array per dimension, of n samples each. A null array counts as one without values; where results are
+/// written to arguments, nothing is when an argument is null. New matrices belong to the caller; they are
+/// null when an argument is null or unallocated or when memory runs out.
 
 /// Mean of n values; 0 without values.
 MTH_EXPORT double Mth_Mean(double* x, long n);

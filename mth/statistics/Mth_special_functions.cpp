@@ -208,7 +208,7 @@ float Mth_ErrorFunction(const float x) {
 }
 
 double Mth_TestMannWhitney(double* x, double* y, int n) {
-  if (n < 1 || !SortSample(x, n) || !SortSample(y, n)) return 1.0;
+  if (n < 1 || x == nullptr || y == nullptr || !SortSample(x, n) || !SortSample(y, n)) return 1.0;
   const PooledRanks ranks = RankTogether(x, y, n);
   const double size = n;
   const double total = 2.0 * size;

@@ -39,6 +39,6 @@ MTH_EXPORT float Mth_ErrorFunction(const float x);
 /// Equal values share their mean rank; the statistic is compared with the normal law, with the variance
 /// corrected for ties and a continuity correction of 1/2, and the tail is Mth_ComplementaryErrorFunction's.
 /// Both samples are left sorted ascending.
-/// @return  1 also when n is below 1, when all values are equal and when memory runs out.
+/// @return  1 also for n below 1, for a null sample, when all values are equal and when memory runs out.
 /// @see     Mann & Whitney, Annals of Mathematical Statistics 18 (1947).
 MTH_EXPORT double Mth_TestMannWhitney(double* x, double* y, int n);

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <numbers>
 #include <random>
@@ -296,6 +298,40 @@ TEST(Descriptive, SpearmanWritesNothingWithoutMemory) {
       });
   EXPECT_GE(faults, 1);
   EXPECT_EQ(out[0], 0.0);
+}
+
+TEST(Descriptive, NullArraysCountAsEmptyAndGetNothing) {
+  double* const none = nullptr;
+  double x[] = {1, 2, 3};
+  EXPECT_EQ(Mth_Mean(none, 3), 0.0);
+  EXPECT_EQ(Mth_StdDeviation(none, 3), 0.0);
+  EXPECT_EQ(Mth_Min(none, 3), kLargest);
+  EXPECT_EQ(Mth_Ind_Min(none, 3) + Mth_Ind_Max(none, 3), 0);
+  EXPECT_TRUE(std::isnan(Mth_Pente(x, none, 3)) && std::isnan(Mth_Pente(none, x, 3)));
+
+  double* whole[] = {x, x};
+  double* broken[] = {x, none};
+  double means[] = {-9, -9};
+  Mth_MeanVector(nullptr, 3, 2, means);
+  Mth_MeanVector(whole, 3, 2, nullptr);
+  EXPECT_EQ(means[0], -9.0);
+  Mth_MeanVector(broken, 3, 2, means);
+  EXPECT_EQ(std::pair(means[0], means[1]), std::pair(2.0, 0.0));
+  for (double** rows : {static_cast<double**>(nullptr), broken}) {
+    EXPECT_EQ(Mth_CovarianceMatrix(rows, whole, 3, 2), nullptr);
+    EXPECT_EQ(Mth_CovarianceMatrix(whole, rows, 3, 2), nullptr);
+  }
+
+  // Every argument in turn.
+  for (std::size_t missing = 0; missing < 10; ++missing) {
+    double out[8];
+    std::fill(std::begin(out), std::end(out), -9.0);
+    double* p[] = {x, x, out, out + 1, out + 2, out + 3, out + 4, out + 5, out + 6, out + 7};
+    p[missing] = nullptr;
+    Mth_StatisticalCriterionCalculations(p[0], p[1], 3, p[2], p[3], p[4], p[5], p[6], p[7], p[8], p[9]);
+    if (missing < 7) Mth_CorrelationRatioOfSpearman(p[0], p[1], 3, p[2], p[3], p[4], p[5], p[6]);
+    EXPECT_EQ(std::count(std::begin(out), std::end(out), -9.0), 8) << missing;
+  }
 }
 
 TEST(Descriptive, CorrelationMixesOneAndTwoSidedTails) {

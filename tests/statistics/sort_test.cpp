@@ -194,6 +194,21 @@ TEST(Sort, RefusesMoreWaitingPartsThanItHoldsAndKeepsThePairs) {
   EXPECT_EQ(display.messages.size(), 1u);
 }
 
+TEST(Sort, NullArraysChangeNothing) {
+  double a[] = {2, 1};
+  float b[] = {2, 1};
+  double s = -1.0;
+  Mth_Sort(2, static_cast<int*>(nullptr), true);
+  Mth_Sort(2, static_cast<double*>(nullptr), false);
+  EXPECT_FALSE(Mth_Sort(2, a, static_cast<double*>(nullptr)));
+  EXPECT_FALSE(Mth_Sort(2, static_cast<float*>(nullptr), b));
+  EXPECT_TRUE(Mth_Sort(0, static_cast<double*>(nullptr), static_cast<double*>(nullptr)));
+  Mth_ReplaceByRank(2, a, nullptr);
+  Mth_ReplaceByRank(2, nullptr, &s);
+  EXPECT_EQ(s, 0.0);
+  EXPECT_EQ(std::pair(a[0], b[0]), std::pair(2.0, 2.0f));
+}
+
 TEST(Sort, RanksStartAt0AndTiesShareTheirMean) {
   struct Case {
     std::vector<double> sorted;

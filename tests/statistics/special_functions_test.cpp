@@ -181,6 +181,8 @@ TEST(SpecialFunctions, MannWhitneyMeetsATableWithTies) {
     EXPECT_EQ(c.y, y);
   }
   EXPECT_EQ(Mth_TestMannWhitney(thirty.data(), thirty.data(), -1), 1.0);
+  EXPECT_EQ(Mth_TestMannWhitney(nullptr, thirty.data(), 30), 1.0);
+  EXPECT_EQ(Mth_TestMannWhitney(thirty.data(), nullptr, 30), 1.0);
   Values equal(165166, 4.0);  // so many that the variance is not 0 once rounded
   EXPECT_EQ(Mth_TestMannWhitney(equal.data(), equal.data(), 165166), 1.0);
   const int faults = mth_test::ForEachAllocationFault(
