@@ -47,8 +47,8 @@ double NaturalSpline::ValueInInterval(int i, double share) const {
 double NaturalSpline::SlopeAtEnd(bool atLast) const {
   const int i = atLast ? count_ - 2 : 0;
   const double width = abscissae_[i + 1] - abscissae_[i];
-  const double* m = secondDerivatives_.get();
-  const double bend = atLast ? m[i] + 2.0 * m[i + 1] : -(2.0 * m[i] + m[i + 1]);
+  const double* m = secondDerivatives_.get();  // 0 at the end itself
+  const double bend = atLast ? m[i] : -m[i + 1];
   return (ordinates_[i + 1] - ordinates_[i]) / width + bend * width / 6.0;
 }
 

@@ -12,8 +12,8 @@
 /// Measures take the points in that order; only GetIntegral, the medians and the splines through abscissae
 /// sort, and of these only GetYMediane reorders the curve itself. New curves belong to the caller; they are
 /// null when memory runs out. An index outside the curve, negative ones included, reads as the point (0, 0).
-/// Measures of an empty curve are 0; where nothing else is said nothing is checked, and floating-point
-/// arithmetic decides.
+/// Measures of an empty curve are 0, and so are those that find no memory; where nothing else is said nothing
+/// is checked, and floating-point arithmetic decides.
 class MTH_EXPORT MTH_XY_PLOT {
  public:
   /// An empty curve.
@@ -92,15 +92,15 @@ class MTH_EXPORT MTH_XY_PLOT {
   /// @copydoc GetXMax
   int GetYMaxIndex() const;
 
-  /// Mth_Mean of a coordinate; 0 also when memory runs out.
+  /// Mth_Mean of a coordinate.
   double GetXMean() const;
   /// @copydoc GetXMean
   double GetYMean() const;
-  /// Mth_StdDeviation of a coordinate; 0 also when memory runs out.
+  /// Mth_StdDeviation of a coordinate.
   double GetXStandardDeviation() const;
   /// @copydoc GetXStandardDeviation
   double GetYStandardDeviation() const;
-  /// Standard deviation divided by mean.
+  /// Standard deviation divided by mean; of a mean of 0 an infinity or NaN, NaN too for an empty curve.
   double GetXVariationCoef() const;
   /// @copydoc GetXVariationCoef
   double GetYVariationCoef() const;
@@ -110,7 +110,7 @@ class MTH_EXPORT MTH_XY_PLOT {
   /// Median y, by the rule of GetXMediane. Intended: leaves the points in descending order of y.
   float GetYMediane();
 
-  /// Spearman's rank correlation of x and y; 0 when memory runs out.
+  /// Spearman's rank correlation of x and y, rs of Mth_CorrelationRatioOfSpearman; NaN for a single point.
   double GetXYCorrelation() const;
   /// Least-squares line. @return  false, and a line of 0, without points or memory.
   bool GetLinearRegressionParameters(float& slope, float& intercept) const;

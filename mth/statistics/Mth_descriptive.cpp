@@ -7,7 +7,7 @@
 // Statistics of one array, and slopes.
 
 double Mth_Mean(double* x, long n) {
-  if (n <= 0) return 0.0;
+  if (x == nullptr || n <= 0) return 0.0;
   double sum = 0.0;
   for (long i = 0; i < n; ++i) sum += x[i];
   return sum / static_cast<double>(n);
@@ -18,7 +18,7 @@ double Mth_Mean(std::vector<double> v) {
 }
 
 double Mth_StdDeviation(double* x, long n) {
-  if (n <= 0) return 0.0;
+  if (x == nullptr || n <= 0) return 0.0;
   double sum = 0.0;
   double sumOfSquares = 0.0;
   for (long i = 0; i < n; ++i) {
@@ -35,6 +35,7 @@ double Mth_StdDeviation(std::vector<double> v) {
 
 double Mth_Min(double* x, int n) {
   double smallest = std::numeric_limits<double>::max();
+  if (x == nullptr) return smallest;
   for (int i = 0; i < n; ++i) smallest = x[i] < smallest ? x[i] : smallest;
   return smallest;
 }
@@ -48,6 +49,7 @@ namespace {
 template <class IsBetter>
 int IndexOfFirstBest(const double* x, int n, double best, IsBetter isBetter) {
   int index = 0;
+  if (x == nullptr) return index;
   for (int i = 0; i < n; ++i) {
     if (!isBetter(x[i], best)) continue;
     best = x[i];
@@ -84,6 +86,7 @@ template <class T>
 double Slope(const T* x, const T* y, int n) {
   Pair sums{};      // of x and y
   Pair products{};  // of x x and x y
+  if (x == nullptr || y == nullptr) n = 0;
   for (int i = 0; i < n; ++i) {
     const double abscissa = static_cast<double>(x[i]);
     const Pair point{abscissa, static_cast<double>(y[i])};

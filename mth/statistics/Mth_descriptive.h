@@ -11,8 +11,9 @@
 /// Sums run in index order in double, so that results are the same on every machine. Where nothing else is
 /// said nothing is checked: counts that leave nothing to divide by, and constant data, give the infinity or
 /// NaN of floating-point arithmetic. Arrays belong to the caller and are only read; arrays of arrays hold one
-/// array per dimension, of n samples each. New matrices belong to the caller; they are null when the argument
-/// is null or unallocated or when memory runs out.
+/// array per dimension, of n samples each. A null array counts as one without values; where results are
+/// written to arguments, nothing is when an argument is null. New matrices belong to the caller; they are
+/// null when an argument is null or unallocated or when memory runs out.
 
 /// Mean of n values; 0 without values.
 MTH_EXPORT double Mth_Mean(double* x, long n);
@@ -53,15 +54,16 @@ MTH_EXPORT void Mth_MeanVector(double** x, int n, short d, double* out);
 /// @copydoc Mth_CovarianceMatrix(double**,double**,short,short)
 [[nodiscard]] MTH_EXPORT MTH_MATRIX* Mth_CovarianceMatrix(double** x, double** y, int n, short d);
 
-/// Spearman's rank correlation of n pairs; equal values share their mean rank. When a sort fails or memory
-/// runs out nothing is written.
+/// Spearman's rank correlation of n pairs; equal values share their mean rank. For n below 0, and when a sort
+/// fails or memory runs out, nothing is written.
 /// @param d       sum of the squared rank differences.
 /// @param zd      its number of standard deviations from the value expected of independent data; 0 when that
 ///                deviation is 0.
 /// @param probd   two-sided significance of zd, small for correlated data.
 /// @param rs      the correlation; 0 when one side is constant.
-/// @param probrs  two-sided significance of rs by Student's law with n - 2 degrees of freedom; 0 for rs =
-/// +-1.
+/// @param probrs  two-sided significance of rs by Student's law with n - 2 degrees of freedom; 0 for a
+/// perfect
+///                rs, 1 or -1.
 /// @see   Lehmann, Nonparametrics: Statistical Methods Based on Ranks (1975).
 MTH_EXPORT void Mth_CorrelationRatioOfSpearman(double* x, double* y, int n, double* d, double* zd,
                                                double* probd, double* rs, double* probrs);
@@ -71,7 +73,8 @@ MTH_EXPORT void Mth_CorrelationRatioOfSpearman(double* x, double* y, int n, doub
 /// that of x is not.
 /// @param prob  with t = r sqrt((n - 2) / (1 - r^2)): one-sided for n = 3 (Student) and from n - 2 = 1e7 on
 ///              (normal), two-sided between (Student), 0.5 for t = 0 beyond n = 3, 0 for n <= 2. The mixture
-///              is intended.
+///              is intended. The r of exactly linear data may round beyond 1 or -1: t is then no number, and
+///              prob 0 after the message of Mth_IncompleteBeta, or NaN where it is one-sided.
 MTH_EXPORT void Mth_StatisticalCriterionCalculations(double* x, double* y, int n, double* meanX, double* varX,
                                                      double* meanY, double* varY, double* covXY, double* r,
                                                      double* slope, double* prob);

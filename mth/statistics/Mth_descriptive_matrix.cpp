@@ -57,7 +57,7 @@ MTH_MATRIX* NewRow(const double* values, int count, int type) {
 }
 
 void MeansByDimension(double** x, int n, short d, double* out) {
-  if (n == 0) return;
+  if (n == 0 || x == nullptr || out == nullptr) return;
   for (short j = 0; j < d; ++j) out[j] = Mth_Mean(x[j], n);
 }
 
@@ -80,7 +80,12 @@ void SumProducts(const double* x, double** y, int columns, int n, double* sums) 
   std::copy_n(sum, kColumnsAtOnce, sums);
 }
 
+bool HasNullArray(double** x, short d) {
+  return x == nullptr || (d > 0 && std::find(x, x + d, nullptr) != x + d);
+}
+
 MTH_MATRIX* CrossCovariance(double** x, double** y, int n, short d) {
+  if (HasNullArray(x, d) || HasNullArray(y, d)) return nullptr;
   const auto meansX = NewArray<double>(d);
   const auto meansY = NewArray<double>(d);
   MatrixPtr result = NewMatrix(d, d, 0);

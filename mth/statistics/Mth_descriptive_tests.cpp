@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <initializer_list>
 #include <numbers>
 #include <vector>
 
@@ -18,6 +19,10 @@ using mth_internal::WorkArray;
 namespace {
 
 constexpr double kTiny = 1e-20;  // keeps a denominator from being 0
+
+bool HasNull(std::initializer_list<const void*> pointers) {
+  return std::find(pointers.begin(), pointers.end(), nullptr) != pointers.end();
+}
 
 // Sorts `values` with `others` alike, then replaces `values` by their ranks.
 bool SortAndRank(int n, double* values, double* others, double& ties) {
@@ -44,7 +49,7 @@ double CorrelationTail(double r, int n) {
 
 void Mth_CorrelationRatioOfSpearman(double* x, double* y, int n, double* d, double* zd, double* probd,
                                     double* rs, double* probrs) {
-  if (n < 0) return;
+  if (n < 0 || (n > 0 && HasNull({x, y})) || HasNull({d, zd, probd, rs, probrs})) return;
   const WorkArray<double> ranksX(n);
   const WorkArray<double> ranksY(n);
   if (!ranksX || !ranksY) return;
@@ -83,6 +88,7 @@ void Mth_CorrelationRatioOfSpearman(double* x, double* y, int n, double* d, doub
 void Mth_StatisticalCriterionCalculations(double* x, double* y, int n, double* meanX, double* varX,
                                           double* meanY, double* varY, double* covXY, double* r,
                                           double* slope, double* prob) {
+  if ((n > 0 && HasNull({x, y})) || HasNull({meanX, varX, meanY, varY, covXY, r, slope, prob})) return;
   double sumX = 0.0;
   double sumXX = 0.0;
   double sumY = 0.0;

@@ -72,7 +72,7 @@ int CompareInThousandths(void* a, void* b, Coordinate coordinate) {
 using namespace mth_internal;
 
 void Mth_Sort(int n, int* a, bool ascending) {
-  if (n < 2) return;
+  if (n < 2 || a == nullptr) return;
   if (ascending) {
     std::sort(a, a + n);
   } else {
@@ -81,7 +81,7 @@ void Mth_Sort(int n, int* a, bool ascending) {
 }
 
 void Mth_Sort(int n, double* a, bool ascending) {
-  if (n < 2) return;
+  if (n < 2 || a == nullptr) return;
   if (ascending) {
     SortLikeExchanges(n, a, std::less<>());
   } else {
@@ -90,7 +90,9 @@ void Mth_Sort(int n, double* a, bool ascending) {
 }
 
 void Mth_ReplaceByRank(int n, double* w, double* s) {
+  if (s == nullptr) return;
   *s = 0.0;
+  if (w == nullptr) return;
   for (int first = 0; first < n;) {
     int end = first + 1;
     while (end < n && w[end] == w[first]) ++end;

@@ -6,7 +6,7 @@
 
 /// @file
 /// Sorting, ranking and comparison callbacks. A NaN never makes a sort hang or leave its array: it compares
-/// as neither below nor above anything. Counts below 1 change nothing.
+/// as neither below nor above anything. Counts below 1 and null arrays change nothing.
 
 /// Sorts n values in place, ascending or descending.
 ///
@@ -23,7 +23,8 @@ MTH_EXPORT void Mth_Sort(int n, double* a, bool ascending);
 /// entries: where keys are equal, the order of their companions is the one that this procedure gives, the
 /// same on every machine.
 /// @return  false when more than 24 parts would wait to be sorted, after "Augmenter nstack dans Mth_Sort"
-///          (caption "Quorvan"); the arrays are then partly sorted, each key with its companion.
+///          (caption "Quorvan"); the arrays are then partly sorted, each key with its companion. False, too,
+///          for a null array of at least one value.
 /// @see     Hoare, Quicksort, The Computer Journal 5 (1962); Sedgewick, Communications of the ACM 21 (1978).
 MTH_EXPORT bool Mth_Sort(int n, double* a, double* b);
 /// @copydoc Mth_Sort(int,double*,double*)

@@ -137,6 +137,7 @@ Scans Partition(KeyedRows<T> rows, Index first, Index last) {
 
 template <class T>
 bool SortWithCompanions(int n, T* keys, T* companions, int pendingPartsMax) {
+  if (n > 0 && (keys == nullptr || companions == nullptr)) return false;
   std::array<std::pair<Index, Index>, kPendingPartsMax> pending;
   int pendingCount = 0;
   const KeyedRows<T> rows{keys, companions};

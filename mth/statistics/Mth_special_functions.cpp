@@ -208,14 +208,13 @@ float Mth_ErrorFunction(const float x) {
 }
 
 double Mth_TestMannWhitney(double* x, double* y, int n) {
-  if (n < 1 || !SortSample(x, n) || !SortSample(y, n)) return 1.0;
+  if (n < 1 || x == nullptr || y == nullptr || !SortSample(x, n) || !SortSample(y, n)) return 1.0;
   const PooledRanks ranks = RankTogether(x, y, n);
   const double size = n;
   const double total = 2.0 * size;
+  if (ranks.ties == total * total * total - total) return 1.0;  // all values are equal
   const double statistic = 0.5 * ranks.doubledRankSum - 0.5 * size * (size + 1.0);
   const double variance = size * size / 12.0 * (total + 1.0 - ranks.ties / (total * (total - 1.0)));
-  if (!(variance > 0.0)) return 1.0;
   const double distance = std::max(std::abs(statistic - 0.5 * size * size) - 0.5, 0.0);
-  const double tail = Mth_ComplementaryErrorFunction(distance / std::sqrt(2.0 * variance));
-  return std::min(tail, 1.0);  // the fit of erfc may exceed 1 near 0
+  return Mth_ComplementaryErrorFunction(distance / std::sqrt(2.0 * variance));
 }

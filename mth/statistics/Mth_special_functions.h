@@ -29,7 +29,9 @@ MTH_EXPORT double Mth_UsedByIncompleteBeta(double a, double b, double x);
 /// reaches 5.2e-7.
 MTH_EXPORT double Mth_ComplementaryErrorFunction(double x);
 
-/// erf(x) in single precision, through the incomplete gamma function P(1/2, x^2).
+/// erf(x) in single precision, through the incomplete gamma function P(1/2, x^2): absolute error below 1e-6.
+/// Beyond 4e9 in magnitude, where its continued fraction overflows, it is +-1, and 1 for NaN, after "a est
+/// très grand!!!, ITMAX doit être très petit dans la routine GCF".
 MTH_EXPORT float Mth_ErrorFunction(const float x);
 
 /// Two-sided significance of the rank test of Mann and Whitney for two samples of n values each.
@@ -37,6 +39,6 @@ MTH_EXPORT float Mth_ErrorFunction(const float x);
 /// Equal values share their mean rank; the statistic is compared with the normal law, with the variance
 /// corrected for ties and a continuity correction of 1/2, and the tail is Mth_ComplementaryErrorFunction's.
 /// Both samples are left sorted ascending.
-/// @return  1 also when n is below 1, when all values are equal and when memory runs out.
+/// @return  1 also for n below 1, for a null sample, when all values are equal and when memory runs out.
 /// @see     Mann & Whitney, Annals of Mathematical Statistics 18 (1947).
 MTH_EXPORT double Mth_TestMannWhitney(double* x, double* y, int n);

@@ -101,6 +101,7 @@ TEST(XyPlot, DerivesByCentralDifferencesWithFlatEnds) {
   EXPECT_EQ(Take(parabola.GetSecondDerivative()), second);
   EXPECT_EQ(Take(parabola.GetSecondDerivative_NoSort()), second);
   EXPECT_DOUBLE_EQ(parabola.GetFirstDerivativeNorm(), std::sqrt(56.0));
+  EXPECT_EQ(CurveOfY({0.0f, 0.0f, 8192.0f, 2.0f}).GetFirstDerivativeNorm(), 4096.0);  // 2^24 + 1 in single
 }
 
 TEST(XyPlot, MarksUndefinedSlopes) {
@@ -213,6 +214,7 @@ TEST(XyPlot, MomentsAreThoseOfThePopulation) {
   EXPECT_TRUE(std::isinf(curve.GetYVariationCoef()));
   EXPECT_EQ(MTH_XY_PLOT().GetXMean(), 0.0);
   EXPECT_EQ(MTH_XY_PLOT().GetYStandardDeviation(), 0.0);
+  EXPECT_TRUE(std::isnan(MTH_XY_PLOT().GetXVariationCoef()));
 }
 
 TEST(XyPlot, OnlyTheMedianOfYReorders) {
@@ -224,6 +226,7 @@ TEST(XyPlot, OnlyTheMedianOfYReorders) {
   MTH_XY_PLOT even = CurveOf({{9, 4}, {1, 1}, {4, 3}, {2, 2}});
   EXPECT_EQ(even.GetXMediane(), 3.0f);
   EXPECT_EQ(even.GetYMediane(), 2.5f);
+  EXPECT_EQ(CurveOfY({3e38f, 3e38f}).GetYMediane(), 3e38f);  // their sum is beyond float
   MTH_XY_PLOT empty;
   EXPECT_EQ(empty.GetXMediane(), 0.0f);
   EXPECT_EQ(empty.GetYMediane(), 0.0f);
@@ -241,14 +244,16 @@ TEST(XyPlot, ComparesWithLinesAndModels) {
   EXPECT_TRUE(CurveOfY({0.0f, 1.0f, 1.0f}).GetLinearRegressionParameters(slope, intercept));
   EXPECT_FLOAT_EQ(slope, 0.5f);
   EXPECT_FLOAT_EQ(intercept, 1.0f / 6.0f);
+  EXPECT_TRUE(CurveOf({{0, 0}, {3e6f, 1e6f}}).GetLinearRegressionParameters(slope, intercept));
+  EXPECT_NEAR(intercept, 0.0f, 1e-6f);  // a slope rounded to single precision would give -0.015
   const Points line = {{3, 7}, {0, 1}, {1, 3}, {2, 5}};
   EXPECT_EQ(Take(CurveOf(line).GetLinearRegression()), line);
 
   EXPECT_NEAR(CurveOf({{1, 1}, {2, 3}, {3, 2}, {4, 4}}).GetXYCorrelation(), 0.8, 1e-12);
   EXPECT_EQ(MTH_XY_PLOT().GetXYCorrelation(), 0.0);
 
-  // 1 / 2, two too small to divide by, 25 / -4.
-  EXPECT_FLOAT_EQ(CurveOf({{3, 2}, {5, 0.0009f}, {5, 0}, {1, -4}}).GetChi2(), -5.75f);
+  // 1 / 2, two too small to divide by, 25 / -4, and one just large enough.
+  EXPECT_FLOAT_EQ(CurveOf({{3, 2}, {5, 0.00099f}, {5, 0}, {1, -4}, {0.031f, 0.001f}}).GetChi2(), -4.85f);
   const MTH_XY_PLOT curve = CurveOfY({3.0f, 1.0f, 5.0f, 100.0f});
   MTH_XY_PLOT model = CurveOfY({2.0f, 0.0005f, 4.0f});
   EXPECT_FLOAT_EQ(curve.GetChi2(&model), 0.75f);
@@ -269,6 +274,8 @@ TEST(XyPlot, MeasuresTheWidthAtHalfMaximum) {
       {"wide", {0, 0, 10, 10, 10, 10, 10, 10, 0}, 0, 10, 2, 8},
       {"level 5.5 counts as 5", {0, 5.2f, 6, 6, 6, 6, 6, 5.1f, 4}, 0, 11, 1, 8},
       {"level -5.5 counts as -5", {-10, -5.2f, -4, -4, -4, -4, -4, -5.2f, -10}, -11, 0, 2, 7},
+      {"5 points apart need no second search", {0, 6, 10, 10, 10, 10, 4}, 0, 10, 1, 6},
+      {"4 points apart need one", {0, 6, 10, 10, 10, 4}, 0, 10, 2, 5},
       {"neighbours need no second search", {0, 10, 0}, 0, 10, 1, 2},
       {"second search from 4 at level 7", {0, 6, 7, 8, 4, 3}, 0, 10, 3, 4},
       {"second search would repeat the first", {0, 9, 9, 0}, 0, 10, 1, 3},
@@ -310,6 +317,12 @@ TEST(XyPlot, SplinesAreNaturalAndExactAtTheirPoints) {
   EXPECT_EQ(Take(hat.GetCubicSpline(-1)), (Points{{0, 0}, {1, 1}, {2, 0}}));
   for (const auto& [x, y] : dense) EXPECT_EQ(hat.DotSplinePoint(x), y);
   for (const float x : {-1.0f, 3.0f}) EXPECT_FLOAT_EQ(hat.DotSplinePoint(x), -1.5f);
+
+  // scipy 1.10.1, CubicSpline(x, y, bc_type='natural'), and its tangents at the ends.
+  const MTH_XY_PLOT uneven = CurveOf({{0, 0}, {1, 2}, {3, 1}, {3.5f, 4}, {7, -2}});
+  const Points beside = {{-2, -6.0444483f}, {0.5f, 1.3833341f}, {2, 0.30832757f}, {3.25f, 2.4307333f},
+                         {4, 6.1453773f},   {6, 3.1787320f},    {9, -12.973366f}};
+  for (const auto& [x, y] : beside) EXPECT_NEAR(uneven.DotSplinePoint(x), y, 1e-6f * std::abs(y)) << x;
 
   const MTH_XY_PLOT line = CurveOf({{-1, -3}, {0, -1}, {0.1f, -0.8f}, {4, 7}, {1000, 1999}});
   const Points onLine = Take(line.GetCubicSpline(7));

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <numbers>
 #include <random>
@@ -13,6 +15,7 @@
 #include <vector>
 
 #include "mth/statistics/Mth_descriptive.h"
+#include "mth/statistics/Mth_special_functions.h"
 #include "support/allocation_faults.h"
 #include "support/matrices.h"
 #include "support/recording_display.h"
@@ -103,6 +106,9 @@ TEST(Descriptive, FitsTheCertifiedLineOfNist) {
   EXPECT_NEAR(r * r, 0.999993745883712, 1e-12);
   EXPECT_NEAR(meanY - slope * meanX, -0.262323073774029, 1e-9);
   EXPECT_NEAR(varY * 35.0, 4255954.13232369 + 26.6173985294224, 1e-5);  // the two sums of squares
+  Mth_StatisticalCriterionCalculations(y.data(), y.data(), 36, &meanX, &varX, &meanY, &varY, &covXY, &r,
+                                       &slope, &prob);
+  EXPECT_EQ(r, 1.0);
 }
 
 TEST(Descriptive, SlopesOfEveryNumberTypeAreComputedInDouble) {
@@ -139,7 +145,7 @@ TEST(Descriptive, StartValuesAndDivisorsAreThoseDocumented) {
     EXPECT_EQ(Mth_Ind_Min(x, n), c.indexOfSmallest) << n;
     EXPECT_EQ(Mth_Ind_Max(x, n), c.indexOfLargest) << n;
   }
-  EXPECT_EQ(Mth_Min(Values{kNaN, 3, kNaN, 2}), 2.0);
+  EXPECT_EQ(Mth_Min(Values{kNaN, 3, 2, kNaN}), 2.0);
   // 5 (5 x 0.7^2) is less than (5 x 0.7)^2 once rounded.
   EXPECT_TRUE(std::isnan(Mth_StdDeviation(Values(5, 0.7))));
 }
@@ -265,6 +271,7 @@ TEST(Descriptive, SpearmanMeetsTablesWithAndWithoutTies) {
     EXPECT_NEAR(result.zd, -c.rs * std::sqrt(Size(c.x) - 1.0), 1e-13);  // holds with ties, too
     const double tail = std::erfc(std::abs(result.zd) / std::numbers::sqrt2);
     EXPECT_NEAR(result.probd, tail, 6e-7 * tail);
+    EXPECT_EQ(result.probd, Mth_ComplementaryErrorFunction(std::abs(result.zd) / 1.4142136));
   }
   const Spearman same({3, 1, 2}, {30, 10, 20});
   EXPECT_EQ(same.d, 0.0);
@@ -293,6 +300,40 @@ TEST(Descriptive, SpearmanWritesNothingWithoutMemory) {
   EXPECT_EQ(out[0], 0.0);
 }
 
+TEST(Descriptive, NullArraysCountAsEmptyAndGetNothing) {
+  double* const none = nullptr;
+  double x[] = {1, 2, 3};
+  EXPECT_EQ(Mth_Mean(none, 3), 0.0);
+  EXPECT_EQ(Mth_StdDeviation(none, 3), 0.0);
+  EXPECT_EQ(Mth_Min(none, 3), kLargest);
+  EXPECT_EQ(Mth_Ind_Min(none, 3) + Mth_Ind_Max(none, 3), 0);
+  EXPECT_TRUE(std::isnan(Mth_Pente(x, none, 3)) && std::isnan(Mth_Pente(none, x, 3)));
+
+  double* whole[] = {x, x};
+  double* broken[] = {x, none};
+  double means[] = {-9, -9};
+  Mth_MeanVector(nullptr, 3, 2, means);
+  Mth_MeanVector(whole, 3, 2, nullptr);
+  EXPECT_EQ(means[0], -9.0);
+  Mth_MeanVector(broken, 3, 2, means);
+  EXPECT_EQ(std::pair(means[0], means[1]), std::pair(2.0, 0.0));
+  for (double** rows : {static_cast<double**>(nullptr), broken}) {
+    EXPECT_EQ(Mth_CovarianceMatrix(rows, whole, 3, 2), nullptr);
+    EXPECT_EQ(Mth_CovarianceMatrix(whole, rows, 3, 2), nullptr);
+  }
+
+  // Every argument in turn.
+  for (std::size_t missing = 0; missing < 10; ++missing) {
+    double out[8];
+    std::fill(std::begin(out), std::end(out), -9.0);
+    double* p[] = {x, x, out, out + 1, out + 2, out + 3, out + 4, out + 5, out + 6, out + 7};
+    p[missing] = nullptr;
+    Mth_StatisticalCriterionCalculations(p[0], p[1], 3, p[2], p[3], p[4], p[5], p[6], p[7], p[8], p[9]);
+    if (missing < 7) Mth_CorrelationRatioOfSpearman(p[0], p[1], 3, p[2], p[3], p[4], p[5], p[6]);
+    EXPECT_EQ(std::count(std::begin(out), std::end(out), -9.0), 8) << missing;
+  }
+}
+
 TEST(Descriptive, CorrelationMixesOneAndTwoSidedTails) {
   struct Case {
     Values x, y;
@@ -305,6 +346,7 @@ TEST(Descriptive, CorrelationMixesOneAndTwoSidedTails) {
       {{1, 2, 3}, {1, 2, 1}, 0, 0, 0.5},            // one-sided, atan(0)
       {{-1, 1, -1, 1}, {1, 1, -1, -1}, 0, 0, 0.5},  // no tail is asked for
       {{4, 4, 4, 4}, {1, 2, 3, 4}, 0, 0, 0.5},
+      {{1, 2, 3, 4}, {1e-11, 2e-11, 3e-11, 4e-11}, 0, 1e-11, 0.5},  // y varies too little for r alone
       {{1, 2, 3, 4, 5, 6}, {2, 1, 4, 3, 7, 5}, 0.7917946548886294, 3.2 / 3.5, 0.06051140336275671},  // scipy
       {{1, 2, 3, 4, 5, 6}, {-2, -1, -4, -3, -7, -5}, -0.7917946548886294, -3.2 / 3.5, 0.06051140336275671},
   };
@@ -319,7 +361,7 @@ TEST(Descriptive, CorrelationMixesOneAndTwoSidedTails) {
   }
   // From 10,000,000 degrees of freedom on: one-sided and normal. t = r sqrt(n) / sqrt(1 - r^2), r = 3e-4
   // here.
-  constexpr int kCount = 10000004;
+  constexpr int kCount = 10000002;
   Values x(kCount);
   Values y(kCount);
   for (int i = 0; i < kCount; ++i) {

@@ -90,6 +90,11 @@ TEST(Random, UniformDeviatesFillTheirInterval) {
     EXPECT_NEAR(sums[first] / count, 0.5, 0.005);
     EXPECT_NEAR(sums[first + 1] / count, 1.0 / 3.0, 0.005);
   }
+  // Found by trying seeds: draws that are cut, from 0.99999998 and from 1 - 8e-9.
+  EXPECT_EQ(Uniforms(1, 2099107, 5).back(), kLargestUniform);
+  seed = -2172659;
+  for (int i = 0; i < 3; ++i) EXPECT_LT(Mth_RandomGenerator(&seed), 0.99f);
+  EXPECT_EQ(Mth_RandomGenerator(&seed), static_cast<float>(kLargestUniform));
 }
 
 TEST(Random, StreamsOfAFamilyShareTheirCursors) {

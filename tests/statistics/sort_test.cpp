@@ -38,9 +38,9 @@ std::vector<double> Exchanged(std::vector<double> a, bool ascending) {
 }
 
 // The companion quicksort one entry at a time, with recursion for its stack: parts are disjoint, so the order
-// in which they are taken does not show.
+// in which they are taken does not show. Answers how many parts wait at one time when the larger ones do.
 template <class T>
-void QuicksortPlainly(std::vector<T>& a, std::vector<T>& b, std::ptrdiff_t l, std::ptrdiff_t ir) {
+int QuicksortPlainly(std::vector<T>& a, std::vector<T>& b, std::ptrdiff_t l, std::ptrdiff_t ir) {
   const auto swap = [&](std::ptrdiff_t i, std::ptrdiff_t j) {
     std::swap(a[static_cast<std::size_t>(i)], a[static_cast<std::size_t>(j)]);
     std::swap(b[static_cast<std::size_t>(i)], b[static_cast<std::size_t>(j)]);
@@ -50,7 +50,7 @@ void QuicksortPlainly(std::vector<T>& a, std::vector<T>& b, std::ptrdiff_t l, st
     for (std::ptrdiff_t j = l + 1; j <= ir; ++j) {
       for (std::ptrdiff_t i = j; i > l && at(i - 1) > at(i); --i) swap(i - 1, i);
     }
-    return;
+    return 0;
   }
   swap((l + ir) / 2, l + 1);
   if (at(l) > at(ir)) swap(l, ir);
@@ -68,8 +68,10 @@ void QuicksortPlainly(std::vector<T>& a, std::vector<T>& b, std::ptrdiff_t l, st
     swap(i, j);
   }
   swap(l + 1, j);
-  QuicksortPlainly(a, b, l, j - 1);
-  QuicksortPlainly(a, b, i, ir);
+  const int waitingBelow = QuicksortPlainly(a, b, l, j - 1);
+  const int waitingAbove = QuicksortPlainly(a, b, i, ir);
+  return ir - i + 1 >= j - l ? std::max(waitingBelow + 1, waitingAbove)
+                             : std::max(waitingBelow, waitingAbove + 1);
 }
 
 template <class T>
@@ -177,15 +179,34 @@ TEST(Sort, RefusesMoreWaitingPartsThanItHoldsAndKeepsThePairs) {
   for (double& key : a) key = static_cast<double>(engine());
   const std::vector<double> keys = a;
   std::vector<double> b = Numbered<double>(a.size());
+  const int waiting = QuicksortPlainly(a, b, 0, 999);
+  a = keys;
+  b = Numbered<double>(a.size());
   mth_test::RecordingDisplay display;
-  EXPECT_FALSE(mth_internal::SortWithCompanions(1000, a.data(), b.data(), 2));
+  EXPECT_FALSE(mth_internal::SortWithCompanions(1000, a.data(), b.data(), waiting - 1));
   EXPECT_EQ(display.messages, std::vector({mth_test::ShownMessage{"Augmenter nstack dans Mth_Sort",
                                                                   MessageKind::Information, "Quorvan"}}));
   for (std::size_t i = 0; i < a.size(); ++i) ASSERT_EQ(a[i], keys[static_cast<std::size_t>(b[i])]);
   EXPECT_FALSE(std::is_sorted(a.begin(), a.end()));
-  EXPECT_TRUE(mth_internal::SortWithCompanions(1000, a.data(), b.data()));
+  a = keys;
+  EXPECT_TRUE(mth_internal::SortWithCompanions(1000, a.data(), b.data(), waiting));
   EXPECT_TRUE(std::is_sorted(a.begin(), a.end()));
   EXPECT_EQ(display.messages.size(), 1u);
+}
+
+TEST(Sort, NullArraysChangeNothing) {
+  double a[] = {2, 1};
+  float b[] = {2, 1};
+  double s = -1.0;
+  Mth_Sort(2, static_cast<int*>(nullptr), true);
+  Mth_Sort(2, static_cast<double*>(nullptr), false);
+  EXPECT_FALSE(Mth_Sort(2, a, static_cast<double*>(nullptr)));
+  EXPECT_FALSE(Mth_Sort(2, static_cast<float*>(nullptr), b));
+  EXPECT_TRUE(Mth_Sort(0, static_cast<double*>(nullptr), static_cast<double*>(nullptr)));
+  Mth_ReplaceByRank(2, a, nullptr);
+  Mth_ReplaceByRank(2, nullptr, &s);
+  EXPECT_EQ(s, 0.0);
+  EXPECT_EQ(std::pair(a[0], b[0]), std::pair(2.0, 2.0f));
 }
 
 TEST(Sort, RanksStartAt0AndTiesShareTheirMean) {

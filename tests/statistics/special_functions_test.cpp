@@ -71,6 +71,8 @@ TEST(SpecialFunctions, IncompleteBetaMeetsBinomialSumsAndATable) {
     EXPECT_EQ(Mth_IncompleteBeta(c.a, c.b, 0.0), 0.0);
     EXPECT_EQ(Mth_IncompleteBeta(c.a, c.b, 1.0), 1.0);
   }
+  EXPECT_NEAR(Mth_IncompleteBeta(29500, 29500, 0.5), 0.5, 1e-6);       // converges at the 99th term
+  EXPECT_NEAR(Mth_UsedByIncompleteBeta(1, 3, 0.5), 14.0 / 3.0, 2e-6);  // its first denominator is 0
 }
 
 TEST(SpecialFunctions, ErrorFunctionsKeepTheirPrecision) {
@@ -130,6 +132,7 @@ TEST(SpecialFunctions, FailuresAreToldInTheirWords) {
       {[] { return Mth_IncompleteBeta(1e6, 1e6, 0.5001); }, 0, {unfinished}},  // not 1 - 0
       {[] { return Mth_IncompleteBeta(2, 3, kNaN); }, 0, {unfinished}},
       {[] { return Mth_UsedByIncompleteBeta(1e6, 1e6, 0.4999); }, 0, {unfinished}},
+      {[] { return Mth_UsedByIncompleteBeta(3e4, 3e4, 0.5); }, 0, {unfinished}},  // converges at the 100th
       {[] { return IncompleteGammaP(1.0f, -1.0f); }, 0, {invalid, negative}},
       {[] { return IncompleteGammaP(0.0f, 2.0f); }, 1, {invalid}},
       {[] { return IncompleteGammaP(1.0f, 0.0f); }, 0, {}},
@@ -178,6 +181,10 @@ TEST(SpecialFunctions, MannWhitneyMeetsATableWithTies) {
     EXPECT_EQ(c.y, y);
   }
   EXPECT_EQ(Mth_TestMannWhitney(thirty.data(), thirty.data(), -1), 1.0);
+  EXPECT_EQ(Mth_TestMannWhitney(nullptr, thirty.data(), 30), 1.0);
+  EXPECT_EQ(Mth_TestMannWhitney(thirty.data(), nullptr, 30), 1.0);
+  Values equal(165166, 4.0);  // so many that the variance is not 0 once rounded
+  EXPECT_EQ(Mth_TestMannWhitney(equal.data(), equal.data(), 165166), 1.0);
   const int faults = mth_test::ForEachAllocationFault(
       [&] { return Mth_TestMannWhitney(thirty.data(), thirtyFive.data(), 30); },
       [](double significance) { EXPECT_TRUE(significance == 1.0 || significance < 0.05); });
