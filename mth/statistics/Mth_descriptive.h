@@ -61,9 +61,8 @@ MTH_EXPORT void Mth_MeanVector(double** x, int n, short d, double* out);
 ///                deviation is 0.
 /// @param probd   two-sided significance of zd, small for correlated data.
 /// @param rs      the correlation; 0 when one side is constant.
-/// @param probrs  two-sided significance of rs by Student's law with n - 2 degrees of freedom; 0 for a
-/// perfect
-///                rs, 1 or -1.
+/// @param probrs  two-sided significance of rs by Student's law with n - 2 degrees of freedom; 0 when rs is
+///                1 or -1.
 /// @see   Lehmann, Nonparametrics: Statistical Methods Based on Ranks (1975).
 MTH_EXPORT void Mth_CorrelationRatioOfSpearman(double* x, double* y, int n, double* d, double* zd,
                                                double* probd, double* rs, double* probrs);
