@@ -15,7 +15,7 @@ namespace mth_internal {
 // The elements of a co-occurrence matrix.
 template <class T>
 struct MatrixView {
-  const T* Row(int i) const { return elements + std::int64_t{i} * columns; }
+  const T* Row(std::int64_t i) const { return elements + i * columns; }
 
   const T* elements;
   int rows;
