@@ -146,7 +146,7 @@ TEST(DenoiseMr, DenoisesVolumesPlaneByPlane) {
 // Values beyond single precision, or that it rounds, are kept in double.
 TEST(DenoiseMr, WritesWhatSinglePrecisionCannotHold) {
   const ScratchFolder folder;
-  for (const double unit : {1e300, 1e-300, 16777217.0}) {
+  for (const double unit : {1e300, 1e-300, 1e-310, 16777217.0}) {
     NiftiFile file;
     file.dimensions = {2, 6, 5, 1, 1, 1, 1, 1};
     file.datatype = 64;
