@@ -20,7 +20,6 @@ namespace {
 
 using example::Failure;
 using example::GreyImage;
-using example::Rounded;
 
 constexpr int kLargestWindow = 99;
 
@@ -70,6 +69,12 @@ bool ParseOptions(int argc, char** argv, Options& options) {
   return true;
 }
 
+// Three digits, or all of a whole number.
+std::string ShortText(double value) {
+  const bool isLong = value >= 1e3 && value < 1e9;
+  return isLong ? example::Fixed(value, 0) : example::Rounded(value, 3);
+}
+
 // The middle plane of both, and what was taken off, from black for darker to white for brighter.
 void WritePanel(const std::string& path, const GreyImage& before, const GreyImage& after, int axis) {
   const int middle = before.size[static_cast<std::size_t>(axis)] / 2;
@@ -87,17 +92,16 @@ void WritePanel(const std::string& path, const GreyImage& before, const GreyImag
       {example::DrawGreyPlane(first, first.values, 0.0, white), "before", std::nullopt, true},
       {example::DrawGreyPlane(second, second.values, 0.0, white), "after", std::nullopt, true},
       {example::DrawGreyPlane(first, difference, -largest, largest),
-       "difference: -" + Rounded(largest, 3) + " to " + Rounded(largest, 3), std::nullopt, true}};
+       "difference: -" + ShortText(largest) + " to " + ShortText(largest), std::nullopt, true}};
   const auto& size = first.voxelSize;
   example::WritePng(path, example::ComposePanel(tiles, size ? (*size)[1] / (*size)[0] : 1.0));
 }
 
 void Print(const Options& options, const GreyImage& image, const std::vector<double>& deviations) {
   const auto [least, greatest] = std::minmax_element(deviations.begin(), deviations.end());
-  constexpr int kDigits = 3;
   const std::string range = deviations.size() == 1
-                                ? Rounded(*least, kDigits)
-                                : Rounded(*least, kDigits) + " to " + Rounded(*greatest, kDigits) + " in " +
+                                ? ShortText(*least)
+                                : ShortText(*least) + " to " + ShortText(*greatest) + " in " +
                                       std::to_string(deviations.size()) + " planes";
   std::printf("Image   %s, %d x %d x %d\nNoise   standard deviation %s\n", options.imagePath.c_str(),
               image.size[0], image.size[1], image.size[2], range.c_str());
