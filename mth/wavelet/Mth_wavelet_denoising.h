@@ -106,7 +106,7 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
   void WaveletTransform1D(double* signal, double* filter, double* out, int level, int n,
                           int filterLength) const;
   /// One level of the transform of `image` (of its first rows x cols elements; those that it does not have
-  /// count 0).
+  /// count 0). Of an image of rows x cols doubles, one of the four arrays may be the elements themselves.
   /// @param approx      H along rows and columns.
   /// @param detailRows  H along rows, G along columns: differences between rows.
   /// @param detailCols  G along rows, H along columns: differences between columns.
