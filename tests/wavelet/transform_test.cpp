@@ -159,6 +159,15 @@ TEST(WaveletTransform, TakesLevelsAbove30For30) {
   }
 }
 
+TEST(WaveletTransform, SpreadsWhatIsNotFiniteOverALongLineAtAHighLevel) {
+  Samples line(500000, 1.0);
+  line.front() = std::numeric_limits<double>::infinity();
+  Samples filter = kH;
+  Samples out(line.size());
+  MTH_WAVELET_DENOISING(nullptr).WaveletTransform1D(line.data(), filter.data(), out.data(), 30, 500000, 5);
+  EXPECT_TRUE(std::all_of(out.begin(), out.end(), [](double value) { return std::isnan(value); }));
+}
+
 // Closed forms, independent of the code that defines the transform: a constant has no details, and those of a
 // ramp are half the distance of two taps.
 TEST(WaveletTransform, HasNoDetailsOfAConstantAndEvenOnesOfARamp) {
