@@ -19,7 +19,6 @@
 namespace {
 
 using example::Failure;
-using example::Fixed;
 using example::GreyImage;
 
 constexpr int kLargestWindow = 99;
@@ -65,9 +64,15 @@ bool ParseOptions(int argc, char** argv, Options& options) {
   if (!example::ParseCommandLine(app, argc, argv)) return false;
   example::Require(!options.outputPath.empty(), "--output needs a folder");
   example::Require(std::isfinite(options.denoising.factor) && options.denoising.factor >= 0.0,
-                   "--factor must not be negative");
+                   "--factor must be a number from 0 up");
   example::Require(options.denoising.window % 2 != 0, "--window must be odd");
   return true;
+}
+
+// Three digits, or all of a whole number.
+std::string ShortText(double value) {
+  const bool isLong = value >= 1e3 && value < 1e9;
+  return isLong ? example::Fixed(value, 0) : example::Rounded(value, 3);
 }
 
 // The middle plane of both, and what was taken off, from black for darker to white for brighter.
@@ -87,8 +92,7 @@ void WritePanel(const std::string& path, const GreyImage& before, const GreyImag
       {example::DrawGreyPlane(first, first.values, 0.0, white), "before", std::nullopt, true},
       {example::DrawGreyPlane(second, second.values, 0.0, white), "after", std::nullopt, true},
       {example::DrawGreyPlane(first, difference, -largest, largest),
-       "difference: -" + example::Rounded(largest, 3) + " to " + example::Rounded(largest, 3), std::nullopt,
-       true}};
+       "difference: -" + ShortText(largest) + " to " + ShortText(largest), std::nullopt, true}};
   const auto& size = first.voxelSize;
   example::WritePng(path, example::ComposePanel(tiles, size ? (*size)[1] / (*size)[0] : 1.0));
 }
@@ -96,13 +100,13 @@ void WritePanel(const std::string& path, const GreyImage& before, const GreyImag
 void Print(const Options& options, const GreyImage& image, const std::vector<double>& deviations) {
   const auto [least, greatest] = std::minmax_element(deviations.begin(), deviations.end());
   const std::string range = deviations.size() == 1
-                                ? Fixed(*least, 2)
-                                : Fixed(*least, 2) + " to " + Fixed(*greatest, 2) + " in " +
+                                ? ShortText(*least)
+                                : ShortText(*least) + " to " + ShortText(*greatest) + " in " +
                                       std::to_string(deviations.size()) + " planes";
   std::printf("Image   %s, %d x %d x %d\nNoise   standard deviation %s\n", options.imagePath.c_str(),
               image.size[0], image.size[1], image.size[2], range.c_str());
   if (*greatest == 0.0)
-    std::printf("No noise was found: more than half of the image is black or it has none\n");
+    std::printf("No noise was found: the image has none, is a single line, or is black in more than half\n");
 }
 
 int Run(int argc, char** argv) {

@@ -94,8 +94,9 @@ void AddOptions(CLI::App& app, Options& options) {
       ->delimiter(',')
       ->allow_extra_args(false)
       ->type_name("A,B");
-  app.add_flag("--denoise", options.denoises,
-               "Take the noise off first, plane by plane along z; voxels at 0\nstay outside");
+  app.add_flag(
+      "--denoise", options.denoises,
+      "Take the noise off first, plane by plane along z; voxels at 0\nbefore or after it are outside");
   app.add_option_function<std::string>(
          "--axis", [&options](const std::string& name) { options.axis = name.front() - 'x'; },
          "Segment one plane of a volume, across this axis of its grid:\nx, y or z (z with --index alone)")

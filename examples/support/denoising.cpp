@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <new>
 #include <string>
 
@@ -16,14 +15,15 @@ namespace {
 
 constexpr int kGreyBits = 14;
 
-// The denoising answers in whole grey levels: values with fractions are spread over many of them first.
-double GreyLevelsPerUnit(const GreyImage& image) {
+// The denoising answers in whole grey levels: values with fractions are spread over many of them first, by a
+// power of two that is told by its exponent.
+int GreyExponent(const GreyImage& image) {
   const bool isWhole = std::all_of(image.values.begin(), image.values.end(),
                                    [](double value) { return value == std::floor(value); });
-  if (isWhole) return 1.0;
+  if (isWhole) return 0;
   int exponent = 0;
   std::frexp(*std::max_element(image.values.begin(), image.values.end()), &exponent);
-  return std::ldexp(1.0, std::min(kGreyBits - exponent, std::numeric_limits<double>::max_exponent - 1));
+  return kGreyBits - exponent;
 }
 
 // Calls visit(voxel, row, column) for every voxel of a plane.
@@ -38,23 +38,23 @@ void ForEachVoxel(const PlaneLayout& layout, int rows, int columns, Visit visit)
   }
 }
 
-double DenoisePlane(GreyImage& image, int index, double scale, const DenoisingOptions& options) {
+double DenoisePlane(GreyImage& image, int index, int exponent, const DenoisingOptions& options) {
   const PlaneLayout layout = LayoutOfPlane(image.size, options.axis, index);
   const int columns = image.size[static_cast<std::size_t>(layout.axes[0])];
   const int rows = image.size[static_cast<std::size_t>(layout.axes[1])];
   MTH_MATRIX plane(rows, columns, 0);
   if (!plane.IsAllocated()) throw std::bad_alloc();
   ForEachVoxel(layout, rows, columns, [&](std::size_t voxel, int row, int column) {
-    plane.Set(row, column, image.values[voxel] * scale);
+    plane.Set(row, column, std::ldexp(image.values[voxel], exponent));
   });
   MTH_WAVELET_DENOISING wavelet(&plane);
   wavelet.SetThrFactor(options.factor);
   wavelet.SetWindowSize(options.window);
-  const double deviation = wavelet.EstimateNoiseDeviation() / scale;
+  const double deviation = std::ldexp(wavelet.EstimateNoiseDeviation(), -exponent);
   if (!wavelet.ApplyDenoisingMRImage()) throw std::bad_alloc();
   const MTH_MATRIX& result = *wavelet.GetImage();
   ForEachVoxel(layout, rows, columns, [&](std::size_t voxel, int row, int column) {
-    image.values[voxel] = result.Get(row, column) / scale;
+    image.values[voxel] = std::ldexp(result.Get(row, column), -exponent);
   });
   return deviation;
 }
@@ -65,7 +65,7 @@ std::vector<double> Denoise(GreyImage& image, const DenoisingOptions& options) {
   const bool isMagnitude =
       std::all_of(image.values.begin(), image.values.end(), [](double value) { return value >= 0.0; });
   if (!isMagnitude) throw Failure("the image has values below 0: only magnitude images can be denoised");
-  const double scale = GreyLevelsPerUnit(image);
+  const int exponent = GreyExponent(image);
   const int planes = image.size[static_cast<std::size_t>(options.axis)];
   TSTD_WAIT_BAR progress;
   progress.SetTitle("Denoising");
@@ -73,7 +73,7 @@ std::vector<double> Denoise(GreyImage& image, const DenoisingOptions& options) {
   progress.Show();
   std::vector<double> deviations;
   for (int index = 0; index < planes; ++index) {
-    deviations.push_back(DenoisePlane(image, index, scale, options));
+    deviations.push_back(DenoisePlane(image, index, exponent, options));
     progress.StepAction("plane " + std::to_string(index + 1));
   }
   return deviations;

@@ -96,6 +96,12 @@ ImagePtr ReadHeader(const std::string& path) {
   return image;
 }
 
+// Where the voxels start: never before the header and the four bytes behind it have ended, whatever it says.
+std::int64_t VoxelsStart(const nifti_image& image) {
+  const std::int64_t least = image.nifti_type == NIFTI_FTYPE_NIFTI2_1 ? 544 : 352;
+  return std::max<std::int64_t>(image.iname_offset, least);
+}
+
 void CheckDimensions(const nifti_image& image, const std::string& path, std::uint64_t contentBytes) {
   const std::int64_t sizes[] = {image.nx, image.ny, image.nz};
   std::uint64_t voxels = 1;
@@ -107,7 +113,7 @@ void CheckDimensions(const nifti_image& image, const std::string& path, std::uin
   if (image.nt > 1 || image.nu > 1 || image.nv > 1 || image.nw > 1) {
     throw Failure("unsupported image " + path + ": it has more than three dimensions");
   }
-  const auto start = static_cast<std::uint64_t>(std::max<std::int64_t>(image.iname_offset, 0));
+  const auto start = static_cast<std::uint64_t>(VoxelsStart(image));
   if (start + voxels * static_cast<std::uint64_t>(image.nbyper) > contentBytes) Damaged(path);
 }
 
@@ -115,7 +121,7 @@ void CheckDimensions(const nifti_image& image, const std::string& path, std::uin
 // names first.
 std::vector<unsigned char> ReadVoxels(const nifti_image& image, const std::string& path) {
   const std::unique_ptr<gzFile_s, GzipDeleter> file(gzopen(path.c_str(), "rb"));
-  if (!file || gzseek(file.get(), static_cast<z_off_t>(image.iname_offset), SEEK_SET) < 0) Damaged(path);
+  if (!file || gzseek(file.get(), static_cast<z_off_t>(VoxelsStart(image)), SEEK_SET) < 0) Damaged(path);
   std::vector<unsigned char> bytes(static_cast<std::size_t>(image.nvox) *
                                    static_cast<std::size_t>(image.nbyper));
   for (std::size_t done = 0; done < bytes.size();) {
@@ -244,6 +250,11 @@ std::vector<T> Converted(const std::vector<double>& values) {
   return converted;
 }
 
+bool FitsIntoFloat(double value) {
+  return std::abs(value) <= std::numeric_limits<float>::max() &&
+         static_cast<double>(static_cast<float>(value)) == value;
+}
+
 template <class T>
 void WriteVoxels(nifti_image& image, int type, const std::vector<T>& voxels, const std::string& path) {
   if (nifti_set_filenames(&image, path.c_str(), 0, 1) != 0) throw std::bad_alloc();
@@ -299,8 +310,10 @@ void WriteNifti(const std::string& path, const std::string& modelPath, const Gre
     WriteVoxels(*file, NIFTI_TYPE_UINT8, Converted<std::uint8_t>(image.values), path);
   } else if (isWhole && *greatest <= std::numeric_limits<std::uint16_t>::max()) {
     WriteVoxels(*file, NIFTI_TYPE_UINT16, Converted<std::uint16_t>(image.values), path);
-  } else {
+  } else if (std::all_of(image.values.begin(), image.values.end(), FitsIntoFloat)) {
     WriteVoxels(*file, NIFTI_TYPE_FLOAT32, Converted<float>(image.values), path);
+  } else {
+    WriteVoxels(*file, NIFTI_TYPE_FLOAT64, image.values, path);
   }
 }
 

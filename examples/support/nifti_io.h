@@ -18,10 +18,10 @@ GreyImage ReadNifti(const std::string& path);
 void WriteNiftiLabels(const std::string& path, const std::string& modelPath,
                       const std::vector<std::uint8_t>& labels);
 
-/// Writes the values of an image as 8 or 16 bits when they are whole and fit, otherwise in single precision.
+/// Writes the values of an image as 8 or 16 bits when they are whole and fit, otherwise in single precision,
+/// or in double where that would change one of them.
 /// @param modelPath  a NIfTI file of the same grid, whose place in the scanner is kept; for any other file
-/// the
-///                   image's own voxel sizes are all that is known.
+///                   the image's own voxel sizes are all that is known.
 /// @throws Failure   when the file cannot be written whole.
 void WriteNifti(const std::string& path, const std::string& modelPath, const GreyImage& image);
 

@@ -5,6 +5,7 @@
 #include <csetjmp>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <vector>
 
@@ -19,6 +20,14 @@ constexpr std::uint64_t kMostBytes = 1U << 30U;
 struct FileCloser {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
+
+struct PictureReleaser {
+  void operator()(png_image* picture) const { png_image_free(picture); }
+};
+
+[[noreturn]] void Damaged(const std::string& path) {
+  throw Failure("damaged or not a PNG image: " + path);
+}
 
 // What the decoder hands out. The decoder leaves by longjmp on an error, so everything that owns memory lives
 // outside the function that calls it.
@@ -38,6 +47,16 @@ struct DecodedPng {
   DecodedPng& operator=(const DecodedPng&) = delete;
   ~DecodedPng() { png_destroy_read_struct(&reader, &info, nullptr); }
 };
+
+// Refuses a header that asks for more memory than we spend, or than the rest of the file can fill: a byte is
+// compressed 1032 times at most, and one bit of it becomes three bytes of a palette at most.
+void CheckSize(std::uint64_t decodedBytes, const std::string& path) {
+  constexpr std::uint64_t kMostExpansion = 1032 * 24;
+  if (decodedBytes > kMostBytes) throw Failure("unsupported image " + path + ": too large");
+  std::error_code error;
+  const std::uint64_t fileBytes = std::filesystem::file_size(path, error);
+  if (error || decodedBytes / kMostExpansion > fileBytes) Damaged(path);
+}
 
 void LeaveSilently(png_structp reader, png_const_charp) {
   png_longjmp(reader, 1);
@@ -95,21 +114,19 @@ double Luminance(const png_byte* pixel, int channels, int bytesPerChannel) {
 GreyImage ReadPng(const std::string& path) {
   const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
   if (!file) throw Failure("cannot open " + path);
-  const Failure damaged("damaged or not a PNG image: " + path);
   DecodedPng decoded;
   decoded.reader = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, LeaveSilently, IgnoreWarning);
   if (decoded.reader == nullptr) throw std::bad_alloc();
   decoded.info = png_create_info_struct(decoded.reader);
   if (decoded.info == nullptr) throw std::bad_alloc();
-  if (!ReadPngHeader(decoded, file.get())) throw damaged;
+  if (!ReadPngHeader(decoded, file.get())) Damaged(path);
 
   const std::size_t pixelBytes = static_cast<std::size_t>(decoded.channels * decoded.bytesPerChannel);
   const std::size_t rowBytes = pixelBytes * decoded.width;
-  if (std::uint64_t{rowBytes} * decoded.height > kMostBytes)
-    throw Failure("unsupported image " + path + ": too large");
+  CheckSize(std::uint64_t{rowBytes} * decoded.height, path);
   decoded.bytes.resize(rowBytes * decoded.height);
   for (std::uint32_t y = 0; y < decoded.height; ++y) decoded.rows.push_back(&decoded.bytes[rowBytes * y]);
-  if (!ReadPngRows(decoded)) throw damaged;
+  if (!ReadPngRows(decoded)) Damaged(path);
 
   GreyImage image;
   image.size = {static_cast<int>(decoded.width), static_cast<int>(decoded.height), 1};
@@ -125,16 +142,13 @@ GreyImage ReadPng(const std::string& path) {
 Raster ReadPicture(const std::string& path) {
   png_image header = {};
   header.version = PNG_IMAGE_VERSION;
-  const Failure damaged("damaged or not a PNG image: " + path);
-  if (png_image_begin_read_from_file(&header, path.c_str()) == 0) throw damaged;
+  if (png_image_begin_read_from_file(&header, path.c_str()) == 0) Damaged(path);
+  const std::unique_ptr<png_image, PictureReleaser> reader(&header);
   header.format = PNG_FORMAT_RGB;
-  if (PNG_IMAGE_SIZE(header) > kMostBytes) {
-    png_image_free(&header);
-    throw Failure("unsupported image " + path + ": too large");
-  }
+  CheckSize(std::uint64_t{3} * header.width * header.height, path);
   Raster picture = BlankRaster(static_cast<int>(header.width), static_cast<int>(header.height), 3);
   const png_color black = {0, 0, 0};
-  if (png_image_finish_read(&header, &black, picture.bytes.data(), 0, nullptr) == 0) throw damaged;
+  if (png_image_finish_read(&header, &black, picture.bytes.data(), 0, nullptr) == 0) Damaged(path);
   return picture;
 }
 

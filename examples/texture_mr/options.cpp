@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cmath>
+#include <limits>
 
 #include "support/command_line.h"
 
@@ -34,6 +35,8 @@ constexpr const char* kFooter =
     "  texture_mr data/t1_brain_axial.nii.gz -o texture\n"
     "  texture_mr brain.nii.gz --mask segmented/labels.nii.gz --levels 64 -o texture\n";
 
+constexpr int kLargestNumber = std::numeric_limits<int>::max();
+
 void AddOptions(CLI::App& app, Options& options) {
   app.add_option("IMAGE", options.imagePath, "Image or volume: .nii, .nii.gz or .png")->required();
   app.add_option("-o,--output", options.outputPath, "Folder for the results, created if it is missing")
@@ -46,18 +49,18 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--label", options.labels, "Measure only these regions of the mask, separated by commas")
       ->delimiter(',')
       ->allow_extra_args(false)
-      ->check(CLI::PositiveNumber.description(""))
+      ->check(CLI::Range(1, kLargestNumber).description(""))
       ->type_name("K,L");
   app.add_option("-l,--levels", options.levels, "Number of grey levels, 2 to 256")
       ->check(CLI::Range(2, kMostLevels).description(""))
       ->capture_default_str();
   app.add_option("-d,--distance", options.distance,
-                 "Voxels between the two of a pair, along each axis, 1 or more")
-      ->check(CLI::PositiveNumber.description(""))
+                 "How many voxels the two of a pair are apart along each axis,\n1 or more")
+      ->check(CLI::Range(1, kLargestNumber).description(""))
       ->capture_default_str();
   app.add_option("--range", options.range,
                  "Intensities of the first and the last level; what is beyond counts as\n"
-                 "these (without it the lowest and the highest of all regions)")
+                 "these (without it the lowest and the highest of the regions)")
       ->delimiter(',')
       ->allow_extra_args(false)
       ->type_name("A,B");
@@ -82,6 +85,7 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
   app.footer(kFooter);
   AddOptions(app, options);
   if (!example::ParseCommandLine(app, argc, argv)) return std::nullopt;
+  example::Require(app.count("--mask") == 0 || !options.maskPath.empty(), "--mask needs a label image");
   CheckOptions(options);
   return options;
 }

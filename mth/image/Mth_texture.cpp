@@ -15,7 +15,7 @@ namespace mth_internal {
 // The elements of a co-occurrence matrix.
 template <class T>
 struct MatrixView {
-  const T* Row(int i) const { return elements + std::int64_t{i} * columns; }
+  const T* Row(std::int64_t i) const { return elements + i * columns; }
 
   const T* elements;
   int rows;
@@ -83,9 +83,6 @@ class Distribution {
   bool HasFiniteSquares() const {
     return std::all_of(Get(), Get() + count_, [](double value) { return std::isfinite(value * value); });
   }
-  bool IsNotNegative() const {
-    return std::all_of(Get(), Get() + count_, [](double value) { return value >= 0.0; });
-  }
 
  private:
   std::int64_t count_;
@@ -150,11 +147,11 @@ double Correlation(const MatrixView<T>& view) {
   return (sums.products - mx * my) / (std::sqrt(sums.columnVariance) * std::sqrt(sums.rowVariance));
 }
 
-// Whether ln(px py) is finite wherever px py is not 0.
+// Whether elements of 0 add nothing to HXY1: ln(px py) is then finite wherever px py is not 0, unless an
+// element is negative, which makes HXY NaN anyhow.
 template <class T>
-bool HasFiniteLogarithms(const Marginals<T>& marginals) {
-  return marginals.rows.HasFiniteSquares() && marginals.columns.HasFiniteSquares() &&
-         marginals.rows.IsNotNegative() && marginals.columns.IsNotNegative();
+bool MaySkipZeros(const Marginals<T>& marginals) {
+  return marginals.rows.HasFiniteSquares() && marginals.columns.HasFiniteSquares();
 }
 
 template <class T>
@@ -164,7 +161,7 @@ double CorrelationInfo1(const MatrixView<T>& view) {
   const double hx = marginals.rows.Entropy();
   const double hy = marginals.columns.Entropy();
   const JointSums sums = MTH_SELECT(SumForInformation<false, T>)(
-      view, marginals.rows.Get(), marginals.columns.Get(), HasFiniteLogarithms(marginals));
+      view, marginals.rows.Get(), marginals.columns.Get(), MaySkipZeros(marginals));
   const double hxy = -sums.joint;
   const double hxy1 = -sums.products;
   return (hxy - hxy1) / (hx < hy ? hy : hx);

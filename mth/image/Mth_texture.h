@@ -13,9 +13,8 @@
 ///
 /// All use these distributions, of R + C, 2 R - 1 and R values:
 ///  - px[i], py[j]: the sums of row i and of column j;
-///  - psum[k], k = 0 ... 2 R - 2: the sum of P(i, j) over i + j = k + 2. Intended: the pairs with i + j < 2
-///  are
-///    not counted, and of a square matrix the last two values are 0;
+///  - psum[k], k = 0 ... 2 R - 2: the sum of P(i, j) over i + j = k + 2. Intended: the pairs with
+///    i + j < 2 are not counted, and of a square matrix the last two values are 0;
 ///  - pdiff[k], k = 0 ... R - 1: the sum of P(i, j) over |i - j| = k.
 ///
 /// Sums run in row order, in double, the homogeneity aside. Logarithms are natural; terms whose probability

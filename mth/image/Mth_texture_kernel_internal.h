@@ -19,7 +19,8 @@ MTH_INLINE void ForEachChunk(const MatrixView<T>& p, bool skipsZeros, Visit visi
   double values[kChunk];
   for (int i = 0; i < p.rows; ++i) {
     const T* const row = p.Row(i);
-    for (int first = 0; first < p.columns; first += kChunk) {
+    for (std::int64_t next = 0; next < p.columns; next += kChunk) {
+      const int first = static_cast<int>(next);
       const int count = std::min(kChunk, p.columns - first);
       if (skipsZeros && IsAllZero(row + first, count)) continue;
       for (int k = 0; k < count; ++k) values[k] = static_cast<double>(row[first + k]);
@@ -83,9 +84,9 @@ double Variance(const MatrixView<T>& p) {
 template <class T>
 void SumRows(const MatrixView<T>& p, double* sums) {
   constexpr int kTogether = 8;
-  for (int i = 0; i < p.rows; i += kTogether) {
+  for (std::int64_t i = 0; i < p.rows; i += kTogether) {
     const T* rows[kTogether];
-    for (int r = 0; r < kTogether; ++r) rows[r] = p.Row(std::min(i + r, p.rows - 1));
+    for (int r = 0; r < kTogether; ++r) rows[r] = p.Row(std::min(i + r, p.rows - std::int64_t{1}));
     double sum[kTogether] = {};
     for (int j = 0; j < p.columns; ++j) {
       for (int r = 0; r < kTogether; ++r) sum[r] += static_cast<double>(rows[r][j]);
@@ -107,7 +108,7 @@ template <class T>
 void SumAntidiagonals(const MatrixView<T>& p, double* __restrict psum) {
   const std::int64_t mostSum = 2 * std::int64_t{p.rows};  // i + j of the last value
   for (std::int64_t i = 0; i < p.rows; ++i) {
-    const T* const row = p.Row(static_cast<int>(i));
+    const T* const row = p.Row(i);
     const std::int64_t first = std::max<std::int64_t>(0, 2 - i);
     const std::int64_t last = std::min<std::int64_t>(p.columns, mostSum - i + 1);
     for (std::int64_t j = first; j < last; ++j) psum[i + j - 2] += static_cast<double>(row[j]);

@@ -1,5 +1,6 @@
 #include "mth/wavelet/Mth_wavelet_denoising.h"
 
+#include <memory>
 #include <new>
 
 #include "mth/wavelet/Mth_wavelet_transform_internal.h"
@@ -9,8 +10,11 @@ using namespace mth_internal;
 MTH_WAVELET_DENOISING::MTH_WAVELET_DENOISING(MTH_MATRIX* image) : image_(nullptr) {
   constexpr int kDoubleElements = 0;
   if (image == nullptr) return;
-  image_ = new (std::nothrow) MTH_MATRIX(image->GetNbRows(), image->GetNbCols(), kDoubleElements);
-  if (image_ != nullptr) *image_ = *image;
+  std::unique_ptr<MTH_MATRIX> copy(new (std::nothrow)
+                                       MTH_MATRIX(image->GetNbRows(), image->GetNbCols(), kDoubleElements));
+  if (copy) *copy = *image;
+  const bool isWhole = copy && copy->IsAllocated() == image->IsAllocated();
+  if (isWhole) image_ = copy.release();
 }
 
 MTH_WAVELET_DENOISING::~MTH_WAVELET_DENOISING() {

@@ -61,7 +61,7 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
   /// The noise of each subband follows from that of the finest diagonal one, of deviation s: s, 0.22 s, 0.09
   /// s and 0.04 s in the diagonal subbands, 0.79 s, 0.25 s, 0.11 s and 0.05 s in the others, from the finest
   /// level on. Those are the noise gains of the filters. An image without noise, s = 0, is only rounded; so
-  /// is one of which more than half is black.
+  /// is one of which more than half is black, and one of a single row or column: it has no diagonal details.
   ///
   /// The local mean of the grey levels stays: what Rician noise adds to it in the dark is not taken off. The
   /// image is transformed with a margin of its mirror image, so that its borders are rebuilt as well as the
@@ -113,7 +113,7 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
   void WaveletTransform1D(double* signal, double* filter, double* out, int level, int n,
                           int filterLength) const;
   /// One level of the transform of `image` (of its first rows x cols elements; those that it does not have
-  /// count 0).
+  /// count 0). Of an image of rows x cols doubles, one of the four arrays may be the elements themselves.
   /// @param approx      H along rows and columns.
   /// @param detailRows  H along rows, G along columns: differences between rows.
   /// @param detailCols  G along rows, H along columns: differences between columns.

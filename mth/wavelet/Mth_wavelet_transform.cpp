@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdlib>
+#include <limits>
 
 #include "mth/Mth_work_array_internal.h"
 #include "mth/wavelet/Mth_wavelet_transform_internal.h"
@@ -235,6 +237,25 @@ class SweepFilter {
   RowWindow window_;
 };
 
+// What the zeros of a dilated filter add: NaN where one of them meets what is not finite, and nothing else.
+// The samples under the filter are counted as it slides on, since at high levels there are many of them.
+void AddZeroTaps(const double* line, WaveletFilter filter, std::int64_t step, std::int64_t n, double* out) {
+  const std::int64_t reach = filter.length - 1;
+  const std::int64_t centre = reach / 2 * step;
+  const auto countAt = [=](std::int64_t index) { return std::isfinite(line[MirrorIndex(index, n)]) ? 0 : 1; };
+  std::int64_t count = 0;
+  for (std::int64_t t = 1; t <= reach * step; ++t) count += countAt(centre - t);
+  for (std::int64_t i = 0; i < n; ++i) {
+    count += countAt(i + centre);
+    std::int64_t countAtTaps = 0;
+    for (std::int64_t k = 0; k <= reach; ++k) {
+      if (filter.taps[k] != 0.0) countAtTaps += countAt(i + centre - k * step);
+    }
+    if (count > countAtTaps) out[i] = std::numeric_limits<double>::quiet_NaN();
+    count -= countAt(i + centre - reach * step);
+  }
+}
+
 bool AnalyseEveryTap(const RowReader& image, int level, ImageSize size, const Subbands& subbands) {
   const LineFilter lines(level, size);
   if (!lines) return false;
@@ -302,12 +323,10 @@ void FilterLine(const double* line, WaveletFilter filter, std::int64_t step, std
     for (std::int64_t i = end; i < n; ++i) out[i] += tap * line[MirrorIndex(i + shift, n)];
   };
   if (step == 0) return addTap(0, filter.taps[reach]);
-  const bool skipsZeros = MaySkipZeroTaps(line, n);
   for (std::int64_t k = 0; k <= reach; ++k) {
-    if (filter.taps[k] != 0.0 || !skipsZeros) addTap(k * step, filter.taps[k]);
-    if (skipsZeros || k == reach) continue;
-    for (std::int64_t t = k * step + 1; t < (k + 1) * step; ++t) addTap(t, 0.0);
+    if (filter.taps[k] != 0.0) addTap(k * step, filter.taps[k]);
   }
+  if (!MaySkipZeroTaps(line, n)) AddZeroTaps(line, filter, step, n, out);
 }
 
 bool Analyse(const MTH_MATRIX& image, int level, ImageSize size, const Subbands& subbands) {

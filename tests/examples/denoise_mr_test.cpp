@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <random>
 #include <tuple>
 
@@ -64,9 +65,14 @@ TEST(DenoiseMr, WritesTheDenoisedImageInPlace) {
   file.dimensions = {2, 40, 30, 1, 1, 1, 1, 1};
   file.voxelSize = {0.5F, 2.0F, 3.0F};
   const std::vector<int> values = NoisyValues(40, 30, 1);
+  constexpr int kAdded = 10;
   file.SetVoxels<std::int16_t>(values);
   file.datatype = 4;
+  file.slope = 1.0F;
+  file.intercept = kAdded;
   WriteFile(folder / "image.nii", file.Bytes(16));
+  std::vector<double> intensities;
+  for (const int value : values) intensities.push_back(value + kAdded);
   for (const auto& [options, factor, window] : {std::tuple("", 2.0, 5), std::tuple("-f 3 -w 7", 3.0, 7),
                                                 std::tuple("--factor 0 --window 1", 0.0, 1)}) {
     const ProgramRun run = Denoise(folder, folder / "image.nii", options);
@@ -78,8 +84,8 @@ TEST(DenoiseMr, WritesTheDenoisedImageInPlace) {
     EXPECT_EQ(FieldAt<std::int16_t>(result, 44), 30);
     EXPECT_EQ(FieldAt<float>(result, 84), 2.0F);
     EXPECT_EQ(FieldAt<std::int16_t>(result, 70), 2);  // whole levels that fit into 8 bits
-    EXPECT_EQ(Voxels<std::uint8_t>(result),
-              Denoised(std::vector<double>(values.begin(), values.end()), 40, 30, factor, window));
+    EXPECT_EQ(FieldAt<float>(result, 112), 0.0F);     // no scaling a second time
+    EXPECT_EQ(Voxels<std::uint8_t>(result), Denoised(intensities, 40, 30, factor, window));
     EXPECT_EQ(ReadFile(folder / "result/panel.png").substr(1, 3), "PNG");
   }
 }
@@ -111,6 +117,7 @@ TEST(DenoiseMr, DenoisesVolumesPlaneByPlane) {
     ASSERT_EQ(result.size(), values.size());
     const int across = axis == 0 ? 1 : 0;
     const int down = axis == 2 ? 1 : 2;
+    std::vector<double> deviations;
     for (int index = 0; index < kSize[axis]; ++index) {
       std::vector<double> plane;
       std::vector<double> actual;
@@ -122,7 +129,35 @@ TEST(DenoiseMr, DenoisesVolumesPlaneByPlane) {
         }
       }
       EXPECT_EQ(actual, Denoised(plane, kSize[across], kSize[down], 2.0, 5));
+      MTH_MATRIX noisy(kSize[down], kSize[across], 0);
+      noisy.SetVector(plane.data(), kSize[down] * kSize[across]);
+      deviations.push_back(MTH_WAVELET_DENOISING(&noisy).EstimateNoiseDeviation() / kSteps);
     }
+    const auto [least, greatest] = std::minmax_element(deviations.begin(), deviations.end());
+    std::array<double, 2> told{};
+    const std::size_t start = run.output.find("deviation ");
+    ASSERT_NE(start, std::string::npos);
+    ASSERT_EQ(std::sscanf(run.output.c_str() + start, "deviation %lf to %lf", &told[0], &told[1]), 2);
+    EXPECT_NEAR(told[0] / *least, 1.0, 0.01);
+    EXPECT_NEAR(told[1] / *greatest, 1.0, 0.01);
+  }
+}
+
+// Values beyond single precision, or that it rounds, are kept in double.
+TEST(DenoiseMr, WritesWhatSinglePrecisionCannotHold) {
+  const ScratchFolder folder;
+  for (const double unit : {1e300, 1e-300, 1e-310, 16777217.0}) {
+    NiftiFile file;
+    file.dimensions = {2, 6, 5, 1, 1, 1, 1, 1};
+    file.datatype = 64;
+    const std::vector<double> values(30, unit);
+    for (const double value : values) file.voxels += file.Stored(value);
+    WriteFile(folder / "image.nii", file.Bytes(64));
+    ASSERT_EQ(Denoise(folder, folder / "image.nii", "").status, 0);
+    const std::string result = ReadGzip(folder / "result/denoised.nii.gz");
+    EXPECT_EQ(FieldAt<std::int16_t>(result, 70), 64);
+    const double rounding = unit < 1.0 ? unit / 8192.0 : 0.0;
+    for (const double value : Voxels<double>(result)) EXPECT_NEAR(value, unit, rounding);
   }
 }
 
@@ -164,6 +199,7 @@ TEST(DenoiseMrRefuses, WhatItCannotUse) {
       {slice + " -w five", "--window"},
       {slice + " -f -1", "--factor"},
       {slice + " -f nan", "--factor"},
+      {slice + " -f inf", "--factor"},
       {slice + " --axis y", "volume"},
       {slice + " --axis t", "--axis"},
       {slice + " --sharpen", "--sharpen"},

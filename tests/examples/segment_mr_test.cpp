@@ -215,6 +215,16 @@ TEST(SegmentMr, EveryVoxelTypeAndByteOrderGivesTheSameClasses) {
   }
 }
 
+TEST(SegmentMr, ReadsVoxelsBehindTheHeaderThoughItNamesNoPlace) {
+  const ScratchFolder folder;
+  NiftiFile file = TwoClasses();
+  file.SetVoxels<std::uint8_t>({10, 60, 60, 0, 60, 10});
+  WriteFile(folder / "image.nii", file.Bytes(8).replace(108, 4, 4, '\0'));
+  const Json report = Segment(folder, folder / "image.nii", "-m kmeans -c 2");
+  ExpectNear(Column(report, "centroid"), {10.0, 60.0}, 0.0);
+  ExpectNear(Column(report, "area_mm2"), {2.0, 3.0}, 0.0);
+}
+
 TEST(SegmentMr, ReadsTheNamedFileThoughOneOfSimilarNameStandsBesideIt) {
   const ScratchFolder folder;
   std::filesystem::copy(kSlice, folder / "a.nii.gz");

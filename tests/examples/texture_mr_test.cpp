@@ -132,14 +132,37 @@ TEST(TextureMr, MeasuresEachRegionByItself) {
 
 TEST(TextureMr, CountsThePlanesOfAVolumeTogether) {
   const ScratchFolder folder;
-  std::vector<int> twice = kHaralick;
-  twice.insert(twice.end(), kHaralick.begin(), kHaralick.end());
-  WriteImage(folder / "image.nii", 4, 4, 2, twice);
+  std::vector<int> values = kHaralick;
+  values.resize(2 * kHaralick.size(), 3);  // a plane without contrast
+  WriteImage(folder / "image.nii", 4, 4, 2, values);
+  std::vector<double> halves;
+  for (const double contrast : kHaralickContrasts) halves.push_back(contrast / 2.0);
   ExpectValues(Measure(folder, Quoted(folder / "image.nii") + " --levels 4").at({"image", "contrast"}),
-               kHaralickContrasts);
+               halves);
   // Two apart: the rows have (2 3) twice and (0 2), (2 2), four times (0 1) in this order.
   ExpectValues(Measure(folder, Quoted(folder / "image.nii") + " --levels 4 -d 2").at({"image", "contrast"}),
-               {(1 + 1 + 4 + 0 + 4) / 8.0});
+               {(1 + 1 + 4 + 0 + 4) / 16.0});
+}
+
+// A file whose columns run to the patient's left is drawn mirrored, and its angles are those of the drawing.
+TEST(TextureMr, TakesAnglesAsOnTheScreen) {
+  const ScratchFolder folder;
+  std::vector<int> mirrored;
+  for (std::size_t voxel = 0; voxel < kHaralick.size(); ++voxel)
+    mirrored.push_back(kHaralick[voxel / 4 * 4 + 3 - voxel % 4]);
+  WriteImage(folder / "image.nii", 4, 4, 1, mirrored);
+  std::string bytes = ReadFile(folder / "image.nii");
+  const NiftiFile format;
+  const auto put = [&](std::size_t offset, const std::string& field) {
+    bytes.replace(offset, field.size(), field);
+  };
+  put(254, format.Stored(std::int16_t{1}));  // places in the scanner by these rows
+  put(280, format.Stored(-1.0F));
+  put(300, format.Stored(1.0F));
+  put(320, format.Stored(1.0F));
+  WriteFile(folder / "image.nii", bytes);
+  ExpectValues(Measure(folder, Quoted(folder / "image.nii") + " --levels 4").at({"image", "contrast"}),
+               kHaralickContrasts);
 }
 
 TEST(TextureMr, TakesTheLabelsOfASegmentation) {
@@ -178,7 +201,7 @@ TEST(TextureMr, RefusesWhatItCannotMeasure) {
       {image("text.nii"), "damaged or not a NIfTI image"},
       {image("image.nii") + " --levels 1", "--levels"},
       {image("image.nii") + " --levels 257", "--levels"},
-      {image("image.nii") + " --distance 0", "--distance"},
+      {image("image.nii") + " --distance 0", "--distance: Value 0 not in range 1 to 2147483647"},
       {image("image.nii") + " --distance 4", "no two voxels of a region are 4 apart"},
       {image("image.nii") + " --distance 2147483647", "no two voxels of a region are"},
       {image("point.nii"), "no two voxels of a region are 1 apart"},
@@ -186,6 +209,7 @@ TEST(TextureMr, RefusesWhatItCannotMeasure) {
       {image("image.nii") + " --range 0,nan", "--range needs a lower and a higher intensity"},
       {image("image.nii") + " --range 1", "--range needs two intensities"},
       {image("image.nii") + " --label 1", "--label needs a --mask"},
+      {image("image.nii") + " --mask ''", "--mask needs a label image"},
       {image("image.nii") + " --mask " + image("zeros.nii"), "no region in the mask"},
       {image("image.nii") + " --mask " + image("small.nii"),
        "the mask is 4 x 3 x 1 voxels, the image 4 x 4 x 1"},

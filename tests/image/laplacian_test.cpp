@@ -88,10 +88,16 @@ std::vector<float> RunSum(Volume<float> volume) {
   return out;
 }
 
+// Zeros of both signs.
 template <class T>
-void CheckAveragesAgainstLiteral(int nx, int ny, int nz) {
-  SCOPED_TRACE(std::to_string(nx) + " x " + std::to_string(ny) + " x " + std::to_string(nz));
-  const Volume<T> volume = RandomVolume<T>(nx, ny, nz, static_cast<unsigned>(100 * nx + 10 * ny + nz));
+Volume<T> RandomZeros(Volume<T> volume) {
+  for (T& value : volume.values) value = value > T{0} ? T{0} : -T{0};
+  return volume;
+}
+
+template <class T>
+void CheckAveragesAgainstLiteral(const Volume<T>& volume) {
+  const int nz = volume.size[2];
   const std::vector<T> expected = LiteralAverage<T>(volume, {0, 1, 2}, T{1} / T{3}).values;
   std::vector<T> expectedImage;
   if (nz == 1) expectedImage = LiteralAverage<T>(volume, {1, 0}, T(0.5)).values;
@@ -104,9 +110,7 @@ void CheckAveragesAgainstLiteral(int nx, int ny, int nz) {
   }
 }
 
-void CheckSumAgainstLiteral(int nx, int ny, int nz) {
-  SCOPED_TRACE(std::to_string(nx) + " x " + std::to_string(ny) + " x " + std::to_string(nz));
-  const auto volume = RandomVolume<float>(nx, ny, nz, static_cast<unsigned>(100 * nx + 10 * ny + nz));
+void CheckSumAgainstLiteral(const Volume<float>& volume) {
   const std::vector<float> expected = LiteralSum(volume).values;
   for (const InstructionSet set : kAllSets) {
     const mth_internal::InstructionSetScope scope(set);
@@ -114,29 +118,36 @@ void CheckSumAgainstLiteral(int nx, int ny, int nz) {
   }
 }
 
+void CheckAgainstLiteral(int nx, int ny, int nz) {
+  SCOPED_TRACE(std::to_string(nx) + " x " + std::to_string(ny) + " x " + std::to_string(nz));
+  const auto seed = static_cast<unsigned>(100 * nx + 10 * ny + nz);
+  const auto doubles = RandomVolume<double>(nx, ny, nz, seed);
+  const auto floats = RandomVolume<float>(nx, ny, nz, seed);
+  CheckAveragesAgainstLiteral(doubles);
+  CheckAveragesAgainstLiteral(floats);
+  CheckSumAgainstLiteral(floats);
+  CheckAveragesAgainstLiteral(RandomZeros(doubles));
+  CheckAveragesAgainstLiteral(RandomZeros(floats));
+  CheckSumAgainstLiteral(RandomZeros(floats));
+}
+
 TEST(Laplacian, EveryInstructionSetGivesTheBitsOfTheLiteralLoops) {
   for (int nz = 1; nz <= 6; ++nz) {
     for (int ny = 1; ny <= 6; ++ny) {
-      for (int nx = 1; nx <= 6; ++nx) {
-        CheckAveragesAgainstLiteral<double>(nx, ny, nz);
-        CheckAveragesAgainstLiteral<float>(nx, ny, nz);
-        CheckSumAgainstLiteral(nx, ny, nz);
-      }
+      for (int nx = 1; nx <= 6; ++nx) CheckAgainstLiteral(nx, ny, nz);
     }
   }
   for (const auto& [nx, ny, nz] :
-       {std::array{70, 9, 1}, {33, 40, 1}, {1, 50, 1}, {67, 1, 1}, {64, 7, 8}, {37, 8, 7}}) {
-    CheckAveragesAgainstLiteral<double>(nx, ny, nz);
-    CheckAveragesAgainstLiteral<float>(nx, ny, nz);
-    CheckSumAgainstLiteral(nx, ny, nz);
-  }
+       {std::array{70, 9, 1}, {33, 40, 1}, {1, 50, 1}, {67, 1, 1}, {64, 7, 8}, {37, 8, 7}})
+    CheckAgainstLiteral(nx, ny, nz);
 }
 
 // Large results are written past the cache, whatever the alignment of their rows.
 TEST(Laplacian, LargeResultsAreThoseOfTheLiteralLoopsToo) {
-  CheckAveragesAgainstLiteral<double>(1051, 1003, 1);
-  CheckAveragesAgainstLiteral<float>(203, 101, 107);
-  CheckSumAgainstLiteral(203, 101, 107);
+  CheckAveragesAgainstLiteral(RandomVolume<double>(1051, 1003, 1, 1));
+  const auto volume = RandomVolume<float>(203, 101, 107, 2);
+  CheckAveragesAgainstLiteral(volume);
+  CheckSumAgainstLiteral(volume);
 }
 
 // Second derivatives of a quadratic are constant, and their linear continuation is the same constant.

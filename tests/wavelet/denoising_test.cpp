@@ -7,11 +7,13 @@
 #include <vector>
 
 #include "mth/Mth_instruction_set_internal.h"
+#include "mth/statistics/Mth_descriptive.h"
 #include "mth/wavelet/Mth_wavelet_denoising.h"
 #include "support/allocation_faults.h"
 #include "support/denoising_cases.h"
 #include "support/matrices.h"
 #include "support/recording_display.h"
+#include "wavelet/literal_transform.h"
 
 namespace {
 
@@ -82,6 +84,17 @@ TEST(WaveletDenoising, EstimatesTheNoiseWhereTheSignalIsThreeTimesAsStrong) {
     EXPECT_NEAR(MTH_WAVELET_DENOISING(bright.get()).EstimateNoiseDeviation() / image.Deviation(), 1.0,
                 kTolerance);
   }
+}
+
+// Twice the median of the magnitudes in the finest diagonal subband, over that of normal deviates.
+TEST(WaveletDenoising, EstimatesTheNoiseFromTheFinestDiagonalDetails) {
+  const MTH_MATRIX flat = FromRule(31, 26, kDouble, [](int, int) { return 90.0; });
+  MTH_MATRIX noisy = WithRicianNoise(flat, 7.0, 12);
+  Samples details = LiteralAnalysis(noisy, 0).diag;
+  MTH_MATRIX diagonal(31, 26, kDouble);
+  diagonal.SetVector(details.data(), 31 * 26);
+  EXPECT_DOUBLE_EQ(MTH_WAVELET_DENOISING(&noisy).EstimateNoiseDeviation(),
+                   2.0 * 1.4825796886582654 * Mth_Median(&diagonal));
 }
 
 TEST(WaveletDenoising, SmoothsFlatRegionsAndKeepsEdges) {

@@ -85,7 +85,7 @@ TEST(WaveletTransform, IsTheDefinedOneOnEveryInstructionSet) {
   for (const InstructionSet set : {InstructionSet::Baseline, InstructionSet::Avx2, InstructionSet::Avx512}) {
     const mth_internal::InstructionSetScope scope(set);
     for (const Shape shape : kShapes) {
-      for (int level = 0; level <= 4; ++level) {
+      for (int level = -1; level <= 4; ++level) {
         MTH_MATRIX image = RandomMatrix(shape.rows, shape.columns, kDouble, 7);
         ExpectLiteral(image, level);
       }
@@ -107,11 +107,24 @@ TEST(WaveletTransform, SpreadsWhatIsNotFiniteAsDefined) {
       image.Set(9, 37, value);
       image.Set(9, 36, -value);
       ExpectLiteral(image, level);
+      // An array of the result may be the image itself, which every tap needs until the last row is read.
+      const SubbandArrays expected = LiteralAnalysis(image, level);
+      SubbandArrays bands(expected.approx.size());
+      MTH_WAVELET_DENOISING(nullptr).RedundantWaveletTransform(
+          &image, bands.approx.data(), image.GetEDataAddress(), bands.cols.data(), bands.diag.data(), level,
+          image.GetNbRows(), image.GetNbCols());
+      bands.rows = Elements(image);
+      ExpectSameBands(bands, expected);
     }
   }
   MTH_MATRIX small = RandomMatrix(3, 2, kFloat, 5);
   small.Set(0, 0, special[0]);
   ExpectLiteral(small, 2);
+
+  // A step that overflows along the rows, and is not finite for the columns.
+  SubbandArrays bands(16 * 16);
+  for (std::size_t i = 0; i < bands.cols.size(); ++i) bands.cols[i] = i % 16 < 8 ? -special[3] : special[3];
+  EXPECT_TRUE(Equal(Elements(Rebuild(bands, {16, 16}, kDouble, 1)), LiteralSynthesis(bands, 16, 16, 1)));
 }
 
 TEST(WaveletTransform, FiltersLinesWithAnyTaps) {
@@ -123,7 +136,7 @@ TEST(WaveletTransform, FiltersLinesWithAnyTaps) {
       for (int length = 1; length <= 8; ++length) {
         Samples filter = Elements(RandomMatrix(1, length, kDouble, static_cast<unsigned>(length)));
         if (length > 2) filter[1] = 0.0;
-        for (int level = -1; level <= 6; ++level) {
+        for (int level = -1; level <= 9; ++level) {
           Samples out(line.size(), 9.0);
           wavelet.WaveletTransform1D(line.data(), filter.data(), out.data(), level, n, length);
           EXPECT_TRUE(Equal(out, LiteralFilter(line, filter, level)))
@@ -132,6 +145,27 @@ TEST(WaveletTransform, FiltersLinesWithAnyTaps) {
       }
     }
   }
+}
+
+// Steps that differ by whole periods of the mirror image of three samples, which are six: 4 and 2^30.
+TEST(WaveletTransform, TakesLevelsAbove30For30) {
+  const MTH_WAVELET_DENOISING wavelet(nullptr);
+  Samples line{1.0, 4.0, -7.0};
+  Samples filter = kK;
+  for (const int level : {30, 31, std::numeric_limits<int>::max()}) {
+    Samples out(line.size());
+    wavelet.WaveletTransform1D(line.data(), filter.data(), out.data(), level, 3, 7);
+    EXPECT_TRUE(Equal(out, LiteralFilter(line, kK, 2))) << level;
+  }
+}
+
+TEST(WaveletTransform, SpreadsWhatIsNotFiniteOverALongLineAtAHighLevel) {
+  Samples line(500000, 1.0);
+  line.front() = std::numeric_limits<double>::infinity();
+  Samples filter = kH;
+  Samples out(line.size());
+  MTH_WAVELET_DENOISING(nullptr).WaveletTransform1D(line.data(), filter.data(), out.data(), 30, 500000, 5);
+  EXPECT_TRUE(std::all_of(out.begin(), out.end(), [](double value) { return std::isnan(value); }));
 }
 
 // Closed forms, independent of the code that defines the transform: a constant has no details, and those of a
@@ -271,6 +305,13 @@ TEST(WaveletDenoising, StartsWithACopyAndItsDefaults) {
   EXPECT_EQ(wavelet.GetThrFactor(), 3.5);
   EXPECT_EQ(wavelet.GetWindowSize(), 7);
   EXPECT_EQ(MTH_WAVELET_DENOISING(nullptr).GetImage(), nullptr);
+  const int failures = ForEachAllocationFault(
+      [&] {
+        const MTH_WAVELET_DENOISING copy(&image);
+        return copy.GetImage() == nullptr || copy.GetImage()->IsAllocated();
+      },
+      [](bool isAllOrNothing) { EXPECT_TRUE(isAllOrNothing); });
+  EXPECT_GT(failures, 1);
 }
 
 }  // namespace
