@@ -8,6 +8,7 @@
 #include "mth/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/statistics/Mth_descriptive.h"
+#include "mth/statistics/Mth_descriptive_internal.h"
 #include "mth/statistics/Mth_sort.h"
 
 // Statistics of the columns and rows of matrices, and of samples given by dimension.
@@ -171,23 +172,30 @@ MTH_MATRIX* Mth_CovarianceMatrix(double** x, double** y, int n, short d) {
   return CrossCovariance(x, y, n, d);
 }
 
-double Mth_Median(MTH_MATRIX* m) {
-  if (!HasElements(m) || m->GetNbRows() == 0 || m->GetNbCols() == 0) return 0.0;
-  const int rows = m->GetNbRows();
-  const int columns = m->GetNbCols();
+bool mth_internal::MedianOfMagnitudes(MTH_MATRIX& m, double& median) {
+  const int rows = m.GetNbRows();
+  const int columns = m.GetNbCols();
   const WorkArray<double> values(rows);
   const WorkArray<double> companions(std::max(rows, columns));
   const WorkArray<double> medians(columns);
-  if (!values || !companions || !medians) return 0.0;
+  if (!values || !companions || !medians) return false;
   std::fill_n(companions.Get(), std::max(rows, columns), 0.0);
   for (int j = 0; j < columns; ++j) {
-    for (int i = 0; i < rows; ++i) values[i] = std::abs(m->Get(i, j));
+    for (int i = 0; i < rows; ++i) values[i] = std::abs(m.Get(i, j));
     Mth_Sort(rows, values.Get(), companions.Get());
-    for (int i = 0; i < rows; ++i) m->Set(i, j, values[i]);
+    for (int i = 0; i < rows; ++i) m.Set(i, j, values[i]);
     medians[j] = MiddleOf(values.Get(), rows);
   }
   Mth_Sort(columns, medians.Get(), companions.Get());
-  return MiddleOf(medians.Get(), columns);
+  median = MiddleOf(medians.Get(), columns);
+  return true;
+}
+
+double Mth_Median(MTH_MATRIX* m) {
+  if (!HasElements(m) || m->GetNbRows() == 0 || m->GetNbCols() == 0) return 0.0;
+  double median = 0.0;
+  MedianOfMagnitudes(*m, median);
+  return median;
 }
 
 MTH_MATRIX* Mth_Opt_Matrix(MTH_MATRIX* m) {

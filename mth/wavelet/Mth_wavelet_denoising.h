@@ -94,7 +94,8 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
   ///    noise has not;
   ///  - the local prior ratio: the energy of the parent, that of the parent and its siblings, and the square
   ///    root of the coefficient's own `energy`, each over the square of the threshold factor, multiplied.
-  /// Without a noise level of at least 1e-9 every coefficient stays as it is.
+  /// Without a noise level of at least 1e-9, or with a threshold factor that is not a number, every
+  /// coefficient stays as it is.
   /// @param detail    rows x cols coefficients.
   /// @param energy    of each coefficient's neighbourhood in the subband, in noise variances (AdaptEnergy).
   /// @param parents   its arrays may not be null.

@@ -7,7 +7,7 @@
 #include <numbers>
 
 #include "mth/Mth_work_array_internal.h"
-#include "mth/statistics/Mth_descriptive.h"
+#include "mth/statistics/Mth_descriptive_internal.h"
 #include "mth/wavelet/Mth_wavelet_denoising.h"
 #include "mth/wavelet/Mth_wavelet_transform_internal.h"
 #include "std/Std_message_internal.h"
@@ -63,6 +63,11 @@ class Details {
   std::int64_t count_;
   WorkArray<double> values_;
 };
+
+// Not the C library's, which need not give the same bits on every machine.
+double Ln(double x) {
+  return baseline::Logarithm<double>(x);
+}
 
 double NoiseLevel(double noise, int level, int orientation) {
   const auto& gains = orientation == kDiagonal ? kDiagonalGains : kOtherGains;
@@ -159,7 +164,8 @@ double FinestNoise(const MTH_MATRIX& image) {
   const Subbands subbands{work.GetEDataAddress(), others.Get(), others.Get() + count,
                           diagonal.GetEDataAddress()};
   if (!Analyse(work, 0, size, subbands)) return kNoMemory;
-  return kMedianToDeviation * Mth_Median(&diagonal);
+  double median = 0.0;
+  return MedianOfMagnitudes(diagonal, median) ? kMedianToDeviation * median : kNoMemory;
 }
 
 }  // namespace
@@ -241,7 +247,7 @@ bool MTH_WAVELET_DENOISING::RemoveNoiseAdaptative(double* detail, const double* 
   if (detail == nullptr || energy == nullptr || above == nullptr || energyAbove == nullptr ||
       siblings == nullptr || rows <= 0 || cols <= 0)
     return false;
-  if (!(noiseLevel >= kLeastNoise)) return true;
+  if (!(noiseLevel >= kLeastNoise) || std::isnan(thresholdFactor_)) return true;
   const std::int64_t count = std::int64_t{rows} * cols;
   const WorkArray<unsigned char> mask(count);
   const WorkArray<unsigned char> sectors(count);
@@ -250,13 +256,13 @@ bool MTH_WAVELET_DENOISING::RemoveNoiseAdaptative(double* detail, const double* 
   if (!mask || !sectors || !logMagnitudes || !logOdds) return false;
 
   const double priorOdds = InitMask(energy, count, mask.Get());
-  const double logThreshold = std::log(thresholdFactor_ * thresholdFactor_ + kTiny);
+  const double logThreshold = Ln(thresholdFactor_ * thresholdFactor_ + kTiny);
   MTH_SELECT(LogProducts)
   (detail, noiseLevel, above, kSmallestEnergy, logThreshold, count, logMagnitudes.Get());
   MagSectorRow(logMagnitudes.Get(), count, sectors.Get());
   const RATIO_LINE likelihood = Histogramme(logMagnitudes.Get(), sectors.Get(), mask.Get(), count);
 
-  const double logOddsOfAll = kPriorShare * std::log(priorOdds) - kEnergies * logThreshold;
+  const double logOddsOfAll = kPriorShare * Ln(priorOdds) - kEnergies * logThreshold;
   for (std::int64_t start = 0; start < count; start += cols) {
     std::fill_n(logOdds.Get(), cols, logOddsOfAll);
     ApproxLikelihoodRatio(likelihood, logMagnitudes.Get() + start, cols, logOdds.Get());
@@ -307,7 +313,7 @@ MTH_WAVELET_DENOISING::RATIO_LINE MTH_WAVELET_DENOISING::Histogramme(const doubl
     counts[mask[i]][static_cast<std::size_t>(bin)] += 1.0;
   }
   if (totals[0] == 0 || totals[1] == 0) return {};  // nothing to tell apart: a ratio of 1
-  const double logTotals = std::log(static_cast<double>(totals[1]) / static_cast<double>(totals[0]));
+  const double logTotals = Ln(static_cast<double>(totals[1]) / static_cast<double>(totals[0]));
 
   std::array<double, kBins> x;
   std::array<double, kBins> y;
@@ -320,7 +326,7 @@ MTH_WAVELET_DENOISING::RATIO_LINE MTH_WAVELET_DENOISING::Histogramme(const doubl
     // The inverse variance of the logarithm.
     const double weight = isEmpty ? 0.0 : 1.0 / (1.0 / masked + 1.0 / unmasked);
     weights[bin] = weight + kUsualWeight;
-    y[bin] = (weight * (std::log(masked / unmasked) - logTotals) +
+    y[bin] = (weight * (Ln(masked / unmasked) - logTotals) +
               kUsualWeight * (kUsual.intercept + kUsual.slope * x[bin])) /
              weights[bin];
   }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -238,6 +239,97 @@ TEST(WaveletDenoising, MultipliesByFactorsBetween0And1) {
       }
     }
   }
+}
+
+// Where all energies are alike there are no two histograms to compare, and the odds follow by hand.
+TEST(WaveletDenoising, HasKnownOddsWhereAllEnergiesAreAlike) {
+  constexpr double kFactor = 2.0;
+  constexpr double kLeast = 0.1;  // counts beside every energy
+  const auto kept = [&](double ownEnergy) {
+    double detail[] = {3.0, -3.0};
+    const double own[] = {ownEnergy, ownEnergy};
+    const double above[] = {1.0, -1.0};
+    const double energyAbove[] = {1.2, 1.2};
+    const double siblings[] = {0.9, 0.9};
+    MTH_WAVELET_DENOISING wavelet(nullptr);
+    wavelet.SetThrFactor(kFactor);
+    EXPECT_TRUE(wavelet.RemoveNoiseAdaptative(detail, own, {above, energyAbove, siblings}, 1.0, 1, 2));
+    EXPECT_EQ(detail[0], -detail[1]);
+    return detail[0] / 3.0;
+  };
+  const double odds =
+      std::cbrt(100.0) * std::sqrt(5.0 + kLeast) * (1.2 + kLeast) * (0.9 + kLeast) / std::pow(kFactor, 5.0);
+  EXPECT_NEAR(kept(5.0), odds / (1.0 + odds), 1e-14);
+  EXPECT_EQ(kept(kFactor * kFactor), 0.0);  // the mask holds what exceeds the square, not what equals it
+  EXPECT_EQ(kept(1.0), 0.0);
+}
+
+// The whole denoising by its public steps, with the noise levels of the subbands written out.
+TEST(WaveletDenoising, GoesThroughItsStepsInOrder) {
+  constexpr int kLevels = 4;
+  constexpr int kMargin = 45;
+  constexpr double kDiagonalLevels[] = {1.0, 0.22, 0.09, 0.04};
+  constexpr double kOtherLevels[] = {0.79, 0.25, 0.11, 0.05};
+  MTH_MATRIX noisy = WithRicianNoise(
+      FromRule(50, 56, kDouble, [](int r, int c) { return r / 9 % 2 == c / 13 % 2 ? 60.0 : 130.0; }), 9.0,
+      11);
+  MTH_WAVELET_DENOISING own(&noisy);
+  MTH_WAVELET_DENOISING above(nullptr);
+  above.SetWindowSize(own.GetWindowSize() / 2 + 1);  // half as far
+  const double deviation = own.EstimateNoiseDeviation() / 2.0;
+
+  const MatrixPtr wide(noisy.AddColBySymetry(kMargin));
+  const MatrixPtr work(wide->AddRowBySymetry(kMargin));
+  const int rows = work->GetNbRows();
+  const int columns = work->GetNbCols();
+  const auto count = static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns);
+  using Bands = std::array<std::vector<double>, 3>;
+  std::array<Bands, kLevels> details;
+  const auto noiseOf = [&](std::size_t level, std::size_t band) {
+    return deviation * (band == 2 ? kDiagonalLevels : kOtherLevels)[level];
+  };
+  for (std::size_t level = 0; level < kLevels; ++level) {
+    for (auto& band : details[level]) band.resize(count);
+    Bands& bands = details[level];
+    own.RedundantWaveletTransform(work.get(), work->GetEDataAddress(), bands[0].data(), bands[1].data(),
+                                  bands[2].data(), static_cast<int>(level), rows, columns);
+  }
+  for (std::size_t level = 0; level < kLevels; ++level) {
+    const std::size_t up = std::min<std::size_t>(level + 1, kLevels - 1);
+    const int shift = up == level ? 0 : 1 << level;
+    Bands parents;
+    Bands energies;
+    std::vector<double> siblings(count);
+    for (std::size_t band = 0; band < 3; ++band) {
+      for (int r = 0; r < rows; ++r) {
+        for (int c = 0; c < columns; ++c) {
+          const int place = std::max(0, r - shift) * columns + std::max(0, c - shift);
+          parents[band].push_back(details[up][band][static_cast<std::size_t>(place)] / noiseOf(up, band));
+        }
+      }
+      energies[band].resize(count);
+      above.AdaptEnergy(parents[band].data(), 1.0, energies[band].data(), rows, columns);
+    }
+    for (std::size_t i = 0; i < count; ++i)
+      siblings[i] = (energies[0][i] + energies[1][i] + energies[2][i]) / 3.0;
+    for (std::size_t band = 0; band < 3; ++band) {
+      std::vector<double> energy(count);
+      double* const detail = details[level][band].data();
+      own.AdaptEnergy(detail, noiseOf(level, band), energy.data(), rows, columns);
+      own.RemoveNoiseAdaptative(detail, energy.data(),
+                                {parents[band].data(), energies[band].data(), siblings.data()},
+                                noiseOf(level, band), rows, columns);
+    }
+  }
+  for (int level = kLevels - 1; level >= 0; --level) {
+    Bands& bands = details[static_cast<std::size_t>(level)];
+    own.RedundantInverseWaveletTransform(work.get(), work->GetEDataAddress(), bands[0].data(),
+                                         bands[1].data(), bands[2].data(), level);
+  }
+  const MTH_MATRIX expected = FromRule(noisy.GetNbRows(), noisy.GetNbCols(), kDouble, [&](int r, int c) {
+    return std::max(0.0, std::round(work->Get(r + kMargin, c + kMargin)));
+  });
+  EXPECT_TRUE(SameBits(Denoised(noisy), expected));
 }
 
 TEST(WaveletDenoising, ShrinksAlikeOnEveryInstructionSet) {
