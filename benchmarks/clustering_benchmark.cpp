@@ -11,6 +11,7 @@
 #include <memory>
 #include <vector>
 
+#include "clustering_engine.h"
 #include "mth/clustering/Mth_clustering.h"
 
 #ifdef MTH_HAS_OPENCV
@@ -19,13 +20,15 @@
 
 namespace {
 
+using mth_benchmark::kClusters;
+using mth_benchmark::kIterations;
+using mth_benchmark::MakeEngine;
+
 constexpr const char* kVolume = "/usr/share/mricron/templates/ch2bet.nii.gz";
 constexpr int kHeaderBytes = 352;
 constexpr int kColumns = 181;
 constexpr int kRows = 217;
 constexpr int kSlices = 181;
-constexpr int kClusters = 4;
-constexpr int kIterations = 20;
 
 // Features of the voxels above 0: the intensity and, with three, its local mean and its gradient's magnitude.
 std::vector<double> ReadFeatures(int dimensions) {
@@ -62,22 +65,7 @@ std::vector<double> ReadFeatures(int dimensions) {
 
 // Far from the answer and close together, so that no run converges before its last iteration.
 std::vector<double> StartCentroids(int dimensions) {
-  std::vector<double> centroids;
-  for (int k = 0; k < kClusters; ++k)
-    centroids.insert(centroids.end(), static_cast<std::size_t>(dimensions), 1.0 + k);
-  return centroids;
-}
-
-std::unique_ptr<MTH_CLUSTERING> MakeEngine(std::vector<double>& features, int dimensions) {
-  auto engine = std::make_unique<MTH_CLUSTERING>(kClusters, dimensions);
-  double memberships[kClusters] = {};
-  for (std::size_t i = 0; i < features.size(); i += static_cast<std::size_t>(dimensions)) {
-    MTH_CLUSTERING_SAMPLE sample(&features[i], dimensions, memberships, kClusters);
-    engine->AddSample(&sample);
-  }
-  engine->SetIterationsCount(kIterations);
-  engine->SetTolerance(0.0);
-  return engine;
+  return mth_benchmark::StartCentroids(dimensions, 1.0, 1.0);
 }
 
 void Restart(MTH_CLUSTERING& engine, int dimensions) {
@@ -91,7 +79,7 @@ void MeasureEngine(benchmark::State& state, Run run) {
   const int dimensions = static_cast<int>(state.range(0));
   std::vector<double> features = ReadFeatures(dimensions);
   if (features.empty()) return state.SkipWithError("needs Debian's mricron-data");
-  const auto engine = MakeEngine(features, dimensions);
+  const auto engine = MakeEngine(features, dimensions, 0.0);
   double result = 0.0;
   for (auto _ : state) {
     Restart(*engine, dimensions);

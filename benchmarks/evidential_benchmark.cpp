@@ -9,14 +9,17 @@
 #include <random>
 #include <vector>
 
+#include "clustering_engine.h"
 #include "mth/clustering/Mth_clustering.h"
 
 namespace {
 
-constexpr int kClusters = 4;
+using mth_benchmark::kClusters;
+using mth_benchmark::kIterations;
+using mth_benchmark::MakeEngine;
+
 constexpr int kHypotheses = 1 << kClusters;
 constexpr int kSamples = 20000;
-constexpr int kIterations = 20;
 constexpr int kFusedSamples = 1000000;
 
 // Four tissues with noise, a third of the samples between two of them.
@@ -33,29 +36,14 @@ std::vector<double> MakeFeatures(int dimensions) {
 
 // Away from the answer, so that no run converges before its last iteration.
 std::vector<double> StartCentroids(int dimensions) {
-  std::vector<double> centroids;
-  for (int k = 0; k < kClusters; ++k)
-    centroids.insert(centroids.end(), static_cast<std::size_t>(dimensions), 60.0 + 10.0 * k);
-  return centroids;
-}
-
-std::unique_ptr<MTH_CLUSTERING> MakeEngine(std::vector<double>& features, int dimensions) {
-  auto engine = std::make_unique<MTH_CLUSTERING>(kClusters, dimensions);
-  double memberships[kClusters] = {};
-  for (std::size_t i = 0; i < features.size(); i += static_cast<std::size_t>(dimensions)) {
-    MTH_CLUSTERING_SAMPLE sample(&features[i], dimensions, memberships, kClusters);
-    engine->AddSample(&sample);
-  }
-  engine->SetIterationsCount(kIterations);
-  engine->SetTolerance(-1.0);
-  return engine;
+  return mth_benchmark::StartCentroids(dimensions, 60.0, 10.0);
 }
 
 // The fuzzifier beta is the second argument, in hundredths.
 void BM_EvidentialCMeans(benchmark::State& state) {
   const int dimensions = static_cast<int>(state.range(0));
   std::vector<double> features = MakeFeatures(dimensions);
-  const auto engine = MakeEngine(features, dimensions);
+  const auto engine = MakeEngine(features, dimensions, -1.0);
   engine->SetRegulationValue(static_cast<double>(state.range(1)) / 100.0);
   for (auto _ : state) {
     std::vector<double> centroids = StartCentroids(dimensions);
