@@ -182,17 +182,19 @@ TEST(SteepestDescent, EveryStepTakesTheSameEvaluations) {
   }
 }
 
+// The points of one iteration from (1, 2), their costs being given one by one.
+std::vector<Point> VisitedWithCosts(std::vector<double> costs) {
+  RecordingCost cost({0.0, 0.0}, Script(std::move(costs)));
+  Point start = {1.0, 2.0};
+  cost.Compute_Optimum_Steepes(start.data(), 0.0, 1, nullptr);
+  return cost.visited;
+}
+
 TEST(SteepestDescent, WarmsUpAlongTheDiagonalAndRestoresWhatDidNotPay) {
   // F = -cost by evaluation: start, record, step, record, step; then the loop.
   const double d = 1.0 / std::sqrt(2.0);
-  const auto run = [&](std::vector<double> costs) {
-    RecordingCost cost({0.0, 0.0}, Script(std::move(costs)));
-    Point start = {1.0, 2.0};
-    cost.Compute_Optimum_Steepes(start.data(), 0.0, 1, nullptr);
-    return cost.visited;
-  };
   // Costs 5, 4, 3: the gain continues, so the step grows and the last point is accepted.
-  std::vector<Point> visited = run({5, 5, 4, 4, 3, 3, 2.9, 2.8, 2.0});
+  std::vector<Point> visited = VisitedWithCosts({5, 5, 4, 4, 3, 3, 2.9, 2.8, 2.0});
   ASSERT_EQ(visited.size(), 9u);
   ExpectNear(visited[2], {1.0 + d, 2.0 + d}, "first warm-up step");
   ExpectNear(visited[4], {1.0 + 2 * d, 2.0 + 2 * d}, "second warm-up step");
@@ -203,7 +205,7 @@ TEST(SteepestDescent, WarmsUpAlongTheDiagonalAndRestoresWhatDidNotPay) {
   const double norm = std::hypot(0.1, 0.2);
   ExpectNear(visited[8], {visited[5][0] + 1.2 * 0.1 / norm, visited[5][1] + 1.2 * 0.2 / norm}, "step");
   // Costs 5, 4, 6: back to the second record, with half the step; equal costs make slopes of -1e-5.
-  visited = run({5, 5, 4, 4, 6, 4, 4, 4, 2.0});
+  visited = VisitedWithCosts({5, 5, 4, 4, 6, 4, 4, 4, 2.0});
   EXPECT_EQ(visited[5], visited[3]);
   ExpectNear(visited[6], {visited[3][0] + d * 0.5 / 2.0, visited[3][1]}, "forward difference in x");
   ExpectNear(visited[8], {visited[3][0] + 0.5 * d, visited[3][1] + 0.5 * d}, "step");
@@ -211,20 +213,14 @@ TEST(SteepestDescent, WarmsUpAlongTheDiagonalAndRestoresWhatDidNotPay) {
 
 TEST(SteepestDescent, TellsSmallGainsAndSlopesOfZero) {
   const double d = 1.0 / std::sqrt(2.0);
-  const auto run = [&](std::vector<double> costs) {
-    RecordingCost cost({0.0, 0.0}, Script(std::move(costs)));
-    Point start = {1.0, 2.0};
-    cost.Compute_Optimum_Steepes(start.data(), 0.0, 1, nullptr);
-    return cost.visited;
-  };
   // The step grows after a gain of at least 1e-15: seen in the shift of the forward difference.
   for (const auto& [gain, growth] : {std::pair(1.5e-15, 1.2), std::pair(0.5e-15, 1.0)}) {
-    const std::vector<Point> visited = run({5, gain, 4, 0.0, -1, -1, 2.9, 2.8, 2.0});
+    const std::vector<Point> visited = VisitedWithCosts({5, gain, 4, 0.0, -1, -1, 2.9, 2.8, 2.0});
     ExpectNear(visited.at(6), {visited[5][0] + d * growth / 2.0, visited[5][1]}, "forward difference in x");
   }
   // The slope in x is 0, that in y twice 1e-5: x moves half as far as y, to the other side.
   const double shift = d * 1.2 / 2.0;
-  const std::vector<Point> visited = run({5, 5, 4, 4, 3, 0.0, 0.0, 2e-5 * shift, 2.0});
+  const std::vector<Point> visited = VisitedWithCosts({5, 5, 4, 4, 3, 0.0, 0.0, 2e-5 * shift, 2.0});
   ExpectNear(visited.at(8), {visited[5][0] + 1.2 / std::sqrt(5.0), visited[5][1] - 2.4 / std::sqrt(5.0)},
              "step");
 }
