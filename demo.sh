@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the library and its example hosts; takes the noise off the MR slice of data/, segments it into four tissue
+# Builds the library and its example hosts; takes noise off the MR slice of data/, segments it into four tissue
 # classes, tells what it leaves undecided, alone and together with a second image, and measures the texture of each
 # tissue. All goes into demo_output/, with one panel of all pictures. Installs what is missing where it may.
 set -euo pipefail
@@ -24,7 +24,7 @@ slice=data/t1_brain_axial.nii.gz
 evidential=(--denoise --method ecm --clusters 3 --alpha 3 --rho 1)
 
 echo
-"$hosts/denoise_mr/denoise_mr" "$slice" --output demo_output/denoised
+"$hosts/denoise_mr/denoise_mr" "$slice" --add-noise 9 --output demo_output/denoised
 echo
 "$hosts/segment_mr/segment_mr" "$slice" --denoise --method fcm --clusters 4 --output demo_output/fuzzy
 echo

@@ -22,10 +22,12 @@ using example::Failure;
 using example::GreyImage;
 
 constexpr int kLargestWindow = 99;
+constexpr double kMostNoise = 100.0;
 
 struct Options {
   std::string imagePath;
   std::string outputPath = "denoise_mr_output";
+  double addedNoise = 0.0;  // per cent of the brightest grey level
   example::DenoisingOptions denoising;
 };
 
@@ -41,8 +43,9 @@ bool ParseOptions(int argc, char** argv, Options& options) {
       "\n"
       "Exit status: 0 done, 2 failure (one line on standard error, nothing written).\n"
       "\n"
-      "Example:\n"
-      "  denoise_mr head.nii.gz --factor 2.5 -o result\n");
+      "Examples:\n"
+      "  denoise_mr head.nii.gz --factor 2.5 -o result\n"
+      "  denoise_mr clean.nii.gz --add-noise 9 -o trial\n");
   app.add_option("IMAGE", options.imagePath,
                  "Image or volume: .nii, .nii.gz, or .png\n(colours become their luminance)")
       ->required();
@@ -61,6 +64,12 @@ bool ParseOptions(int argc, char** argv, Options& options) {
          "Axis of a volume's grid across which its planes lie: x, y or z\n(z without it)")
       ->check(CLI::IsMember({"x", "y", "z"}).description(""))
       ->type_name("AXIS");
+  app.add_option(
+         "--add-noise", options.addedNoise,
+         "To try it on a clean image: Rician noise to add first, in per\ncent of the brightest grey level, "
+         "up to 100")
+      ->check(CLI::Range(0.0, kMostNoise).description(""))
+      ->type_name("PERCENT");
   if (!example::ParseCommandLine(app, argc, argv)) return false;
   example::Require(!options.outputPath.empty(), "--output needs a folder");
   example::Require(std::isfinite(options.denoising.factor) && options.denoising.factor >= 0.0,
@@ -109,20 +118,28 @@ void Print(const Options& options, const GreyImage& image, const std::vector<dou
     std::printf("No noise was found: the image has none, is a single line, or is black in more than half\n");
 }
 
+double AddedDeviation(const Options& options, const GreyImage& image) {
+  return options.addedNoise / 100.0 * *std::max_element(image.values.begin(), image.values.end());
+}
+
 int Run(int argc, char** argv) {
   Options options;
   if (!ParseOptions(argc, argv, options)) return 0;
   example::OutputFolder folder(options.outputPath);
-  const GreyImage image = example::ReadImage(options.imagePath);
+  GreyImage image = example::ReadImage(options.imagePath);
   const bool isFlat = !example::IsVolume(image);
   if (isFlat && options.denoising.axis != 2)
     throw Failure("--axis x and y need a volume, not a single image");
+  const double addedDeviation = AddedDeviation(options, image);
+  if (addedDeviation > 0.0) example::AddNoise(image, addedDeviation);
   GreyImage denoised = image;
   const std::vector<double> deviations = example::Denoise(denoised, options.denoising);
 
   example::WriteNifti(folder.PathOf("denoised.nii.gz"), options.imagePath, denoised);
   WritePanel(folder.PathOf("panel.png"), image, denoised, options.denoising.axis);
   folder.Commit({});
+  if (addedDeviation > 0.0)
+    std::printf("Added   noise of standard deviation %s\n", ShortText(addedDeviation).c_str());
   Print(options, image, deviations);
   std::printf("Written %s: denoised.nii.gz, panel.png\n", options.outputPath.c_str());
   return 0;

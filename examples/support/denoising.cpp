@@ -5,6 +5,7 @@
 #include <new>
 #include <string>
 
+#include "mth/statistics/Mth_random.h"
 #include "mth/wavelet/Mth_wavelet_denoising.h"
 #include "std/Std_wait_bar.h"
 #include "support/failure.h"
@@ -15,12 +16,15 @@ namespace {
 
 constexpr int kGreyBits = 14;
 
+bool IsWhole(const GreyImage& image) {
+  return std::all_of(image.values.begin(), image.values.end(),
+                     [](double value) { return value == std::floor(value); });
+}
+
 // The denoising answers in whole grey levels: values with fractions are spread over many of them first, by a
 // power of two that is told by its exponent.
 int GreyExponent(const GreyImage& image) {
-  const bool isWhole = std::all_of(image.values.begin(), image.values.end(),
-                                   [](double value) { return value == std::floor(value); });
-  if (isWhole) return 0;
+  if (IsWhole(image)) return 0;
   int exponent = 0;
   std::frexp(*std::max_element(image.values.begin(), image.values.end()), &exponent);
   return kGreyBits - exponent;
@@ -77,6 +81,20 @@ std::vector<double> Denoise(GreyImage& image, const DenoisingOptions& options) {
     progress.StepAction("plane " + std::to_string(index + 1));
   }
   return deviations;
+}
+
+void AddNoise(GreyImage& image, double deviation) {
+  constexpr short kStream = 0;
+  const auto noon = [] { return 12 * 360000; };
+  const auto clock = Mth_SetRandomClock(noon);
+  Mth_InitNormalRandom(kStream);
+  Mth_SetRandomClock(clock);
+  const bool isWhole = IsWhole(image);
+  for (double& value : image.values) {
+    const double real = value + deviation * Mth_NormalRandomGenerator(kStream);
+    const double magnitude = std::hypot(real, deviation * Mth_NormalRandomGenerator(kStream));
+    value = isWhole ? std::round(magnitude) : magnitude;
+  }
 }
 
 }  // namespace example

@@ -18,4 +18,8 @@ struct DenoisingOptions {
 /// @throws Failure  when the image has values below 0: it is no magnitude image.
 std::vector<double> Denoise(GreyImage& image, const DenoisingOptions& options);
 
+/// Adds noise as a scanner's magnitude images have it: normal noise of that deviation in both channels of the
+/// signal (Rician noise). Whole grey levels stay whole. The noise is the same in every run.
+void AddNoise(GreyImage& image, double deviation);
+
 }  // namespace example
