@@ -133,45 +133,79 @@ constinit std::array<std::uint32_t, kStreamsCount> registersOfFamily3{};
 constinit bool hasSavedDeviate = false;
 constinit float savedDeviate = 0.0f;
 
-// One of the two congruential generators that are combined: multiplier (seed mod quotient) - k remainder,
-// with k = seed / quotient, plus the modulus below 0; written so that few operations wait for one another.
-template <std::int64_t multiplier, std::uint32_t quotient, std::int64_t remainder, std::int64_t modulus>
-std::uint32_t Step(std::uint32_t seed) {
-  constexpr std::int64_t kSubtracted = multiplier * quotient + remainder;
-  const std::int64_t next = multiplier * seed - std::int64_t{seed / quotient} * kSubtracted;
-  return static_cast<std::uint32_t>(next + (modulus & (next >> 63)));  // a branch would be mispredicted often
-}
+// One of the two congruential generators that are combined.
+template <std::int64_t multiplier, std::int64_t quotient, std::int64_t remainder, std::int64_t modulus>
+struct Congruence {
+  static constexpr std::int64_t kModulus = modulus;
+
+  // multiplier (seed mod quotient) - k remainder, with k = seed / quotient, plus the modulus below 0.
+  static constexpr std::uint32_t Next(std::uint32_t seed) {
+    const std::int64_t next = multiplier * (seed % quotient) - seed / quotient * remainder;
+    return static_cast<std::uint32_t>(next < 0 ? next + modulus : next);
+  }
+
+  // The same, but for about one seed in 60,000 that gives the modulus or more. It is multiplier seed - k
+  // excess reduced by the modulus; both quotients are multiplications that do not wait for one another.
+  static std::int64_t Guess(std::uint32_t seed) {
+    constexpr std::uint64_t kExcess = multiplier * quotient + remainder - modulus;
+    constexpr int kBits = 46;
+    constexpr std::uint64_t kInverse =
+        (std::int64_t{1} << kBits) / quotient + 1;  // exact for seeds below 2^31:
+    static_assert((kInverse * quotient - (1ULL << kBits)) << 31 < 1ULL << kBits);
+    // Rounded down: the quotient is never too great, and at most 1 too small.
+    constexpr std::uint64_t kFactor =
+        ((multiplier << kBits) / modulus) - (kExcess << kBits) / (quotient * modulus) - 1;
+    const std::uint64_t multiple = multiplier * std::uint64_t{seed} - kExcess * (kInverse * seed >> kBits);
+    return static_cast<std::int64_t>(multiple) - static_cast<std::int64_t>(kFactor * seed >> kBits) * modulus;
+  }
+};
 
 class CombinedGenerator {
  public:
   float Draw(long* idum) {
-    // A caller mostly hands back what the last draw left: comparing is faster than waiting for the caller's
-    // copy.
-    const bool goesOn = static_cast<unsigned long>(*idum) == first_;
-    const std::uint32_t first = StepFirst(goesOn ? first_ : Enter(*idum));
-    *idum = static_cast<std::int32_t>(first);
-    first_ = first;
-    second_ = Step<40692, 52774, 3791, 2147483399>(second_);
-    std::uint32_t& entry = table_[IndexOf(output_)];
-    const std::uint32_t difference = entry - second_;
-    output_ = entry > second_ ? difference : difference + (kModulus - 1);
-    entry = first;
-    return static_cast<float>(std::min(kScale * output_, kLargestUniform));
+    const std::int64_t first = First::Guess(first_);
+    const std::int64_t second = Second::Guess(second_);
+    const std::uint32_t output = Subtract(table_[index_], second_);
+    if (*idum != first_ || first >= First::kModulus || second >= Second::kModulus || !IsPlain(output))
+        [[unlikely]]
+      return DrawExactly(idum);
+    Keep(idum, static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(second), output >> 26);
+    return static_cast<float>(kScale * output);
   }
 
  private:
-  static constexpr std::uint32_t kModulus = 2147483563;
+  using First = Congruence<40014, 53668, 12221, 2147483563>;
+  using Second = Congruence<40692, 52774, 3791, 2147483399>;
+  static constexpr std::uint32_t kModulus = First::kModulus;
   static constexpr std::uint32_t kTableSize = 32;
   static constexpr std::uint32_t kEntrySpan = 1 + (kModulus - 1) / kTableSize;
   static constexpr double kScale = 1.0 / kModulus;
 
-  // output / kEntrySpan without a multiplication, for outputs below 2^31.
-  static std::uint32_t IndexOf(std::uint32_t output) {
-    static_assert(kEntrySpan == (1u << 26) - 2);
-    return (output + 2 * (output >> 26) + 2) >> 26;
+  [[gnu::noinline]] float DrawExactly(long* idum) {
+    const std::uint32_t first = First::Next(Enter(*idum));
+    const std::uint32_t output = Subtract(table_[index_], second_);
+    Keep(idum, first, Second::Next(second_), output / kEntrySpan);
+    first_ = std::max(first, 1U);
+    return static_cast<float>(std::min(kScale * output, kLargestUniform));
   }
 
-  static std::uint32_t StepFirst(std::uint32_t seed) { return Step<40014, 53668, 12221, kModulus>(seed); }
+  void Keep(long* idum, std::uint32_t first, std::uint32_t second, std::uint32_t index) {
+    *idum = static_cast<long>(first);
+    first_ = first;
+    second_ = second;
+    table_[index_] = first;
+    index_ = index;
+  }
+
+  static std::uint32_t Subtract(std::uint32_t entry, std::uint32_t second) {
+    const std::uint32_t difference = entry - second;
+    return entry > second ? difference : difference + (kModulus - 1);
+  }
+
+  static bool IsPlain(std::uint32_t output) {
+    constexpr std::uint32_t kMargin = 512;
+    return ((output + kMargin) & ((1u << 26) - 2 * kMargin)) != 0;
+  }
 
   static std::uint32_t Reduce(unsigned long magnitude) {
     const bool fits = magnitude <= static_cast<unsigned long>(std::numeric_limits<std::int32_t>::max());
@@ -186,18 +220,18 @@ class CombinedGenerator {
 
   std::uint32_t Restart(std::uint32_t first) {
     constexpr std::size_t kWarmUp = 8;
-    second_ = first;
+    second_ = Second::Next(first);
     for (std::size_t j = kTableSize + kWarmUp; j-- > 0;) {
-      first = StepFirst(first);
+      first = First::Next(first);
       if (j < kTableSize) table_[j] = first;
     }
-    output_ = table_[0];
+    index_ = table_[0] / kEntrySpan;
     return first;
   }
 
   std::uint32_t first_ = 1;  // what the last draw left to its caller; never 0
-  std::uint32_t second_ = 123456789;
-  std::uint32_t output_ = 0;
+  std::uint32_t second_ = Second::Next(123456789);
+  std::uint32_t index_ = 0;
   std::array<std::uint32_t, kTableSize> table_{};
 };
 
