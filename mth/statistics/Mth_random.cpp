@@ -144,32 +144,36 @@ struct Congruence {
     return static_cast<std::uint32_t>(next < 0 ? next + modulus : next);
   }
 
-  // The same, but for about one seed in 60,000 that gives the modulus or more. It is multiplier seed - k
-  // excess reduced by the modulus; both quotients are multiplications that do not wait for one another.
+  // Next(seed) of a seed below 2^31, but that one in about 35,000 comes out too great by the modulus. It is
+  // multiplier seed - k excess, less the modulus as many times as it fits in. That number comes from a
+  // product with the seed, too: only two products, a shift and a subtraction wait for one another, and no
+  // sign.
   static std::int64_t Guess(std::uint32_t seed) {
-    constexpr std::uint64_t kExcess = multiplier * quotient + remainder - modulus;
     constexpr int kBits = 46;
-    constexpr std::uint64_t kInverse =
-        (std::int64_t{1} << kBits) / quotient + 1;  // exact for seeds below 2^31:
-    static_assert((kInverse * quotient - (1ULL << kBits)) << 31 < 1ULL << kBits);
-    // Rounded down: the quotient is never too great, and at most 1 too small.
-    constexpr std::uint64_t kFactor =
-        ((multiplier << kBits) / modulus) - (kExcess << kBits) / (quotient * modulus) - 1;
-    const std::uint64_t multiple = multiplier * std::uint64_t{seed} - kExcess * (kInverse * seed >> kBits);
-    return static_cast<std::int64_t>(multiple) - static_cast<std::int64_t>(kFactor * seed >> kBits) * modulus;
+    constexpr std::uint64_t kOne = std::uint64_t{1} << kBits;
+    constexpr std::uint64_t kExcess = multiplier * quotient + remainder - modulus;
+    constexpr std::uint64_t kInverse = kOne / quotient + 1;
+    static_assert((kInverse * quotient - kOne) << 31 < kOne);  // k is exact
+    // Rounded down: never once too often.
+    constexpr std::uint64_t kTimes = kOne * multiplier / modulus - kOne * kExcess / (quotient * modulus) - 1;
+    const std::uint64_t multiple = multiplier * std::uint64_t{seed} - (kInverse * seed >> kBits) * kExcess;
+    // Signed, or the compiler may add up what is subtracted: the last product would wait for more.
+    return static_cast<std::int64_t>(multiple) - static_cast<std::int64_t>(kTimes * seed >> kBits) * modulus;
   }
 };
 
 class CombinedGenerator {
  public:
+  // Nearly every draw goes on where the last one ended and is plain. What tells so is only branched on, and
+  // the next draw does not wait for branches that are guessed right.
   float Draw(long* idum) {
+    const std::uint32_t output = Subtract(table_[index_], second_);
     const std::int64_t first = First::Guess(first_);
     const std::int64_t second = Second::Guess(second_);
-    const std::uint32_t output = Subtract(table_[index_], second_);
-    if (*idum != first_ || first >= First::kModulus || second >= Second::kModulus || !IsPlain(output))
-        [[unlikely]]
+    const bool goesOn = static_cast<unsigned long>(*idum) == first_;
+    if (!goesOn || first >= First::kModulus || second >= Second::kModulus || !IsPlain(output)) [[unlikely]]
       return DrawExactly(idum);
-    Keep(idum, static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(second), output >> 26);
+    Keep(idum, first, second, output >> kSpanBits);
     return static_cast<float>(kScale * output);
   }
 
@@ -179,21 +183,23 @@ class CombinedGenerator {
   static constexpr std::uint32_t kModulus = First::kModulus;
   static constexpr std::uint32_t kTableSize = 32;
   static constexpr std::uint32_t kEntrySpan = 1 + (kModulus - 1) / kTableSize;
+  static constexpr int kSpanBits = 26;  // an entry's span is a little less than 2^26
   static constexpr double kScale = 1.0 / kModulus;
 
+  // Not inlined: Draw would have to save registers for it.
   [[gnu::noinline]] float DrawExactly(long* idum) {
     const std::uint32_t first = First::Next(Enter(*idum));
     const std::uint32_t output = Subtract(table_[index_], second_);
     Keep(idum, first, Second::Next(second_), output / kEntrySpan);
-    first_ = std::max(first, 1U);
+    first_ = std::max(first_, 1U);  // who was left 0 restarts
     return static_cast<float>(std::min(kScale * output, kLargestUniform));
   }
 
-  void Keep(long* idum, std::uint32_t first, std::uint32_t second, std::uint32_t index) {
+  void Keep(long* idum, std::int64_t first, std::int64_t second, std::uint32_t index) {
     *idum = static_cast<long>(first);
-    first_ = first;
-    second_ = second;
-    table_[index_] = first;
+    first_ = static_cast<std::uint32_t>(first);
+    second_ = static_cast<std::uint32_t>(second);
+    table_[index_] = first_;
     index_ = index;
   }
 
@@ -202,9 +208,13 @@ class CombinedGenerator {
     return entry > second ? difference : difference + (kModulus - 1);
   }
 
+  // Whether an output is not near a multiple of 2^26: its high bits are then the index of its entry, and it
+  // is not cut at the top.
   static bool IsPlain(std::uint32_t output) {
     constexpr std::uint32_t kMargin = 512;
-    return ((output + kMargin) & ((1u << 26) - 2 * kMargin)) != 0;
+    static_assert(((1U << kSpanBits) - kEntrySpan) * kTableSize < kMargin);
+    static_assert(((kTableSize << kSpanBits) - kMargin) * kScale < kLargestUniform);
+    return ((output + kMargin) & ((1U << kSpanBits) - 2 * kMargin)) != 0;
   }
 
   static std::uint32_t Reduce(unsigned long magnitude) {
@@ -229,9 +239,9 @@ class CombinedGenerator {
     return first;
   }
 
-  std::uint32_t first_ = 1;  // what the last draw left to its caller; never 0
-  std::uint32_t second_ = Second::Next(123456789);
-  std::uint32_t index_ = 0;
+  std::uint32_t first_ = 1;                         // what the last draw left to its caller; never 0
+  std::uint32_t second_ = Second::Next(123456789);  // what the next draw subtracts
+  std::uint32_t index_ = 0;                         // of the entry that the next draw takes
   std::array<std::uint32_t, kTableSize> table_{};
 };
 
