@@ -133,45 +133,89 @@ constinit std::array<std::uint32_t, kStreamsCount> registersOfFamily3{};
 constinit bool hasSavedDeviate = false;
 constinit float savedDeviate = 0.0f;
 
-// One of the two congruential generators that are combined: multiplier (seed mod quotient) - k remainder,
-// with k = seed / quotient, plus the modulus below 0; written so that few operations wait for one another.
-template <std::int64_t multiplier, std::uint32_t quotient, std::int64_t remainder, std::int64_t modulus>
-std::uint32_t Step(std::uint32_t seed) {
-  constexpr std::int64_t kSubtracted = multiplier * quotient + remainder;
-  const std::int64_t next = multiplier * seed - std::int64_t{seed / quotient} * kSubtracted;
-  return static_cast<std::uint32_t>(next + (modulus & (next >> 63)));  // a branch would be mispredicted often
-}
+// One of the two congruential generators that are combined.
+template <std::int64_t multiplier, std::int64_t quotient, std::int64_t remainder, std::int64_t modulus>
+struct Congruence {
+  static constexpr std::int64_t kModulus = modulus;
+
+  // multiplier (seed mod quotient) - k remainder, with k = seed / quotient, plus the modulus below 0.
+  static constexpr std::uint32_t Next(std::uint32_t seed) {
+    const std::int64_t next = multiplier * (seed % quotient) - seed / quotient * remainder;
+    return static_cast<std::uint32_t>(next < 0 ? next + modulus : next);
+  }
+
+  // Next(seed) of a seed below 2^31, but that one in about 35,000 comes out too great by the modulus. It is
+  // multiplier seed - k excess, less the modulus as many times as it fits in. That number comes from a
+  // product with the seed, too: only two products, a shift and a subtraction wait for one another, and no
+  // sign.
+  static std::int64_t Guess(std::uint32_t seed) {
+    constexpr int kBits = 46;
+    constexpr std::uint64_t kOne = std::uint64_t{1} << kBits;
+    constexpr std::uint64_t kExcess = multiplier * quotient + remainder - modulus;
+    constexpr std::uint64_t kInverse = kOne / quotient + 1;
+    static_assert((kInverse * quotient - kOne) << 31 < kOne);  // k is exact
+    // Rounded down: never once too often.
+    constexpr std::uint64_t kTimes = kOne * multiplier / modulus - kOne * kExcess / (quotient * modulus) - 1;
+    const std::uint64_t multiple = multiplier * std::uint64_t{seed} - (kInverse * seed >> kBits) * kExcess;
+    // Signed, or the compiler may add up what is subtracted: the last product would wait for more.
+    return static_cast<std::int64_t>(multiple) - static_cast<std::int64_t>(kTimes * seed >> kBits) * modulus;
+  }
+};
 
 class CombinedGenerator {
  public:
+  // Nearly every draw goes on where the last one ended and is plain. What tells so is only branched on, and
+  // the next draw does not wait for branches that are guessed right.
   float Draw(long* idum) {
-    // A caller mostly hands back what the last draw left: comparing is faster than waiting for the caller's
-    // copy.
+    const std::uint32_t output = Subtract(table_[index_], second_);
+    const std::int64_t first = First::Guess(first_);
+    const std::int64_t second = Second::Guess(second_);
     const bool goesOn = static_cast<unsigned long>(*idum) == first_;
-    const std::uint32_t first = StepFirst(goesOn ? first_ : Enter(*idum));
-    *idum = static_cast<std::int32_t>(first);
-    first_ = first;
-    second_ = Step<40692, 52774, 3791, 2147483399>(second_);
-    std::uint32_t& entry = table_[IndexOf(output_)];
-    const std::uint32_t difference = entry - second_;
-    output_ = entry > second_ ? difference : difference + (kModulus - 1);
-    entry = first;
-    return static_cast<float>(std::min(kScale * output_, kLargestUniform));
+    if (!goesOn || first >= First::kModulus || second >= Second::kModulus || !IsPlain(output)) [[unlikely]]
+      return DrawExactly(idum);
+    Keep(idum, first, second, output >> kSpanBits);
+    return static_cast<float>(kScale * output);
   }
 
  private:
-  static constexpr std::uint32_t kModulus = 2147483563;
+  using First = Congruence<40014, 53668, 12221, 2147483563>;
+  using Second = Congruence<40692, 52774, 3791, 2147483399>;
+  static constexpr std::uint32_t kModulus = First::kModulus;
   static constexpr std::uint32_t kTableSize = 32;
   static constexpr std::uint32_t kEntrySpan = 1 + (kModulus - 1) / kTableSize;
+  static constexpr int kSpanBits = 26;  // an entry's span is a little less than 2^26
   static constexpr double kScale = 1.0 / kModulus;
 
-  // output / kEntrySpan without a multiplication, for outputs below 2^31.
-  static std::uint32_t IndexOf(std::uint32_t output) {
-    static_assert(kEntrySpan == (1u << 26) - 2);
-    return (output + 2 * (output >> 26) + 2) >> 26;
+  // Not inlined: Draw would have to save registers for it.
+  [[gnu::noinline]] float DrawExactly(long* idum) {
+    const std::uint32_t first = First::Next(Enter(*idum));
+    const std::uint32_t output = Subtract(table_[index_], second_);
+    Keep(idum, first, Second::Next(second_), output / kEntrySpan);
+    first_ = std::max(first_, 1U);  // who was left 0 restarts
+    return static_cast<float>(std::min(kScale * output, kLargestUniform));
   }
 
-  static std::uint32_t StepFirst(std::uint32_t seed) { return Step<40014, 53668, 12221, kModulus>(seed); }
+  void Keep(long* idum, std::int64_t first, std::int64_t second, std::uint32_t index) {
+    *idum = static_cast<long>(first);
+    first_ = static_cast<std::uint32_t>(first);
+    second_ = static_cast<std::uint32_t>(second);
+    table_[index_] = first_;
+    index_ = index;
+  }
+
+  static std::uint32_t Subtract(std::uint32_t entry, std::uint32_t second) {
+    const std::uint32_t difference = entry - second;
+    return entry > second ? difference : difference + (kModulus - 1);
+  }
+
+  // Whether an output is not near a multiple of 2^26: its high bits are then the index of its entry, and it
+  // is not cut at the top.
+  static bool IsPlain(std::uint32_t output) {
+    constexpr std::uint32_t kMargin = 512;
+    static_assert(((1U << kSpanBits) - kEntrySpan) * kTableSize < kMargin);
+    static_assert(((kTableSize << kSpanBits) - kMargin) * kScale < kLargestUniform);
+    return ((output + kMargin) & ((1U << kSpanBits) - 2 * kMargin)) != 0;
+  }
 
   static std::uint32_t Reduce(unsigned long magnitude) {
     const bool fits = magnitude <= static_cast<unsigned long>(std::numeric_limits<std::int32_t>::max());
@@ -186,18 +230,18 @@ class CombinedGenerator {
 
   std::uint32_t Restart(std::uint32_t first) {
     constexpr std::size_t kWarmUp = 8;
-    second_ = first;
+    second_ = Second::Next(first);
     for (std::size_t j = kTableSize + kWarmUp; j-- > 0;) {
-      first = StepFirst(first);
+      first = First::Next(first);
       if (j < kTableSize) table_[j] = first;
     }
-    output_ = table_[0];
+    index_ = table_[0] / kEntrySpan;
     return first;
   }
 
-  std::uint32_t first_ = 1;  // what the last draw left to its caller; never 0
-  std::uint32_t second_ = 123456789;
-  std::uint32_t output_ = 0;
+  std::uint32_t first_ = 1;                         // what the last draw left to its caller; never 0
+  std::uint32_t second_ = Second::Next(123456789);  // what the next draw subtracts
+  std::uint32_t index_ = 0;                         // of the entry that the next draw takes
   std::array<std::uint32_t, kTableSize> table_{};
 };
 
