@@ -1,4 +1,4 @@
-# Installation: libraries, public headers, CMake package and pkg-config file.
+# Installation: libraries, public headers, CMake package and pkg-config files.
 include(CMakePackageConfigHelpers)
 
 set(MTH_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/mth")
@@ -32,5 +32,11 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/mthConfigVersion.cmake" 
 install(FILES "${PROJECT_BINARY_DIR}/mthConfig.cmake" "${PROJECT_BINARY_DIR}/mthConfigVersion.cmake"
         DESTINATION "${MTH_PACKAGE_DIR}")
 
-configure_file("${PROJECT_SOURCE_DIR}/cmake/mth.pc.in" "${PROJECT_BINARY_DIR}/mth.pc" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/mth.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+set(MTH_PKG_CONFIG_FILES mth)
+if(MTH_QT)
+  list(APPEND MTH_PKG_CONFIG_FILES mth_std_qt)
+endif()
+foreach(name ${MTH_PKG_CONFIG_FILES})
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in" "${PROJECT_BINARY_DIR}/${name}.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endforeach()
