@@ -106,8 +106,8 @@ void StoreRounded(const MTH_MATRIX& extended, int margin, MTH_MATRIX& image) {
 }
 
 // The parents of a level's coefficients: their values, energies and, for all three orientations alike, the
-// mean of those. A feature of the image lies 2^level samples further on in both directions one level up, by
-// the filters' centring: parents are moved back by as much.
+// mean of those. One level up a feature of the image stands 2^level samples nearer to the start of each line,
+// by the filters' centring: that is where parents are taken from.
 class Parents {
  public:
   explicit Parents(ImageSize size)
@@ -118,7 +118,7 @@ class Parents {
     return {Values(orientation), Energy(orientation), Siblings()};
   }
 
-  /// Takes the coefficients `shift` samples away, those at the border as often as needed.
+  /// Takes for each place what stands `shift` rows and columns before it, or as far as there are any.
   void SetValues(int orientation, const double* source, std::int64_t shift, double noiseLevel) {
     for (std::int64_t r = 0; r < size_.rows; ++r) {
       const double* const from = source + std::max<std::int64_t>(0, r - shift) * size_.columns;
