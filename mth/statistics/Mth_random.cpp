@@ -170,8 +170,9 @@ class CombinedGenerator {
     const std::uint32_t output = Subtract(table_[index_], second_);
     const std::int64_t first = First::Guess(first_);
     const std::int64_t second = Second::Guess(second_);
-    const bool goesOn = static_cast<unsigned long>(*idum) == first_;
-    if (!goesOn || first >= First::kModulus || second >= Second::kModulus || !IsPlain(output)) [[unlikely]]
+    const bool isPlain = static_cast<unsigned long>(*idum) == first_ && first < First::kModulus &&
+                         second < Second::kModulus && IsPlain(output);
+    if (!isPlain) [[unlikely]]
       return DrawExactly(idum);
     Keep(idum, first, second, output >> kSpanBits);
     return static_cast<float>(kScale * output);
