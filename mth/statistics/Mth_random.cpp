@@ -144,10 +144,9 @@ struct Congruence {
     return static_cast<std::uint32_t>(next < 0 ? next + modulus : next);
   }
 
-  // Next(seed) of a seed below 2^31, but that one in about 35,000 comes out too great by the modulus. It is
-  // multiplier seed - k excess, less the modulus as many times as it fits in. That number comes from a
-  // product with the seed, too: only two products, a shift and a subtraction wait for one another, and no
-  // sign.
+  // Next(seed) for a seed below 2^31; about one in 35,000 comes out too great by the modulus. Next(seed) is
+  // multiplier seed - k excess, less the modulus as many times as it fits in. How many is read from a second
+  // product with the seed: two products, a shift and a subtraction are all that wait for one another.
   static std::int64_t Guess(std::uint32_t seed) {
     constexpr int kBits = 46;
     constexpr std::uint64_t kOne = std::uint64_t{1} << kBits;
@@ -170,8 +169,9 @@ class CombinedGenerator {
     const std::uint32_t output = Subtract(table_[index_], second_);
     const std::int64_t first = First::Guess(first_);
     const std::int64_t second = Second::Guess(second_);
-    const bool goesOn = static_cast<unsigned long>(*idum) == first_;
-    if (!goesOn || first >= First::kModulus || second >= Second::kModulus || !IsPlain(output)) [[unlikely]]
+    const bool isPlain = static_cast<unsigned long>(*idum) == first_ && first < First::kModulus &&
+                         second < Second::kModulus && IsPlain(output);
+    if (!isPlain) [[unlikely]]
       return DrawExactly(idum);
     Keep(idum, first, second, output >> kSpanBits);
     return static_cast<float>(kScale * output);
@@ -191,7 +191,7 @@ class CombinedGenerator {
     const std::uint32_t first = First::Next(Enter(*idum));
     const std::uint32_t output = Subtract(table_[index_], second_);
     Keep(idum, first, Second::Next(second_), output / kEntrySpan);
-    first_ = std::max(first_, 1U);  // who was left 0 restarts
+    first_ = std::max(first_, 1U);  // a caller that was left 0 restarts
     return static_cast<float>(std::min(kScale * output, kLargestUniform));
   }
 
