@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bitset>
 #include <cmath>
 #include <cstdint>
 #include <ctime>
@@ -256,6 +257,8 @@ int (*Mth_SetRandomClock(int (*hundredths)()))() {
 }
 
 float Mth_RandomGenerator(long* idum) {
+  if (idum == nullptr) [[unlikely]]
+    return 0.0f;
   return combinedGenerator.Draw(idum);
 }
 
@@ -327,11 +330,14 @@ float Mth_NormalRandomGenerator(short stream) {
 
 bool Mth_Random_SelectAleat(short k, short n, short* out) {
   static constinit long seed = -10;
-  if (k > n) return false;
+  if (k > n || (out == nullptr && k > 0)) return false;
   std::fill_n(out, std::max<short>(k, 0), short{0});
+  std::bitset<std::numeric_limits<short>::max()> isTaken;
   for (short count = 0; count < k;) {
     const short drawn = static_cast<short>(static_cast<double>(Mth_RandomGenerator(&seed)) * n);
-    if (std::find(out, out + count, drawn) == out + count) out[count++] = drawn;
+    const auto place = static_cast<std::size_t>(drawn);
+    if (!isTaken[place]) out[count++] = drawn;
+    isTaken[place] = true;
   }
   return true;
 }

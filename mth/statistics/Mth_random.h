@@ -10,9 +10,8 @@
 /// and changes nothing. A stream that was never initialised yields 0.
 
 /// Replaces the clock behind the seeds, for reproducible runs.
-/// @param hundredths  answers hundredths of a second since midnight, 0 to 8,639,999; other answers count
-/// modulo
-///                    one day. Null restores the local time of day.
+/// @param hundredths  answers hundredths of a second since midnight: 0 to 8,639,999, others count modulo one
+///                    day. Null restores the local time of day.
 /// @return            the former function; null for the time of day.
 MTH_EXPORT int (*Mth_SetRandomClock(int (*hundredths)()))();
 
@@ -21,6 +20,7 @@ MTH_EXPORT int (*Mth_SetRandomClock(int (*hundredths)()))();
 /// The first multiplier's remainder is 12221 here, so the sequence is not that of the published constants.
 /// @param idum  a value of 0 or below restarts the sequence of that magnitude (0 that of 1); otherwise to be
 ///              left alone between calls. A magnitude beyond 32 bits counts modulo 2147483563, 0 as 1.
+/// @return      0, which is no deviate, for a null pointer.
 /// @see  L'Ecuyer, Communications of the ACM 31 (1988); Bays & Durham, ACM TOMS 2 (1976).
 MTH_EXPORT float Mth_RandomGenerator(long* idum);
 
@@ -50,11 +50,11 @@ MTH_EXPORT bool Mth_InitNormalRandom(short stream);
 /// Standard normal deviate by the polar method, in single precision, from a stream of family 1. Deviates come
 /// in pairs: the second one is kept and returned by the next call for any stream, which is intended. The pair
 /// (0, 0), accepted on purpose, gives a NaN.
-/// @return  0 for a stream that was never seeded or is outside 0 ... 4.
+/// @return  0 for a stream outside 0 ... 4; for one that was never seeded the kept deviate, or 0 without one.
 /// @see     Box & Muller, Annals of Mathematical Statistics 29 (1958).
 MTH_EXPORT float Mth_NormalRandomGenerator(short stream);
 
 /// Draws k distinct integers of [0, n), in draw order, from a seed of its own: the same in every process.
 /// @param out  receives k integers.
-/// @return     false, and nothing written, when k > n.
+/// @return     false, and nothing written, when k > n or the array is missing.
 MTH_EXPORT bool Mth_Random_SelectAleat(short k, short n, short* out);

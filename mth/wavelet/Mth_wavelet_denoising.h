@@ -77,7 +77,8 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
   /// @return  0 without an image or memory.
   double EstimateNoiseDeviation() const;
   /// What stands one level above the coefficients of a subband: for each the coefficient of the same place
-  /// and orientation there. Arrays as large as the subband; those of the last level are their own parents.
+  /// and orientation there, which by the filters' centring is 2^level rows and columns nearer to the first
+  /// one. Arrays as large as the subband; the coefficients of the last level are their own parents.
   struct PARENTS {
     const double* values;    ///< in noise levels of theirs
     const double* energy;    ///< of their neighbourhoods, in noise variances

@@ -333,6 +333,12 @@ TEST(Random, SelectsDistinctIntegersTheSameInEveryProcess) {
   EXPECT_EQ(select(3, 2), (Selection{-7, -7, -7}));
   EXPECT_EQ(select(0, 0), Selection{});
   EXPECT_EQ(select(-1, 0), Selection{});
+  EXPECT_FALSE(Mth_Random_SelectAleat(1, 2, nullptr));
+  EXPECT_EQ(Mth_RandomGenerator(nullptr), 0.0F);
+  constexpr short kMost = 32767;
+  Selection all = select(kMost, kMost);
+  std::sort(all.begin(), all.end());
+  for (short i = 0; i < kMost; ++i) ASSERT_EQ(all[static_cast<std::size_t>(i)], i);
 }
 
 }  // namespace
