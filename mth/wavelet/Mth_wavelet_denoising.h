@@ -60,8 +60,9 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
   ///
   /// The noise of each subband follows from that of the finest diagonal one, of deviation s: s, 0.22 s, 0.09
   /// s and 0.04 s in the diagonal subbands, 0.79 s, 0.25 s, 0.11 s and 0.05 s in the others, from the finest
-  /// level on. Those are the noise gains of the filters. An image without noise, s = 0, is only rounded; so
-  /// is one of which more than half is black, and one of a single row or column: it has no diagonal details.
+  /// level on. Those are the noise gains of the filters. An image without noise, s below 2.5e-8, is only
+  /// rounded; so is one of which more than half is black, and one of a single row or column: it has no
+  /// diagonal details.
   ///
   /// The local mean of the grey levels stays: what Rician noise adds to it in the dark is not taken off. The
   /// image is transformed with a margin of its mirror image, so that its borders are rebuilt as well as the
@@ -85,16 +86,17 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
     const double* siblings;  ///< the mean of such energies over the three orientations
   };
   /// Multiplies every coefficient of a subband by odds / (1 + odds), the odds that it is signal. They are
-  /// the product of three:
+  /// the product of three, T being the square of the threshold factor:
   ///  - the cube root of the prior odds, the number of coefficients in the mask over that of the others
-  ///    (100 when there are no others); the mask holds those whose `energy` exceeds the square of the
-  ///    threshold factor;
-  ///  - the likelihood ratio of the coefficient's magnitude: a straight line in logarithms, fitted around the
-  ///    threshold to the histograms inside and outside the mask. What counts as magnitude is the product of
-  ///    the coefficient and its parent, 0 where their signs differ: an edge has the same sign at all levels,
-  ///    noise has not;
-  ///  - the local prior ratio: the energy of the parent, that of the parent and its siblings, and the square
-  ///    root of the coefficient's own `energy`, each over the square of the threshold factor, multiplied.
+  ///    (100 when there are no others); the mask holds those whose `energy` exceeds T;
+  ///  - the likelihood ratio of the coefficient's squared magnitude. What counts as such, in noise levels, is
+  ///    the product of the coefficient and its parent, 0 where their signs differ: an edge has the same sign
+  ///    at all levels, noise has not. In logarithms the ratio is a straight line that does not fall, fitted
+  ///    to the histograms inside and outside the mask from T / 4 to 4 T and, where these hold few
+  ///    coefficients, to the line of most images; below T / 64 and above 64 T it stays. It is 1 when the mask
+  ///    holds all coefficients or none;
+  ///  - the local prior ratio, (a / T) (b / T) sqrt(c / T), from the energy a of the parent, the mean b of
+  ///    its and its siblings' energies and the coefficient's own `energy` c, each with 0.1 added.
   /// Without a noise level of at least 1e-9, or with a threshold factor that is not a number, every
   /// coefficient stays as it is.
   /// @param detail    rows x cols coefficients.

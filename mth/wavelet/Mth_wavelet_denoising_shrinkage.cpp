@@ -130,15 +130,15 @@ class Parents {
 
   /// @return  false without memory.
   bool MeasureEnergies(std::int64_t reach) {
-    bool isDone = true;
-    for (int o = 0; o < kOrientations; ++o)
-      isDone = isDone && MeanSquares(Values(o), size_, reach, 1.0, Energy(o));
+    for (int o = 0; o < kOrientations; ++o) {
+      if (!MeanSquares(Values(o), size_, reach, 1.0, Energy(o))) return false;
+    }
     const double* const rows = Energy(0);
     const double* const columns = Energy(1);
     const double* const diagonal = Energy(kDiagonal);
     double* const mean = Siblings();
     for (std::int64_t i = 0; i < count_; ++i) mean[i] = (rows[i] + columns[i] + diagonal[i]) / 3.0;
-    return isDone;
+    return true;
   }
 
  private:

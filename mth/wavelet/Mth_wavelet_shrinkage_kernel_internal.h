@@ -2,7 +2,7 @@
 
 #include "mth/Mth_exp_log_kernel_internal.h"
 
-// The smaller of a value and a limit; of two numbers the limit when the value is not one.
+// The smaller, or the greater, of a value and a limit; the limit for NaN.
 template <class V>
 MTH_INLINE V AtMost(V value, double limit) {
   return value < limit ? value : Spread<V>(limit);
@@ -30,13 +30,15 @@ inline void AddLine(double intercept, double slope, double limit, const double* 
   });
 }
 
-// logOdds[i] += ln(sqrt(own) parent siblings), each with `least` added
+// logOdds[i] += ln(sqrt(own) parents siblings), each with `least` added. Never infinity, which would make NaN
+// of odds of 0.
 inline void AddLogEnergies(const double* own, const double* parents, const double* siblings, double least,
                            std::int64_t length, double* logOdds) {
+  constexpr double kLargest = std::numeric_limits<double>::max();
   ForEachLanes(0, length, [=]<class V>(std::int64_t i, V) {
     const V above = (Load<V>(parents + i) + least) * (Load<V>(siblings + i) + least);
     const V square = (Load<V>(own + i) + least) * (above * above);
-    Store(logOdds + i, Load<V>(logOdds + i) + 0.5 * Logarithm<V>(square));
+    Store(logOdds + i, Load<V>(logOdds + i) + 0.5 * Logarithm<V>(AtMost(square, kLargest)));
   });
 }
 

@@ -245,11 +245,11 @@ TEST(WaveletDenoising, MultipliesByFactorsBetween0And1) {
 TEST(WaveletDenoising, HasKnownOddsWhereAllEnergiesAreAlike) {
   constexpr double kFactor = 2.0;
   constexpr double kLeast = 0.1;  // counts beside every energy
-  const auto kept = [&](double ownEnergy) {
+  const auto kept = [&](double ownEnergy, double energyOfParent = 1.2) {
     double detail[] = {3.0, -3.0};
     const double own[] = {ownEnergy, ownEnergy};
     const double above[] = {1.0, -1.0};
-    const double energyAbove[] = {1.2, 1.2};
+    const double energyAbove[] = {energyOfParent, energyOfParent};
     const double siblings[] = {0.9, 0.9};
     MTH_WAVELET_DENOISING wavelet(nullptr);
     wavelet.SetThrFactor(kFactor);
@@ -262,6 +262,9 @@ TEST(WaveletDenoising, HasKnownOddsWhereAllEnergiesAreAlike) {
   EXPECT_NEAR(kept(5.0), odds / (1.0 + odds), 1e-14);
   EXPECT_EQ(kept(kFactor * kFactor), 0.0);  // the mask holds what exceeds the square, not what equals it
   EXPECT_EQ(kept(1.0), 0.0);
+  constexpr double kHuge = 1e200;  // has no square
+  EXPECT_EQ(kept(1.0, kHuge), 0.0);
+  EXPECT_EQ(kept(5.0, kHuge), 1.0);
 }
 
 // The whole denoising by its public steps, with the noise levels of the subbands written out.
