@@ -145,9 +145,10 @@ struct Congruence {
     return static_cast<std::uint32_t>(next < 0 ? next + modulus : next);
   }
 
-  // Next(seed) for a seed below 2^31; about one in 35,000 comes out too great by the modulus. Next(seed) is
-  // multiplier seed - k excess, less the modulus as many times as it fits in. How many is read from a second
-  // product with the seed: two products, a shift and a subtraction are all that wait for one another.
+  // Next(seed) for a seed below 2^31; fewer than one in 35,000 come out too great by the modulus, among them
+  // those that should be 0. Next(seed) is multiplier seed - k excess, less the modulus as many times as it
+  // fits in. How many is read from a second product with the seed: two products, a shift and a subtraction
+  // are all that wait for one another.
   static std::int64_t Guess(std::uint32_t seed) {
     constexpr int kBits = 46;
     constexpr std::uint64_t kOne = std::uint64_t{1} << kBits;

@@ -135,8 +135,8 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
 
   std::int64_t Reach(std::int64_t rows, std::int64_t columns) const;
 
-  // Steps of RemoveNoiseAdaptative; RATIO_LINE is the logarithm of a ratio over that of a magnitude, squared,
-  // of which 1 is the threshold's.
+  // Steps of RemoveNoiseAdaptative; RATIO_LINE is the logarithm of a ratio over that of a squared magnitude,
+  // which is 1 at the threshold.
   struct RATIO_LINE {
     double intercept = 0.0;
     double slope = 0.0;

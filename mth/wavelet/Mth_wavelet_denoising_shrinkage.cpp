@@ -23,8 +23,8 @@ constexpr int kLevels = 4;
 constexpr int kOrientations = 3;
 constexpr int kDiagonal = 2;
 
-// Deviation of the noise in each subband over that in the finest diagonal one: the norms of the responses of
-// the filters to one pixel, which has half the deviation of the image's noise in that subband.
+// Deviation of the noise in each subband over that in the finest diagonal one, which is half that in the
+// image: the norms of the filters' responses to one pixel.
 constexpr std::array<double, kLevels> kDiagonalGains{1.0, 0.22, 0.09, 0.04};
 constexpr std::array<double, kLevels> kOtherGains{0.79, 0.25, 0.11, 0.05};
 constexpr double kImageGain = 2.0;
