@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 #include "std/Std_export.h"
 
@@ -89,6 +90,10 @@ class MTH_EXPORT MTH_MATRIX {
   void Set(int row, int column, double value) { Store(row, column, value); }
   /// @copydoc Set(int,int,double)
   void Set(int row, int column, float value) { Store(row, column, value); }
+  /// Stores an element given as a number of any other type: a plain 0 suits both forms above equally well.
+  template <class Number>
+  requires std::is_arithmetic_v<Number>
+  void Set(int row, int column, Number value) { Store(row, column, static_cast<double>(value)); }
   /// @return  the element; 0.0 and status 2 out of range, 0.0 alone on an unallocated matrix.
   double Get(int row, int column) const {
     if (!IsElement(row, column)) return 0.0;
