@@ -1,7 +1,8 @@
-# Installation: libraries, public headers, CMake package and pkg-config files.
+# Installation: libraries, public headers, the pages that they name, CMake package and pkg-config files.
 include(CMakePackageConfigHelpers)
 
 set(MTH_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/mth")
+set(MTH_DOC_DIR "${CMAKE_INSTALL_DATAROOTDIR}/doc/mth")  # not DOCDIR, which is an enclosing project's
 
 install(TARGETS mth mth_std EXPORT mthTargets
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
@@ -26,6 +27,11 @@ foreach(folder std mth)
           FILES_MATCHING PATTERN "*.h" PATTERN "*_internal.h" EXCLUDE ${MTH_WITHOUT_QT_HEADERS})
 endforeach()
 
+install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+        DESTINATION "${MTH_DOC_DIR}")
+install(FILES "${PROJECT_SOURCE_DIR}/docs/minimisers.md" "${PROJECT_SOURCE_DIR}/docs/texture.md"
+        DESTINATION "${MTH_DOC_DIR}/docs")
+
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/mthConfig.cmake.in"
                               "${PROJECT_BINARY_DIR}/mthConfig.cmake" INSTALL_DESTINATION "${MTH_PACKAGE_DIR}")
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/mthConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
@@ -36,6 +42,9 @@ set(MTH_PKG_CONFIG_FILES mth)
 if(MTH_QT)
   list(APPEND MTH_PKG_CONFIG_FILES mth_std_qt)
 endif()
+# Relative to the files themselves: right under any --prefix, and wherever the installation is moved.
+file(RELATIVE_PATH MTH_PKG_CONFIG_TO_PREFIX "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+string(REGEX REPLACE "/$" "" MTH_PKG_CONFIG_TO_PREFIX "${MTH_PKG_CONFIG_TO_PREFIX}")
 foreach(name ${MTH_PKG_CONFIG_FILES})
   configure_file("${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in" "${PROJECT_BINARY_DIR}/${name}.pc" @ONLY)
   install(FILES "${PROJECT_BINARY_DIR}/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

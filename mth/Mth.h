@@ -2,6 +2,9 @@
 
 /// @file
 /// All numerical classes and functions of the library.
+///
+/// Pointer arguments without const are only read, unless their comment says that something is received,
+/// changed or kept.
 
 #include "mth/Mth_pointer_list.h"
 #include "mth/clustering/Mth_clustering.h"

@@ -119,10 +119,11 @@ class ConsoleWaitBarView : public STD_WAIT_BAR_VIEW {
 
 STD_CONSOLE_DISPLAY::STD_CONSOLE_DISPLAY(std::FILE* stream, Progress progress)
     : stream_(stream),
-      drawsProgress_(progress == Progress::Always ||
-                     (progress == Progress::OnTerminal && IsTerminal(stream))) {}
+      drawsProgress_(stream != nullptr && (progress == Progress::Always ||
+                                           (progress == Progress::OnTerminal && IsTerminal(stream)))) {}
 
 int STD_CONSOLE_DISPLAY::ShowMessage(const std::string& text, MessageKind kind, const std::string& caption) {
+  if (stream_ == nullptr) return kOkResult;
   const std::string title = OnOneLine(caption.empty() ? mth_internal::DefaultTitle(kind) : caption);
   CloseLine(stream_, lineIsOpen_);
   std::fprintf(stream_, "%s: %s\n", title.c_str(), OnOneLine(text).c_str());

@@ -16,7 +16,7 @@ class MTH_EXPORT STD_CONSOLE_DISPLAY : public STD_DISPLAY {
   /// Whether progress is drawn: by what the stream is, or as the host decides.
   enum class Progress { OnTerminal, Always, Never };
 
-  /// @param stream  borrowed; the stream and the display must outlive the views.
+  /// @param stream  borrowed; the stream and the display must outlive the views. Null writes nothing.
   explicit STD_CONSOLE_DISPLAY(std::FILE* stream = stderr, Progress progress = Progress::OnTerminal);
 
   /// @return  1, the code of the OK button.

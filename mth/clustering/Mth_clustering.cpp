@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <new>
 
+#include "mth/Mth_new_array_internal.h"
 #include "mth/clustering/Mth_clustering_internal.h"
 #include "std/Std_message_internal.h"
 
@@ -20,9 +22,12 @@ int CountSubsets(int clustersCount) {
   return static_cast<int>(std::min(count, static_cast<double>(std::numeric_limits<int>::max())));
 }
 
-// A list of column matrices, all zero; null when memory runs out.
+// A list of column matrices, all zero; null, or too short, when memory runs out.
 std::unique_ptr<MTH_POINTER_LIST<MTH_MATRIX>> NewCentroids(int clustersCount, int dimensionsCount) {
   std::unique_ptr<MTH_POINTER_LIST<MTH_MATRIX>> centroids(new (std::nothrow) MTH_POINTER_LIST<MTH_MATRIX>);
+  constexpr std::int64_t kObjectBytes = sizeof(MTH_MATRIX) + 48;  // and its places in the list and allocator
+  const std::int64_t bytes = std::max(dimensionsCount, 0) * std::int64_t{sizeof(double)} + kObjectBytes;
+  if (!mth_internal::HasMemoryForBlocks(clustersCount, bytes)) return centroids;
   for (int k = 0; centroids && k < clustersCount; ++k) {
     std::unique_ptr<MTH_MATRIX> centroid(new (std::nothrow) MTH_MATRIX(dimensionsCount, 1, 0));
     if (!centroid || centroids->Add(centroid.get()) < 0) break;

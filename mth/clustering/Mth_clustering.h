@@ -23,6 +23,9 @@
 /// algorithm, then read memberships, decisions and centroids. A run works on the present memberships and
 /// centroids, so that it can be continued by another.
 ///
+/// Features are not checked: of a NaN or an infinite one k-means and fuzzy c-means make centroids of NaN, and
+/// tell nothing.
+///
 /// Sample and cluster indices count from 0; an index that is negative or too large is out of range. Messages
 /// are shown with kind information and caption "Information". The value 3.4028234663852886e38, the largest
 /// float, means "no distance".

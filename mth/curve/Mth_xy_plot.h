@@ -125,11 +125,12 @@ class MTH_EXPORT MTH_XY_PLOT {
   /// number; 0 for a null model.
   float GetMeanSquared(MTH_XY_PLOT* model) const;
 
-  /// Full width at half maximum. The level is (a + b) / 2 without its fraction; the limits are the abscissae
-  /// of the first point above it and of the first one from there on below it, of point 0 where there is none.
-  /// Unless these points are neighbours, fewer than 5 points from one to the other ask for a second search
-  /// with the y of the latter as a; its width, if not 0, is taken. A search that would repeat an earlier one
-  /// gives 0.
+  /// Full width at half maximum of a peak that rises from a, as a rule 0, to b, as a rule GetYMax(). The
+  /// level is (a + b) / 2 without its fraction, so that a curve up to 1 must be scaled first; the limits are
+  /// the abscissae of the first point above it and of the first one from there on below it, of point 0 where
+  /// there is none: no more exact than the points are dense, for which GetCubicSpline is an answer. Unless
+  /// these points are neighbours, fewer than 5 points from one to the other ask for a second search with the
+  /// y of the latter as a; its width, if not 0, is taken. A search that would repeat an earlier one gives 0.
   /// @return  the upper limit minus the lower one.
   double GetFWHM(double a, double b);
   /// Limits of the last GetFWHM; 0 before.

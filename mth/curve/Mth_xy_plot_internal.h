@@ -3,6 +3,7 @@
 #include <memory>
 #include <new>
 
+#include "mth/Mth_new_array_internal.h"
 #include "mth/curve/Mth_xy_plot.h"
 
 namespace mth_internal {
@@ -10,6 +11,8 @@ namespace mth_internal {
 /// A new curve of `count` points, point(0), point(1) ...; null when memory runs out.
 template <class Point>
 std::unique_ptr<MTH_XY_PLOT> NewCurve(int count, Point point) {
+  constexpr int kPointBytes = 48;  // the point, the allocator's part of it, and its places in a growing list
+  if (!HasMemoryForBlocks(count, kPointBytes)) return nullptr;
   std::unique_ptr<MTH_XY_PLOT> curve(new (std::nothrow) MTH_XY_PLOT);
   for (int i = 0; curve != nullptr && i < count; ++i) {
     MTH_2D_FLOAT next = point(i);

@@ -18,7 +18,7 @@ using CurvePtr = std::unique_ptr<MTH_XY_PLOT>;
 
 CurvePtr SlidingMean(const MTH_XY_PLOT& curve, int width) {
   const int count = curve.GetNumberOfPoints();
-  const int reach = std::max(width - 1, 0) / 2;
+  const int reach = (std::max(width, 1) - 1) / 2;
   return NewCurve(count, [&, count, reach](int i) {
     const int shrunk = std::min({reach, i, count - 1 - i});
     double sum = 0.0;

@@ -28,7 +28,8 @@ struct Orient_Coupe_Irm {
 /// A code is a main plane and the plane it is tilted towards: 1 AXI to SAG, 2 SAG to AXI, 3 COR to SAG, 4 SAG
 /// to COR, 5 AXI to COR, 6 COR to AXI; 0 none. The normal is projected on the three coordinate planes, each
 /// projection votes for a code and a tilt, and the votes are combined by rules of which a later one overrides
-/// an earlier one.
+/// an earlier one. A normal of length 0, or one that is not finite, gets codes all the same, which tell
+/// nothing.
 /// @param codeA, codeB    receive the code of the first and of the second tilt.
 /// @param angleA, angleB  receive the tilts in degrees.
 MTH_EXPORT void Mth_3D_CalculParamCoupePerp(MTH_3D_VECT_DOUBLE* normal, short* codeA, short* codeB,

@@ -28,7 +28,8 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   /// @param dimension   number of points in each set.
   /// @param set1, set2  borrowed: kept alive by the caller.
   MTH_MATRIX_CHGREF(int dimension, MTH_3D_DOUBLE* set1, MTH_3D_DOUBLE* set2);
-  /// @param quaternion  7 values: q0 (the scalar part), q1, q2, q3, and the translation.
+  /// @param quaternion  7 values: q0 (the scalar part), q1, q2, q3, and the translation. GetQuaternion gives
+  ///                    the first 4 only.
   explicit MTH_MATRIX_CHGREF(double* quaternion);
   /// The quaternion of a turn, normalised, in a matrix of float elements.
   /// @param axis   3 components, of unit length.
@@ -66,7 +67,8 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   /// @return  the borrowed points in the second frame.
   MTH_3D_DOUBLE* GetRef2() const { return second_; }
 
-  /// Fills the matrix from the angles. Intended: its translation becomes 0, whatever SetTranslation stored.
+  /// Fills the matrix from the angles. Intended: its translation becomes 0, whatever SetTranslation stored; a
+  /// caller who wants it stores its components with Set(i, 3, ...) afterwards.
   void ComputeFromRotTrans();
   /// Fills the matrix from the quaternion and the stored translation, then extracts the angles.
   void ComputeFromQuaternion();

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 #include "std/Std_export.h"
 
@@ -47,7 +48,7 @@ class MTH_EXPORT MTH_MATRIX {
  public:
   /// An unallocated matrix: counts -1, element type 0, status 0.
   MTH_MATRIX();
-  /// Allocates rows x columns elements, as Allocate does.
+  /// Allocates rows x columns elements, not initialised, as Allocate does.
   MTH_MATRIX(int rows, int columns, int type);
   /// Deep copy with status 0. From an unallocated matrix, or without memory: unallocated, status 1.
   MTH_MATRIX(const MTH_MATRIX& other);
@@ -89,6 +90,10 @@ class MTH_EXPORT MTH_MATRIX {
   void Set(int row, int column, double value) { Store(row, column, value); }
   /// @copydoc Set(int,int,double)
   void Set(int row, int column, float value) { Store(row, column, value); }
+  /// Stores an element given as a number of any other type: a plain 0 suits both forms above equally well.
+  template <class Number>
+  requires std::is_arithmetic_v<Number>
+  void Set(int row, int column, Number value) { Store(row, column, static_cast<double>(value)); }
   /// @return  the element; 0.0 and status 2 out of range, 0.0 alone on an unallocated matrix.
   double Get(int row, int column) const {
     if (!IsElement(row, column)) return 0.0;
@@ -100,8 +105,9 @@ class MTH_EXPORT MTH_MATRIX {
   void SetZero();
   /// Element (i, i) 1, all others 0. Meant for square matrices: rows beyond the last column are 0.
   void SetIdentity();
-  /// Copies the first rows x columns values, row-major; further values are ignored.
-  /// Null array: status 3; count too small: status 4; nothing is copied.
+  /// Copies the first rows x columns values, row-major; further values are ignored. Floats go to a float
+  /// matrix by std::copy to GetFDataAddress(). Null array: status 3; count too small: status 4; nothing is
+  /// copied.
   void SetVector(double* values, int count);
   /// Element (i, i) = values[i] for i below count, all others 0; values beyond the diagonal are ignored.
   /// Null array: status 3, nothing changed.
@@ -214,6 +220,9 @@ class MTH_EXPORT MTH_MATRIX {
   /// @param r  receives a new upper triangular matrix, rows x columns.
   /// @return   false for a null argument, an unallocated matrix or no memory; the arguments then receive
   /// null.
+  ///
+  /// Least squares of A x = b with at least as many rows as columns n: solve the first n rows of R
+  /// (GetExtract, SolveLinearSystemByLU) with the first n rows of Qt b.
   /// @see      Golub and Van Loan, Matrix Computations, section 5.2.
   bool QR(MTH_MATRIX** q, MTH_MATRIX** r) const;
   /// Eigenvalues of this square matrix by the unshifted QR iteration: A becomes R Q until no diagonal element
@@ -225,7 +234,9 @@ class MTH_EXPORT MTH_MATRIX {
   /// @see  Golub and Van Loan, Matrix Computations, section 7.3.
   void EigenValues(double tolerance, double** values) const;
   /// Eigenvector of an eigenvalue: exactly 50 steps of inverse iteration from a vector of ones, with the
-  /// pseudo-inverse of this matrix minus the eigenvalue.
+  /// pseudo-inverse of this matrix minus the eigenvalue. Intended: an eigenvalue that is exact to rounding is
+  /// itself among the singular values left out, under the message below, and the vector is then the one of
+  /// the next eigenvalue. RealEigenvalueProblem is free of this.
   /// @param vector  receives a new array (delete[]) of columns elements, the largest of magnitude 1 and the
   ///                signs as computed; null on failure.
   /// @return  false with status 11 on this matrix when it is unallocated, a product fails or there is no
@@ -233,7 +244,7 @@ class MTH_EXPORT MTH_MATRIX {
   ///          values shows "Risque d'instabilité de la solution" and is used.
   bool SearchOneEigenVector(double eigenvalue, double** vector) const;
   /// Eigenvalues as EigenValues gives them and, as the columns of the new matrix returned, their vectors as
-  /// SearchOneEigenVector gives them.
+  /// SearchOneEigenVector gives them, with its limits. Prefer RealEigenvalueProblem.
   /// @param values  receives a new array (delete[]) of rows values; null on failure.
   /// @return  unallocated with status 11 on failure.
   [[nodiscard]] MTH_MATRIX* SearchEigenValuesAndVectors(double tolerance, double** values) const;

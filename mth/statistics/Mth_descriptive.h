@@ -6,7 +6,8 @@
 #include "std/Std_export.h"
 
 /// @file
-/// Summary statistics of arrays, vectors and matrices.
+/// Summary statistics of arrays, vectors and matrices. The test of Mann and Whitney is in
+/// Mth_special_functions.h.
 ///
 /// Sums run in index order in double, so that results are the same on every machine. Where nothing else is
 /// said nothing is checked: counts that leave nothing to divide by, and constant data, give the infinity or

@@ -9,7 +9,9 @@
 /// families 1 to 3 have five streams each, 0 to 4, seeded from the clock; any other stream number is refused
 /// and changes nothing. A stream that was never initialised yields 0.
 
-/// Replaces the clock behind the seeds, for reproducible runs.
+/// Replaces the clock behind the seeds, for reproducible runs: Mth_SetRandomClock([] { return 4711; }).
+/// Streams of a family that are seeded at the same hundredth of a second, as with such a clock, yield the
+/// same numbers; for different streams let the function answer something else each time.
 /// @param hundredths  answers hundredths of a second since midnight: 0 to 8,639,999, others count modulo one
 ///                    day. Null restores the local time of day.
 /// @return            the former function; null for the time of day.
@@ -45,7 +47,8 @@ MTH_EXPORT bool Mth_InitRandom3(short stream);
 /// stream outside 0 ... 4.
 MTH_EXPORT short Mth_Random3(short stream);
 
-/// Seeds a stream of family 1 for Mth_NormalRandomGenerator, as Mth_InitRandom1.
+/// Seeds a stream of family 1 for Mth_NormalRandomGenerator, as Mth_InitRandom1. A deviate that is still kept
+/// stays and comes first: a run repeats the last one only after an even number of deviates.
 MTH_EXPORT bool Mth_InitNormalRandom(short stream);
 /// Standard normal deviate by the polar method, in single precision, from a stream of family 1. Deviates come
 /// in pairs: the second one is kept and returned by the next call for any stream, which is intended. The pair

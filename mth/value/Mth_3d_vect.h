@@ -47,6 +47,11 @@ class MTH_EXPORT MTH_3D_VECTOR {
   [[nodiscard]] MTH_3D_VECTOR* operator*(const double factor) const requires std::same_as<T, double>;
   /// @copydoc operator*(const double)const
   [[nodiscard]] MTH_3D_VECTOR* operator*(const float factor) const requires std::same_as<T, double>;
+  /// Each component times a factor of any integer type: a plain 2 suits both forms above equally well.
+  template <std::integral Factor>
+  [[nodiscard]] MTH_3D_VECTOR* operator*(const Factor factor) const requires std::same_as<T, double> {
+    return *this * static_cast<double>(factor);
+  }
 
   /// Divides each component by the norm, computed anew, and sets the norm to 1. With a zero norm the
   /// components stay, and the norm is 1 all the same: that is intended. Integer vectors divide by their

@@ -286,6 +286,21 @@ TEST(ClusteringEngine, RunsOutOfMemoryWithItsFailureValue) {
   EXPECT_EQ(engine.GetSamplesCount(), added);
 }
 
+// Centroids that come one by one would be granted until the machine ends the host.
+TEST(ClusteringEngine, AsksForTheMemoryOfVeryManyCentroidsAtOnce) {
+  {
+    const mth_test::AllocationWatch watch;
+    const AllocationFaults faults(1);  // the list
+    MTH_CLUSTERING many(10'000'000, 12);
+    EXPECT_GE(watch.LargestRequest(), 10'000'000 * (sizeof(MTH_MATRIX) + 12 * sizeof(double)));
+  }
+  for (int size : {2'000'000'000, std::numeric_limits<int>::max()}) {
+    MTH_CLUSTERING more(size, size);
+    EXPECT_EQ(more.GetCentroids()->GetCount(), 0);
+    EXPECT_EQ(more.ApplyKMeanClustering(), kNoDistance);
+  }
+}
+
 // Counts the steps of the bar without memory of its own.
 class StepCounter : public STD_DISPLAY {
  public:

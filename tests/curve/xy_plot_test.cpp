@@ -300,7 +300,7 @@ TEST(XyPlot, SmoothsWithAWindowThatShrinksAtTheEnds) {
   const MTH_XY_PLOT curve = CurveOfY({1, 2, 6, 3, 8});
   const Points byThree = {{0, 1}, {1, 3}, {2, 11.0f / 3.0f}, {3, 17.0f / 3.0f}, {4, 8}};
   const Points byFive = {{0, 1}, {1, 3}, {2, 4}, {3, 17.0f / 3.0f}, {4, 8}};
-  for (const int width : {-7, 0, 1, 2})
+  for (const int width : {std::numeric_limits<int>::min(), 0, 1, 2})
     EXPECT_EQ(Take(curve.GetSlidingMean(width)), PointsOf(curve)) << width;
   for (const int width : {3, 4}) EXPECT_EQ(Take(curve.GetSlidingMean(width)), byThree) << width;
   for (const int width : {5, 99}) EXPECT_EQ(Take(curve.GetSlidingMean(width)), byFive) << width;
@@ -397,6 +397,21 @@ TEST(XyPlot, GivesNullWhenMemoryRunsOut) {
     EXPECT_GT(failures, count);
     EXPECT_EQ(complete, 1);
   }
+}
+
+// Points that come one by one would be granted until the machine ends the host.
+TEST(XyPlot, AsksForTheMemoryOfVeryManySamplesAtOnce) {
+  const MTH_XY_PLOT curve = CurveOfY({1, 2, 6, 3});
+  constexpr std::size_t kSamples = 60'000'000;
+  constexpr int kFewerAllocationsThanSamples = 40;
+  std::size_t largest = 0;
+  for (int allowed = 0; allowed < kFewerAllocationsThanSamples; ++allowed) {
+    const mth_test::AllocationWatch watch;
+    const mth_test::AllocationFaults faults(allowed);
+    EXPECT_EQ(curve.GetCubicSpline(kSamples / 3), nullptr);
+    largest = std::max(largest, watch.LargestRequest());
+  }
+  EXPECT_GE(largest, kSamples * (sizeof(MTH_2D_FLOAT) + sizeof(void*)));
 }
 
 }  // namespace

@@ -154,6 +154,10 @@ TEST(MatrixElement, IsRoundedToTheElementType) {
   doubles.Set(0, 1, 0.1F);
   EXPECT_EQ(doubles.Get(0, 0), 0.1);
   EXPECT_EQ(doubles.Get(0, 1), double{0.1F});
+  doubles.Set(0, 0, -7);
+  doubles.Set(0, 1, std::size_t{1} << 40);
+  EXPECT_EQ(doubles.Get(0, 0), -7.0);
+  EXPECT_EQ(doubles.Get(0, 1), 1099511627776.0);
 }
 
 TEST(MatrixElement, UnallocatedMatricesIgnoreEverything) {

@@ -77,6 +77,14 @@ TEST(ConsoleDisplay, DrawsNoProgressOffATerminal) {
   }
 }
 
+TEST(ConsoleDisplay, WritesNothingWithoutAStream) {
+  for (const Progress progress : {Progress::OnTerminal, Progress::Always}) {
+    STD_CONSOLE_DISPLAY display(nullptr, progress);
+    EXPECT_EQ(display.ShowMessage("a", MessageKind::Error, ""), 1);
+    EXPECT_EQ(display.CreateWaitBarView(), nullptr);
+  }
+}
+
 TEST(ConsoleDisplay, RedrawsOneProgressLineInPlace) {
   const Console console(Progress::Always);
   std::string expected;

@@ -21,6 +21,7 @@ concept HasDifferenceAndScaling = requires(const V v) {
   { v - v } -> std::same_as<V*>;
   { v * 2.0 } -> std::same_as<V*>;
   { v * 2.0F } -> std::same_as<V*>;
+  { v * 2 } -> std::same_as<V*>;
 };
 template <class V>
 concept HasAnyOfThem = requires(const V v) {
@@ -97,6 +98,7 @@ TEST(Vector, DoublesSubtractAndScale) {
   ExpectVector(v - MTH_3D_VECT_DOUBLE(2.0, -2.0, 10.0), 1.0, -2.0, 2.0, 3.0);
   ExpectVector(v * -2.0, -6.0, 8.0, -24.0, 26.0);
   ExpectVector(v * 0.5F, 1.5, -2.0, 6.0, 6.5);
+  ExpectVector(v * 2, 6.0, -8.0, 24.0, 26.0);
   const double tenth = double{0.1F};  // a float factor is widened, not taken for the nearest decimal
   ExpectVector(MTH_3D_VECT_DOUBLE(1.0, 0.0, 0.0) * 0.1F, tenth, 0.0, 0.0, tenth);
 }
