@@ -264,6 +264,7 @@ class MTH_EXPORT MTH_MATRIX {
   /// Eigenvalues and right eigenvectors of this square matrix of n rows: balancing, reduction to Hessenberg
   /// form, shifted QR to real Schur form and back-substitution; an exactly symmetric matrix goes by
   /// tridiagonal form and shifted QR, with orthogonal vectors.
+  /// MTH_COMPLEX is in mth/value/Mth_complex.h.
   /// @param values   receives a new array (delete[]) of n eigenvalues in the order of the Schur form's
   ///                 diagonal, those of a symmetric matrix in descending order; complex pairs are conjugate
   ///                 and adjacent, the positive imaginary part first.

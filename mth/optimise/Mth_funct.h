@@ -136,8 +136,9 @@ class MTH_EXPORT MTH_FUNCT {
   ///       Goldfarb, Math. Comp. 24 (1970) 23; Shanno, Math. Comp. 24 (1970) 647.
   bool ComputeOptimumQNBFGS(double* start, double ftol, short* iterations);
 
-  /// Fills rows 1 to n of a simplex of n + 1 rows and n columns whose row 0 holds the start. Intentionally it
-  /// is not regular: no row has the long offset in column 0, and row n has it in none.
+  /// Fills rows 1 to n of a simplex (mth/matrix/Mth_matrix.h) of n + 1 rows and n columns whose row 0 holds
+  /// the start. Intentionally it is not regular: no row has the long offset in column 0, and row n has it in
+  /// none.
   void InitiateMatrixForNelderMead(MTH_MATRIX* simplex);
   /// Downhill simplex method, made for two parameters: with more, the costs of the first vertices are taken
   /// with every parameter beyond the second at 0.
