@@ -256,6 +256,16 @@ void AddZeroTaps(const double* line, WaveletFilter filter, std::int64_t step, st
   }
 }
 
+// Filters each subband with the low and the high filter that made it, or that rebuild from it.
+template <class Filter>
+void RunOnAll(const Filter& filter, const Subbands& subbands, const CompactFilter& low,
+              const CompactFilter& high) {
+  filter.Run(subbands.approx, low, low);
+  filter.Run(subbands.detailRows, low, high);
+  filter.Run(subbands.detailCols, high, low);
+  filter.Run(subbands.detailDiag, high, high);
+}
+
 bool AnalyseEveryTap(const RowReader& image, int level, ImageSize size, const Subbands& subbands) {
   const LineFilter lines(level, size);
   if (!lines) return false;
@@ -265,10 +275,7 @@ bool AnalyseEveryTap(const RowReader& image, int level, ImageSize size, const Su
     for (double* other : {subbands.detailRows, subbands.detailCols, subbands.detailDiag})
       std::copy_n(subbands.approx + start, size.columns, other + start);
   }
-  lines.Run(subbands.approx, kSmoothing, kSmoothing);
-  lines.Run(subbands.detailRows, kSmoothing, kDifference);
-  lines.Run(subbands.detailCols, kDifference, kSmoothing);
-  lines.Run(subbands.detailDiag, kDifference, kDifference);
+  RunOnAll(lines, subbands, kSmoothing, kDifference);
   return true;
 }
 
@@ -281,10 +288,7 @@ bool SmoothWith(const Filter& filter, double* data) {
 template <class Filter>
 bool RebuildWith(const Filter& filter, const Subbands& subbands) {
   if (!filter) return false;
-  filter.Run(subbands.approx, kLowRebuilding, kLowRebuilding);
-  filter.Run(subbands.detailRows, kLowRebuilding, kHighRebuilding);
-  filter.Run(subbands.detailCols, kHighRebuilding, kLowRebuilding);
-  filter.Run(subbands.detailDiag, kHighRebuilding, kHighRebuilding);
+  RunOnAll(filter, subbands, kLowRebuilding, kHighRebuilding);
   return true;
 }
 
