@@ -75,6 +75,7 @@ bool ParseOptions(int argc, char** argv, Options& options) {
   example::Require(std::isfinite(options.denoising.factor) && options.denoising.factor >= 0.0,
                    "--factor must be a number from 0 up");
   example::Require(options.denoising.window % 2 != 0, "--window must be odd");
+  example::Require(!std::isnan(options.addedNoise), "--add-noise must be a number from 0 to 100");
   return true;
 }
 

@@ -16,6 +16,12 @@ namespace {
 
 constexpr int kGreyBits = 14;
 
+void RequireMagnitude(const GreyImage& image) {
+  const bool isMagnitude =
+      std::all_of(image.values.begin(), image.values.end(), [](double value) { return value >= 0.0; });
+  if (!isMagnitude) throw Failure("the image has values below 0: only magnitude images can be denoised");
+}
+
 bool IsWhole(const GreyImage& image) {
   return std::all_of(image.values.begin(), image.values.end(),
                      [](double value) { return value == std::floor(value); });
@@ -66,9 +72,7 @@ double DenoisePlane(GreyImage& image, int index, int exponent, const DenoisingOp
 }  // namespace
 
 std::vector<double> Denoise(GreyImage& image, const DenoisingOptions& options) {
-  const bool isMagnitude =
-      std::all_of(image.values.begin(), image.values.end(), [](double value) { return value >= 0.0; });
-  if (!isMagnitude) throw Failure("the image has values below 0: only magnitude images can be denoised");
+  RequireMagnitude(image);
   const int exponent = GreyExponent(image);
   const int planes = image.size[static_cast<std::size_t>(options.axis)];
   TSTD_WAIT_BAR progress;
@@ -84,6 +88,7 @@ std::vector<double> Denoise(GreyImage& image, const DenoisingOptions& options) {
 }
 
 void AddNoise(GreyImage& image, double deviation) {
+  RequireMagnitude(image);
   constexpr short kStream = 0;
   const auto noon = [] { return 12 * 360000; };
   const auto clock = Mth_SetRandomClock(noon);

@@ -20,6 +20,7 @@ std::vector<double> Denoise(GreyImage& image, const DenoisingOptions& options);
 
 /// Adds noise as a scanner's magnitude images have it: normal noise of that deviation in both channels of the
 /// signal (Rician noise). Whole grey levels stay whole. The noise is the same in every run.
+/// @throws Failure  as Denoise: noise would make values below 0 look like those of a magnitude image.
 void AddNoise(GreyImage& image, double deviation);
 
 }  // namespace example

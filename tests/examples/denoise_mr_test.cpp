@@ -212,6 +212,10 @@ TEST(DenoiseMrRefuses, WhatItCannotUse) {
   file.SetVoxels<std::int16_t>(std::vector<int>(16, -5));
   WriteFile(folder / "negative.nii", file.Bytes(16));
   WriteFile(folder / "cut.nii", file.Bytes(16).substr(0, kHeaderBytes + 7));
+  std::vector<int> mixed(16, 5);
+  mixed.back() = -5;
+  file.SetVoxels<std::int16_t>(mixed);
+  WriteFile(folder / "mixed.nii", file.Bytes(16));
   const std::string slice = Quoted(MTH_DATA_DIR "/t1_head_axial.nii.gz");
   const struct {
     std::string arguments;
@@ -228,6 +232,8 @@ TEST(DenoiseMrRefuses, WhatItCannotUse) {
       {slice + " -f nan", "--factor"},
       {slice + " -f inf", "--factor"},
       {slice + " --add-noise -1", "--add-noise"},
+      {slice + " --add-noise nan", "--add-noise"},
+      {Quoted(folder / "mixed.nii") + " --add-noise 9", "below 0"},
       {slice + " --axis y", "volume"},
       {slice + " --axis t", "--axis"},
       {slice + " --sharpen", "--sharpen"},
