@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-#include "mth/clustering/Mth_clustering_adaboost.h"
+#include "mth/boosting/Mth_clustering_adaboost.h"
 
 #ifdef MTH_HAS_OPENCV_ML
 #include <opencv2/ml.hpp>

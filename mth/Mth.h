@@ -7,10 +7,10 @@
 /// changed or kept.
 
 #include "mth/Mth_pointer_list.h"
+#include "mth/boosting/Mth_clustering_adaboost.h"
+#include "mth/boosting/Mth_clustering_tree.h"
 #include "mth/clustering/Mth_clustering.h"
-#include "mth/clustering/Mth_clustering_adaboost.h"
 #include "mth/clustering/Mth_clustering_sample.h"
-#include "mth/clustering/Mth_clustering_tree.h"
 #include "mth/clustering/Mth_subsets.h"
 #include "mth/curve/Mth_xy_plot.h"
 #include "mth/geometry/Mth_3d_geometry.h"

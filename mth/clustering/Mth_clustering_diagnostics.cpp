@@ -3,8 +3,8 @@
 #include <optional>
 #include <string>
 
-#include "mth/Mth_file_internal.h"
 #include "mth/clustering/Mth_clustering.h"
+#include "mth/core/Mth_text_file_internal.h"
 
 // The text files that a converged evidential run leaves behind.
 

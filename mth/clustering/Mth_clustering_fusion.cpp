@@ -4,11 +4,11 @@
 #include <new>
 #include <vector>
 
-#include "mth/Mth_work_array_internal.h"
 #include "mth/clustering/Mth_clustering.h"
 #include "mth/clustering/Mth_clustering_run_internal.h"
-#include "mth/clustering/Mth_evidential_kernels_internal.h"
+#include "mth/clustering/Mth_evidential_kernel_internal.h"
 #include "mth/clustering/Mth_hypothesis_table_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 
 // Fusion of two credal partitions.
 

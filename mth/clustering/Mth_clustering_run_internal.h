@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "mth/clustering/Mth_clustering.h"
-#include "mth/clustering/Mth_clustering_kernels_internal.h"
-#include "mth/matrix/Mth_storage_internal.h"
+#include "mth/clustering/Mth_clustering_kernel_internal.h"
+#include "mth/core/Mth_storage_internal.h"
 #include "std/Std_wait_bar.h"
 
 namespace mth_internal {

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "mth/Mth_new_array_internal.h"
+#include "mth/core/Mth_new_array_internal.h"
 
 namespace mth_internal {
 

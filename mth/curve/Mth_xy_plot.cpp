@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <new>
 
-#include "mth/Mth_work_array_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 
 // Points of the curve, extrema and the width at half maximum.
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <new>
 
-#include "mth/Mth_new_array_internal.h"
+#include "mth/core/Mth_new_array_internal.h"
 #include "mth/curve/Mth_xy_plot.h"
 
 namespace mth_internal {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "mth/Mth_new_array_internal.h"
+#include "mth/core/Mth_new_array_internal.h"
 #include "mth/curve/Mth_natural_spline_internal.h"
 #include "mth/curve/Mth_xy_plot.h"
 #include "mth/curve/Mth_xy_plot_internal.h"

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "mth/Mth_convert_internal.h"
-#include "mth/Mth_new_array_internal.h"
+#include "mth/core/Mth_convert_internal.h"
+#include "mth/core/Mth_new_array_internal.h"
 #include "mth/curve/Mth_xy_plot.h"
 #include "mth/statistics/Mth_descriptive.h"
 

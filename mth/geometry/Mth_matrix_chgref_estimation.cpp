@@ -4,9 +4,9 @@
 #include <memory>
 #include <optional>
 
-#include "mth/Mth_work_array_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 #include "mth/geometry/Mth_3d_geometry.h"
-#include "mth/geometry/Mth_matched_sums_internal.h"
+#include "mth/geometry/Mth_matched_sums_kernel_internal.h"
 #include "mth/geometry/Mth_matrix_chgref.h"
 #include "mth/geometry/Mth_vector3_internal.h"
 #include "mth/statistics/Mth_random.h"

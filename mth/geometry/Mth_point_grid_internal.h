@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "mth/Mth_work_array_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 #include "mth/geometry/Mth_vector3_internal.h"
 
 namespace mth_internal {

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <utility>
 
-#include "mth/Mth_work_array_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 
 namespace mth_internal {
 namespace {
@@ -33,8 +33,8 @@ struct Tile {
 }  // namespace
 }  // namespace mth_internal
 
-#define MTH_KERNEL_FILE "mth/image/Mth_fft_kernel_internal.h"
-#include "mth/Mth_for_each_instruction_set_internal.h"
+#define MTH_KERNEL_FILE "mth/image/Mth_fft_loops_internal.h"
+#include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 namespace mth_internal {
 namespace {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <new>
 
-#include "mth/Mth_instruction_set_internal.h"
+#include "mth/core/Mth_instruction_set_internal.h"
 #include "std/Std_message_internal.h"
 
 namespace mth_internal {
@@ -20,8 +20,8 @@ struct VolumeSize {
 
 }  // namespace mth_internal
 
-#define MTH_KERNEL_FILE "mth/image/Mth_laplacian_kernel_internal.h"
-#include "mth/Mth_for_each_instruction_set_internal.h"
+#define MTH_KERNEL_FILE "mth/image/Mth_laplacian_loops_internal.h"
+#include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 namespace mth_internal {
 namespace {

@@ -7,8 +7,8 @@
 #include <limits>
 #include <numbers>
 
-#include "mth/Mth_instruction_set_internal.h"
-#include "mth/Mth_work_array_internal.h"
+#include "mth/core/Mth_instruction_set_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 
 namespace mth_internal {
 
@@ -36,8 +36,8 @@ struct JointSums {
 
 }  // namespace mth_internal
 
-#define MTH_KERNEL_FILE "mth/image/Mth_texture_kernel_internal.h"
-#include "mth/Mth_for_each_instruction_set_internal.h"
+#define MTH_KERNEL_FILE "mth/image/Mth_texture_loops_internal.h"
+#include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 namespace mth_internal {
 namespace {

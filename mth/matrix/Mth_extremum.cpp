@@ -4,8 +4,8 @@
 
 #include "mth/matrix/Mth_kernels_internal.h"
 
-#define MTH_KERNEL_FILE "mth/matrix/Mth_extremum_kernel_internal.h"
-#include "mth/Mth_for_each_instruction_set_internal.h"
+#define MTH_KERNEL_FILE "mth/matrix/Mth_extremum_loops_internal.h"
+#include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 template <bool kLargest, class T>
 double mth_internal::FindExtremum(const T* elements, std::int64_t count) {

@@ -5,8 +5,8 @@
 #include <limits>
 #include <new>
 
+#include "mth/core/Mth_storage_internal.h"
 #include "mth/matrix/Mth_matrix_internal.h"
-#include "mth/matrix/Mth_storage_internal.h"
 
 // Storage, copies, element access and fills.
 

@@ -4,8 +4,8 @@
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 
-#define MTH_KERNEL_FILE "mth/matrix/Mth_elementwise_kernel_internal.h"
-#include "mth/Mth_for_each_instruction_set_internal.h"
+#define MTH_KERNEL_FILE "mth/matrix/Mth_elementwise_loops_internal.h"
+#include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 // Element-wise operations, transposition and the matrix product.
 

@@ -7,7 +7,7 @@
 #include <limits>
 #include <string>
 
-#include "mth/Mth_file_internal.h"
+#include "mth/core/Mth_text_file_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 

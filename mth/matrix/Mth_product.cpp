@@ -3,8 +3,8 @@
 #include <numeric>
 #include <type_traits>
 
-#include "mth/Mth_instruction_set_internal.h"
-#include "mth/Mth_work_array_internal.h"
+#include "mth/core/Mth_instruction_set_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_kernels_internal.h"
 
 namespace mth_internal {
@@ -40,8 +40,8 @@ struct ProductScratch {
 }  // namespace
 }  // namespace mth_internal
 
-#define MTH_KERNEL_FILE "mth/matrix/Mth_product_kernel_internal.h"
-#include "mth/Mth_for_each_instruction_set_internal.h"
+#define MTH_KERNEL_FILE "mth/matrix/Mth_product_loops_internal.h"
+#include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 namespace mth_internal {
 namespace {

@@ -4,8 +4,8 @@
 
 #include "mth/matrix/Mth_kernels_internal.h"
 
-#define MTH_KERNEL_FILE "mth/matrix/Mth_transpose_kernel_internal.h"
-#include "mth/Mth_for_each_instruction_set_internal.h"
+#define MTH_KERNEL_FILE "mth/matrix/Mth_transpose_loops_internal.h"
+#include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 template <class T>
 void mth_internal::Transpose(const T* source, std::int64_t rows, std::int64_t columns, T* target) {

@@ -5,7 +5,7 @@
 #include <limits>
 #include <new>
 
-#include "mth/Mth_file_internal.h"
+#include "mth/core/Mth_text_file_internal.h"
 #include "mth/optimise/Mth_funct_internal.h"
 
 // Storage of a cost function, the evaluation protocol and the parameter dump.

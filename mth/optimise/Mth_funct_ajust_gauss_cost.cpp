@@ -8,7 +8,7 @@
 #include <limits>
 #include <new>
 
-#include "mth/Mth_work_array_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "mth/Mth_work_array_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 #include "mth/optimise/Mth_funct.h"
 #include "mth/optimise/Mth_funct_internal.h"
 

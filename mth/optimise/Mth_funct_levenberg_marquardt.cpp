@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "mth/Mth_work_array_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/optimise/Mth_funct.h"
 #include "mth/optimise/Mth_funct_internal.h"

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "mth/Mth_file_internal.h"
+#include "mth/core/Mth_text_file_internal.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <memory>
 #include <new>
 
-#include "mth/Mth_new_array_internal.h"
-#include "mth/Mth_work_array_internal.h"
+#include "mth/core/Mth_new_array_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/statistics/Mth_descriptive.h"
 #include "mth/statistics/Mth_descriptive_internal.h"

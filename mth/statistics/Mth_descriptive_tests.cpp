@@ -5,7 +5,7 @@
 #include <numbers>
 #include <vector>
 
-#include "mth/Mth_work_array_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 #include "mth/statistics/Mth_descriptive.h"
 #include "mth/statistics/Mth_sort.h"
 #include "mth/statistics/Mth_sort_internal.h"

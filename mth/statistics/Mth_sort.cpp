@@ -4,8 +4,8 @@
 #include <cmath>
 #include <functional>
 
-#include "mth/Mth_convert_internal.h"
-#include "mth/Mth_work_array_internal.h"
+#include "mth/core/Mth_convert_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 #include "mth/statistics/Mth_sort_internal.h"
 #include "mth/value/Mth_3d_double.h"
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <optional>
 
-#include "mth/Mth_new_array_internal.h"
+#include "mth/core/Mth_new_array_internal.h"
 #include "mth/statistics/Mth_sort.h"
 #include "mth/statistics/Mth_special_functions_internal.h"
 #include "std/Std_message_internal.h"

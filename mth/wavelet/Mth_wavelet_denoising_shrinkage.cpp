@@ -6,14 +6,14 @@
 #include <limits>
 #include <numbers>
 
-#include "mth/Mth_work_array_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 #include "mth/statistics/Mth_descriptive_internal.h"
 #include "mth/wavelet/Mth_wavelet_denoising.h"
 #include "mth/wavelet/Mth_wavelet_transform_internal.h"
 #include "std/Std_message_internal.h"
 
-#define MTH_KERNEL_FILE "mth/wavelet/Mth_wavelet_shrinkage_kernel_internal.h"
-#include "mth/Mth_for_each_instruction_set_internal.h"
+#define MTH_KERNEL_FILE "mth/wavelet/Mth_wavelet_shrinkage_loops_internal.h"
+#include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 using namespace mth_internal;
 

@@ -4,11 +4,11 @@
 #include <cstdlib>
 #include <limits>
 
-#include "mth/Mth_work_array_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 #include "mth/wavelet/Mth_wavelet_transform_internal.h"
 
-#define MTH_KERNEL_FILE "mth/wavelet/Mth_wavelet_kernel_internal.h"
-#include "mth/Mth_for_each_instruction_set_internal.h"
+#define MTH_KERNEL_FILE "mth/wavelet/Mth_wavelet_loops_internal.h"
+#include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 namespace mth_internal {
 namespace {

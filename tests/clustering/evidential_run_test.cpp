@@ -12,8 +12,8 @@
 
 #include "clustering/evidential_engine.h"
 #include "clustering/iris.h"
-#include "mth/Mth_instruction_set_internal.h"
-#include "mth/clustering/Mth_evidential_kernels_internal.h"
+#include "mth/clustering/Mth_evidential_kernel_internal.h"
+#include "mth/core/Mth_instruction_set_internal.h"
 #include "support/allocation_faults.h"
 #include "support/recording_display.h"
 #include "support/text_file.h"

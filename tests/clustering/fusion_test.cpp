@@ -6,7 +6,7 @@
 #include <string>
 
 #include "clustering/credal_cases.h"
-#include "mth/Mth_instruction_set_internal.h"
+#include "mth/core/Mth_instruction_set_internal.h"
 #include "support/allocation_faults.h"
 #include "support/recording_display.h"
 

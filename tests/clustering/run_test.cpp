@@ -10,8 +10,8 @@
 
 #include "clustering/iris.h"
 #include "clustering/literal_clustering.h"
-#include "mth/Mth_instruction_set_internal.h"
 #include "mth/clustering/Mth_clustering.h"
+#include "mth/core/Mth_instruction_set_internal.h"
 #include "support/recording_display.h"
 
 namespace mth_test {

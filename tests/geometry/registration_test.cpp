@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "mth/Mth_instruction_set_internal.h"
+#include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/geometry/Mth_funct_chgref_param.h"
-#include "mth/geometry/Mth_matched_sums_internal.h"
+#include "mth/geometry/Mth_matched_sums_kernel_internal.h"
 #include "mth/geometry/Mth_matrix_chgref.h"
 #include "mth/statistics/Mth_descriptive.h"
 #include "support/matrices.h"

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "mth/Mth_instruction_set_internal.h"
+#include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/image/Mth_fft.h"
 #include "support/allocation_faults.h"
 

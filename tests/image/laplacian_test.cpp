@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "literal_laplacian.h"
-#include "mth/Mth_instruction_set_internal.h"
+#include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/image/Mth_laplacian.h"
 #include "support/allocation_faults.h"
 #include "support/matrices.h"

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "literal_texture.h"
-#include "mth/Mth_instruction_set_internal.h"
+#include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/image/Mth_texture.h"
 #include "support/allocation_faults.h"
 #include "support/matrices.h"

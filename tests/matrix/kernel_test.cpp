@@ -8,7 +8,7 @@
 #include <tuple>
 #include <vector>
 
-#include "mth/Mth_instruction_set_internal.h"
+#include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "support/allocation_faults.h"
 #include "support/matrices.h"

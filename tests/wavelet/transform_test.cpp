@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "mth/Mth_instruction_set_internal.h"
+#include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/wavelet/Mth_wavelet_denoising.h"
 #include "support/allocation_faults.h"
 #include "support/matrices.h"

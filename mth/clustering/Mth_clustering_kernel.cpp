@@ -1,0 +1,11 @@
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <numeric>
+
+#include "mth/clustering/Mth_clustering_kernel_internal.h"
+
+#define MTH_KERNEL_FILE "mth/clustering/Mth_clustering_loops_internal.h"
+#include "mth/core/Mth_for_each_instruction_set_internal.h"

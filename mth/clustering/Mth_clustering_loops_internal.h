@@ -1,0 +1,201 @@
+// The hot loops of k-means and fuzzy c-means, compiled per instruction set. Lanes run across samples, or
+// across the clusters of one sample: a sum over samples is one chain, in sample order, and several such
+// chains run side by side.
+
+using Lanes = double __attribute__((vector_size(MTH_VECTOR_BYTES)));
+using LaneIndices = std::int64_t __attribute__((vector_size(MTH_VECTOR_BYTES)));
+using SumLanes = double __attribute__((vector_size(kSumLanes * sizeof(double))));
+
+inline constexpr int kLanes = sizeof(Lanes) / sizeof(double);
+inline constexpr int kCacheLine = 8;  // doubles
+
+template <class Vector, class Value>
+inline Vector Load(const Value* values) {
+  Vector vector;
+  std::memcpy(&vector, values, sizeof vector);
+  return vector;
+}
+
+template <class Vector, class Value>
+inline void Store(const Vector& vector, Value* values) {
+  std::memcpy(values, &vector, sizeof vector);
+}
+
+// Whether some lane of a comparison's result is true.
+inline bool HasAny(const LaneIndices& mask) {
+#if MTH_VECTOR_BYTES == 64
+  return _mm512_movepi64_mask(__m512i(mask)) != 0;
+#elif MTH_VECTOR_BYTES == 32
+  return _mm256_movemask_pd(__m256d(mask)) != 0;
+#else
+  std::int64_t any = 0;
+  for (int lane = 0; lane < kLanes; ++lane) any |= mask[lane];
+  return any != 0;
+#endif
+}
+
+inline Lanes SquareRoots(const Lanes& values) {
+#if MTH_VECTOR_BYTES == 64
+  return Lanes(_mm512_maskz_sqrt_pd(0xFF, __m512d(values)));  // g++ 12 warns of its own unmasked one
+#elif MTH_VECTOR_BYTES == 32
+  return Lanes(_mm256_sqrt_pd(__m256d(values)));
+#else
+  Lanes roots;
+  for (int lane = 0; lane < kLanes; ++lane) roots[lane] = std::sqrt(values[lane]);
+  return roots;
+#endif
+}
+
+// ---- sums ----
+
+// The sums of one group of clusters over `kDimensions` features, in registers.
+template <int kDimensions>
+class GroupSums {
+ public:
+  GroupSums(const double* weights, const double* features) : weights_(Load<SumLanes>(weights)) {
+    for (int d = 0; d < kDimensions; ++d) features_[d] = Load<SumLanes>(features + d * kSumLanes);
+  }
+  // Adds one sample; `features` points to it in its block.
+  void Add(const double* weights, const double* features) {
+    const SumLanes lanes = Load<SumLanes>(weights);
+    weights_ += lanes;
+    for (int d = 0; d < kDimensions; ++d) features_[d] += lanes * features[d * kBlockSamples];
+  }
+  void StoreWeights(double* weights) const { Store(weights_, weights); }
+  void StoreFeatures(double* features) const {
+    for (int d = 0; d < kDimensions; ++d) Store(features_[d], features + d * kSumLanes);
+  }
+
+ private:
+  SumLanes weights_;
+  SumLanes features_[kDimensions];
+};
+
+// Adds all features of a block to the sums of one group of clusters. weightRow(b) tells where the kSumLanes
+// weights of sample b stand. kDimensions is 0 to take it at run time.
+template <int kDimensions, class WeightRow>
+inline void AddBlock(WeightRow weightRow, const double* features, int dimensions, int count,
+                     double* weightSums, double* featureSums) {
+  constexpr int kTogether = std::max(kDimensions, 1);
+  for (std::ptrdiff_t d = 0; d < dimensions; d += kTogether) {
+    GroupSums<kTogether> sums(weightSums, featureSums + d * kSumLanes);
+    for (int b = 0; b < count; ++b) sums.Add(weightRow(b), features + d * kBlockSamples + b);
+    if (d + kTogether >= dimensions) sums.StoreWeights(weightSums);  // once: every round sums them up again
+    sums.StoreFeatures(featureSums + d * kSumLanes);
+  }
+}
+
+// Calls addGroup(group, weight sums, feature sums) for every group of kSumLanes clusters.
+template <class AddGroup>
+inline void ForEachGroup(const SumView& sums, int clusters, int dimensions, AddGroup addGroup) {
+  const std::ptrdiff_t groups = (clusters - 1) / kSumLanes + 1;
+  for (std::ptrdiff_t group = 0; group < groups; ++group) {
+    addGroup(group, sums.weights + group * kSumLanes, sums.features + group * dimensions * kSumLanes);
+  }
+}
+
+// ---- powers ----
+
+struct SquarePower {
+  Lanes operator()(const Lanes& base) const { return base * base; }
+};
+
+struct ProductPower {
+  int factors;
+  Lanes operator()(const Lanes& base) const {
+    Lanes product = base;
+    for (int factor = 1; factor < factors; ++factor) product *= base;
+    return product;
+  }
+};
+
+struct AnyPower {
+  double exponent;
+  Lanes operator()(const Lanes& base) const {
+    Lanes power;
+    for (int lane = 0; lane < kLanes; ++lane) power[lane] = std::pow(base[lane], exponent);
+    return power;
+  }
+};
+
+template <class Function>
+inline auto WithPower(const PowerRule& rule, Function function) {
+  if (rule.factors == 2) return function(SquarePower{});
+  if (rule.factors != 0) return function(ProductPower{rule.factors});
+  return function(AnyPower{rule.exponent});
+}
+
+template <int kDimensions, class Power>
+inline void AddMemberBlock(const double* memberships, const double* features, int count, int clusters,
+                           int dimensions, Power power, const SumView& sums) {
+  ForEachGroup(sums, clusters, dimensions,
+               [&](std::ptrdiff_t group, double* weightSums, double* featureSums) {
+                 alignas(64) double weights[kBlockSamples][kSumLanes] = {};
+                 const std::ptrdiff_t firstCluster = group * kSumLanes;
+                 for (std::ptrdiff_t lane = 0; lane < kSumLanes && firstCluster + lane < clusters; ++lane) {
+                   const double* membership = memberships + (firstCluster + lane) * kBlockSamples;
+                   for (int b = 0; b < kBlockSamples; b += kLanes) {
+                     const Lanes powers = power(Load<Lanes>(membership + b));
+                     for (int i = 0; i < kLanes; ++i) weights[b + i][lane] = powers[i];
+                   }
+                 }
+                 AddBlock<kDimensions>([&weights](int b) { return weights[b]; }, features, dimensions, count,
+                                       weightSums, featureSums);
+               });
+}
+
+// ---- blocks and distances ----
+
+// Calls visit(block, samples in it, its features) for every block.
+template <class Visit>
+inline void ForEachBlock(const SampleView& samples, Visit visit) {
+  const double* features = samples.features;
+  std::ptrdiff_t block = 0;
+  for (int left = samples.count; left > 0; left -= kBlockSamples) {
+    visit(block++, std::min(left, kBlockSamples), features);
+    features += std::ptrdiff_t{samples.dimensions} * kBlockSamples;
+  }
+}
+
+// The number of dimensions as a constant for the compiler where it is small, as 0 to take it at run time
+// otherwise.
+template <int kValue>
+struct Dimensions {
+  static constexpr int value = kValue;
+};
+
+template <class Function>
+inline auto WithDimensions(int dimensions, Function function) {
+  if (dimensions == 1) return function(Dimensions<1>{});
+  if (dimensions == 2) return function(Dimensions<2>{});
+  if (dimensions == 3) return function(Dimensions<3>{});
+  return function(Dimensions<0>{});
+}
+
+// The squared distances of kLanes samples, each summed over ascending dimensions.
+template <int kDimensions>
+inline Lanes SquaredDistances(const double* features, const double* centroid, int dimensions) {
+  Lanes difference = Load<Lanes>(features) - centroid[0];
+  Lanes sum = difference * difference;
+  const std::ptrdiff_t count = kDimensions > 0 ? kDimensions : dimensions;
+  for (std::ptrdiff_t d = 1; d < count; ++d) {
+    difference = Load<Lanes>(features + d * kBlockSamples) - centroid[d];
+    sum += difference * difference;
+  }
+  return sum;
+}
+
+// ---- algorithms ----
+
+void AddMembers(const SampleView& samples, const double* memberships, int clusters, const PowerRule& rule,
+                const SumView& sums) {
+  WithPower(rule, [&](auto power) {
+    ForEachBlock(samples, [&](std::ptrdiff_t block, int count, const double* features) {
+      AddMemberBlock<0>(memberships + block * clusters * kBlockSamples, features, count, clusters,
+                        samples.dimensions, power, sums);
+    });
+  });
+}
+
+#include "mth/clustering/Mth_fuzzy_loops_internal.h"
+#include "mth/clustering/Mth_kmeans_loops_internal.h"

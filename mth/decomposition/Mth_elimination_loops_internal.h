@@ -1,0 +1,193 @@
+// Gaussian elimination on row-major double work copies, compiled per instruction set.
+//
+// Every element is a running difference over ascending k (descending in back substitution). That is what the
+// plain column-by-column loop of Crout computes, so blocks and panels give its bits.
+
+#include "mth/core/Mth_lanes_internal.h"
+#include "mth/decomposition/Mth_subtract_product_loops_internal.h"
+
+// Row i of the block becomes row i minus the rows solved before it times l(i, k), divided by the diagonal
+// where there is one: a triangular system in the order of `l`'s rows.
+template <class T, class Element, bool kHasUnitDiagonal>
+void SolveTriangle(Block<const Element> l, double* x, std::int64_t stride, std::int64_t count,
+                   std::int64_t columns) {
+  ForEachLanes(0, columns, [&](std::int64_t j, auto lanes) {
+    using V = decltype(lanes);
+    for (std::int64_t i = 0; i < count; ++i) {
+      const Element* row = l.elements + i * l.rowStride;
+      V sum = Load<V>(x + i * stride + j);
+      for (std::int64_t k = 0; k < i; ++k) {
+        sum -= Spread<V>(static_cast<double>(row[k * l.columnStride])) * Load<V>(x + k * stride + j);
+      }
+      if constexpr (!kHasUnitDiagonal) sum /= Spread<V>(static_cast<double>(row[i * l.columnStride]));
+      Store(x + i * stride + j, RoundedTo<T>(sum));
+    }
+  });
+}
+
+// Column `column` of a panel, from row `column` down: subtracts the earlier columns times their row of U.
+// The panel is stored by columns.
+// @return  the row of the largest |element| x scale, the last one of equals; NaN is never chosen.
+template <class T>
+std::int64_t FinishPanelColumn(double* panel, std::int64_t stride, std::int64_t column, std::int64_t rows,
+                               const double* scales) {
+  double* target = panel + column * stride;
+  for (std::int64_t i = 0; i < column; ++i) {
+    double sum = target[i];
+    for (std::int64_t k = 0; k < i; ++k) sum -= panel[k * stride + i] * target[k];
+    target[i] = RoundedTo<T>(sum);
+  }
+  double best = 0.0;
+  std::int64_t bestRow = column;
+  const auto offer = [&](double candidate, std::int64_t row) {
+    if (!(candidate > best || (candidate == best && row > bestRow))) return;
+    best = candidate;
+    bestRow = row;
+  };
+  Lanes bests{};
+  Lanes bestRows = Spread<Lanes>(static_cast<double>(column));
+  Lanes laneRows{};
+  for (std::int64_t lane = 0; lane < kLanes; ++lane)
+    reinterpret_cast<double*>(&laneRows)[lane] = static_cast<double>(column + lane);
+  ForEachLanes(column, rows, [&](std::int64_t i, auto lanes) {
+    using V = decltype(lanes);
+    V sum = Load<V>(target + i);
+    for (std::int64_t k = 0; k < column; ++k) sum -= Load<V>(panel + k * stride + i) * Spread<V>(target[k]);
+    sum = RoundedTo<T>(sum);
+    Store(target + i, sum);
+    const V candidate = (sum < V{} ? -sum : sum) * Load<V>(scales + i);
+    if constexpr (sizeof(V) == sizeof(double)) {
+      offer(candidate, i);
+    } else {
+      bestRows = candidate >= bests ? laneRows : bestRows;
+      bests = candidate >= bests ? candidate : bests;
+      laneRows += Spread<V>(static_cast<double>(kLanes));
+    }
+  });
+  if constexpr (kLanes > 1) {
+    for (std::int64_t lane = 0; lane < kLanes; ++lane)
+      offer(reinterpret_cast<const double*>(&bests)[lane],
+            static_cast<std::int64_t>(reinterpret_cast<const double*>(&bestRows)[lane]));
+  }
+  return bestRow;
+}
+
+// Elements [first, last) of a column, times a factor.
+template <class T>
+void ScaleColumn(double* column, std::int64_t first, std::int64_t last, double factor) {
+  ForEachLanes(first, last, [&](std::int64_t i, auto lanes) {
+    using V = decltype(lanes);
+    Store(column + i, RoundedTo<T>(Load<V>(column + i) * Spread<V>(factor)));
+  });
+}
+
+template <class T>
+class PanelFactorization {
+ public:
+  PanelFactorization(double* elements, std::int64_t size, double* scales, int* permutation, double* panel)
+      : elements_(elements), size_(size), scales_(scales), permutation_(permutation), panel_(panel) {}
+
+  // Factors columns [first, first + width) of the rows from `first` on, exchanging whole rows.
+  void Factor(std::int64_t first, std::int64_t width) {
+    first_ = first;
+    width_ = width;
+    rows_ = size_ - first;
+    Gather();
+    for (std::int64_t j = 0; j < width; ++j) {
+      const std::int64_t pivot = FinishPanelColumn<T>(panel_, rows_, j, rows_, scales_ + first);
+      if (pivot != j) Exchange(j, pivot);
+      double* column = panel_ + j * rows_;
+      if (column[j] == 0.0) column[j] = static_cast<double>(static_cast<T>(kTinyPivot));
+      if (first + j + 1 < size_) ScaleColumn<T>(column, j + 1, rows_, 1.0 / column[j]);
+    }
+    Scatter();
+  }
+
+ private:
+  void Gather() {
+    for (std::int64_t i = 0; i < rows_; ++i) {
+      const double* row = elements_ + (first_ + i) * size_ + first_;
+      for (std::int64_t j = 0; j < width_; ++j) panel_[j * rows_ + i] = row[j];
+    }
+  }
+  void Scatter() {
+    for (std::int64_t i = 0; i < rows_; ++i) {
+      double* row = elements_ + (first_ + i) * size_ + first_;
+      for (std::int64_t j = 0; j < width_; ++j) row[j] = panel_[j * rows_ + i];
+    }
+  }
+  // The scale of the pivot's row takes that of row j, which is done.
+  void Exchange(std::int64_t j, std::int64_t pivot) {
+    for (std::int64_t k = 0; k < width_; ++k) std::swap(panel_[k * rows_ + j], panel_[k * rows_ + pivot]);
+    double* row = elements_ + (first_ + j) * size_;
+    double* pivotRow = elements_ + (first_ + pivot) * size_;
+    std::swap_ranges(row, row + first_, pivotRow);
+    std::swap_ranges(row + first_ + width_, row + size_, pivotRow + first_ + width_);
+    std::swap(permutation_[first_ + j], permutation_[first_ + pivot]);
+    scales_[first_ + pivot] = scales_[first_ + j];
+  }
+
+  double* elements_;
+  std::int64_t size_;
+  double* scales_;
+  int* permutation_;
+  double* panel_;
+  std::int64_t first_ = 0;
+  std::int64_t width_ = 0;
+  std::int64_t rows_ = 0;
+};
+
+// Rows [first, first + depth) of X become the solution of their part of a triangular system, whose matrix is
+// `l` in the order of solution, and are then eliminated from the `rest` rows that follow in that order.
+template <class T, class Element, bool kHasUnitDiagonal>
+void EliminateRows(Block<const Element> l, double* x, std::int64_t stride, std::int64_t depth,
+                   std::int64_t rest, std::int64_t columns, double* scratch) {
+  const std::int64_t total = depth + rest;
+  for (std::int64_t k = 0; k < depth; k += kPanelColumns) {
+    const std::int64_t width = std::min(kPanelColumns, depth - k);
+    const Block<const Element> corner{l.elements + k * (l.rowStride + l.columnStride), l.rowStride,
+                                      l.columnStride};
+    SolveTriangle<T, Element, kHasUnitDiagonal>(corner, x + k * stride, stride, width, columns);
+    const Block<const Element> below{corner.elements + width * l.rowStride, l.rowStride, l.columnStride};
+    SubtractProduct(x + (k + width) * stride, stride, below, x + k * stride, stride, depth - k - width, width,
+                    columns, scratch);
+  }
+  const Block<const Element> below{l.elements + depth * l.rowStride, l.rowStride, l.columnStride};
+  SubtractProduct(x + depth * stride, stride, below, x, stride, total - depth, depth, columns, scratch);
+}
+
+// LU of a square work copy in place: U on and above the diagonal, the multipliers below. T is the type that
+// each element is rounded to when it is final.
+template <class T>
+void FactorInPlace(double* a, std::int64_t size, double* scales, int* permutation, double* scratch) {
+  PanelFactorization<T> panels(a, size, scales, permutation, scratch);
+  for (std::int64_t j = 0; j < size; j += kBlockDepth) {
+    const std::int64_t blockEnd = std::min(j + kBlockDepth, size);
+    for (std::int64_t k = j; k < blockEnd; k += kPanelColumns) {
+      const std::int64_t end = std::min(k + kPanelColumns, blockEnd);
+      panels.Factor(k, end - k);
+      EliminateRows<T, double, true>({a + k * size + k, size, 1}, a + k * size + end, size, end - k,
+                                     size - end, blockEnd - end, scratch);
+    }
+    EliminateRows<T, double, true>({a + j * size + j, size, 1}, a + j * size + blockEnd, size, blockEnd - j,
+                                   size - blockEnd, size - blockEnd, scratch);
+  }
+}
+
+// Solves L U X = X in place, L and U in one row-major matrix. With `isIdentity` X starts as the identity:
+// row i then has nothing beyond column i until the back substitution.
+template <class T>
+void SolveInPlace(const T* lu, std::int64_t size, double* x, std::int64_t columns, bool isIdentity,
+                  double* scratch) {
+  for (std::int64_t j = 0; j < size; j += kBlockDepth) {
+    const std::int64_t depth = std::min(kBlockDepth, size - j);
+    EliminateRows<T, T, true>({lu + j * size + j, size, 1}, x + j * columns, columns, depth, size - j - depth,
+                              isIdentity ? j + depth : columns, scratch);
+  }
+  for (std::int64_t end = size; end > 0; end -= kBlockDepth) {
+    const std::int64_t last = end - 1;
+    const std::int64_t depth = std::min(kBlockDepth, end);
+    EliminateRows<T, T, false>({lu + last * size + last, -size, -1}, x + last * columns, -columns, depth,
+                               end - depth, columns, scratch);
+  }
+}

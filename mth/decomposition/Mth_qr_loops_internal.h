@@ -1,0 +1,135 @@
+// Householder QR, compiled per instruction set.
+//
+// The contract fixes each element's path: it meets the reflections in order, with its column's s summed over
+// ascending rows. Columns are independent, so panels of them are carried through all reflections in cache.
+// The rows of Q are columns of its transpose, and go the same way. T is the type that elements are rounded to
+// between two reflections.
+
+#include "mth/core/Mth_lanes_internal.h"
+
+// Vector k is 0 above row k; Q = H0 H1 ..., Hk = I - factor v vt.
+struct Reflections {
+  double* vectors;  // `rows` apart
+  double* factors;
+  std::int64_t rows;
+};
+
+// Sends the columns of a panel, kCount vectors wide, through reflections [first, last).
+template <class T, int kCount>
+void ReflectPanel(double* panel, const Reflections& reflections, std::int64_t first, std::int64_t last) {
+  if (first >= last) return;
+  constexpr std::int64_t kWidth = kCount * kLanes;
+  const std::int64_t rows = reflections.rows;
+  const double* vector = reflections.vectors + first * rows;
+  Lanes sums[kCount] = {};
+  for (std::int64_t i = first; i < rows; ++i) {
+#pragma GCC unroll 4
+    for (int c = 0; c < kCount; ++c)
+      sums[c] += Load<Lanes>(panel + i * kWidth + c * kLanes) * Spread<Lanes>(vector[i]);
+  }
+  for (std::int64_t k = first; k < last; ++k, vector += rows) {
+    Lanes steps[kCount];
+#pragma GCC unroll 4
+    for (int c = 0; c < kCount; ++c) {
+      steps[c] = Spread<Lanes>(reflections.factors[k]) * sums[c];
+      double* element = panel + k * kWidth + c * kLanes;
+      Store(element, RoundedTo<T>(Load<Lanes>(element) - steps[c] * Spread<Lanes>(vector[k])));
+      sums[c] = Lanes{};
+    }
+    // One pass subtracts this reflection and sums for the next one, whose vector is 0 up to row k.
+    const double* next = k + 1 < last ? vector + rows : vector;
+    for (std::int64_t i = k + 1; i < rows; ++i) {
+      const Lanes weight = Spread<Lanes>(vector[i]);
+      const Lanes nextWeight = Spread<Lanes>(next[i]);
+      double* element = panel + i * kWidth;
+#pragma GCC unroll 4
+      for (int c = 0; c < kCount; ++c) {
+        const Lanes x = RoundedTo<T>(Load<Lanes>(element + c * kLanes) - steps[c] * weight);
+        Store(element + c * kLanes, x);
+        sums[c] += x * nextWeight;
+      }
+    }
+  }
+}
+
+// Reflection k, which sends column `column` of a panel to a multiple of e_k.
+inline void MakeReflection(const double* column, std::int64_t stride, const Reflections& reflections,
+                           std::int64_t k) {
+  double* vector = reflections.vectors + k * reflections.rows;
+  if (k > 0) vector[k - 1] = 0.0;
+  double squares = 0.0;
+  for (std::int64_t i = k; i < reflections.rows; ++i) {
+    vector[i] = column[i * stride];
+    squares += vector[i] * vector[i];
+  }
+  const double alpha = vector[k];
+  const double norm = std::sqrt(squares);
+  // The sign avoids cancellation; 0 counts as positive.
+  const bool isPositive = alpha >= 0.0;
+  vector[k] = isPositive ? alpha + norm : alpha - norm;
+  const double h = isPositive ? 2.0 * alpha * norm + 2.0 * squares : 2.0 * squares - 2.0 * alpha * norm;
+  reflections.factors[k] = h == 0.0 ? 0.0 : 2.0 / h;
+}
+
+// Makes the reflections of the panel's columns, global columns from `first` on, and applies them to it.
+template <class T, int kCount>
+void FactorPanel(double* panel, const Reflections& reflections, std::int64_t first, std::int64_t last) {
+  ReflectPanel<T, kCount>(panel, reflections, 0, std::min(first, last));
+  for (std::int64_t k = first; k < std::min(first + kCount * kLanes, last); ++k) {
+    MakeReflection(panel + (k - first), kCount * kLanes, reflections, k);
+    ReflectPanel<T, kCount>(panel, reflections, k, k + 1);
+  }
+}
+
+// Calls visit(first column, panel, std::integral_constant of its width in vectors) for each panel of a matrix
+// of so many columns, panels side by side in memory.
+template <class Visit>
+void ForEachPanel(double* panels, std::int64_t rows, std::int64_t columns, Visit visit) {
+  std::int64_t j = 0;
+  const auto run = [&](auto count) {
+    visit(j, panels, count);
+    j += count * kLanes;
+    panels += rows * count * kLanes;
+  };
+  while (columns - j > 2 * kLanes) run(std::integral_constant<int, 4>{});
+  if (columns - j > kLanes) run(std::integral_constant<int, 2>{});
+  if (columns - j > 0) run(std::integral_constant<int, 1>{});
+}
+
+// Factors r (rows x columns) in place and writes Q (rows x rows).
+template <class T>
+void FactorQR(T* r, std::int64_t rows, std::int64_t columns, T* q, double* scratch) {
+  const std::int64_t count = std::min(rows, columns);
+  const Reflections reflections{scratch, scratch + rows * count, rows};
+  double* panels = reflections.factors + columns;
+  ForEachPanel(panels, rows, columns, [&](std::int64_t first, double* panel, auto width) {
+    const std::int64_t stride = width * kLanes;
+    const std::int64_t used = std::min(stride, columns - first);
+    for (std::int64_t i = 0; i < rows; ++i) {
+      for (std::int64_t j = 0; j < used; ++j)
+        panel[i * stride + j] = static_cast<double>(r[i * columns + first + j]);
+      std::fill_n(panel + i * stride + used, stride - used, 0.0);
+    }
+    FactorPanel<T, width>(panel, reflections, first, count);
+  });
+  ForEachPanel(panels, rows, columns, [&](std::int64_t first, double* panel, auto width) {
+    const std::int64_t stride = width * kLanes;
+    ReflectPanel<T, width>(panel, reflections, std::min(first + stride, count), count);
+    for (std::int64_t i = 0; i < rows; ++i) {
+      for (std::int64_t j = 0; j < std::min(stride, columns - first); ++j)
+        r[i * columns + first + j] = static_cast<T>(panel[i * stride + j]);
+    }
+  });
+  double* chunk = panels;
+  ForEachPanel(panels, rows, rows, [&](std::int64_t first, double*, auto width) {
+    const std::int64_t stride = width * kLanes;
+    const std::int64_t used = std::min(stride, rows - first);
+    std::fill_n(chunk, rows * stride, 0.0);
+    for (std::int64_t j = 0; j < used; ++j) chunk[(first + j) * stride + j] = 1.0;
+    ReflectPanel<T, width>(chunk, reflections, 0, count);
+    for (std::int64_t j = 0; j < used; ++j) {
+      for (std::int64_t i = 0; i < rows; ++i)
+        q[(first + j) * rows + i] = static_cast<T>(chunk[i * stride + j]);
+    }
+  });
+}

@@ -1,0 +1,132 @@
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "mth/decomposition/Mth_eigenproblem_internal.h"
+
+// Symmetric matrices: Householder tridiagonal form, then QR steps with Wilkinson's shift.
+
+namespace mth_internal {
+namespace {
+
+// Two reflections from both sides at once: A - v wt - w vt. Row k of `vt` keeps vector k; d and e receive the
+// diagonals.
+void Tridiagonalise(SquareView a, double* d, double* e, SquareView reflections, double* w) {
+  const std::int64_t n = a.size;
+  for (std::int64_t k = 0; k + 1 < n; ++k) {
+    double* v = reflections[k];
+    std::fill_n(v, n, 0.0);
+    const auto [image, h] = ReflectColumnBelow(a, k, v);
+    d[k] = a[k][k];
+    e[k] = image;
+    if (h == 0.0) {
+      std::fill_n(v, n, 0.0);
+      continue;
+    }
+    // v becomes of squared norm 2, so that the reflection is I - v vt.
+    const double scale = 1.0 / std::sqrt(h);
+    for (std::int64_t i = k + 1; i < n; ++i) v[i] *= scale;
+    std::fill_n(w, n, 0.0);
+    for (std::int64_t i = k + 1; i < n; ++i) {
+      for (std::int64_t j = k + 1; j < n; ++j) w[j] += v[i] * a[i][j];
+    }
+    double half = 0.0;
+    for (std::int64_t i = k + 1; i < n; ++i) half += v[i] * w[i];
+    half *= 0.5;
+    for (std::int64_t i = k + 1; i < n; ++i) w[i] -= half * v[i];
+    for (std::int64_t i = k + 1; i < n; ++i) {
+      for (std::int64_t j = k + 1; j < n; ++j) a[i][j] -= v[i] * w[j] + w[i] * v[j];
+    }
+  }
+  if (n > 0) d[n - 1] = a[n - 1][n - 1];
+  if (n > 0) e[n - 1] = 0.0;
+}
+
+// The product of the reflections, transposed.
+void AccumulateTransposed(SquareView reflections, SquareView qt) {
+  const std::int64_t n = qt.size;
+  std::fill_n(qt.elements, n * n, 0.0);
+  for (std::int64_t i = 0; i < n; ++i) qt[i][i] = 1.0;
+  for (std::int64_t k = n - 2; k >= 0; --k) {
+    const double* v = reflections[k];
+    for (std::int64_t row = k + 1; row < n; ++row) {
+      double dot = 0.0;
+      for (std::int64_t i = k + 1; i < n; ++i) dot += qt[row][i] * v[i];
+      for (std::int64_t i = k + 1; i < n; ++i) qt[row][i] -= dot * v[i];
+    }
+  }
+}
+
+// One implicit QR step on rows [first, last] of the tridiagonal matrix.
+void Step(double* d, double* e, SquareView vectors, std::int64_t first, std::int64_t last) {
+  const double half = 0.5 * (d[last - 1] - d[last]);
+  const double b = e[last - 1];
+  const double root = std::sqrt(half * half + b * b);
+  const double shift = d[last] - b * b / (half + (half < 0.0 ? -root : root));
+  double x = d[first] - shift;
+  double z = e[first];
+  for (std::int64_t k = first; k < last; ++k) {
+    const double r = std::sqrt(x * x + z * z);
+    const double c = r == 0.0 ? 1.0 : x / r;
+    const double s = r == 0.0 ? 0.0 : z / r;
+    if (k > first) e[k - 1] = r;
+    const double upper = d[k];
+    const double lower = d[k + 1];
+    const double beside = e[k];
+    d[k] = c * c * upper + 2.0 * c * s * beside + s * s * lower;
+    d[k + 1] = s * s * upper - 2.0 * c * s * beside + c * c * lower;
+    e[k] = c * s * (lower - upper) + (c * c - s * s) * beside;
+    x = e[k];
+    if (k + 1 < last) {
+      z = s * e[k + 1];
+      e[k + 1] *= c;
+    }
+    double* __restrict a = vectors[k];
+    double* __restrict below = vectors[k + 1];
+    for (std::int64_t j = 0; j < vectors.size; ++j) {
+      const double former = a[j];
+      a[j] = c * former + s * below[j];
+      below[j] = c * below[j] - s * former;
+    }
+  }
+}
+
+bool DiagonaliseTridiagonal(double* d, double* e, SquareView vectors) {
+  constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
+  double norm = 0.0;
+  for (std::int64_t k = 0; k < vectors.size; ++k) norm = std::max(norm, std::abs(d[k]) + std::abs(e[k]));
+  const auto isSmall = [&](std::int64_t k) { return std::abs(e[k]) <= 0.5 * kEpsilon * norm; };
+  for (std::int64_t last = vectors.size - 1; last > 0; --last) {
+    for (int iterations = 0; !isSmall(last - 1); ++iterations) {
+      if (iterations == kEigenvalueIterationCap) return false;
+      std::int64_t first = last - 1;
+      while (first > 0 && !isSmall(first - 1)) --first;
+      Step(d, e, vectors, first, last);
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+bool SolveSymmetric(SquareView a, double* values, SquareView vectors, double* work) {
+  const std::int64_t n = a.size;
+  double* d = work;
+  double* e = d + n;
+  double* w = e + n;
+  const SquareView reflections{w + n, n};
+  Tridiagonalise(a, d, e, reflections, w);
+  AccumulateTransposed(reflections, vectors);
+  if (!DiagonaliseTridiagonal(d, e, vectors)) return false;
+  // Descending, equal ones as they stand.
+  for (std::int64_t j = 1; j < n; ++j) {
+    for (std::int64_t k = j; k > 0 && d[k - 1] < d[k]; --k) {
+      std::swap(d[k - 1], d[k]);
+      std::swap_ranges(vectors[k - 1], vectors[k], vectors[k]);
+    }
+  }
+  std::copy_n(d, n, values);
+  return true;
+}
+
+}  // namespace mth_internal

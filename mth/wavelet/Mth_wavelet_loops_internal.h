@@ -1,0 +1,124 @@
+// Hot loops of the wavelet transform, compiled per instruction set. Lanes are neighbouring samples of a line.
+
+#include "mth/core/Mth_lanes_internal.h"
+
+// Taps and lines are copied first, so that no store of a result can be taken to change them.
+
+// out[i] = 0 + taps[0] lines[0][i] + taps[1] lines[1][i] + ..., in this order. The 0 in front keeps a sum of
+// negative zeros positive.
+template <int kCount>
+MTH_INLINE void CombineLinesOf(const double* const* lines, const double* taps, std::int64_t length,
+                               double* out) {
+  const double* line[kCount];
+  double tap[kCount];
+#pragma GCC unroll 8
+  for (int k = 0; k < kCount; ++k) {
+    line[k] = lines[k];
+    tap[k] = taps[k];
+  }
+  ForEachLanes(0, length, [=]<class V>(std::int64_t i, V sum) {
+#pragma GCC unroll 8
+    for (int k = 0; k < kCount; ++k) sum = sum + Spread<V>(tap[k]) * Load<V>(line[k] + i);
+    Store(out + i, sum);
+  });
+}
+
+inline void CombineFourLines(const double* const* lines, const double* taps, std::int64_t length,
+                             double* out) {
+  CombineLinesOf<4>(lines, taps, length, out);
+}
+
+inline void CombineSixLines(const double* const* lines, const double* taps, std::int64_t length,
+                            double* out) {
+  CombineLinesOf<6>(lines, taps, length, out);
+}
+
+// Fetches what the next row will need: rows are often a page each, and no hardware looks beyond its page.
+template <class T>
+MTH_INLINE void PrefetchForReading([[maybe_unused]] const T* source) {
+#if defined(__GNUC__) || defined(__clang__)
+  __builtin_prefetch(source);
+#endif
+}
+MTH_INLINE void PrefetchForWriting([[maybe_unused]] const double* target) {
+#if defined(__GNUC__) || defined(__clang__)
+  __builtin_prefetch(target, 1);
+#endif
+}
+
+// Both filters of the analysis at once: low[i] from all four lines, high[i] from the middle two.
+inline void SplitLines(const double* const* lines, const double* lowTaps, const double* highTaps,
+                       std::int64_t length, double* low, double* high) {
+  const double* const line[4] = {lines[0], lines[1], lines[2], lines[3]};
+  const double lowTap[4] = {lowTaps[0], lowTaps[1], lowTaps[2], lowTaps[3]};
+  const double highTap[2] = {highTaps[0], highTaps[1]};
+  ForEachLanes(0, length, [=]<class V>(std::int64_t i, V zero) {
+    PrefetchForWriting(low + i + length);
+    PrefetchForWriting(high + i + length);
+    const V second = Load<V>(line[1] + i);
+    const V third = Load<V>(line[2] + i);
+    Store(low + i, zero + Spread<V>(lowTap[0]) * Load<V>(line[0] + i) + Spread<V>(lowTap[1]) * second +
+                       Spread<V>(lowTap[2]) * third + Spread<V>(lowTap[3]) * Load<V>(line[3] + i));
+    Store(high + i, zero + Spread<V>(highTap[0]) * second + Spread<V>(highTap[1]) * third);
+  });
+}
+
+// target[i] = ((a[i] + b[i]) + c[i]) + d[i]
+template <class T>
+void AddFourLines(const double* a, const double* b, const double* c, const double* d, std::int64_t length,
+                  T* target) {
+  ForEachLanes(0, length, [&]<class V>(std::int64_t i, V) {
+    Store(target + i, Load<V>(a + i) + Load<V>(b + i) + Load<V>(c + i) + Load<V>(d + i));
+  });
+}
+
+// sums[i] += scale values[i]
+inline void AddScaled(const double* values, double scale, std::int64_t length, double* sums) {
+  ForEachLanes(0, length, [&]<class V>(std::int64_t i, V) {
+    Store(sums + i, Load<V>(sums + i) + Spread<V>(scale) * Load<V>(values + i));
+  });
+}
+
+// sums[i] += weight (scale values[i])^2
+inline void AddScaledSquares(const double* values, double scale, double weight, std::int64_t length,
+                             double* sums) {
+  ForEachLanes(0, length, [&]<class V>(std::int64_t i, V) {
+    const V value = Spread<V>(scale) * Load<V>(values + i);
+    Store(sums + i, Load<V>(sums + i) + Spread<V>(weight) * (value * value));
+  });
+}
+
+// Calls visit(i, values as V) over a line; whether no value is a NaN or above 2^1020, so that no filter makes
+// an infinity of them.
+template <class T, class Visit>
+MTH_INLINE bool VisitModest(const T* values, std::int64_t length, Visit visit) {
+  Lanes sums{};
+  double rest = 0.0;
+  ForEachLanes(0, length, [&]<class V>(std::int64_t i, V) {
+    const V value = Load<V>(values + i);
+    visit(i, value);
+    const V scaled = Spread<V>(16.0) * value;
+    if constexpr (sizeof(V) == sizeof(double)) {
+      rest += scaled - scaled;  // 0, or NaN for an infinity
+    } else {
+      sums = sums + (scaled - scaled);
+    }
+  });
+  double lanes[kLanes];
+  Store<Lanes>(lanes, sums);
+  for (std::int64_t lane = 0; lane < kLanes; ++lane) rest += lanes[lane];
+  return rest == 0.0;
+}
+
+template <class T>
+bool AreModest(const T* values, std::int64_t length) {
+  return VisitModest(values, length, [](std::int64_t, auto) {});
+}
+
+template <class T>
+bool CopyModest(const T* values, std::int64_t length, double* target) {
+  return VisitModest(values, length, [=](std::int64_t i, auto value) {
+    PrefetchForReading(values + i + length);
+    Store(target + i, value);
+  });
+}

@@ -1,0 +1,296 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "mth/core/Mth_instruction_set_internal.h"
+#include "support/allocation_faults.h"
+#include "support/decomposition_cases.h"
+#include "support/matrices.h"
+#include "support/recording_display.h"
+
+namespace mth_test {
+namespace {
+
+using mth_internal::InstructionSet;
+
+struct SVDFactors {
+  explicit SVDFactors(const MTH_MATRIX& a) {
+    std::array<MTH_MATRIX*, 3> made{};
+    isDone = a.SVD(&made[0], &made[1], &made[2]);
+    u.reset(made[0]);
+    w.reset(made[1]);
+    v.reset(made[2]);
+  }
+  bool isDone = false;
+  MatrixPtr u;
+  MatrixPtr w;
+  MatrixPtr v;
+};
+
+std::vector<DecompositionCase> CasesOf(int type) {
+  std::vector<DecompositionCase> cases = DecompositionCases(type);
+  cases.push_back({"huge", *MatrixPtr(RandomMatrix(9, 9, type, 5) * (type == kDouble ? 1e300 : 1e30))});
+  cases.push_back({"tiny", *MatrixPtr(RandomMatrix(9, 9, type, 6) * (type == kDouble ? 1e-300 : 1e-30))});
+  cases.push_back({"130x70", RandomMatrix(130, 70, type, 7)});
+  cases.push_back({"bidiagonal with a zero on the diagonal", FromRule(20, 20, type, [](int i, int j) {
+                     return i == j ? (i == 7 ? 0 : i + 1) : j == i + 1;
+                   })});
+  return cases;
+}
+
+TEST(SVD, ReconstructsWithOrthogonalFactorsAndOrderedValues) {
+  for (const int type : {kDouble, kFloat}) {
+    for (const DecompositionCase& c : CasesOf(type)) {
+      const SVDFactors factors(c.matrix);
+      ASSERT_TRUE(factors.isDone) << c.name;
+      const int columns = c.matrix.GetNbCols();
+      const double norm = std::max(factors.w->GetMax(nullptr, nullptr), 1e-308);
+      const double relative = 4.0 * Tolerance(Identity(std::max(c.matrix.GetNbRows(), columns), type));
+      EXPECT_TRUE(
+          Near(Product(Product(*factors.u, *factors.w), Transposed(*factors.v)), c.matrix, relative * norm))
+          << c.name << " type " << type;
+      EXPECT_TRUE(HasOrthonormalColumns(*factors.v, relative)) << c.name;
+      if (c.matrix.GetNbRows() >= columns) {
+        EXPECT_TRUE(HasOrthonormalColumns(*factors.u, relative)) << c.name;
+      }
+      EXPECT_EQ(factors.u->GetType(), type);
+      for (int j = 0; j < columns; ++j) {
+        ASSERT_GE(factors.w->Get(j, j), 0.0) << c.name;
+        if (j > 0) {
+          ASSERT_LE(factors.w->Get(j, j), factors.w->Get(j - 1, j - 1)) << c.name;
+        }
+        for (int i = 0; i < columns; ++i) {
+          if (i != j) {
+            ASSERT_EQ(factors.w->Get(i, j), 0.0) << c.name;
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(SVD, IsTheSameOnEveryInstructionSet) {
+  for (const DecompositionCase& c : CasesOf(kDouble)) {
+    const SVDFactors best(c.matrix);
+    for (const InstructionSet set : {InstructionSet::Baseline, InstructionSet::Avx2}) {
+      const mth_internal::InstructionSetScope scope(set);
+      const SVDFactors factors(c.matrix);
+      EXPECT_TRUE(SameBits(*factors.u, *best.u)) << c.name;
+      EXPECT_TRUE(SameBits(*factors.w, *best.w)) << c.name;
+      EXPECT_TRUE(SameBits(*factors.v, *best.v)) << c.name;
+    }
+  }
+}
+
+TEST(SVD, GivesKnownSingularValues) {
+  // [[3, 0], [4, 5]]: 3 sqrt(5) and sqrt(5). The second difference matrix of order n: 2 - 2 cos(k pi / (n +
+  // 1)).
+  const SVDFactors small(Matrix({{3, 0}, {4, 5}}));
+  EXPECT_NEAR(small.w->Get(0, 0), 3.0 * std::sqrt(5.0), 1e-14);
+  EXPECT_NEAR(small.w->Get(1, 1), std::sqrt(5.0), 1e-14);
+  constexpr int n = 30;
+  const SVDFactors factors(
+      FromRule(n, n, kDouble, [](int i, int j) { return i == j ? 2 : (i - j == 1 || j - i == 1 ? -1 : 0); }));
+  for (int k = 0; k < n; ++k)
+    EXPECT_NEAR(factors.w->Get(k, k), 2.0 - 2.0 * std::cos((n - k) * M_PI / (n + 1)), 1e-14) << k;
+}
+
+TEST(SVD, FailuresLeaveTheCallerThreeFactors) {
+  const struct {
+    int type;
+    const char* text;
+  } storages[] = {{kDouble, "Pas de convergence après 50 itérations"},
+                  {kFloat, "Pas de convergence après 30 itérations"}};
+  for (const auto& [type, text] : storages) {
+    for (const double odd : {kNaN, kInfinity}) {
+      for (const int size : {3, 20}) {
+        RecordingDisplay display;
+        MTH_MATRIX a = RandomMatrix(size, size, type, 17);
+        a.Set(1, 2, odd);
+        const SVDFactors factors(a);
+        EXPECT_FALSE(factors.isDone);
+        EXPECT_EQ(display.messages, std::vector{Information(text)});
+        for (const MatrixPtr* factor : {&factors.u, &factors.w, &factors.v}) {
+          EXPECT_FALSE((*factor)->IsAllocated());
+          EXPECT_EQ((*factor)->GetStatusError(), 17);
+        }
+        EXPECT_EQ(a.Rank(), 0);
+        EXPECT_EQ(MatrixPtr(a.PseudoInverse())->GetStatusError(), 9);
+      }
+    }
+  }
+  RecordingDisplay display;
+  const SVDFactors none{MTH_MATRIX()};
+  EXPECT_FALSE(none.isDone);
+  EXPECT_EQ(none.u->GetStatusError(), 1);
+  EXPECT_EQ(none.v->GetStatusError(), 1);
+  EXPECT_FALSE(Identity(2).SVD(nullptr, nullptr, nullptr));
+  EXPECT_TRUE(display.messages.empty());
+}
+
+TEST(SVD, RankCountsValuesAboveTheTolerance) {
+  const std::pair<MTH_MATRIX, int> cases[] = {{Matrix({{1, 2}, {2, 4}}), 1},
+                                              {Matrix({{0, 0}, {0, 0}}), 0},
+                                              {Matrix({{1, 0}, {0, 1.9e-15}}), 1},
+                                              {Matrix({{1, 0}, {0, 2.1e-15}}), 2},
+                                              {Matrix({{1, 2, 3}, {4, 5, 6}}), 2},
+                                              {MTH_MATRIX(), 0},
+                                              {Matrix({{1, 0}, {0, 3e-15}, {0, 0}, {0, 0}}), 2},
+                                              {MTH_MATRIX(0, 3, kDouble), 0}};
+  for (const auto& [matrix, rank] : cases) EXPECT_EQ(matrix.Rank(), rank);
+}
+
+TEST(PseudoInverse, MeetsThePenroseConditions) {
+  for (const int type : {kDouble, kFloat}) {
+    for (const DecompositionCase& c : DecompositionCases(type)) {
+      if (c.name == "graded" || c.name == "Hilbert 8" || (type == kFloat && c.name == "rank 3")) continue;
+      const MTH_MATRIX& a = c.matrix;
+      const MatrixPtr inverse(a.PseudoInverse());
+      const MTH_MATRIX left = Product(*inverse, a);
+      const MTH_MATRIX right = Product(a, *inverse);
+      const double size = std::max(inverse->ComputeFrobeniusNorm(), 1.0);
+      const double tolerance = 8.0 * Tolerance(a) * size;
+      EXPECT_TRUE(Near(Product(right, a), a, tolerance * std::max(a.ComputeFrobeniusNorm(), 1.0))) << c.name;
+      EXPECT_TRUE(Near(Product(left, *inverse), *inverse, tolerance * size)) << c.name;
+      EXPECT_TRUE(Near(left, Transposed(left), tolerance)) << c.name;
+      EXPECT_TRUE(Near(right, Transposed(right), tolerance)) << c.name;
+      const bool isFull = a.Rank() == a.GetNbCols();
+      EXPECT_EQ(inverse->GetStatusError(), isFull ? 0 : 10) << c.name;
+    }
+  }
+}
+
+TEST(PseudoInverse, HandsOutFactorsAndTheNumberOfValuesKept) {
+  const MTH_MATRIX a = Matrix({{2, 0}, {0, 0}});
+  MTH_MATRIX* made[3];
+  int rank = -1;
+  const MatrixPtr inverse(a.PseudoInverse(&made[0], &made[1], &made[2], &rank));
+  const MatrixPtr owned[] = {MatrixPtr(made[0]), MatrixPtr(made[1]), MatrixPtr(made[2])};
+  EXPECT_TRUE(Near(*inverse, Matrix({{0.5, 0}, {0, 0}}), 0.0));
+  EXPECT_EQ(inverse->GetStatusError(), 10);
+  EXPECT_EQ(rank, 1);
+  EXPECT_EQ(owned[1]->Get(0, 0), 2.0);
+  EXPECT_TRUE(SameBits(*MatrixPtr(a.PseudoInverse()), *inverse));
+
+  // The tolerance goes by the longer side.
+  const std::pair<MTH_MATRIX, int> nearlySingular[] = {{Matrix({{1, 0}, {0, 1.9e-15}}), 1},
+                                                       {Matrix({{1, 0}, {0, 2.1e-15}}), 2},
+                                                       {Matrix({{1, 0}, {0, 3.9e-15}, {0, 0}, {0, 0}}), 1},
+                                                       {Matrix({{1, 0}, {0, 4.1e-15}, {0, 0}, {0, 0}}), 2}};
+  for (const auto& [matrix, kept] : nearlySingular) {
+    EXPECT_EQ(MatrixPtr(matrix.PseudoInverse(nullptr, nullptr, nullptr, &rank))->GetStatusError(),
+              kept == 2 ? 0 : 10);
+    EXPECT_EQ(rank, kept);
+  }
+
+  const MatrixPtr failed(MTH_MATRIX().PseudoInverse(&made[0], &made[1], &made[2], &rank));
+  const MatrixPtr unallocated[] = {MatrixPtr(made[0]), MatrixPtr(made[1]), MatrixPtr(made[2])};
+  EXPECT_EQ(failed->GetStatusError(), 9);
+  EXPECT_EQ(rank, 0);
+  EXPECT_FALSE(unallocated[0]->IsAllocated());
+}
+
+TEST(SolveBySVD, FitsPublishedRegressions) {
+  // NIST StRD Norris: y against (1, x); certified -0.262323073774029, 1.00211681802045.
+  const std::pair<double, double> norris[] = {
+      {0.1, 0.2},     {338.8, 337.4}, {118.1, 118.2}, {888.0, 884.6}, {9.2, 10.1},    {228.1, 226.5},
+      {668.5, 666.3}, {998.5, 996.3}, {449.1, 448.6}, {778.9, 777.0}, {559.2, 558.2}, {0.3, 0.4},
+      {0.1, 0.6},     {778.1, 775.5}, {668.8, 666.9}, {339.3, 338.0}, {448.9, 447.5}, {10.8, 11.6},
+      {557.7, 556.0}, {228.3, 228.1}, {998.0, 995.8}, {888.8, 887.6}, {119.6, 120.2}, {0.3, 0.3},
+      {0.6, 0.3},     {557.6, 556.8}, {339.3, 339.1}, {888.0, 887.2}, {998.5, 999.0}, {778.9, 779.0},
+      {10.2, 11.1},   {117.6, 118.3}, {228.9, 229.2}, {668.4, 669.1}, {449.2, 448.9}, {0.2, 0.5}};
+  const int count = static_cast<int>(std::size(norris));
+  const MTH_MATRIX a =
+      FromRule(count, 2, kDouble, [&](int i, int j) { return j == 0 ? 1.0 : norris[i].second; });
+  const MTH_MATRIX y = FromRule(count, 1, kDouble, [&](int i, int) { return norris[i].first; });
+  const MatrixPtr line(a.SolveLinearSystemBySVD(y));
+  EXPECT_NEAR(line->Get(0, 0), -0.262323073774029, 1e-11);
+  EXPECT_NEAR(line->Get(1, 0), 1.00211681802045, 1e-13);
+
+  // NIST StRD Wampler1: y = 1 + x + ... + x^5 for x = 0 .. 20, all coefficients 1.
+  const MTH_MATRIX powers = FromRule(21, 6, kDouble, [](int i, int j) { return std::pow(i, j); });
+  const MTH_MATRIX sums = FromRule(21, 1, kDouble, [](int i, int) {
+    double sum = 0.0;
+    for (int k = 0; k < 6; ++k) sum += std::pow(i, k);
+    return sum;
+  });
+  EXPECT_TRUE(Near(*MatrixPtr(powers.SolveLinearSystemBySVD(sums)),
+                   FromRule(6, 1, kDouble, [](int, int) { return 1; }), 1e-7));
+}
+
+TEST(SolveBySVD, ShowsWhatIsWrong) {
+  RecordingDisplay display;
+  const auto solve = [&](const MTH_MATRIX& a, const MTH_MATRIX& b) {
+    display.messages.clear();
+    const MatrixPtr x(a.SolveLinearSystemBySVD(b));
+    return std::pair(x->IsAllocated(), x->GetStatusError());
+  };
+  const MTH_MATRIX b = Matrix({{1}, {1}});
+  EXPECT_EQ(solve(MTH_MATRIX(), b), std::pair(false, 1));
+  EXPECT_EQ(solve(Identity(3), b), std::pair(false, 4));
+  EXPECT_TRUE(display.messages.empty());
+  EXPECT_EQ(solve(Identity(2, kFloat), b), std::pair(false, 14));
+  EXPECT_EQ(solve(Matrix({{2, 0}, {0, 0}}), b), std::pair(true, 0));
+  EXPECT_EQ(display.messages, std::vector{Information("Risque d'instabilité de la solution")});
+  EXPECT_EQ(solve(Matrix({{kNaN, 0}, {0, 0}}), b), std::pair(false, 9));
+  EXPECT_EQ(display.messages, (std::vector{Information("Pas de convergence après 50 itérations"),
+                                           Information("Matrice non inversible")}));
+}
+
+TEST(Projection, IsTheSymmetricIdempotentProjectorOnTheRowSpace) {
+  for (const int type : {kDouble, kFloat}) {
+    for (const auto& [rows, columns] : {std::pair(3, 7), std::pair(5, 5), std::pair(1, 4)}) {
+      const MTH_MATRIX a = RandomMatrix(rows, columns, type, 41);
+      const double tolerance = 100.0 * Tolerance(a);
+      const MatrixPtr onRows(a.Projection());
+      const MatrixPtr offRows(a.OrthogonalProjection());
+      EXPECT_TRUE(Near(*onRows, Transposed(*onRows), tolerance));
+      EXPECT_TRUE(Near(Product(*onRows, *onRows), *onRows, tolerance));
+      EXPECT_TRUE(Near(Product(*onRows, Transposed(a)), Transposed(a), tolerance));
+      EXPECT_TRUE(Near(*MatrixPtr(*onRows + *offRows), Identity(columns), tolerance));
+      EXPECT_NEAR(onRows->GetTrace(), rows, tolerance);
+    }
+  }
+  for (const auto& [matrix, status] :
+       {std::pair(MTH_MATRIX(), 1), std::pair(Matrix({{kNaN, 1}, {1, 2}}), 9)}) {
+    RecordingDisplay display;
+    EXPECT_EQ(MatrixPtr(matrix.Projection())->GetStatusError(), status);
+    EXPECT_EQ(MatrixPtr(matrix.OrthogonalProjection())->GetStatusError(), status);
+  }
+}
+
+TEST(SVD, WithoutMemoryEveryOperationFailsCleanly) {
+  RecordingDisplay display;
+  for (const int size : {5, 12}) {
+    const MTH_MATRIX a = RandomMatrix(size, size, kFloat, 8);
+    const int faults = ForEachAllocationFault(
+        [&] {
+          std::array<MTH_MATRIX*, 3> made{};
+          const bool isDone = a.SVD(&made[0], &made[1], &made[2]);
+          return std::pair(isDone, made);
+        },
+        [](const std::pair<bool, std::array<MTH_MATRIX*, 3>>& result) {
+          for (MTH_MATRIX* made : result.second) {
+            const MatrixPtr factor(made);
+            EXPECT_TRUE(!factor || factor->GetStatusError() == (result.first ? 0 : 1));
+          }
+        });
+    EXPECT_GE(faults, size > 8 ? 8 : 6);
+    for (const bool isProjection : {false, true}) {
+      ForEachAllocationFault([&] { return isProjection ? a.OrthogonalProjection() : a.PseudoInverse(); },
+                             [&](MTH_MATRIX* result) {
+                               const MatrixPtr owned(result);
+                               if (!owned || owned->IsAllocated()) return;
+                               EXPECT_TRUE(owned->GetStatusError() == 1 || owned->GetStatusError() == 9);
+                             });
+    }
+  }
+}
+
+}  // namespace
+}  // namespace mth_test
