@@ -7,6 +7,7 @@
 /// changed or kept.
 
 #include "mth/Mth_pointer_list.h"
+#include "mth/Mth_stop_reason.h"
 #include "mth/boosting/Mth_clustering_adaboost.h"
 #include "mth/boosting/Mth_clustering_tree.h"
 #include "mth/clustering/Mth_clustering.h"

@@ -9,11 +9,12 @@
 
 /// The default display: writes to a stream and returns at once.
 ///
-/// A message is one line, "caption: text". Progress is one line redrawn in place (title, bar, percentage and
-/// action) when the stream is a terminal, and nothing at all when it is not.
+/// A message is one line, "caption: text". Progress is one line redrawn in place (title, bar, percentage,
+/// after two seconds the time left, and action) as wide as the terminal when the stream is one, and nothing
+/// at all when it is not.
 class MTH_EXPORT STD_CONSOLE_DISPLAY : public STD_DISPLAY {
  public:
-  /// Whether progress is drawn: by what the stream is, or as the host decides.
+  /// Whether progress is drawn: by what the stream is when a progress window opens, or as the host decides.
   enum class Progress { OnTerminal, Always, Never };
 
   /// @param stream  borrowed; the stream and the display must outlive the views. Null writes nothing.
@@ -25,6 +26,6 @@ class MTH_EXPORT STD_CONSOLE_DISPLAY : public STD_DISPLAY {
 
  private:
   std::FILE* stream_;
-  bool drawsProgress_;
+  Progress progress_;
   bool lineIsOpen_ = false;
 };

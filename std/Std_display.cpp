@@ -11,12 +11,28 @@ STD_DISPLAY* installedDisplay = nullptr;
 
 STD_WAIT_BAR_VIEW::~STD_WAIT_BAR_VIEW() = default;
 
+bool STD_WAIT_BAR_VIEW::IsCancelRequested() const {
+  return false;
+}
+
 STD_DISPLAY::~STD_DISPLAY() = default;
+
+bool STD_DISPLAY::IsCancelRequested() const {
+  return false;
+}
 
 STD_DISPLAY* Std_SetDisplay(STD_DISPLAY* display) {
   STD_DISPLAY* former = installedDisplay;
   installedDisplay = display;
   return former;
+}
+
+bool Std_IsCancelRequested() noexcept {
+  try {
+    return mth_internal::CurrentDisplay().IsCancelRequested();
+  } catch (...) {
+    return false;
+  }
 }
 
 STD_DISPLAY_SCOPE::STD_DISPLAY_SCOPE(STD_DISPLAY* display) : former_(Std_SetDisplay(display)) {}

@@ -24,6 +24,10 @@ class MTH_EXPORT STD_WAIT_BAR_VIEW {
   virtual void SetPosition(int position) = 0;
   /// Makes the window visible: it is created hidden.
   virtual void Show() = 0;
+  /// Whether the person wants the run to end, asked from the computing thread at most once per iteration.
+  /// Once true it stays true. One that throws says no.
+  /// @return  false, unless the toolkit's view says otherwise.
+  virtual bool IsCancelRequested() const;
 };
 
 /// What a host or a toolkit implements to show messages and progress to people.
@@ -40,6 +44,11 @@ class MTH_EXPORT STD_DISPLAY {
   /// Opens a progress window, hidden, with the hourglass cursor.
   /// @return  the view; null when the display shows no progress.
   virtual std::unique_ptr<STD_WAIT_BAR_VIEW> CreateWaitBarView() = 0;
+  /// Whether the host wants every run to end, with a progress window or without. Asked from the computing
+  /// thread, at most once per iteration or 1,000 evaluations. One that throws says no. The runs only ask: the
+  /// host takes its wish back before the next run.
+  /// @return  false, unless the host says otherwise.
+  virtual bool IsCancelRequested() const;
 };
 
 /// Installs the display that the library reports to. Not synchronised: install it before computing.
@@ -47,6 +56,11 @@ class MTH_EXPORT STD_DISPLAY {
 ///                 and never blocks.
 /// @return         the former display, null for the default.
 MTH_EXPORT STD_DISPLAY* Std_SetDisplay(STD_DISPLAY* display);
+
+/// Whether the installed display asks to end the run, for runs without a progress window; those with one ask
+/// TSTD_WAIT_BAR::IsCancelRequested.
+/// @return  false without a wish, and for a display that throws.
+MTH_EXPORT bool Std_IsCancelRequested() noexcept;
 
 /// Installs a display for the life of this object, then puts the former one back.
 class MTH_EXPORT STD_DISPLAY_SCOPE {

@@ -37,9 +37,20 @@ TSTD_WAIT_BAR::TSTD_WAIT_BAR() {
     view_ = mth_internal::CurrentDisplay().CreateWaitBarView();
   } catch (...) {
   }
+  TellInitialState();
 }
 
-TSTD_WAIT_BAR::TSTD_WAIT_BAR(std::unique_ptr<STD_WAIT_BAR_VIEW> view) : view_(std::move(view)) {}
+TSTD_WAIT_BAR::TSTD_WAIT_BAR(std::unique_ptr<STD_WAIT_BAR_VIEW> view) : view_(std::move(view)) {
+  TellInitialState();
+}
+
+void TSTD_WAIT_BAR::TellInitialState() {
+  PaintView([this](STD_WAIT_BAR_VIEW& view) {
+    view.SetMaximum(maximum_);
+    view.SetTitle(title_);
+    view.SetAction(action_);
+  });
+}
 
 TSTD_WAIT_BAR::~TSTD_WAIT_BAR() = default;
 
@@ -72,4 +83,12 @@ void TSTD_WAIT_BAR::StepAction(const std::string& text) {
     position_ = std::min(position_ + 1, maximum_);
     PaintView([&](STD_WAIT_BAR_VIEW& view) { view.SetPosition(position_); });
   }
+}
+
+bool TSTD_WAIT_BAR::IsCancelRequested() const noexcept {
+  try {
+    if (view_ && view_->IsCancelRequested()) return true;
+  } catch (...) {
+  }
+  return Std_IsCancelRequested();
 }

@@ -13,7 +13,8 @@
 /// created, or that throws, leaves the bar working without one.
 class MTH_EXPORT TSTD_WAIT_BAR {
  public:
-  /// A hidden window: title "Title", action "Action", 10 steps, maximum 100, position 0.
+  /// A hidden window: title "Title", action "Action", 10 steps, maximum 100, position 0. The view is told the
+  /// maximum and both texts at once.
   TSTD_WAIT_BAR();
   /// The same, painted by the given view instead of one of the installed display; null paints nothing.
   explicit TSTD_WAIT_BAR(std::unique_ptr<STD_WAIT_BAR_VIEW> view);
@@ -35,6 +36,10 @@ class MTH_EXPORT TSTD_WAIT_BAR {
   /// Steps beyond the announced number leave the bar full.
   void StepAction(const std::string& text);
 
+  /// Whether the view or the installed display asks to end the run. Runs ask once per iteration; a view or a
+  /// display that throws says no.
+  bool IsCancelRequested() const noexcept;
+
   /// @return  what is being computed.
   const std::string& GetTitle() const { return title_; }
   /// @return  the text of the current step.
@@ -51,6 +56,7 @@ class MTH_EXPORT TSTD_WAIT_BAR {
  private:
   template <class Paint>
   void PaintView(Paint paint);
+  void TellInitialState();
 
   std::string title_ = "Title";
   std::string action_ = "Action";

@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "mth/boosting/Mth_clustering_tree_internal.h"
+#include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_new_array_internal.h"
-#include "std/Std_message_internal.h"
 
 namespace {
 

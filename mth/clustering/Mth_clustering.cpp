@@ -7,8 +7,8 @@
 #include <new>
 
 #include "mth/clustering/Mth_clustering_internal.h"
+#include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_new_array_internal.h"
-#include "std/Std_message_internal.h"
 
 // Samples, centroids, parameters and distances of the engine.
 

@@ -11,8 +11,8 @@
 #include "mth/clustering/Mth_clustering_run_internal.h"
 #include "mth/clustering/Mth_evidential_kernel_internal.h"
 #include "mth/clustering/Mth_hypothesis_table_internal.h"
+#include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
-#include "std/Std_message_internal.h"
 
 using namespace mth_internal;
 

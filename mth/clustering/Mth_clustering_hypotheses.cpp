@@ -7,7 +7,7 @@
 #include "mth/clustering/Mth_clustering_internal.h"
 #include "mth/clustering/Mth_hypothesis_table_internal.h"
 #include "mth/clustering/Mth_subsets.h"
-#include "std/Std_message_internal.h"
+#include "mth/core/Mth_message_internal.h"
 
 // The subsets of the clusters: their numbers, sizes, centres and intersections.
 

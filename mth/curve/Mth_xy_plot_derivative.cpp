@@ -2,9 +2,9 @@
 #include <cmath>
 #include <limits>
 
+#include "mth/core/Mth_message_internal.h"
 #include "mth/curve/Mth_xy_plot.h"
 #include "mth/curve/Mth_xy_plot_internal.h"
-#include "std/Std_message_internal.h"
 
 // Derivatives and integrals of the curve.
 

@@ -3,11 +3,11 @@
 #include <cstdint>
 #include <limits>
 
+#include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_new_array_internal.h"
 #include "mth/curve/Mth_natural_spline_internal.h"
 #include "mth/curve/Mth_xy_plot.h"
 #include "mth/curve/Mth_xy_plot_internal.h"
-#include "std/Std_message_internal.h"
 
 // Sliding means and splines.
 

@@ -2,9 +2,9 @@
 #include <cmath>
 #include <memory>
 
+#include "mth/core/Mth_message_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
-#include "std/Std_message_internal.h"
 
 // The pseudo-inverse and what is built on it: least squares and projectors.
 

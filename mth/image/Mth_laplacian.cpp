@@ -7,7 +7,7 @@
 #include <new>
 
 #include "mth/core/Mth_instruction_set_internal.h"
-#include "std/Std_message_internal.h"
+#include "mth/core/Mth_message_internal.h"
 
 namespace mth_internal {
 

@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <memory>
 
+#include "mth/core/Mth_message_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
-#include "std/Std_message_internal.h"
 
 // Mirrored borders and the 2-D convolution that uses them.
 

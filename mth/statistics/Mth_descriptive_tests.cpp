@@ -5,12 +5,12 @@
 #include <numbers>
 #include <vector>
 
+#include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/statistics/Mth_descriptive.h"
 #include "mth/statistics/Mth_sort.h"
 #include "mth/statistics/Mth_sort_internal.h"
 #include "mth/statistics/Mth_special_functions.h"
-#include "std/Std_message_internal.h"
 
 // Correlations with their significance, and the median of a vector.
 

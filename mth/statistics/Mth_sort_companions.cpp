@@ -5,9 +5,9 @@
 #include <tuple>
 #include <utility>
 
+#include "mth/core/Mth_message_internal.h"
 #include "mth/statistics/Mth_sort.h"
 #include "mth/statistics/Mth_sort_internal.h"
-#include "std/Std_message_internal.h"
 
 // Quicksort of keys with companions. Its permutation is part of the contract, also among equal keys: whatever
 // makes it faster must exchange the same pairs.

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <optional>
 
+#include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_new_array_internal.h"
 #include "mth/statistics/Mth_sort.h"
 #include "mth/statistics/Mth_special_functions_internal.h"
-#include "std/Std_message_internal.h"
 
 namespace mth_internal {
 namespace {

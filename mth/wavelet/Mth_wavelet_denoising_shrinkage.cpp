@@ -6,11 +6,11 @@
 #include <limits>
 #include <numbers>
 
+#include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/statistics/Mth_descriptive_internal.h"
 #include "mth/wavelet/Mth_wavelet_denoising.h"
 #include "mth/wavelet/Mth_wavelet_transform_internal.h"
-#include "std/Std_message_internal.h"
 
 #define MTH_KERNEL_FILE "mth/wavelet/Mth_wavelet_shrinkage_loops_internal.h"
 #include "mth/core/Mth_for_each_instruction_set_internal.h"

@@ -113,6 +113,32 @@ TEST(ConsoleDisplay, RedrawsOneProgressLineInPlace) {
   EXPECT_EQ(console.Written(), expected + "\n");
 }
 
+TEST(ConsoleDisplay, MakesRoomForTheNumberAtTheEndOfAnAction) {
+  const Console console(Progress::Always);
+  TSTD_WAIT_BAR bar;
+  bar.SetTitle("Evidential Fuzzy C-Means en cours...");
+  bar.SetStepsCount(100);
+  bar.Show();
+  bar.StepAction("Nombre de changements de configuration : 123");
+  const std::string written = console.Written();
+  EXPECT_EQ(written.substr(written.size() - 80),
+            Line("Evidential Fuzzy  [........]   1 % Nombre de changements de configuration : 123"));
+}
+
+TEST(ConsoleDisplay, DrawsFewOfManyStepsAndEndsFullWithTheLastOne) {
+  const Console console(Progress::Always);
+  {
+    TSTD_WAIT_BAR bar;
+    bar.SetTitle("T");
+    bar.SetStepsCount(100000);
+    bar.Show();
+    for (int step = 1; step <= 20000; ++step) bar.StepAction(std::to_string(step));
+  }
+  const std::string written = console.Written();
+  EXPECT_EQ(written.substr(written.size() - 81), Line("T [####################] 100 % 20000") + "\n");
+  EXPECT_LT(written.size(), 80U * 2000);
+}
+
 TEST(ConsoleDisplay, LongLinesEndBetweenCharacters) {
   const Console console(Progress::Always);
   std::string accents;

@@ -19,6 +19,10 @@ TEST(WaitBar, StartsHiddenWithTenStepsOfTenUnits) {
   EXPECT_EQ(bar.GetMaximum(), 100);
   EXPECT_EQ(bar.GetPosition(), 0);
   EXPECT_FALSE(bar.IsVisible());
+  ASSERT_EQ(display.windows.size(), 1U);
+  EXPECT_EQ(display.windows[0]->title, "Title");
+  EXPECT_EQ(display.windows[0]->initialAction, "Action");
+  EXPECT_EQ(display.windows[0]->maximum, 100);
   bar.StepAction("a");
   EXPECT_EQ(bar.GetPosition(), 10);
 }
@@ -135,6 +139,48 @@ TEST(WaitBar, GoesOnWithoutAViewThatFails) {
     EXPECT_TRUE(bar.IsVisible());
     EXPECT_EQ(display.calls, fault == NoView ? 0 : 1);  // dropped at its first fault
   }
+}
+
+// A display, and its view, that answer a question for cancellation by yes, by no or by an exception.
+class AnsweringDisplay : public STD_DISPLAY {
+ public:
+  enum class Answer { No, Yes, Throw };
+  AnsweringDisplay(Answer display, Answer view) : display_(display), view_(view) {}
+  int ShowMessage(const std::string&, MessageKind, const std::string&) override { return 0; }
+  std::unique_ptr<STD_WAIT_BAR_VIEW> CreateWaitBarView() override { return std::make_unique<View>(view_); }
+  bool IsCancelRequested() const override { return Give(display_); }
+
+ private:
+  static bool Give(Answer answer) {
+    if (answer == Answer::Throw) throw std::runtime_error("the toolkit is gone");
+    return answer == Answer::Yes;
+  }
+  struct View : STD_WAIT_BAR_VIEW {
+    explicit View(Answer given) : answer(given) {}
+    void SetTitle(const std::string&) override {}
+    void SetAction(const std::string&) override {}
+    void SetMaximum(int) override {}
+    void SetPosition(int) override {}
+    void Show() override {}
+    bool IsCancelRequested() const override { return Give(answer); }
+    Answer answer;
+  };
+
+  Answer display_, view_;
+  STD_DISPLAY_SCOPE scope_{this};
+};
+
+TEST(WaitBar, IsCancelledByItsViewOrTheDisplay) {
+  using enum AnsweringDisplay::Answer;
+  for (const auto display : {No, Yes, Throw}) {
+    for (const auto view : {No, Yes, Throw}) {
+      const AnsweringDisplay answering(display, view);
+      EXPECT_EQ(TSTD_WAIT_BAR().IsCancelRequested(), display == Yes || view == Yes);
+      EXPECT_EQ(TSTD_WAIT_BAR(nullptr).IsCancelRequested(), display == Yes);
+      EXPECT_EQ(Std_IsCancelRequested(), display == Yes);
+    }
+  }
+  EXPECT_FALSE(TSTD_WAIT_BAR().IsCancelRequested());  // the default display has no wishes
 }
 
 TEST(Message, GoesToTheInstalledDisplay) {

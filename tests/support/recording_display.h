@@ -16,9 +16,10 @@ struct ShownMessage {
   bool operator==(const ShownMessage&) const = default;
 };
 
-/// One progress window, as it was painted; it outlives the window.
+/// One progress window, as it was painted after it was told its initial action; it outlives the window.
 struct ShownProgress {
   std::string title;
+  std::string initialAction;
   std::vector<std::string> actions;
   std::vector<int> positions;
   int maximum = -1;
@@ -48,7 +49,13 @@ class RecordingDisplay : public STD_DISPLAY {
     explicit View(std::shared_ptr<ShownProgress> shown) : shown_(std::move(shown)) {}
     ~View() override { shown_->isClosed = true; }
     void SetTitle(const std::string& text) override { shown_->title = text; }
-    void SetAction(const std::string& text) override { shown_->actions.push_back(text); }
+    void SetAction(const std::string& text) override {
+      if (shown_->initialAction.empty()) {
+        shown_->initialAction = text;
+      } else {
+        shown_->actions.push_back(text);
+      }
+    }
     void SetMaximum(int maximum) override { shown_->maximum = maximum; }
     void SetPosition(int position) override { shown_->positions.push_back(position); }
     void Show() override { shown_->wasShown = true; }

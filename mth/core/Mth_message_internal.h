@@ -1,17 +1,15 @@
 #pragma once
 
-#include <new>
-
 #include "std/Std_message.h"
 
 namespace mth_internal {
 
-/// Shows a failure. Without memory for its text nothing is shown: the caller's failure value tells, and
-/// nothing may be thrown into the host.
+/// Shows a failure. Every message of the library goes through here: without memory for its text nothing is
+/// shown, as the caller's failure value tells and nothing may be thrown into the host.
 inline void ShowFailure(const char* text, MessageKind kind, const char* caption) noexcept {
   try {
     Std_ShowMessage(text, kind, caption);
-  } catch (const std::bad_alloc&) {
+  } catch (...) {
   }
 }
 

@@ -1,0 +1,157 @@
+#include <algorithm>
+#include <cstdint>
+
+#include "std/Std_console_wait_bar_internal.h"
+#include "std/Std_terminal_internal.h"
+
+namespace mth_internal {
+namespace {
+
+using Seconds = std::chrono::duration<double>;
+
+constexpr const char* kInitialAction = "Action";  // a place for a text, of no interest on a line
+constexpr int kWholeBar = 20;
+constexpr int kShortBar = 8;
+constexpr int kShortTitle = 16;
+constexpr int kBurst = 64;  // actions that are drawn without looking at the clock: short runs show every step
+constexpr Seconds kActionInterval{0.05};
+constexpr Seconds kEstimateAfter{2.0};
+
+bool StartsCharacter(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+}
+
+int CountCharacters(const std::string& text) {
+  return static_cast<int>(std::count_if(text.begin(), text.end(), StartsCharacter));
+}
+
+// The text cut or padded with blanks to that many characters of UTF-8.
+std::string FitColumns(const std::string& text, int columns) {
+  std::string fitted;
+  int used = 0;
+  for (char byte : text) {
+    if (StartsCharacter(byte) && used++ == columns) return fitted;
+    fitted += byte;
+  }
+  return fitted.append(static_cast<std::size_t>(columns - used), ' ');
+}
+
+std::string Bar(double done, int columns) {
+  const auto filled = static_cast<std::size_t>(done * columns);
+  return std::string(filled, '#') + std::string(static_cast<std::size_t>(columns) - filled, '.');
+}
+
+}  // namespace
+
+std::string OnOneLine(std::string text) {
+  const auto isControl = [](unsigned char character) { return character < 0x20 || character == 0x7F; };
+  std::replace_if(text.begin(), text.end(), isControl, ' ');
+  return text;
+}
+
+void CloseLine(std::FILE* stream, bool& lineIsOpen) {
+  if (!lineIsOpen) return;
+  lineIsOpen = false;
+  std::fputc('\n', stream);
+  std::fflush(stream);
+}
+
+ConsoleWaitBarView::ConsoleWaitBarView(std::FILE* stream, bool& lineIsOpen)
+    : stream_(stream), lineIsOpen_(lineIsOpen), burstLeft_(kBurst) {}
+
+ConsoleWaitBarView::~ConsoleWaitBarView() {
+  try {
+    const bool endsFull = position_ > 0 && position_ < maximum_ && !Std_IsCancelRequested();
+    if (endsFull) position_ = maximum_;
+    if (lineIsOpen_ && (endsFull || !actionIsDrawn_)) Redraw();
+  } catch (...) {  // no memory for the line: it stays as it was drawn
+  }
+  CloseLine(stream_, lineIsOpen_);
+}
+
+void ConsoleWaitBarView::SetTitle(const std::string& text) {
+  title_ = OnOneLine(text);
+  Redraw();
+}
+
+void ConsoleWaitBarView::SetAction(const std::string& text) {
+  if (!visible_ && text == kInitialAction) return;
+  if (lineIsOpen_ && actionIsDrawn_ && text == action_) return;
+  action_ = text;
+  actionIsDrawn_ = false;
+  if (MayRedrawAction()) Redraw();
+}
+
+void ConsoleWaitBarView::SetMaximum(int maximum) {
+  maximum_ = maximum;
+  Redraw();
+}
+
+void ConsoleWaitBarView::SetPosition(int position) {
+  position_ = position;
+  if (Percentage() != drawnPercentage_ || !lineIsOpen_) Redraw();
+}
+
+void ConsoleWaitBarView::Show() {
+  if (!visible_) shownAt_ = Clock::now();
+  visible_ = true;
+  Redraw();
+}
+
+int ConsoleWaitBarView::Percentage() const {
+  if (maximum_ <= 0) return 0;
+  return static_cast<int>(std::int64_t{100} * std::clamp(position_, 0, maximum_) / maximum_);
+}
+
+// Empty in the first two seconds, and where nothing tells how long the rest takes.
+std::string ConsoleWaitBarView::TimeLeft(Clock::time_point now) const {
+  const Seconds elapsed = now - shownAt_;
+  if (elapsed < kEstimateAfter || position_ <= 0 || position_ >= maximum_) return "";
+  const double left = elapsed.count() * (static_cast<double>(maximum_) / position_ - 1.0);
+  const auto seconds = static_cast<std::int64_t>(std::min(left, 360000.0));
+  if (seconds < 60) return "(reste " + std::to_string(seconds) + " s) ";
+  if (seconds < 3600) return "(reste " + std::to_string(seconds / 60) + " min) ";
+  return "(reste " + std::to_string(seconds / 3600) + " h " + std::to_string(seconds / 60 % 60) + " min) ";
+}
+
+// One column less than the terminal has, so that a line never wraps. Where it is too narrow for everything, a
+// shorter title and bar make room for an action that then fits: its number stands at its end.
+std::string ConsoleWaitBarView::Line(Clock::time_point now) const {
+  const int columns = std::max(TerminalColumns(stream_) - 1, 1);
+  const double done = maximum_ > 0 ? static_cast<double>(std::clamp(position_, 0, maximum_)) / maximum_ : 0.0;
+  const std::string percentage = std::to_string(Percentage());
+  const std::string end = "] " + std::string(3 - percentage.size(), ' ') + percentage + " % " +
+                          TimeLeft(now) + OnOneLine(action_);
+  const int excess = CountCharacters(title_ + end) + 2 + kWholeBar - columns;
+  if (excess <= 0) return FitColumns(title_ + " [" + Bar(done, kWholeBar) + end, columns);
+  const int bar = std::max(kWholeBar - excess, kShortBar);
+  const int title = CountCharacters(title_);
+  const int shortTitle = std::max(title - (excess - (kWholeBar - bar)), std::min(title, kShortTitle));
+  if (CountCharacters(end) + 2 + bar + shortTitle > columns)  // too long however the rest is shortened
+    return FitColumns(title_ + " [" + Bar(done, kWholeBar) + end, columns);
+  return FitColumns(FitColumns(title_, shortTitle) + " [" + Bar(done, bar) + end, columns);
+}
+
+bool ConsoleWaitBarView::MayRedrawAction() {
+  if (burstLeft_ > 0) {
+    --burstLeft_;
+    return true;
+  }
+  return Clock::now() - drawnAt_ >= kActionInterval;
+}
+
+void ConsoleWaitBarView::Redraw() {
+  if (!visible_) return;
+  const Clock::time_point now = Clock::now();
+  drawnAt_ = now;
+  drawnPercentage_ = Percentage();
+  actionIsDrawn_ = true;
+  const std::string line = Line(now);
+  if (lineIsOpen_ && line == drawnLine_) return;
+  drawnLine_ = line;
+  lineIsOpen_ = true;
+  std::fprintf(stream_, "\r%s", line.c_str());
+  std::fflush(stream_);
+}
+
+}  // namespace mth_internal
