@@ -1,29 +1,18 @@
-#include <cstddef>
 #include <exception>
-#include <memory>
-#include <new>
 #include <utility>
 
 #include "mth/clustering/Mth_clustering.h"
+#include "mth/clustering/Mth_credal_matrix_internal.h"
 #include "mth/clustering/Mth_hypothesis_table_internal.h"
 
 // What is read from a credal partition: beliefs, decisions, probabilities, plausibilities; and discounting.
 
+using mth_internal::CredalMatrix;
 using mth_internal::HypothesisTable;
+using mth_internal::NewCredalMatrix;
+using mth_internal::RowOf;
 
 namespace {
-
-using Matrix = std::unique_ptr<MTH_MATRIX>;
-
-// A new matrix of doubles; null when there is no memory.
-Matrix NewMatrix(int rows, int columns) {
-  Matrix matrix(new (std::nothrow) MTH_MATRIX(rows, columns, 0));
-  return matrix && matrix->IsAllocated() ? std::move(matrix) : nullptr;
-}
-
-double* RowOf(const MTH_MATRIX& matrix, int row) {
-  return matrix.GetEDataAddress() + std::ptrdiff_t{row} * matrix.GetNbCols();
-}
 
 int LastLargest(const MTH_MATRIX& matrix, int row) {
   int best = 0;
@@ -33,7 +22,7 @@ int LastLargest(const MTH_MATRIX& matrix, int row) {
   return best;
 }
 
-bool HasRow(const Matrix& matrix, int row) {
+bool HasRow(const CredalMatrix& matrix, int row) {
   return matrix != nullptr && row >= 0 && row < matrix->GetNbRows();
 }
 
@@ -49,8 +38,8 @@ void WeakenRow(MTH_MATRIX& masses, int row, double reliability) {
 
 // Fills a new matrix, a row per row of masses; null when there is no memory.
 template <class FillRow>
-Matrix FromMasses(const MTH_MATRIX& credal, int columns, FillRow fillRow) {
-  Matrix partition = NewMatrix(credal.GetNbRows(), columns);
+CredalMatrix FromMasses(const MTH_MATRIX& credal, int columns, FillRow fillRow) {
+  CredalMatrix partition = NewCredalMatrix(credal.GetNbRows(), columns);
   if (!partition) return nullptr;
   for (int i = 0; i < credal.GetNbRows(); ++i) fillRow(RowOf(credal, i), RowOf(*partition, i));
   return partition;
@@ -79,7 +68,7 @@ int MTH_CLUSTERING::MaxBeliefDecision(int i) const {
 
 void MTH_CLUSTERING::SetCredalPartition(MTH_MATRIX* m) {
   if (!IsPartition(m, GetSamplesCount())) return;
-  Matrix copy = NewMatrix(m->GetNbRows(), m->GetNbCols());
+  CredalMatrix copy = NewCredalMatrix(m->GetNbRows(), m->GetNbCols());
   if (!copy) return;
   for (int i = 0; i < m->GetNbRows(); ++i) {
     for (int j = 0; j < m->GetNbCols(); ++j) copy->Set(i, j, m->Get(i, j));
@@ -91,7 +80,7 @@ bool MTH_CLUSTERING::initPignisticPartition() {
   if (!HasCredalPartition()) return false;
   try {
     const HypothesisTable table(clustersCount_);
-    Matrix partition =
+    CredalMatrix partition =
         FromMasses(*credalPartition_, clustersCount_, [&](const double* masses, double* probabilities) {
           const double scale = 1.0 / (1.0 - masses[0]);
           for (int k = 0; k < clustersCount_; ++k) {
@@ -114,7 +103,7 @@ bool MTH_CLUSTERING::initPlausibilityPartition() {
   if (!HasCredalPartition()) return false;
   try {
     const HypothesisTable table(clustersCount_);
-    Matrix partition =
+    CredalMatrix partition =
         FromMasses(*credalPartition_, table.Count(), [&](const double* masses, double* plausibilities) {
           plausibilities[0] = 0.0;
           for (int j = 1; j < table.Count(); ++j) {

@@ -1,11 +1,10 @@
 #include <algorithm>
 #include <exception>
-#include <memory>
-#include <new>
 #include <vector>
 
 #include "mth/clustering/Mth_clustering.h"
 #include "mth/clustering/Mth_clustering_run_internal.h"
+#include "mth/clustering/Mth_credal_matrix_internal.h"
 #include "mth/clustering/Mth_evidential_kernel_internal.h"
 #include "mth/clustering/Mth_hypothesis_table_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
@@ -15,8 +14,6 @@
 using namespace mth_internal;
 
 namespace {
-
-using Matrix = std::unique_ptr<MTH_MATRIX>;
 
 constexpr int kSamplesPerStep = 100;
 
@@ -48,12 +45,12 @@ class Intersections {
 
 // The matrix itself when it is what the kernel takes; otherwise a copy with zeros where it has no element,
 // which is kept in `copy`. Null when there is no memory.
-const MTH_MATRIX* Fitted(const MTH_MATRIX& matrix, int rows, int columns, Matrix& copy) {
+const MTH_MATRIX* Fitted(const MTH_MATRIX& matrix, int rows, int columns, CredalMatrix& copy) {
   if (matrix.GetEDataAddress() != nullptr && matrix.GetNbRows() == rows && matrix.GetNbCols() == columns) {
     return &matrix;
   }
-  copy.reset(new (std::nothrow) MTH_MATRIX(rows, columns, 0));
-  if (!copy || !copy->IsAllocated()) return nullptr;
+  copy = NewCredalMatrix(rows, columns);
+  if (!copy) return nullptr;
   copy->SetZero();
   for (int i = 0; i < std::min(rows, matrix.GetNbRows()); ++i) {
     for (int j = 0; j < std::min(columns, matrix.GetNbCols()); ++j) copy->Set(i, j, matrix.Get(i, j));
@@ -61,17 +58,14 @@ const MTH_MATRIX* Fitted(const MTH_MATRIX& matrix, int rows, int columns, Matrix
   return copy.get();
 }
 
-double* RowOf(const MTH_MATRIX& matrix, int row) {
-  return matrix.GetEDataAddress() + std::ptrdiff_t{row} * matrix.GetNbCols();
-}
-
-Matrix Fuse(const MTH_MATRIX& first, const MTH_MATRIX& second, const FusionRule& rule, const char* title) {
+CredalMatrix Fuse(const MTH_MATRIX& first, const MTH_MATRIX& second, const FusionRule& rule,
+                  const char* title) {
   const int count = first.GetNbRows();
-  Matrix copy;
+  CredalMatrix copy;
   const MTH_MATRIX* fitted = Fitted(second, count, rule.hypotheses, copy);
-  Matrix fused(new (std::nothrow) MTH_MATRIX(count, rule.hypotheses, 0));
+  CredalMatrix fused = NewCredalMatrix(count, rule.hypotheses);
   const WorkArray<double> scratch(CountFusionScratch(rule.hypotheses));
-  if (fitted == nullptr || !fused || !fused->IsAllocated() || !scratch) return nullptr;
+  if (fitted == nullptr || !fused || !scratch) return nullptr;
   RunProgress progress(title, count / kSamplesPerStep);
   for (int done = 0; done < count;) {
     // As far as the next sample that is followed by a step.

@@ -4,6 +4,7 @@
 #include "mth/clustering/Mth_clustering.h"
 #include "mth/clustering/Mth_clustering_internal.h"
 #include "mth/clustering/Mth_clustering_run_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 
 using namespace mth_internal;
 
@@ -23,9 +24,8 @@ double MTH_CLUSTERING::RunFuzzyCMeans() {
   CentroidSums sums(clustersCount_, dimensionsCount_);
   SampleBlocks<double> features;
   SampleBlocks<double> memberships;
-  SampleBlocks<double> scratch;
-  const bool hasMemory = scratch.Allocate(1, 2 * clustersCount_) &&
-                         features.Allocate(samplesCount, dimensionsCount_) &&
+  const WorkArray<double> scratch(std::int64_t{2} * clustersCount_ * kMostLanes);
+  const bool hasMemory = scratch && features.Allocate(samplesCount, dimensionsCount_) &&
                          memberships.Allocate(samplesCount, clustersCount_);
   if (!hasMemory) return kNoDistance;
 
@@ -44,7 +44,7 @@ double MTH_CLUSTERING::RunFuzzyCMeans() {
   for (int iteration = 0; iteration < iterationsCount_ && delta > tolerance_; ++iteration) {
     if (iteration > 0 || !areCentroidsInitialised_) sums.MoveCentroids(centroids);
     sums.Reset();
-    delta = MTH_SELECT(UpdateMemberships)(samples, {centroids.data(), clustersCount_}, rule, scratch.Data(),
+    delta = MTH_SELECT(UpdateMemberships)(samples, {centroids.data(), clustersCount_}, rule, scratch.Get(),
                                           memberships.Data(), sums.View());
     progress.Step("Evolution du delta : ", delta);
   }

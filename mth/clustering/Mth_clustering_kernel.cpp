@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <numeric>
+#include <utility>
 
 #include "mth/clustering/Mth_clustering_kernel_internal.h"
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 #include "mth/core/Mth_instruction_set_internal.h"
@@ -14,6 +15,9 @@ inline constexpr int kBlockSamples = 32;
 
 /// Clusters whose sums run side by side. The sums come in groups of this many clusters.
 inline constexpr int kSumLanes = 4;
+
+/// The doubles of the widest vector.
+inline constexpr int kMostLanes = 8;
 
 /// The label of a sample that is in no cluster.
 inline constexpr std::int32_t kNoLabel = -1;
@@ -37,10 +41,17 @@ struct SumView {
   double* features;
 };
 
-/// How x to the power `exponent` is taken: as products from left to right when the exponent is a small whole
-/// number, as the C library rounds it otherwise.
+/// Number of factors when a power with that exponent is a product, from left to right: a whole number from 1
+/// to 16; 0 otherwise.
+inline int CountFactors(double exponent) {
+  constexpr double kMostFactors = 16.0;
+  const bool isProduct = exponent >= 1.0 && exponent <= kMostFactors && exponent == std::floor(exponent);
+  return isProduct ? static_cast<int>(exponent) : 0;
+}
+
+/// How x to the power `exponent` is taken: as a product, or as the C library rounds it.
 struct PowerRule {
-  explicit PowerRule(double exponent);
+  explicit PowerRule(double value) : exponent(value), factors(CountFactors(value)) {}
   double exponent;
   int factors;  // 0 when it takes the C library
 };
@@ -66,7 +77,7 @@ struct FuzzyRule {
   std::int64_t AssignToNearest(const SampleView& samples, const CentroidView& centroids,                     \
                                std::int32_t* labels, const SumView& sums);                                   \
   /* New fuzzy memberships; adds the samples weighted by them; returns the largest change, NaN apart.        \
-   * `scratch`: 2 * clusters * kBlockSamples values. */                                                      \
+   * `scratch`: 2 * clusters * kMostLanes values. */                                                         \
   double UpdateMemberships(const SampleView& samples, const CentroidView& centroids, const FuzzyRule& rule,  \
                            double* scratch, double* memberships, const SumView& sums);
 

@@ -7,25 +7,21 @@
 
 #include "mth/clustering/Mth_clustering.h"
 #include "mth/clustering/Mth_clustering_run_internal.h"
+#include "mth/core/Mth_text_file_internal.h"
 
-// What k-means and fuzzy c-means share: samples in blocks, centroid updates and progress.
+// What the runs of all three algorithms share: samples in blocks, centroids and progress; and the centroid
+// update of k-means and fuzzy c-means.
 
 namespace mth_internal {
 namespace {
 
 constexpr double kSmallestWeight = 0.000001;  // a cluster whose weights sum to no more goes to the origin
-constexpr int kLargestWholeExponent = 16;
 
 bool HasDoubles(const MTH_MATRIX* column, int count) {
   return column != nullptr && column->GetEDataAddress() != nullptr && column->GetNbRows() >= count;
 }
 
 }  // namespace
-
-PowerRule::PowerRule(double value) : exponent(value), factors(0) {
-  const bool isWhole = value == std::floor(value) && value >= 1.0 && value <= kLargestWholeExponent;
-  if (isWhole) factors = static_cast<int>(value);
-}
 
 CentroidSums::CentroidSums(int clustersCount, int dimensionsCount)
     : clusters_(clustersCount), dimensions_(dimensionsCount) {
@@ -63,20 +59,17 @@ RunProgress::RunProgress(const char* title, int iterationsCount) {
 void RunProgress::Step(const char* text, std::int64_t number) {
   std::array<char, 24> digits;
   const char* end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-  StepWithText(text, digits.data(), end);
+  StepWithText(text, {digits.data(), static_cast<std::size_t>(end - digits.data())});
 }
 
 void RunProgress::Step(const char* text, double number) {
   constexpr int kDecimals = 6;
-  std::array<char, 352> digits;  // the largest double has 309 digits before the point
-  char* last = digits.data() + digits.size();
-  const char* end = std::to_chars(digits.data(), last, number, std::chars_format::fixed, kDecimals).ptr;
-  StepWithText(text, digits.data(), end);
+  StepWithText(text, FixedNumber(number, kDecimals).View());
 }
 
-void RunProgress::StepWithText(const char* text, const char* number, const char* end) {
+void RunProgress::StepWithText(const char* text, std::string_view number) {
   try {
-    window_.StepAction(std::string(text).append(number, end));
+    window_.StepAction(std::string(text).append(number));
   } catch (const std::bad_alloc&) {
     window_.StepAction(window_.GetAction());  // the bar moves on under its former text
   }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "mth/clustering/Mth_clustering.h"
@@ -91,7 +92,7 @@ class RunProgress {
   void Step(const char* text, double number);
 
  private:
-  void StepWithText(const char* text, const char* number, const char* end);
+  void StepWithText(const char* text, std::string_view number);
 
   TSTD_WAIT_BAR window_;
 };

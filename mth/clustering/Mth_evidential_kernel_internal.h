@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cmath>
 #include <cstdint>
 
 #include "mth/clustering/Mth_clustering_kernel_internal.h"
@@ -9,14 +8,6 @@
 // Mth_fusion_loops_internal.h.
 
 namespace mth_internal {
-
-/// Number of factors when x to that power is a product: a whole number from 1 to 16; 0 otherwise.
-inline int CountFactors(double exponent) {
-  constexpr double kMostFactors = 16.0;
-  return exponent >= 1.0 && exponent <= kMostFactors && exponent == std::floor(exponent)
-             ? static_cast<int>(exponent)
-             : 0;
-}
 
 /// x to the power e by the evidential rule: 1 when e is 0, otherwise 0 when x is 0, otherwise the sign of x
 /// times exp(e ln|x|). Whole exponents up to 16 are products of |x| from left to right, their negatives the

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "mth/clustering/Mth_subset_order_internal.h"
+
 namespace mth_internal {
 
 /// Beyond this many clusters the hypotheses are refused: each sample would have more than a million masses.
@@ -16,14 +18,12 @@ class HypothesisTable {
   /// @param clustersCount  0 to 30. May throw std::bad_alloc.
   explicit HypothesisTable(int clustersCount) : indices_(std::size_t{1} << clustersCount) {
     sets_.reserve(indices_.size());
-    sets_.push_back(0);
-    for (std::size_t source = 0; source < sets_.size(); ++source) {
-      // Each set of several clusters comes once, from the set without its last cluster.
-      const std::uint32_t set = sets_[source];
-      for (int k = static_cast<int>(std::bit_width(set)); k < clustersCount; ++k)
-        sets_.push_back(set | std::uint32_t{1} << k);
-    }
-    for (std::size_t j = 0; j < sets_.size(); ++j) indices_[sets_[j]] = static_cast<int>(j);
+    ForEachSubset(clustersCount, [this](const int* clusters, int size) {
+      std::uint32_t set = 0;
+      for (int i = 0; i < size; ++i) set |= std::uint32_t{1} << clusters[i];
+      indices_[set] = static_cast<int>(sets_.size());
+      sets_.push_back(set);
+    });
   }
 
   int Count() const { return static_cast<int>(sets_.size()); }

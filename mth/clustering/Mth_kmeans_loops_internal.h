@@ -76,23 +76,23 @@ inline void CompareDistances(const double* features, const CentroidView& centroi
 alignas(64) inline constexpr double kUnitWeights[kSumLanes + 1][kSumLanes] = {
     {1.0}, {0.0, 1.0}, {0.0, 0.0, 1.0}, {0.0, 0.0, 0.0, 1.0}, {}};
 
-// Sums of at most kSumLanes clusters and few dimensions: they stay in registers from the first sample to the
-// last.
+// Sums of at most kSumLanes clusters and few dimensions: they stay in registers from the first sample to
+// Finish.
 template <int kDimensions>
 class FewLabelledSums {
  public:
   FewLabelledSums(const SumView& sums, int /*clusters*/, int /*dimensions*/)
       : result_(sums), sums_(sums.weights, sums.features) {}
-  ~FewLabelledSums() {
-    sums_.StoreWeights(result_.weights);
-    sums_.StoreFeatures(result_.features);
-  }
   void Add(const std::int64_t* labels, const double* features, int count) {
-    if (count == kStep) {
+    if (count == kStep) {  // a constant for the compiler
       for (int b = 0; b < kStep; ++b) sums_.Add(kUnitWeights[labels[b]], features + b);
     } else {
       for (int b = 0; b < count; ++b) sums_.Add(kUnitWeights[labels[b]], features + b);
     }
+  }
+  void Finish() const {
+    sums_.StoreWeights(result_.weights);
+    sums_.StoreFeatures(result_.features);
   }
 
  private:
@@ -100,6 +100,7 @@ class FewLabelledSums {
   GroupSums<kDimensions> sums_;
 };
 
+// Sums of any number of clusters and dimensions, kept up to date in memory.
 class ManyLabelledSums {
  public:
   ManyLabelledSums(const SumView& sums, int clusters, int dimensions)
@@ -115,6 +116,7 @@ class ManyLabelledSums {
           AddBlock<0>(weightRow, features, dimensions_, count, weightSums, featureSums);
         });
   }
+  void Finish() const {}
 
  private:
   SumView sums_;
@@ -122,41 +124,57 @@ class ManyLabelledSums {
   int dimensions_;
 };
 
+// A block of samples with the nearest centroids that were found for them.
+struct AssignedBlock {
+  const double* features = nullptr;
+  int count = 0;
+  alignas(64) std::int64_t nearest[kBlockSamples];
+};
+
+// Finds the nearest centroids of kStep samples of a block.
+template <int kDimensions>
+inline void AssignStep(AssignedBlock& block, int first, const CentroidView& centroids, int dimensions) {
+  const double* const features = block.features + first;
+  if (CompareSquares<kDimensions>(features, centroids, dimensions, block.nearest + first)) {
+    CompareDistances(features, centroids, dimensions, block.nearest + first);
+  }
+}
+
+// Writes the labels of a block, and counts in moves[b] whether that of sample b changed.
+inline void WriteLabels(const AssignedBlock& block, std::int32_t* labels, std::int32_t* moves) {
+  for (int b = 0; b < kBlockSamples; ++b) {
+    const auto label = static_cast<std::int32_t>(block.nearest[b]);
+    moves[b] += (label != labels[b]) & (b < block.count);
+    labels[b] = label;
+  }
+}
+
+// The additions of a sum wait for each other, comparisons do not: adding one block while the next is compared
+// keeps both going. Therefore the sums are one block behind the labels.
 template <int kDimensions, class LabelledSums>
 inline std::int64_t AssignBlocks(const SampleView& samples, const CentroidView& centroids,
                                  std::int32_t* labels, const SumView& sumView) {
   const int dimensions = kDimensions > 0 ? kDimensions : samples.dimensions;
+  const std::ptrdiff_t blockValues = std::ptrdiff_t{dimensions} * kBlockSamples;
   LabelledSums sums(sumView, centroids.count, dimensions);
   std::int32_t moves[kBlockSamples] = {};
-  alignas(64) std::int64_t nearestOfTwo[2][kBlockSamples];
-  const double* formerFeatures = nullptr;
-  int formerCount = 0;
+  AssignedBlock blocks[2];
+  AssignedBlock* present = &blocks[0];
+  AssignedBlock* former = &blocks[1];  // empty before the first block
   ForEachBlock(samples, [&](std::ptrdiff_t block, int count, const double* features) {
-    const std::ptrdiff_t blockValues = std::ptrdiff_t{dimensions} * kBlockSamples;
     for (std::ptrdiff_t i = 0; i < blockValues; i += kCacheLine)
       __builtin_prefetch(features + kBlocksAhead * blockValues + i);
-    std::int64_t* nearest = nearestOfTwo[block % 2];
-    const std::int64_t* formerNearest = nearestOfTwo[(block + 1) % 2];
-    // The sums wait for each other, the comparisons do not: summing the former block meanwhile keeps both
-    // going.
+    present->features = features;
+    present->count = count;
     for (int first = 0; first < kBlockSamples; first += kStep) {
-      const double* stepFeatures = features + first;
-      if (CompareSquares<kDimensions>(stepFeatures, centroids, dimensions, nearest + first)) {
-        CompareDistances(stepFeatures, centroids, dimensions, nearest + first);
-      }
-      if (formerCount > 0) sums.Add(formerNearest + first, formerFeatures + first, kStep);
+      AssignStep<kDimensions>(*present, first, centroids, dimensions);
+      if (former->count > 0) sums.Add(former->nearest + first, former->features + first, kStep);
     }
-    std::int32_t* blockLabels = labels + block * kBlockSamples;
-    for (int b = 0; b < kBlockSamples; ++b) {
-      const auto label = static_cast<std::int32_t>(nearest[b]);
-      moves[b] += (label != blockLabels[b]) & (b < count);
-      blockLabels[b] = label;
-    }
-    formerFeatures = features;
-    formerCount = count;
+    WriteLabels(*present, labels + block * kBlockSamples, moves);
+    std::swap(present, former);
   });
-  const std::int64_t* lastNearest = nearestOfTwo[(samples.count - 1) / kBlockSamples % 2];
-  sums.Add(lastNearest, formerFeatures, formerCount);
+  sums.Add(former->nearest, former->features, former->count);
+  sums.Finish();
   return std::accumulate(moves, moves + kBlockSamples, std::int64_t{0});
 }
 
