@@ -7,7 +7,7 @@
 
 #include "mth/clustering/Mth_subset_order_internal.h"
 #include "mth/core/Mth_convert_internal.h"
-#include "std/Std_message_internal.h"
+#include "mth/core/Mth_message_internal.h"
 
 namespace {
 
