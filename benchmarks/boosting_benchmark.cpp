@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -54,6 +55,7 @@ void BM_Boosting(benchmark::State& state, Training train) {
   for (auto _ : state) {
     MTH_CLUSTERING_ADABOOST boosting(&samples.features, &samples.labels, kRounds, &tree);
     benchmark::DoNotOptimize((boosting.*train)({}, nullptr, scores.data()));
+    MTH_CLUSTERING_ADABOOST::DeleteCells(boosting.GetCells());
   }
   state.counters["error"] =
       ErrorOf(samples, [&](int i) { return scores[static_cast<std::size_t>(i)] > 0.0; });
@@ -64,6 +66,21 @@ BENCHMARK_CAPTURE(BM_Boosting, gentle, &MTH_CLUSTERING_ADABOOST::GentleAdaBoostC
     ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Boosting, modest, &MTH_CLUSTERING_ADABOOST::ModestAdaBoostClustering)
     ->Unit(benchmark::kMillisecond);
+
+// Scores of new samples: time per cell and sample is the counter "s per cell and sample".
+void BM_Classify(benchmark::State& state) {
+  Samples samples = MakeSamples();
+  MTH_CLUSTERING_TREE tree(kDepth);
+  MTH_CLUSTERING_ADABOOST boosting(&samples.features, &samples.labels, kRounds, &tree);
+  boosting.RealAdaBoostClustering({}, nullptr, nullptr);
+  for (auto _ : state)
+    benchmark::DoNotOptimize(std::unique_ptr<double[]>(boosting.Classify(&samples.features)));
+  const double work = static_cast<double>(boosting.GetCells()->GetCount()) * kSamples;
+  state.counters["s per cell and sample"] =
+      benchmark::Counter(work, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+  MTH_CLUSTERING_ADABOOST::DeleteCells(boosting.GetCells());
+}
+BENCHMARK(BM_Classify)->Unit(benchmark::kMillisecond);
 
 #ifdef MTH_HAS_OPENCV_ML
 void BM_GentleBoostOpenCv(benchmark::State& state) {

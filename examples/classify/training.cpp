@@ -89,6 +89,15 @@ void AddScores(const MTH_CLUSTERING_ADABOOST& boosting, int firstCell, MTH_MATRI
   }
 }
 
+// Deletes the cells that a boosting holds at its end: they are its host's.
+struct CellsOwner {
+  explicit CellsOwner(const MTH_CLUSTERING_ADABOOST& owned) : boosting(owned) {}
+  CellsOwner(const CellsOwner&) = delete;
+  CellsOwner& operator=(const CellsOwner&) = delete;
+  ~CellsOwner() { MTH_CLUSTERING_ADABOOST::DeleteCells(boosting.GetCells()); }
+  const MTH_CLUSTERING_ADABOOST& boosting;
+};
+
 void RecordError(Group& group) {
   std::size_t wrong = 0;
   for (std::size_t i = 0; i < group.scores.size(); ++i)
@@ -105,6 +114,7 @@ Outcome TrainAndTest(const Samples& samples, const Options& options) {
   const auto testFeatures = FeatureMatrix(samples, outcome.heldOut);
   MTH_CLUSTERING_TREE tree(options.depth);
   MTH_CLUSTERING_ADABOOST boosting(features.get(), labels.get(), 1, &tree);
+  const CellsOwner owner(boosting);
   const Training train = TrainingOf(options.variant);
   const bool tests = !outcome.heldOut.samples.empty();
   for (int round = 0; round < options.rounds; ++round) {

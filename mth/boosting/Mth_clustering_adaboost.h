@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "mth/Mth_pointer_list.h"
+#include "mth/Mth_stop_reason.h"
 #include "mth/boosting/Mth_clustering_tree.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "std/Std_export.h"
@@ -12,8 +13,11 @@
 /// tree and gives every cell a confidence; the score of a sample is the sum of the confidences of the cells
 /// that hold it, and its sign is the class.
 ///
-/// Ownership: the object owns the cells that it has trained. The features, the labels, the tree and a list of
-/// cells that a training starts from are borrowed and must live as long as they are used.
+/// Ownership: the features, the labels and the tree are borrowed and must live as long as they are used. The
+/// cells are the host's, by intention: the destructor frees the confidences only, so that a host can keep
+/// GetCells() and GetConfidences() beyond the object and start another training from them. What the object
+/// holds at its end, when it is assigned to, or when it adopts another list, is the host's to delete with
+/// DeleteCells; only a cold start deletes the list that the object holds, adopted or not, with its cells.
 /// @see  Schapire & Singer, Improved Boosting Algorithms Using Confidence-rated Predictions, Machine
 ///       Learning 37 (1999); Friedman, Hastie & Tibshirani, Additive Logistic Regression, The Annals of
 ///       Statistics 28 (2000); Vezhnevets & Vezhnevets, Modest AdaBoost, Graphicon (2005).
@@ -27,26 +31,39 @@ class MTH_EXPORT MTH_CLUSTERING_ADABOOST {
   /// @param tree      the model of the weak learner's nodes, whose depth is that of each round's tree;
   ///                  borrowed.
   MTH_CLUSTERING_ADABOOST(MTH_MATRIX* features, MTH_MATRIX* labels, int rounds, MTH_CLUSTERING_TREE* tree);
+  /// A deep copy: cells, parents and confidences of its own, the same borrowed matrices and tree, and NotRun
+  /// as its stop reason. Without memory it is untrained.
+  MTH_CLUSTERING_ADABOOST(const MTH_CLUSTERING_ADABOOST& other);
+  /// Takes everything over; `other` then holds no cells and is untrained.
+  MTH_CLUSTERING_ADABOOST(MTH_CLUSTERING_ADABOOST&& other) noexcept;
+  /// A deep copy; the cells held so far are left to the host. Without memory nothing is changed.
+  MTH_CLUSTERING_ADABOOST& operator=(const MTH_CLUSTERING_ADABOOST& other);
+  /// Takes everything over; the cells held so far are left to the host.
+  MTH_CLUSTERING_ADABOOST& operator=(MTH_CLUSTERING_ADABOOST&& other) noexcept;
+  /// Deletes no cells.
   ~MTH_CLUSTERING_ADABOOST();
-  MTH_CLUSTERING_ADABOOST(const MTH_CLUSTERING_ADABOOST&) = delete;
-  MTH_CLUSTERING_ADABOOST& operator=(const MTH_CLUSTERING_ADABOOST&) = delete;
+  /// Deletes a list of cells with the cells; null is ignored.
+  static void DeleteCells(CELLS* cells);
 
   /// Trains with the confidence 1/2 ln((W+ + e) / (W- + e)), e = 2.2204e-16, where W+ and W- are the weights
   /// of the positive and the negative samples of a cell. A cell without weight is skipped, as in every
-  /// variant; when the scores of separable classes grow so far that no sample has any weight left, the
-  /// remaining rounds therefore add nothing.
+  /// variant. Where exp(-label score) is too large or too small for a double in so many samples that the
+  /// weights have no finite sum above 0, their largest exponent is taken out first, which leaves their ratios
+  /// as they are; a confidence that is not finite is never chosen.
   ///
   /// A cold start (null `cells`) begins with equal weights and without cells. A warm start goes on from a
   /// former training, with the results of one longer training bit for bit: the object adopts `cells`, to
   /// which it will append, and `confidences`.
   /// @param confidences  one for each of `cells`; of fewer the missing ones are 0. Not read in a cold start.
-  /// @param cells        the cells to go on from, usually GetCells() of the former training; borrowed. Cells
-  ///                     that this object appends live as long as it does, or until its next cold start.
+  /// @param cells        the cells to go on from, usually GetCells() of a former training.
   /// @param scores       one running score for each sample. In a warm start its values are where the training
   ///                     goes on, in a cold start it is zeroed first; it holds the scores afterwards. Null:
   ///                     an array of the object's own, which a warm start fills by Classify.
-  /// @return  false when features, labels or tree are null or do not fit (MTH_CLUSTERING_TREE::DoTraining),
-  ///          with nothing changed; false without memory, with the cells selected so far.
+  /// @return  true after all rounds, and after whole rounds when the display asked to cancel; false when
+  /// features,
+  ///          labels or tree are null or do not fit (MTH_CLUSTERING_TREE::DoTraining), when a label is
+  ///          neither +1 nor -1, or when a warm start's scores are not finite, all with nothing changed;
+  ///          false without memory, with the cells selected so far. GetStopReason tells them apart.
   bool RealAdaBoostClustering(std::vector<double> confidences, CELLS* cells, double* scores);
   /// Trains as RealAdaBoostClustering, with the confidence W+ (1 - V+) - W- (1 - V-), where V+ and V- are the
   /// cell's parts of the inverted weights, 1 / weight scaled to sum 1. A cell whose confidence contradicts
@@ -58,25 +75,30 @@ class MTH_EXPORT MTH_CLUSTERING_ADABOOST {
   /// @return  a new array, owned by the caller, with the score of each column of `features`; null after a
   ///          message when no training has run; null when `features` is null, unallocated or not of doubles,
   ///          or without memory.
-  double* Classify(MTH_MATRIX* features);
+  double* Classify(MTH_MATRIX* features) const;
 
-  /// The selected cells in order of selection; null until a training has run. The list is the object's, or
-  /// the one that a warm start adopted.
+  /// The selected cells in order of selection; null until a training has run. A list that a warm start
+  /// adopted is the very one that it was given.
   CELLS* GetCells() const { return cells_; }
   /// One confidence per cell, in the same order.
   const std::vector<double>& GetConfidences() const { return confidences_; }
+  /// How the last training ended: Converged after all rounds, IterationCap when none were allowed, Cancelled,
+  /// NoMemory, BadInput, or NotFinite for scores that are no numbers; NotRun before the first one.
+  MTH_STOP_REASON GetStopReason() const { return stopReason_; }
 
  private:
   struct Boosting;
 
   template <class Rule>
   bool Train(Rule rule, std::vector<double>& confidences, CELLS* cells, double* scores);
-  void StartCold();
-  void Adopt(std::vector<double>& confidences, CELLS* cells);
-  void Select(std::unique_ptr<MTH_CLUSTERING_TREE> cell, double confidence);
   template <class Rule>
-  bool RunRound(Rule rule, Boosting& boosting);
-  void AddScores(const MTH_MATRIX& features, double* scores) const;
+  MTH_STOP_REASON StartAndRun(Rule rule, std::vector<double>& confidences, CELLS* cells, double* scores);
+  template <class Rule>
+  MTH_STOP_REASON RunRounds(Rule rule, Boosting& boosting);
+  template <class Rule>
+  MTH_STOP_REASON RunRound(Rule rule, Boosting& boosting);
+  void StartCold();
+  void Select(std::unique_ptr<MTH_CLUSTERING_TREE> cell, double confidence);
 
   int rounds_;
   MTH_MATRIX* features_;
@@ -84,6 +106,5 @@ class MTH_EXPORT MTH_CLUSTERING_ADABOOST {
   MTH_CLUSTERING_TREE* tree_;
   CELLS* cells_ = nullptr;
   std::vector<double> confidences_;
-  std::unique_ptr<CELLS> ownList_;
-  std::vector<std::unique_ptr<MTH_CLUSTERING_TREE>> ownCells_;
+  MTH_STOP_REASON stopReason_ = MTH_STOP_REASON::NotRun;
 };

@@ -44,7 +44,7 @@ void MTH_CLUSTERING_TREE::SetParent(MTH_CLUSTERING_TREE* const parent) {
 double MTH_CLUSTERING_TREE::DoTraining(MTH_CLUSTERING_TREE* /*tree*/, MTH_MATRIX* const features,
                                        MTH_MATRIX* const labels, double* const weights,
                                        MTH_CLUSTERING_TREE* const parent, MTH_CLUSTERING_TREE* const left,
-                                       MTH_CLUSTERING_TREE* const right) {
+                                       MTH_CLUSTERING_TREE* const right) const {
   constexpr double kFailure = -1.0;
   if (!TreeTraining::Accepts(features, labels) || weights == nullptr || left == nullptr || right == nullptr) {
     return kFailure;
@@ -68,7 +68,7 @@ double MTH_CLUSTERING_TREE::DoTraining(MTH_CLUSTERING_TREE* /*tree*/, MTH_MATRIX
 MTH_POINTER_LIST<MTH_CLUSTERING_TREE>* MTH_CLUSTERING_TREE::Train(MTH_CLUSTERING_TREE* const tree,
                                                                   MTH_MATRIX* const features,
                                                                   MTH_MATRIX* const labels,
-                                                                  double* const weights) {
+                                                                  double* const weights) const {
   if (tree == nullptr || weights == nullptr || !TreeTraining::Accepts(features, labels)) return nullptr;
   try {
     TreeTraining training(*features, *labels);
@@ -85,7 +85,7 @@ MTH_POINTER_LIST<MTH_CLUSTERING_TREE>* MTH_CLUSTERING_TREE::Train(MTH_CLUSTERING
   }
 }
 
-int* MTH_CLUSTERING_TREE::CalculOutput(MTH_CLUSTERING_TREE* const node, MTH_MATRIX* const features) {
+int* MTH_CLUSTERING_TREE::CalculOutput(MTH_CLUSTERING_TREE* const node, MTH_MATRIX* const features) const {
   if (node == nullptr || features == nullptr || features->GetEDataAddress() == nullptr) return nullptr;
   auto isMember = mth_internal::NewArray<int>(features->GetNbCols());
   if (!isMember) return nullptr;

@@ -50,7 +50,7 @@ class MTH_EXPORT MTH_CLUSTERING_TREE {
   ///          `left` or `right` is null, when a matrix is unallocated or empty, when the features are not
   ///          doubles, when there are fewer labels than samples, or without memory.
   double DoTraining(MTH_CLUSTERING_TREE* tree, MTH_MATRIX* features, MTH_MATRIX* labels, double* weights,
-                    MTH_CLUSTERING_TREE* parent, MTH_CLUSTERING_TREE* left, MTH_CLUSTERING_TREE* right);
+                    MTH_CLUSTERING_TREE* parent, MTH_CLUSTERING_TREE* left, MTH_CLUSTERING_TREE* right) const;
 
   /// Grows the cells of one round of boosting. All samples are split once; then, level by level up to the
   /// depth of `tree`, every leaf whose error is not 0 is split again, unless one side would hold no sample:
@@ -63,13 +63,13 @@ class MTH_EXPORT MTH_CLUSTERING_TREE {
   ///          leaf stands first. Deleting every cell of the list deletes the tree. Null where DoTraining
   ///          answers -1, and when `tree` is null.
   MTH_POINTER_LIST<MTH_CLUSTERING_TREE>* Train(MTH_CLUSTERING_TREE* tree, MTH_MATRIX* features,
-                                               MTH_MATRIX* labels, double* weights);
+                                               MTH_MATRIX* labels, double* weights) const;
 
   /// @return  a new array, owned by the caller, with 1 for each column of `features` that satisfies the
   ///          conditions of `node` and of its parents, else 0; null when an argument is null, the matrix is
   ///          unallocated or not of doubles, or without memory. A condition on a feature that the matrix does
   ///          not have is satisfied by no column.
-  int* CalculOutput(MTH_CLUSTERING_TREE* node, MTH_MATRIX* features);
+  int* CalculOutput(MTH_CLUSTERING_TREE* node, MTH_MATRIX* features) const;
 
  private:
   void LeaveParent();

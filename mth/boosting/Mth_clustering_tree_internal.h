@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <vector>
@@ -66,8 +67,10 @@ class TreeTraining {
   double ThresholdAfter(std::size_t feature, const Samples& order, std::size_t group) const;
   Split BestSplit(const std::vector<Samples>& orders, const double* weights);
 
-  Leaf MakeSide(const MTH_CLUSTERING_TREE& tree, const Split& split, bool isLeft, const Samples& candidates,
+  Leaf MakeLeaf(std::unique_ptr<MTH_CLUSTERING_TREE> node, const Samples& candidates,
                 const double* weights) const;
+  std::array<Leaf, 2> MakeSides(const MTH_CLUSTERING_TREE& tree, const Split& split,
+                                const Samples& candidates, const double* weights) const;
   bool SplitAgain(const MTH_CLUSTERING_TREE& tree, const double* weights, bool isLastLevel, Leaf leaf,
                   Leaves* leaves);
   bool GrowLevel(const MTH_CLUSTERING_TREE& tree, const double* weights, bool isLastLevel, Leaves* leaves);

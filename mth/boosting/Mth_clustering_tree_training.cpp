@@ -184,23 +184,34 @@ TreeTraining::Split TreeTraining::FindSplit(const double* const weights) {
   return BestSplit(all_.orders, weights);
 }
 
-TreeTraining::Leaf TreeTraining::MakeSide(const MTH_CLUSTERING_TREE& tree, const Split& split,
-                                          const bool isLeft, const Samples& candidates,
-                                          const double* const weights) const {
-  Leaf side;
-  side.node = std::make_unique<MTH_CLUSTERING_TREE>(tree);
-  side.node->SetFeature(static_cast<int>(split.feature));
-  isLeft ? side.node->SetUpperBound(split.threshold) : side.node->SetLowerBound(split.threshold);
+// The leaf of those candidates that meet the node's conditions.
+TreeTraining::Leaf TreeTraining::MakeLeaf(std::unique_ptr<MTH_CLUSTERING_TREE> node,
+                                          const Samples& candidates, const double* const weights) const {
+  Leaf leaf;
+  leaf.node = std::move(node);
   double ofClass[2] = {0.0, 0.0};
   for (const int candidate : candidates) {
     const auto sample = static_cast<std::size_t>(candidate);
-    if (!Contains(*side.node, features_, sample)) continue;
-    side.members.push_back(candidate);
+    if (!Contains(*leaf.node, features_, sample)) continue;
+    leaf.members.push_back(candidate);
     ofClass[static_cast<std::size_t>(isPositive_[sample])] += weights[sample];
   }
-  side.weight = ofClass[0] + ofClass[1];
-  side.error = std::min(ofClass[0], ofClass[1]);
-  return side;
+  leaf.weight = ofClass[0] + ofClass[1];
+  leaf.error = std::min(ofClass[0], ofClass[1]);
+  return leaf;
+}
+
+// The left and the right side of a split; their nodes are copies of `tree`, its parent and bounds included.
+std::array<TreeTraining::Leaf, 2> TreeTraining::MakeSides(const MTH_CLUSTERING_TREE& tree, const Split& split,
+                                                          const Samples& candidates,
+                                                          const double* const weights) const {
+  auto left = std::make_unique<MTH_CLUSTERING_TREE>(tree);
+  auto right = std::make_unique<MTH_CLUSTERING_TREE>(tree);
+  left->SetFeature(static_cast<int>(split.feature));
+  right->SetFeature(static_cast<int>(split.feature));
+  left->SetUpperBound(split.threshold);
+  right->SetLowerBound(split.threshold);
+  return {MakeLeaf(std::move(left), candidates, weights), MakeLeaf(std::move(right), candidates, weights)};
 }
 
 // Appends the two sides of a leaf to `leaves`, or the leaf itself when it is final.
@@ -208,8 +219,7 @@ bool TreeTraining::SplitAgain(const MTH_CLUSTERING_TREE& tree, const double* con
                               const bool isLastLevel, Leaf leaf, Leaves* const leaves) {
   if (!leaf.isFinal && leaf.error != 0.0) {
     const Split split = BestSplit(leaf.orders, weights);
-    Leaf left = MakeSide(tree, split, true, leaf.members, weights);
-    Leaf right = MakeSide(tree, split, false, leaf.members, weights);
+    auto [left, right] = MakeSides(tree, split, leaf.members, weights);
     if (!left.members.empty() && !right.members.empty()) {
       const bool isCarried =
           isLastLevel || (CarryOrders(leaf.orders, &left) && CarryOrders(leaf.orders, &right));
@@ -242,8 +252,7 @@ bool TreeTraining::GrowLevel(const MTH_CLUSTERING_TREE& tree, const double* cons
 bool TreeTraining::Grow(const MTH_CLUSTERING_TREE& tree, const double* const weights, Cells* const cells) {
   const Split split = FindSplit(weights);
   Leaves leaves;
-  leaves.push_back(MakeSide(tree, split, true, all_.members, weights));
-  leaves.push_back(MakeSide(tree, split, false, all_.members, weights));
+  for (Leaf& side : MakeSides(tree, split, all_.members, weights)) leaves.push_back(std::move(side));
   const bool isDone = leaves[0].weight == 0.0 || leaves[1].weight == 0.0 || tree.GetDepth() < 2;
   for (Leaf& leaf : leaves) {
     if (!isDone && !CarryOrders(all_.orders, &leaf)) return false;

@@ -1,11 +1,18 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <limits>
+#include <random>
+#include <set>
+#include <string>
+#include <type_traits>
+#include <utility>
 
 #include "boosting/boosting_cases.h"
-#include "mth/boosting/Mth_clustering_adaboost.h"
+#include "mth/core/Mth_instruction_set_internal.h"
 #include "support/allocation_faults.h"
+#include "support/cancelling_display.h"
 #include "support/recording_display.h"
 
 namespace {
@@ -14,6 +21,7 @@ using mth_test::LabelledSamples;
 using mth_test::Matrix;
 using mth_test::MembersOf;
 using mth_test::NodePtr;
+using mth_test::OwningBoosting;
 
 using Training = bool (MTH_CLUSTERING_ADABOOST::*)(std::vector<double>, mth_test::CellList*, double*);
 
@@ -47,7 +55,7 @@ const Variant kVariants[] = {
      }},
 };
 
-std::vector<double> ScoresOf(MTH_CLUSTERING_ADABOOST& boosting, MTH_MATRIX& features) {
+std::vector<double> ScoresOf(const MTH_CLUSTERING_ADABOOST& boosting, MTH_MATRIX& features) {
   const std::unique_ptr<double[]> scores(boosting.Classify(&features));
   return scores ? std::vector<double>(scores.get(), scores.get() + features.GetNbCols())
                 : std::vector<double>();
@@ -112,7 +120,7 @@ TEST(AdaBoost, TrainsLikeTheFrameWrittenOutBitForBit) {
       MTH_CLUSTERING_TREE tree(3);
       const LiteralModel expected = BoostLiterally(variant, samples, tree, kRounds);
       rejected += expected.rejected;
-      MTH_CLUSTERING_ADABOOST boosting(&samples.features, &samples.labels, kRounds, &tree);
+      OwningBoosting boosting(&samples.features, &samples.labels, kRounds, &tree);
       std::vector<double> scores(120, -5.0);
       ASSERT_TRUE((boosting.*variant.train)({}, nullptr, scores.data())) << variant.name;
       EXPECT_EQ(boosting.GetConfidences(), expected.confidences) << variant.name;
@@ -140,7 +148,7 @@ TEST(AdaBoost, GivesTheConfidencesWorkedOutByHand) {
         Case{kVariants[2], separable, {0.25, -0.25}}, Case{kVariants[0], mixed, {0.0, -pure}},
         Case{kVariants[1], mixed, {0.0, -1.0}}, Case{kVariants[2], mixed, {0.0, -0.25}}}) {
     MTH_CLUSTERING_TREE tree(3);
-    MTH_CLUSTERING_ADABOOST boosting(&each.samples.features, &each.samples.labels, 1, &tree);
+    OwningBoosting boosting(&each.samples.features, &each.samples.labels, 1, &tree);
     ASSERT_TRUE((boosting.*each.variant.train)({}, nullptr, nullptr));
     ASSERT_EQ(boosting.GetConfidences().size(), each.confidences.size()) << each.variant.name;
     for (std::size_t i = 0; i < each.confidences.size(); ++i) {
@@ -153,7 +161,7 @@ TEST(AdaBoost, NeverIncreasesTheExponentialLossOfTheRealVariant) {
   for (const int distinctValues : {0, 8}) {
     LabelledSamples samples = mth_test::NoisySamples(4, 300, distinctValues, 21);
     MTH_CLUSTERING_TREE tree(2);
-    MTH_CLUSTERING_ADABOOST boosting(&samples.features, &samples.labels, 1, &tree);
+    OwningBoosting boosting(&samples.features, &samples.labels, 1, &tree);
     std::vector<double> scores(300);
     double former = 300.0;  // of scores 0
     for (int round = 0; round < 25; ++round) {
@@ -173,18 +181,21 @@ TEST(AdaBoost, WarmStartGoesOnBitForBit) {
   for (const Variant& variant : kVariants) {
     LabelledSamples samples = mth_test::NoisySamples(3, 90, 0, 4);
     MTH_CLUSTERING_TREE tree(3);
-    MTH_CLUSTERING_ADABOOST atOnce(&samples.features, &samples.labels, 7, &tree);
+    OwningBoosting atOnce(&samples.features, &samples.labels, 7, &tree);
     std::vector<double> expected(90);
     ASSERT_TRUE((atOnce.*variant.train)({}, nullptr, expected.data()));
 
     for (const bool givesScores : {true, false}) {
       std::vector<double> scores(90);
       double* const given = givesScores ? scores.data() : nullptr;
-      MTH_CLUSTERING_ADABOOST first(&samples.features, &samples.labels, 3, &tree);
-      ASSERT_TRUE((first.*variant.train)({}, nullptr, given));
-      MTH_CLUSTERING_ADABOOST second(&samples.features, &samples.labels, 4, &tree);
-      ASSERT_TRUE((second.*variant.train)(first.GetConfidences(), first.GetCells(), given));
-      EXPECT_EQ(second.GetCells(), first.GetCells()) << "the list is adopted";
+      auto first = std::make_unique<MTH_CLUSTERING_ADABOOST>(&samples.features, &samples.labels, 3, &tree);
+      ASSERT_TRUE(((*first).*variant.train)({}, nullptr, given));
+      const std::vector<double> confidences = first->GetConfidences();
+      mth_test::CellList* const cells = first->GetCells();
+      first.reset();  // what it held is the host's
+      OwningBoosting second(&samples.features, &samples.labels, 4, &tree);
+      ASSERT_TRUE((second.*variant.train)(confidences, cells, given));
+      EXPECT_EQ(second.GetCells(), cells) << "the list is adopted";
       EXPECT_EQ(second.GetConfidences(), atOnce.GetConfidences()) << variant.name << givesScores;
       EXPECT_EQ(ScoresOf(second, samples.features), expected) << variant.name << givesScores;
       EXPECT_EQ(scores, givesScores ? expected : std::vector<double>(90)) << variant.name;
@@ -192,46 +203,263 @@ TEST(AdaBoost, WarmStartGoesOnBitForBit) {
   }
 }
 
-// Confidences of separable classes push the scores on until every weight underflows to 0.
-TEST(AdaBoost, KeepsItsModelWhenNoWeightIsLeft) {
+// Confidences of separable classes push the scores on until every weight underflows: their ratios count then.
+TEST(AdaBoost, TrainsOnWhenNoWeightIsLeft) {
   for (const Variant& variant : kVariants) {
     LabelledSamples samples{Matrix({{1, 2, 3, 4}}), Matrix({{-1, -1, 1, 1}}), {}};
     MTH_CLUSTERING_TREE tree(3);
-    MTH_CLUSTERING_ADABOOST boosting(&samples.features, &samples.labels, 4000, &tree);
+    OwningBoosting boosting(&samples.features, &samples.labels, 4000, &tree);
     ASSERT_TRUE((boosting.*variant.train)({}, nullptr, nullptr));
     const std::vector<double> scores = ScoresOf(boosting, samples.features);
+    const double perRound = boosting.GetConfidences()[0];
     for (std::size_t i = 0; i < scores.size(); ++i) {
-      EXPECT_GT(scores[i] * samples.labels.Get(0, static_cast<int>(i)), 700.0) << variant.name;
-      EXPECT_TRUE(std::isfinite(scores[i])) << variant.name;
+      const double margin = scores[i] * samples.labels.Get(0, static_cast<int>(i));
+      EXPECT_NEAR(margin, 4000 * perRound, 1e-9 * margin) << variant.name;
     }
-    EXPECT_LT(boosting.GetCells()->GetCount(), 8000) << variant.name << ": cells without weight are skipped";
+    EXPECT_EQ(boosting.GetCells()->GetCount(), 8000) << variant.name;
   }
 }
 
-TEST(AdaBoost, KeepsItsCellsThroughStartsOfEveryKind) {
+// One label corrected after the scores have grown so far that its weight is beyond every double.
+TEST(AdaBoost, LearnsACorrectedLabelInAWarmStart) {
+  for (const Variant& variant : kVariants) {
+    const int rounds = variant.name == std::string("modest") ? 4000 : 800;
+    LabelledSamples samples = mth_test::NoisySamples(1, 40, 0, 6);
+    for (int i = 0; i < 40; ++i) samples.labels.Set(0, i, samples.features.Get(0, i) > 0.5 ? 1.0 : -1.0);
+    MTH_CLUSTERING_TREE tree(3);
+    MTH_CLUSTERING_ADABOOST first(&samples.features, &samples.labels, rounds, &tree);
+    ASSERT_TRUE((first.*variant.train)({}, nullptr, nullptr));
+    samples.labels.Set(0, 17, -samples.labels.Get(0, 17));
+    OwningBoosting second(&samples.features, &samples.labels, rounds, &tree);
+    const std::vector<double> before = first.GetConfidences();
+    ASSERT_TRUE((second.*variant.train)(before, first.GetCells(), nullptr)) << variant.name;
+    EXPECT_GT(second.GetConfidences().size(), before.size());
+    for (const double confidence : second.GetConfidences()) ASSERT_TRUE(std::isfinite(confidence));
+    const auto marginOf = [&](int i, const MTH_CLUSTERING_ADABOOST& boosting) {
+      return ScoresOf(boosting, samples.features)[static_cast<std::size_t>(i)] * samples.labels.Get(0, i);
+    };
+    MTH_CLUSTERING_ADABOOST former(&samples.features, &samples.labels, 0, &tree);
+    ASSERT_TRUE(former.RealAdaBoostClustering(before, first.GetCells(), nullptr));
+    // Modest inverts the weights, of which only this one is left: it stands still.
+    const bool stands = variant.name == std::string("modest");
+    EXPECT_EQ(marginOf(17, second) > marginOf(17, former), !stands) << variant.name;
+  }
+}
+
+TEST(AdaBoost, ModestWeighsInvertedWeightsOfAnySize) {
+  LabelledSamples samples{Matrix({{1, 2, 3, 4}}), Matrix({{-1, -1, 1, 1}}), {}};
+  MTH_CLUSTERING_TREE tree(1);
+  OwningBoosting boosting(&samples.features, &samples.labels, 1, &tree);
+  auto* const none = new mth_test::CellList;
+  std::vector<double> scores{-745.0, -1.0, 744.0, 1.0};  // weights of 2^-1074 and about, and a half
+  ASSERT_TRUE(boosting.ModestAdaBoostClustering({}, none, scores.data()));
+  ASSERT_EQ(boosting.GetConfidences().size(), 2U);
+  for (const double confidence : boosting.GetConfidences()) {
+    EXPECT_TRUE(std::isfinite(confidence));
+    EXPECT_GT(std::abs(confidence), 0.0);
+  }
+}
+
+TEST(AdaBoost, LeavesItsCellsToTheHostAndDeletesThemInAColdStart) {
   LabelledSamples samples = mth_test::NoisySamples(2, 60, 5, 8);
   MTH_CLUSTERING_TREE tree(2);
-  MTH_CLUSTERING_ADABOOST boosting(&samples.features, &samples.labels, 2, &tree);
+  OwningBoosting boosting(&samples.features, &samples.labels, 2, &tree);
   ASSERT_TRUE(boosting.RealAdaBoostClustering({}, nullptr, nullptr));
   const std::vector<double> once = ScoresOf(boosting, samples.features);
   ASSERT_TRUE(
       boosting.RealAdaBoostClustering({1.0, 2.0}, nullptr, nullptr));  // cold: the confidences are not read
   EXPECT_EQ(ScoresOf(boosting, samples.features), once);
 
-  NodePtr everything = std::make_unique<MTH_CLUSTERING_TREE>(1);
-  mth_test::CellList foreign;
-  foreign.Add(everything.get());
-  foreign.Add(nullptr);
+  auto* const foreign = new mth_test::CellList;
+  foreign->Add(new MTH_CLUSTERING_TREE(1));
+  foreign->Add(nullptr);
   MTH_CLUSTERING_ADABOOST none(&samples.features, &samples.labels, 0, &tree);
-  ASSERT_TRUE(none.RealAdaBoostClustering({0.5}, &foreign, nullptr));
+  ASSERT_TRUE(none.RealAdaBoostClustering({0.5}, foreign, nullptr));
   EXPECT_EQ(ScoresOf(none, samples.features), std::vector<double>(60, 0.5));
   EXPECT_EQ(none.GetConfidences(), (std::vector<double>{0.5, 0.0}));
 
-  ASSERT_TRUE(boosting.GentleAdaBoostClustering({0.5, 0.25}, &foreign, nullptr));
-  EXPECT_GT(foreign.GetCount(), 2);
-  ASSERT_TRUE(boosting.RealAdaBoostClustering({}, nullptr, nullptr));
+  mth_test::CellList* const former = boosting.GetCells();
+  ASSERT_TRUE(boosting.GentleAdaBoostClustering({0.5, 0.25}, foreign, nullptr));
+  EXPECT_GT(foreign->GetCount(), 2);
+  MTH_CLUSTERING_ADABOOST::DeleteCells(former);
+  MTH_CLUSTERING_ADABOOST::DeleteCells(nullptr);
+  ASSERT_TRUE(boosting.RealAdaBoostClustering({}, nullptr, nullptr));  // deletes the adopted list
   EXPECT_EQ(ScoresOf(boosting, samples.features), once);
-  EXPECT_EQ(MembersOf(foreign.Get(2), samples.features).size(), 60U) << "cells in a host's list stay alive";
+}
+
+static_assert(std::is_nothrow_move_constructible_v<MTH_CLUSTERING_ADABOOST> &&
+              std::is_nothrow_move_assignable_v<MTH_CLUSTERING_ADABOOST>);
+
+TEST(AdaBoost, CopiesDeeplyAndMovesWholly) {
+  LabelledSamples samples = mth_test::NoisySamples(3, 60, 0, 8);
+  MTH_CLUSTERING_TREE tree(4);
+  auto original = std::make_unique<OwningBoosting>(&samples.features, &samples.labels, 3, &tree);
+  ASSERT_TRUE(original->RealAdaBoostClustering({}, nullptr, nullptr));
+  const std::vector<double> scores = ScoresOf(*original, samples.features);
+  MTH_CLUSTERING_ADABOOST copy(*original);
+  MTH_CLUSTERING_ADABOOST assigned(nullptr, nullptr, 0, nullptr);
+  assigned = copy;
+  const MTH_CLUSTERING_ADABOOST& same = assigned;
+  assigned = same;
+  for (int c = 0; c < copy.GetCells()->GetCount(); ++c) {
+    std::set<const MTH_CLUSTERING_TREE*> chain;
+    for (auto* node = original->GetCells()->Get(c); node != nullptr; node = node->GetParent())
+      chain.insert(node);
+    for (auto* node = copy.GetCells()->Get(c); node != nullptr; node = node->GetParent())
+      EXPECT_EQ(chain.count(node), 0U);
+  }
+  original.reset();
+  EXPECT_EQ(ScoresOf(copy, samples.features), scores);
+  EXPECT_EQ(ScoresOf(assigned, samples.features), scores);
+  EXPECT_EQ(copy.GetStopReason(), MTH_STOP_REASON::NotRun);
+  ASSERT_TRUE(copy.RealAdaBoostClustering(copy.GetConfidences(), copy.GetCells(), nullptr));
+
+  mth_test::CellList* const cells = copy.GetCells();
+  MTH_CLUSTERING_ADABOOST moved(std::move(copy));
+  EXPECT_EQ(copy.GetCells(), nullptr);  // NOLINT(bugprone-use-after-move): as it is before any training
+  EXPECT_TRUE(copy.GetConfidences().empty());
+  EXPECT_EQ(copy.GetStopReason(), MTH_STOP_REASON::NotRun);
+  EXPECT_EQ(moved.GetCells(), cells);
+  EXPECT_EQ(moved.GetStopReason(), MTH_STOP_REASON::Converged);
+  MTH_CLUSTERING_ADABOOST& itself = moved;
+  moved = std::move(itself);
+  EXPECT_EQ(moved.GetCells(), cells);
+  mth_test::CellList* const left = assigned.GetCells();
+  assigned = std::move(moved);
+  EXPECT_EQ(assigned.GetCells(), cells);
+  MTH_CLUSTERING_ADABOOST::DeleteCells(left);
+
+  int copies = 0;
+  mth_test::ForEachAllocationFault(
+      [&] {
+        const MTH_CLUSTERING_ADABOOST frail(assigned);
+        const bool isWhole =
+            frail.GetCells() != nullptr && frail.GetConfidences() == assigned.GetConfidences();
+        const bool isUntrained = frail.GetCells() == nullptr && frail.GetConfidences().empty();
+        MTH_CLUSTERING_ADABOOST::DeleteCells(frail.GetCells());
+        return isWhole ? 1 : isUntrained ? 0 : -1;
+      },
+      [&](int isCopied) {
+        EXPECT_GE(isCopied, 0);
+        copies += isCopied;
+      });
+  EXPECT_EQ(copies, 1);
+  MTH_CLUSTERING_ADABOOST::DeleteCells(cells);
+}
+
+// Scores by the cells' chains, one sample after the other: bounds on either side, on features that there are
+// not, values that are no numbers, confidences of any kind.
+TEST(AdaBoost, EveryInstructionSetGivesTheScoresOfThePlainLoop) {
+  using mth_internal::InstructionSet;
+  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  std::mt19937 random(3);
+  std::uniform_real_distribution<double> uniform(0.0, 1.0);
+  for (const int samplesCount : {1, 7, 16, 255, 256, 523}) {
+    MTH_MATRIX features = mth_test::FromRule(3, samplesCount, mth_test::kDouble, [&](int, int) {
+      const double value = uniform(random);
+      return value < 0.05 ? kNan : value < 0.1 ? kInfinity : value;
+    });
+    LabelledSamples none{Matrix({{1.0}}), Matrix({{1.0}}), {}};
+    MTH_CLUSTERING_TREE tree(1);
+    OwningBoosting boosting(&none.features, &none.labels, 0, &tree);
+    auto* const cells = new mth_test::CellList;
+    std::vector<double> confidences;
+    for (int c = 0; c < 40; ++c) {
+      MTH_CLUSTERING_TREE* node = nullptr;
+      for (unsigned depth = random() % 4 + 1; depth > 0; --depth) {
+        auto* const child = new MTH_CLUSTERING_TREE(1);
+        child->SetFeature(static_cast<int>(random() % 16 == 0 ? 3 : random() % 3));
+        if (random() % 3 != 0) child->SetUpperBound(0.4 + uniform(random));
+        if (random() % 3 != 0) child->SetLowerBound(0.6 - uniform(random));
+        child->SetParent(node);
+        node = child;
+      }
+      cells->Add(c == 11 ? nullptr : node);
+      if (c == 11) delete node;
+      confidences.push_back(c == 39 && samplesCount == 7 ? kInfinity : uniform(random) - 0.5);
+    }
+    ASSERT_TRUE(boosting.RealAdaBoostClustering(confidences, cells, std::vector<double>{0.0}.data()));
+    std::vector<double> expected(static_cast<std::size_t>(samplesCount));
+    for (int c = 0; c < 40; ++c) {
+      const std::vector<int> isInside = MembersOf(cells->Get(c), features);
+      for (std::size_t i = 0; i < isInside.size(); ++i)
+        expected[i] += confidences[static_cast<std::size_t>(c)] * isInside[i];
+    }
+    for (auto set : {InstructionSet::Baseline, InstructionSet::Avx2, InstructionSet::Avx512}) {
+      const mth_internal::InstructionSetScope scope(set);
+      const std::vector<double> scores = ScoresOf(boosting, features);
+      for (std::size_t i = 0; i < expected.size(); ++i) {
+        ASSERT_TRUE(scores[i] == expected[i] || (std::isnan(scores[i]) && std::isnan(expected[i])))
+            << i << " of " << samplesCount;
+      }
+    }
+  }
+}
+
+TEST(AdaBoost, TellsHowItEndedAndKeepsWholeRounds) {
+  LabelledSamples samples = mth_test::NoisySamples(2, 60, 0, 8);
+  MTH_CLUSTERING_TREE tree(2);
+  for (const Variant& variant : kVariants) {
+    OwningBoosting whole(&samples.features, &samples.labels, 6, &tree);
+    EXPECT_EQ(whole.GetStopReason(), MTH_STOP_REASON::NotRun);
+    std::vector<int> cellsAfter{0};
+    std::vector<double> scores(60);
+    {
+      OwningBoosting stepwise(&samples.features, &samples.labels, 1, &tree);
+      for (int round = 0; round < 6; ++round) {
+        ASSERT_TRUE((stepwise.*variant.train)(stepwise.GetConfidences(), stepwise.GetCells(), scores.data()));
+        cellsAfter.push_back(stepwise.GetCells()->GetCount());
+      }
+    }
+    for (const int firstYes : {1, 2, 4, 6, 99}) {
+      mth_test::CancellingDisplay display(firstYes);
+      ASSERT_TRUE((whole.*variant.train)({}, nullptr, scores.data())) << variant.name;
+      const int rounds = std::min(firstYes, 6);
+      EXPECT_EQ(whole.GetStopReason(),
+                firstYes < 6 ? MTH_STOP_REASON::Cancelled : MTH_STOP_REASON::Converged);
+      EXPECT_EQ(whole.GetCells()->GetCount(), cellsAfter[static_cast<std::size_t>(rounds)]) << firstYes;
+      EXPECT_EQ(ScoresOf(whole, samples.features), scores) << "whole rounds";
+      EXPECT_EQ(display.messages, 0);
+    }
+    OwningBoosting none(&samples.features, &samples.labels, 0, &tree);
+    EXPECT_TRUE((none.*variant.train)({}, nullptr, nullptr));
+    EXPECT_EQ(none.GetStopReason(), MTH_STOP_REASON::IterationCap);
+  }
+}
+
+TEST(AdaBoost, RefusesLabelsAndScoresThatAreNone) {
+  mth_test::RecordingDisplay display;
+  LabelledSamples samples = mth_test::NoisySamples(2, 30, 0, 8);
+  MTH_CLUSTERING_TREE tree(3);
+  OwningBoosting boosting(&samples.features, &samples.labels, 2, &tree);
+  ASSERT_TRUE(boosting.RealAdaBoostClustering({}, nullptr, nullptr));
+  const std::vector<double> confidences = boosting.GetConfidences();
+  mth_test::CellList* const cells = boosting.GetCells();
+  const int count = cells->GetCount();
+  const auto expectUnchanged = [&](MTH_STOP_REASON reason) {
+    EXPECT_EQ(boosting.GetStopReason(), reason);
+    EXPECT_EQ(boosting.GetCells(), cells);
+    EXPECT_EQ(cells->GetCount(), count);
+    EXPECT_EQ(boosting.GetConfidences(), confidences);
+  };
+  for (const double label : {0.0, -2.0, 1.0000001, std::nan("")}) {
+    samples.labels.Set(0, 29, label);
+    for (const Variant& variant : kVariants) {
+      std::vector<double> scores(30, 7.0);
+      EXPECT_FALSE((boosting.*variant.train)({}, nullptr, scores.data())) << label;
+      EXPECT_FALSE((boosting.*variant.train)({1.0}, cells, nullptr)) << label;
+      EXPECT_EQ(scores, std::vector<double>(30, 7.0));
+      expectUnchanged(MTH_STOP_REASON::BadInput);
+    }
+  }
+  samples.labels.Set(0, 29, 1.0);
+  for (const double score : {std::nan(""), std::numeric_limits<double>::infinity()}) {
+    std::vector<double> scores(30, score);
+    EXPECT_FALSE(boosting.GentleAdaBoostClustering(confidences, cells, scores.data()));
+    expectUnchanged(MTH_STOP_REASON::NotFinite);
+  }
+  EXPECT_TRUE(display.messages.empty());
 }
 
 TEST(AdaBoost, RefusesWhatDoesNotFit) {
@@ -253,13 +481,14 @@ TEST(AdaBoost, RefusesWhatDoesNotFit) {
     MTH_CLUSTERING_ADABOOST boosting(each.features, each.labels, 3, each.tree);
     for (const Variant& variant : kVariants) EXPECT_FALSE((boosting.*variant.train)({}, nullptr, nullptr));
     EXPECT_EQ(boosting.GetCells(), nullptr);
+    EXPECT_EQ(boosting.GetStopReason(), MTH_STOP_REASON::BadInput);
     EXPECT_EQ(boosting.Classify(&samples.features), nullptr);
   }
   ASSERT_EQ(display.messages.size(), 6U);
   EXPECT_EQ(display.messages[0], (mth_test::ShownMessage{"L'apprentissage n'a pas été fait!",
                                                          MessageKind::Information, "Information"}));
 
-  MTH_CLUSTERING_ADABOOST boosting(&samples.features, &samples.labels, 2, &tree);
+  OwningBoosting boosting(&samples.features, &samples.labels, 2, &tree);
   ASSERT_TRUE(boosting.RealAdaBoostClustering({}, nullptr, nullptr));
   for (MTH_MATRIX* features : {static_cast<MTH_MATRIX*>(nullptr), &none, &floats}) {
     EXPECT_EQ(boosting.Classify(features), nullptr);
@@ -268,11 +497,18 @@ TEST(AdaBoost, RefusesWhatDoesNotFit) {
   bool lastAnswer = false;
   EXPECT_GT(mth_test::ForEachAllocationFault(
                 [&] {
-                  MTH_CLUSTERING_ADABOOST frail(&samples.features, &samples.labels, 2, &tree);
-                  return frail.ModestAdaBoostClustering({}, nullptr, nullptr);
+                  OwningBoosting frail(&samples.features, &samples.labels, 2, &tree);
+                  const bool isTrained = frail.ModestAdaBoostClustering({}, nullptr, nullptr);
+                  return std::pair(isTrained, frail.GetStopReason());
                 },
-                [&](bool isTrained) { lastAnswer = isTrained; }),
+                [&](const auto& result) {
+                  lastAnswer = result.first;
+                  EXPECT_EQ(result.second,
+                            lastAnswer ? MTH_STOP_REASON::Converged : MTH_STOP_REASON::NoMemory);
+                }),
             20);
+  mth_test::ForEachAllocationFault([&] { return boosting.Classify(&samples.features); },
+                                   [&](double* scores) { delete[] scores; });
   EXPECT_TRUE(lastAnswer);
 }
 

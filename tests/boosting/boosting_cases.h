@@ -4,13 +4,22 @@
 #include <random>
 #include <vector>
 
-#include "mth/boosting/Mth_clustering_tree.h"
+#include "mth/boosting/Mth_clustering_adaboost.h"
 #include "support/matrices.h"
 
 namespace mth_test {
 
 using NodePtr = std::unique_ptr<MTH_CLUSTERING_TREE>;
 using CellList = MTH_POINTER_LIST<MTH_CLUSTERING_TREE>;
+
+/// A boosting that deletes the cells that it holds at its end, as a host has to.
+class OwningBoosting : public MTH_CLUSTERING_ADABOOST {
+ public:
+  using MTH_CLUSTERING_ADABOOST::MTH_CLUSTERING_ADABOOST;
+  OwningBoosting(const OwningBoosting&) = delete;
+  OwningBoosting& operator=(const OwningBoosting&) = delete;
+  ~OwningBoosting() { DeleteCells(GetCells()); }
+};
 
 /// Labelled samples: one row per feature, one column per sample.
 struct LabelledSamples {

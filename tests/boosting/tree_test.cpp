@@ -39,11 +39,15 @@ struct LiteralSplit {
   double error = 0.0;
 };
 
+// Where the searches for the least error start: errors that are not below count as none.
+constexpr double kBelowAllGroups = 100000.0;
+constexpr double kBelowAllFeatures = 10000.0;
+
 // The search written out step by step, each feature sorted with the library's companion sort.
 LiteralSplit FindLiterally(const LabelledSamples& samples) {
   const int n = samples.features.GetNbCols();
   LiteralSplit best;
-  double least = 10000.0;
+  double least = kBelowAllFeatures;
   for (int f = 0; f < samples.features.GetNbRows(); ++f) {
     std::vector<double> values, indices, distinct, positive, negative;
     for (int i = 0; i < n; ++i) {
@@ -63,7 +67,7 @@ LiteralSplit FindLiterally(const LabelledSamples& samples) {
     }
     std::partial_sum(positive.begin(), positive.end(), positive.begin());
     std::partial_sum(negative.begin(), negative.end(), negative.begin());
-    double error[2] = {100000.0, 100000.0};
+    double error[2] = {kBelowAllGroups, kBelowAllGroups};
     std::size_t group[2] = {0, 0};
     for (std::size_t g = 0; g < distinct.size(); ++g) {
       const double errorOf[2] = {positive[g] + negative.back() - negative[g],
@@ -76,8 +80,8 @@ LiteralSplit FindLiterally(const LabelledSamples& samples) {
       }
     }
     const std::size_t polarity = error[1] <= error[0] ? 1 : 0;
-    if (error[polarity] < least) {
-      least = error[polarity];
+    if (f == 0 || error[polarity] < least) {
+      least = std::min(least, error[polarity]);
       const std::size_t k = group[polarity];
       best = {f, (distinct[k] + distinct[std::min(k + 1, distinct.size() - 1)]) * 0.5, error[polarity]};
     }
@@ -101,6 +105,64 @@ TEST(DecisionTree, SplitsWhereTheSearchWrittenOutDoes) {
       EXPECT_EQ(sides->right.GetUpperBound(), kUnbounded);
     }
   }
+}
+
+// Weights so large that errors reach the values that the searches start from: then the first feature, or its
+// first group, stays.
+TEST(DecisionTree, ErrorsBeyondTheStartingValuesAreNotFound) {
+  int beyondFeatures = 0;
+  int beyondGroups = 0;
+  for (unsigned seed = 1; seed <= 30; ++seed) {
+    LabelledSamples samples = mth_test::NoisySamples(3, 40, 6, seed);
+    const double scale = 500.0 * std::pow(1.3, seed);
+    for (double& weight : samples.weights) weight *= scale;
+    const LiteralSplit expected = FindLiterally(samples);
+    beyondFeatures += expected.error >= kBelowAllFeatures && expected.error < kBelowAllGroups ? 1 : 0;
+    beyondGroups += expected.error == kBelowAllGroups ? 1 : 0;
+    const auto sides = Split(samples);
+    EXPECT_EQ(sides->error, expected.error) << seed;
+    EXPECT_EQ(sides->left.GetFeature(), expected.feature) << seed;
+    EXPECT_EQ(sides->left.GetUpperBound(), expected.threshold) << seed;
+  }
+  EXPECT_GT(beyondFeatures, 3);
+  EXPECT_GT(beyondGroups, 3);
+}
+
+// Nodes are copies of the model, its bounds and its parent included; without a parent of the training's own
+// they keep the model's.
+TEST(DecisionTree, NodesAreCopiesOfTheModel) {
+  LabelledSamples samples{Matrix({{1, 2, 3, 4, 5, 6}}), Matrix({{1, 1, -1, -1, 1, -1}}),
+                          std::vector<double>(6, 1.0)};
+  auto* const parent = new MTH_CLUSTERING_TREE(9);
+  parent->SetUpperBound(5.5);
+  MTH_CLUSTERING_TREE model(1);
+  model.SetParent(parent);
+  model.SetFeature(7);
+  const auto cells =
+      mth_test::TakeCells(model.Train(&model, &samples.features, &samples.labels, samples.weights.data()));
+  ASSERT_EQ(cells.size(), 2U);
+  for (const NodePtr& cell : cells) {
+    EXPECT_EQ(cell->GetParent(), parent);
+    EXPECT_EQ(cell->GetDepth(), 1);
+    EXPECT_EQ(cell->GetFeature(), 0);
+    EXPECT_EQ(MembersOf(cell.get(), samples.features)[5], 0) << "the parent's bound holds for the copies";
+  }
+  EXPECT_EQ(model.GetFeature(), 7);
+  EXPECT_EQ(model.GetUpperBound(), kUnbounded);
+
+  MTH_CLUSTERING_TREE left(model);
+  MTH_CLUSTERING_TREE right(2);
+  const MTH_CLUSTERING_TREE& trainer = model;
+  EXPECT_GE(trainer.DoTraining(nullptr, &samples.features, &samples.labels, samples.weights.data(), nullptr,
+                               &left, &right),
+            0.0);
+  EXPECT_EQ(left.GetParent(), parent) << "a null parent leaves the sides theirs";
+  EXPECT_EQ(right.GetParent(), nullptr);
+  auto* const other = new MTH_CLUSTERING_TREE(3);
+  trainer.DoTraining(nullptr, &samples.features, &samples.labels, samples.weights.data(), other, &left,
+                     &right);
+  EXPECT_EQ(left.GetParent(), other);
+  EXPECT_EQ(right.GetParent(), other);
 }
 
 TEST(DecisionTree, FollowsItsRulesForTiesAndPoles) {

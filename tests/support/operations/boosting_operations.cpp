@@ -86,6 +86,7 @@ void AddBoosting(Operations& list) {
              MTH_MATRIX others = Matrix(3, 61, 0, 1330);
              const std::unique_ptr<double[]> classes(t.Run([&] { return trainer.Classify(&others); }));
              t.Count(classes.get(), 61);
+             MTH_CLUSTERING_ADABOOST::DeleteCells(trainer.GetCells());
            }});
     }
   }
