@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <new>
 
 #include "mth/geometry/Mth_point_grid_internal.h"
 
@@ -10,9 +9,11 @@ namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kPointsPerCell = 2.0;
-constexpr int kCrowd = 48;                   // more points than these in a cell get a grid of their own
-constexpr std::int64_t kLooksPerPoint = 32;  // about what sorting a point costs
-constexpr int kNoAxis = -1;
+constexpr std::int64_t kLooksPerPoint = 96;  // about what a tree costs
+constexpr int kLooksPerRow = 2;              // what finding a row of cells costs, in looks at points
+// Box sizes for which no cell number, no volume of the box and no square is out of range.
+constexpr double kSmallestEdge = 1e-150;
+constexpr double kLargestExtent = 1e150;
 // More than the roundings of coordinates, of cell numbers and of distances.
 constexpr double kSlack = 1e-12;
 constexpr double kSlackOfEdge = 1e-6;
@@ -49,9 +50,14 @@ PointGrid::Division::Division(const Vector3* points, int count) : origin(points[
       hasChanged = true;
     }
   }
-  for (int k = 0; k < 3; ++k) {
+  for (int k = 0; IsSafe() && k < 3; ++k) {
     if (divides[k]) cells[k] = static_cast<int>(std::min(extent[k] / edge, static_cast<double>(count))) + 1;
   }
+}
+
+bool PointGrid::Division::IsSafe() const {
+  return edge >= kSmallestEdge && extent[0] <= kLargestExtent && extent[1] <= kLargestExtent &&
+         extent[2] <= kLargestExtent;
 }
 
 PointGrid::Cell PointGrid::Division::CellOf(const Vector3& fromOrigin) const {
@@ -67,7 +73,7 @@ std::int64_t PointGrid::Division::NumberOf(int x, int y, int z) const {
   return (std::int64_t{z} * cells[1] + y) * cells[0] + x;
 }
 
-// A lower bound of the squared distance from the box, along all axes but one.
+// A lower bound of the squared distance from the box, along the axes other than `but`.
 double PointGrid::Division::SquareOutside(const double (&fromOrigin)[3], int but) const {
   double square = 0.0;
   for (int k = 0; k < 3; ++k) {
@@ -83,8 +89,8 @@ PointGrid::PointGrid(const Vector3* points, int count)
       count_(division_.IsPoint() ? 1 : count),
       starts_(division_.CellsCount() + 1),
       sorted_(count_),
-      patience_(kLooksPerPoint * count_) {
-  if (IsUsable()) Sort(points);
+      patience_(division_.IsSafe() ? kLooksPerPoint * count_ : -1) {
+  if (IsUsable() && division_.IsSafe()) Sort(points);
 }
 
 // Counts the points of each cell, then puts them in their places from the last to the first.
@@ -109,21 +115,6 @@ void PointGrid::Sort(const Vector3* points) {
   for (int i = count_ - 1; i >= 0; --i) sorted_[--starts_[numbers ? numbers[i] : numberOf(i)]] = points[i];
 }
 
-// Without memory cells stay as they are.
-void PointGrid::RefineCrowdedCells() {
-  patience_ = std::numeric_limits<std::int64_t>::max();
-  const std::int64_t cells = division_.CellsCount();
-  for (std::int64_t cell = 0; cells > 1 && cell < cells; ++cell) {
-    const int count = starts_[cell + 1] - starts_[cell];
-    if (count <= kCrowd) continue;
-    if (!finer_) finer_.reset(new (std::nothrow) std::unique_ptr<PointGrid>[static_cast<std::size_t>(cells)]);
-    if (!finer_) return;
-    auto& finer = finer_[static_cast<std::size_t>(cell)];
-    finer.reset(new (std::nothrow) PointGrid(sorted_.Get() + starts_[cell], count));
-    if (finer && !finer->IsUsable()) finer.reset();
-  }
-}
-
 // A lower bound of the squared distance from p to all points in cells beyond that ring of cells; infinity
 // when there are none.
 double PointGrid::SquareBeyondRing(const double (&p)[3], const Cell& centre, int ring) const {
@@ -141,31 +132,18 @@ double PointGrid::SquareBeyondRing(const double (&p)[3], const Cell& centre, int
   return square * (1.0 - kSlack);
 }
 
+// The points of a run of cells of one row.
 void PointGrid::SearchCells(const Vector3& p, std::int64_t first, std::int64_t last, double enough,
                             double& best) {
-  if (!finer_) {
-    SearchPoints(p, starts_[first], starts_[last + 1], enough, best);
-    return;
-  }
-  for (std::int64_t cell = first; cell <= last && best > enough; ++cell) {
-    PointGrid* const finer = finer_[static_cast<std::size_t>(cell)].get();
-    if (finer != nullptr) {
-      finer->Search(p, enough, best);
-    } else {
-      SearchPoints(p, starts_[cell], starts_[cell + 1], enough, best);
-    }
-  }
-}
-
-void PointGrid::SearchPoints(const Vector3& p, int first, int last, double enough, double& best) {
-  int i = first;
-  for (; i < last; ++i) {
+  int i = starts_[first];
+  const int end = starts_[last + 1];
+  patience_ -= kLooksPerRow + (end - i);
+  for (; i < end; ++i) {
     const double square = SquaredDistance(p, sorted_[i]);
     if (!(square < best)) continue;
     best = square;
-    if (best <= enough) break;
+    if (best <= enough) return;
   }
-  patience_ -= i - first;
 }
 
 void PointGrid::SearchRing(const Vector3& p, const Cell& centre, int ring, double enough, double& best) {
@@ -192,23 +170,16 @@ void PointGrid::SearchRing(const Vector3& p, const Cell& centre, int ring, doubl
   }
 }
 
-double PointGrid::FindNearestSquare(const Vector3& p, double enough) {
-  double best = kInfinity;
-  Search(p, enough, best);
-  return best;
-}
-
-// Lowers `best` to the nearest square, where that is less.
-void PointGrid::Search(const Vector3& p, double enough, double& best) {
-  if (patience_ < 0) RefineCrowdedCells();
+bool PointGrid::FindNearestSquare(const Vector3& p, double enough, double& square) {
+  square = kInfinity;
   const Vector3 fromOrigin = p - division_.origin;
   const double coordinates[3] = {fromOrigin.x, fromOrigin.y, fromOrigin.z};
   const Cell centre = division_.CellOf(fromOrigin);
-  if (best <= division_.SquareOutside(coordinates, kNoAxis) * (1.0 - kSlack)) return;
-  for (int ring = 0;; ++ring) {
-    SearchRing(p, centre, ring, enough, best);
-    if (best <= enough || best <= SquareBeyondRing(coordinates, centre, ring)) return;
+  for (int ring = 0; patience_ >= 0; ++ring) {
+    SearchRing(p, centre, ring, enough, square);
+    if (square <= enough || square <= SquareBeyondRing(coordinates, centre, ring)) return true;
   }
+  return false;
 }
 
 }  // namespace mth_internal

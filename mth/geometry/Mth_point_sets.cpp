@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <new>
+#include <optional>
 
 #include "mth/geometry/Mth_matrix_chgref.h"
 #include "mth/geometry/Mth_point_grid_internal.h"
+#include "mth/geometry/Mth_point_tree_internal.h"
 #include "mth/geometry/Mth_rigid_map_internal.h"
 
 namespace mth_internal {
@@ -14,82 +17,107 @@ namespace {
 
 constexpr double kNoDistance = -1.0;
 
-// A copy of the caller's points.
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+// A copy of the caller's points: the finite ones in front, and the one that the scans start from.
 class PointSet {
  public:
   template <class At>
-  PointSet(At at, int count) : count_(count), points_(count) {
-    for (int i = 0; points_ && i < count; ++i) points_[i] = ToVector(at(i));
+  PointSet(At at, int count) : count_(count), points_(count), start_(ToVector(at(0))) {
+    if (!points_) return;
+    for (int i = 0; i < count; ++i) points_[i] = ToVector(at(i));
+    finiteCount_ =
+        static_cast<int>(std::partition(points_.Get(), points_.Get() + count, IsFinite) - points_.Get());
   }
   bool IsUsable() const { return static_cast<bool>(points_); }
-  int GetCount() const { return count_; }
-  const Vector3* Get() const { return points_.Get(); }
-  const Vector3& operator[](int i) const { return points_[i]; }
+  Vector3* GetFinite() const { return points_.Get(); }
+  int GetFiniteCount() const { return finiteCount_; }
+  const Vector3& GetStart() const { return start_; }
 
-  // Whether all squares of distances are finite.
-  bool IsModerate() const {
-    constexpr double kLargest = 1e150;
-    return std::all_of(Get(), Get() + count_,
-                       [](const Vector3& p) { return IsFinite(p) && LargestCoordinate(p) < kLargest; });
+  // Whether a point that is not finite has a distance from p that is a number: it is infinite then.
+  bool HasInfiniteDistanceFrom(const Vector3& p) const {
+    return std::any_of(points_.Get() + finiteCount_, points_.Get() + count_,
+                       [&p](const Vector3& q) { return !std::isnan(SquaredDistance(q, p)); });
   }
 
  private:
   int count_;
+  int finiteCount_ = 0;
   WorkArray<Vector3> points_;
+  Vector3 start_;
 };
 
-// The squares of distances, all compared with all: how infinities and NaN are compared is part of the
-// contract.
-double FindNearestSquare(const Vector3& p, const PointSet& set) {
-  double nearest = SquaredDistance(p, set[0]);
-  for (int i = 1; i < set.GetCount(); ++i) {
-    const double square = SquaredDistance(p, set[i]);
-    if (square < nearest) nearest = square;
+// A set with the tree of its finite points, once that is wanted.
+struct SearchedSet {
+  PointSet points;
+  std::optional<PointTree> tree = std::nullopt;
+
+  // Null without memory.
+  const PointTree* GetTree() {
+    if (!tree) tree.emplace(points.GetFinite(), points.GetFiniteCount());
+    return tree->IsUsable() ? &*tree : nullptr;
   }
-  return nearest;
-}
+};
 
-double FindDirectedSquare(const PointSet& from, const PointSet& to) {
-  double largest = FindNearestSquare(from[0], to);
-  for (int i = 1; i < from.GetCount(); ++i) {
-    const double square = FindNearestSquare(from[i], to);
-    if (square > largest) largest = square;
-  }
-  return largest;
-}
-
-double FindSquareByBruteForce(const PointSet& a, const PointSet& b) {
-  const double forth = FindDirectedSquare(a, b);
-  const double back = FindDirectedSquare(b, a);
-  return forth > back ? forth : back;
-}
-
-// The larger of `largest` and the directed squared distance. A point is done with as soon as some neighbour
-// is no farther than that; a sample first finds a value that most points stay below.
-void RaiseToDirectedSquare(const PointSet& from, PointGrid& to, double& largest) {
+// Raises `largest` to the directed squared distance, where that is more; false when the grid gives up. A
+// point is done with as soon as some neighbour is no farther than `largest`; a sample first finds a value
+// that most points stay below.
+bool RaiseByGrid(const PointSet& from, PointGrid& to, double& largest) {
   constexpr int kSampleStep = 61;
   for (const int step : {kSampleStep, 1}) {
-    for (int i = 0; i < from.GetCount(); i += step) {
-      largest = std::max(largest, to.FindNearestSquare(from[i], largest));
+    for (int i = 0; i < from.GetFiniteCount(); i += step) {
+      double square = 0.0;
+      if (!to.FindNearestSquare(from.GetFinite()[i], largest, square)) return false;
+      largest = std::max(largest, square);
     }
   }
+  return true;
+}
+
+// The same for the finite points of both sets, by the grid or, when it gives up, the trees; false without
+// memory.
+bool RaiseToFinite(SearchedSet& from, SearchedSet& to, double& largest) {
+  if (!from.tree || !to.tree) {
+    PointGrid grid(to.points.GetFinite(), to.points.GetFiniteCount());
+    if (!grid.IsUsable()) return false;
+    if (RaiseByGrid(from.points, grid, largest)) return true;
+  }
+  const PointTree* const fromTree = from.GetTree();
+  const PointTree* const toTree = to.GetTree();
+  if (fromTree == nullptr || toTree == nullptr) return false;
+  largest = FindDirectedSquare(*fromTree, *toTree, largest);
+  return true;
+}
+
+// Raises `largest` to the directed squared distance, where that is more, or makes it the NaN that the scans
+// keep; false without memory. A scan of distances starts with the other set's first point, and keeps a NaN
+// there; later ones are passed over. So a point that is not finite is infinitely far from all others, or not
+// a number from the first one on.
+bool Raise(SearchedSet& from, SearchedSet& to, double& largest) {
+  const Vector3& start = to.points.GetStart();
+  if (std::isnan(SquaredDistance(from.points.GetStart(), start))) {
+    largest = kNaN;
+  } else if (from.points.HasInfiniteDistanceFrom(start) || to.points.GetFiniteCount() == 0) {
+    largest = kInfinity;
+  } else {
+    return RaiseToFinite(from, to, largest);
+  }
+  return true;
 }
 
 template <class AtA, class AtB>
 double FindHausdorffDistance(AtA atA, AtB atB, int na, int nb) {
   if (na <= 0 && nb <= 0) return 0.0;
   if (na <= 0 || nb <= 0) return kNoDistance;
-  const PointSet a(atA, na);
-  const PointSet b(atB, nb);
-  if (!a.IsUsable() || !b.IsUsable()) return kNoDistance;
-  if (!a.IsModerate() || !b.IsModerate()) return std::sqrt(FindSquareByBruteForce(a, b));
-  PointGrid gridA(a.Get(), na);
-  PointGrid gridB(b.Get(), nb);
-  if (!gridA.IsUsable() || !gridB.IsUsable()) return kNoDistance;
-  double largest = 0.0;
-  RaiseToDirectedSquare(a, gridB, largest);
-  RaiseToDirectedSquare(b, gridA, largest);
-  return std::sqrt(largest);
+  SearchedSet a{PointSet(atA, na)};
+  SearchedSet b{PointSet(atB, nb)};
+  if (!a.points.IsUsable() || !b.points.IsUsable()) return kNoDistance;
+  double forth = 0.0;
+  if (!Raise(a, b, forth)) return kNoDistance;
+  double back = std::isnan(forth) ? 0.0 : forth;
+  if (!Raise(b, a, back)) return kNoDistance;
+  return std::sqrt(forth > back ? forth : back);
 }
 
 bool HasNullEntry(const MTH_POINTER_LIST<MTH_3D_DOUBLE>& list) {

@@ -40,6 +40,12 @@ inline double Dot(const Vector3& a, const Vector3& b) {
 inline Vector3 Cross(const Vector3& a, const Vector3& b) {
   return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
+/// The square of MTH_3D_DOUBLE::Distance before its root, which keeps the order: the smallest and the largest
+/// distance can be found among the squares.
+inline double SquaredDistance(const Vector3& from, const Vector3& to) {
+  const Vector3 d = to - from;
+  return d.x * d.x + d.y * d.y + d.z * d.z;
+}
 /// Length without overflow or underflow on the way.
 inline double Length(const Vector3& v) {
   return std::hypot(v.x, v.y, v.z);

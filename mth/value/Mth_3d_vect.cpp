@@ -6,7 +6,7 @@
 
 namespace {
 
-// Generic, since some compilers instantiate the scalar product of every member, whatever its constraint.
+// Generic, since some compilers instantiate the product by a number of every member, whatever its constraint.
 template <class T>
 MTH_3D_VECTOR<T>* Scaled(const MTH_3D_VECTOR<T>& v, double factor) {
   const auto scaled = [factor](T component) { return static_cast<T>(component * factor); };
@@ -18,6 +18,9 @@ MTH_3D_VECTOR<T>* Scaled(const MTH_3D_VECTOR<T>& v, double factor) {
 template <class T>
 MTH_3D_VECTOR<T>::MTH_3D_VECTOR(const T x, const T y, const T z)
     : x_(x), y_(y), z_(z), norm_(ComputeNorm()) {}
+
+template <class T>
+MTH_3D_VECTOR<T>::MTH_3D_VECTOR(const MTH_3D_VECTOR& other) : MTH_3D_VECTOR(other.x_, other.y_, other.z_) {}
 
 template <class T>
 MTH_3D_VECTOR<T>::MTH_3D_VECTOR(const MTH_3D_POINT<T>& point)

@@ -23,6 +23,11 @@ class MTH_EXPORT MTH_3D_VECTOR {
   MTH_3D_VECTOR() = default;
   /// The vector of those components.
   MTH_3D_VECTOR(const T x, const T y, const T z);
+  /// The vector of the other's components, with the norm that they have: also that of a default vector, whose
+  /// mark is not copied, and of one that Normalise left with the norm 1.
+  MTH_3D_VECTOR(const MTH_3D_VECTOR& other);
+  /// Takes over components and norm, a default vector's mark included.
+  MTH_3D_VECTOR& operator=(const MTH_3D_VECTOR& other) = default;
   /// The vector from the origin to that point.
   MTH_3D_VECTOR(const MTH_3D_POINT<T>& point);
   /// The vector from the first point to the second.
@@ -41,7 +46,8 @@ class MTH_EXPORT MTH_3D_VECTOR {
   double operator*(const MTH_3D_VECTOR& other) const;
   /// Cross product, this x other.
   [[nodiscard]] MTH_3D_VECTOR* operator^(const MTH_3D_VECTOR& other) const;
-  /// Component-wise this minus other. Only vectors of doubles have it, as they alone have a scalar product.
+  /// Component-wise this minus other. Only vectors of doubles have it, as they alone have the
+  /// product by a number.
   [[nodiscard]] MTH_3D_VECTOR* operator-(const MTH_3D_VECTOR& other) const requires std::same_as<T, double>;
   /// Each component times the factor.
   [[nodiscard]] MTH_3D_VECTOR* operator*(const double factor) const requires std::same_as<T, double>;

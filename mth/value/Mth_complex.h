@@ -40,8 +40,10 @@ class MTH_EXPORT MTH_COMPLEX {
   /// the left half-plane it is not corrected by pi, except for exactly -1 + 0i, whose argument is pi.
   /// @return  0 for 0 + 0i.
   double phase() const;
-  /// Principal square root. Where module + real underflows to 0 beside an imaginary part that is not 0, the
-  /// imaginary part of the result is infinite.
+  /// Principal square root, by the formula of half the sum of modulus and real part. With a negative real
+  /// part a that sum cancels: digits go as |b / a| falls, b being the imaginary part, and from about 1e-8 on,
+  /// unless b is 0, the sum is 0 and the imaginary part of the result infinite. Nothing guards it, by
+  /// intention.
   [[nodiscard]] MTH_COMPLEX* sqrt_complex() const;
   /// Square.
   [[nodiscard]] MTH_COMPLEX* sqr_complex() const;

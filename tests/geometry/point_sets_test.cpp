@@ -81,6 +81,8 @@ TEST(HausdorffDistance, EqualsBruteForceToTheLastBit) {
                                     Cloud(100, {0, 0, 0}, {1e160, 1, 1}, 8),
                                     Joined(cube, {{1e6, 0, 0}}),
                                     Joined(Cloud(300, {0, 0, 0}, {1e-5, 1e-5, 1e-5}, 9), {{7, 7, 7}}),
+                                    Cloud(60, {0, 0, 0}, {1e-320, 1e-321, 0}, 10),
+                                    Cloud(60, {1e300, 0, 0}, {1e307, 1e308, 1}, 11),
                                     lattice,
                                     Points(50, MTH_3D_DOUBLE(1, 2, 3)),
                                     {{3, 4, 0}}};
@@ -95,8 +97,16 @@ TEST(HausdorffDistance, EqualsBruteForceToTheLastBit) {
   }
 }
 
-// Clusters that one regular grid cannot divide: with outliers in both sets, far from each other, nested, and
-// of points that are all the same. The searches take long enough for crowded cells to be divided again.
+// The edge of a cell would underflow to 0.
+TEST(HausdorffDistance, OfSubnormalCoordinates) {
+  Points points;
+  for (int i = 0; i < 8; ++i) points.emplace_back((i % 3) * std::numeric_limits<double>::denorm_min(), 0, 0);
+  EXPECT_EQ(Distance(points, points), 0.0);
+}
+
+// Sets that one regular grid cannot divide: lines that cross, spheres about one centre, clusters with
+// outliers in both sets, far from each other, nested, and points that are all the same. The searches take
+// long enough for the grid to give up.
 TEST(HausdorffDistance, OfCrowdedSetsEqualsBruteForce) {
   const Points outliers = {{1e4, 0, 0}, {-7, 3e3, 2e3}};
   const auto nested = [](unsigned seed) {
@@ -111,6 +121,22 @@ TEST(HausdorffDistance, OfCrowdedSetsEqualsBruteForce) {
   const auto pair = [](unsigned seed) {
     return Joined(Cloud(900, {0, 0, 0}, {1, 1, 1}, seed), Cloud(900, {500, 20, 0}, {1, 1, 1}, seed + 1));
   };
+  const auto line = [](const MTH_3D_DOUBLE& direction, unsigned seed) {
+    Points points = Cloud(1500, {0, 0, 0}, {1, 0, 0}, seed);
+    for (auto& p : points) {
+      const double t = p.GetX();
+      p = {t * direction.GetX(), t * direction.GetY(), t * direction.GetZ()};
+    }
+    return points;
+  };
+  const auto sphere = [](double radius, unsigned seed) {
+    Points points = Cloud(1500, {0, 0, 0}, {1, 1, 1}, seed);
+    for (auto& p : points) {
+      const double scale = radius / p.Distance({0, 0, 0});
+      p = {scale * p.GetX(), scale * p.GetY(), scale * p.GetZ()};
+    }
+    return points;
+  };
   const Points same(1500, MTH_3D_DOUBLE(1, 2, 3));
   std::pair<Points, Points> cases[] = {{Joined(Cloud(1500, {0, 0, 0}, {1, 1, 1}, 1), outliers),
                                         Joined(Cloud(1500, {0, 0, 0}, {1, 1, 1}, 2), outliers)},
@@ -119,7 +145,11 @@ TEST(HausdorffDistance, OfCrowdedSetsEqualsBruteForce) {
                                        {pair(5), pair(7)},
                                        {nested(20), nested(30)},
                                        {Joined(same, outliers), Joined(same, outliers)},
-                                       {Joined(same, pair(9)), pair(11)}};
+                                       {Joined(same, pair(9)), pair(11)},
+                                       {line({1, 1, 0}, 40), line({1, -1, 0}, 41)},
+                                       {line({1, 1, 1}, 42), line({1, -1, 1}, 43)},
+                                       {sphere(1, 44), sphere(2, 45)},
+                                       {{{0, 0, 0}}, sphere(1, 46)}};
   for (auto& sets : cases) {
     Points& a = sets.first;
     Points& b = sets.second;
@@ -137,8 +167,21 @@ TEST(HausdorffDistance, HandlesNotFinitePointsAsTheScansDo) {
   const Points nanFirst = Joined({{kNaN, 0, 0}}, plain);
   const Points nanLast = Joined(plain, {{0, kNaN, 0}});
   const Points infinite = Joined(plain, {{0, 0, kInfinity}});
-  for (const Points& first : {plain, nanFirst, nanLast, infinite}) {
-    for (const Points& second : {plain, nanFirst, nanLast, infinite}) {
+  const Points infiniteFirst = Joined({{0, -kInfinity, 0}}, plain);
+  const std::vector<Points> sets = {plain,
+                                    nanFirst,
+                                    nanLast,
+                                    infinite,
+                                    infiniteFirst,
+                                    Joined(infiniteFirst, infinite),
+                                    Joined(infinite, nanFirst),
+                                    {{kInfinity, 0, 0}},
+                                    {{kInfinity, 0, 0}, {kInfinity, kNaN, 0}},
+                                    {{kInfinity, 0, 0}, {0, 0, kInfinity}},
+                                    {{0, 0, kInfinity}, {kInfinity, 0, 0}, {1, 2, 3}},
+                                    {{kNaN, 0, 0}}};
+  for (const Points& first : sets) {
+    for (const Points& second : sets) {
       Points a = first;
       Points b = second;
       const double expected = BruteForce(a, b);

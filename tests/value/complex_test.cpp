@@ -68,6 +68,39 @@ TEST(Complex, AgreesWithTheStandardLibraryOnTheRightHalfPlane) {
   }
 }
 
+// Every product, sum and quotient rounded on its own, in the order of the formulas: fused products,
+// std::hypot or a reciprocal give other last bits.
+TEST(Complex, RoundsEveryOperationOfItsFormulas) {
+  std::mt19937 engine(15);
+  std::uniform_real_distribution<double> uniform(-2.0, 2.0);
+  const auto times = [](double x, double y) {
+    volatile double product = x * y;
+    return double{product};
+  };
+  const auto plus = [](double x, double y) {
+    volatile double sum = x + y;
+    return double{sum};
+  };
+  using C = std::complex<double>;
+  for (int i = 0; i < 300; ++i) {
+    const double a = uniform(engine);
+    const double b = uniform(engine);
+    const double c = uniform(engine);
+    const double d = uniform(engine);
+    const MTH_COMPLEX z(a, b);
+    const MTH_COMPLEX w(c, d);
+    const double q = plus(times(c, c), times(d, d));
+    EXPECT_EQ(Value(z * w), C(plus(times(a, c), -times(b, d)), plus(times(a, d), times(b, c))));
+    EXPECT_EQ(Value(z / w), C(plus(times(a, c), times(b, d)) / q, plus(times(b, c), -times(a, d)) / q));
+    EXPECT_EQ(Value(z * c), C(times(c, a), times(c, b)));
+    EXPECT_EQ(Value(z.sqr_complex()), C(plus(times(a, a), -times(b, b)), times(times(2.0, a), b)));
+    const double modulus = std::sqrt(plus(times(a, a), times(b, b)));
+    EXPECT_EQ(z.module(), modulus);
+    const double root = std::sqrt(times(plus(modulus, a), 0.5));
+    EXPECT_EQ(Value(z.sqrt_complex()), C(root, b / times(2.0, root)));
+  }
+}
+
 TEST(Complex, PhaseIsTheOneArgumentArctangent) {
   using std::numbers::pi;
   struct Case {
@@ -95,17 +128,12 @@ TEST(Complex, SquareRootOfSpecialValues) {
     double real, imaginary, rootReal, rootImaginary;
   };
   const Case cases[] = {
-      {-4.0, 0.0, 0.0, 2.0},
-      {-4.0, -0.0, 0.0, 2.0},
-      {0.0, 0.0, 0.0, 0.0},
-      {-0.0, 0.0, 0.0, 0.0},
-      {3.0, 4.0, 2.0, 1.0},
-      {3.0, -4.0, 2.0, -1.0},
-      {-3.0, 4.0, 1.0, 2.0},
-      {9.0, 0.0, 3.0, 0.0},
-      {0.0, 2.0, 1.0, 1.0},
-      {-4.0, 1e-200, 0.0, kInfinity},  // m + a underflows: nothing guards it
-      {-4.0, -1e-200, 0.0, -kInfinity},
+      {-4.0, 0.0, 0.0, 2.0},        {-4.0, -0.0, 0.0, 2.0},
+      {0.0, 0.0, 0.0, 0.0},         {-0.0, 0.0, 0.0, 0.0},
+      {3.0, 4.0, 2.0, 1.0},         {3.0, -4.0, 2.0, -1.0},
+      {-3.0, 4.0, 1.0, 2.0},        {9.0, 0.0, 3.0, 0.0},
+      {0.0, 2.0, 1.0, 1.0},         {-4.0, 1e-200, 0.0, kInfinity},  // m + a cancels: nothing guards it
+      {-1.0, 1e-8, 0.0, kInfinity}, {-4.0, -1e-200, 0.0, -kInfinity},
   };
   for (const Case& c : cases) {
     const auto root = Value(MTH_COMPLEX(c.real, c.imaginary).sqrt_complex());

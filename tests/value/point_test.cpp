@@ -112,6 +112,29 @@ TEST(Point, FloatDistancesRoundDifferencesAndSquaresButNotTheirSum) {
   EXPECT_GT(roundingMatters, 100);
 }
 
+// Neither fused nor scaled: std::hypot and fused products give other last bits for some of these.
+TEST(Point, DoubleDistancesRoundEveryOperation) {
+  std::mt19937 engine(12);
+  std::uniform_real_distribution<double> uniform(-100.0, 100.0);
+  int scalingMatters = 0;
+  for (int i = 0; i < 200; ++i) {
+    const double a[] = {uniform(engine), uniform(engine), uniform(engine)};
+    const double b[] = {uniform(engine), uniform(engine), uniform(engine)};
+    volatile double sum = 0.0;
+    for (int k = 0; k < 3; ++k) {
+      volatile double difference = b[k] - a[k];
+      volatile double square = difference * difference;
+      sum = sum + square;
+      if (k == 1) {
+        EXPECT_EQ(MTH_2D_DOUBLE(a[0], a[1]).Distance({b[0], b[1]}), std::sqrt(sum));
+      }
+    }
+    EXPECT_EQ(MTH_3D_DOUBLE(a[0], a[1], a[2]).Distance({b[0], b[1], b[2]}), std::sqrt(sum));
+    scalingMatters += std::sqrt(sum) != std::hypot(b[0] - a[0], b[1] - a[1], b[2] - a[2]);
+  }
+  EXPECT_GT(scalingMatters, 10);
+}
+
 TEST(Point, IntegerDistancesTruncateAndWrap) {
   EXPECT_EQ(MTH_2D_INTEGER(0, 0).Distance({1, 1}), 1);
   EXPECT_EQ(MTH_2D_INTEGER(0, 0).Distance({-2, 2}), 2);       // sqrt(8)

@@ -64,9 +64,16 @@ TYPED_TEST(Vectors, CarryTheirNorm) {
   ExpectVector<T>(V(P(3, -4, 12)), 3, -4, 12, 13);
   ExpectVector<T>(V(P(1, 2, 3), P(4, -2, 15)), 3, -4, 12, 13);
   V assigned;
-  ExpectVector<T>(V(assigned), 0, 0, 0, -1);  // a copy keeps the mark of a length not computed
+  ExpectVector<T>(V(assigned), 0, 0, 0, 0);  // a copy has the norm of its components
   assigned = v;
   ExpectVector<T>(assigned, 3, -4, 12, 13);
+  assigned = V();  // an assignment takes the mark of a length not computed over
+  ExpectVector<T>(assigned, 0, 0, 0, -1);
+  V zero;
+  zero.Normalise();
+  ExpectVector<T>(V(zero), 0, 0, 0, 0);
+  assigned = zero;
+  ExpectVector<T>(assigned, 0, 0, 0, 1);
 }
 
 TYPED_TEST(Vectors, Multiply) {
@@ -107,6 +114,7 @@ TEST(Vector, DoublesSubtractAndScale) {
 TEST(Vector, RoundingsAreThoseOfSeparateOperations) {
   std::mt19937 engine(13);
   std::uniform_real_distribution<float> uniform(-1.0F, 1.0F);
+  int recomputed = 0;
   for (int i = 0; i < 300; ++i) {
     const MTH_3D_VECT_FLOAT f(uniform(engine), uniform(engine), uniform(engine));
     const MTH_3D_VECT_FLOAT g(uniform(engine), uniform(engine), uniform(engine));
@@ -126,7 +134,26 @@ TEST(Vector, RoundingsAreThoseOfSeparateOperations) {
     MTH_3D_VECT_DOUBLE unit = d;
     unit.Normalise();
     ExpectVector(unit, d.GetX() / d.GetNorm(), d.GetY() / d.GetNorm(), d.GetZ() / d.GetNorm(), 1.0);
+    // The norm that a second call divides by is computed anew: it is not the 1 that the first one left.
+    const double norm = MTH_3D_VECT_DOUBLE(unit).GetNorm();
+    recomputed += norm != 1.0;
+    const MTH_3D_POINT<double> before(unit.GetX(), unit.GetY(), unit.GetZ());
+    unit.Normalise();
+    ExpectVector(unit, before.GetX() / norm, before.GetY() / norm, before.GetZ() / norm, 1.0);
+
+    const MTH_3D_VECT_DOUBLE e(1.0 / (2.0 + d.GetX()), d.GetZ() * norm, d.GetX() - 0.1);
+    const auto rounded = [](double a, double b) {
+      volatile double value = a * b;
+      return double{value};
+    };
+    volatile double firstTwo = rounded(d.GetX(), e.GetX()) + rounded(d.GetY(), e.GetY());
+    EXPECT_EQ(d * e, firstTwo + rounded(d.GetZ(), e.GetZ()));
+    const std::unique_ptr<MTH_3D_VECT_DOUBLE> normal(d ^ e);
+    EXPECT_EQ(normal->GetX(), rounded(d.GetY(), e.GetZ()) - rounded(d.GetZ(), e.GetY()));
+    EXPECT_EQ(normal->GetY(), rounded(d.GetZ(), e.GetX()) - rounded(d.GetX(), e.GetZ()));
+    EXPECT_EQ(normal->GetZ(), rounded(d.GetX(), e.GetY()) - rounded(d.GetY(), e.GetX()));
   }
+  EXPECT_GT(recomputed, 30);
 }
 
 TEST(Vector, SquaresMayUnderflowOrOverflow) {
