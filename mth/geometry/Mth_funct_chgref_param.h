@@ -17,7 +17,7 @@ class MTH_EXPORT MTH_FUNCT_CHGREF_PARAM : public MTH_FUNCT {
   /// @param set1, set2  borrowed: kept alive and unchanged by the caller.
   MTH_FUNCT_CHGREF_PARAM(double* start, int count, MTH_3D_DOUBLE* set1, MTH_3D_DOUBLE* set2);
   ~MTH_FUNCT_CHGREF_PARAM() override;
-  /// Mean distance of the rotated first set from the second set; NaN without memory.
+  /// Mean distance of the rotated first set from the second set; NaN without points, sets or memory.
   void Evaluate() override;
 
  private:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <new>
 #include <numbers>
@@ -15,8 +16,16 @@ namespace {
 
 constexpr double kDegrees = 1.0 / 180.0;
 
+// Below it, what is left of the cosine of the second angle is rounding, and the other two angles turn about
+// the same axis.
+constexpr double kGimbalLock = 1e-12;
+
 double ToRadians(double degrees) {
   return degrees * std::numbers::pi * kDegrees;
+}
+
+double ToDegrees(double radians) {
+  return radians * 180.0 * std::numbers::inv_pi;
 }
 
 // Rounding may carry a sine slightly beyond 1.
@@ -55,6 +64,26 @@ void QuaternionOf(const MTH_MATRIX& m, double (&q)[4]) {
   const double norm = std::sqrt(row[0] * row[0] + row[1] * row[1] + row[2] * row[2] + row[3] * row[3]);
   const double scale = std::signbit(row[0]) ? -norm : norm;
   for (int i = 0; i < 4; ++i) q[i] = row[i] / scale;
+}
+
+// The rotation Rz(a) Ry(b) Rx(c), with a zero translation.
+void SetRotationOfRadians(double a, double b, double c, MTH_MATRIX& m) {
+  const double sinA = std::sin(a);
+  const double cosA = std::cos(a);
+  const double sinB = std::sin(b);
+  const double cosB = std::cos(b);
+  const double sinC = std::sin(c);
+  const double cosC = std::cos(c);
+  m.SetIdentity();
+  m.Set(0, 0, cosB * cosA);
+  m.Set(1, 0, cosB * sinA);
+  m.Set(2, 0, -sinB);
+  m.Set(0, 1, -cosC * sinA + sinC * sinB * cosA);
+  m.Set(1, 1, cosC * cosA + sinC * sinB * sinA);
+  m.Set(2, 1, sinC * cosB);
+  m.Set(0, 2, sinC * sinA + cosC * sinB * cosA);
+  m.Set(1, 2, -sinC * cosA + cosC * sinB * sinA);
+  m.Set(2, 2, cosC * cosB);
 }
 
 }  // namespace
@@ -132,23 +161,29 @@ void MTH_MATRIX_CHGREF::SetRef2(MTH_3D_DOUBLE* set) {
 }
 
 void FormRotationMatrix(double a, double b, double c, MTH_MATRIX_CHGREF* m) {
-  if (m == nullptr) return;
-  const double sinA = std::sin(ToRadians(a));
-  const double cosA = std::cos(ToRadians(a));
-  const double sinB = std::sin(ToRadians(b));
-  const double cosB = std::cos(ToRadians(b));
-  const double sinC = std::sin(ToRadians(c));
-  const double cosC = std::cos(ToRadians(c));
-  m->SetIdentity();
-  m->Set(0, 0, cosB * cosA);
-  m->Set(1, 0, cosB * sinA);
-  m->Set(2, 0, -sinB);
-  m->Set(0, 1, -cosC * sinA + sinC * sinB * cosA);
-  m->Set(1, 1, cosC * cosA + sinC * sinB * sinA);
-  m->Set(2, 1, sinC * cosB);
-  m->Set(0, 2, sinC * sinA + cosC * sinB * cosA);
-  m->Set(1, 2, -sinC * cosA + cosC * sinB * sinA);
-  m->Set(2, 2, cosC * cosB);
+  if (m != nullptr) SetRotationOfRadians(ToRadians(a), ToRadians(b), ToRadians(c), *m);
+}
+
+void MTH_MATRIX_CHGREF::SetAnglesRadians(const double* angles) {
+  if (angles == nullptr) return;
+  for (int i = 0; i < 3; ++i) rotation_[i] = ToDegrees(angles[2 - i]);
+  SetRotationOfRadians(angles[2], angles[1], angles[0], *this);
+  for (int i = 0; i < 3; ++i) Set(i, 3, translation_[i]);
+  QuaternionOf(*this, quaternion_);
+  isComputed_ = IsAllocated();
+}
+
+void MTH_MATRIX_CHGREF::GetAnglesRadians(double* angles) const {
+  if (angles == nullptr || !IsAllocated()) return;
+  const double cosine = std::hypot(Get(0, 0), Get(1, 0));
+  angles[1] = std::atan2(-Get(2, 0), cosine);
+  if (cosine > kGimbalLock) {
+    angles[0] = std::atan2(Get(2, 1), Get(2, 2));
+    angles[2] = std::atan2(Get(1, 0), Get(0, 0));
+  } else {
+    angles[0] = std::atan2(-Get(1, 2), Get(1, 1));
+    angles[2] = 0.0;
+  }
 }
 
 void MTH_MATRIX_CHGREF::ComputeFromRotTrans() {
@@ -187,15 +222,16 @@ bool MTH_MATRIX_CHGREF::ChangeRef(MTH_3D_DOUBLE p, MTH_3D_DOUBLE* out) const {
 }
 
 void MTH_MATRIX_CHGREF::ChangeRefCost(bool keep, MTH_3D_DOUBLE* out) {
-  if (!isComputed_ || !IsAllocated() || first_ == nullptr || second_ == nullptr) return;
+  if (!isComputed_ || !IsAllocated()) return;
   const mth_internal::RigidMap map = mth_internal::ReadRigidMap(*this);
+  const bool hasSets = first_ != nullptr && second_ != nullptr;
   double sum = 0.0;
-  for (int i = 0; i < dimension_; ++i) {
+  for (int i = 0; hasSets && i < dimension_; ++i) {
     const MTH_3D_DOUBLE mapped = map(first_[i]);
     sum += mapped.Distance(second_[i]);
     if (keep && out != nullptr) out[i] = mapped;
   }
-  cost_ = dimension_ > 0 ? sum / dimension_ : 0.0;
+  cost_ = hasSets && dimension_ > 0 ? sum / dimension_ : std::numeric_limits<double>::quiet_NaN();
 }
 
 bool MTH_MATRIX_CHGREF::Optimise() {
@@ -216,7 +252,7 @@ void MTH_MATRIX_CHGREF::FromAxisAngle(float* axis, float angle, double* q) const
   if (axis == nullptr || q == nullptr) return;
   const double half = ToRadians(static_cast<double>(angle)) * 0.5;
   const auto sine = static_cast<float>(std::sin(half));
-  q[0] = std::cos(half);
+  q[0] = static_cast<double>(static_cast<float>(std::cos(half)));
   for (int i = 0; i < 3; ++i) q[i + 1] = static_cast<double>(axis[i] * sine);
 }
 
@@ -277,6 +313,7 @@ MTH_MATRIX_CHGREF* MTH_MATRIX_CHGREF::operator*(const MTH_MATRIX_CHGREF& other) 
     }
   }
   product->FillFromMatrix();
+  product->isComputed_ = isComputed_ && other.isComputed_;
   return product.release();
 }
 
@@ -285,5 +322,4 @@ void MTH_MATRIX_CHGREF::FillFromMatrix() {
   for (int i = 0; i < 3; ++i) translation_[i] = Get(i, 3);
   QuaternionOf(*this, quaternion_);
   ExtractAngles();
-  isComputed_ = true;
 }

@@ -70,11 +70,22 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   /// Fills the matrix from the angles. Intended: its translation becomes 0, whatever SetTranslation stored; a
   /// caller who wants it stores its components with Set(i, 3, ...) afterwards.
   void ComputeFromRotTrans();
-  /// Fills the matrix from the quaternion and the stored translation, then extracts the angles.
+  /// Fills the matrix from the quaternion and the stored translation, then extracts the angles. A quaternion
+  /// that is not unit gives the rotation times its sum of squares.
   void ComputeFromQuaternion();
   /// Reads the angles back from the matrix, in radians: the first about x, the second about y, the third
-  /// about z. Not what ComputeFromRotTrans takes, on purpose.
+  /// about z. Not what ComputeFromRotTrans takes, on purpose. Each is an arc sine, in [-pi/2, pi/2]; of a
+  /// matrix that is no rotation, as that of a quaternion that is not unit, sines beyond 1 count as 1.
   void ExtractAngles();
+  /// Fills the matrix with the rotation Rz(angles[2]) Ry(angles[1]) Rx(angles[0]), angles in radians, and the
+  /// stored translation; the quaternion follows. GetRotation then gives the angles as SetRotation would take
+  /// them.
+  void SetAnglesRadians(const double* angles);
+  /// Copies the three angles of the matrix's rotation as SetAnglesRadians takes them, in radians about x, y
+  /// and z: the second in [-pi/2, pi/2], the others in [-pi, pi]. What SetAnglesRadians was given in these
+  /// ranges comes back to rounding; where the second is pi/2 in magnitude only the sum or the difference of
+  /// the others is determined, and the third is 0. Nothing is copied of an unallocated matrix.
+  void GetAnglesRadians(double* angles) const;
   /// The rigid transform that maps the first set to the second with the least squared error, by the
   /// quaternion method: matrix, quaternion, angles (as by ExtractAngles) and translation. Collinear,
   /// coincident and mirrored sets, too, get a proper rotation, not necessarily the only one.
@@ -84,26 +95,37 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   bool ComputeFromSetsByQuaternion();
   /// Makes a and b, of GetDimension() matched points each, the reference sets and computes the transform
   /// between two frames that follow them: the normal of each set's least-squares plane, and the directions of
-  /// three points far apart. The transform is exact when the sets match exactly.
+  /// three points far apart, the first being the one farthest from the mean of a. The transform is exact when
+  /// the sets match exactly; nothing in it is random.
   /// @return  false, with nothing changed, with fewer than 3 points, with a set that is collinear or not
   ///          finite, and when memory runs out.
   bool Initialise(MTH_3D_DOUBLE* a, MTH_3D_DOUBLE* b);
-  /// Initialise on the reference sets, followed by Optimise, whose result is not waited for: it never changes
-  /// the matrix.
+  /// Initialise on the reference sets. Optimise, which never changes the matrix, is left out.
   /// @return  as Initialise.
   bool ComputeByGeometricMethod();
   /// Maps a point. @return false, with `out` unchanged, when the matrix is not computed.
   bool ChangeRef(MTH_3D_DOUBLE p, MTH_3D_DOUBLE* out) const;
-  /// Computes the mean distance of the mapped first set from the second set, for GetCost; 0 without points.
-  /// Nothing happens when the matrix is not computed or a set is missing.
+  /// Computes the mean distance of the mapped first set from the second set, for GetCost; NaN without points
+  /// and when a set is missing. Nothing happens when the matrix is not computed.
   /// @param keep  copies the mapped points to `out`.
   void ChangeRefCost(bool keep, MTH_3D_DOUBLE* out);
   /// Minimises the mean distance of the sets by Powell's method, under a progress window, starting from the
-  /// matrix's first six elements as parameters. Intended: the matrix stays as it was, whatever is found.
+  /// matrix's first six elements as parameters. Intended: the matrix stays as it was, whatever is found. Nor
+  /// does the translation change the cost (MTH_FUNCT_CHGREF_PARAM): a transform with the least mean distance
+  /// is what OptimiseMeanDistance finds.
   /// @return  whether the minimiser lowered the distance; false without sets or memory.
   bool Optimise();
+  /// The rigid transform that maps the first set to the second with the least mean distance, and so hardly
+  /// minds landmarks that are wrong: angles and translation are minimised together by Powell's method, from
+  /// the least-squares answer of all points and from those of subsets without the worst ones, down to half of
+  /// them. Of what these runs find the best is kept: matrix, quaternion, angles (as by ExtractAngles),
+  /// translation and cost. No window is shown; nothing in it is random.
+  /// @return  false, with nothing changed, where ComputeFromSetsByQuaternion is false, and when the display
+  ///          asks to cancel.
+  bool OptimiseMeanDistance();
 
-  /// The quaternion of a turn about a unit axis by an angle in degrees; its vector part is rounded to float.
+  /// The quaternion of a turn about a unit axis by an angle in degrees; sine, cosine and their products with
+  /// the axis are rounded to float.
   void FromAxisAngle(float* axis, float angle, double* q) const;
   /// Divides the quaternion by the square of the sum of its squares, taken in single precision: exact for a
   /// unit quaternion, and intended. A zero quaternion stays.
@@ -119,9 +141,9 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   /// ComputeFromQuaternion, then the matrix column by column in 16 floats, as graphics libraries take it.
   void glMatrixComputeFromQuaternion(float* m);
 
-  /// The product of both matrices: first `other`, then this. A new computed transform with its angles,
-  /// quaternion and translation filled from the product, owned by the caller, of float elements when both
-  /// are; unallocated when an operand is, null without memory.
+  /// The product of both matrices: first `other`, then this. A new transform with its angles, quaternion and
+  /// translation filled from the product, owned by the caller; computed when both operands are, of float
+  /// elements when both are; unallocated when an operand is, null without memory.
   [[nodiscard]] MTH_MATRIX_CHGREF* operator*(const MTH_MATRIX_CHGREF& other) const;
   using MTH_MATRIX::operator*;
 
@@ -139,5 +161,6 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   double cost_ = 0.0;
 };
 
-/// Writes into m the rotation Rz(a) Ry(b) Rx(c), angles in degrees, with a zero translation.
+/// Writes into m the rotation Rz(a) Ry(b) Rx(c), angles in degrees, with a zero translation. Angles,
+/// quaternion, translation and computed flag that m keeps beside its matrix stay as they were.
 MTH_EXPORT void FormRotationMatrix(double a, double b, double c, MTH_MATRIX_CHGREF* m);

@@ -2,14 +2,12 @@
 #include <cmath>
 #include <limits>
 #include <memory>
-#include <optional>
 
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/geometry/Mth_3d_geometry.h"
 #include "mth/geometry/Mth_matched_sums_kernel_internal.h"
 #include "mth/geometry/Mth_matrix_chgref.h"
 #include "mth/geometry/Mth_vector3_internal.h"
-#include "mth/statistics/Mth_random.h"
 #include "mth/value/Mth_complex.h"
 
 // The rigid transform between two sets of matched points.
@@ -89,18 +87,15 @@ int FindFarthest(int count, Measure measure) {
   return farthest;
 }
 
-// Three points far apart: from a random one to the farthest from it, the farthest from that one, and the
-// farthest from the line of both.
-std::optional<Triple> ChooseTriple(const MTH_3D_DOUBLE* points, int count) {
-  const auto candidates = static_cast<short>(std::min<int>(count, std::numeric_limits<short>::max()));
-  short start = 0;
-  if (!Mth_Random_SelectAleat(1, candidates, &start)) return std::nullopt;
-  const auto distanceFrom = [&](int from) {
-    return [points, from](int i) { return Length(ToVector(points[i]) - ToVector(points[from])); };
+// Three points far apart: the farthest from the mean, the farthest from that one, and the farthest from the
+// line of both.
+Triple ChooseTriple(const MTH_3D_DOUBLE* points, int count, const Vector3& mean) {
+  const auto distanceFrom = [points](const Vector3& from) {
+    return [points, from](int i) { return Length(ToVector(points[i]) - from); };
   };
   Triple triple{};
-  triple.a = FindFarthest(count, distanceFrom(start));
-  triple.b = FindFarthest(count, distanceFrom(triple.a));
+  triple.a = FindFarthest(count, distanceFrom(mean));
+  triple.b = FindFarthest(count, distanceFrom(ToVector(points[triple.a])));
   const Vector3 origin = ToVector(points[triple.a]);
   const Vector3 along = ToVector(points[triple.b]) - origin;
   triple.c = FindFarthest(count, [&](int i) { return Length(Cross(along, ToVector(points[i]) - origin)); });
@@ -190,10 +185,9 @@ bool MTH_MATRIX_CHGREF::Initialise(MTH_3D_DOUBLE* a, MTH_3D_DOUBLE* b) {
   if (!IsAllocated() || a == nullptr || b == nullptr || dimension_ < kFewest) return false;
   const MatchedMoments moments = ComputeMatchedMoments(a, b, dimension_);
   if (!AreFinite(moments)) return false;
-  const std::optional<Triple> triple = ChooseTriple(a, dimension_);
-  if (!triple) return false;
-  FramedSet source(a, dimension_, moments.firstMean, *triple);
-  FramedSet target(b, dimension_, moments.secondMean, *triple);
+  const Triple triple = ChooseTriple(a, dimension_, ToVector(moments.firstMean));
+  FramedSet source(a, dimension_, moments.firstMean, triple);
+  FramedSet target(b, dimension_, moments.secondMean, triple);
   if (source.IsCollinear() || target.IsCollinear()) return false;
   if (!source.FitNormal() || !target.FitNormal()) {
     source.TakeNormalOfTriangle();
@@ -215,11 +209,10 @@ bool MTH_MATRIX_CHGREF::Initialise(MTH_3D_DOUBLE* a, MTH_3D_DOUBLE* b) {
   first_ = a;
   second_ = b;
   FillFromMatrix();
+  isComputed_ = true;
   return true;
 }
 
 bool MTH_MATRIX_CHGREF::ComputeByGeometricMethod() {
-  if (!Initialise(first_, second_)) return false;
-  Optimise();
-  return true;
+  return Initialise(first_, second_);
 }

@@ -89,12 +89,10 @@ Orientation Combine(const Vote& first, const Vote& second, const Vote& third) {
 
 // Nearest whole number of degrees, halves away from zero, within what a short holds; NaN gives 0.
 short ToWholeDegrees(double angle) {
-  constexpr double kLargest = std::numeric_limits<short>::max();
-  if (angle >= kLargest) return std::numeric_limits<short>::max();
-  if (angle <= -kLargest) return -std::numeric_limits<short>::max();
-  if (angle >= 0.0) return static_cast<short>(angle + 0.5);
-  if (angle < 0.0) return static_cast<short>(angle - 0.5);
-  return 0;
+  constexpr double kLeast = std::numeric_limits<short>::min();
+  constexpr double kMost = std::numeric_limits<short>::max();
+  if (std::isnan(angle)) return 0;
+  return static_cast<short>(std::clamp(angle >= 0.0 ? angle + 0.5 : angle - 0.5, kLeast, kMost));
 }
 
 void SetName(char (&field)[4], const char* name) {

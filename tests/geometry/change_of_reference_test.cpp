@@ -119,6 +119,13 @@ TEST(ChangeOfReference, KeepsBothAngleConventions) {
     EXPECT_LE(Mapped(m, from).Distance(to), 1e-15) << a << " " << b << " " << c;
   }
   FormRotationMatrix(1, 2, 3, nullptr);
+  for (int i = 0; i < 3; ++i) m.Set(i, 3, 7.0);
+  m.Set(3, 1, 7.0);
+  FormRotationMatrix(1, 2, 3, &m);
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(m.Get(i, 3), i == 3 ? 1.0 : 0.0) << "the translation is cleared";
+    EXPECT_EQ(m.Get(3, i), i == 3 ? 1.0 : 0.0);
+  }
 
   // Radians out: the first about x, the third about z.
   double angles[3];
@@ -136,6 +143,104 @@ TEST(ChangeOfReference, KeepsBothAngleConventions) {
   m.ExtractAngles();
   m.GetRotation(angles);
   for (const double angle : angles) EXPECT_TRUE(std::isfinite(angle)) << "in gimbal lock";
+}
+
+// Radians about x, y and z, in and out.
+TEST(ChangeOfReference, AnglesInRadiansRoundTrip) {
+  double translation[3] = {1, 2, 3};
+  for (const double x : {-3.1, -2.0, -0.4, 0.0, 1.0, 3.0}) {
+    for (const double y : {-1.5, -0.7, 0.0, 0.3, 1.5}) {
+      for (const double z : {-3.0, -1.0, 0.0, 0.2, 2.5}) {
+        SCOPED_TRACE(std::to_string(x) + " " + std::to_string(y) + " " + std::to_string(z));
+        MTH_MATRIX_CHGREF change;
+        change.SetTranslation(translation);
+        const double angles[3] = {x, y, z};
+        change.SetAnglesRadians(angles);
+        double back[3];
+        change.GetAnglesRadians(back);
+        for (int i = 0; i < 3; ++i) EXPECT_NEAR(back[i], angles[i], 1e-14);
+        EXPECT_EQ(Mapped(change, {0, 0, 0}), MTH_3D_DOUBLE(1, 2, 3)) << "the translation stays";
+        MTH_MATRIX_CHGREF inDegrees;
+        FormRotationMatrix(z * 180 / kPi, y * 180 / kPi, x * 180 / kPi, &inDegrees);
+        const MatrixPtr rotation(change.GetExtract(0, 0, 3, 3));
+        const MatrixPtr expected(inDegrees.GetExtract(0, 0, 3, 3));
+        EXPECT_TRUE(mth_test::Near(*rotation, *expected, 1e-14));
+        change.ComputeFromRotTrans();
+        const MatrixPtr recomputed(change.GetExtract(0, 0, 3, 3));
+        EXPECT_TRUE(mth_test::Near(*recomputed, *expected, 1e-14));
+        change.ComputeFromQuaternion();
+        const MatrixPtr ofQuaternion(change.GetExtract(0, 0, 3, 3));
+        EXPECT_TRUE(mth_test::Near(*ofQuaternion, *expected, 1e-14));
+      }
+    }
+  }
+  for (const double side : {-1.0, 1.0}) {  // only one turn about the common axis is left
+    MTH_MATRIX_CHGREF locked;
+    MTH_MATRIX_CHGREF again;
+    const double angles[3] = {0.3, side * kPi / 2, 0.5};
+    double back[3];
+    locked.SetAnglesRadians(angles);
+    locked.GetAnglesRadians(back);
+    EXPECT_EQ(back[2], 0.0);
+    again.SetAnglesRadians(back);
+    EXPECT_TRUE(mth_test::Near(locked, again, 1e-15));
+  }
+  MTH_MATRIX_CHGREF untouched;
+  untouched.SetAnglesRadians(nullptr);
+  untouched.GetAnglesRadians(nullptr);
+  MTH_3D_DOUBLE out;
+  EXPECT_FALSE(untouched.ChangeRef(out, &out));
+}
+
+TEST(ChangeOfReference, QuaternionFunctionsFollowTheirFormulas) {
+  // Sine, cosine and their products with the axis are rounded to float.
+  MTH_MATRIX_CHGREF change;
+  float axis[3] = {0.3F, -0.2F, 0.7F};
+  double q[4];
+  for (const float degrees : {1.0F, 33.3F, 100.0F, -271.5F}) {
+    change.FromAxisAngle(axis, degrees, q);
+    const double half = static_cast<double>(degrees) * kPi / 360.0;
+    EXPECT_NEAR(q[0], std::cos(half), 1e-7);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(q[i], static_cast<double>(static_cast<float>(q[i])));
+    const auto sine = static_cast<float>(std::sin(half));
+    for (int i = 0; i < 3; ++i) EXPECT_NEAR(q[i + 1], static_cast<double>(axis[i] * sine), 1e-7);
+  }
+  // The turn is multiplied from the left: (cos + k sin)(i) = j for a half turn of 45 degrees twice.
+  double i[4] = {0, 1, 0, 0};
+  double k[4] = {0, 0, 0, 1};
+  change.MultQuaternion(k, i);
+  change.GetQuaternion(q);
+  EXPECT_EQ(q[2], 1.0);
+  change.MultQuaternion(i, k);
+  change.GetQuaternion(q);
+  EXPECT_EQ(q[2], -1.0);
+  double values[7] = {0, 1, 0, 0, 0, 0, 0};
+  MTH_MATRIX_CHGREF turned(values);
+  float z[3] = {0.0F, 0.0F, 1.0F};
+  turned.MultQuaternion(z, 180.0F);
+  turned.GetQuaternion(q);
+  EXPECT_NEAR(q[2], 1.0, 1e-7);
+  // The matrix from a quaternion brings the angles with it.
+  double angles[3];
+  double tilted[7] = {std::cos(0.2), std::sin(0.2), 0, 0, 0, 0, 0};
+  MTH_MATRIX_CHGREF aboutX(tilted);
+  aboutX.ComputeFromQuaternion();
+  aboutX.GetRotation(angles);
+  EXPECT_NEAR(angles[0], 0.4, 1e-15);
+}
+
+TEST(ChangeOfReference, ProductsAreComputedWhenBothOperandsAre) {
+  MTH_3D_DOUBLE out;
+  for (const bool isFirstComputed : {false, true}) {
+    for (const bool isSecondComputed : {false, true}) {
+      MTH_MATRIX_CHGREF first;
+      MTH_MATRIX_CHGREF second;
+      first.SetComputed(isFirstComputed);
+      second.SetComputed(isSecondComputed);
+      const ChangePtr product(first * second);
+      EXPECT_EQ(product->ChangeRef({1, 2, 3}, &out), isFirstComputed && isSecondComputed);
+    }
+  }
 }
 
 TEST(ChangeOfReference, IsComputedOnlyUntilItsDataChange) {
@@ -174,6 +279,8 @@ TEST(ChangeOfReference, IsComputedOnlyUntilItsDataChange) {
   change.ChangeRefCost(true, mapped);
   EXPECT_NEAR(change.GetCost(), 1.5, 1e-15);
   EXPECT_LE(mapped[1].Distance({-2, 0, 0}), 1e-15);
+  change.ChangeRefCost(false, mapped + 1);
+  EXPECT_LE(mapped[1].Distance({-2, 0, 0}), 1e-15) << "not kept";
   change.SetComputed(false);
   targets[0] = {100, 0, 0};
   change.ChangeRefCost(false, nullptr);
@@ -248,6 +355,28 @@ TEST(ChangeOfReferenceCost, DependsOnTheAnglesAlone) {
   double near[6] = {80, 3, -4, 0, 0, 0};
   EXPECT_TRUE(cost.ComputeOptimumPowell(near, 100, 1e-5, &iterations, false));
   EXPECT_LE(cost.GetValue(), 1e-2);
+}
+
+// A perfect fit is no answer where there is nothing to fit.
+TEST(ChangeOfReferenceCost, OfNothingIsNotANumber) {
+  MTH_3D_DOUBLE point[1] = {{1, 0, 0}};
+  struct Case {
+    int count;
+    MTH_3D_DOUBLE* first;
+    MTH_3D_DOUBLE* second;
+  };
+  for (const auto& [count, first, second] :
+       {Case{0, point, point}, Case{1, nullptr, point}, Case{1, point, nullptr}, Case{0, nullptr, nullptr}}) {
+    MTH_FUNCT_CHGREF_PARAM cost(nullptr, count, first, second);
+    cost.Evaluate();
+    EXPECT_TRUE(std::isnan(cost.GetValue())) << count;
+    MTH_MATRIX_CHGREF change(count, first, second);
+    change.ChangeRefCost(false, nullptr);
+    EXPECT_EQ(change.GetCost(), 0.0) << "not computed";
+    change.SetComputed(true);
+    change.ChangeRefCost(false, nullptr);
+    EXPECT_TRUE(std::isnan(change.GetCost())) << count;
+  }
 }
 
 TEST(ChangeOfReference, SurvivesMissingMemory) {

@@ -50,6 +50,17 @@ TEST(Lines, RefuseParallelAndDegenerateOnes) {
   EXPECT_EQ(point[0], 7.0);
 }
 
+// Lines are parallel when the denominator is exactly 0, and not before.
+TEST(Lines, ThatAreNearlyParallelHaveTheirSegment) {
+  double line[2][3] = {{0, 0, 0}, {1, 0, 0}};
+  double nearly[2][3] = {{0, 0, 1}, {1, 1e-7, 1}};
+  double segment[2][3];
+  double mu[2];
+  ASSERT_EQ(Mth_3D_ShortSegmentBetweenLines(line, nearly, segment, mu), 0);
+  double point[3];
+  EXPECT_NEAR(Mth_3D_LinesIntersection(line, nearly, point), 1.0, 1e-15);
+}
+
 TEST(Plane, FitsPointsExactlyAndInTheLeastSquaresSense) {
   // x + 2 y - 2 z + 8 = 0, which is x / 8 + y / 4 - z / 4 + 1 = 0.
   std::vector<MTH_3D_DOUBLE> points = {{0, 0, 4}, {2, 0, 5}, {0, 2, 6}, {-4, -2, 0}, {-8, 0, 0}};

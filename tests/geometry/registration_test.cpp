@@ -164,6 +164,21 @@ TEST(Registration, TakesManyPointsByTheGeometricMethodToo) {
   EXPECT_TRUE(mth_test::Near(found, truth, 1e-9));
 }
 
+// Nothing is drawn at random, no window opens: noisy sets give the same answer each time.
+TEST(Registration, ByTheGeometricMethodIsTheSameEachTime) {
+  mth_test::RecordingDisplay display;
+  Points first = RandomPoints(40, 6, 40.0);
+  Points second = MappedBy(Truth(0.9, 0.1, -0.3, 0.2), first, 2.0);
+  MTH_MATRIX_CHGREF found(40, first.data(), second.data());
+  ASSERT_TRUE(found.ComputeByGeometricMethod());
+  for (int run = 0; run < 5; ++run) {
+    MTH_MATRIX_CHGREF again(40, first.data(), second.data());
+    ASSERT_TRUE(again.ComputeByGeometricMethod());
+    EXPECT_TRUE(mth_test::SameBits(again, found));
+  }
+  EXPECT_TRUE(display.windows.empty());
+}
+
 TEST(Registration, OfIdenticalSetsIsTheIdentity) {
   Points points = RandomPoints(20, 4, 40.0);
   Points copy = points;
@@ -238,6 +253,80 @@ TEST(Registration, RefusesWhatItCannotEstimate) {
     EXPECT_EQ(change.ComputeFromSetsByQuaternion(), hasQuaternion) << dimension;
     EXPECT_EQ(static_cast<bool>(mth_test::SameBits(change, before)), !hasQuaternion);
     EXPECT_EQ(change.GetRef1(), first);
+  }
+}
+
+// The mean distance of a transform that maps the first points to the second ones.
+double MeanDistance(const MTH_MATRIX_CHGREF& change, const Points& first, const Points& second) {
+  double sum = 0.0;
+  for (std::size_t i = 0; i < first.size(); ++i) {
+    MTH_3D_DOUBLE mapped;
+    EXPECT_TRUE(change.ChangeRef(first[i], &mapped));
+    sum += mapped.Distance(second[i]);
+  }
+  return sum / static_cast<double>(first.size());
+}
+
+TEST(Registration, OfTheLeastMeanDistancePassesOverWrongLandmarks) {
+  mth_test::RecordingDisplay display;
+  for (unsigned seed = 1; seed <= 12; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    const MTH_MATRIX_CHGREF truth = Truth(0.9, 0.1 * seed, -0.3, 0.2);
+    Points first = RandomPoints(12, seed, 60.0);
+    Points second = MappedBy(truth, first, 0.5);
+    const Points wrong = RandomPoints(2, 100 + seed, 20.0);
+    for (std::size_t i = 0; i < 2; ++i) {
+      auto& p = second[5 * i + 1];
+      p = {p.GetX() + 15.0 + wrong[i].GetX(), p.GetY() + wrong[i].GetY(), p.GetZ() - wrong[i].GetZ()};
+    }
+    MTH_MATRIX_CHGREF squares(12, first.data(), second.data());
+    ASSERT_TRUE(squares.ComputeFromSetsByQuaternion());
+    MTH_MATRIX_CHGREF found(12, first.data(), second.data());
+    ASSERT_TRUE(found.OptimiseMeanDistance());
+    EXPECT_NEAR(Determinant(found), 1.0, 1e-12);
+    EXPECT_NEAR(found.GetCost(), MeanDistance(found, first, second), 1e-12);
+    EXPECT_LT(found.GetCost(), MeanDistance(squares, first, second));
+    // Where the first points belong: the noise of a dozen landmarks, not the error of two of them.
+    const Points target = MappedBy(truth, first, 0.0);
+    EXPECT_LE(MeanDistance(found, first, target), 1.2);
+    EXPECT_GE(MeanDistance(squares, first, target), 1.5);
+    // No small move is better.
+    for (int k = 0; k < 6; ++k) {
+      for (const double step : {-1e-3, 1e-3}) {
+        double angles[3] = {};
+        double shift[3] = {};
+        (k < 3 ? angles[k] : shift[k - 3]) = k < 3 ? step / 60.0 : step;
+        MTH_MATRIX_CHGREF move;
+        move.SetTranslation(shift);
+        move.SetAnglesRadians(angles);
+        const std::unique_ptr<MTH_MATRIX_CHGREF> moved(move * found);
+        EXPECT_GE(MeanDistance(*moved, first, second), found.GetCost() - 1e-6);
+      }
+    }
+    double translation[3];
+    found.GetTranslation(translation);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(translation[i], found.Get(i, 3));
+  }
+  EXPECT_TRUE(display.windows.empty() && display.messages.empty());
+}
+
+TEST(Registration, OfTheLeastMeanDistanceTakesAndRefusesWhatLeastSquaresDo) {
+  const MTH_MATRIX_CHGREF truth = Truth(0.9, 0.1, -0.3, 0.2);
+  for (const int count : {1, 2, 3, 5}) {
+    Points first = RandomPoints(count, 4, 40.0);
+    Points second = MappedBy(truth, first, 0.0);
+    MTH_MATRIX_CHGREF found(count, first.data(), second.data());
+    ASSERT_TRUE(found.OptimiseMeanDistance()) << count;
+    EXPECT_LE(found.GetCost(), 1e-12) << count;
+    const MTH_MATRIX before(found);
+    first[0].SetX(std::numeric_limits<double>::quiet_NaN());
+    EXPECT_FALSE(found.OptimiseMeanDistance());
+    found.SetRef1(nullptr);
+    EXPECT_FALSE(found.OptimiseMeanDistance());
+    found.SetRef1(second.data());
+    found.SetDimension(0);
+    EXPECT_FALSE(found.OptimiseMeanDistance());
+    EXPECT_TRUE(mth_test::SameBits(found, before));
   }
 }
 

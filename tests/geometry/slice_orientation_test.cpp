@@ -160,6 +160,7 @@ TEST(SliceRecord, PutsCodesInTheScannersWords) {
   };
   const std::vector<Case> cases = {{1, 5, 0.2, 12.5, 1, "AXI", "COR", " ", 13, 0},
                                    {1, 3, 0.0, -12.5, 1, "COR", "SAG", " ", -13, 0},
+                                   {1, 2, 0.2, 12.5, 1, "SAG", "AXI", " ", 13, 0},
                                    {1, 9, 0.2, 12.5, 1, "old", "old", " ", 13, 0},
                                    {4, 1, 30.4, 0.49, 1, "SAG", "COR", " ", 30, 0},
                                    {2, 4, 30.4, 0.49, 1, "old", "AXI", " ", 30, 0},
@@ -173,7 +174,9 @@ TEST(SliceRecord, PutsCodesInTheScannersWords) {
                                    {5, 0, 0, 0, 0, "AXI", " ", " ", 0, 0},
                                    {3, 0, 0, 0, 0, "COR", " ", " ", 0, 0},
                                    {0, 0, 0, 0, 0, "old", " ", " ", 0, 0},
-                                   {1, 1, 1e300, std::nan(""), 1, "AXI", "SAG", " ", 32767, 0}};
+                                   {1, 1, 1e300, std::nan(""), 1, "AXI", "SAG", " ", 32767, 0},
+                                   {1, 1, -32767.6, 0, 1, "AXI", "SAG", " ", -32768, 0},
+                                   {1, 1, -1e300, 32767.4, 2, "AXI", "SAG", "COR", -32768, 32767}};
   for (const Case& c : cases) {
     SCOPED_TRACE("codes " + std::to_string(c.code1) + ", " + std::to_string(c.code2) + " angles " +
                  std::to_string(c.angle1) + ", " + std::to_string(c.angle2));
