@@ -225,6 +225,22 @@ void AddTransforms(Operations& list) {
                   }});
 }
 
+void AddAngles(Operations& list) {
+  list.push_back({"geometry/chgref/SetAnglesRadians", [](Trial& t) {
+                    for (unsigned seed = 1030; seed < 1050; ++seed) {
+                      auto angles = Values(3, seed, -1.5, 1.5);
+                      auto translation = Values(3, seed + 50, -9.0, 9.0);
+                      MTH_MATRIX_CHGREF transform;
+                      transform.SetTranslation(translation.data());
+                      t([&] { transform.SetAnglesRadians(angles.data()); });
+                      CountTransform(t, transform);
+                      double back[3] = {};
+                      t([&] { transform.GetAnglesRadians(back); });
+                      t.Count(back, 3);
+                    }
+                  }});
+}
+
 void AddEstimations(Operations& list) {
   for (const int count : {3, 4, 21}) {
     const std::string size = std::to_string(count);
@@ -241,6 +257,12 @@ void AddEstimations(Operations& list) {
                       MatchedSets sets(count);
                       MTH_MATRIX_CHGREF transform(count, sets.first.data(), sets.second.data());
                       t([&] { return transform.Initialise(sets.first.data(), sets.second.data()); });
+                      CountTransform(t, transform);
+                    }});
+    list.push_back({"geometry/chgref/OptimiseMeanDistance/" + size, [count](Trial& t) {
+                      MatchedSets sets(count);
+                      MTH_MATRIX_CHGREF transform(count, sets.first.data(), sets.second.data());
+                      t([&] { return transform.OptimiseMeanDistance(); });
                       CountTransform(t, transform);
                     }});
     list.push_back({"geometry/chgref/Optimise/" + size, [count](Trial& t) {
@@ -262,6 +284,7 @@ void AddGeometryOperations(Operations& list) {
   AddLinesAndPlanes(list);
   AddPointSets(list);
   AddTransforms(list);
+  AddAngles(list);
   AddEstimations(list);
 }
 
