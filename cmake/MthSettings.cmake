@@ -6,7 +6,7 @@ function(mth_configure_target target)
   set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden
                                              VISIBILITY_INLINES_HIDDEN ON)
   if(MSVC)
-    target_compile_options(${target} PRIVATE /W4 /utf-8 /fp:precise)
+    target_compile_options(${target} PRIVATE /W4 /wd4068 /utf-8 /fp:precise)  # 4068: another compiler's pragma
   else()
     # A fused multiply-add rounds once where the contract rounds twice: results would depend on the CPU.
     target_compile_options(${target} PRIVATE -ffp-contract=off -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
@@ -17,6 +17,9 @@ function(mth_configure_target target)
   endif()
   if(MTH_WARNINGS_AS_ERRORS)
     target_compile_options(${target} PRIVATE $<IF:$<CXX_COMPILER_ID:MSVC>,/WX,-Werror>)
+  endif()
+  if(MTH_PLAIN_KERNELS)
+    target_compile_definitions(${target} PRIVATE MTH_PLAIN_KERNELS)
   endif()
   if(MTH_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=all

@@ -2,49 +2,11 @@
 // across the clusters of one sample: a sum over samples is one chain, in sample order, and several such
 // chains run side by side.
 
-using Lanes = double __attribute__((vector_size(MTH_VECTOR_BYTES)));
-using LaneIndices = std::int64_t __attribute__((vector_size(MTH_VECTOR_BYTES)));
-using SumLanes = double __attribute__((vector_size(kSumLanes * sizeof(double))));
+#include "mth/core/Mth_lanes_internal.h"
 
-inline constexpr int kLanes = sizeof(Lanes) / sizeof(double);
+using SumLanes = Doubles<kSumLanes>;
+
 inline constexpr int kCacheLine = 8;  // doubles
-
-template <class Vector, class Value>
-inline Vector Load(const Value* values) {
-  Vector vector;
-  std::memcpy(&vector, values, sizeof vector);
-  return vector;
-}
-
-template <class Vector, class Value>
-inline void Store(const Vector& vector, Value* values) {
-  std::memcpy(values, &vector, sizeof vector);
-}
-
-// Whether some lane of a comparison's result is true.
-inline bool HasAny(const LaneIndices& mask) {
-#if MTH_VECTOR_BYTES == 64
-  return _mm512_movepi64_mask(__m512i(mask)) != 0;
-#elif MTH_VECTOR_BYTES == 32
-  return _mm256_movemask_pd(__m256d(mask)) != 0;
-#else
-  std::int64_t any = 0;
-  for (int lane = 0; lane < kLanes; ++lane) any |= mask[lane];
-  return any != 0;
-#endif
-}
-
-inline Lanes SquareRoots(const Lanes& values) {
-#if MTH_VECTOR_BYTES == 64
-  return Lanes(_mm512_maskz_sqrt_pd(0xFF, __m512d(values)));  // g++ 12 warns of its own unmasked one
-#elif MTH_VECTOR_BYTES == 32
-  return Lanes(_mm256_sqrt_pd(__m256d(values)));
-#else
-  Lanes roots;
-  for (int lane = 0; lane < kLanes; ++lane) roots[lane] = std::sqrt(values[lane]);
-  return roots;
-#endif
-}
 
 // ---- sums ----
 
@@ -52,18 +14,18 @@ inline Lanes SquareRoots(const Lanes& values) {
 template <int kDimensions>
 class GroupSums {
  public:
-  GroupSums(const double* weights, const double* features) : weights_(Load<SumLanes>(weights)) {
-    for (int d = 0; d < kDimensions; ++d) features_[d] = Load<SumLanes>(features + d * kSumLanes);
+  GroupSums(const double* weights, const double* features) : weights_(At<SumLanes>(weights)) {
+    for (int d = 0; d < kDimensions; ++d) features_[d] = At<SumLanes>(features + d * kSumLanes);
   }
   // Adds one sample; `features` points to it in its block.
   void Add(const double* weights, const double* features) {
-    const SumLanes lanes = Load<SumLanes>(weights);
-    weights_ += lanes;
-    for (int d = 0; d < kDimensions; ++d) features_[d] += lanes * features[d * kBlockSamples];
+    const SumLanes lanes = At<SumLanes>(weights);
+    weights_ = weights_ + lanes;
+    for (int d = 0; d < kDimensions; ++d) features_[d] = features_[d] + lanes * features[d * kBlockSamples];
   }
-  void StoreWeights(double* weights) const { Store(weights_, weights); }
+  void StoreWeights(double* weights) const { SetAt(weights, weights_); }
   void StoreFeatures(double* features) const {
-    for (int d = 0; d < kDimensions; ++d) Store(features_[d], features + d * kSumLanes);
+    for (int d = 0; d < kDimensions; ++d) SetAt(features + d * kSumLanes, features_[d]);
   }
 
  private:
@@ -112,9 +74,10 @@ struct ProductPower {
 struct AnyPower {
   double exponent;
   Lanes operator()(const Lanes& base) const {
-    Lanes power;
-    for (int lane = 0; lane < kLanes; ++lane) power[lane] = std::pow(base[lane], exponent);
-    return power;
+    double power[kLanes];
+    Store(power, base);
+    for (double& lane : power) lane = std::pow(lane, exponent);
+    return Load<Lanes>(power);
   }
 };
 
@@ -134,9 +97,10 @@ inline void AddMemberBlock(const double* memberships, const double* features, in
                  const std::ptrdiff_t firstCluster = group * kSumLanes;
                  for (std::ptrdiff_t lane = 0; lane < kSumLanes && firstCluster + lane < clusters; ++lane) {
                    const double* membership = memberships + (firstCluster + lane) * kBlockSamples;
-                   for (int b = 0; b < kBlockSamples; b += kLanes) {
-                     const Lanes powers = power(Load<Lanes>(membership + b));
-                     for (int i = 0; i < kLanes; ++i) weights[b + i][lane] = powers[i];
+                   for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
+                     double powers[kLanes];
+                     Store(powers, power(Load<Lanes>(membership + b)));
+                     for (std::int64_t i = 0; i < kLanes; ++i) weights[b + i][lane] = powers[i];
                    }
                  }
                  AddBlock<kDimensions>([&weights](int b) { return weights[b]; }, features, dimensions, count,

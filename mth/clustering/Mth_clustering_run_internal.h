@@ -8,6 +8,7 @@
 
 #include "mth/clustering/Mth_clustering.h"
 #include "mth/clustering/Mth_clustering_kernel_internal.h"
+#include "mth/core/Mth_compiler_internal.h"
 #include "mth/core/Mth_storage_internal.h"
 #include "std/Std_wait_bar.h"
 
@@ -74,11 +75,10 @@ inline constexpr int kPrefetchAhead = 32;
 
 /// Asks for an object's cache lines.
 template <class Object>
-void Prefetch(const Object* object) {
+void PrefetchObject(const Object* object) {
   constexpr std::size_t kCacheLine = 64;
   const char* bytes = reinterpret_cast<const char*>(object);
-  for (std::size_t offset = 0; offset < sizeof *object; offset += kCacheLine)
-    __builtin_prefetch(bytes + offset);
+  for (std::size_t offset = 0; offset < sizeof *object; offset += kCacheLine) Prefetch(bytes + offset);
 }
 
 /// A run's progress window. Without memory for its texts it stays silent: that is no failure of the run.
@@ -105,7 +105,7 @@ void MTH_CLUSTERING::WriteMemberships(Write write) {
   const auto samples = samples_.begin();
   for (int i = 0; i < samplesCount; ++i) {
     if (samplesCount - i > mth_internal::kPrefetchAhead) {
-      mth_internal::Prefetch(&samples[i + mth_internal::kPrefetchAhead]->memberships_);
+      mth_internal::PrefetchObject(&samples[i + mth_internal::kPrefetchAhead]->memberships_);
     }
     write(i, samples[i]->memberships_.GetEDataAddress());
   }

@@ -5,21 +5,6 @@
 
 namespace evidential {
 
-// The lanes' square roots, as the divider rounds them.
-MTH_INLINE Lanes SquareRoots(Lanes values) {
-#if MTH_VECTOR_BYTES == 64
-  return Lanes(_mm512_maskz_sqrt_pd(0xFF, __m512d(values)));  // g++ 12 warns of its own unmasked one
-#elif MTH_VECTOR_BYTES == 32
-  return Lanes(_mm256_sqrt_pd(__m256d(values)));
-#elif defined(__GNUC__) || defined(__clang__)
-  Lanes roots;
-  for (int lane = 0; lane < kLanes; ++lane) roots[lane] = std::sqrt(values[lane]);
-  return roots;
-#else
-  return std::sqrt(values);
-#endif
-}
-
 // Squared distances of some samples of a block to a point.
 MTH_INLINE Lanes SquaredDistances(const double* features, const double* point, std::int64_t dimensions) {
   Lanes sum = {};

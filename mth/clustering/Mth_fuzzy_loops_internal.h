@@ -56,9 +56,9 @@ inline bool ComputeDistances(const double* features, const CentroidView& centroi
   const double* centroid = centroids.coordinates;
   for (int k = 0; k < centroids.count; ++k) {
     const Lanes distance = SquareRoots(SquaredDistances<kDimensions>(features, centroid, dimensions));
-    Store(distance, distances);
+    Store(distances, distance);
 #if MTH_HAS_FUSED
-    Store(1.0 / distance, reciprocals);
+    Store(reciprocals, 1.0 / distance);
     isLarge |= ~(distance < kLargestCorrectable);  // a NaN, too
     reciprocals += kLanes;
 #endif
@@ -95,7 +95,7 @@ inline Lanes UpdateLanes(const double* distances, const double* reciprocals, int
     const Lanes change = difference < 0.0 ? -difference : difference;
     const LaneIndices isLarger = isSample & (change > largest);  // a change that is no number does not count
     largest = isLarger ? change : largest;
-    Store(updated, memberships);
+    Store(memberships, updated);
     memberships += kBlockSamples;
   }
   return largest;
@@ -106,16 +106,15 @@ double UpdateMemberships(const SampleView& samples, const CentroidView& centroid
   const int clusters = centroids.count;
   double* distances = scratch;
   double* reciprocals = scratch + std::ptrdiff_t{clusters} * kLanes;
-  LaneIndices lane;
-  for (int i = 0; i < kLanes; ++i) lane[i] = i;
+  const LaneIndices lane = LaneNumbers();
   Lanes largest = {};
   const auto update = [&](auto constant, auto ratioPower) {
     constexpr int kDimensions = decltype(constant)::value;
     const int dimensions = kDimensions > 0 ? kDimensions : samples.dimensions;
     ForEachBlock(samples, [&](std::ptrdiff_t block, int count, const double* features) {
       double* members = memberships + block * clusters * kBlockSamples;
-      for (int b = 0; b < kBlockSamples; b += kLanes) {
-        const LaneIndices isSample = lane < std::int64_t{count - b};
+      for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
+        const LaneIndices isSample = lane < count - b;
         const auto updateLanes = [&](auto quotient) {
           largest = UpdateLanes(distances, reciprocals, clusters, quotient, ratioPower, isSample, members + b,
                                 largest);
@@ -134,7 +133,9 @@ double UpdateMemberships(const SampleView& samples, const CentroidView& centroid
   WithDimensions(samples.dimensions, [&](auto constant) {
     WithPower(rule.ratio, [&](auto ratioPower) { update(constant, ratioPower); });
   });
+  double changes[kLanes];
+  Store(changes, largest);
   double delta = 0.0;
-  for (int i = 0; i < kLanes; ++i) delta = largest[i] > delta ? largest[i] : delta;
+  for (const double change : changes) delta = change > delta ? change : delta;
   return delta;
 }

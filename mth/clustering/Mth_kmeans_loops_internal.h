@@ -2,7 +2,7 @@
 
 bool FindLabels(const double* memberships, int clusters, std::int32_t* labels) {
   LaneIndices isSeveral = {};
-  for (int b = 0; b < kBlockSamples; b += kLanes) {
+  for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
     LaneIndices found = LaneIndices{} + kNoLabel;
     LaneIndices cluster = {};
     const double* membership = memberships + b;
@@ -12,7 +12,9 @@ bool FindLabels(const double* memberships, int clusters, std::int32_t* labels) {
       found = isOne ? cluster : found;
       cluster += 1;
     }
-    for (int i = 0; i < kLanes; ++i) labels[b + i] = static_cast<std::int32_t>(found[i]);
+    std::int64_t clustersFound[kLanes];
+    SetAt(clustersFound, found);
+    for (std::int64_t i = 0; i < kLanes; ++i) labels[b + i] = static_cast<std::int32_t>(clustersFound[i]);
   }
   return HasAny(isSeveral);
 }
@@ -48,14 +50,14 @@ inline bool CompareSquares(const double* features, const CentroidView& centroids
       best[i] = candidate < best[i] ? candidate : best[i];
     }
   }
-  for (int i = 0; i < kVectors; ++i) Store(bestCluster[i], nearest + i * kLanes);
+  for (int i = 0; i < kVectors; ++i) SetAt(nearest + i * kLanes, bestCluster[i]);
   return HasAny(isClose);
 }
 
 // The same by the distances themselves.
 inline void CompareDistances(const double* features, const CentroidView& centroids, int dimensions,
                              std::int64_t* nearest) {
-  for (int b = 0; b < kStep; b += kLanes) {
+  for (std::int64_t b = 0; b < kStep; b += kLanes) {
     const double* centroid = centroids.coordinates;
     Lanes best = SquareRoots(SquaredDistances<0>(features + b, centroid, dimensions));
     LaneIndices bestCluster = {};
@@ -67,7 +69,7 @@ inline void CompareDistances(const double* features, const CentroidView& centroi
       bestCluster = candidate < best ? cluster : bestCluster;
       best = candidate < best ? candidate : best;
     }
-    Store(bestCluster, nearest + b);
+    SetAt(nearest + b, bestCluster);
   }
 }
 
@@ -163,7 +165,7 @@ inline std::int64_t AssignBlocks(const SampleView& samples, const CentroidView& 
   AssignedBlock* former = &blocks[1];  // empty before the first block
   ForEachBlock(samples, [&](std::ptrdiff_t block, int count, const double* features) {
     for (std::ptrdiff_t i = 0; i < blockValues; i += kCacheLine)
-      __builtin_prefetch(features + kBlocksAhead * blockValues + i);
+      Prefetch(features + kBlocksAhead * blockValues + i);
     present->features = features;
     present->count = count;
     for (int first = 0; first < kBlockSamples; first += kStep) {

@@ -5,15 +5,11 @@
 #include "mth/core/Mth_lanes_internal.h"
 
 template <class V>
-struct BitsOf {
+struct BitsOf : PackOf<std::uint64_t, sizeof(V)> {};
+template <>
+struct BitsOf<double> {
   using Type = std::uint64_t;
 };
-#if defined(__GNUC__) || defined(__clang__)
-template <>
-struct BitsOf<Lanes> {
-  typedef std::uint64_t Type __attribute__((vector_size(MTH_VECTOR_BYTES)));
-};
-#endif
 
 template <class V>
 MTH_INLINE typename BitsOf<V>::Type ToBits(V value) {

@@ -9,15 +9,13 @@
 /// lanes run across independent outputs, never along a sum, and nothing is fused that the contract does not
 /// fuse.
 
+#include <bit>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
-#if (defined(__GNUC__) || defined(__clang__)) && defined(__x86_64__)
-#define MTH_MULTIVERSION 1
-#include <immintrin.h>
-#else
-#define MTH_MULTIVERSION 0
-#endif
+#include "mth/core/Mth_compiler_internal.h"
 
 namespace mth_internal {
 

@@ -1,36 +1,100 @@
-// Vectors of doubles for kernel files, which include this inside their own namespace and therefore not once
-// only. Lanes are independent outputs; a compiler without vector types gets one lane.
+// The one vector layer of the kernel files, which include this inside their own namespace and therefore not
+// once only. Lanes are independent outputs; a compiler without vector types gets one lane. V is Lanes or a
+// shorter vector, or double for what is left at the end of a row.
 
-#if defined(__GNUC__) || defined(__clang__)
-#define MTH_INLINE [[gnu::always_inline]] inline
-#define MTH_NOINLINE [[gnu::noinline]]
+#if MTH_HAS_VECTORS
+
+constexpr int kWidestBytes = MTH_VECTOR_BYTES;
 constexpr std::int64_t kLanes = MTH_VECTOR_BYTES / sizeof(double);
-typedef double Lanes __attribute__((vector_size(MTH_VECTOR_BYTES)));
 
-// A whole vector of elements as they are stored, for what needs no sums in double; Loose is one in memory.
-template <class T>
-struct VectorOf {
-  static constexpr int kCount = MTH_VECTOR_BYTES / sizeof(T);
-  typedef T Type __attribute__((vector_size(MTH_VECTOR_BYTES)));
-  typedef T Loose __attribute__((vector_size(MTH_VECTOR_BYTES), aligned(sizeof(T)), may_alias));
-};
-
-// A vector of that many bytes of doubles, for rows that are shorter than Lanes; as it lies in memory, there
-// also as floats.
-template <int kBytes>
-struct DoublesOf {
-  typedef double Type __attribute__((vector_size(kBytes)));
-  typedef double Loose __attribute__((vector_size(kBytes), aligned(8), may_alias));
-  typedef float LooseFloats __attribute__((vector_size(kBytes / 2), aligned(4), may_alias));
+// So many bytes of elements; Loose is the same as it lies in memory, anywhere.
+template <class T, int kBytes>
+struct PackOf {
+  typedef T Type __attribute__((vector_size(kBytes)));
+  typedef T Loose __attribute__((vector_size(kBytes), aligned(sizeof(T)), may_alias));
 };
 template <>
-struct DoublesOf<sizeof(double)> {
+struct PackOf<double, sizeof(double)> {
   using Type = double;
+  using Loose = double;
+};
+template <>
+struct PackOf<float, sizeof(float)> {
+  using Type = float;
+  using Loose = float;
 };
 
-// Floats as doubles. By the instruction itself: g++ would widen in halves and put them together.
+using Lanes = PackOf<double, MTH_VECTOR_BYTES>::Type;
+using LaneIndices = PackOf<std::int64_t, MTH_VECTOR_BYTES>::Type;  // and what comparisons of Lanes give
+
+// A whole vector of elements as they are stored, for what needs no sums in double.
+template <class T>
+struct VectorOf : PackOf<T, MTH_VECTOR_BYTES> {
+  static constexpr int kCount = MTH_VECTOR_BYTES / sizeof(T);
+};
+
+// So many doubles side by side on every instruction set.
+template <int kCount>
+using Doubles = typename PackOf<double, kCount * sizeof(double)>::Type;
+
+#else
+
+constexpr int kWidestBytes = 1;  // one element at a time
+constexpr std::int64_t kLanes = 1;
+template <class T, int>
+struct PackOf {
+  using Type = T;
+};
+using Lanes = double;
+using LaneIndices = std::int64_t;
+template <class T>
+struct VectorOf : PackOf<T, 1> {
+  static constexpr int kCount = 1;
+};
+template <int kCount>
+struct Doubles {
+  double values[kCount];
+  double& operator[](int i) { return values[i]; }
+  double operator[](int i) const { return values[i]; }
+  friend Doubles operator+(Doubles a, const Doubles& b) {
+    for (int i = 0; i < kCount; ++i) a[i] += b[i];
+    return a;
+  }
+  friend Doubles operator*(Doubles a, double factor) {
+    for (int i = 0; i < kCount; ++i) a[i] *= factor;
+    return a;
+  }
+};
+
+#endif
+
+// ---- memory ----
+
+// Elements as they are stored: V is T or a vector of T.
+template <class V, class T>
+MTH_INLINE V At(const T* source) {
+#if MTH_HAS_VECTORS
+  return *reinterpret_cast<const typename PackOf<T, sizeof(V)>::Loose*>(source);
+#else
+  V values;
+  std::memcpy(&values, source, sizeof values);
+  return values;
+#endif
+}
+template <class V, class T>
+MTH_INLINE void SetAt(T* target, V values) {
+#if MTH_HAS_VECTORS
+  *reinterpret_cast<typename PackOf<T, sizeof(V)>::Loose*>(target) = values;
+#else
+  std::memcpy(target, &values, sizeof values);
+#endif
+}
+
+// Floats as doubles, and back.
 template <class V>
-MTH_INLINE V Widened(typename DoublesOf<sizeof(V)>::LooseFloats values) {
+MTH_INLINE V Widened(typename PackOf<float, sizeof(V) / 2>::Type values) {
+#if MTH_HAS_VECTORS
+  // By the instruction itself: g++ would widen in halves and put them together.
 #if MTH_VECTOR_BYTES == 64
   if constexpr (sizeof(V) == 64)
     return V(_mm512_maskz_cvtps_pd(0xFF, __m256(values)));  // g++ 12 warns of the unmasked
@@ -38,58 +102,69 @@ MTH_INLINE V Widened(typename DoublesOf<sizeof(V)>::LooseFloats values) {
 #if MTH_VECTOR_BYTES >= 32
   if constexpr (sizeof(V) == 32) return V(_mm256_cvtps_pd(__m128(values)));
 #endif
-  return __builtin_convertvector(values, V);
+  if constexpr (sizeof(V) > sizeof(double)) return __builtin_convertvector(values, V);
+#endif
+  if constexpr (sizeof(V) == sizeof(double)) return static_cast<double>(values);
+}
+template <class V>
+MTH_INLINE typename PackOf<float, sizeof(V) / 2>::Type Narrowed(V values) {
+#if MTH_HAS_VECTORS
+  if constexpr (sizeof(V) > sizeof(double))
+    return __builtin_convertvector(values, typename PackOf<float, sizeof(V) / 2>::Type);
+#endif
+  if constexpr (sizeof(V) == sizeof(double)) return static_cast<float>(values);
 }
 
-// V is Lanes or a shorter vector, or double for what is left at the end of a row. Float elements are widened
-// and rounded.
+// Elements as doubles. Float ones are widened and rounded.
 template <class V>
 MTH_INLINE V Load(const double* source) {
-  if constexpr (sizeof(V) == sizeof(double)) {
-    return *source;
-  } else {
-    return *reinterpret_cast<const typename DoublesOf<sizeof(V)>::Loose*>(source);
-  }
+  return At<V>(source);
 }
 template <class V>
 MTH_INLINE V Load(const float* source) {
-  if constexpr (sizeof(V) == sizeof(double)) {
-    return static_cast<double>(*source);
-  } else {
-    return Widened<V>(*reinterpret_cast<const typename DoublesOf<sizeof(V)>::LooseFloats*>(source));
-  }
+  return Widened<V>(At<typename PackOf<float, sizeof(V) / 2>::Type>(source));
 }
 template <class V>
 MTH_INLINE void Store(double* target, V values) {
-  if constexpr (sizeof(V) == sizeof(double)) {
-    *target = values;
-  } else {
-    *reinterpret_cast<typename DoublesOf<sizeof(V)>::Loose*>(target) = values;
-  }
+  SetAt(target, values);
 }
 template <class V>
 MTH_INLINE void Store(float* target, V values) {
-  if constexpr (sizeof(V) == sizeof(double)) {
-    *target = static_cast<float>(values);
-  } else {
-    using Vector = DoublesOf<sizeof(V)>;
-    *reinterpret_cast<typename Vector::LooseFloats*>(target) =
-        __builtin_convertvector(static_cast<typename Vector::Loose>(values), typename Vector::LooseFloats);
-  }
+  SetAt(target, Narrowed<V>(values));
 }
 // The values as an element of type T holds them.
 template <class T, class V>
 MTH_INLINE V RoundedTo(V values) {
   if constexpr (sizeof(T) == sizeof(double)) {
     return values;
-  } else if constexpr (sizeof(V) == sizeof(double)) {
-    return static_cast<double>(static_cast<T>(values));
   } else {
-    using Vector = DoublesOf<sizeof(V)>;
-    return Widened<V>(
-        __builtin_convertvector(static_cast<typename Vector::Loose>(values), typename Vector::LooseFloats));
+    return Widened<V>(Narrowed<V>(values));
   }
 }
+
+// Writes a whole vector, aligned, past the cache: the old contents of the target are then not fetched first.
+template <class V, class T>
+MTH_INLINE void StreamTo(T* target, V values) {
+#if MTH_MULTIVERSION && MTH_VECTOR_BYTES == 64
+  _mm512_stream_si512(reinterpret_cast<__m512i*>(target), __m512i(values));
+#elif MTH_MULTIVERSION && MTH_VECTOR_BYTES == 32
+  _mm256_stream_si256(reinterpret_cast<__m256i*>(target), __m256i(values));
+#elif MTH_MULTIVERSION
+  _mm_stream_si128(reinterpret_cast<__m128i*>(target), __m128i(values));
+#else
+  SetAt(target, values);
+#endif
+}
+
+// Streamed stores are ordered after what follows only by a fence.
+MTH_INLINE void FinishStreaming() {
+#if MTH_MULTIVERSION
+  _mm_sfence();
+#endif
+}
+
+// ---- values ----
+
 template <class V>
 MTH_INLINE V Spread(double value) {
   if constexpr (sizeof(V) == sizeof(double)) {
@@ -98,38 +173,52 @@ MTH_INLINE V Spread(double value) {
     return value - V{};  // x - 0 is x, signed zeros and NaN included
   }
 }
-#else
-#define MTH_INLINE inline
-#define MTH_NOINLINE
-constexpr std::int64_t kLanes = 1;
-using Lanes = double;
-template <int kBytes>
-struct DoublesOf {
-  using Type = double;
-};
-template <class T>
-struct VectorOf {
-  static constexpr int kCount = 1;
-  using Type = T;
-  using Loose = T;
-};
-template <class V, class T>
-MTH_INLINE V Load(const T* source) {
-  return static_cast<double>(*source);
-}
-template <class V, class T>
-MTH_INLINE void Store(T* target, V values) {
-  *target = static_cast<T>(values);
-}
-template <class T, class V>
-MTH_INLINE V RoundedTo(V values) {
-  return static_cast<double>(static_cast<T>(values));
-}
+
+// The lanes' square roots, as the divider rounds them.
 template <class V>
-MTH_INLINE V Spread(double value) {
-  return value;
-}
+MTH_INLINE V SquareRoots(V values) {
+#if MTH_VECTOR_BYTES == 64
+  if constexpr (sizeof(V) == 64)
+    return V(_mm512_maskz_sqrt_pd(0xFF, __m512d(values)));  // g++ 12 warns of its own unmasked one
 #endif
+#if MTH_VECTOR_BYTES >= 32
+  if constexpr (sizeof(V) == 32) return V(_mm256_sqrt_pd(__m256d(values)));
+#endif
+  if constexpr (sizeof(V) == sizeof(double)) {
+    return std::sqrt(values);
+  } else if constexpr (sizeof(V) <= 16) {
+    V roots;
+    for (int lane = 0; lane < static_cast<int>(sizeof(V) / sizeof(double)); ++lane)
+      roots[lane] = std::sqrt(values[lane]);
+    return roots;
+  }
+}
+
+// Whether some lane of a comparison's result is true.
+MTH_INLINE bool HasAny(LaneIndices mask) {
+#if MTH_VECTOR_BYTES == 64
+  return _mm512_movepi64_mask(__m512i(mask)) != 0;
+#elif MTH_VECTOR_BYTES == 32
+  return _mm256_movemask_pd(__m256d(mask)) != 0;
+#elif MTH_HAS_VECTORS
+  return (mask[0] | mask[1]) != 0;
+#else
+  return mask != 0;
+#endif
+}
+
+// 0, 1, 2 ... in the lanes.
+MTH_INLINE LaneIndices LaneNumbers() {
+#if MTH_HAS_VECTORS
+  LaneIndices numbers{};
+  for (int lane = 0; lane < static_cast<int>(kLanes); ++lane) numbers[lane] = lane;
+  return numbers;
+#else
+  return 0;
+#endif
+}
+
+// ---- loops ----
 
 // Runs body(position, V{}) over [first, last) for V = Lanes, then for V = double over what is left.
 template <class Body>

@@ -1,23 +1,7 @@
 // The stages of the transform, several fused per pass over the data. Lanes run across butterflies of one
 // stage, which are independent: every value sees the operations of the plain loops, in their order.
 
-#if defined(__GNUC__) || defined(__clang__)
-constexpr std::int64_t kLanes = MTH_VECTOR_BYTES / sizeof(double);
-typedef double Lanes __attribute__((vector_size(MTH_VECTOR_BYTES)));
-#else
-constexpr std::int64_t kLanes = 1;
-using Lanes = double;
-#endif
-
-inline Lanes Load(const double* source) {
-  Lanes values;
-  std::memcpy(&values, source, sizeof values);
-  return values;
-}
-
-inline void Store(double* target, Lanes values) {
-  std::memcpy(target, &values, sizeof values);
-}
+#include "mth/core/Mth_lanes_internal.h"
 
 struct Butterflies {
   Lanes re;
@@ -46,14 +30,15 @@ inline void RunStages(const Twiddles& twiddles, int first, std::int64_t n, doubl
     for (std::int64_t j = block; j < block + span; j += kLanes) {
       Butterflies values[kValues];
 #pragma GCC unroll 8
-      for (int k = 0; k < kValues; ++k) values[k] = {Load(re + j + k * span), Load(im + j + k * span)};
+      for (int k = 0; k < kValues; ++k)
+        values[k] = {Load<Lanes>(re + j + k * span), Load<Lanes>(im + j + k * span)};
 #pragma GCC unroll 3
       for (int stage = 0; stage < kStages; ++stage) {
 #pragma GCC unroll 8
         for (int k = 0; k < kValues; ++k) {
           if ((k >> stage & 1) != 0) continue;
           const std::int64_t factor = j - block + (k & ((1 << stage) - 1)) * span;
-          Combine(Load(factors[stage].re + factor), Load(factors[stage].im + factor), values[k],
+          Combine(Load<Lanes>(factors[stage].re + factor), Load<Lanes>(factors[stage].im + factor), values[k],
                   values[k + (1 << stage)]);
         }
       }
@@ -76,7 +61,8 @@ inline void RunFirstStagesOfTile(const Twiddles& twiddles, const double* re, con
     Butterflies values[kRowLength];
 #pragma GCC unroll 8
     for (int k = 0; k < kRowLength; ++k) {
-      values[k] = {Load(re + kReversed[k] * stride + lane), Load(im + kReversed[k] * stride + lane)};
+      values[k] = {Load<Lanes>(re + kReversed[k] * stride + lane),
+                   Load<Lanes>(im + kReversed[k] * stride + lane)};
     }
 #pragma GCC unroll 3
     for (int stage = 0; stage < 3; ++stage) {
@@ -97,15 +83,15 @@ inline void RunFirstStagesOfTile(const Twiddles& twiddles, const double* re, con
 }
 
 // Row k of the result is column reversed(k) of the rows.
-#if MTH_VECTOR_BYTES == 64 && (defined(__GNUC__) || defined(__clang__))
+#if MTH_VECTOR_BYTES == 64
 // Exchanges halves of neighbouring rows: single values, then pairs, then fours.
 inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double* target,
                             std::int64_t stride) {
   Lanes single[kRowLength];
 #pragma GCC unroll 4
   for (int k = 0; k < kRowLength; k += 2) {
-    const Lanes a = Load(rows[k]);
-    const Lanes b = Load(rows[k + 1]);
+    const Lanes a = Load<Lanes>(rows[k]);
+    const Lanes b = Load<Lanes>(rows[k + 1]);
     single[k] = __builtin_shufflevector(a, b, 0, 8, 2, 10, 4, 12, 6, 14);
     single[k + 1] = __builtin_shufflevector(a, b, 1, 9, 3, 11, 5, 13, 7, 15);
   }

@@ -5,63 +5,9 @@
 
 // ---- rows of elements, in vectors of any width ----
 
-#if defined(__GNUC__) || defined(__clang__)
-constexpr int kWidestBytes = MTH_VECTOR_BYTES;
-template <class T, int kBytes>
-struct PackOf {
-  typedef T Type __attribute__((vector_size(kBytes)));
-  typedef T Loose __attribute__((vector_size(kBytes), aligned(sizeof(T)), may_alias));
-};
-template <>
-struct PackOf<double, sizeof(double)> {
-  using Type = double;
-  using Loose = double;
-};
-template <>
-struct PackOf<float, sizeof(float)> {
-  using Type = float;
-  using Loose = float;
-};
-#else
-constexpr int kWidestBytes = 1;  // one element at a time
-template <class T, int>
-struct PackOf {
-  using Type = T;
-  using Loose = T;
-};
-#endif
-
-// V is T or a vector of T.
-template <class V, class T>
-MTH_INLINE V At(const T* source) {
-  return *reinterpret_cast<const typename PackOf<T, sizeof(V)>::Loose*>(source);
-}
-
-// Writes past the cache what will not be read soon: the old contents of the target are then not fetched
-// first.
-template <class V, class T>
-MTH_INLINE void StreamTo(T* target, V values) {
-#if MTH_MULTIVERSION && MTH_VECTOR_BYTES == 64
-  _mm512_stream_si512(reinterpret_cast<__m512i*>(target), __builtin_bit_cast(__m512i, values));
-#elif MTH_MULTIVERSION && MTH_VECTOR_BYTES == 32
-  _mm256_stream_si256(reinterpret_cast<__m256i*>(target), __builtin_bit_cast(__m256i, values));
-#elif MTH_MULTIVERSION
-  _mm_stream_si128(reinterpret_cast<__m128i*>(target), __builtin_bit_cast(__m128i, values));
-#else
-  *reinterpret_cast<typename PackOf<T, sizeof(V)>::Loose*>(target) = values;
-#endif
-}
-
-// Streamed stores are ordered after what follows only by a fence.
-inline void FinishStreaming() {
-#if MTH_MULTIVERSION
-  _mm_sfence();
-#endif
-}
-
 template <class V, class T, class Body>
 MTH_INLINE std::int64_t Put(T* target, std::int64_t x, Body body) {
-  *reinterpret_cast<typename PackOf<T, sizeof(V)>::Loose*>(target + x) = body(x, V{});
+  SetAt(target + x, body(x, V{}));
   return x + static_cast<std::int64_t>(sizeof(V) / sizeof(T));
 }
 
@@ -88,19 +34,13 @@ MTH_INLINE void PutTail(T* target, std::int64_t x, std::int64_t last, Body body)
 // Rows are short streams of many, which the processor does not foresee well: asks for memory that far ahead.
 constexpr std::int64_t kFetchedAheadBytes = 4096;
 
-MTH_INLINE void Fetch(const void* address) {
-#if defined(__GNUC__) || defined(__clang__)
-  __builtin_prefetch(address);
-#endif
-}
-
 // target[x] = body(x, V{}) for x in [first, last), V being a vector of T or T itself. Fetches `ahead` for the
 // rows to come.
 template <class T, class Body>
 MTH_INLINE void FillRow(T* target, std::int64_t first, std::int64_t last, bool streams, const T* ahead,
                         Body body) {
-  Fetch(ahead);
-  Fetch(ahead + last);
+  Prefetch(ahead);
+  Prefetch(ahead + last);
   std::int64_t x = first;
   if constexpr (kWidestBytes > static_cast<int>(sizeof(T))) {
     using Widest = typename PackOf<T, kWidestBytes>::Type;
@@ -108,12 +48,12 @@ MTH_INLINE void FillRow(T* target, std::int64_t first, std::int64_t last, bool s
     x = PutHead<sizeof(T)>(target, x, last, body);
     if (streams) {
       for (; x + kCount <= last; x += kCount) {
-        Fetch(ahead + x);
+        Prefetch(ahead + x);
         StreamTo(target + x, body(x, Widest{}));
       }
     } else {
       while (x + kCount <= last) {
-        Fetch(ahead + x);
+        Prefetch(ahead + x);
         x = Put<Widest>(target, x, body);
       }
     }

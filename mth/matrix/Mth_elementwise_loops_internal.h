@@ -5,23 +5,6 @@
 
 #if MTH_MULTIVERSION
 
-// Copies to whole, aligned cache lines that are not fetched first.
-MTH_INLINE void StreamBytes(const void* source, void* target, std::int64_t bytes) {
-#if MTH_VECTOR_BYTES == 64
-  using Vector = __m512i;
-  const auto stream = [](Vector* to, Vector from) { _mm512_stream_si512(to, from); };
-#elif MTH_VECTOR_BYTES == 32
-  using Vector = __m256i;
-  const auto stream = [](Vector* to, Vector from) { _mm256_stream_si256(to, from); };
-#else
-  using Vector = __m128i;
-  const auto stream = [](Vector* to, Vector from) { _mm_stream_si128(to, from); };
-#endif
-  const auto* from = static_cast<const Vector*>(source);
-  auto* to = static_cast<Vector*>(target);
-  for (std::int64_t i = 0; i < bytes / MTH_VECTOR_BYTES; ++i) stream(to + i, from[i]);
-}
-
 // Sets the elements of a large result past the cache, as far as whole blocks go; returns how many. `target`
 // begins on a cache line. A result that leaves no room for its operands in the last cache is worth it, unless
 // its memory is fresh: the system has just cleared that in the cache. So it is, as a rule, from the size on
@@ -31,15 +14,17 @@ MTH_INLINE std::int64_t StreamElements(T* target, std::int64_t count, ElementAt 
   constexpr std::int64_t kSmallest = std::int64_t{12} << 20;  // bytes
   constexpr std::int64_t kFresh = std::int64_t{32} << 20;
   constexpr std::int64_t kBlock = 4096 / sizeof(T);
+  using Vector = VectorOf<T>;
   const std::int64_t bytes = count * std::int64_t{sizeof(T)};
   if (bytes < kSmallest || bytes >= kFresh) return 0;
   alignas(64) T block[kBlock];
   std::int64_t first = 0;
   for (; first + kBlock <= count; first += kBlock) {
     for (std::int64_t i = 0; i < kBlock; ++i) block[i] = elementAt(first + i);
-    StreamBytes(block, target + first, sizeof block);
+    for (std::int64_t i = 0; i < kBlock; i += Vector::kCount)
+      StreamTo(target + first + i, At<typename Vector::Type>(block + i));
   }
-  _mm_sfence();
+  FinishStreaming();
   return first;
 }
 

@@ -29,8 +29,8 @@ double ScanForExtremum(const T* elements, std::int64_t count) {
     for (; i + kStep <= count; i += kStep) {
 #pragma GCC unroll 4
       for (int c = 0; c < kChains; ++c) {
-        const auto* next = reinterpret_cast<const typename Vector::Loose*>(elements + i + c * Vector::kCount);
-        bests[c] = Better<kLargest, typename Vector::Type>(*next, bests[c]);
+        const auto next = At<typename Vector::Type>(elements + i + c * Vector::kCount);
+        bests[c] = Better<kLargest>(next, bests[c]);
       }
     }
     std::memcpy(lanes, bests, sizeof lanes);

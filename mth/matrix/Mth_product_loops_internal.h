@@ -179,7 +179,7 @@ MTH_NOINLINE bool MultiplyNarrow(const ProductTask<T>& task) {
   if constexpr (kNarrower > 0) {
     if (task.columns < kWidth) return MultiplyNarrow<Step, kNarrower>(task);
   }
-  using V = typename DoublesOf<kWidth * sizeof(double)>::Type;
+  using V = Doubles<kWidth>;
   double probe = 0.0;
   ForEachTileRow<4>(0, task.rows, [&](std::int64_t i, auto rows) {
     probe += MultiplyTile<Step, V, 1, rows()>(task, i, 0);

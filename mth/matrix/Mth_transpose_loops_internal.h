@@ -10,7 +10,7 @@ void TransposePlainly(const T* source, std::int64_t rows, std::int64_t columns, 
   }
 }
 
-#if defined(__GNUC__) || defined(__clang__)
+#if MTH_HAS_VECTORS
 
 // Exchanges the lanes of two rows that are kDistance apart with those across the diagonal.
 template <int kDistance, class V, int... kLane>
@@ -40,12 +40,10 @@ MTH_INLINE void TransposeBlock(const T* source, std::int64_t sourceStride, T* ta
   using Vector = VectorOf<T>;
   typename Vector::Type rows[Vector::kCount];
 #pragma GCC unroll 16
-  for (int i = 0; i < Vector::kCount; ++i)
-    rows[i] = *reinterpret_cast<const typename Vector::Loose*>(source + i * sourceStride);
+  for (int i = 0; i < Vector::kCount; ++i) rows[i] = At<typename Vector::Type>(source + i * sourceStride);
   TransposeSquare<Vector::kCount / 2>(rows);
 #pragma GCC unroll 16
-  for (int i = 0; i < Vector::kCount; ++i)
-    *reinterpret_cast<typename Vector::Loose*>(target + i * targetStride) = rows[i];
+  for (int i = 0; i < Vector::kCount; ++i) SetAt(target + i * targetStride, rows[i]);
 }
 
 // In tiles, so that the cache lines of the target are written whole. Blocks at the right and lower edges

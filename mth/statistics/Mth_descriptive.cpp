@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "mth/core/Mth_compiler_internal.h"
+
 // Statistics of one array, and slopes.
 
 double Mth_Mean(double* x, long n) {
@@ -71,7 +73,7 @@ int Mth_Ind_Max(double* x, int n) {
 namespace {
 
 // Two sums in one register: four additions one by one would take longer than the wait for each sum.
-#if defined(__GNUC__) || defined(__clang__)
+#if MTH_HAS_VECTORS
 typedef double Pair __attribute__((vector_size(2 * sizeof(double))));
 #else
 struct Pair {

@@ -33,19 +33,6 @@ inline void CombineSixLines(const double* const* lines, const double* taps, std:
   CombineLinesOf<6>(lines, taps, length, out);
 }
 
-// Fetches what the next row will need: rows are often a page each, and no hardware looks beyond its page.
-template <class T>
-MTH_INLINE void PrefetchForReading([[maybe_unused]] const T* source) {
-#if defined(__GNUC__) || defined(__clang__)
-  __builtin_prefetch(source);
-#endif
-}
-MTH_INLINE void PrefetchForWriting([[maybe_unused]] const double* target) {
-#if defined(__GNUC__) || defined(__clang__)
-  __builtin_prefetch(target, 1);
-#endif
-}
-
 // Both filters of the analysis at once: low[i] from all four lines, high[i] from the middle two.
 inline void SplitLines(const double* const* lines, const double* lowTaps, const double* highTaps,
                        std::int64_t length, double* low, double* high) {
@@ -53,7 +40,7 @@ inline void SplitLines(const double* const* lines, const double* lowTaps, const 
   const double lowTap[4] = {lowTaps[0], lowTaps[1], lowTaps[2], lowTaps[3]};
   const double highTap[2] = {highTaps[0], highTaps[1]};
   ForEachLanes(0, length, [=]<class V>(std::int64_t i, V zero) {
-    PrefetchForWriting(low + i + length);
+    PrefetchForWriting(low + i + length);  // the next row: often a page on, beyond which no hardware looks
     PrefetchForWriting(high + i + length);
     const V second = Load<V>(line[1] + i);
     const V third = Load<V>(line[2] + i);
@@ -118,7 +105,7 @@ bool AreModest(const T* values, std::int64_t length) {
 template <class T>
 bool CopyModest(const T* values, std::int64_t length, double* target) {
   return VisitModest(values, length, [=](std::int64_t i, auto value) {
-    PrefetchForReading(values + i + length);
+    Prefetch(values + i + length);
     Store(target + i, value);
   });
 }

@@ -1,0 +1,45 @@
+#pragma once
+
+/// @file
+/// What the compiler offers to the hot loops. Everything here has a plain form as well, which any C++20
+/// compiler builds; MTH_PLAIN_KERNELS asks for it where there is a choice.
+
+// Vector types, and the loops compiled for several instruction sets.
+#if (defined(__GNUC__) || defined(__clang__)) && !defined(MTH_PLAIN_KERNELS)
+#define MTH_HAS_VECTORS 1
+#else
+#define MTH_HAS_VECTORS 0
+#endif
+
+#if MTH_HAS_VECTORS && defined(__x86_64__)
+#define MTH_MULTIVERSION 1
+#include <immintrin.h>
+#else
+#define MTH_MULTIVERSION 0
+#endif
+
+#if defined(__GNUC__) || defined(__clang__)
+#define MTH_INLINE [[gnu::always_inline]] inline
+#define MTH_NOINLINE [[gnu::noinline]]
+#else
+#define MTH_INLINE inline
+#define MTH_NOINLINE
+#endif
+
+namespace mth_internal {
+
+/// Asks for the cache line of an address before its turn comes; any address is allowed.
+MTH_INLINE void Prefetch([[maybe_unused]] const void* address) {
+#if MTH_HAS_VECTORS
+  __builtin_prefetch(address);
+#endif
+}
+
+/// The same for a line that will be written.
+MTH_INLINE void PrefetchForWriting([[maybe_unused]] const void* address) {
+#if MTH_HAS_VECTORS
+  __builtin_prefetch(address, 1);
+#endif
+}
+
+}  // namespace mth_internal
