@@ -1,0 +1,90 @@
+// Non-local means of one shift, row by row. Lanes run along the row; whole rows are done one step after the
+// other, so that the order of a voxel's sums does not depend on the width of a vector.
+
+#include "mth/denoising/Mth_floats_loops_internal.h"
+
+template <class V>
+struct WholesOf {
+  using Type = std::int32_t;
+};
+#if defined(__GNUC__) || defined(__clang__)
+template <>
+struct WholesOf<Floats> {
+  typedef std::int32_t Type __attribute__((vector_size(MTH_VECTOR_BYTES)));
+};
+#endif
+
+// e to a power that is not positive, in floats, to 2 units in the last place; 0 below -87.
+template <class V>
+MTH_INLINE V DecayingExponential(V x) {
+  constexpr float kLog2E = 1.44269504F;
+  constexpr float kLn2High = 0.693359375F;  // 9 bits: whole numbers up to 2^14 times it are exact
+  constexpr float kLn2Low = -2.12194440e-4F;
+  constexpr float kRoundToWholeFloat = 0x1.8p23F;
+  constexpr float kLeast = -87.0F;  // its result is still a normal number
+  const V clamped = x < kLeast ? kLeast + V{} : x;
+  const V shifted = clamped * kLog2E + kRoundToWholeFloat;
+  const V whole = shifted - kRoundToWholeFloat;
+  const V rest = (clamped - whole * kLn2High) - whole * kLn2Low;
+  V sum = 1.0F / 720.0F + V{};
+  sum = sum * rest + 1.0F / 120.0F;
+  sum = sum * rest + 1.0F / 24.0F;
+  sum = sum * rest + 1.0F / 6.0F;
+  sum = sum * rest + 0.5F;
+  sum = 1.0F + (rest + rest * rest * sum);
+  // The low bits of the shifted number are the whole one: they become the exponent of a power of two.
+  V power;
+  if constexpr (sizeof(V) == sizeof(float)) {
+    power = std::bit_cast<float>((std::bit_cast<std::int32_t>(shifted) + 127) << 23);
+  } else {
+    using Wholes = typename WholesOf<V>::Type;
+    power = (V)(((Wholes)shifted + 127) << 23);
+  }
+  return x < kLeast ? V{} : sum * power;
+}
+
+// Adds up each element of a row with its two neighbours; the row has room for one more at either end, which
+// repeats the last.
+inline void SumNeighbours(float* row, std::int64_t count, float* sums) {
+  row[0] = row[1];
+  row[count + 1] = row[count];
+  ForEachFloats(count, [&]<class V>(std::int64_t i, V) {
+    StoreFloats(sums + i, (LoadFloats<V>(row + i) + LoadFloats<V>(row + i + 1)) + LoadFloats<V>(row + i + 2));
+  });
+}
+
+inline void SquareDifferences(const float* a, const float* b, std::int64_t count, float* squares) {
+  ForEachFloats(count, [&]<class V>(std::int64_t i, V) {
+    const V difference = LoadFloats<V>(a + i) - LoadFloats<V>(b + i);
+    StoreFloats(squares + i, difference * difference);
+  });
+}
+
+inline void AddThreeRows(const float* a, const float* b, const float* c, std::int64_t count, float* sums) {
+  ForEachFloats(count, [&]<class V>(std::int64_t i, V) {
+    StoreFloats(sums + i, (LoadFloats<V>(a + i) + LoadFloats<V>(b + i)) + LoadFloats<V>(c + i));
+  });
+}
+
+// The weights of a row of pairs.
+inline void WeighRow(const PairRow& row, std::int64_t count, float* weights) {
+  ForEachFloats(count, [&]<class V>(std::int64_t i, V) {
+    const V difference = LoadFloats<V>(row.guide + i) - LoadFloats<V>(row.otherGuide + i);
+    const V ofMeans = LoadFloats<V>(row.means + i) - LoadFloats<V>(row.otherMeans + i);
+    const V box =
+        (LoadFloats<V>(row.sums[0] + i) + LoadFloats<V>(row.sums[1] + i)) + LoadFloats<V>(row.sums[2] + i);
+    const V distance = (difference * difference + 3.0F * (ofMeans * ofMeans)) + box * (1.0F / 27.0F);
+    StoreFloats(weights + i, DecayingExponential<V>(-(distance * row.decay)));
+  });
+}
+
+// Gives each voxel of a row its share of the squared values of others.
+inline void GiveShares(const float* weights, const float* squares, std::int64_t count, float* sumOfWeights,
+                       float* sumOfSquaredWeights, float* sumOfShares) {
+  ForEachFloats(count, [&]<class V>(std::int64_t i, V) {
+    const V weight = LoadFloats<V>(weights + i);
+    StoreFloats(sumOfWeights + i, LoadFloats<V>(sumOfWeights + i) + weight);
+    StoreFloats(sumOfSquaredWeights + i, LoadFloats<V>(sumOfSquaredWeights + i) + weight * weight);
+    StoreFloats(sumOfShares + i, LoadFloats<V>(sumOfShares + i) + weight * LoadFloats<V>(squares + i));
+  });
+}
