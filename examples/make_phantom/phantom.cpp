@@ -76,11 +76,16 @@ std::array<double, Phantom::kTissues> ShapesMixture(std::array<double, 3> place,
   return mixture;
 }
 
-// Where each voxel lies between the levels of two neighbouring tissues.
+// Where a value lies between the levels of two neighbouring tissues: the middle half of the way is mixtures, the rest
+// the spread of a tissue.
 std::array<double, Phantom::kTissues> LevelsMixture(double value,
                                                     const std::array<double, Phantom::kTissues>& levels) {
-  const double grey = std::clamp((value - levels[kCsf]) / (levels[kGrey] - levels[kCsf]), 0.0, 1.0);
-  const double white = std::clamp((value - levels[kGrey]) / (levels[kWhite] - levels[kGrey]), 0.0, 1.0);
+  const auto shareOfBrighter = [&](std::size_t tissue) {
+    const double way = (value - levels[tissue]) / (levels[tissue + 1] - levels[tissue]);
+    return std::clamp(2.0 * way - 0.5, 0.0, 1.0);
+  };
+  const double grey = shareOfBrighter(kCsf);
+  const double white = shareOfBrighter(kGrey);
   return {1.0 - grey, grey - white, white};
 }
 

@@ -78,6 +78,7 @@ class Denoiser {
 
   MTH_STOP_REASON Run(double deviation) {
     deviation_ = deviation;
+    FillVoid();
     MTH_STOP_REASON reason = ThresholdBlocks();
     if (reason != MTH_STOP_REASON::Converged) return reason;
     const double brightest = BrightestTissue();
@@ -96,6 +97,18 @@ class Denoiser {
   double Element(std::size_t work, std::int64_t i) const { return static_cast<double>(work_[work][i]); }
   double SignalOf(float magnitude) const {
     return deviation_ * law_.Signal(static_cast<double>(magnitude) / deviation_);
+  }
+
+  // Where the surroundings were cut away they become the mean of air again: to the cosine coefficients the edge
+  // to what is darker than air would be a signal.
+  void FillVoid() {
+    void_ = static_cast<float>(deviation_ * law_.Mean(0.0));
+    std::replace(Noisy(), Noisy() + count_, 0.0F, void_);
+  }
+
+  void SquareNoisy() {
+    const auto squareOfAir = static_cast<float>(2.0 * deviation_ * deviation_);
+    for (std::int64_t i = 0; i < count_; ++i) noisy_[i] = noisy_[i] == void_ ? squareOfAir : noisy_[i] * noisy_[i];
   }
 
   // Leaves the first estimate in the guide.
@@ -151,7 +164,7 @@ class Denoiser {
         0.066;  // of the brightest tissue: a difference that is no noise however strong that is
     watch_.SetAction("Moyennes non locales");
     const double inverse = 1.0 / (2.0 * deviation_) + 1.0 / (kFlat * brightest);
-    for (std::int64_t i = 0; i < count_; ++i) noisy_[i] *= noisy_[i];
+    SquareNoisy();
     return GatherSimilarVoxels(size_, guide_.Get(), Noisy(), static_cast<float>(0.25 * inverse * inverse),
                                work_[3].Get(), {work_[0].Get(), work_[1].Get(), work_[2].Get()}, watch_);
   }
@@ -161,6 +174,7 @@ class Denoiser {
   const RicianLaw& law_;
   RunWatch& watch_;
   double deviation_ = 0.0;
+  float void_ = 0.0F;
   WorkArray<float> noisy_;
   WorkArray<float> guide_;
   std::array<WorkArray<float>, 4> work_;
