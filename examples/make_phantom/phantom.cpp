@@ -76,8 +76,8 @@ std::array<double, Phantom::kTissues> ShapesMixture(std::array<double, 3> place,
   return mixture;
 }
 
-// Where a value lies between the levels of two neighbouring tissues: the middle half of the way is mixtures, the rest
-// the spread of a tissue.
+// Where a value lies between the levels of two neighbouring tissues: the middle half of the way is mixtures,
+// the rest the spread of a tissue.
 std::array<double, Phantom::kTissues> LevelsMixture(double value,
                                                     const std::array<double, Phantom::kTissues>& levels) {
   const auto shareOfBrighter = [&](std::size_t tissue) {

@@ -188,9 +188,8 @@ class BlockPass {
                      blockWeights_.Get() + kSlack, sumOfWeights, layout_.Stride(), layout_.Half(),
                      kernels_.x.Positions(), level_});
     for (int l = 0; l < kernels_.y.side; ++l) {
-      if (IsRow(first + l))
-        MTH_SELECT(AddRow)
-        (sumOfWeights, layout_.Stride(), weightSums_.Get() + (first + l) * layout_.Stride());
+      if (IsRow(first + l)) MTH_SELECT(AddRow)
+      (sumOfWeights, layout_.Stride(), weightSums_.Get() + (first + l) * layout_.Stride());
     }
     for (int k = 0; k < kernels_.z.side; ++k) {
       std::array<float*, kLongestSide> to{};

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "mth/denoising/Mth_run_watch_internal.h"
+#include "mth/core/Mth_run_watch_internal.h"
 #include "mth/denoising/Mth_volume_size_internal.h"
 
 namespace mth_internal {

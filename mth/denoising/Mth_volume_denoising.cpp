@@ -99,8 +99,8 @@ class Denoiser {
     return deviation_ * law_.Signal(static_cast<double>(magnitude) / deviation_);
   }
 
-  // Where the surroundings were cut away they become the mean of air again: to the cosine coefficients the edge
-  // to what is darker than air would be a signal.
+  // Where the surroundings were cut away they become the mean of air again: to the cosine coefficients the
+  // edge to what is darker than air would be a signal.
   void FillVoid() {
     void_ = static_cast<float>(deviation_ * law_.Mean(0.0));
     std::replace(Noisy(), Noisy() + count_, 0.0F, void_);
@@ -108,7 +108,8 @@ class Denoiser {
 
   void SquareNoisy() {
     const auto squareOfAir = static_cast<float>(2.0 * deviation_ * deviation_);
-    for (std::int64_t i = 0; i < count_; ++i) noisy_[i] = noisy_[i] == void_ ? squareOfAir : noisy_[i] * noisy_[i];
+    for (std::int64_t i = 0; i < count_; ++i)
+      noisy_[i] = noisy_[i] == void_ ? squareOfAir : noisy_[i] * noisy_[i];
   }
 
   // Leaves the first estimate in the guide.
