@@ -95,6 +95,16 @@ void SetMixture(Phantom& phantom, std::size_t index, const std::array<double, Ph
     phantom.fractions[k][index] = static_cast<float>(mixture[k]);
 }
 
+// Uniform deviates in (0, 1), the same with every compiler.
+class Uniform {
+ public:
+  explicit Uniform(unsigned seed) : engine_(seed) {}
+  double operator()() { return (static_cast<double>(engine_()) + 0.5) / 4294967296.0; }
+
+ private:
+  std::mt19937 engine_;
+};
+
 template <class T>
 std::vector<T> CropValues(const std::vector<T>& values, const std::array<int, 3>& size, std::size_t axis,
                           int first, int last) {
@@ -155,8 +165,7 @@ double NoiseDeviation(const PhantomScan& scan) {
 std::vector<float> BiasField(const Phantom& phantom, const PhantomScan& scan) {
   std::vector<float> field(phantom.mask.size(), 1.0F);
   if (scan.bias == 0.0) return field;
-  std::mt19937 engine(scan.seed);
-  const auto uniform = [&] { return engine() / 4294967296.0; };
+  Uniform uniform(scan.seed);
   // A few slow waves of different directions: none has a whole period in the grid.
   std::array<std::array<double, 4>, 3> waves;
   for (auto& wave : waves)
@@ -207,8 +216,7 @@ std::vector<float> NoisyImage(const Phantom& phantom, const PhantomScan& scan) {
   std::vector<float> image = CleanImage(phantom, scan);
   const double deviation = NoiseDeviation(scan);
   if (deviation == 0.0) return image;
-  std::mt19937 engine(scan.seed + 1000003U);
-  const auto uniform = [&] { return (engine() + 0.5) / 4294967296.0; };
+  Uniform uniform(scan.seed + 1000003U);
   for (float& value : image) {
     const double radius = deviation * std::sqrt(-2.0 * std::log(uniform()));
     const double angle = 2.0 * std::numbers::pi * uniform();

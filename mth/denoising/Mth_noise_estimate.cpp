@@ -12,13 +12,15 @@ namespace {
 
 constexpr std::int64_t kSide = 4;
 constexpr double kMedianToDeviation = 1.4826022185056018;  // of normal deviates
+constexpr double kMostOverDetails = 1.2;                   // those of air itself are weaker by a tenth
 constexpr double kVarianceOfAir = 2.0 - std::numbers::pi / 2.0;
 
 // What a block tells of the noise.
 struct BlockNoise {
   float mean;
   float meanSquare;
-  float highest;  // magnitude of its highest coefficient
+  float highest;    // magnitude of its highest coefficient
+  float structure;  // energy of all others but the constant one
 };
 
 // The highest row of the orthonormal transform.
@@ -70,7 +72,8 @@ bool Measure(const VolumeSize& size, const Grid& grid, const float* first, Block
   }
   const auto count = static_cast<double>(grid.side[0] * grid.side[1] * grid.side[2]);
   block = {static_cast<float>(sum / count), static_cast<float>(squares / count),
-           static_cast<float>(std::abs(highest))};
+           static_cast<float>(std::abs(highest)),
+           static_cast<float>(squares - sum * sum / count - highest * highest)};
   return true;
 }
 
@@ -150,7 +153,21 @@ double DeviationOfAir(const BlockNoise* blocks, std::int64_t count, float* work)
   return std::abs(fine - deviation) < kAgreement * deviation ? deviation : 0.0;
 }
 
-// From the highest coefficients of all blocks.
+// Brings the smoothest quarter of the blocks to the front: their other coefficients tell how much structure
+// is in the highest one, and white noise is as strong in it whatever the others are.
+std::int64_t SelectSmoothBlocks(BlockNoise* blocks, std::int64_t count, float* work) {
+  constexpr std::int64_t kPart = 4;
+  constexpr std::int64_t kLeast = 200;  // from fewer a median is not precise
+  const std::int64_t wanted = std::min(count, std::max(kLeast, count / kPart));
+  std::transform(blocks, blocks + count, work, [](const BlockNoise& block) { return block.structure; });
+  std::nth_element(work, work + (wanted - 1), work + count);
+  const float most = work[wanted - 1];
+  const auto end = std::copy_if(blocks, blocks + count, blocks,
+                                [most](const BlockNoise& block) { return block.structure <= most; });
+  return end - blocks;
+}
+
+// From the highest coefficients of blocks anywhere.
 double DeviationOfDetails(const BlockNoise* blocks, std::int64_t count, const RicianLaw& law, float* work) {
   constexpr int kRounds = 6;  // the correction hangs on the deviation itself
   double deviation = 0.0;
@@ -175,9 +192,12 @@ bool EstimateRicianNoise(const VolumeSize& size, const float* values, const Rici
   const WorkArray<float> work(grid.Count());
   if (!blocks || !work) return false;
   const std::int64_t count = MeasureBlocks(size, grid, values, blocks.Get());
-  if (count == 0) return true;
-  deviation = DeviationOfAir(blocks.Get(), count, work.Get());
-  if (deviation == 0.0) deviation = DeviationOfDetails(blocks.Get(), count, law, work.Get());
+  if (count == 0 || size.x == 1) return true;
+  const double ofAir = DeviationOfAir(blocks.Get(), count, work.Get());
+  const std::int64_t smooth = SelectSmoothBlocks(blocks.Get(), count, work.Get());
+  deviation = DeviationOfDetails(blocks.Get(), smooth, law, work.Get());
+  // Structure adds to details, never takes from them: stronger noise than theirs is that of a dark tissue.
+  if (ofAir > 0.0 && ofAir < kMostOverDetails * deviation) deviation = ofAir;
   return true;
 }
 

@@ -129,10 +129,11 @@ std::string Shape(int rows, int columns) {
 
 Operations AllOperations() {
   Operations operations;
-  for (const auto add : {AddValueOperations, AddMatrixOperations, AddDecompositionOperations,
-                         AddStatisticsOperations, AddImageOperations, AddWaveletOperations,
-                         AddCurveOperations, AddCostOperations, AddMinimiserOperations, AddGeometryOperations,
-                         AddClusteringOperations, AddEvidentialOperations, AddBoostingOperations}) {
+  for (const auto add :
+       {AddValueOperations, AddMatrixOperations, AddDecompositionOperations, AddStatisticsOperations,
+        AddImageOperations, AddWaveletOperations, AddDenoisingOperations, AddCurveOperations,
+        AddCostOperations, AddMinimiserOperations, AddGeometryOperations, AddClusteringOperations,
+        AddEvidentialOperations, AddBoostingOperations}) {
     add(operations);
   }
   std::sort(operations.begin(), operations.end(),

@@ -138,6 +138,7 @@ void AddDecompositionOperations(Operations& operations);
 void AddStatisticsOperations(Operations& operations);
 void AddImageOperations(Operations& operations);
 void AddWaveletOperations(Operations& operations);
+void AddDenoisingOperations(Operations& operations);
 void AddCurveOperations(Operations& operations);
 void AddCostOperations(Operations& operations);
 void AddMinimiserOperations(Operations& operations);
