@@ -9,6 +9,7 @@
 #include "std/Std_default_title_internal.h"
 #include "std/qt/Std_qt_window_internal.h"
 #include "std/qt/Std_wait_bar_view_internal.h"
+#include "std/qt/Std_worker_view_internal.h"
 
 namespace {
 
@@ -50,29 +51,7 @@ class ArrowCursorScope {
   ArrowCursorScope& operator=(const ArrowCursorScope&) = delete;
 };
 
-// One for each thread, so that threads share no state but the stream.
-STD_CONSOLE_DISPLAY& Console() {
-  static thread_local STD_CONSOLE_DISPLAY console;
-  return console;
-}
-
-}  // namespace
-
-STD_QT_DISPLAY::STD_QT_DISPLAY() = default;
-
-STD_QT_DISPLAY::~STD_QT_DISPLAY() = default;
-
-bool STD_QT_DISPLAY::CanShowWindows() {
-  if (mth_internal::IsUserInterfaceThread()) return true;
-  if (!hasSaidWhyNot_.exchange(true)) {
-    std::fputs("Pas de fenêtres hors du fil de l'interface (QApplication) : la console les remplace.\n",
-               stderr);
-  }
-  return false;
-}
-
-int STD_QT_DISPLAY::ShowMessage(const std::string& text, MessageKind kind, const std::string& caption) {
-  if (!CanShowWindows()) return Console().ShowMessage(text, kind, caption);
+int ShowDialog(const std::string& text, MessageKind kind, const std::string& caption) {
   MessageDialog dialog;
   mth_internal::MakeLibraryWindow(dialog, dialog.windowFlags());
   dialog.setIcon(IconOf(kind));
@@ -86,9 +65,34 @@ int STD_QT_DISPLAY::ShowMessage(const std::string& text, MessageKind kind, const
   return dialog.exec();
 }
 
+}  // namespace
+
+STD_QT_DISPLAY::STD_QT_DISPLAY() = default;
+
+STD_QT_DISPLAY::~STD_QT_DISPLAY() = default;
+
+// One for each thread, so that threads share no state but the stream.
+STD_DISPLAY& STD_QT_DISPLAY::Console() {
+  static thread_local STD_CONSOLE_DISPLAY console;
+  if (!hasSaidWhyNot_.exchange(true)) {
+    std::fputs("Pas de fenêtres hors du fil de l'interface (QApplication) : la console les remplace.\n",
+               stderr);
+  }
+  return console;
+}
+
+int STD_QT_DISPLAY::ShowMessage(const std::string& text, MessageKind kind, const std::string& caption) {
+  if (mth_internal::IsUserInterfaceThread()) return ShowDialog(text, kind, caption);
+  int answer = 0;
+  const auto ask = [&] { answer = ShowDialog(text, kind, caption); };
+  if (mth_internal::IsWorkerThread() && mth_internal::RunInUserInterface(ask)) return answer;
+  return Console().ShowMessage(text, kind, caption);
+}
+
 std::unique_ptr<STD_WAIT_BAR_VIEW> STD_QT_DISPLAY::CreateWaitBarView() {
   using mth_internal::QtWaitBarView;
-  if (!CanShowWindows()) return Console().CreateWaitBarView();
+  if (mth_internal::IsWorkerThread()) return std::make_unique<mth_internal::WorkerView>();
+  if (!mth_internal::IsUserInterfaceThread()) return Console().CreateWaitBarView();
   auto window = std::make_unique<STD_WAIT_BAR_WINDOW>();
   auto view = std::make_unique<QtWaitBarView>(window.get(), QtWaitBarView::AtEnd::DeleteWindow);
   mth_internal::DeleteWithApplication(*window.release());

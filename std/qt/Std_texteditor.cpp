@@ -142,6 +142,7 @@ bool STD_TEXT_EDITOR_WINDOW::OpenFile(const QString& path) {
     Std_ShowMessage("Impossible d'ouvrir le fichier " + path.toStdString(), MessageKind::Error, "");
     return false;
   }
+  if (!CanLoseChanges()) return false;
   BeginText(*text, path);
   return true;
 }
@@ -166,8 +167,10 @@ bool STD_TEXT_EDITOR_WINDOW::Find(const QString& text) {
   return false;
 }
 
+// Changes that are not to be saved are gone with the window: it opens empty the next time.
 void STD_TEXT_EDITOR_WINDOW::closeEvent(QCloseEvent* event) {
   event->setAccepted(CanLoseChanges());
+  if (event->isAccepted() && Editor->document()->isModified()) BeginText(QString(), QString());
 }
 
 bool STD_TEXT_EDITOR_WINDOW::CanLoseChanges() {
@@ -182,7 +185,6 @@ bool STD_TEXT_EDITOR_WINDOW::CanLoseChanges() {
 }
 
 void STD_TEXT_EDITOR_WINDOW::AskForFile() {
-  if (!CanLoseChanges()) return;
   const QString path = QFileDialog::getOpenFileName(this, "Ouvrir", path_, kFileFilter);
   if (!path.isEmpty()) OpenFile(path);
 }

@@ -11,7 +11,7 @@ class QToolBar;
 
 /// The text editor "QUOR Pad" for client programs: a menu and a tool bar to open, save, undo, cut, copy,
 /// paste and find. Texts are UTF-8; lines end in CR LF when some did in the file. Changes are not lost
-/// without a question.
+/// without a question; after "Non" at its end the window opens empty the next time.
 ///
 /// Its actions are found by their Qt object names: Nouveau, Ouvrir, Enregistrer, EnregistrerSous, Quitter,
 /// Annuler, Retablir, Couper, Copier, Coller, ToutSelectionner, Rechercher and RechercherSuivant.
@@ -23,8 +23,11 @@ class MTH_EXPORT STD_TEXT_EDITOR_WINDOW : public QMainWindow {
   /// The text.
   QPlainTextEdit* const Editor;
 
-  /// Shows a file's text. A byte order mark at its start is not part of it.
-  /// @return  false, after a message, when the file cannot be read or is not UTF-8; the text is as before.
+  /// Shows a file's text. A byte order mark at its start is not part of it. Asks before it drops unsaved
+  /// changes.
+  /// @return  false, after a message, when the file cannot be read or is not UTF-8, and false when the
+  /// changes are not
+  ///          to be dropped or could not be saved; the text is as before.
   bool OpenFile(const QString& path);
   /// Writes the text to a file, whole or not at all, and makes it the file of the next saving.
   /// @return  false, after a message, when the file cannot be written; it is as before.

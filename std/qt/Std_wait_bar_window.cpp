@@ -2,18 +2,18 @@
 
 #include <QApplication>
 #include <QCloseEvent>
-#include <QDeadlineTimer>
 #include <QFontInfo>
 #include <QFrame>
 #include <QLabel>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QStyleOptionProgressBar>
 #include <QStylePainter>
-#include <QThread>
 #include <QVBoxLayout>
-#include <QWindow>
+#include <utility>
 
 #include "std/qt/Std_qt_window_internal.h"
+#include "std/qt/Std_screen_internal.h"
 #include "std/qt/Std_wait_bar_view_internal.h"
 
 #if defined(_WIN32)
@@ -23,8 +23,7 @@
 namespace {
 
 constexpr int kDefaultMaximum = 100;
-constexpr int kColumns = 60;                 // characters of text: more than the library's longest
-constexpr int kExposureMilliseconds = 1000;  // a window system that shows nothing by then is left alone
+constexpr int kColumns = 60;  // characters of text: more than the library's longest
 
 // A busy application's windows would be replaced by lifeless copies: nothing pumps messages meanwhile.
 void KeepUnresponsiveWindows() {
@@ -33,7 +32,8 @@ void KeepUnresponsiveWindows() {
 #endif
 }
 
-// Qt draws the text of a label in the direction of its letters, whatever the layout direction.
+// Qt draws the text of a label in the direction of its letters, whatever the layout direction, and would cut
+// a long one at its start without a word.
 class RightToLeftLabel : public QLabel {
  public:
   using QLabel::QLabel;
@@ -41,8 +41,9 @@ class RightToLeftLabel : public QLabel {
  protected:
   void paintEvent(QPaintEvent*) override {
     QStylePainter painter(this);
+    const QString shown = fontMetrics().elidedText(text(), Qt::ElideLeft, contentsRect().width());
     painter.drawItemText(contentsRect(), static_cast<int>(alignment()) | Qt::TextForceRightToLeft, palette(),
-                         isEnabled(), text(), foregroundRole());
+                         isEnabled(), shown, foregroundRole());
   }
 };
 
@@ -73,6 +74,7 @@ void NameComponents(STD_WAIT_BAR_WINDOW& window) {
   window.ProgressBar1->setObjectName("ProgressBar1");
   window.Title->setObjectName("Title");
   window.lblInformation1->setObjectName("lblInformation1");
+  window.Cancel->setObjectName("Cancel");
 }
 
 void DressComponents(STD_WAIT_BAR_WINDOW& window) {
@@ -94,6 +96,7 @@ void DressComponents(STD_WAIT_BAR_WINDOW& window) {
   window.lblInformation1->setFont(bannerFont);
   window.lblInformation1->setForegroundRole(QPalette::Link);
   window.lblInformation1->setText("Quorvan");
+  window.Cancel->hide();
 }
 
 void ArrangeComponents(STD_WAIT_BAR_WINDOW& window) {
@@ -105,21 +108,7 @@ void ArrangeComponents(STD_WAIT_BAR_WINDOW& window) {
   layout->addWidget(window.lblInformation1);
   layout->addWidget(window.Panel1);
   layout->addWidget(window.ProgressBar1);
-}
-
-// Waits until the window system has room for the window's pixels, which can then be painted without pumping
-// messages. What people do meanwhile stays in the queue; the host's timers and sockets stay silent as well.
-void WaitForExposure(const QWidget& window) {
-  constexpr auto kWindowSystemOnly =
-      QEventLoop::ExcludeUserInputEvents | QEventLoop::ExcludeSocketNotifiers | QEventLoop::X11ExcludeTimers;
-  const auto isExposed = [&window] {
-    return window.windowHandle() != nullptr && window.windowHandle()->isExposed();
-  };
-  const QDeadlineTimer deadline(kExposureMilliseconds);
-  while (!isExposed() && !deadline.hasExpired()) {
-    QCoreApplication::processEvents(kWindowSystemOnly);
-    QThread::msleep(1);
-  }
+  layout->addWidget(window.Cancel, 0, Qt::AlignRight);
 }
 
 }  // namespace
@@ -129,7 +118,8 @@ STD_WAIT_BAR_WINDOW::STD_WAIT_BAR_WINDOW()
       Panel1(new QFrame(this)),
       ProgressBar1(new StillProgressBar(this)),
       Title(new QLabel),
-      lblInformation1(new QLabel(this)) {
+      lblInformation1(new QLabel(this)),
+      Cancel(new QPushButton("Annuler", this)) {
   KeepUnresponsiveWindows();
   mth_internal::MakeLibraryWindow(*this, Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint |
                                              Qt::CustomizeWindowHint | Qt::WindowTitleHint |
@@ -145,6 +135,15 @@ STD_WAIT_BAR_WINDOW::STD_WAIT_BAR_WINDOW()
   DressComponents(*this);
   Reset(*this);
   Panel1->setFixedWidth(kColumns * fontMetrics().averageCharWidth());
+  setFixedSize(sizeHint());
+}
+
+void STD_WAIT_BAR_WINDOW::LetCancel(std::function<void()> cancel) {
+  connect(Cancel, &QPushButton::clicked, this, [this, cancel = std::move(cancel)] {
+    Cancel->setEnabled(false);
+    cancel();
+  });
+  Cancel->show();
   setFixedSize(sizeHint());
 }
 
@@ -164,8 +163,9 @@ QtWaitBarView::QtWaitBarView(STD_WAIT_BAR_WINDOW* window, AtEnd atEnd) : window_
 }
 
 QtWaitBarView::~QtWaitBarView() {
+  // Also of a window that its host has destroyed; an application that has ended took its cursors along.
+  if (QCoreApplication::instance() != nullptr) QGuiApplication::restoreOverrideCursor();
   if (!window_) return;
-  QGuiApplication::restoreOverrideCursor();
   if (atEnd_ == AtEnd::DeleteWindow) {
     delete window_.data();
   } else {
@@ -205,8 +205,8 @@ void QtWaitBarView::Show() {
   if (!window_) return;
   CentreOnScreen(*window_);
   window_->show();
-  WaitForExposure(*window_);
-  if (window_) window_->repaint();
+  WaitForScreen(*window_);
+  window_->repaint();
 }
 
 }  // namespace mth_internal

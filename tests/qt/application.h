@@ -3,13 +3,27 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QDeadlineTimer>
 #include <QStyleFactory>
+#include <QThread>
 #include <QTimer>
 #include <optional>
 
 #include "std/qt/Std_qt_display.h"
 
 namespace mth_test {
+
+/// Handles events until a condition holds; false when it never does.
+template <class Condition>
+bool PumpUntil(Condition condition) {
+  const QDeadlineTimer deadline(20000);
+  while (!condition()) {
+    if (deadline.hasExpired()) return false;
+    QCoreApplication::processEvents();
+    QThread::msleep(1);
+  }
+  return true;
+}
 
 /// A QApplication without a screen and the Qt display, for the life of a test.
 class QtTest : public ::testing::Test {

@@ -1,11 +1,9 @@
 #pragma once
 
 #include <QApplication>
-#include <QDeadlineTimer>
 #include <QImage>
 #include <QPixmap>
 #include <QScreen>
-#include <QThread>
 #include <QWidget>
 #include <cstdlib>
 #include <functional>
@@ -13,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "application.h"
 #include "std/Std_display.h"
 
 namespace mth_test {
@@ -38,18 +37,6 @@ inline bool ClickOn(const QWidget& widget, int count) {
   std::string arguments = "mousemove " + std::to_string(place.x()) + " " + std::to_string(place.y());
   for (int i = 0; i < count; ++i) arguments += " click 1";
   return Xdotool(arguments);
-}
-
-/// Handles events until a condition holds; false when it never does.
-template <class Condition>
-bool PumpUntil(Condition condition) {
-  const QDeadlineTimer deadline(20000);
-  while (!condition()) {
-    if (deadline.hasExpired()) return false;
-    QCoreApplication::processEvents();
-    QThread::msleep(1);
-  }
-  return true;
 }
 
 /// A display that calls a function when a progress bar of the inner display has just reached its middle.

@@ -81,7 +81,11 @@ TEST_F(QtScreen, ProgressIsPaintedAndInputWaitsUntilTheComputationEnds) {
   MTH_CLUSTERING engine(2, 1);
   FillEngine(engine);
   EXPECT_TRUE(ClickOn(button_, 1));  // waits already when the window is shown
+  int posted = 0;
+  QMetaObject::invokeMethod(
+      &host_, [&] { ++posted; }, Qt::QueuedConnection);
   EXPECT_LT(engine.ApplyFuzzyCMeanClustering(), 1.0);
+  EXPECT_EQ(posted, 0);
   EXPECT_EQ(probes, 1);
   EXPECT_EQ(clicks_, 0);
   EXPECT_EQ(text_.text(), "");

@@ -183,7 +183,19 @@ TEST_F(QtTextEditor, AsksBeforeItLosesChanges) {
     EXPECT_EQ(editor_.close(), c.closes) << c.button;
     EXPECT_EQ(question, "Enregistrer les modifications ?");
     EXPECT_EQ(Read("text.txt"), c.saved);
+    if (c.button == 2) {
+      EXPECT_EQ(text_.toPlainText(), "");
+      EXPECT_EQ(editor_.GetPath(), "");
+    }
+    EXPECT_EQ(text_.document()->isModified(), !c.closes);
+    text_.document()->setModified(false);
   }
+  text_.insertPlainText("neuf ");
+  const QString kept = text_.toPlainText();
+  AnswerNext([](STD_CUSTOM_DIALOG& dialog) { dialog.close(); });
+  EXPECT_FALSE(editor_.OpenFile(PathOf("text.txt")));
+  EXPECT_EQ(text_.toPlainText(), kept);
+  text_.document()->setModified(false);
   Write("text.txt", "avant");
   ASSERT_TRUE(editor_.OpenFile(PathOf("text.txt")));
   EXPECT_TRUE(editor_.close());  // nothing to lose: no question

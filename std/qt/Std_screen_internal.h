@@ -1,0 +1,12 @@
+#pragma once
+
+class QWidget;
+
+namespace mth_internal {
+
+/// Waits until the window system has room for the pixels of a window that was just shown, so that they can be
+/// painted without pumping messages. On X11 nothing of the host runs meanwhile; a window system that shows
+/// nothing within a second is left alone.
+void WaitForScreen(QWidget& window);
+
+}  // namespace mth_internal
