@@ -7,7 +7,6 @@
 #include "report.h"
 #include "samples.h"
 #include "support/failure.h"
-#include "support/output_folder.h"
 #include "training.h"
 
 namespace {
@@ -15,17 +14,21 @@ namespace {
 int Run(int argc, char** argv) {
   const auto options = classify::ParseOptions(argc, argv);
   if (!options) return 0;
-  example::OutputFolder folder(options->outputPath);
+  example::Results results("classify", {options->dataPath}, options->output.isForced);
+  results.OpenFolder(options->output.path);
+  results.Announce({"report.txt", "scores.csv", "errors.svg", "roc.svg"});
+  results.AnnounceFile(options->output.jsonPath);
   const classify::Samples samples = classify::ReadSamples(options->dataPath);
   const classify::Outcome outcome = classify::TrainAndTest(samples, *options);
 
-  folder.WriteText("report.txt", FullReport(samples, outcome, *options));
-  folder.WriteText("scores.csv", ScoresTable(samples, outcome));
-  folder.WriteText("errors.svg", PlotErrors(outcome));
-  folder.WriteText("roc.svg", PlotRoc(outcome));
-  folder.Commit({});
+  results.WriteText("report.txt", FullReport(samples, outcome, *options));
+  results.WriteText("scores.csv", ScoresTable(samples, outcome));
+  results.WriteText("errors.svg", PlotErrors(outcome));
+  results.WriteText("roc.svg", PlotRoc(outcome));
+  results.WriteTextFile(options->output.jsonPath, JsonReport(samples, outcome, *options));
+  results.Commit();
   std::printf("%s4 files written into %s\n", Summary(samples, outcome, *options).c_str(),
-              options->outputPath.c_str());
+              options->output.path.c_str());
   return 0;
 }
 

@@ -1,7 +1,5 @@
 #include "options.h"
 
-#include <CLI/CLI.hpp>
-
 #include "support/command_line.h"
 
 namespace classify {
@@ -24,29 +22,18 @@ constexpr const char* kFooter =
     "  errors.svg   the errors over the rounds\n"
     "  roc.svg      true over false positives for every threshold, with the area below\n"
     "\n"
-    "Exit status: 0 done, 2 failure (one line on standard error, nothing written).\n"
-    "\n"
     "Example:\n"
     "  classify lesions.csv --variant real --rounds 100 -o result\n";
 
 void AddOptions(CLI::App& app, Options& options) {
   app.add_option("FILE", options.dataPath, "Samples with their labels (CSV)")->required();
-  app.add_option("-o,--output", options.outputPath, "Folder for the results, created if it is missing")
-      ->type_name("FOLDER")
-      ->capture_default_str();
-  app.add_option("-a,--variant", options.variant, "real, gentle or modest AdaBoost")
-      ->check(CLI::IsMember({"real", "gentle", "modest"}).description(""))
-      ->type_name("NAME")
-      ->capture_default_str();
-  app.add_option("-n,--rounds", options.rounds, "Rounds of boosting, 1 to 10000")
-      ->check(CLI::Range(1, 10000).description(""))
-      ->capture_default_str();
-  app.add_option("-d,--depth", options.depth, "Levels of the tree of each round, 1 to 16")
-      ->check(CLI::Range(1, 16).description(""))
-      ->capture_default_str();
-  app.add_option("--held-out", options.heldOut, "Share of each class that is not trained upon, 0 to 0.9")
-      ->check(CLI::Range(0.0, kLargestHeldOut).description(""))
-      ->capture_default_str();
+  example::AddOutputOptions(app, options.output);
+  example::AddWord(app, "-a,--variant", options.variant, {"real", "gentle", "modest"}, "NAME",
+                   "real, gentle or modest AdaBoost");
+  example::AddNumber(app, "-n,--rounds", options.rounds, 1, 10000, "Rounds of boosting, 1 to 10000");
+  example::AddNumber(app, "-d,--depth", options.depth, 1, 16, "Levels of the tree of each round, 1 to 16");
+  example::AddNumber(app, "--held-out", options.heldOut, 0.0, kLargestHeldOut,
+                     "Share of each class that is not trained upon, 0 to 0.9");
   app.add_option("--seed", options.seed, "Chooses other samples to hold out")->capture_default_str();
 }
 
@@ -55,10 +42,10 @@ void AddOptions(CLI::App& app, Options& options) {
 std::optional<Options> ParseOptions(int argc, char** argv) {
   Options options;
   CLI::App app(kDescription, "classify");
-  app.footer(kFooter);
+  app.footer(std::string(kFooter) + "\n" + example::kReplacementText + example::kStatusText);
   AddOptions(app, options);
   if (!example::ParseCommandLine(app, argc, argv)) return std::nullopt;
-  example::Require(!options.outputPath.empty(), "--output needs a folder");
+  example::Require(app.count("--seed") == 0 || options.heldOut > 0.0, "--seed needs samples held out");
   return options;
 }
 

@@ -3,11 +3,13 @@
 #include <optional>
 #include <string>
 
+#include "support/results.h"
+
 namespace classify {
 
 struct Options {
   std::string dataPath;
-  std::string outputPath = "classification";
+  example::OutputOptions output{"classification", "", false};
   std::string variant = "gentle";  ///< real, gentle or modest
   int rounds = 50;
   int depth = 3;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "support/json_text.h"
 #include "support/svg_plot.h"
 #include "support/text.h"
 
@@ -71,6 +72,28 @@ std::string FullReport(const Samples& samples, const Outcome& outcome, const Opt
     text += "\n";
   }
   return text;
+}
+
+std::string JsonReport(const Samples& samples, const Outcome& outcome, const Options& options) {
+  example::Json json;
+  json["data"] = options.dataPath;
+  json["variant"] = options.variant;
+  json["rounds"] = options.rounds;
+  json["depth"] = options.depth;
+  json["samples"] = samples.Count();
+  json["features"] = samples.FeaturesCount();
+  json["cells"] = outcome.cellsCount;
+  for (const Group* group : {&outcome.trained, &outcome.heldOut}) {
+    if (group->samples.empty()) continue;
+    const Roc roc = ComputeRoc(*group);
+    example::Json& entry = json[group == &outcome.heldOut ? "held_out" : "trained_upon"];
+    entry["samples"] = group->samples.size();
+    entry["error"] = group->errors.back();
+    entry["errors"] = group->errors;
+    entry["area_under_roc"] = nullptr;
+    if (!roc.points.empty()) entry["area_under_roc"] = roc.area;
+  }
+  return example::JsonText(json);
 }
 
 std::string ScoresTable(const Samples& samples, const Outcome& outcome) {

@@ -1,6 +1,5 @@
 // Takes the noise off an MR image or volume: an example of a host program around the wavelet denoising.
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -10,8 +9,8 @@
 #include "support/denoising.h"
 #include "support/failure.h"
 #include "support/image.h"
+#include "support/json_text.h"
 #include "support/nifti_io.h"
-#include "support/output_folder.h"
 #include "support/panel.h"
 #include "support/png_io.h"
 #include "support/text.h"
@@ -26,8 +25,9 @@ constexpr double kMostNoise = 100.0;
 
 struct Options {
   std::string imagePath;
-  std::string outputPath = "denoise_mr_output";
+  example::OutputOptions output{"denoise_mr_output", "", false};
   double addedNoise = 0.0;  // per cent of the brightest grey level
+  std::optional<int> axis;
   example::DenoisingOptions denoising;
 };
 
@@ -36,34 +36,28 @@ bool ParseOptions(int argc, char** argv, Options& options) {
       "Takes the noise off a magnitude MR image, or off a volume plane by plane, by shrinking its wavelet\n"
       "coefficients: flat tissue becomes smooth, edges stay.",
       "denoise_mr");
-  app.footer(
-      "Files written into the folder (all or none; those of an earlier run are replaced):\n"
-      "  denoised.nii.gz  the result, in the place in the scanner of a NIfTI image\n"
-      "  panel.png        before, after and difference; of a volume the middle plane\n"
-      "\n"
-      "Exit status: 0 done, 2 failure (one line on standard error, nothing written).\n"
-      "\n"
-      "Examples:\n"
-      "  denoise_mr head.nii.gz --factor 2.5 -o result\n"
-      "  denoise_mr clean.nii.gz --add-noise 9 -o trial\n");
+  app.footer(std::string(
+                 "Files written into the folder (all or none):\n"
+                 "  denoised.nii.gz  the result in the place and with the number type of the image; float32\n"
+                 "                   where these cannot hold it; denoised.png of a PNG\n"
+                 "  panel.png        before, after and difference; of a volume the middle plane\n"
+                 "\n"
+                 "Examples:\n"
+                 "  denoise_mr head.nii.gz --factor 2.5 -o result\n"
+                 "  denoise_mr clean.nii.gz --add-noise 9 -o trial\n"
+                 "\n") +
+             example::kReplacementText + example::kStatusText);
   app.add_option("IMAGE", options.imagePath,
                  "Image or volume: .nii, .nii.gz, or .png\n(colours become their luminance)")
       ->required();
-  app.add_option("-o,--output", options.outputPath, "Folder for the results, created if it is missing")
-      ->type_name("FOLDER")
-      ->capture_default_str();
+  example::AddOutputOptions(app, options.output);
   app.add_option("-f,--factor", options.denoising.factor,
                  "How many noise levels a detail must stand out to stay;\nlarger values smooth more")
       ->capture_default_str();
-  app.add_option("-w,--window", options.denoising.window,
-                 "Side of the neighbourhood that decides on a detail, odd,\n1 to 99 pixels")
-      ->check(CLI::Range(1, kLargestWindow).description(""))
-      ->capture_default_str();
-  app.add_option_function<std::string>(
-         "--axis", [&options](const std::string& name) { options.denoising.axis = name.front() - 'x'; },
-         "Axis of a volume's grid across which its planes lie: x, y or z\n(z without it)")
-      ->check(CLI::IsMember({"x", "y", "z"}).description(""))
-      ->type_name("AXIS");
+  example::AddNumber(app, "-w,--window", options.denoising.window, 1, kLargestWindow,
+                     "Side of the neighbourhood that decides on a detail, odd,\n1 to 99 pixels");
+  example::AddAxis(app, options.axis,
+                   "Axis of a volume's grid across which its planes lie: x, y or z\n(z without it)");
   app.add_option(
          "--add-noise", options.addedNoise,
          "To try it on a clean image: Rician noise to add first, in per\ncent of the brightest grey level, "
@@ -71,7 +65,6 @@ bool ParseOptions(int argc, char** argv, Options& options) {
       ->check(CLI::Range(0.0, kMostNoise).description(""))
       ->type_name("PERCENT");
   if (!example::ParseCommandLine(app, argc, argv)) return false;
-  example::Require(!options.outputPath.empty(), "--output needs a folder");
   example::Require(std::isfinite(options.denoising.factor) && options.denoising.factor >= 0.0,
                    "--factor must be a number from 0 up");
   example::Require(options.denoising.window % 2 != 0, "--window must be odd");
@@ -107,6 +100,38 @@ void WritePanel(const std::string& path, const GreyImage& before, const GreyImag
   example::WritePng(path, example::ComposePanel(tiles, size ? (*size)[1] / (*size)[0] : 1.0));
 }
 
+// As the file of the image stores its numbers, so that all subjects of a study stay alike.
+void WriteDenoised(example::Results& results, const std::string& name, GreyImage& denoised,
+                   const Options& options) {
+  if (!example::IsNiftiPath(options.imagePath)) {
+    results.Write(name, [&](const std::string& path) { example::WriteGreyPng(path, denoised); });
+    return;
+  }
+  const bool fits = example::FitsInto(denoised.storage, denoised.values);
+  if (!fits) {
+    denoised.storage = {example::VoxelType::Float, 1.0, 0.0};
+    std::printf("The result does not fit into the image's type of numbers: written as float32\n");
+  }
+  results.Write(name, [&](const std::string& path) {
+    example::WriteNifti(path, denoised, options.imagePath, denoised.values, denoised.storage,
+                        example::Meaning::Intensities);
+  });
+}
+
+std::string JsonReport(const Options& options, const GreyImage& image, const std::vector<double>& deviations,
+                       double addedDeviation) {
+  example::Json json;
+  json["image"] = options.imagePath;
+  json["size"] = image.size;
+  json["factor"] = options.denoising.factor;
+  json["window"] = options.denoising.window;
+  json["axis"] = example::AxisName(options.denoising.axis);
+  json["added_deviation"] = addedDeviation;
+  json["deviations"] = deviations;
+  json["replaced_voxels"] = image.replacedVoxels;
+  return example::JsonText(json);
+}
+
 void Print(const Options& options, const GreyImage& image, const std::vector<double>& deviations) {
   const auto [least, greatest] = std::minmax_element(deviations.begin(), deviations.end());
   const std::string range = deviations.size() == 1
@@ -115,6 +140,8 @@ void Print(const Options& options, const GreyImage& image, const std::vector<dou
                                       std::to_string(deviations.size()) + " planes";
   std::printf("Image   %s, %d x %d x %d\nNoise   standard deviation %s\n", options.imagePath.c_str(),
               image.size[0], image.size[1], image.size[2], range.c_str());
+  if (image.replacedVoxels > 0)
+    std::printf("%zu voxels were no finite numbers: they are 0 now\n", image.replacedVoxels);
   if (*greatest == 0.0)
     std::printf("No noise was found: the image has none, is a single line, or is black in more than half\n");
 }
@@ -126,23 +153,28 @@ double AddedDeviation(const Options& options, const GreyImage& image) {
 int Run(int argc, char** argv) {
   Options options;
   if (!ParseOptions(argc, argv, options)) return 0;
-  example::OutputFolder folder(options.outputPath);
+  example::Results results("denoise_mr", {options.imagePath}, options.output.isForced);
+  results.OpenFolder(options.output.path);
+  const std::string name = example::IsNiftiPath(options.imagePath) ? "denoised.nii.gz" : "denoised.png";
+  results.Announce({name, "panel.png"});
+  results.AnnounceFile(options.output.jsonPath);
   GreyImage image = example::ReadImage(options.imagePath);
-  const bool isFlat = !example::IsVolume(image);
-  if (isFlat && options.denoising.axis != 2)
-    throw Failure("--axis x and y need a volume, not a single image");
+  if (!example::IsVolume(image) && options.axis) throw Failure("--axis needs a volume, not a single image");
+  options.denoising.axis = options.axis.value_or(2);
   const double addedDeviation = AddedDeviation(options, image);
   if (addedDeviation > 0.0) example::AddNoise(image, addedDeviation);
   GreyImage denoised = image;
   const std::vector<double> deviations = example::Denoise(denoised, options.denoising);
 
-  example::WriteNifti(folder.PathOf("denoised.nii.gz"), options.imagePath, denoised);
-  WritePanel(folder.PathOf("panel.png"), image, denoised, options.denoising.axis);
-  folder.Commit({});
+  WriteDenoised(results, name, denoised, options);
+  results.Write("panel.png",
+                [&](const std::string& path) { WritePanel(path, image, denoised, options.denoising.axis); });
+  results.WriteTextFile(options.output.jsonPath, JsonReport(options, image, deviations, addedDeviation));
+  results.Commit();
   if (addedDeviation > 0.0)
     std::printf("Added   noise of standard deviation %s\n", ShortText(addedDeviation).c_str());
   Print(options, image, deviations);
-  std::printf("Written %s: denoised.nii.gz, panel.png\n", options.outputPath.c_str());
+  std::printf("Written %s: %s, panel.png\n", options.output.path.c_str(), name.c_str());
   return 0;
 }
 

@@ -1,7 +1,6 @@
 // Tells how an MR slice lies in the patient in the scanner's words: an example of a host program around the
 // slice orientations.
 
-#include <CLI/CLI.hpp>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -11,6 +10,7 @@
 #include "slice_geometry.h"
 #include "support/command_line.h"
 #include "support/failure.h"
+#include "support/json_text.h"
 #include "support/text.h"
 
 namespace {
@@ -24,6 +24,7 @@ struct Options {
   std::vector<double> cosines;
   std::vector<double> centre = {0.0, 0.0, 0.0};
   std::optional<int> index;
+  example::OutputOptions output;
 };
 
 MTH_3D_VECT_DOUBLE NormalOf(const SliceGeometry& slice) {
@@ -48,33 +49,66 @@ std::string WordsOf(const Orient_Coupe_Irm& record) {
   return words;
 }
 
-void Describe(const SliceGeometry& slice) {
-  MTH_3D_VECT_DOUBLE normal = NormalOf(slice);
-  short codeA = 0;
-  short codeB = 0;
-  double angleA = 0.0;
-  double angleB = 0.0;
-  Mth_3D_CalculParamCoupePerp(&normal, &codeA, &codeB, &angleA, &angleB);
+// How the slice lies, in the words and numbers of the scanner.
+struct Description {
+  std::string orientation;
+  double shift;
+  MTH_3D_VECT_DOUBLE normal;
+  short codes[2];
+  double angles[2];
+};
+
+Description Describe(const SliceGeometry& slice) {
+  Description result{"", 0.0, NormalOf(slice), {0, 0}, {0.0, 0.0}};
+  Mth_3D_CalculParamCoupePerp(&result.normal, &result.codes[0], &result.codes[1], &result.angles[0],
+                              &result.angles[1]);
   // A sagittal slice tilted to the axial plane alone keeps the name that the record holds before.
   Orient_Coupe_Irm record = {0, "SAG", " ", " ", 0, 0, 0.0};
-  Mth_3D_Trans_Cod_IRM(codeA, codeB, angleA, angleB, &record);
+  Mth_3D_Trans_Cod_IRM(result.codes[0], result.codes[1], result.angles[0], result.angles[1], &record);
   Mth_3D_CalculShiftmean(slice.firstCorner, slice.lastCorner, &record);
-  std::printf("Orientation  %s\n", WordsOf(record).c_str());
-  std::printf("Shift        %s mm\n", Fixed(record.shift, 1).c_str());
-  std::printf("Normal       %s %s %s\n", Fixed(normal.GetX(), 4).c_str(), Fixed(normal.GetY(), 4).c_str(),
-              Fixed(normal.GetZ(), 4).c_str());
-  // Adding 0 takes the sign off a zero.
-  std::printf("Codes        %d %d, angles %s %s degrees\n", codeA, codeB, Fixed(angleA + 0.0, 2).c_str(),
-              Fixed(angleB + 0.0, 2).c_str());
+  result.orientation = WordsOf(record);
+  result.shift = record.shift;
+  for (double& angle : result.angles) angle += 0.0;  // takes the sign off a zero
+  return result;
+}
+
+void Print(const Description& slice) {
+  std::printf("Orientation  %s\n", slice.orientation.c_str());
+  std::printf("Shift        %s mm\n", Fixed(slice.shift, 1).c_str());
+  std::printf("Normal       %s %s %s\n", Fixed(slice.normal.GetX(), 4).c_str(),
+              Fixed(slice.normal.GetY(), 4).c_str(), Fixed(slice.normal.GetZ(), 4).c_str());
+  std::printf("Codes        %d %d, angles %s %s degrees\n", slice.codes[0], slice.codes[1],
+              Fixed(slice.angles[0], 2).c_str(), Fixed(slice.angles[1], 2).c_str());
+}
+
+std::string JsonReport(const Description& slice) {
+  example::Json json;
+  json["orientation"] = slice.orientation;
+  json["shift_mm"] = slice.shift;
+  json["normal_lps"] = {slice.normal.GetX(), slice.normal.GetY(), slice.normal.GetZ()};
+  json["codes"] = slice.codes;
+  json["angles_degrees"] = slice.angles;
+  return example::JsonText(json);
+}
+
+SliceGeometry GeometryOf(const Options& options) {
+  if (!options.path.empty()) return describe_slice::ReadSliceGeometry(options.path, options.index);
+  std::array<double, 6> cosines{};
+  std::array<double, 3> centre{};
+  std::copy_n(options.cosines.begin(), 6, cosines.begin());
+  std::copy_n(options.centre.begin(), 3, centre.begin());
+  return describe_slice::GeometryFromCosines(cosines, centre);
 }
 
 bool ParseOptions(int argc, char** argv, Options& options) {
   CLI::App app(
       "Tells how an MR slice lies in the patient: sagittal (SAG), coronal (COR) or axial (AXI), and its "
-      "tilts.");
-  app.footer(
-      "Directions and places are those of DICOM: x to the patient's left, y to the back, z to the head.\n"
-      "Exit status: 0 done, 2 failure (one line on standard error).\n");
+      "tilts.",
+      "describe_slice");
+  app.footer(std::string(
+                 "Directions and places are those of DICOM: x to the patient's left, y to the back, z to the "
+                 "head.\n") +
+             example::kStatusText);
   auto* file = app.add_option("FILE", options.path, "NIfTI image");
   auto* cosines = app.add_option("-c,--cosines", options.cosines,
                                  "Direction cosines along a row and along a column, separated by commas");
@@ -86,6 +120,7 @@ bool ParseOptions(int argc, char** argv, Options& options) {
       ->needs(cosines);
   app.add_option("-i,--index", options.index, "Slice along the third axis of FILE; the middle one without it")
       ->needs(file);
+  example::AddReportOptions(app, options.output);
   if (!example::ParseCommandLine(app, argc, argv)) return false;
   if (options.path.empty() && options.cosines.empty()) throw Failure("FILE or --cosines is needed");
   return true;
@@ -94,15 +129,14 @@ bool ParseOptions(int argc, char** argv, Options& options) {
 int Run(int argc, char** argv) {
   Options options;
   if (!ParseOptions(argc, argv, options)) return 0;
-  if (!options.path.empty()) {
-    Describe(describe_slice::ReadSliceGeometry(options.path, options.index));
-    return 0;
-  }
-  std::array<double, 6> cosines{};
-  std::array<double, 3> centre{};
-  std::copy_n(options.cosines.begin(), 6, cosines.begin());
-  std::copy_n(options.centre.begin(), 3, centre.begin());
-  Describe(describe_slice::GeometryFromCosines(cosines, centre));
+  std::vector<std::string> inputs;
+  if (!options.path.empty()) inputs.push_back(options.path);
+  example::Results results("describe_slice", inputs, options.output.isForced);
+  results.AnnounceFile(options.output.jsonPath);
+  const Description slice = Describe(GeometryOf(options));
+  results.WriteTextFile(options.output.jsonPath, JsonReport(slice));
+  results.Commit();
+  Print(slice);
   return 0;
 }
 

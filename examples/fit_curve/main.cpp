@@ -1,7 +1,6 @@
 // Fits a model to a curve: an example of a host program around the cost functions and their minimisers.
 
 #include <cstdio>
-#include <fstream>
 
 #include "curve.h"
 #include "minimisers.h"
@@ -12,20 +11,20 @@
 
 namespace {
 
-void WriteText(const std::string& path, const std::string& text) {
-  std::ofstream file(path, std::ios::binary);
-  if (!(file << text).flush()) throw example::Failure("cannot write " + path);
-}
-
 int Run(int argc, char** argv) {
   const std::optional<fit_curve::Options> options = fit_curve::ParseOptions(argc, argv);
   if (!options) return 0;
+  example::Results results("fit_curve", {options->dataPath}, options->output.isForced);
+  results.AnnounceFile(options->output.path);
+  results.AnnounceFile(options->output.jsonPath);
   const fit_curve::Curve curve = fit_curve::ReadCurve(options->dataPath);
   fit_curve::Problem problem = fit_curve::MakeProblem(*options, curve);
   const fit_curve::Outcome outcome = fit_curve::Minimise(problem, *options);
-  WriteText(options->plotPath, fit_curve::DrawFit(problem, curve, *options));
+  results.WriteTextFile(options->output.path, fit_curve::DrawFit(problem, curve, *options));
+  results.WriteTextFile(options->output.jsonPath, fit_curve::JsonReport(problem, outcome, *options));
+  results.Commit();
   std::printf("%s\nWritten: %s\n", fit_curve::TextReport(problem, outcome, *options).c_str(),
-              options->plotPath.c_str());
+              options->output.path.c_str());
   return 0;
 }
 

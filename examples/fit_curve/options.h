@@ -4,12 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "support/results.h"
+
 namespace fit_curve {
 
 /// What the user asks for; every value is within its legal range.
 struct Options {
   std::string dataPath;
-  std::string plotPath = "fit_curve.svg";
+  example::OutputOptions output{"fit_curve.svg", "", false};
   std::string model = "profile";
   std::string minimiser = "powell";
   int gaussians = 1;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "support/json_text.h"
 #include "support/svg_plot.h"
 #include "support/text.h"
 
@@ -43,6 +44,19 @@ std::string TextReport(const Problem& problem, const Outcome& outcome, const Opt
                std::to_string(outcome.iterations));
   text += Line("evaluations", std::to_string(*problem.evaluationsCount));
   return text;
+}
+
+std::string JsonReport(const Problem& problem, const Outcome& outcome, const Options& options) {
+  const std::vector<double> parameters = problem.Parameters();
+  example::Json json;
+  json["data"] = options.dataPath;
+  json["model"] = options.model;
+  json["minimiser"] = options.minimiser;
+  for (std::size_t k = 0; k < parameters.size(); ++k) json["parameters"][problem.names[k]] = parameters[k];
+  json["cost"] = {{"name", problem.costName}, {"value", outcome.cost}, {"at_the_start", outcome.startCost}};
+  json["iterations"] = outcome.iterations;
+  json["evaluations"] = *problem.evaluationsCount;
+  return example::JsonText(json);
 }
 
 std::string DrawFit(const Problem& problem, const Curve& curve, const Options& options) {

@@ -5,10 +5,11 @@
 #include <cmath>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <set>
 
+#include "mth/value/Mth_3d_vect_double.h"
 #include "support/failure.h"
 
 namespace register_landmarks {
@@ -140,45 +141,81 @@ Landmarks ReadMarkups(const std::string& path) {
   return landmarks;
 }
 
-// The places of the labels; empty unless they are all there and distinct.
-std::map<std::string, std::size_t> PlacesOf(const std::vector<std::string>& labels) {
+MTH_3D_VECT_DOUBLE WayBetween(const MTH_3D_DOUBLE& from, const MTH_3D_DOUBLE& to) {
+  return {to.GetX() - from.GetX(), to.GetY() - from.GetY(), to.GetZ() - from.GetZ()};
+}
+
+bool HasLabels(const Landmarks& landmarks) {
+  return std::any_of(landmarks.labels.begin(), landmarks.labels.end(),
+                     [](const std::string& label) { return !label.empty(); });
+}
+
+std::map<std::string, std::size_t> PlacesOf(const Landmarks& landmarks) {
   std::map<std::string, std::size_t> places;
-  for (std::size_t i = 0; i < labels.size(); ++i) {
-    if (!labels[i].empty()) places.emplace(labels[i], i);
+  for (std::size_t i = 0; i < landmarks.labels.size(); ++i) {
+    const std::string& label = landmarks.labels[i];
+    if (label.empty()) {
+      throw Failure("point " + std::to_string(i + 1) + " of " + landmarks.path +
+                    " has no label to match it by (--by-order matches by order)");
+    }
+    if (!places.emplace(label, i).second)
+      throw Failure("label " + label + " stands twice in " + landmarks.path);
   }
-  if (places.size() != labels.size()) places.clear();
   return places;
 }
 
+void RequireLabels(const std::map<std::string, std::size_t>& wanted, const Landmarks& in,
+                   const std::map<std::string, std::size_t>& places) {
+  for (const auto& [label, place] : wanted) {
+    if (!places.contains(label)) throw Failure("no landmark " + label + " in " + in.path);
+  }
+}
+
 }  // namespace
+
+bool TellsAxes(const std::string& path) {
+  return EndsWith(path, ".fcsv") || EndsWith(path, ".json");
+}
 
 Landmarks ReadLandmarks(const std::string& path, bool isRas) {
   Landmarks landmarks = EndsWith(path, ".fcsv")   ? ReadFcsv(path)
                         : EndsWith(path, ".json") ? ReadMarkups(path)
                                                   : ReadText(path, isRas);
   if (landmarks.points.empty()) throw Failure("no points in " + path);
+  landmarks.path = path;
   return landmarks;
 }
 
-void MatchLandmarks(const Landmarks& first, Landmarks& second) {
-  if (first.points.size() != second.points.size()) {
+bool MatchLandmarks(const Landmarks& first, Landmarks& second, bool isByOrder) {
+  const bool isByLabel = !isByOrder && (HasLabels(first) || HasLabels(second));
+  if (isByLabel) {
+    const auto firstPlaces = PlacesOf(first);
+    const auto secondPlaces = PlacesOf(second);
+    RequireLabels(firstPlaces, second, secondPlaces);
+    RequireLabels(secondPlaces, first, firstPlaces);
+    const std::vector<MTH_3D_DOUBLE> points = second.points;
+    for (std::size_t i = 0; i < points.size(); ++i)
+      second.points[i] = points[secondPlaces.at(first.labels[i])];
+    second.labels = first.labels;
+  } else if (first.points.size() != second.points.size()) {
     throw Failure("the files hold " + std::to_string(first.points.size()) + " and " +
                   std::to_string(second.points.size()) + " points");
   }
-  const auto firstPlaces = PlacesOf(first.labels);
-  const auto secondPlaces = PlacesOf(second.labels);
-  const auto hasSameLabel = [](const auto& a, const auto& b) { return a.first == b.first; };
-  if (firstPlaces.empty() || secondPlaces.empty() ||
-      !std::equal(firstPlaces.begin(), firstPlaces.end(), secondPlaces.begin(), hasSameLabel)) {
-    return;
-  }
-  Landmarks ordered = second;
-  for (std::size_t i = 0; i < first.labels.size(); ++i) {
-    const std::size_t place = secondPlaces.at(first.labels[i]);
-    ordered.points[i] = second.points[place];
-    ordered.labels[i] = second.labels[place];
-  }
-  second = ordered;
+  return isByLabel;
+}
+
+bool AreCollinear(const std::vector<MTH_3D_DOUBLE>& points) {
+  constexpr double kLeastWidth = 1e-6;  // relative to the length of the line
+  const MTH_3D_DOUBLE& origin = points.front();
+  const auto farthest = std::max_element(points.begin(), points.end(), [&](const auto& a, const auto& b) {
+    return a.Distance(origin) < b.Distance(origin);
+  });
+  const double length = farthest->Distance(origin);
+  const MTH_3D_VECT_DOUBLE line = WayBetween(origin, *farthest);
+  return std::all_of(points.begin(), points.end(), [&](const MTH_3D_DOUBLE& point) {
+    const std::unique_ptr<MTH_3D_VECT_DOUBLE> across(line ^ WayBetween(origin, point));
+    return across->GetNorm() <= kLeastWidth * length * length;
+  });
 }
 
 }  // namespace register_landmarks

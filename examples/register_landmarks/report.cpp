@@ -6,6 +6,7 @@
 
 #include "mth/geometry/Mth_point_sets.h"
 #include "support/failure.h"
+#include "support/json_text.h"
 #include "support/svg_plot.h"
 #include "support/text.h"
 
@@ -26,6 +27,20 @@ std::string Row(const double* values, int count) {
   return row + "\n";
 }
 
+// The rotation in the two ways that reports tell it.
+struct Turn {
+  double degrees[3];  // about x, y and z
+  double quaternion[4];
+};
+
+Turn TurnOf(const MTH_MATRIX_CHGREF& change) {
+  Turn turn{};
+  change.GetRotation(turn.degrees);
+  change.GetQuaternion(turn.quaternion);
+  for (double& angle : turn.degrees) angle *= 180.0 * std::numbers::inv_pi;
+  return turn;
+}
+
 }  // namespace
 
 Quality Assess(MTH_MATRIX_CHGREF& change) {
@@ -39,30 +54,52 @@ Quality Assess(MTH_MATRIX_CHGREF& change) {
     quality.residuals.push_back(mapped[static_cast<std::size_t>(i)].Distance(second[i]));
   }
   quality.meanResidual = change.GetCost();
+  double squares = 0.0;
+  for (const double residual : quality.residuals) squares += residual * residual;
+  quality.rmsResidual = std::sqrt(squares / count);
   quality.largestResidual = *std::max_element(quality.residuals.begin(), quality.residuals.end());
   quality.hausdorffBefore = Mth_Hausdorff_Distance(first, second, count, count);
   quality.hausdorffAfter = Mth_Hausdorff_Distance(mapped.data(), second, count, count);
   return quality;
 }
 
-std::string TextReport(const MTH_MATRIX_CHGREF& change, const Quality& quality) {
-  double angles[3];
-  double quaternion[4];
-  change.GetRotation(angles);  // radians about x, y and z
-  change.GetQuaternion(quaternion);
-  for (double& angle : angles) angle *= 180.0 * std::numbers::inv_pi;
+std::string TextReport(const MTH_MATRIX_CHGREF& change, const Quality& quality, const Matching& matching) {
+  const Turn turn = TurnOf(change);
   std::string text = "Matrix (mm, LPS)\n";
   for (int i = 0; i < 4; ++i) {
     const double row[4] = {change.Get(i, 0), change.Get(i, 1), change.Get(i, 2), change.Get(i, 3)};
     text += Row(row, 4);
   }
-  text += "Angles about x, y, z (degrees)\n" + Row(angles, 3);
-  text += "Quaternion (scalar part first)\n" + Row(quaternion, 4);
-  text += "Residual of " + std::to_string(quality.residuals.size()) + " landmarks (mm): mean " +
-          Fixed(quality.meanResidual, 3) + ", largest " + Fixed(quality.largestResidual, 3) + "\n";
+  text += "Angles about x, y, z (degrees)\n" + Row(turn.degrees, 3);
+  text += "Quaternion (scalar part first)\n" + Row(turn.quaternion, 4);
+  text += "Residuals (mm) of " + std::to_string(quality.residuals.size()) + " landmarks matched by " +
+          (matching.isByLabel ? "label" : "order") + "\n";
+  for (std::size_t i = 0; i < quality.residuals.size(); ++i) {
+    text += RightAligned(Fixed(quality.residuals[i], 3), kWidth) + "  " + matching.names[i] + "\n";
+  }
+  text += "  mean " + Fixed(quality.meanResidual, 3) + ", root mean square " + Fixed(quality.rmsResidual, 3) +
+          ", largest " + Fixed(quality.largestResidual, 3) + "\n";
   text += "Hausdorff distance (mm): before " + Fixed(quality.hausdorffBefore, 3) + ", after " +
           Fixed(quality.hausdorffAfter, 3) + "\n";
   return text;
+}
+
+std::string JsonReport(const MTH_MATRIX_CHGREF& change, const Quality& quality, const Matching& matching) {
+  const Turn turn = TurnOf(change);
+  example::Json json;
+  json["method"] = matching.method;
+  json["matched_by"] = matching.isByLabel ? "label" : "order";
+  for (int i = 0; i < 4; ++i)
+    json["matrix_lps_mm"].push_back({change.Get(i, 0), change.Get(i, 1), change.Get(i, 2), change.Get(i, 3)});
+  json["angles_degrees"] = turn.degrees;
+  json["quaternion"] = turn.quaternion;
+  json["residuals_mm"] = {{"mean", quality.meanResidual},
+                          {"root_mean_square", quality.rmsResidual},
+                          {"largest", quality.largestResidual}};
+  for (std::size_t i = 0; i < quality.residuals.size(); ++i)
+    json["landmarks"].push_back({{"name", matching.names[i]}, {"residual_mm", quality.residuals[i]}});
+  json["hausdorff_mm"] = {{"before", quality.hausdorffBefore}, {"after", quality.hausdorffAfter}};
+  return example::JsonText(json);
 }
 
 std::string MatrixText(const MTH_MATRIX_CHGREF& change) {
@@ -88,13 +125,14 @@ std::string ItkTransformText(const MTH_MATRIX_CHGREF& change) {
          rotation + translation + "\nFixedParameters: 0 0 0\n";
 }
 
-std::string DrawResiduals(const Quality& quality) {
+std::string DrawResiduals(const Quality& quality, const Matching& matching) {
   constexpr example::Colour kBar{0, 114, 178};
   constexpr example::Colour kMark{213, 94, 0};
   const auto count = static_cast<double>(quality.residuals.size());
   const double top = quality.largestResidual > 0.0 ? 1.1 * quality.largestResidual : 1.0;
-  example::SvgPlot plot("Residuals of the registration", {"Landmark", 0.5, count + 0.5},
+  example::SvgPlot plot("Residuals of the registration", {"landmark", 0.5, count + 0.5},
                         {"Residual (mm)", 0.0, top});
+  plot.SetNames(matching.names);
   plot.AddBars(0.5, 1.0, quality.residuals, kBar, "");
   plot.AddHorizontalMark(quality.meanResidual, kMark, "mean " + Fixed(quality.meanResidual, 3) + " mm");
   return plot.Render();

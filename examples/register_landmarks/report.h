@@ -12,16 +12,27 @@ namespace register_landmarks {
 struct Quality {
   std::vector<double> residuals;  ///< distance of each mapped point from its match
   double meanResidual;
+  double rmsResidual;
   double largestResidual;
   double hausdorffBefore;
   double hausdorffAfter;
+};
+
+/// What was registered and how.
+struct Matching {
+  std::string method;
+  std::vector<std::string> names;  ///< of the landmarks; their numbers where they have none
+  bool isByLabel = false;
 };
 
 /// @param change  computed, with both sets as its reference sets.
 Quality Assess(MTH_MATRIX_CHGREF& change);
 
 /// Matrix, angles, quaternion and quality for a person.
-std::string TextReport(const MTH_MATRIX_CHGREF& change, const Quality& quality);
+std::string TextReport(const MTH_MATRIX_CHGREF& change, const Quality& quality, const Matching& matching);
+
+/// The same for programs.
+std::string JsonReport(const MTH_MATRIX_CHGREF& change, const Quality& quality, const Matching& matching);
 
 /// Four lines of four numbers.
 std::string MatrixText(const MTH_MATRIX_CHGREF& change);
@@ -31,6 +42,6 @@ std::string MatrixText(const MTH_MATRIX_CHGREF& change);
 std::string ItkTransformText(const MTH_MATRIX_CHGREF& change);
 
 /// The residuals as bars, as an SVG picture.
-std::string DrawResiduals(const Quality& quality);
+std::string DrawResiduals(const Quality& quality, const Matching& matching);
 
 }  // namespace register_landmarks

@@ -13,7 +13,7 @@
 #include "support/failure.h"
 #include "support/image.h"
 #include "support/nifti_io.h"
-#include "support/output_folder.h"
+#include "support/results.h"
 
 namespace {
 
@@ -46,36 +46,53 @@ GreyImage Denoised(const GreyImage& image) {
   return denoised;
 }
 
-void WriteResults(example::OutputFolder& folder, const GreyImage& image, const Segmentation& segmentation,
+// The files that every run writes, to be refused before it.
+std::vector<std::string> CertainNames() {
+  return {"labels.png", "panel.png", "histogram.svg", "convergence.svg", "report.txt", "report.json"};
+}
+
+void WriteResults(example::Results& results, const GreyImage& image, const Segmentation& segmentation,
                   const Options& options) {
-  WritePictures(folder, image, segmentation);
-  folder.WriteText("histogram.svg", DrawHistogram(image, segmentation));
-  folder.WriteText("convergence.svg", DrawConvergence(segmentation, options));
+  WritePictures(results, image, segmentation);
+  results.WriteText("histogram.svg", DrawHistogram(image, segmentation));
+  results.WriteText("convergence.svg", DrawConvergence(segmentation, options));
   if (example::IsNiftiPath(options.imagePath) && !options.axis) {
-    example::WriteNiftiLabels(folder.PathOf("labels.nii.gz"), options.imagePath, segmentation.labels);
+    results.Write("labels.nii.gz", [&](const std::string& path) {
+      example::WriteNiftiLabels(path, image, options.imagePath, segmentation.labels);
+    });
   }
-  folder.WriteText("report.txt", TextReport(image, segmentation, options));
-  folder.WriteText("report.json", JsonReport(image, segmentation, options, folder.GetNames()));
-  folder.Commit({"labels.", "membership_", "undecided.", "outliers.", "conflict."});
+  results.WriteText("report.txt", TextReport(image, segmentation, options));
+  const std::string json = JsonReport(image, segmentation, options, results.GetNames());
+  results.WriteText("report.json", json);
+  results.WriteTextFile(options.output.jsonPath, json);
+  results.Commit();
 }
 
 int Run(int argc, char** argv) {
   std::optional<Options> options = segment_mr::ParseOptions(argc, argv);
   if (!options) return 0;
-  example::OutputFolder folder(options->outputPath);
+  std::vector<std::string> inputs{options->imagePath};
+  if (!options->fusedPath.empty()) inputs.push_back(options->fusedPath);
+  example::Results results("segment_mr", inputs, options->output.isForced);
+  results.OpenFolder(options->output.path);
+  results.Announce(CertainNames());
+  results.AnnounceFile(options->output.jsonPath);
   GreyImage image = ReadChosenImage(options->imagePath, *options);
   std::optional<GreyImage> second;
-  if (!options->fusedPath.empty()) second = ReadChosenImage(options->fusedPath, *options);
+  if (!options->fusedPath.empty()) {
+    second = ReadChosenImage(options->fusedPath, *options);
+    example::RequireSameGrid(image, options->imagePath, *second, options->fusedPath);
+  }
   if (options->denoises) {
     image = Denoised(image);
     if (second) second = Denoised(*second);
   }
   const Segmentation segmentation = Segment(image, second ? &*second : nullptr, *options);
-  WriteResults(folder, image, segmentation, *options);
+  WriteResults(results, image, segmentation, *options);
 
   std::printf("%s\n%zu files written into %s: panel.png shows the classes at a glance\n",
-              TextReport(image, segmentation, *options).c_str(), folder.GetNames().size(),
-              options->outputPath.c_str());
+              TextReport(image, segmentation, *options).c_str(), results.GetNames().size(),
+              options->output.path.c_str());
   return 0;
 }
 

@@ -1,6 +1,5 @@
 #include "options.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 
@@ -17,7 +16,7 @@ constexpr const char* kDescription =
     "measures each class. Classes are numbered by increasing intensity.";
 
 constexpr const char* kFooter =
-    "Files written into the folder (all or none; those of an earlier run are replaced):\n"
+    "Files written into the folder (all or none):\n"
     "  report.txt, report.json   centroids, areas (mm2) or volumes (ml), iterations, last change\n"
     "  panel.png                 image, labels and memberships side by side\n"
     "  labels.png                one colour per class, black outside\n"
@@ -30,8 +29,6 @@ constexpr const char* kFooter =
     "  labels.nii.gz             for a NIfTI image that is not cut: class number per voxel, 0 outside\n"
     "The pictures of a whole volume show its middle plane along z.\n"
     "\n"
-    "Exit status: 0 done, 2 failure (one line on standard error, nothing written).\n"
-    "\n"
     "Examples:\n"
     "  segment_mr data/t1_brain_axial.nii.gz -c 4 -o result\n"
     "  segment_mr brain.nii.gz --axis z --index 90 --method kmeans --centroids 40,80,120\n"
@@ -41,23 +38,14 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("IMAGE", options.imagePath,
                  "Image or volume to segment: .nii, .nii.gz, or .png\n(colours become their luminance)")
       ->required();
-  app.add_option("-o,--output", options.outputPath, "Folder for the results, created if it is missing")
-      ->type_name("FOLDER")
-      ->capture_default_str();
-  app.add_option_function<std::string>(
-         "-m,--method",
-         [&options](const std::string& name) {
-           options.method = name == "kmeans" ? Method::KMeans
-                            : name == "ecm"  ? Method::EvidentialCMeans
-                                             : Method::FuzzyCMeans;
-         },
-         "fcm (fuzzy c-means, the default), kmeans, or ecm (evidential\n"
-         "c-means: also tells undecided voxels and outliers)")
-      ->check(CLI::IsMember({"fcm", "kmeans", "ecm"}).description(""))
-      ->type_name("METHOD");
-  app.add_option("-c,--clusters", options.clusters, "Number of classes, 2 to 64 (ecm: to 10)")
-      ->check(CLI::Range(2, kMostClusters).description(""))
-      ->capture_default_str();
+  example::AddOutputOptions(app, options.output);
+  example::AddChoice<Method>(
+      app, "-m,--method", options.method,
+      {{"fcm", Method::FuzzyCMeans}, {"kmeans", Method::KMeans}, {"ecm", Method::EvidentialCMeans}}, "METHOD",
+      "fcm (fuzzy c-means, the default), kmeans, or ecm (evidential\n"
+      "c-means: also tells undecided voxels and outliers)");
+  example::AddNumber(app, "-c,--clusters", options.clusters, 2, kMostClusters,
+                     "Number of classes, 2 to 64 (ecm: to 10)");
   app.add_option("--fuzzifier", options.fuzzifier,
                  "Exponent of fuzzy and evidential c-means, above 1:\nlarger values blur the classes more")
       ->capture_default_str();
@@ -72,36 +60,26 @@ void AddOptions(CLI::App& app, Options& options) {
          "Of ecm: a second image of the same grid; the evidence of both\nis combined by Dempster's rule. "
          "Voxels above 0 in both count")
       ->type_name("SECOND_IMAGE");
-  app.add_option(
-         "--fuse-centroids", options.fusedCentroids,
-         "Intensities of the second image to start from, in the order of\nthe first one's classes; without "
-         "them its classes are numbered by\nincreasing intensity, too")
-      ->delimiter(',')
-      ->allow_extra_args(false)
-      ->type_name("A,B");
-  app.add_option("-n,--iterations", options.iterations,
-                 "Most iterations, 1 to 1000000; without it ecm takes 1000")
-      ->check(CLI::Range(1, 1000000).description(""))
-      ->capture_default_str();
+  example::AddList(
+      app, "--fuse-centroids", options.fusedCentroids, "A,B",
+      "Intensities of the second image to start from, in the order of\nthe first one's classes; without "
+      "them its classes are numbered by\nincreasing intensity, too");
+  example::AddNumber(app, "-n,--iterations", options.iterations, 1, 1000000,
+                     "Most iterations, 1 to 1000000; without it ecm takes 1000");
   app.add_option("-t,--tolerance", options.tolerance,
                  "Fuzzy c-means ends when no membership changes by more, ecm when\nthe centroids move by no "
                  "more on average; "
                  "k-means always when\nno voxel changes class")
       ->capture_default_str();
-  app.add_option("--centroids", options.centroids,
-                 "Intensities to start from, one per class, separated by commas;\n"
-                 "without them the classes start spread over the quantiles of the intensities")
-      ->delimiter(',')
-      ->allow_extra_args(false)
-      ->type_name("A,B");
+  example::AddList(app, "--centroids", options.centroids, "A,B",
+                   "Intensities to start from, one per class, separated by commas;\n"
+                   "without them the classes start spread over the quantiles of the intensities");
   app.add_flag(
       "--denoise", options.denoises,
       "Take the noise off first, plane by plane along z; voxels at 0\nbefore or after it are outside");
-  app.add_option_function<std::string>(
-         "--axis", [&options](const std::string& name) { options.axis = name.front() - 'x'; },
-         "Segment one plane of a volume, across this axis of its grid:\nx, y or z (z with --index alone)")
-      ->check(CLI::IsMember({"x", "y", "z"}).description(""))
-      ->type_name("AXIS");
+  example::AddAxis(
+      app, options.axis,
+      "Segment one plane of a volume, across this axis of its grid:\nx, y or z (z with --index alone)");
   app.add_option("--index", options.index,
                  "Which plane, from 0 (the middle one with --axis alone);\n"
                  "without --axis and --index the whole volume is segmented");
@@ -117,7 +95,6 @@ void CheckCentroids(const std::string& option, std::vector<double> centroids, in
 }
 
 void CheckOptions(const Options& options) {
-  Require(!options.outputPath.empty(), "--output needs a folder");
   Require(std::isfinite(options.fuzzifier) && options.fuzzifier > 1.0, "--fuzzifier must be above 1");
   Require(std::isfinite(options.tolerance) && options.tolerance >= 0.0, "--tolerance must not be negative");
   Require(std::isfinite(options.alpha) && options.alpha >= 0.0, "--alpha must not be negative");
@@ -135,7 +112,7 @@ void CheckOptions(const Options& options) {
 std::optional<Options> ParseOptions(int argc, char** argv) {
   Options options;
   CLI::App app(kDescription, "segment_mr");
-  app.footer(kFooter);
+  app.footer(std::string(kFooter) + "\n" + example::kReplacementText + example::kStatusText);
   AddOptions(app, options);
   if (!example::ParseCommandLine(app, argc, argv)) return std::nullopt;
   const bool needsMore = options.method == Method::EvidentialCMeans && app.count("--iterations") == 0;

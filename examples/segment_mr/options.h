@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "support/results.h"
+
 namespace segment_mr {
 
 enum class Method { FuzzyCMeans, KMeans, EvidentialCMeans };
@@ -11,7 +13,7 @@ enum class Method { FuzzyCMeans, KMeans, EvidentialCMeans };
 /// What the user asks for; every value is within its legal range.
 struct Options {
   std::string imagePath;
-  std::string outputPath = "segment_mr_output";
+  example::OutputOptions output{"segment_mr_output", "", false};
   Method method = Method::FuzzyCMeans;
   int clusters = 4;
   double fuzzifier = 2.0;

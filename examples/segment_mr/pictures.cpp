@@ -54,14 +54,17 @@ Raster DrawMembership(const GreyImage& plane, const std::vector<float>& membersh
 
 }  // namespace
 
-void WritePictures(example::OutputFolder& folder, const GreyImage& image, const Segmentation& segmentation) {
+void WritePictures(example::Results& results, const GreyImage& image, const Segmentation& segmentation) {
   const Drawn drawn = PlaneToDraw(image, segmentation);
   const std::vector<Colour> colours = example::DistinctColours(static_cast<int>(drawn.memberships.size()));
   const Raster labels = example::DrawPlane(drawn.image, [&](std::size_t voxel) {
     const std::uint8_t label = drawn.labels[voxel];
     return label == 0 ? kBlack : colours[label - 1U];
   });
-  example::WritePng(folder.PathOf("labels.png"), labels);
+  const auto write = [&](const std::string& name, const Raster& picture) {
+    results.Write(name, [&](const std::string& path) { example::WritePng(path, picture); });
+  };
+  write("labels.png", labels);
 
   const Raster grey =
       example::DrawGreyPlane(drawn.image, drawn.image.values, 0.0, example::WhiteLevel(drawn.image));
@@ -70,8 +73,7 @@ void WritePictures(example::OutputFolder& folder, const GreyImage& image, const 
     const std::vector<float>& membership = drawn.memberships[k];
     const std::string number = std::to_string(k + 1);
     const std::vector<double> values(membership.begin(), membership.end());
-    example::WritePng(folder.PathOf("membership_" + number + ".png"),
-                      example::DrawGreyPlane(drawn.image, values, 0.0, 1.0));
+    write("membership_" + number + ".png", example::DrawGreyPlane(drawn.image, values, 0.0, 1.0));
     tiles.push_back({DrawMembership(drawn.image, membership, colours[k]),
                      "class " + number + ": grey level " + example::Fixed(segmentation.centroids[k], 1),
                      colours[k], true});
@@ -80,7 +82,7 @@ void WritePictures(example::OutputFolder& folder, const GreyImage& image, const 
                                const std::vector<float>& masses) {
     const std::vector<double> values(masses.begin(), masses.end());
     const Raster picture = example::DrawGreyPlane(drawn.image, values, 0.0, 1.0);
-    example::WritePng(folder.PathOf(name + ".png"), picture);
+    write(name + ".png", picture);
     tiles.push_back({picture, caption, std::nullopt, true});
   };
   if (drawn.evidence) {
@@ -90,8 +92,7 @@ void WritePictures(example::OutputFolder& folder, const GreyImage& image, const 
                 drawn.evidence->unassigned);
   }
   const auto& size = drawn.image.voxelSize;
-  example::WritePng(folder.PathOf("panel.png"),
-                    example::ComposePanel(tiles, size ? (*size)[1] / (*size)[0] : 1.0));
+  write("panel.png", example::ComposePanel(tiles, size ? (*size)[1] / (*size)[0] : 1.0));
 }
 
 }  // namespace segment_mr

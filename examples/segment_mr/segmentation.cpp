@@ -150,7 +150,6 @@ std::vector<double> Prepare(MTH_CLUSTERING& engine, const GreyImage& image, cons
 }
 
 GreyImage WhereBothAreInside(GreyImage image, const GreyImage& other) {
-  if (image.size != other.size) throw Failure("the two images differ in size");
   for (std::size_t voxel = 0; voxel < image.values.size(); ++voxel) {
     if (!IsInside(other.values[voxel])) image.values[voxel] = 0.0;
   }

@@ -43,9 +43,9 @@ struct Segmentation {
 bool IsInside(double value);
 
 /// Clusters the voxels above 0.
-/// @param second  an image to fuse with, of the same size; null for none.
+/// @param second  an image to fuse with, of the same grid; null for none.
 /// @throws example::Failure  when there is no voxel, or when the voxels have fewer distinct intensities than
-/// there are classes; when the sizes differ; when the evidence of the first image has not converged for
+/// there are classes; when the evidence of the first image has not converged for
 /// fusion.
 Segmentation Segment(const example::GreyImage& image, const example::GreyImage* second,
                      const Options& options);

@@ -1,6 +1,5 @@
 // Puts pictures one below the other, such as the panels of the other hosts, for one look at all of them.
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <string>
@@ -8,6 +7,7 @@
 
 #include "support/command_line.h"
 #include "support/failure.h"
+#include "support/json_text.h"
 #include "support/png_io.h"
 #include "support/raster.h"
 
@@ -31,18 +31,25 @@ Raster Stack(const std::vector<Raster>& pictures) {
 }
 
 int Run(int argc, char** argv) {
-  std::string outputPath = "stack.png";
+  example::OutputOptions output{"stack.png", "", false};
   std::vector<std::string> paths;
   CLI::App app("Puts PNG pictures one below the other, all as wide as the widest.", "stack_pictures");
-  app.footer("Exit status: 0 done, 2 failure (one line on standard error).\n");
+  app.footer(std::string(example::kReplacementText) + example::kStatusText);
   app.add_option("PICTURES", paths, "Pictures, from the top down (PNG)")->required();
-  app.add_option("-o,--output", outputPath, "Picture to write")->type_name("PNG")->capture_default_str();
+  example::AddOutputFileOptions(app, output, "PNG", "Picture to write");
   if (!example::ParseCommandLine(app, argc, argv)) return 0;
-  example::Require(!outputPath.empty(), "--output needs a file");
+  example::Results results("stack_pictures", paths, output.isForced);
+  results.AnnounceFile(output.path);
+  results.AnnounceFile(output.jsonPath);
   std::vector<Raster> pictures;
   for (const std::string& path : paths) pictures.push_back(example::ReadPicture(path));
-  example::WritePng(outputPath, Stack(pictures));
-  std::printf("%zu pictures stacked in %s\n", pictures.size(), outputPath.c_str());
+  results.WriteFile(output.path, [&](const std::string& path) { example::WritePng(path, Stack(pictures)); });
+  example::Json report;
+  report["pictures"] = paths;
+  report["output"] = output.path;
+  results.WriteTextFile(output.jsonPath, example::JsonText(report));
+  results.Commit();
+  std::printf("%zu pictures stacked in %s\n", pictures.size(), output.path.c_str());
   return 0;
 }
 

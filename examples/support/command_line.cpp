@@ -1,17 +1,31 @@
 #include "support/command_line.h"
 
-#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "support/failure.h"
 
+#ifndef MTH_EXAMPLE_VERSION
+#define MTH_EXAMPLE_VERSION "unknown"
+#endif
+
 namespace example {
 
+void AddReportOptions(CLI::App& app, OutputOptions& output) {
+  app.add_option("--json", output.jsonPath, "Write a report for programs into this file, too")
+      ->type_name("FILE");
+  app.add_flag("--force", output.isForced,
+               "Replace files of these names that are not results of an\nearlier run");
+}
+
 bool ParseCommandLine(CLI::App& app, int argc, char** argv) {
+  app.set_version_flag("--version", app.get_name() + " " MTH_EXAMPLE_VERSION, "Print the version and exit");
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
     std::cout << app.help();
+    return false;
+  } catch (const CLI::CallForVersion& version) {
+    std::cout << version.what() << '\n';
     return false;
   } catch (const CLI::ParseError& error) {
     throw Failure(std::string(error.what()) + " (--help lists the options)");
@@ -21,6 +35,46 @@ bool ParseCommandLine(CLI::App& app, int argc, char** argv) {
 
 void Require(bool isTrue, const std::string& text) {
   if (!isTrue) throw Failure(text);
+}
+
+void AddOutputOptions(CLI::App& app, OutputOptions& output) {
+  app.add_option("-o,--output", output.path, "Folder for the results, created if it is missing")
+      ->type_name("FOLDER")
+      ->capture_default_str()
+      ->check(
+          [](const std::string& path) { return std::string(path.empty() ? "--output needs a folder" : ""); });
+  AddReportOptions(app, output);
+}
+
+void AddOutputFileOptions(CLI::App& app, OutputOptions& output, const std::string& typeName,
+                          const std::string& text) {
+  app.add_option("-o,--output", output.path, text)
+      ->type_name(typeName)
+      ->capture_default_str()
+      ->check(
+          [](const std::string& path) { return std::string(path.empty() ? "--output needs a file" : ""); });
+  AddReportOptions(app, output);
+}
+
+CLI::Option* AddWord(CLI::App& app, const std::string& names, std::string& value,
+                     const std::vector<std::string>& words, const std::string& typeName,
+                     const std::string& text) {
+  return app.add_option(names, value, text)
+      ->transform(CLI::IsMember(words, CLI::ignore_case).description(""))
+      ->type_name(typeName)
+      ->capture_default_str();
+}
+
+CLI::Option* AddAxis(CLI::App& app, std::optional<int>& axis, const std::string& text) {
+  return app
+      .add_option_function<std::string>(
+          "--axis", [&axis](const std::string& name) { axis = name.front() - 'x'; }, text)
+      ->transform(CLI::IsMember({"x", "y", "z"}, CLI::ignore_case).description(""))
+      ->type_name("AXIS");
+}
+
+std::string AxisName(int axis) {
+  return {"xyz"[axis]};
 }
 
 }  // namespace example

@@ -8,6 +8,7 @@
 #include "mth/statistics/Mth_random.h"
 #include "mth/wavelet/Mth_wavelet_denoising.h"
 #include "std/Std_wait_bar.h"
+#include "support/cancellation.h"
 #include "support/failure.h"
 
 namespace example {
@@ -81,6 +82,7 @@ std::vector<double> Denoise(GreyImage& image, const DenoisingOptions& options) {
   progress.Show();
   std::vector<double> deviations;
   for (int index = 0; index < planes; ++index) {
+    ThrowIfCancelled();
     deviations.push_back(DenoisePlane(image, index, exponent, options));
     progress.StepAction("plane " + std::to_string(index + 1));
   }

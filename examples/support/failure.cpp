@@ -1,8 +1,12 @@
 #include "support/failure.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <iostream>
 #include <new>
 
+#include "support/cancellation.h"
 #include "support/text.h"
 
 namespace example {
@@ -16,11 +20,29 @@ int Report(const std::string& name, const std::string& text) {
   return kFailureStatus;
 }
 
+// What is still in the buffers may not find its way out: a full disc, or a closed stream.
+void FinishOutput() {
+  errno = 0;
+  const bool isWritten = std::cout.flush() && std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+  const std::string reason = errno != 0 ? ": " + std::string(std::strerror(errno)) : "";
+  if (!isWritten) throw Failure("cannot write to standard output" + reason);
+}
+
 }  // namespace
+
+WriteFailure WriteFailure::FromErrno() {
+  return WriteFailure(errno != 0 ? std::strerror(errno) : "unknown reason");
+}
 
 int RunProgram(const std::string& name, int (*program)(int, char**), int argc, char** argv) {
   try {
-    return program(argc, argv);
+    const CancellationScope scope(name);
+    const int status = program(argc, argv);
+    FinishOutput();
+    return status;
+  } catch (const Cancelled&) {
+    Report(name, "cancelled, nothing written");
+    return kCancelledStatus;
   } catch (const std::bad_alloc&) {
     return Report(name, "not enough memory");
   } catch (const std::exception& failure) {

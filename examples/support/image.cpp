@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <filesystem>
 #include <iterator>
+#include <limits>
 
 #include "support/failure.h"
 #include "support/nifti_io.h"
@@ -22,6 +24,33 @@ std::string LowerCase(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
                  [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
   return text;
+}
+
+std::array<double, 3> PlaceOf(const Affine& affine, const std::array<double, 3>& voxel) {
+  std::array<double, 3> place{};
+  for (std::size_t row = 0; row < 3; ++row) {
+    const auto& [x, y, z, shift] = affine[row];
+    place[row] = x * voxel[0] + y * voxel[1] + z * voxel[2] + shift;
+  }
+  return place;
+}
+
+// How far apart the two grids put one of their corners at most, in voxels along their shortest side.
+double LargestShift(const Affine& affine, const Affine& other, const std::array<int, 3>& size) {
+  double shortest = std::numeric_limits<double>::max();
+  for (std::size_t axis = 0; axis < 3; ++axis)
+    shortest = std::min(shortest, std::hypot(affine[0][axis], affine[1][axis], affine[2][axis]));
+  double largest = 0.0;
+  for (unsigned corner = 0; corner < 8; ++corner) {
+    std::array<double, 3> voxel{};
+    for (std::size_t axis = 0; axis < 3; ++axis)
+      voxel[axis] = (corner >> axis & 1U) != 0 ? size[axis] - 1 : 0;
+    const auto first = PlaceOf(affine, voxel);
+    const auto second = PlaceOf(other, voxel);
+    const double shift = std::hypot(first[0] - second[0], first[1] - second[1], first[2] - second[2]);
+    if (!(shift <= largest)) largest = shift;  // also what is not a number
+  }
+  return largest / shortest;
 }
 
 }  // namespace
@@ -45,6 +74,15 @@ GreyImage ExtractPlane(const GreyImage& volume, int axis, int index) {
   plane.size = {volume.size[order[0]], volume.size[order[1]], 1};
   plane.values = ExtractPlaneValues(volume.values, volume.size, axis, index);
   plane.direction = {volume.direction[order[0]], volume.direction[order[1]], volume.direction[order[2]]};
+  plane.affine = volume.affine;
+  if (volume.affine) {
+    for (std::size_t row = 0; row < 3; ++row) {
+      const auto& from = (*volume.affine)[row];
+      (*plane.affine)[row] = {from[order[0]], from[order[1]], from[order[2]],
+                              from[3] + index * from[order[2]]};
+    }
+  }
+  plane.storage = volume.storage;
   if (volume.voxelSize) {
     const auto& size = *volume.voxelSize;
     plane.voxelSize = {size[order[0]], size[order[1]], size[order[2]]};
@@ -56,6 +94,25 @@ ScreenOrder ScreenOrderOf(const GreyImage& image) {
   const char across = image.direction[0];
   const char down = image.direction[1];
   return {across == 'L' || across == 'A', down == 'A' || down == 'S'};
+}
+
+std::string SizeText(const std::array<int, 3>& size) {
+  const std::string text = std::to_string(size[0]) + " x " + std::to_string(size[1]);
+  return size[2] > 1 ? text + " x " + std::to_string(size[2]) : text;
+}
+
+void RequireSameGrid(const GreyImage& image, const std::string& path, const GreyImage& other,
+                     const std::string& otherPath) {
+  constexpr double kMostShift = 0.1;
+  if (image.size != other.size) {
+    throw Failure(path + " and " + otherPath + " differ in size: " + SizeText(image.size) + " and " +
+                  SizeText(other.size));
+  }
+  const bool areSame =
+      !image.affine || !other.affine || LargestShift(*image.affine, *other.affine, image.size) <= kMostShift;
+  if (!areSame)
+    throw Failure(path + " and " + otherPath +
+                  " lie differently in the patient: bring one into the grid of the other");
 }
 
 bool IsNiftiPath(const std::string& path) {

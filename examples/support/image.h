@@ -8,6 +8,20 @@
 
 namespace example {
 
+/// The numbers that a file stores for its voxels.
+enum class VoxelType { Int8, UInt8, Int16, UInt16, Int32, UInt32, Int64, UInt64, Float, Double };
+
+/// How the voxels of a file become intensities: intensity = slope * stored + intercept.
+struct Storage {
+  VoxelType type = VoxelType::Float;
+  double slope = 1.0;
+  double intercept = 0.0;
+};
+
+/// Where voxels lie in the patient: the place in mm of voxel (x, y, z) is, in each row, the sum of the first
+/// three times x, y and z, and the last; x of the patient goes to the right, y to the front, z to the head.
+using Affine = std::array<std::array<double, 4>, 3>;
+
 /// A grey image (one plane) or volume, with its voxel sizes where the file tells them.
 struct GreyImage {
   std::array<int, 3> size{0, 0, 0};  ///< along x, y and z; an image has one plane, size[2] = 1
@@ -15,6 +29,9 @@ struct GreyImage {
   std::optional<std::array<double, 3>> voxelSize;  ///< in mm
   /// Where each axis points to in the patient: 'L', 'R', 'A', 'P', 'I' or 'S'; 0 where it is not known.
   std::array<char, 3> direction{0, 0, 0};
+  std::optional<Affine> affine;    ///< where the file tells it
+  Storage storage;                 ///< of the file
+  std::size_t replacedVoxels = 0;  ///< that were no finite numbers, and are 0 here
 };
 
 inline bool IsVolume(const GreyImage& image) {
@@ -56,6 +73,14 @@ struct ScreenOrder {
   bool mirrorsRows;
 };
 ScreenOrder ScreenOrderOf(const GreyImage& image);
+
+/// The grid of an image for people: "181 x 217" or "181 x 217 x 181".
+std::string SizeText(const std::array<int, 3>& size);
+
+/// @throws Failure  naming both, unless the images have the same size and, where both files tell it, the same
+/// place in the patient to a tenth of a voxel.
+void RequireSameGrid(const GreyImage& image, const std::string& path, const GreyImage& other,
+                     const std::string& otherPath);
 
 /// Whether a file of that name is read as NIfTI.
 bool IsNiftiPath(const std::string& path);

@@ -12,17 +12,25 @@ namespace example {
 /// @throws Failure  when the file is damaged, complex, coloured or has more than three dimensions.
 GreyImage ReadNifti(const std::string& path);
 
-/// Writes one label per voxel (x fastest), in the grid of the NIfTI file at `modelPath`: the same size, voxel
-/// sizes and place in the scanner.
-/// @throws Failure  when the file cannot be written whole.
-void WriteNiftiLabels(const std::string& path, const std::string& modelPath,
-                      const std::vector<std::uint8_t>& labels);
+/// The same without its voxels: `values` is empty.
+GreyImage ReadNiftiGrid(const std::string& path);
 
-/// Writes the values of an image as 8 or 16 bits when they are whole and fit, otherwise in single precision,
-/// or in double where that would change one of them.
-/// @param modelPath  a NIfTI file of the same grid, whose place in the scanner is kept; for any other file
-///                   the image's own voxel sizes are all that is known.
-/// @throws Failure   when the file cannot be written whole.
-void WriteNifti(const std::string& path, const std::string& modelPath, const GreyImage& image);
+/// What a file of results stands for beside its numbers.
+enum class Meaning { Intensities, Labels, Probabilities };
+
+/// Writes one number per voxel (x fastest), stored as `storage` says; values must fit (FitsInto).
+/// @param image      whose grid the numbers have: size, voxel sizes and place in the patient.
+/// @param modelPath  the file that the image was read from: of a NIfTI file everything else that its header
+///                   tells is kept.
+/// @throws WriteFailure  when the file cannot be written whole.
+void WriteNifti(const std::string& path, const GreyImage& image, const std::string& modelPath,
+                const std::vector<double>& values, const Storage& storage, Meaning meaning);
+void WriteNiftiLabels(const std::string& path, const GreyImage& image, const std::string& modelPath,
+                      const std::vector<std::uint8_t>& labels);
+void WriteNiftiFloats(const std::string& path, const GreyImage& image, const std::string& modelPath,
+                      const std::vector<float>& values, Meaning meaning);
+
+/// Whether numbers of that storage can hold all values, to its own steps.
+bool FitsInto(const Storage& storage, const std::vector<double>& values);
 
 }  // namespace example

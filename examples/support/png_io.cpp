@@ -2,6 +2,8 @@
 
 #include <png.h>
 
+#include <algorithm>
+#include <cmath>
 #include <csetjmp>
 #include <cstdint>
 #include <cstdio>
@@ -10,6 +12,7 @@
 #include <vector>
 
 #include "support/failure.h"
+#include "support/results.h"
 
 namespace example {
 
@@ -109,6 +112,17 @@ double Luminance(const png_byte* pixel, int channels, int bytesPerChannel) {
   return 0.2126 * red + 0.7152 * green + 0.0722 * blue;
 }
 
+// Encoded in memory first: the encoder does not tell why it cannot write a file.
+void WriteEncoded(const std::string& path, png_image& image, const void* pixels) {
+  png_alloc_size_t bytes = 0;
+  if (png_image_write_to_memory(&image, nullptr, &bytes, 0, pixels, 0, nullptr) == 0)
+    throw WriteFailure(image.message);
+  std::vector<png_byte> encoded(bytes);
+  if (png_image_write_to_memory(&image, encoded.data(), &bytes, 0, pixels, 0, nullptr) == 0)
+    throw WriteFailure(image.message);
+  WriteBytes(path, encoded.data(), bytes);
+}
+
 }  // namespace
 
 GreyImage ReadPng(const std::string& path) {
@@ -129,6 +143,7 @@ GreyImage ReadPng(const std::string& path) {
   if (!ReadPngRows(decoded)) Damaged(path);
 
   GreyImage image;
+  image.storage.type = decoded.bytesPerChannel == 2 ? VoxelType::UInt16 : VoxelType::UInt8;
   image.size = {static_cast<int>(decoded.width), static_cast<int>(decoded.height), 1};
   image.values.reserve(decoded.bytes.size() / pixelBytes);
   for (std::size_t start = 0; start < decoded.bytes.size(); start += pixelBytes) {
@@ -158,9 +173,28 @@ void WritePng(const std::string& path, const Raster& raster) {
   image.width = static_cast<png_uint_32>(raster.width);
   image.height = static_cast<png_uint_32>(raster.height);
   image.format = raster.channels == 1 ? PNG_FORMAT_GRAY : PNG_FORMAT_RGB;
-  if (png_image_write_to_file(&image, path.c_str(), 0, raster.bytes.data(), 0, nullptr) == 0) {
-    throw Failure("cannot write " + path);
+  WriteEncoded(path, image, raster.bytes.data());
+}
+
+void WriteGreyPng(const std::string& path, const GreyImage& image) {
+  const bool isDeep = image.storage.type != VoxelType::UInt8;
+  const double white = isDeep ? 65535.0 : 255.0;
+  std::vector<std::uint8_t> bytes;
+  std::vector<png_uint_16> words;
+  for (const double value : image.values) {
+    const double level = std::clamp(std::nearbyint(value), 0.0, white);
+    if (isDeep) {
+      words.push_back(static_cast<png_uint_16>(level));
+    } else {
+      bytes.push_back(static_cast<std::uint8_t>(level));
+    }
   }
+  png_image png{};
+  png.version = PNG_IMAGE_VERSION;
+  png.width = static_cast<png_uint_32>(image.size[0]);
+  png.height = static_cast<png_uint_32>(image.size[1]);
+  png.format = isDeep ? PNG_FORMAT_LINEAR_Y : PNG_FORMAT_GRAY;
+  WriteEncoded(path, png, isDeep ? static_cast<const void*>(words.data()) : bytes.data());
 }
 
 }  // namespace example

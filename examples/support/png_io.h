@@ -17,7 +17,11 @@ GreyImage ReadPng(const std::string& path);
 /// @throws Failure  when the file is damaged or not a PNG.
 Raster ReadPicture(const std::string& path);
 
-/// @throws Failure  when the file cannot be written.
+/// @throws WriteFailure  when the file cannot be written.
 void WritePng(const std::string& path, const Raster& raster);
+
+/// Writes an image of one plane as greys, in 8 bits or 16 as its storage has; values are rounded and clipped.
+/// @throws WriteFailure  when the file cannot be written.
+void WriteGreyPng(const std::string& path, const GreyImage& image);
 
 }  // namespace example

@@ -103,6 +103,10 @@ void SvgPlot::SetRightAxis(PlotAxis axis) {
   hasRightAxis_ = true;
 }
 
+void SvgPlot::SetNames(std::vector<std::string> names) {
+  names_ = std::move(names);
+}
+
 double SvgPlot::ToX(double value) const {
   return kLeft + Fraction(value, x_) * (kPlotRight - kLeft);
 }
@@ -120,7 +124,7 @@ void SvgPlot::AddBars(double start, double width, const std::vector<double>& hei
   }
   path += PathStep('V', kPlotBottom);
   items_ += "<path" + Attribute("d", path) + Attribute("fill", HexText(colour)) + "/>\n";
-  legend_.emplace_back(colour, legend);
+  if (!legend.empty()) legend_.emplace_back(colour, legend);
 }
 
 void SvgPlot::AddLine(const std::vector<PlotPoint>& points, Colour colour, const std::string& legend,
@@ -157,9 +161,24 @@ void SvgPlot::AddHorizontalMark(double y, Colour colour, const std::string& text
   marks_ += TextAt(kLeft + 8.0, ToY(y, y_) - 6.0, text, Attribute("fill", hex));
 }
 
-std::string SvgPlot::DrawHorizontalAxis() const {
+std::string SvgPlot::DrawNames() const {
+  constexpr std::size_t kMostNames = 60;
+  constexpr std::size_t kMostUpright = 12;
+  const std::size_t step = (names_.size() + kMostNames - 1) / kMostNames;
   std::string svg;
-  for (const double tick : AxisTicks(x_, 10)) {
+  for (std::size_t i = 0; i < names_.size(); i += step) {
+    const double x = ToX(static_cast<double>(i + 1));
+    const double y = kPlotBottom + 16.0;
+    const std::string turn =
+        " text-anchor=\"end\" transform=\"rotate(-40 " + Number(x) + " " + Number(y) + ")\"";
+    svg += TextAt(x, y, names_[i], names_.size() <= kMostUpright ? kCentred : turn);
+  }
+  return svg;
+}
+
+std::string SvgPlot::DrawHorizontalAxis() const {
+  std::string svg = DrawNames();
+  for (const double tick : names_.empty() ? AxisTicks(x_, 10) : std::vector<double>()) {
     const double x = ToX(tick);
     svg += LineFrom(x, kTop, x, kPlotBottom, kGridStyle);
     svg += TextAt(x, kPlotBottom + 18.0, Rounded(tick, 6), kCentred);

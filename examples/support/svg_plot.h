@@ -27,6 +27,10 @@ class SvgPlot {
   /// A second vertical axis, on the right.
   void SetRightAxis(PlotAxis axis);
 
+  /// Names under the x axis instead of numbers: the one of index i stands under i + 1. Slanted and thinned
+  /// out where they are many.
+  void SetNames(std::vector<std::string> names);
+
   /// Bars from the bottom of the plot; bar i spans [start + i * width, start + (i + 1) * width].
   void AddBars(double start, double width, const std::vector<double>& heights, Colour colour,
                const std::string& legend);
@@ -47,6 +51,7 @@ class SvgPlot {
   double ToX(double value) const;
   double ToY(double value, const PlotAxis& axis) const;
   std::string DrawHorizontalAxis() const;
+  std::string DrawNames() const;
   std::string DrawVerticalAxis(const PlotAxis& axis, bool isRight) const;
   std::string DrawLegend() const;
 
@@ -55,6 +60,7 @@ class SvgPlot {
   PlotAxis y_;
   PlotAxis right_;
   bool hasRightAxis_ = false;
+  std::vector<std::string> names_;
   std::string items_;
   std::string marks_;  // above the items, not cut
   std::vector<std::pair<Colour, std::string>> legend_;

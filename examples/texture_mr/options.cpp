@@ -1,6 +1,5 @@
 #include "options.h"
 
-#include <CLI/CLI.hpp>
 #include <cmath>
 #include <limits>
 
@@ -22,14 +21,12 @@ constexpr const char* kFooter =
     "row,\n"
     "45 rises to the right.\n"
     "\n"
-    "Files written into the folder (all or none; those of an earlier run are replaced):\n"
+    "Files written into the folder (all or none):\n"
     "  texture.csv    14 features of each region: one column per angle, their mean and range over the "
     "angles, and\n"
     "                 what Haralick and the imaging-biomarker standard call the same thing\n"
     "  matrices.csv   the counts: region, angle, the two levels, number of pairs\n"
     "A region without pairs along an angle has an empty value there.\n"
-    "\n"
-    "Exit status: 0 done, 2 failure (one line on standard error, nothing written).\n"
     "\n"
     "Examples:\n"
     "  texture_mr data/t1_brain_axial.nii.gz -o texture\n"
@@ -39,36 +36,24 @@ constexpr int kLargestNumber = std::numeric_limits<int>::max();
 
 void AddOptions(CLI::App& app, Options& options) {
   app.add_option("IMAGE", options.imagePath, "Image or volume: .nii, .nii.gz or .png")->required();
-  app.add_option("-o,--output", options.outputPath, "Folder for the results, created if it is missing")
-      ->type_name("FOLDER")
-      ->capture_default_str();
+  example::AddOutputOptions(app, options.output);
   app.add_option("-m,--mask", options.maskPath,
                  "Label image of the same size: 0 is outside, every other\nnumber a region (segment_mr's "
                  "labels.nii.gz)")
       ->type_name("MASK");
-  app.add_option("--label", options.labels, "Measure only these regions of the mask, separated by commas")
-      ->delimiter(',')
-      ->allow_extra_args(false)
-      ->check(CLI::Range(1, kLargestNumber).description(""))
-      ->type_name("K,L");
-  app.add_option("-l,--levels", options.levels, "Number of grey levels, 2 to 256")
-      ->check(CLI::Range(2, kMostLevels).description(""))
-      ->capture_default_str();
-  app.add_option("-d,--distance", options.distance,
-                 "How many voxels the two of a pair are apart along each axis,\n1 or more")
-      ->check(CLI::Range(1, kLargestNumber).description(""))
-      ->capture_default_str();
-  app.add_option("--range", options.range,
-                 "Intensities of the first and the last level; what is beyond counts as\n"
-                 "these (without it the lowest and the highest of the regions)")
-      ->delimiter(',')
-      ->allow_extra_args(false)
-      ->type_name("A,B");
+  example::AddList(app, "--label", options.labels, "K,L",
+                   "Measure only these regions of the mask, separated by commas")
+      ->check(CLI::Range(1, kLargestNumber).description(""));
+  example::AddNumber(app, "-l,--levels", options.levels, 2, kMostLevels, "Number of grey levels, 2 to 256");
+  example::AddNumber(app, "-d,--distance", options.distance, 1, kLargestNumber,
+                     "How many voxels the two of a pair are apart along each axis,\n1 or more");
+  example::AddList(app, "--range", options.range, "A,B",
+                   "Intensities of the first and the last level; what is beyond counts as\n"
+                   "these (without it the lowest and the highest of the regions)");
 }
 
 void CheckOptions(const Options& options) {
   using example::Require;
-  Require(!options.outputPath.empty(), "--output needs a folder");
   Require(options.labels.empty() || !options.maskPath.empty(), "--label needs a --mask");
   if (options.range.empty()) return;
   Require(options.range.size() == 2, "--range needs two intensities");
@@ -82,7 +67,7 @@ void CheckOptions(const Options& options) {
 std::optional<Options> ParseOptions(int argc, char** argv) {
   Options options;
   CLI::App app(kDescription, "texture_mr");
-  app.footer(kFooter);
+  app.footer(std::string(kFooter) + "\n" + example::kReplacementText + example::kStatusText);
   AddOptions(app, options);
   if (!example::ParseCommandLine(app, argc, argv)) return std::nullopt;
   example::Require(app.count("--mask") == 0 || !options.maskPath.empty(), "--mask needs a label image");

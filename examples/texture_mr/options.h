@@ -4,12 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "support/results.h"
+
 namespace texture_mr {
 
 /// What the user asks for; every value is within its legal range.
 struct Options {
   std::string imagePath;
-  std::string outputPath = "texture_mr_output";
+  example::OutputOptions output{"texture_mr_output", "", false};
   std::string maskPath;     ///< empty: the whole image is one region
   std::vector<int> labels;  ///< of the mask's regions to measure; empty: all of them
   int levels = 32;

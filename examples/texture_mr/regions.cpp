@@ -18,11 +18,6 @@ using example::GreyImage;
 
 constexpr std::size_t kMostRegions = 64;
 
-std::string SizeText(const GreyImage& image) {
-  return std::to_string(image.size[0]) + " x " + std::to_string(image.size[1]) + " x " +
-         std::to_string(image.size[2]);
-}
-
 int ToLabel(double value, const std::string& path) {
   const bool isLabel = value >= 0.0 && value <= std::numeric_limits<int>::max() && value == std::floor(value);
   if (!isLabel) throw Failure("no label image: " + path + " holds " + example::Shortest(value));
@@ -75,8 +70,7 @@ std::vector<std::int16_t> IndicesOf(const std::vector<int>& labels, const std::v
 Regions ReadRegions(const GreyImage& image, const Options& options) {
   if (options.maskPath.empty()) return {{kWholeImage}, std::vector<std::int16_t>(image.values.size(), 0)};
   const GreyImage mask = example::ReadImage(options.maskPath);
-  if (mask.size != image.size)
-    throw Failure("the mask is " + SizeText(mask) + " voxels, the image " + SizeText(image));
+  example::RequireSameGrid(image, options.imagePath, mask, options.maskPath);
   const std::vector<int> labels = LabelsOf(mask, options.maskPath);
   const std::vector<int> chosen = ChooseLabels(DistinctLabels(labels), options);
   return {chosen, IndicesOf(labels, chosen)};

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "support/json_text.h"
 #include "support/text.h"
 
 namespace texture_mr {
@@ -61,6 +62,29 @@ std::string MatricesTable(const std::vector<RegionPairs>& regions) {
     }
   }
   return table;
+}
+
+std::string JsonReport(const std::vector<RegionTexture>& textures, const Levels& levels,
+                       const Options& options) {
+  example::Json json;
+  json["image"] = options.imagePath;
+  json["mask"] = nullptr;
+  if (!options.maskPath.empty()) json["mask"] = options.maskPath;
+  json["levels"] = options.levels;
+  json["range"] = {levels.lowest, levels.highest};
+  json["distance"] = options.distance;
+  json["regions"] = example::Json::array();
+  for (const RegionTexture& texture : textures) {
+    example::Json region;
+    region["region"] = RegionName(texture.label);
+    region["voxels"] = texture.voxels;
+    for (std::size_t feature = 0; feature < kFeatureCount && texture.HasPairs(); ++feature) {
+      region["features"][kFeatureKinds[feature].name] = {{"mean", texture.Mean(feature)},
+                                                         {"range", texture.Range(feature)}};
+    }
+    json["regions"].push_back(region);
+  }
+  return example::JsonText(json);
 }
 
 std::string TextReport(const std::vector<RegionTexture>& textures, const Levels& levels,

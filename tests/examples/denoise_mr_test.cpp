@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <random>
 #include <tuple>
 
@@ -83,9 +84,11 @@ TEST(DenoiseMr, WritesTheDenoisedImageInPlace) {
     EXPECT_EQ(FieldAt<std::int16_t>(result, 42), 40);
     EXPECT_EQ(FieldAt<std::int16_t>(result, 44), 30);
     EXPECT_EQ(FieldAt<float>(result, 84), 2.0F);
-    EXPECT_EQ(FieldAt<std::int16_t>(result, 70), 2);  // whole levels that fit into 8 bits
-    EXPECT_EQ(FieldAt<float>(result, 112), 0.0F);     // no scaling a second time
-    EXPECT_EQ(Voxels<std::uint8_t>(result), Denoised(intensities, 40, 30, factor, window));
+    EXPECT_EQ(FieldAt<std::int16_t>(result, 70), 4);  // numbers stored as those of the image
+    EXPECT_EQ(FieldAt<float>(result, 116), kAdded);
+    std::vector<double> written = Voxels<std::int16_t>(result);
+    for (double& value : written) value += kAdded;
+    EXPECT_EQ(written, Denoised(intensities, 40, 30, factor, window));
     EXPECT_EQ(ReadFile(folder / "result/panel.png").substr(1, 3), "PNG");
   }
 }
@@ -188,20 +191,29 @@ TEST(DenoiseMr, AddsNoiseToTakeItOff) {
   EXPECT_EQ(denoised, meanAndDeviation(""));
 }
 
-TEST(DenoiseMr, TurnsPicturesIntoNifti) {
+// A float image of whole values stays one of floats and is not rounded; what is no number is told; a picture
+// gives a picture.
+TEST(DenoiseMr, WritesTheKindOfFileThatItRead) {
   const ScratchFolder folder;
-  ASSERT_EQ(Denoise(folder, MTH_DATA_DIR "/t1_head_axial.nii.gz", "").status, 0);
-  std::filesystem::rename(folder / "result/panel.png", folder / "picture.png");
-  const ProgramRun run = Denoise(folder, folder / "picture.png", "");
+  NiftiFile file;
+  file.dimensions = {2, 40, 30, 1, 1, 1, 1, 1};
+  file.datatype = 16;
+  file.SetVoxels<float>(NoisyValues(40, 30, 1));
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  file.voxels.replace(0, 4, file.Stored(nan)).replace(8, 4, file.Stored(nan));
+  WriteFile(folder / "image.nii", file.Bytes(32));
+  const ProgramRun run = Denoise(folder, folder / "image.nii", "--json " + Quoted(folder / "report.json"));
   ASSERT_EQ(run.status, 0) << run.errors;
-  const std::string result = ReadGzip(folder / "result/denoised.nii.gz");
-  const auto width = FieldAt<std::int16_t>(result, 42);
-  const auto height = FieldAt<std::int16_t>(result, 44);
-  EXPECT_NE(run.output.find(std::to_string(width) + " x " + std::to_string(height) + " x 1"),
-            std::string::npos);
-  EXPECT_EQ(FieldAt<std::int16_t>(result, 70), 16);  // the luminance of colours has fractions
-  EXPECT_EQ(result.size(), kHeaderBytes + sizeof(float) * static_cast<std::size_t>(width) *
-                                              static_cast<std::size_t>(height));
+  EXPECT_NE(run.output.find("2 voxels were no finite numbers"), std::string::npos) << run.output;
+  EXPECT_NE(ReadFile(folder / "report.json").find("\"replaced_voxels\": 2"), std::string::npos);
+  EXPECT_EQ(FieldAt<std::int16_t>(ReadGzip(folder / "result/denoised.nii.gz"), 70), 16);
+
+  std::filesystem::rename(folder / "result/panel.png", folder / "picture.png");
+  const ProgramRun picture = Denoise(folder, folder / "picture.png", "");
+  ASSERT_EQ(picture.status, 0) << picture.errors;
+  EXPECT_FALSE(std::filesystem::exists(folder / "result/denoised.nii.gz"));  // of the earlier run
+  EXPECT_EQ(ReadFile(folder / "result/denoised.png").substr(16, 8),
+            ReadFile(folder / "picture.png").substr(16, 8));
 }
 
 TEST(DenoiseMrRefuses, WhatItCannotUse) {

@@ -94,6 +94,8 @@ struct NiftiFile {
   float intercept = 0.0F;
   char units = 2;  // millimetres
   bool isBigEndian = false;
+  bool isMirrored = false;  // a place in the patient whose x runs the other way
+  bool hasPlace = false;
   std::string voxels;
 
   template <class T>
@@ -124,6 +126,12 @@ struct NiftiFile {
     put(112, Stored(slope));
     put(116, Stored(intercept));
     header[123] = units;
+    if (hasPlace) {
+      put(254, Stored(std::int16_t{1}));
+      const float x = isMirrored ? -voxelSize[0] : voxelSize[0];
+      const std::array<float, 12> rows{x, 0, 0, 0, 0, voxelSize[1], 0, 0, 0, 0, voxelSize[2], 0};
+      for (std::size_t i = 0; i < 12; ++i) put(280 + 4 * i, Stored(rows[i]));
+    }
     put(344, std::string("n+1\0", 4));
     return header + voxels;
   }

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cstdint>
+#include <limits>
 
 #include "examples/host_run.h"
 
@@ -14,6 +16,22 @@ NiftiFile SmallImage() {
   file.dimensions = {2, 4, 4, 1, 1, 1, 1, 1};
   file.SetVoxels<std::uint8_t>({0, 0, 0, 0, 10, 10, 50, 50, 90, 90, 130, 130, 0, 0, 0, 0});
   return file;
+}
+
+// The same image in the second format, 4 voxels high, with a count of dimensions and a width of its own.
+std::string SecondFormat(std::int64_t dimensionsCount, std::int64_t width) {
+  const NiftiFile small = SmallImage();
+  std::string header(544, '\0');
+  const auto put = [&](std::size_t offset, const std::string& bytes) {
+    header.replace(offset, bytes.size(), bytes);
+  };
+  put(0, small.Stored(std::int32_t{540}));
+  put(4, std::string("n+2\0\r\n\032\n", 8));
+  put(12, small.Stored(std::int16_t{2}) + small.Stored(std::int16_t{8}));
+  const std::int64_t dimensions[] = {dimensionsCount, width, 4, 1, 1, 1, 1, 1};
+  for (std::size_t i = 0; i < 8; ++i) put(16 + 8 * i, small.Stored(dimensions[i]));
+  put(168, small.Stored(std::int64_t{544}));
+  return header + small.voxels;
 }
 
 std::string WithBytes(std::string content, std::size_t offset, const std::string& bytes) {
@@ -72,6 +90,16 @@ TEST(SegmentMrRefuses, DamagedAndUnsupportedImages) {
       {"start.nii", WithBytes(bytes, 108, small.Stored(1e9F)), "damaged"},
       {"enormous.nii", enormous.Bytes(8), "damaged"},
       {"negative.nii", negative.Bytes(8), "damaged"},
+      {"nodim.nii", WithBytes(bytes, 40, small.Stored(std::int16_t{0})), "damaged"},
+      {"8dim.nii", WithBytes(bytes, 40, small.Stored(std::int16_t{8})), "damaged"},
+      {"nan.nii", WithBytes(bytes, 108, small.Stored(std::numeric_limits<float>::quiet_NaN())), "damaged"},
+      {"far.nii", WithBytes(bytes, 108, small.Stored(1e18F)), "damaged"},
+      {"second.nii", SecondFormat(2, 4), ""},
+      {"second_dims.nii", SecondFormat(100, 4), "damaged"},
+      {"second_many.nii", SecondFormat(1000000, 4), "damaged"},
+      {"second_none.nii", SecondFormat(0, 4), "damaged"},
+      {"second_negative.nii", SecondFormat(2, -4), "damaged"},
+      {"second_wide.nii", SecondFormat(2, std::int64_t{1} << 62), "damaged"},
       {"zero.nii", zero.Bytes(8), "no voxel above 0"},
       {"constant.nii", constant.Bytes(8), "1 distinct"},
       {"series.nii", series.Bytes(8), "three dimensions"},
@@ -84,6 +112,11 @@ TEST(SegmentMrRefuses, DamagedAndUnsupportedImages) {
   const ScratchFolder folder;
   for (const auto& [name, content, reason] : cases) {
     WriteFile(folder / name, content);
+    if (reason.empty()) {  // sound: the others differ from it in one field
+      EXPECT_EQ(RunProgram(MTH_SEGMENT_MR, Quoted(folder / name) + " -o " + Quoted(folder / "sound")).status,
+                0);
+      continue;
+    }
     ExpectRefusal(folder, Quoted(folder / name) + " -o " + Quoted(folder / "result"), reason);
   }
   ExpectRefusal(folder, Quoted(folder / "absent.nii") + " -o " + Quoted(folder / "result"), "cannot find");
@@ -135,6 +168,15 @@ TEST(SegmentMrRefuses, BadOptions) {
   const std::string fused = Quoted(image) + output + "-m ecm -c 2 --fuse ";
   ExpectRefusal(folder, fused + Quoted(kSlice), "differ in size");
   ExpectRefusal(folder, fused + Quoted(image) + " -n 1", "converge");
+  NiftiFile placed = SmallImage();
+  placed.hasPlace = true;
+  WriteFile(folder / "placed.nii", placed.Bytes(8));
+  placed.isMirrored = true;
+  WriteFile(folder / "mirrored.nii", placed.Bytes(8));
+  ExpectRefusal(
+      folder,
+      Quoted(folder / "placed.nii") + output + "-m ecm -c 2 --fuse " + Quoted(folder / "mirrored.nii"),
+      "lie differently in the patient");
   ExpectRefusal(folder, fused + Quoted(image) + " --fuse-centroids 10", "--fuse-centroids");
 
   NiftiFile volume = SmallImage();

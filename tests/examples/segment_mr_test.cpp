@@ -345,7 +345,7 @@ TEST(SegmentMr, ASecondRunReplacesTheFilesOfTheFirstAndNoOthers) {
   EXPECT_FALSE(std::filesystem::exists(folder / "result/membership_4.png"));
   EXPECT_EQ(ReadFile(folder / "result/notes.txt"), "mine");
   EXPECT_EQ(folder.CountEntries(),
-            1 + report["files"].size() + 2);  // the folder, the report itself, the notes
+            1 + report["files"].size() + 3);  // the folder, the report itself, the notes and the manifest
 }
 
 TEST(SegmentMr, HelpNamesEveryOptionAndFile) {

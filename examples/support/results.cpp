@@ -1,0 +1,148 @@
+#include "support/results.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+#include "support/cancellation.h"
+#include "support/failure.h"
+
+namespace example {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// The folder itself, or the nearest one above it that exists.
+fs::path NearestExisting(fs::path path) {
+  std::error_code error;
+  while (!fs::exists(path, error) && path.has_relative_path()) path = path.parent_path();
+  return path;
+}
+
+void Rename(const Move& move) {
+  std::error_code error;
+  const bool isTaken = fs::exists(fs::symlink_status(move.to, error));
+  if (!isTaken) fs::rename(move.from, move.to, error);
+  if (isTaken || error)
+    throw Failure("cannot put " + move.to.string() +
+                  " into its place: " + (isTaken ? "another file is there" : error.message()));
+}
+
+// All of the steps, or none.
+void MoveAll(const std::vector<Move>& moves) {
+  std::size_t done = 0;
+  try {
+    for (; done < moves.size(); ++done) Rename(moves[done]);
+  } catch (const Failure&) {
+    std::error_code ignored;
+    while (done-- > 0) fs::rename(moves[done].to, moves[done].from, ignored);
+    throw;
+  }
+}
+
+}  // namespace
+
+void WriteBytes(const std::string& path, const void* bytes, std::size_t count) {
+  errno = 0;
+  std::FILE* const file = std::fopen(path.c_str(), "wb");
+  if (file == nullptr) throw WriteFailure::FromErrno();
+  const bool isWritten = std::fwrite(bytes, 1, count, file) == count && std::fflush(file) == 0;
+  const int reason = errno;
+  const bool isClosed = std::fclose(file) == 0;
+  if (!isWritten) errno = reason;
+  if (!isWritten || !isClosed) throw WriteFailure::FromErrno();
+}
+
+Results::Results(std::string host, std::vector<std::string> inputs, bool isForced)
+    : host_(std::move(host)), inputs_(std::move(inputs)), isForced_(isForced) {}
+
+StagedFolder& Results::FolderOf(const std::string& path) {
+  std::error_code error;
+  fs::path folder = fs::absolute(path, error).lexically_normal();
+  const auto fail = [&] { throw Failure("cannot write into the folder " + path); };
+  if (error) fail();
+  if (!folder.has_filename()) folder = folder.parent_path();  // "folder/" means "folder"
+  const fs::path existing = NearestExisting(folder);
+  if (!fs::is_directory(existing, error) || access(existing.c_str(), W_OK | X_OK) != 0) fail();
+  for (const auto& staged : folders_) {
+    if (staged->GetPath() == folder || fs::equivalent(staged->GetPath(), folder, error)) return *staged;
+  }
+  folders_.push_back(std::make_unique<StagedFolder>(folder, host_));
+  return *folders_.back();
+}
+
+void Results::OpenFolder(const std::string& path) {
+  if (path.empty()) throw Failure("the folder of the results needs a name");
+  main_ = &FolderOf(path);
+}
+
+void Results::Announce(const std::vector<std::string>& names) {
+  for (const std::string& name : names) main_->CheckPlace(name, inputs_, isForced_);
+}
+
+// A single file goes into a folder that is there: its name may be a slip.
+StagedFolder& Results::FolderAround(const std::string& file) {
+  const fs::path path(file);
+  std::error_code error;
+  if (!path.has_filename()) throw Failure(file + " is a folder: results do not replace one");
+  const std::string folder = path.has_parent_path() ? path.parent_path().string() : ".";
+  if (!fs::is_directory(folder, error)) throw Failure("cannot write " + file + ": no folder " + folder);
+  return FolderOf(folder);
+}
+
+void Results::AnnounceFile(const std::string& path) {
+  if (path.empty()) return;
+  FolderAround(path).CheckPlace(fs::path(path).filename().string(), inputs_, isForced_);
+}
+
+void Results::WriteInto(StagedFolder& folder, const std::string& name, bool isAlone, const Writer& write) {
+  ThrowIfCancelled();
+  for (const Target& target : targets_) {
+    if (target.folder == &folder && target.name == name)
+      throw Failure((folder.GetPath() / name).string() + " would be written twice");
+  }
+  targets_.push_back({&folder, name});
+  try {
+    write(folder.Stage(name, isAlone).string());
+  } catch (const WriteFailure& failure) {
+    throw Failure("cannot write " + (folder.GetPath() / name).string() + ": " + failure.what());
+  }
+}
+
+void Results::Write(const std::string& name, const Writer& write) {
+  WriteInto(*main_, name, false, write);
+  names_.push_back(name);
+}
+
+void Results::WriteText(const std::string& name, const std::string& text) {
+  Write(name, [&](const std::string& path) { WriteBytes(path, text.data(), text.size()); });
+}
+
+void Results::WriteFile(const std::string& path, const Writer& write) {
+  if (path.empty()) return;
+  WriteInto(FolderAround(path), fs::path(path).filename().string(), true, write);
+}
+
+void Results::WriteTextFile(const std::string& path, const std::string& text) {
+  WriteFile(path, [&](const std::string& place) { WriteBytes(place, text.data(), text.size()); });
+}
+
+void Results::Commit() {
+  for (const Target& target : targets_) target.folder->CheckPlace(target.name, inputs_, isForced_);
+  const UninterruptedScope scope;
+  ThrowIfCancelled();
+  std::vector<Move> moves;
+  for (const auto& folder : folders_) {
+    const std::vector<Move> steps = folder->PlanMoves();
+    moves.insert(moves.end(), steps.begin(), steps.end());
+  }
+  MoveAll(moves);
+  folders_.clear();
+  targets_.clear();
+  main_ = nullptr;
+}
+
+}  // namespace example

@@ -1,0 +1,173 @@
+#include "support/staged_folder.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+
+#include "support/failure.h"
+
+namespace example {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// What a staging folder holds.
+constexpr const char* kPrefix = ".mth_part-";
+constexpr const char* kMark = "mark";
+constexpr const char* kNew = "new";
+constexpr const char* kFormer = "former";
+constexpr const char* kPlan = "plan";          // names and fingerprints of what this run puts in place
+constexpr const char* kManifest = "manifest";  // the new one
+
+[[noreturn]] void CannotWrite(const fs::path& path) {
+  throw Failure("cannot write into the folder " + path.string());
+}
+
+// A commit that was killed between two steps: what it had put in place goes, what had stepped aside returns.
+// The manifest is the last to move, so a commit that had put it in place was complete.
+void TakeBack(const fs::path& folder, const fs::path& staging) {
+  std::error_code error;
+  for (const auto& [name, entry] : ReadManifest(staging / kPlan)) {
+    const bool isInPlace =
+        !fs::exists(staging / kNew / name, error) && FingerprintOf(folder / name) == entry.fingerprint;
+    if (isInPlace) fs::remove(folder / name, error);
+  }
+  for (const fs::directory_entry& former : fs::directory_iterator(staging / kFormer, error)) {
+    const fs::path place = folder / former.path().filename();
+    if (!fs::exists(fs::symlink_status(place, error))) fs::rename(former.path(), place, error);
+  }
+}
+
+void ClearIfDead(const fs::path& folder, const fs::path& staging) {
+  const int mark = open((staging / kMark).c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+  if (mark < 0) return;  // not one of ours
+  if (flock(mark, LOCK_EX | LOCK_NB) == 0) {
+    std::error_code ignored;
+    if (fs::exists(staging / kManifest, ignored)) TakeBack(folder, staging);
+    fs::remove_all(staging, ignored);
+  }
+  close(mark);
+}
+
+void CheckNotInput(const fs::path& place, const std::vector<std::string>& inputs) {
+  std::error_code error;
+  for (const std::string& input : inputs) {
+    if (fs::equivalent(place, input, error))
+      throw Failure(place.string() + " is an input of this run: choose another output");
+  }
+}
+
+void WriteManifest(const fs::path& path, const Manifest& manifest) {
+  std::ofstream file(path, std::ios::binary);
+  if (!(file << ManifestText(manifest)).flush()) throw Failure("cannot write " + path.string());
+}
+
+}  // namespace
+
+StagedFolder::StagedFolder(fs::path folder, std::string host)
+    : folder_(std::move(folder)), host_(std::move(host)) {}
+
+StagedFolder::~StagedFolder() {
+  std::error_code ignored;
+  if (!staging_.empty()) fs::remove_all(staging_, ignored);
+  if (mark_ >= 0) close(mark_);
+  std::for_each(created_.rbegin(), created_.rend(), [&](const fs::path& path) {
+    fs::remove(path, ignored);  // stays where it holds something
+  });
+}
+
+void StagedFolder::ClearDeadRuns() const {
+  std::error_code error;
+  std::vector<fs::path> found;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder_, error)) {
+    const bool isStaging = entry.path().filename().string().starts_with(kPrefix);
+    if (isStaging && fs::is_directory(entry.symlink_status(error))) found.push_back(entry.path());
+  }
+  for (const fs::path& staging : found) ClearIfDead(folder_, staging);
+}
+
+void StagedFolder::CreateStaging() {
+  std::error_code error;
+  for (fs::path path = folder_; !fs::exists(path, error) && path.has_relative_path();
+       path = path.parent_path())
+    created_.insert(created_.begin(), path);
+  fs::create_directories(folder_, error);
+  ClearDeadRuns();
+  const fs::path staging = folder_ / (kPrefix + std::to_string(getpid()));
+  if (!fs::create_directory(staging, error)) CannotWrite(folder_);
+  staging_ = staging;
+  // Locked before it has its name: no other run can meet it and take it for a dead one's.
+  const fs::path unlocked = staging / "unlocked";
+  mark_ = open(unlocked.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  if (mark_ < 0 || flock(mark_, LOCK_EX | LOCK_NB) != 0) CannotWrite(folder_);
+  fs::rename(unlocked, staging / kMark, error);
+  fs::create_directory(staging / kNew, error);
+  fs::create_directory(staging / kFormer, error);
+  if (error) CannotWrite(folder_);
+}
+
+fs::path StagedFolder::Stage(const std::string& name, bool isAlone) {
+  if (staging_.empty()) CreateStaging();
+  written_[name].isAlone = isAlone;
+  return staging_ / kNew / name;
+}
+
+void StagedFolder::CheckPlace(const std::string& name, const std::vector<std::string>& inputs,
+                              bool isForced) const {
+  const fs::path place = folder_ / name;
+  std::error_code error;
+  const fs::file_status status = fs::symlink_status(place, error);
+  if (!fs::exists(status)) return;
+  CheckNotInput(place, inputs);
+  if (fs::is_symlink(status)) throw Failure(place.string() + " is a link: results do not replace one");
+  if (fs::is_directory(status)) throw Failure(place.string() + " is a folder: results do not replace one");
+  if (!fs::is_regular_file(status))
+    throw Failure(place.string() + " is no regular file: results do not replace it");
+  if (isForced) return;
+  const Manifest manifest = ReadManifest(folder_ / ManifestName(host_));
+  const auto former = manifest.find(name);
+  if (former == manifest.end())
+    throw Failure(place.string() + " is not a result of " + host_ + ": --force replaces it");
+  if (FingerprintOf(place) != former->second.fingerprint)
+    throw Failure(place.string() + " was changed since " + host_ + " wrote it: --force replaces it");
+}
+
+std::vector<Move> StagedFolder::PlanMoves() {
+  if (staging_.empty()) return {};
+  Manifest manifest;
+  std::vector<Move> moves;
+  std::error_code error;
+  const auto stepAside = [&](const std::string& name) {
+    const bool isThere = fs::exists(fs::symlink_status(folder_ / name, error));
+    if (isThere) moves.push_back({folder_ / name, staging_ / kFormer / name});
+  };
+  const bool writesFolder =
+      std::any_of(written_.begin(), written_.end(), [](const auto& entry) { return !entry.second.isAlone; });
+  for (const auto& [name, entry] : ReadManifest(folder_ / ManifestName(host_))) {
+    if (written_.contains(name) || FingerprintOf(folder_ / name) != entry.fingerprint) continue;
+    if (entry.isAlone || !writesFolder) {
+      manifest[name] = entry;
+    } else {
+      stepAside(name);
+    }
+  }
+  for (auto& [name, entry] : written_) {
+    const auto fingerprint = FingerprintOf(staging_ / kNew / name);
+    if (!fingerprint) CannotWrite(folder_);
+    entry.fingerprint = *fingerprint;
+    manifest[name] = entry;
+    stepAside(name);
+  }
+  stepAside(ManifestName(host_));
+  WriteManifest(staging_ / kPlan, written_);
+  WriteManifest(staging_ / kManifest, manifest);
+  for (const auto& [name, entry] : written_) moves.push_back({staging_ / kNew / name, folder_ / name});
+  moves.push_back({staging_ / kManifest, folder_ / ManifestName(host_)});
+  return moves;
+}
+
+}  // namespace example

@@ -1,0 +1,238 @@
+// What every host promises about the files of its user: whatever happens, nothing that it did not write is
+// lost.
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <random>
+
+#include "examples/host_run.h"
+
+namespace {
+
+using namespace mth_test;
+
+namespace fs = std::filesystem;
+
+// Every entry below a folder: files with their bytes, others with what they are.
+std::map<std::string, std::string> ContentsOf(const std::string& folder) {
+  std::map<std::string, std::string> contents;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
+    const std::string name = fs::relative(entry.path(), folder).string();
+    contents[name] = entry.is_symlink() ? "link" : entry.is_directory() ? "folder" : ReadFile(entry.path());
+  }
+  return contents;
+}
+
+// Two images that are segmented at once, and the arguments of a run into the folder "out".
+class ResultsOfAHost : public testing::Test {
+ protected:
+  ResultsOfAHost() {
+    NiftiFile file;
+    file.dimensions = {2, 3, 2, 1, 1, 1, 1, 1};
+    file.SetVoxels<std::uint8_t>({10, 60, 60, 0, 60, 10});
+    WriteFile(folder_ / "first.nii", file.Bytes(8));
+    file.SetVoxels<std::uint8_t>({10, 60, 90, 0, 20, 10});
+    WriteFile(folder_ / "second.nii", file.Bytes(8));
+  }
+
+  std::string Arguments(const std::string& image, const std::string& options = "-c 2") const {
+    return Quoted(folder_ / image) + " -m kmeans -o " + Quoted(folder_ / "out") + " " + options;
+  }
+  ProgramRun Segment(const std::string& image, const std::string& options = "-c 2") const {
+    return RunProgram(MTH_SEGMENT_MR, Arguments(image, options));
+  }
+  // A run fails with that reason and changes nothing.
+  void ExpectRefusal(const ProgramRun& run, const std::map<std::string, std::string>& before,
+                     const std::string& reason) const {
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.errors.find(reason), std::string::npos) << run.errors;
+    EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
+    EXPECT_TRUE(ContentsOf(folder_ / "") == before);
+  }
+
+  ScratchFolder folder_;
+};
+
+TEST_F(ResultsOfAHost, LeaveTheUsersFilesAlone) {
+  ASSERT_EQ(Segment("second.nii", "-c 3").status, 0);
+  const std::map<std::string, std::string> mine{{"labels.csv", "a"},
+                                                {"membership_list.xlsx", "b"},
+                                                {"outliers.txt", "c"},
+                                                {"membership_3.png", "drawn over"}};
+  for (const auto& [name, text] : mine) WriteFile(folder_ / ("out/" + name), text);
+  ASSERT_EQ(Segment("first.nii").status, 0);
+  for (const auto& [name, text] : mine) EXPECT_EQ(ReadFile(folder_ / ("out/" + name)), text) << name;
+}
+
+TEST_F(ResultsOfAHost, DoNotReplaceWhatTheHostDidNotWrite) {
+  using Prepare = std::function<void(const std::string& place)>;
+  const struct {
+    Prepare prepare;
+    std::string reason;
+    bool mayBeForced;
+  } cases[] = {
+      {[](const std::string& place) { WriteFile(place, "by hand"); }, "not a result", true},
+      {[](const std::string& place) { fs::create_directory(place); }, "is a folder", false},
+      {[](const std::string& place) { fs::create_symlink("first.nii", place); }, "is a link", false},
+      {[](const std::string& place) { ASSERT_EQ(mkfifo(place.c_str(), 0666), 0); }, "no regular file", false},
+  };
+  fs::create_directory(folder_ / "out");
+  for (const auto& [prepare, reason, mayBeForced] : cases) {
+    for (const std::string name : {"labels.nii.gz", "panel.png"}) {
+      SCOPED_TRACE(reason + " " + name);
+      prepare(folder_ / ("out/" + name));
+      if (reason == "no regular file") {  // not to be read as a file
+        EXPECT_NE(Segment("first.nii").errors.find(reason), std::string::npos);
+      } else {
+        const auto before = ContentsOf(folder_ / "");
+        ExpectRefusal(Segment("first.nii"), before, reason);
+        if (!mayBeForced) ExpectRefusal(Segment("first.nii", "-c 2 --force"), before, reason);
+      }
+      fs::remove(folder_ / ("out/" + name));
+    }
+  }
+  WriteFile(folder_ / "out/labels.nii.gz", "by hand");
+  EXPECT_EQ(Segment("first.nii", "-c 2 --force").status, 0);
+}
+
+TEST_F(ResultsOfAHost, AreTheUsersOnceTheyAreChanged) {
+  ASSERT_EQ(Segment("first.nii").status, 0);
+  EXPECT_EQ(Segment("second.nii").status, 0);  // as it was written: replaced
+  WriteFile(folder_ / "out/report.txt", ReadFile(folder_ / "out/report.txt") + "read, and found good");
+  ExpectRefusal(Segment("first.nii"), ContentsOf(folder_ / ""), "was changed since");
+  // Another host's results are not this one's.
+  const ProgramRun denoised =
+      RunProgram(MTH_DENOISE_MR, Quoted(folder_ / "first.nii") + " -o " + Quoted(folder_ / "out"));
+  EXPECT_EQ(denoised.status, 2);
+  EXPECT_NE(denoised.errors.find("panel.png is not a result of denoise_mr"), std::string::npos);
+}
+
+TEST_F(ResultsOfAHost, NeverTakeThePlaceOfAnInput) {
+  ASSERT_EQ(Segment("first.nii").status, 0);
+  ASSERT_EQ(RunProgram(MTH_DENOISE_MR, Quoted(folder_ / "first.nii") + " -o " + Quoted(folder_ / "denoised"))
+                .status,
+            0);
+  WriteFile(folder_ / "fit.csv", "0,1\n1,2\n2,1\n3,0\n");
+  const struct {
+    const char* program;
+    std::string arguments;
+  } cases[] = {
+      {MTH_SEGMENT_MR, Arguments("out/labels.nii.gz", "-c 2 --force")},
+      {MTH_DENOISE_MR, Quoted(folder_ / "denoised/denoised.nii.gz") + " -o " + Quoted(folder_ / "denoised")},
+      {MTH_STACK_PICTURES, Quoted(folder_ / "out/panel.png") + " -o " + Quoted(folder_ / "out/panel.png")},
+      {MTH_FIT_CURVE, Quoted(folder_ / "fit.csv") + " -o " + Quoted(folder_ / "./fit.csv") + " --force"},
+      {MTH_SEGMENT_MR, Arguments("first.nii", "-c 2 --json " + Quoted(folder_ / "first.nii"))},
+  };
+  const auto before = ContentsOf(folder_ / "");
+  for (const auto& [program, arguments] : cases) {
+    SCOPED_TRACE(arguments);
+    ExpectRefusal(RunProgram(program, arguments), before, "is an input");
+  }
+}
+
+TEST_F(ResultsOfAHost, SingleFilesFollowTheSameRules) {
+  WriteFile(folder_ / "fit.csv", "0,1\n1,2\n2,1\n3,0\n");
+  const std::string fit = Quoted(folder_ / "fit.csv") + " -o " + Quoted(folder_ / "fit.svg") + " --json " +
+                          Quoted(folder_ / "fit.json");
+  const auto run = [&](const std::string& options) { return RunProgram(MTH_FIT_CURVE, fit + options); };
+  WriteFile(folder_ / "fit.json", "mine");
+  ExpectRefusal(run(""), ContentsOf(folder_ / ""), "not a result");
+  ASSERT_EQ(run(" --force").status, 0);
+  EXPECT_EQ(ReadFile(folder_ / "fit.json").front(), '{');
+  ASSERT_EQ(run("").status, 0);
+  // One of another name leaves the first in place, and replaceable.
+  const std::string picture = ReadFile(folder_ / "fit.svg");
+  ASSERT_EQ(
+      RunProgram(MTH_FIT_CURVE, Quoted(folder_ / "fit.csv") + " -o " + Quoted(folder_ / "other.svg")).status,
+      0);
+  EXPECT_EQ(ReadFile(folder_ / "fit.svg"), picture);
+  ASSERT_EQ(run("").status, 0);
+  for (const char* device : {"/dev/full", "/dev/null"}) {
+    const ProgramRun refused =
+        RunProgram(MTH_FIT_CURVE, Quoted(folder_ / "fit.csv") + " -o " + device + " --force");
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.errors.find("no regular file"), std::string::npos) << refused.errors;
+    EXPECT_TRUE(fs::is_character_file(device));
+  }
+}
+
+// A limit on the size of files stands for a full disc: writing fails in the middle.
+TEST_F(ResultsOfAHost, AFullDiscIsNamedAndChangesNothing) {
+  ASSERT_EQ(Segment("first.nii").status, 0);
+  const auto before = ContentsOf(folder_ / "");
+  const std::string shell = "-c 'trap \"\" XFSZ; ulimit -f 4; exec \"$0\" \"$@\"' ";
+  const ProgramRun run =
+      RunProgram("/bin/bash", shell + Quoted(MTH_SEGMENT_MR) + " " + Arguments("second.nii", "-c 2 --force"));
+  ExpectRefusal(run, before, "panel.png: File too large");
+}
+
+TEST_F(ResultsOfAHost, OutputThatCannotBeWrittenIsAFailure) {
+  for (const std::string& arguments :
+       {std::string("--help"), std::string("--version"), Arguments("first.nii")}) {
+    const ProgramRun run =
+        RunProgram("/bin/sh", "-c '\"$0\" \"$@\" >/dev/full' " + Quoted(MTH_SEGMENT_MR) + " " + arguments);
+    EXPECT_EQ(run.status, 2) << arguments;
+    EXPECT_NE(run.errors.find("cannot write to standard output"), std::string::npos) << run.errors;
+  }
+}
+
+// A system call that fails between two renames; strace is not everywhere.
+TEST_F(ResultsOfAHost, AreReplacedAllOrNotAtAll) {
+  if (RunProgram("/usr/bin/strace", "-o /dev/null true").status != 0)
+    GTEST_SKIP() << "without a working strace";
+  ASSERT_EQ(Segment("first.nii").status, 0);
+  const auto before = ContentsOf(folder_ / "");
+  for (const int when : {2, 5, 11, 14}) {
+    SCOPED_TRACE(when);
+    const std::string inject =
+        "-f -o /dev/null -e inject=rename:error=EIO:when=" + std::to_string(when) + " ";
+    const ProgramRun run =
+        RunProgram("/usr/bin/strace", inject + Quoted(MTH_SEGMENT_MR) + " " + Arguments("second.nii"));
+    ExpectRefusal(run, before, "");
+  }
+}
+
+// What a run leaves that was killed while it put its results in place: taken back by the next one.
+TEST_F(ResultsOfAHost, AreTakenBackFromADeadRun) {
+  ASSERT_EQ(Segment("first.nii").status, 0);
+  const auto before = ContentsOf(folder_ / "");
+  const std::string report = ReadFile(folder_ / "out/report.txt");
+  fs::create_directories(folder_ / "out/.mth_part-1/new");
+  fs::create_directories(folder_ / "out/.mth_part-1/former");
+  WriteFile(folder_ / "out/.mth_part-1/mark", "");
+  fs::rename(folder_ / "out/report.txt", folder_ / "out/.mth_part-1/former/report.txt");
+  WriteFile(folder_ / "out/report.txt", "123456789");
+  // The check value of CRC-32 over these nine bytes.
+  for (const std::string name : {"plan", "manifest"})
+    WriteFile(folder_ / ("out/.mth_part-1/" + name), std::to_string(0xCBF43926U) + " 9 0 report.txt\n");
+  fs::create_directory(folder_ / "out/.mth_part-unmarked");  // somebody else's
+  // A run that fails after it has begun to write has cleared up first.
+  const ProgramRun run =
+      RunProgram("/bin/bash", "-c 'trap \"\" XFSZ; ulimit -f 4; exec \"$0\" \"$@\"' " +
+                                  Quoted(MTH_SEGMENT_MR) + " " + Arguments("second.nii", "-c 2 --force"));
+  EXPECT_EQ(run.status, 2);
+  EXPECT_EQ(ReadFile(folder_ / "out/report.txt"), report);
+  fs::remove(folder_ / "out/.mth_part-unmarked");
+  EXPECT_TRUE(ContentsOf(folder_ / "") == before);
+}
+
+// Ctrl-C in the middle of a long run: says so at once, writes nothing.
+TEST_F(ResultsOfAHost, CtrlCWritesNothing) {
+  NiftiFile file;
+  file.dimensions = {3, 160, 160, 100, 1, 1, 1, 1};
+  std::mt19937 engine(1);
+  for (int i = 0; i < 160 * 160 * 100; ++i) file.voxels += static_cast<char>(engine() % 250);
+  WriteFile(folder_ / "large.nii", file.Bytes(8));
+  const auto before = ContentsOf(folder_ / "");
+  const ProgramRun run =
+      RunProgram("/usr/bin/timeout", "--preserve-status -s INT 0.5 " + Quoted(MTH_DENOISE_MR) + " " +
+                                         Quoted(folder_ / "large.nii") + " -o " + Quoted(folder_ / "out"));
+  EXPECT_EQ(run.status, 130) << run.errors;
+  EXPECT_NE(run.errors.find("denoise_mr: stopping"), std::string::npos) << run.errors;
+  EXPECT_NE(run.errors.find("denoise_mr: cancelled, nothing written"), std::string::npos) << run.errors;
+  EXPECT_TRUE(ContentsOf(folder_ / "") == before);
+}
+
+}  // namespace
