@@ -7,6 +7,7 @@
 #include <random>
 
 #include "mth/Mth.h"
+#include "support/cancellation.h"
 #include "support/failure.h"
 
 namespace classify {
@@ -118,11 +119,13 @@ Outcome TrainAndTest(const Samples& samples, const Options& options) {
   const Training train = TrainingOf(options.variant);
   const bool tests = !outcome.heldOut.samples.empty();
   for (int round = 0; round < options.rounds; ++round) {
+    example::ThrowIfCancelled();
     const int cellsBefore = round == 0 ? 0 : boosting.GetCells()->GetCount();
     // A warm start from the rounds so far gives the bits of one longer training.
-    if (!(boosting.*train)(boosting.GetConfidences(), boosting.GetCells(), outcome.trained.scores.data())) {
-      throw example::Failure("no memory for the training");
-    }
+    const bool hasTrained =
+        (boosting.*train)(boosting.GetConfidences(), boosting.GetCells(), outcome.trained.scores.data());
+    example::ThrowIfCancelled();
+    if (!hasTrained) throw example::Failure("no memory for the training");
     RecordError(outcome.trained);
     if (!tests) continue;
     AddScores(boosting, cellsBefore, *testFeatures, outcome.heldOut);

@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "support/cancellation.h"
 #include "support/failure.h"
 
 namespace fit_curve {
@@ -74,6 +75,7 @@ Outcome Minimise(Problem& problem, const Options& options) {
   cost.Evaluate();
   *problem.evaluationsCount = 0;
   outcome.iterations = Run(cost, start.data(), options);
+  example::ThrowIfCancelled();
   outcome.cost = cost.GetValue() * problem.costUnit;
   if (!std::isfinite(outcome.cost))
     throw example::Failure("the fit left the domain of the model; try another --start");

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "progress_recorder.h"
+#include "support/cancellation.h"
 #include "support/failure.h"
 
 namespace segment_mr {
@@ -80,6 +81,7 @@ void Renumber(MTH_MATRIX& masses, const std::vector<int>& matches) {
 
 std::vector<float> ReadConflict(const MTH_CLUSTERING& engine, MTH_MATRIX& masses) {
   const std::unique_ptr<MTH_MATRIX> conjunction(engine.CredalConjFusionExact(&masses));
+  example::ThrowIfCancelled();
   if (!conjunction) throw std::bad_alloc();
   std::vector<float> conflict;
   for (int i = 0; i < conjunction->GetNbRows(); ++i)
@@ -93,7 +95,9 @@ void RunEvidential(MTH_CLUSTERING& engine, Segmentation& result) {
   MovementMeter meter(engine);
   ProgressRecorder recorder([&meter](const std::string&) { return meter(); });
   const STD_DISPLAY_SCOPE scope(&recorder);
-  if (engine.ApplyEvidentialFuzzyCMeanClustering() != 1.0) throw Failure("the clustering failed");
+  const bool hasRun = engine.ApplyEvidentialFuzzyCMeanClustering() == 1.0;
+  example::ThrowIfCancelled();
+  if (!hasRun) throw Failure("the clustering failed");
   result.changes = recorder.GetChanges();
   result.hasConverged = engine.IsEvidential();
   if (!result.hasConverged)
@@ -112,6 +116,7 @@ std::vector<float> FuseEvidence(MTH_CLUSTERING& engine, const std::vector<int>& 
   }
   std::vector<float> conflict = ReadConflict(engine, masses);
   const std::unique_ptr<MTH_MATRIX> fused(engine.DempsterFusionExact(&masses));
+  example::ThrowIfCancelled();
   if (!fused) throw std::bad_alloc();
   engine.SetCredalPartition(fused.get());
   TakeProbabilities(engine);

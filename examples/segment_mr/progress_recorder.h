@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "std/Std_console_display.h"
+#include "support/cancellation.h"
 
 namespace segment_mr {
 
@@ -22,11 +22,12 @@ class ProgressRecorder : public STD_DISPLAY {
 
   int ShowMessage(const std::string& text, MessageKind kind, const std::string& caption) override;
   std::unique_ptr<STD_WAIT_BAR_VIEW> CreateWaitBarView() override;
+  bool IsCancelRequested() const override { return example::IsCancelled(); }
 
   const std::vector<double>& GetChanges() const { return changes_; }
 
  private:
-  STD_CONSOLE_DISPLAY console_;
+  example::CancellingDisplay console_;
   Read read_;
   std::vector<double> changes_;
 };

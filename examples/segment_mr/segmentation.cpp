@@ -9,6 +9,7 @@
 #include "evidential.h"
 #include "mth/clustering/Mth_clustering.h"
 #include "progress_recorder.h"
+#include "support/cancellation.h"
 #include "support/failure.h"
 #include "support/text.h"
 
@@ -83,6 +84,7 @@ void Run(MTH_CLUSTERING& engine, const Options& options, Segmentation& result) {
   const STD_DISPLAY_SCOPE scope(&recorder);
   const bool isFuzzy = options.method == Method::FuzzyCMeans;
   const double lastChange = isFuzzy ? engine.ApplyFuzzyCMeanClustering() : engine.ApplyKMeanClustering();
+  example::ThrowIfCancelled();
   result.changes = recorder.GetChanges();
   // What the engine answers without a result; also caught here: what is not a number.
   if (result.changes.empty() || !(lastChange < kNoResult)) throw Failure("the clustering failed");

@@ -22,7 +22,7 @@ void ThrowIfCancelled();
 /// The console display, which hands Ctrl-C on to the library's long runs.
 class CancellingDisplay : public STD_CONSOLE_DISPLAY {
  public:
-  bool IsCancelRequested() const { return IsCancelled(); }
+  bool IsCancelRequested() const override { return IsCancelled(); }
 };
 
 /// While it lives, the first Ctrl-C (or request to terminate) says so and asks the run to end; a second one
