@@ -18,7 +18,9 @@ class RecordingView : public STD_WAIT_BAR_VIEW {
     if (console_) console_->SetTitle(text);
   }
   void SetAction(const std::string& text) override {
-    if (const std::optional<double> change = read_(text)) changes_.push_back(*change);
+    // Not the text that a view is given before its first step.
+    const std::optional<double> change = isStepping_ ? read_(text) : std::nullopt;
+    if (change) changes_.push_back(*change);
     if (console_) console_->SetAction(text);
   }
   void SetMaximum(int maximum) override {
@@ -28,6 +30,7 @@ class RecordingView : public STD_WAIT_BAR_VIEW {
     if (console_) console_->SetPosition(position);
   }
   void Show() override {
+    isStepping_ = true;
     if (console_) console_->Show();
   }
 
@@ -35,6 +38,7 @@ class RecordingView : public STD_WAIT_BAR_VIEW {
   std::unique_ptr<STD_WAIT_BAR_VIEW> console_;
   const ProgressRecorder::Read& read_;
   std::vector<double>& changes_;
+  bool isStepping_ = false;
 };
 
 }  // namespace
