@@ -7,6 +7,7 @@
 #include <new>
 
 #include "mth/clustering/Mth_clustering_internal.h"
+#include "mth/clustering/Mth_sample_pool_internal.h"
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_new_array_internal.h"
 
@@ -47,7 +48,7 @@ bool IsDoubleMatrix(const MTH_MATRIX& matrix, int rows, int columns) {
   return matrix.GetEDataAddress() != nullptr && matrix.GetNbRows() == rows && matrix.GetNbCols() == columns;
 }
 
-// The elements of an owning list, then the list itself.
+// The elements of an owning list.
 template <class T>
 void DeleteAll(MTH_POINTER_LIST<T>* list) {
   if (list == nullptr) return;
@@ -57,13 +58,15 @@ void DeleteAll(MTH_POINTER_LIST<T>* list) {
 
 }  // namespace
 
-double mth_internal::QuadraticForm(const MTH_MATRIX& features, const MTH_MATRIX& center,
+double mth_internal::QuadraticForm(const double* features, int count, const MTH_MATRIX& center,
                                    const MTH_MATRIX& m) {
-  const int rows = features.GetNbRows();
-  const bool fits = IsDoubleMatrix(center, rows, 1) && IsDoubleMatrix(m, rows, rows);
+  const bool fits = IsDoubleMatrix(center, count, 1) && IsDoubleMatrix(m, count, count);
   if (!fits) return 0.0;  // an operator refuses them, and element (0, 0) of what it returns reads as 0
   using Matrix = std::unique_ptr<MTH_MATRIX>;
-  const Matrix difference(features - center);
+  MTH_MATRIX sample(count, 1, 0);
+  if (!sample.IsAllocated()) return kNoDistance;
+  std::copy_n(features, count, sample.GetEDataAddress());
+  const Matrix difference(sample - center);
   const Matrix transposed(difference ? difference->Transpose() : nullptr);
   const Matrix weighted(transposed ? *transposed * m : nullptr);
   const Matrix form(weighted ? *weighted * *difference : nullptr);
@@ -88,7 +91,8 @@ MTH_CLUSTERING::MTH_CLUSTERING(const MTH_CLUSTERING* source) {
 MTH_CLUSTERING::MTH_CLUSTERING(const MTH_CLUSTERING& source) : MTH_CLUSTERING(&source) {}
 
 MTH_CLUSTERING::~MTH_CLUSTERING() {
-  DeleteAll(&samples_);
+  if (samplePool_) samplePool_->DeleteAll(samples_);
+  DeleteAll(&samples_);  // what a host left in an engine without a pool
   DeleteAll(centroids_.get());
   DeleteAll(&hypotheses_);
 }
@@ -136,12 +140,19 @@ bool MTH_CLUSTERING::AddSample(MTH_CLUSTERING_SAMPLE* sample) {
 }
 
 bool MTH_CLUSTERING::AppendCopy(const MTH_CLUSTERING_SAMPLE& sample) {
-  std::unique_ptr<MTH_CLUSTERING_SAMPLE> copy(new (std::nothrow) MTH_CLUSTERING_SAMPLE(sample));
-  const bool isCopied = copy && copy->GetParametersCount() == sample.GetParametersCount() &&
-                        copy->GetMembershipsCount() == sample.GetMembershipsCount() &&
-                        samples_.Add(copy.get()) >= 0;
-  if (isCopied) copy.release();
-  return isCopied;
+  return Append(sample.Parameters(), sample.parametersCount_, sample.Memberships(), sample.membershipsCount_);
+}
+
+bool MTH_CLUSTERING::Append(const double* parameters, int parametersCount, const double* memberships,
+                            int membershipsCount) {
+  if (!samplePool_) samplePool_.reset(new (std::nothrow) mth_internal::SamplePool);
+  if (!samplePool_) return false;
+  std::unique_ptr<MTH_CLUSTERING_SAMPLE> sample(
+      samplePool_->New(parameters, parametersCount, memberships, membershipsCount));
+  const bool isAdded = sample && sample->parametersCount_ == parametersCount &&
+                       sample->membershipsCount_ == membershipsCount && samples_.Add(sample.get()) >= 0;
+  if (isAdded) sample.release();
+  return isAdded;
 }
 
 MTH_CLUSTERING_SAMPLE* MTH_CLUSTERING::GetSample(int index) const {
@@ -156,7 +167,7 @@ MTH_MATRIX* MTH_CLUSTERING::GetCentroid(int k) const {
   return centroids_ ? centroids_->Get(k) : nullptr;
 }
 
-void MTH_CLUSTERING::InitialiseCentroid(int k, double* values, int count) {
+void MTH_CLUSTERING::InitialiseCentroid(int k, const double* values, int count) {
   areCentroidsInitialised_ = true;
   MTH_MATRIX* centroid = IsCluster(k) && centroids_ ? centroids_->Get(k) : nullptr;
   if (centroid == nullptr || values == nullptr) return;
@@ -195,7 +206,8 @@ double MTH_CLUSTERING::GetSampleDistanceToCentroid(int i, int k) const {
 
 double MTH_CLUSTERING::GetSampleMahalanobisDistanceToCentroid(int i, int k, MTH_MATRIX* m) const {
   if (!CheckSampleAndCluster(i, k) || m == nullptr) return kNoDistance;
-  return mth_internal::QuadraticForm(samples_.Get(i)->parameters_, *centroids_->Get(k), *m);
+  return mth_internal::QuadraticForm(samples_.Get(i)->Parameters(), samples_.Get(i)->parametersCount_,
+                                     *centroids_->Get(k), *m);
 }
 
 double MTH_CLUSTERING::GetSampleDistanceToSample(int i, int j) const {
@@ -211,7 +223,10 @@ double MTH_CLUSTERING::GetSampleDistanceToSample(int i, int j) const {
 }
 
 int MTH_CLUSTERING::MaxMembershipDecision(int i) const {
-  const MTH_CLUSTERING_SAMPLE* sample = samples_.Get(i);
+  return LargestMembership(samples_.Get(i));
+}
+
+int MTH_CLUSTERING::LargestMembership(const MTH_CLUSTERING_SAMPLE* sample) const {
   if (sample == nullptr) return 0;
   int best = 0;
   for (int k = 1; k < clustersCount_; ++k) {

@@ -1,13 +1,26 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "mth/Mth_pointer_list.h"
+#include "mth/Mth_stop_reason.h"
 #include "mth/clustering/Mth_clustering_sample.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "std/Std_export.h"
+
+namespace mth_internal {
+class SamplePool;
+}
+
+/// Ways to start centroids from the samples themselves; see MTH_CLUSTERING::InitialiseCentroidsFromSamples.
+enum class MTH_CENTROID_START : std::uint8_t {
+  Quantiles,      ///< spread over the quantiles of each coordinate
+  FarthestFirst,  ///< always the sample farthest from those chosen
+  PlusPlus        ///< k-means++: at random, by squared distance from those chosen
+};
 
 /// Clustering engine: owns samples and one centroid per cluster, and partitions the samples with hard
 /// k-means, fuzzy c-means or evidential c-means.
@@ -24,7 +37,10 @@
 /// centroids, so that it can be continued by another.
 ///
 /// Features are not checked: of a NaN or an infinite one k-means and fuzzy c-means make centroids of NaN, and
-/// tell nothing.
+/// show nothing; GetStopReason tells.
+///
+/// The display can cancel a run. It then ends after a whole iteration, with the memberships and centroids of
+/// that iteration, and returns that iteration's change; a cancelled fusion returns null.
 ///
 /// Sample and cluster indices count from 0; an index that is negative or too large is out of range. Messages
 /// are shown with kind information and caption "Information". The value 3.4028234663852886e38, the largest
@@ -47,6 +63,18 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// @return  false, after a message, when its memberships are not one per cluster or else its parameters not
   ///          one per dimension; false without a message when it is null or memory runs out.
   bool AddSample(MTH_CLUSTERING_SAMPLE* sample);
+  /// Appends samples of memberships 0: all of them, or none.
+  /// @param features  count x dimensions, one sample after the other; not modified.
+  /// @return          false, with nothing changed, for a null array or a negative count, or without memory.
+  bool AddSamples(const double* features, int count);
+  /// Copies the memberships of all samples.
+  /// @param memberships  the caller's samples x clusters values; what a sample in the list lacks is 0.
+  /// @return             false, with nothing written, without samples or for null.
+  bool GetMemberships(double* memberships) const;
+  /// Copies the decisions of all samples, as MaxMembershipDecision.
+  /// @param clusters  the caller's array of a value per sample.
+  /// @return          false, with nothing written, without samples or for null.
+  bool GetDecisions(int* clusters) const;
   /// @return  the engine's own sample; null out of range.
   MTH_CLUSTERING_SAMPLE* GetSample(int index) const;
   /// @return  the engine's own centroid, dimensions x 1; null, after a message, out of range; null on an
@@ -56,7 +84,21 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// Sets the first coordinates of a centroid, as many as there are dimensions and values; out of range, or
   /// with a null array, it sets none. In every case the next runs start from the centroids as they stand
   /// instead of from the memberships: nothing ever takes that back, by intention.
-  void InitialiseCentroid(int k, double* values, int count);
+  void InitialiseCentroid(int k, const double* values, int count);
+  /// Sets all centroids from the samples, and counts as InitialiseCentroid does. Samples with a NaN or an
+  /// infinite feature, and null ones, are passed over.
+  ///
+  /// Quantiles: of each coordinate the quantiles of rank (k + 1/2) / clusters, interpolated between
+  /// neighbouring values, the i-th of n sorted ones having rank (i + 1/2) / n. FarthestFirst: the sample
+  /// nearest the mean, then always the one farthest from those chosen, of equally far ones the first.
+  /// PlusPlus: any sample, then each with a probability that is proportional to its squared distance from
+  /// those chosen.
+  /// @param seed  of PlusPlus, whose stream is the call's own: every int is a seed, and gives the same on
+  /// every machine.
+  /// @return      false, with nothing changed, with fewer different samples than clusters, without centroids
+  /// or memory.
+  /// @see         Arthur & Vassilvitskii, k-means++: the advantages of careful seeding, SODA 2007.
+  bool InitialiseCentroidsFromSamples(MTH_CENTROID_START start, int seed = 1);
 
   /// The change of a membership at which fuzzy c-means stops, and the mean movement of the centroids at which
   /// evidential c-means does.
@@ -90,23 +132,39 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// The engine's own samples; do not delete them. A null entry is harmless: it is no distance away from
   /// anything, it belongs to cluster 0, and a run refuses it with its failure value.
   MTH_POINTER_LIST<MTH_CLUSTERING_SAMPLE>* GetSamples() { return &samples_; }
+  /// @copydoc GetSamples
+  const MTH_POINTER_LIST<MTH_CLUSTERING_SAMPLE>* GetSamples() const { return &samples_; }
   /// The engine's own centroids; null on a copied engine. A null entry is as harmless as one of a sample.
   MTH_POINTER_LIST<MTH_MATRIX>* GetCentroids() { return centroids_.get(); }
+  /// @copydoc GetCentroids
+  const MTH_POINTER_LIST<MTH_MATRIX>* GetCentroids() const { return centroids_.get(); }
   /// Sizes of the hypotheses, 0 for the empty set; null before the first evidential run.
   int* GetCardH() { return cardinalities_.get(); }
+  /// @copydoc GetCardH
+  const int* GetCardH() const { return cardinalities_.get(); }
   /// The hypotheses as cluster numbers from 1; an empty list before the first evidential run. The list and
   /// its vectors belong to the engine, which builds new ones in every evidential run.
   MTH_POINTER_LIST<std::vector<int>>* GetHypotheses() { return &hypotheses_; }
+  /// @copydoc GetHypotheses
+  const MTH_POINTER_LIST<std::vector<int>>* GetHypotheses() const { return &hypotheses_; }
   /// Centres of the hypotheses, 2^clusters x dimensions: the means of their centroids, 0 for the empty set.
   /// Like all evidential results they are the engine's own, replaced by the next ones, null until there are
   /// some.
   MTH_MATRIX* GethypothesesCenters() { return hypothesesCenters_.get(); }
+  /// @copydoc GethypothesesCenters
+  const MTH_MATRIX* GethypothesesCenters() const { return hypothesesCenters_.get(); }
   /// Masses, samples x 2^clusters; made by evidential c-means or SetCredalPartition.
   MTH_MATRIX* GetCredalPartition() { return credalPartition_.get(); }
+  /// @copydoc GetCredalPartition
+  const MTH_MATRIX* GetCredalPartition() const { return credalPartition_.get(); }
   /// Samples x clusters; made by initPignisticPartition.
   MTH_MATRIX* GetPignisticPartition() { return pignisticPartition_.get(); }
+  /// @copydoc GetPignisticPartition
+  const MTH_MATRIX* GetPignisticPartition() const { return pignisticPartition_.get(); }
   /// Samples x 2^clusters; made by initPlausibilityPartition.
   MTH_MATRIX* GetPlausibilityPartition() { return plausibilityPartition_.get(); }
+  /// @copydoc GetPlausibilityPartition
+  const MTH_MATRIX* GetPlausibilityPartition() const { return plausibilityPartition_.get(); }
 
   /// Euclidean distance between sample i and centroid k.
   /// @return  3.4028234663852886e38, after a message, when an index is out of range; also, without a message,
@@ -128,6 +186,7 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// weighted mean of the samples (to the origin when its weights sum to 1e-6 or less), then gives every
   /// sample to its nearest centroid, of equally near ones the first. The first iteration keeps the centroids
   /// when they were initialised. Shows progress, a step an iteration.
+  /// A cluster that lost all its samples stays at the origin.
   /// @return  the number of samples that changed cluster in the last iteration: 0 when it converged,
   ///          2147483647 when there was no iteration; 3.4028234663852886e38 without samples, clusters,
   ///          dimensions, centroids or memory for the run.
@@ -139,11 +198,18 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// 0 when that sum is not above 0.001. By intention a sample on a centroid therefore gets membership 0 for
   /// it, and memberships are not normalised. It ends when no membership changed by more than the tolerance.
   /// Powers with whole exponents up to 16 are products, from left to right. Shows progress, a step an
-  /// iteration.
+  /// iteration. Centroids that all coincide, as those of memberships that are all equal or of weights that
+  /// vanish under a large fuzzifier do, move no more: GetStopReason then tells BadInput instead of Converged.
   /// @return  the largest change of a membership in the last iteration; 3.4028234663852886e38 when there was
   ///          no iteration, and in the cases of ApplyKMeanClustering.
   /// @see     Bezdek, Pattern Recognition with Fuzzy Objective Function Algorithms, 1981.
   double ApplyFuzzyCMeanClustering();
+
+  /// How the last run or fusion ended; NotRun before the first, and on a copied engine. Converged, also for a
+  /// fusion that was done; IterationCap, also when no iterations were allowed; Cancelled; NoMemory; BadInput
+  /// without samples, clusters, dimensions or centroids, or with what does not fit in a list or an argument;
+  /// NotFinite when features or centroids are no numbers.
+  MTH_STOP_REASON GetStopReason() const { return stopReason_; }
 
   /// As AddSample, for a sample that brings one initial mass per hypothesis instead of one membership per
   /// cluster. Evidential c-means takes both kinds and reads only their features.
@@ -167,7 +233,8 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// that converged, and writes the diagnostic files. By intention a run that reaches the iterations count
   /// does none of this; its credal partition belongs to the centroids before their last movement. Shows
   /// progress, a step an iteration.
-  /// @return  1 after running; 3.4028234663852886e38 without samples, clusters, dimensions, centroids or
+  /// @return  1 after running, also when it was cancelled; 3.4028234663852886e38 without samples, clusters,
+  /// dimensions, centroids or
   ///          memory, when the centroids cannot be solved for (NaN or infinite features), and after a message
   ///          with more than 20 clusters or no memory for the hypotheses.
   /// @see     Masson and Denoeux, ECM: an evidential version of the fuzzy c-means algorithm, Pattern
@@ -274,6 +341,9 @@ class MTH_EXPORT MTH_CLUSTERING {
   bool CheckSampleAndCluster(int i, int k) const;
   // Appends a deep copy, whatever its sizes; false when memory runs out.
   bool AppendCopy(const MTH_CLUSTERING_SAMPLE& sample);
+  bool Append(const double* parameters, int parametersCount, const double* memberships, int membershipsCount);
+  // The cluster of a sample's largest membership, of equal ones the last; 0 for null.
+  int LargestMembership(const MTH_CLUSTERING_SAMPLE* sample) const;
   void CopySamples(const MTH_CLUSTERING& source);
   void CopyCredalPartition(const MTH_CLUSTERING& source);
   bool HasCentroids() const { return centroids_ != nullptr && centroids_->GetCount() == clustersCount_; }
@@ -286,6 +356,10 @@ class MTH_EXPORT MTH_CLUSTERING {
   void WriteMemberships(Write write);
   std::vector<double> GatherCentroids() const;
   void ScatterCentroids(const std::vector<double>& centroids);
+  // Checks what every run needs and keeps its exceptions inside.
+  double RunGuarded(double (MTH_CLUSTERING::*run)());
+  // Keeps the reason and gives the failure value.
+  double FailRun(MTH_STOP_REASON reason);
   double RunKMeans();
   double RunFuzzyCMeans();
   double RunEvidentialCMeans();
@@ -304,6 +378,7 @@ class MTH_EXPORT MTH_CLUSTERING {
   int dimensionsCount_ = 0;
   int hypothesesCount_ = 0;
   std::unique_ptr<int[]> cardinalities_;
+  std::unique_ptr<mth_internal::SamplePool> samplePool_;
   MTH_POINTER_LIST<MTH_CLUSTERING_SAMPLE> samples_;
   std::unique_ptr<MTH_POINTER_LIST<MTH_MATRIX>> centroids_;
   MTH_POINTER_LIST<std::vector<int>> hypotheses_;
@@ -318,6 +393,7 @@ class MTH_EXPORT MTH_CLUSTERING {
   double alpha_ = 2.0;
   double delta_ = 1000000.0;
   double rho_ = 2.0;
+  mutable MTH_STOP_REASON stopReason_ = MTH_STOP_REASON::NotRun;
 #ifdef _WIN32
   std::string diagnosticPrefix_ = "d:\\";
 #else

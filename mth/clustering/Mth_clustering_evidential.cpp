@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <exception>
 #include <memory>
 #include <new>
 #include <vector>
@@ -77,6 +76,7 @@ class NormalEquations {
         target_(clustersCount, dimensionsCount, kDouble),
         sums_(static_cast<std::size_t>(CountEvidentialRows(clustersCount, dimensionsCount))) {}
   bool IsAllocated() const { return cross_.IsAllocated() && target_.IsAllocated(); }
+  bool AreFinite() const { return mth_internal::AreFinite(sums_); }
   double* ClearedSums() {
     std::fill(sums_.begin(), sums_.end(), 0.0);
     return sums_.data();
@@ -121,19 +121,15 @@ double MoveCentroids(std::vector<double>& centroids, const MTH_MATRIX& solution)
 }  // namespace
 
 double MTH_CLUSTERING::ApplyEvidentialFuzzyCMeanClustering() {
-  if (!CanRun()) return kNoDistance;
-  if (!CreateHypotheses()) {
-    ShowInformation("MTH_CLUSTERING:: Erreur de creation des hypotheses!");
-    return kNoDistance;
-  }
-  try {
-    return RunEvidentialCMeans();
-  } catch (const std::exception&) {  // no memory
-    return kNoDistance;
-  }
+  return RunGuarded(&MTH_CLUSTERING::RunEvidentialCMeans);
 }
 
 double MTH_CLUSTERING::RunEvidentialCMeans() {
+  if (!CreateHypotheses()) {
+    ShowInformation("MTH_CLUSTERING:: Erreur de creation des hypotheses!");
+    const bool areTooMany = clustersCount_ > kMostEvidentialClusters;
+    return FailRun(areTooMany ? MTH_STOP_REASON::BadInput : MTH_STOP_REASON::NoMemory);
+  }
   const int samplesCount = GetSamplesCount();
   const HypothesisRule hypotheses(clustersCount_, alpha_, regulationValue_);
   const EvidentialRule rule = hypotheses.View();
@@ -144,22 +140,24 @@ double MTH_CLUSTERING::RunEvidentialCMeans() {
   SampleBlocks<double> features;
   bool fits = equations.IsAllocated() && masses && masses->IsAllocated() && scratch &&
               features.Allocate(samplesCount, dimensionsCount_);
-  if (!fits) return kNoDistance;
+  if (!fits) return FailRun(MTH_STOP_REASON::NoMemory);
   ForEachSampleBlock(samplesCount, [&](int block, int first, int count) {
     fits = fits && GatherBlock(first, count, features.Block(block), scratch.Get());
   });
-  if (!fits) return kNoDistance;
+  if (!fits) return FailRun(MTH_STOP_REASON::BadInput);
   if (iterationsCount_ <= 0) masses->SetZero();
 
   const SampleView samples{features.Data(), samplesCount, dimensionsCount_};
   RunProgress progress("Evidential Fuzzy C-Means en cours...", iterationsCount_);
   double delta = kNoDistance;
   bool hasConverged = false;
+  bool isCancelled = false;
   int iteration = 0;
-  for (; iteration < iterationsCount_; ++iteration) {
+  for (; iteration < iterationsCount_ && !isCancelled; ++iteration) {
     progress.Step("", std::int64_t{iteration});
+    isCancelled = progress.IsCancelRequested();  // then this iteration is the last one
     hasConverged = delta <= tolerance_;
-    const bool isLast = hasConverged || iteration + 1 == iterationsCount_;
+    const bool isLast = hasConverged || isCancelled || iteration + 1 == iterationsCount_;
     delta_ = OutlierDistance(
         MTH_SELECT(evidential::SumDistances)(samples, {centroids.data(), clustersCount_}, scratch.Get()));
     MTH_SELECT(evidential::UpdateMasses)
@@ -168,11 +166,14 @@ double MTH_CLUSTERING::RunEvidentialCMeans() {
      hasConverged ? nullptr : equations.ClearedSums());
     if (hasConverged) break;
     const std::unique_ptr<MTH_MATRIX> solution = equations.Solve();
-    if (!solution || !solution->IsAllocated()) return kNoDistance;
+    if (!solution || !solution->IsAllocated()) {
+      return FailRun(equations.AreFinite() ? MTH_STOP_REASON::NoMemory : MTH_STOP_REASON::NotFinite);
+    }
     delta = MoveCentroids(centroids, *solution);
     ScatterCentroids(centroids);
     CalculCentresHypotheses();
   }
+  stopReason_ = ReasonOf(hasConverged, isCancelled);
   credalPartition_ = std::move(masses);
   if (hasConverged) {
     iterationsCount_ = iteration;

@@ -58,8 +58,10 @@ const MTH_MATRIX* Fitted(const MTH_MATRIX& matrix, int rows, int columns, Credal
   return copy.get();
 }
 
+// Null, with the reason, when there is no memory or the run is cancelled.
 CredalMatrix Fuse(const MTH_MATRIX& first, const MTH_MATRIX& second, const FusionRule& rule,
-                  const char* title) {
+                  const char* title, MTH_STOP_REASON& reason) {
+  reason = MTH_STOP_REASON::NoMemory;
   const int count = first.GetNbRows();
   CredalMatrix copy;
   const MTH_MATRIX* fitted = Fitted(second, count, rule.hypotheses, copy);
@@ -75,21 +77,29 @@ CredalMatrix Fuse(const MTH_MATRIX& first, const MTH_MATRIX& second, const Fusio
     (RowOf(first, done), RowOf(*fitted, done), part, rule, scratch.Get(), RowOf(*fused, done));
     done += part;
     const int last = done - 1;
-    if (last % kSamplesPerStep == 0) progress.Step("", std::int64_t{last});
+    if (last % kSamplesPerStep != 0) continue;
+    progress.Step("", std::int64_t{last});
+    if (progress.IsCancelRequested() && done < count) {
+      reason = MTH_STOP_REASON::Cancelled;
+      return nullptr;
+    }
   }
+  reason = MTH_STOP_REASON::Converged;
   return fused;
 }
 
 }  // namespace
 
 MTH_MATRIX* MTH_CLUSTERING::FuseWith(const MTH_MATRIX* m2, bool isExact, bool isNormalised) const {
+  stopReason_ = MTH_STOP_REASON::BadInput;
   if (m2 == nullptr || !m2->IsAllocated() || !HasCredalPartition()) return nullptr;
   if (isNormalised && (!isEvidential_ || !IsPartition(m2, credalPartition_->GetNbRows()))) return nullptr;
   try {
     const Intersections intersections(clustersCount_, isExact);
     const char* title = isNormalised ? "Fusion de Dempster..." : "Fusion Conjonctive...";
-    return Fuse(*credalPartition_, *m2, intersections.Rule(isNormalised), title).release();
+    return Fuse(*credalPartition_, *m2, intersections.Rule(isNormalised), title, stopReason_).release();
   } catch (const std::exception&) {  // no memory
+    stopReason_ = MTH_STOP_REASON::NoMemory;
     return nullptr;
   }
 }

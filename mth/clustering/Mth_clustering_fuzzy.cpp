@@ -1,4 +1,4 @@
-#include <exception>
+#include <algorithm>
 #include <vector>
 
 #include "mth/clustering/Mth_clustering.h"
@@ -8,13 +8,18 @@
 
 using namespace mth_internal;
 
+namespace {
+
+// Whether there are several centroids, and they are all one.
+bool DoAllCoincide(const std::vector<double>& centroids, int dimensionsCount) {
+  if (centroids.size() <= static_cast<std::size_t>(dimensionsCount)) return false;
+  return std::equal(centroids.begin() + dimensionsCount, centroids.end(), centroids.begin());
+}
+
+}  // namespace
+
 double MTH_CLUSTERING::ApplyFuzzyCMeanClustering() {
-  if (!CanRun()) return kNoDistance;
-  try {
-    return RunFuzzyCMeans();
-  } catch (const std::exception&) {  // no memory
-    return kNoDistance;
-  }
+  return RunGuarded(&MTH_CLUSTERING::RunFuzzyCMeans);
 }
 
 double MTH_CLUSTERING::RunFuzzyCMeans() {
@@ -27,13 +32,13 @@ double MTH_CLUSTERING::RunFuzzyCMeans() {
   const WorkArray<double> scratch(std::int64_t{2} * clustersCount_ * kMostLanes);
   const bool hasMemory = scratch && features.Allocate(samplesCount, dimensionsCount_) &&
                          memberships.Allocate(samplesCount, clustersCount_);
-  if (!hasMemory) return kNoDistance;
+  if (!hasMemory) return FailRun(MTH_STOP_REASON::NoMemory);
 
   bool fits = true;
   ForEachSampleBlock(samplesCount, [&](int block, int first, int count) {
     fits = fits && GatherBlock(first, count, features.Block(block), memberships.Block(block));
   });
-  if (!fits) return kNoDistance;
+  if (!fits) return FailRun(MTH_STOP_REASON::BadInput);
   const SampleView samples{features.Data(), samplesCount, dimensionsCount_};
   if (!areCentroidsInitialised_) {
     MTH_SELECT(AddMembers)(samples, memberships.Data(), clustersCount_, rule.weight, sums.View());
@@ -41,14 +46,22 @@ double MTH_CLUSTERING::RunFuzzyCMeans() {
 
   RunProgress progress("Fuzzy C Means en cours...", iterationsCount_);
   double delta = kNoDistance;
-  for (int iteration = 0; iteration < iterationsCount_ && delta > tolerance_; ++iteration) {
+  bool isCancelled = false;
+  for (int iteration = 0; iteration < iterationsCount_ && delta > tolerance_ && !isCancelled; ++iteration) {
     if (iteration > 0 || !areCentroidsInitialised_) sums.MoveCentroids(centroids);
     sums.Reset();
     delta = MTH_SELECT(UpdateMemberships)(samples, {centroids.data(), clustersCount_}, rule, scratch.Get(),
                                           memberships.Data(), sums.View());
     progress.Step("Evolution du delta : ", delta);
+    isCancelled = progress.IsCancelRequested();
   }
 
+  stopReason_ = ReasonOf(iterationsCount_ > 0 && delta <= tolerance_, isCancelled);
+  const bool isFinite = AreFinite(centroids) && sums.AreFinite();
+  if (iterationsCount_ > 0 && !isFinite) stopReason_ = MTH_STOP_REASON::NotFinite;
+  const bool isMeaningless =
+      stopReason_ == MTH_STOP_REASON::Converged && DoAllCoincide(centroids, dimensionsCount_);
+  if (isMeaningless) stopReason_ = MTH_STOP_REASON::BadInput;
   ScatterCentroids(centroids);
   WriteMemberships([&](int i, double* membership) {
     const double* row = memberships.Block(i / kBlockSamples) + i % kBlockSamples;

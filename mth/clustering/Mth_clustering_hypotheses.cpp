@@ -147,7 +147,8 @@ double MTH_CLUSTERING::GetSampleMahalanobisDistanceToHypothese(int i, int j, MTH
   MTH_MATRIX center(dimensionsCount_, 1, 0);
   if (!center.IsAllocated()) return kNoDistance;
   for (int d = 0; d < dimensionsCount_; ++d) center.Set(d, 0, hypothesesCenters_->Get(j, d));
-  return mth_internal::QuadraticForm(samples_.Get(i)->parameters_, center, *m);
+  const MTH_CLUSTERING_SAMPLE& sample = *samples_.Get(i);
+  return mth_internal::QuadraticForm(sample.Parameters(), sample.parametersCount_, center, *m);
 }
 
 bool MTH_CLUSTERING::BelongsToHypothese(int j, int k) const {

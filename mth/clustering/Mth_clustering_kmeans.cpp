@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstdint>
-#include <exception>
 #include <limits>
 #include <vector>
 
@@ -42,12 +41,7 @@ class Labels {
 }  // namespace
 
 double MTH_CLUSTERING::ApplyKMeanClustering() {
-  if (!CanRun()) return kNoDistance;
-  try {
-    return RunKMeans();
-  } catch (const std::exception&) {  // no memory
-    return kNoDistance;
-  }
+  return RunGuarded(&MTH_CLUSTERING::RunKMeans);
 }
 
 // During the run a sample's memberships are told by its label alone; they are written to the samples at the
@@ -60,7 +54,7 @@ double MTH_CLUSTERING::RunKMeans() {
   SampleBlocks<double> features;
   Labels labels;
   if (!features.Allocate(samplesCount, dimensionsCount_) || !labels.Allocate(samplesCount))
-    return kNoDistance;
+    return FailRun(MTH_STOP_REASON::NoMemory);
 
   bool fits = true;
   ForEachSampleBlock(samplesCount, [&](int block, int first, int count) {
@@ -72,11 +66,12 @@ double MTH_CLUSTERING::RunKMeans() {
     MTH_SELECT(AddMembers)
     ({rows, count, dimensionsCount_}, memberships.data(), clustersCount_, PowerRule(1.0), sums.View());
   });
-  if (!fits) return kNoDistance;
+  if (!fits) return FailRun(MTH_STOP_REASON::BadInput);
 
   RunProgress progress("K Means en cours...", iterationsCount_);
   std::int64_t changes = std::numeric_limits<int>::max();
-  for (int iteration = 0; iteration < iterationsCount_ && changes != 0; ++iteration) {
+  bool isCancelled = false;
+  for (int iteration = 0; iteration < iterationsCount_ && changes != 0 && !isCancelled; ++iteration) {
     if (iteration > 0 || !areCentroidsInitialised_) sums.MoveCentroids(centroids);
     sums.Reset();
     changes = MTH_SELECT(AssignToNearest)({features.Data(), samplesCount, dimensionsCount_},
@@ -85,8 +80,12 @@ double MTH_CLUSTERING::RunKMeans() {
       for (int i : labels.SamplesOfSeveral()) changes -= GetSample(i)->GetMembership(labels.Data()[i]) == 1.0;
     }
     progress.Step("Nombre de changements de configuration : ", changes);
+    isCancelled = progress.IsCancelRequested();
   }
 
+  stopReason_ = ReasonOf(changes == 0, isCancelled);
+  const bool isFinite = AreFinite(centroids) && sums.AreFinite();
+  if (iterationsCount_ > 0 && !isFinite) stopReason_ = MTH_STOP_REASON::NotFinite;
   if (iterationsCount_ <= 0) return static_cast<double>(changes);
   ScatterCentroids(centroids);
   WriteMemberships([&](int i, double* membership) {

@@ -2,10 +2,12 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <exception>
 #include <new>
 #include <string>
 
 #include "mth/clustering/Mth_clustering.h"
+#include "mth/clustering/Mth_clustering_internal.h"
 #include "mth/clustering/Mth_clustering_run_internal.h"
 #include "mth/core/Mth_text_file_internal.h"
 
@@ -45,6 +47,14 @@ void CentroidSums::MoveCentroids(std::vector<double>& centroids) const {
       *coordinate++ = std::abs(weight) > kSmallestWeight ? sum / weight : 0.0;
     }
   }
+}
+
+bool CentroidSums::AreFinite() const {
+  return mth_internal::AreFinite(weights_) && mth_internal::AreFinite(features_);
+}
+
+bool AreFinite(const std::vector<double>& values) {
+  return std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); });
 }
 
 RunProgress::RunProgress(const char* title, int iterationsCount) {
@@ -95,15 +105,31 @@ bool MTH_CLUSTERING::GatherBlock(int first, int count, double* features, double*
   for (int b = 0; b < count; ++b) {
     if (GetSamplesCount() - first - b > kPrefetchAhead) Prefetch(samples[b + kPrefetchAhead]);
     const MTH_CLUSTERING_SAMPLE* sample = samples[b];
-    const bool fits = sample != nullptr && HasDoubles(&sample->parameters_, dimensionsCount_) &&
-                      HasDoubles(&sample->memberships_, clustersCount_);
+    const bool fits = sample != nullptr && sample->parametersCount_ >= dimensionsCount_ &&
+                      sample->membershipsCount_ >= clustersCount_;
     if (!fits) return false;
-    const double* parameters = sample->parameters_.GetEDataAddress();
+    const double* parameters = sample->Parameters();
     for (std::ptrdiff_t d = 0; d < dimensionsCount_; ++d) features[d * kBlockSamples + b] = parameters[d];
-    const double* membership = sample->memberships_.GetEDataAddress();
+    const double* membership = sample->Memberships();
     for (std::ptrdiff_t k = 0; k < clustersCount_; ++k) memberships[k * kBlockSamples + b] = membership[k];
   }
   return true;
+}
+
+double MTH_CLUSTERING::RunGuarded(double (MTH_CLUSTERING::*run)()) {
+  stopReason_ = MTH_STOP_REASON::BadInput;
+  if (!CanRun()) return kNoDistance;
+  try {
+    return (this->*run)();
+  } catch (const std::exception&) {  // no memory
+    stopReason_ = MTH_STOP_REASON::NoMemory;
+    return kNoDistance;
+  }
+}
+
+double MTH_CLUSTERING::FailRun(MTH_STOP_REASON reason) {
+  stopReason_ = reason;
+  return kNoDistance;
 }
 
 std::vector<double> MTH_CLUSTERING::GatherCentroids() const {

@@ -50,6 +50,7 @@ class CentroidSums {
   /// Moves the centroids, clusters x dimensions, to the weighted means; to the origin where there is no
   /// weight.
   void MoveCentroids(std::vector<double>& centroids) const;
+  bool AreFinite() const;
 
  private:
   int clusters_;
@@ -57,6 +58,14 @@ class CentroidSums {
   std::vector<double> weights_;
   std::vector<double> features_;
 };
+
+bool AreFinite(const std::vector<double>& values);
+
+/// Why a run ended that was not refused, by what its last iteration told.
+inline MTH_STOP_REASON ReasonOf(bool hasConverged, bool isCancelled) {
+  if (hasConverged) return MTH_STOP_REASON::Converged;
+  return isCancelled ? MTH_STOP_REASON::Cancelled : MTH_STOP_REASON::IterationCap;
+}
 
 /// Calls visit(block, first, count) for every block of that many samples.
 template <class Visit>
@@ -90,6 +99,8 @@ class RunProgress {
   void Step(const char* text, std::int64_t number);
   /// @copydoc Step(const char*,std::int64_t)
   void Step(const char* text, double number);
+  /// Whether the run is asked to end; a run asks after every step.
+  bool IsCancelRequested() const { return window_.IsCancelRequested(); }
 
  private:
   void StepWithText(const char* text, std::string_view number);
@@ -105,8 +116,8 @@ void MTH_CLUSTERING::WriteMemberships(Write write) {
   const auto samples = samples_.begin();
   for (int i = 0; i < samplesCount; ++i) {
     if (samplesCount - i > mth_internal::kPrefetchAhead) {
-      mth_internal::PrefetchObject(&samples[i + mth_internal::kPrefetchAhead]->memberships_);
+      mth_internal::PrefetchObject(samples[i + mth_internal::kPrefetchAhead]);
     }
-    write(i, samples[i]->memberships_.GetEDataAddress());
+    write(i, samples[i]->Memberships());
   }
 }

@@ -1,45 +1,86 @@
 #include "mth/clustering/Mth_clustering_sample.h"
 
 #include <algorithm>
+#include <cstddef>
+
+#include "mth/clustering/Mth_sample_pool_internal.h"
 
 namespace {
 
-void Overwrite(MTH_MATRIX& column, const double* values, int count) {
-  if (values == nullptr) return;
-  const int common = std::min(count, column.GetNbRows());
-  for (int i = 0; i < common; ++i) column.GetEDataAddress()[i] = values[i];
+void Overwrite(double* values, int valuesCount, const double* source, int count) {
+  if (source != nullptr && count > 0) std::copy_n(source, std::min(count, valuesCount), values);
+}
+
+void CopyOrClear(const double* source, int count, double* values) {
+  if (source != nullptr) {
+    std::copy_n(source, count, values);
+  } else {
+    std::fill_n(values, count, 0.0);
+  }
 }
 
 }  // namespace
 
-MTH_CLUSTERING_SAMPLE::MTH_CLUSTERING_SAMPLE(double* parameters, int parametersCount, double* memberships,
-                                             int membershipsCount)
-    : parameters_(parametersCount, 1, 0), memberships_(membershipsCount, 1, 0) {
-  parameters_.SetZero();
-  memberships_.SetZero();
-  ChangeParameters(parameters, parametersCount);
-  ChangeMembership(memberships, membershipsCount);
+MTH_CLUSTERING_SAMPLE::MTH_CLUSTERING_SAMPLE(const double* parameters, int parametersCount,
+                                             const double* memberships, int membershipsCount) {
+  Allocate(parametersCount, membershipsCount);
+  Fill(parameters, memberships);
 }
 
 MTH_CLUSTERING_SAMPLE::MTH_CLUSTERING_SAMPLE(const MTH_CLUSTERING_SAMPLE* source) {
   if (source == nullptr) return;
-  parameters_ = source->parameters_;
-  memberships_ = source->memberships_;
+  Allocate(source->parametersCount_, source->membershipsCount_);
+  Fill(source->Parameters(), source->Memberships());
 }
 
 MTH_CLUSTERING_SAMPLE::MTH_CLUSTERING_SAMPLE(const MTH_CLUSTERING_SAMPLE& source)
     : MTH_CLUSTERING_SAMPLE(&source) {}
 
-void MTH_CLUSTERING_SAMPLE::ChangeParameters(double* values, int count) {
-  Overwrite(parameters_, values, count);
+MTH_CLUSTERING_SAMPLE::MTH_CLUSTERING_SAMPLE(int parametersCount, int membershipsCount, double* outside,
+                                             std::int32_t place)
+    : place_(place), parametersCount_(parametersCount), membershipsCount_(membershipsCount) {
+  if (!AreInside()) values_.outside = outside;
 }
 
-void MTH_CLUSTERING_SAMPLE::ChangeMembership(double* values, int count) {
-  Overwrite(memberships_, values, count);
+MTH_CLUSTERING_SAMPLE::~MTH_CLUSTERING_SAMPLE() {
+  if (place_ == 0 && !AreInside()) delete[] values_.outside;
+}
+
+void MTH_CLUSTERING_SAMPLE::operator delete(MTH_CLUSTERING_SAMPLE* sample, std::destroying_delete_t) {
+  if (sample->place_ != 0) return mth_internal::SamplePool::Delete(sample);
+  sample->~MTH_CLUSTERING_SAMPLE();
+  ::operator delete(sample);
+}
+
+// Sizes that are negative, or too large for the memory at hand, count as 0.
+void MTH_CLUSTERING_SAMPLE::Allocate(int parametersCount, int membershipsCount) {
+  parametersCount_ = std::max(parametersCount, 0);
+  membershipsCount_ = std::max(membershipsCount, 0);
+  if (AreInside()) return;
+  double* const outside = new (std::nothrow) double[static_cast<std::size_t>(ValuesCount())];
+  if (outside == nullptr) {
+    parametersCount_ = 0;
+    membershipsCount_ = 0;
+  } else {
+    values_.outside = outside;
+  }
+}
+
+void MTH_CLUSTERING_SAMPLE::Fill(const double* parameters, const double* memberships) {
+  CopyOrClear(parameters, parametersCount_, Parameters());
+  CopyOrClear(memberships, membershipsCount_, Memberships());
+}
+
+void MTH_CLUSTERING_SAMPLE::ChangeParameters(const double* values, int count) {
+  Overwrite(Parameters(), parametersCount_, values, count);
+}
+
+void MTH_CLUSTERING_SAMPLE::ChangeMembership(const double* values, int count) {
+  Overwrite(Memberships(), membershipsCount_, values, count);
 }
 
 bool MTH_CLUSTERING_SAMPLE::SetMembership(int index, double value) {
-  if (index < 0 || index >= memberships_.GetNbRows()) return false;
-  memberships_.GetEDataAddress()[index] = value;
+  if (index < 0 || index >= membershipsCount_) return false;
+  Memberships()[index] = value;
   return true;
 }

@@ -51,17 +51,20 @@ TEST(ClusteringSample, KeepsItsSizesAndCopiesAllButTheLabel) {
   EXPECT_EQ(copy.GetMembershipsCount(), 2);
 }
 
-// What an engine holds of a sample with one feature and four memberships: the object and its place in the
-// list.
-TEST(ClusteringSample, IsSmall) {
-  RecordingDisplay display;
-  MTH_CLUSTERING_SAMPLE sample = Sample({1.0}, {0.0, 0.0, 0.0, 0.0});
-  EXPECT_LE(sizeof sample + 16 + 2 * sizeof(void*),
-            256u);  // 16 bytes of the allocator, a list grown to twice its use
-  const AllocationFaults faults(1);
-  const auto copy = std::unique_ptr<MTH_CLUSTERING_SAMPLE>(new (std::nothrow) MTH_CLUSTERING_SAMPLE(&sample));
-  ASSERT_NE(copy, nullptr);
-  EXPECT_FALSE(faults.HaveStruck());  // features and memberships are inside the object
+TEST(ClusteringSample, IsSmallAndWholeOrEmpty) {
+  EXPECT_LE(sizeof(MTH_CLUSTERING_SAMPLE), 80U);
+  MTH_CLUSTERING_SAMPLE small = Sample({1.0, 2.0, 3.0, 4.0}, {0.0, 0.0, 0.0, 0.5});
+  const MTH_CLUSTERING_SAMPLE large = Sample(std::vector<double>(5, 2.0), std::vector<double>(4, 0.25));
+  const AllocationFaults faults(0);
+  const MTH_CLUSTERING_SAMPLE copy(&small);  // features and memberships are inside the object
+  EXPECT_FALSE(faults.HaveStruck());
+  EXPECT_EQ(copy.GetMembership(3), 0.5);
+  const MTH_CLUSTERING_SAMPLE none(large);
+  EXPECT_EQ(none.GetParametersCount() + none.GetMembershipsCount(), 0);
+  EXPECT_EQ(none.GetParameter(0), 0.0);
+  const MTH_CLUSTERING_SAMPLE nothing(nullptr, -3, nullptr, 2);
+  EXPECT_EQ(nothing.GetParametersCount(), 0);
+  EXPECT_EQ(nothing.GetMembership(1), 0.0);
 }
 
 struct Reported {
@@ -276,14 +279,15 @@ TEST(ClusteringEngine, RunsOutOfMemoryWithItsFailureValue) {
     EXPECT_EQ(engine.GetSampleDistanceToCentroid(-1, 0), kNoDistance);  // its message is not shown
   }
   EXPECT_TRUE(display.messages.empty());
-  int added = 300;
+  MTH_CLUSTERING fresh(5, 6);
+  int added = 0;
   const auto checkValue = [](double value) { EXPECT_TRUE(value == kNoDistance || value < 1e9); };
   EXPECT_GT(ForEachAllocationFault([&] { return engine.ApplyKMeanClustering(); }, checkValue), 2);
   EXPECT_GT(ForEachAllocationFault([&] { return engine.ApplyFuzzyCMeanClustering(); }, checkValue), 2);
-  EXPECT_GT(ForEachAllocationFault([&] { return engine.AddSample(&sample); },
+  EXPECT_GT(ForEachAllocationFault([&] { return fresh.AddSample(&sample); },
                                    [&](bool isAdded) { added += isAdded ? 1 : 0; }),
             1);
-  EXPECT_EQ(engine.GetSamplesCount(), added);
+  EXPECT_EQ(fresh.GetSamplesCount(), added);
 }
 
 // Centroids that come one by one would be granted until the machine ends the host.

@@ -13,9 +13,13 @@ constexpr int kUnlimited = std::numeric_limits<int>::max();
 int allowedAllocations = kUnlimited;
 bool haveStruck = false;
 std::size_t largestRequest = 0;
+std::size_t requestedBytes = 0;
+int requests = 0;
 
 void* AllocateOrNull(std::size_t bytes, std::size_t alignment = alignof(std::max_align_t)) noexcept {
   largestRequest = std::max(largestRequest, bytes);
+  requestedBytes += bytes;
+  ++requests;
   if (allowedAllocations <= 0) {
     haveStruck = true;
     return nullptr;
@@ -52,9 +56,17 @@ bool AllocationFaults::HaveStruck() const {
 
 AllocationWatch::AllocationWatch() {
   largestRequest = 0;
+  requestedBytes = 0;
+  requests = 0;
 }
 std::size_t AllocationWatch::LargestRequest() const {
   return largestRequest;
+}
+std::size_t AllocationWatch::RequestedBytes() const {
+  return requestedBytes;
+}
+int AllocationWatch::Requests() const {
+  return requests;
 }
 
 }  // namespace mth_test

@@ -24,6 +24,9 @@ class AllocationWatch {
   AllocationWatch();
   /// Bytes of the largest request so far, granted or not.
   std::size_t LargestRequest() const;
+  /// Bytes of all requests together, and their number, so far.
+  std::size_t RequestedBytes() const;
+  int Requests() const;
 };
 
 /// Runs `operation` with no allocation granted, then one, then two ... until it needs no more, and gives

@@ -64,6 +64,29 @@ void AddRun(Operations& list, const std::string& name, Run run, double m) {
   }
 }
 
+void AddBulk(Operations& list) {
+  const std::pair<const char*, MTH_CENTROID_START> starts[] = {
+      {"quantiles", MTH_CENTROID_START::Quantiles},
+      {"farthest", MTH_CENTROID_START::FarthestFirst},
+      {"plusplus", MTH_CENTROID_START::PlusPlus}};
+  for (const auto& [name, start] : starts) {
+    list.push_back(
+        {std::string("clustering/InitialiseCentroidsFromSamples/") + name, [start = start](Trial& t) {
+           const auto features = Values(3 * 97, 1130);
+           MTH_CLUSTERING engine(4, 3);
+           t([&] { return engine.AddSamples(features.data(), 97); });
+           t([&] { return engine.InitialiseCentroidsFromSamples(start, 12); });
+           CountEngine(t, engine);
+           t([&] { return engine.ApplyFuzzyCMeanClustering(); });
+           std::vector<double> memberships(4 * 97);
+           std::vector<int> decisions(97);
+           t([&] { return engine.GetMemberships(memberships.data()); });
+           t([&] { return engine.GetDecisions(decisions.data()); });
+           t.CountAll(memberships, decisions);
+         }});
+  }
+}
+
 void AddDistances(Operations& list) {
   list.push_back({"clustering/distances", [](Trial& t) {
                     const EngineInput input(40, 3, 3);
@@ -106,6 +129,7 @@ void AddClusteringOperations(Operations& list) {
   AddRun(list, "ApplyFuzzyCMeanClustering/m=3", &MTH_CLUSTERING::ApplyFuzzyCMeanClustering, 3.0);
   AddRun(list, "ApplyFuzzyCMeanClustering/m=1.5", &MTH_CLUSTERING::ApplyFuzzyCMeanClustering, 1.5);
   AddRun(list, "ApplyFuzzyCMeanClustering/m=1.75", &MTH_CLUSTERING::ApplyFuzzyCMeanClustering, 1.75);
+  AddBulk(list);
   AddDistances(list);
   AddSubsets(list);
 }
