@@ -103,7 +103,7 @@ bool MTH_CLUSTERING::GatherBlock(int first, int count, double* features, double*
   }
   const auto samples = samples_.begin() + first;
   for (int b = 0; b < count; ++b) {
-    if (GetSamplesCount() - first - b > kPrefetchAhead) Prefetch(samples[b + kPrefetchAhead]);
+    if (GetSamplesCount() - first - b > kPrefetchAhead) PrefetchObject(samples[b + kPrefetchAhead]);
     const MTH_CLUSTERING_SAMPLE* sample = samples[b];
     const bool fits = sample != nullptr && sample->parametersCount_ >= dimensionsCount_ &&
                       sample->membershipsCount_ >= clustersCount_;
