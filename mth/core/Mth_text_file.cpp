@@ -1,16 +1,37 @@
 #include <charconv>
+#include <cstring>
+#include <exception>
+#include <filesystem>
 
 #include "mth/core/Mth_text_file_internal.h"
 
 namespace mth_internal {
 
-FixedNumber::FixedNumber(double value, int decimals) {
-  char* const end = std::to_chars(text_, text_ + sizeof text_, value, std::chars_format::fixed, decimals).ptr;
-  length_ = static_cast<std::size_t>(end - text_);
+FixedNumber::FixedNumber(double value, int decimals) : length_(WriteFixed(value, decimals, text_)) {}
+
+std::filesystem::path PathOf(const char* utf8) {
+#if defined(_WIN32)
+  return std::filesystem::path(reinterpret_cast<const char8_t*>(utf8));
+#else
+  return std::filesystem::path(utf8);  // bytes are bytes
+#endif
 }
 
-TextWriter::TextWriter(const char* path)
-    : file_(path != nullptr ? std::fopen(path, "wt") : nullptr), isWritten_(file_ != nullptr) {}
+File OpenFile(const char* path, const char* mode) {
+  if (path == nullptr) return nullptr;
+#if defined(_WIN32)
+  // The narrow functions would take the path to be in the code page of the machine.
+  try {
+    return File(_wfopen(PathOf(path).c_str(), std::wstring(mode, mode + std::strlen(mode)).c_str()));
+  } catch (const std::exception&) {  // no memory, or no UTF-8
+    return nullptr;
+  }
+#else
+  return File(std::fopen(path, mode));
+#endif
+}
+
+TextWriter::TextWriter(const char* path) : file_(OpenFile(path, "wb")), isWritten_(file_ != nullptr) {}
 
 TextWriter& TextWriter::Text(std::string_view text) {
   isWritten_ = isWritten_ && std::fwrite(text.data(), 1, text.size(), file_.get()) == text.size();
@@ -29,7 +50,7 @@ bool TextWriter::Close() {
 }
 
 bool ReadTextFile(const char* path, std::string& text) {
-  const File file(path != nullptr ? std::fopen(path, "rt") : nullptr);
+  const File file = OpenFile(path, "rb");
   if (!file) return false;
   text.clear();
   constexpr std::size_t kLargestText = std::size_t{1} << 30;  // a device may never end

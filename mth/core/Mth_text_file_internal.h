@@ -1,9 +1,12 @@
 #pragma once
 
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
+
+#include "mth/core/Mth_number_text_internal.h"
 
 namespace mth_internal {
 
@@ -12,20 +15,27 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
-/// A number in fixed notation, with a decimal point under every locale, kept inside the object.
+/// A path in UTF-8 as the standard library takes it; may throw.
+std::filesystem::path PathOf(const char* utf8);
+
+/// std::fopen for a path in UTF-8, on Windows as well. @return null for a null path and when it cannot be
+/// opened.
+File OpenFile(const char* path, const char* mode);
+
+/// A number in fixed notation (WriteFixed), kept inside the object.
 class FixedNumber {
  public:
-  /// @param decimals  at most 20.
+  /// @param decimals  at most kMostDecimals.
   FixedNumber(double value, int decimals);
   std::string_view View() const { return {text_, length_}; }
 
  private:
-  char text_[336];  // the largest double has 309 digits before the point
+  char text_[kLongestFixed];
   std::size_t length_;
 };
 
-/// A text file being written, its lines ended as the platform's text mode does. The first failure makes the
-/// rest a no-op; Close tells.
+/// A text file being written, the same bytes on every platform: lines end with a line feed. The first failure
+/// makes the rest a no-op; Close tells.
 class TextWriter {
  public:
   /// Creates or truncates the file.

@@ -36,7 +36,8 @@ void SwapLittleEndian(void* words, std::size_t bytes, std::size_t wordSize) {
 // Bytes of the file after its header; negative when that cannot be told (a pipe, a device).
 std::int64_t ElementBytes(const std::string& fileName) {
   try {
-    return static_cast<std::int64_t>(std::filesystem::file_size(fileName)) - kHeaderBytes;
+    return static_cast<std::int64_t>(std::filesystem::file_size(mth_internal::PathOf(fileName.c_str()))) -
+           kHeaderBytes;
   } catch (const std::exception&) {
     return -1;
   }
@@ -55,7 +56,7 @@ bool IsTrustworthy(const Header& header, const std::string& fileName) {
 }  // namespace
 
 MTH_MATRIX::MTH_MATRIX(const std::string& fileName) {
-  const File file(std::fopen(fileName.c_str(), "rb"));
+  const File file = mth_internal::OpenFile(fileName.c_str(), "rb");
   SetUnallocated(-1, file ? 1 : 13);
   if (!file) return;
   Header header{};
@@ -79,7 +80,7 @@ MTH_MATRIX::MTH_MATRIX(const std::string& fileName) {
 }
 
 void MTH_MATRIX::Save(const std::string& fileName) const {
-  File file(std::fopen(fileName.c_str(), "wb"));
+  File file = mth_internal::OpenFile(fileName.c_str(), "wb");
   if (!file) {
     status_ = 12;
     return;

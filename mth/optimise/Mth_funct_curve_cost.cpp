@@ -33,3 +33,14 @@ void MTH_FUNCT_CURVE_COST::ReleaseSamples() {
   ordinates_.reset();
   model_.reset();
 }
+
+void MTH_FUNCT_CURVE_COST::StoreMeanSquaredError() {
+  const int count = abscissae_ != nullptr ? samplesCount_ : 0;
+  double sum = 0.0;
+  for (int i = 0; i < count; ++i) {
+    const double error = model_.get()[i] - ordinates_.get()[i];
+    sum += error * error;
+  }
+  SetValue(sum / count);
+  SetDefined(true);
+}

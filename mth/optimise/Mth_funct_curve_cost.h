@@ -32,19 +32,16 @@ class MTH_EXPORT MTH_FUNCT_CURVE_COST : public MTH_FUNCT {
   template <class Model>
   void EvaluateMeanSquaredError(Model model) {
     const double* const x = GetAbscissae();
-    const double* const y = GetOrdinates();
     double* const modelled = GetModel();
     const int count = x != nullptr ? samplesCount_ : 0;
-    double sum = 0.0;
-    for (int i = 0; i < count; ++i) {
-      modelled[i] = model(x[i]);
-      sum += (modelled[i] - y[i]) * (modelled[i] - y[i]);
-    }
-    SetValue(sum / count);
-    SetDefined(true);
+    for (int i = 0; i < count; ++i) modelled[i] = model(x[i]);
+    StoreMeanSquaredError();
   }
 
  private:
+  // Not in the header: there a host's flags could fuse its products and sums.
+  void StoreMeanSquaredError();
+
   std::unique_ptr<double[]> abscissae_;
   std::unique_ptr<double[]> ordinates_;
   std::unique_ptr<double[]> model_;

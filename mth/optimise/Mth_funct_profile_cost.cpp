@@ -1,7 +1,6 @@
 #include "mth/optimise/Mth_funct_profile_cost.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -9,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "mth/core/Mth_number_text_internal.h"
 #include "mth/core/Mth_text_file_internal.h"
 
 namespace {
@@ -52,21 +52,7 @@ class NumberReader {
 
   bool TakeNumber(double& number) {
     text_.remove_prefix(std::min(text_.find_first_not_of(" \t\n\v\f\r"), text_.size()));
-    const bool hasPlus = text_.starts_with('+');
-    const std::string_view digits = text_.substr(hasPlus ? 1 : 0);
-    if (hasPlus && digits.starts_with('-')) return false;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    if (error == std::errc::invalid_argument) return false;
-    if (error == std::errc::result_out_of_range) number = Saturated({digits.data(), end});
-    text_.remove_prefix(static_cast<std::size_t>(end - text_.data()));
-    return true;
-  }
-
-  // What a number beyond the range of double rounds to: an infinity or a zero.
-  static double Saturated(std::string_view digits) {
-    long double wide = 0.0L;
-    const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), wide);
-    return result.ec == std::errc() ? static_cast<double>(wide) : 0.0;
+    return mth_internal::TakeNumber(text_, number);
   }
 
   std::string_view text_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bitset>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <ctime>
@@ -15,16 +16,17 @@ using Clock = int (*)();
 Clock installedClock = nullptr;
 
 int TimeOfDay() {
-  std::timespec now{};
-  std::timespec_get(&now, TIME_UTC);
+  using namespace std::chrono;
+  const auto now = system_clock::now();
+  const std::time_t seconds = system_clock::to_time_t(now);
   std::tm local{};
 #if defined(_WIN32)
-  localtime_s(&local, &now.tv_sec);
+  localtime_s(&local, &seconds);
 #else
-  localtime_r(&now.tv_sec, &local);
+  localtime_r(&seconds, &local);
 #endif
-  return local.tm_hour * 360000 + local.tm_min * 6000 + local.tm_sec * 100 +
-         static_cast<int>(now.tv_nsec / 10000000);
+  const auto hundredths = duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000 / 10;
+  return local.tm_hour * 360000 + local.tm_min * 6000 + local.tm_sec * 100 + static_cast<int>(hundredths);
 }
 
 // Hundredths of a second since midnight.
