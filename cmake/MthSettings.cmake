@@ -32,6 +32,16 @@ else()
   endforeach()
 endif()
 
+# On 64-bit Windows g++ does not align the stack for the wide registers that it saves there, and yet saves them by
+# instructions that need it: the assembler is to write those that do not. An older one gets the plain loops.
+if(MINGW AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  set(MTH_UNALIGNED_MOVES -Wa,-muse-unaligned-vector-move)
+  check_cxx_compiler_flag(${MTH_UNALIGNED_MOVES} MTH_HAS_UNALIGNED_MOVES)
+  if(NOT MTH_HAS_UNALIGNED_MOVES)
+    set(MTH_PLAIN_KERNELS ON)
+  endif()
+endif()
+
 # mth_configure_target(target): language level, warnings and the floating-point contract.
 function(mth_configure_target target)
   target_compile_features(${target} PUBLIC cxx_std_20)
@@ -46,6 +56,13 @@ function(mth_configure_target target)
       # As g++ means -Wconversion: an int that indexes a container is no fault.
       target_compile_options(${target} PRIVATE -Wno-sign-conversion)
     endif()
+  endif()
+  if(EMSCRIPTEN)  # which leaves exceptions out unless it is asked
+    target_compile_options(${target} PRIVATE -fexceptions)
+    target_link_options(${target} PUBLIC -fexceptions -sALLOW_MEMORY_GROWTH=1)
+  endif()
+  if(MINGW AND MTH_HAS_UNALIGNED_MOVES)
+    target_compile_options(${target} PRIVATE ${MTH_UNALIGNED_MOVES})
   endif()
   if(MTH_WARNINGS_AS_ERRORS)
     target_compile_options(${target} PRIVATE $<IF:$<CXX_COMPILER_ID:MSVC>,/WX,-Werror>)

@@ -165,7 +165,7 @@ TEST_F(MatrixFile, TextIsThatOfPercentFInEveryLocale) {
   EXPECT_EQ(Ascii(Matrix({{-1.5, 1e-7}, {-1e-7, 0.0}}, kFloat)),
             "-1.500000\t0.000000\t\n-0.000000\t0.000000\t\n");
   EXPECT_EQ(Ascii(Matrix({{-0.0, kInfinity, -kInfinity, kNan, -kNan}})),
-            "-0.000000\tinf\t-inf\tnan\t-nan\t\n");
+            "-0.000000\tinf\t-inf\tnan\tnan\t\n");
   // Single precision, also of doubles.
   EXPECT_EQ(Ascii(Matrix({{16777217.0, 1234567.891, 0.1234567891}})),
             "16777216.000000\t1234567.875000\t0.123457\t\n");

@@ -96,6 +96,8 @@ class Trial {
   }
 
   std::uint64_t Hash() const { return hash_; }
+  /// How many of the numbers counted were none.
+  int NaNs() const { return nans_; }
 
  protected:
   virtual void Arm() {}
@@ -120,6 +122,7 @@ class Trial {
   void CountBits(std::uint64_t bits);
 
   std::uint64_t hash_ = 0xcbf29ce484222325u;
+  int nans_ = 0;
 };
 
 struct Operation {

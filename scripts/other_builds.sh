@@ -1,0 +1,74 @@
+# Sourced: builds for other compilers, standard libraries and machines, each in its folder of build/bits/, and the
+# comparison of their bits with the recorded ones.
+
+source scripts/dependencies.sh
+
+RECORDED_HASHES=tests/support/operation_hashes.txt
+GOOGLETEST_SOURCE=/usr/src/googletest # Debian: googletest; built with whatever builds us
+EXIT_MISSING=77                       # what is needed is not installed
+
+# need_packages "$1" NAME...: installs them if $1 is --install; otherwise says what is missing and ends.
+need_packages() {
+  local mode=$1 name missing=()
+  shift
+  if [ "$mode" = --install ]; then
+    ensure_packages "$@"
+    return 0
+  fi
+  for name in "$@"; do
+    is_installed "$name" || missing+=("$name")
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+  echo "not installed: ${missing[*]} (--install installs them)" >&2
+  exit $EXIT_MISSING
+}
+
+# configure_build NAME [CMake option...]: without anything that the hash program does not need.
+configure_build() {
+  local name=$1
+  shift
+  cmake -S . -B "build/bits/$name" -G Ninja -DCMAKE_BUILD_TYPE=Release -DMTH_BUILD_TESTS=OFF \
+    -DMTH_BUILD_EXAMPLES=OFF -DMTH_QT=OFF -DMTH_INSTALL=OFF -DMTH_BUILD_OPERATION_HASHES=ON \
+    -DMTH_WARNINGS_AS_ERRORS=ON "$@" >/dev/null
+}
+
+# build_targets NAME TARGET...: shows what the compiler says when it fails.
+build_targets() {
+  local name=$1 log
+  shift
+  log="build/bits/$name/build.log"
+  cmake --build "build/bits/$name" --target "$@" >"$log" 2>&1 || { grep -E -A5 'error|warning|FAILED' "$log" | head -60; return 1; }
+}
+
+# compare_bits WHAT COMMAND...: runs the hash program and names the operations that differ.
+compare_bits() {
+  local what=$1 different
+  shift
+  if ! "$@" 2>build/bits/errors | tr -d '\r' | grep -v '^all ' >build/bits/answers; then
+    echo "$what: the program failed"
+    tail -5 build/bits/errors
+    return 1
+  fi
+  # A shell's order is not the program's.
+  different=$(LC_ALL=C diff <(grep -v '^#' $RECORDED_HASHES | LC_ALL=C sort) <(LC_ALL=C sort build/bits/answers) |
+    sed -n 's/^[<>] \([^ ]*\) .*/\1/p' | sort -u)
+  if [ -n "$different" ]; then
+    echo "$what: $(wc -l <<<"$different") operations differ"
+    sed 's/^/  /' <<<"$different"
+    return 1
+  fi
+  echo "$what: the same bits in $(wc -l <build/bits/answers) operations"
+}
+
+# build_and_run_tests NAME [room...]: the test programs of these rooms, or of all, run by CTest.
+build_and_run_tests() {
+  local name=$1 targets=(all) filter=() room
+  shift
+  if [ $# -gt 0 ]; then
+    targets=()
+    for room in "$@"; do targets+=("${room}_test"); done
+    filter=(-R "$(IFS='|'; echo "^($*)_test\$")")
+  fi
+  build_targets "$name" "${targets[@]}"
+  ctest --test-dir "build/bits/$name" --output-on-failure --no-tests=error "${filter[@]}"
+}
