@@ -5,6 +5,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include "mth/clustering/Mth_clustering.h"
 #include "mth/clustering/Mth_clustering_internal.h"

@@ -5,6 +5,7 @@
 #include "mth/core/Mth_new_array_internal.h"
 #include "mth/curve/Mth_xy_plot.h"
 #include "mth/statistics/Mth_descriptive.h"
+#include "mth/statistics/Mth_descriptive_internal.h"
 
 // Moments and medians of the coordinates, and the integral over the sorted curve.
 
@@ -14,14 +15,14 @@ using Points = MTH_POINTER_LIST<MTH_2D_FLOAT>;
 
 // Descending: positive when the second point has the larger coordinate.
 template <float (MTH_2D_FLOAT::*coordinate)() const>
-int CompareInThousandths(void* first, void* second) {
+int CompareRoundedThousandths(void* first, void* second) {
   const double a = (static_cast<const MTH_2D_FLOAT*>(first)->*coordinate)();
   const double b = (static_cast<const MTH_2D_FLOAT*>(second)->*coordinate)();
   return mth_internal::TruncateToInt(std::round(1000.0 * (b - a)));
 }
 
-constexpr auto kByX = CompareInThousandths<&MTH_2D_FLOAT::GetX>;
-constexpr auto kByY = CompareInThousandths<&MTH_2D_FLOAT::GetY>;
+constexpr auto kByX = CompareRoundedThousandths<&MTH_2D_FLOAT::GetX>;
+constexpr auto kByY = CompareRoundedThousandths<&MTH_2D_FLOAT::GetY>;
 
 // A list of the same points, sorted; empty when memory runs out.
 Points SortedByX(const Points& points) {
@@ -33,14 +34,12 @@ Points SortedByX(const Points& points) {
   return sorted;
 }
 
+// In double, where the sum of two coordinates cannot overflow.
 template <class Coordinate>
 float MedianOf(const Points& sorted, Coordinate coordinate) {
-  const int count = sorted.GetCount();
-  if (count == 0) return 0.0f;
-  const float middle = (sorted.Get(count / 2)->*coordinate)();
-  if (count % 2 != 0) return middle;
-  const double other = (sorted.Get(count / 2 - 1)->*coordinate)();
-  return static_cast<float>((middle + other) * 0.5);  // in double the sum cannot overflow
+  if (sorted.GetCount() == 0) return 0.0f;
+  return static_cast<float>(mth_internal::MedianOfSorted(
+      sorted.GetCount(), [&](int i) { return static_cast<double>((sorted.Get(i)->*coordinate)()); }));
 }
 
 }  // namespace

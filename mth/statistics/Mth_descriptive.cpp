@@ -4,8 +4,6 @@
 #include <cmath>
 #include <limits>
 
-#include "mth/core/Mth_compiler_internal.h"
-
 // Statistics of one array, and slopes.
 
 double Mth_Mean(double* x, long n) {
@@ -72,31 +70,23 @@ int Mth_Ind_Max(double* x, int n) {
 
 namespace {
 
-// Two sums in one register: four additions one by one would take longer than the wait for each sum.
-#if MTH_HAS_VECTORS
-typedef double Pair __attribute__((vector_size(2 * sizeof(double))));
-#else
-struct Pair {
-  double values[2];
-  double operator[](int i) const { return values[i]; }
-  friend Pair operator*(Pair a, Pair b) { return {a[0] * b[0], a[1] * b[1]}; }
-  void operator+=(Pair b) { *this = {values[0] + b[0], values[1] + b[1]}; }
-};
-#endif
-
 template <class T>
 double Slope(const T* x, const T* y, int n) {
-  Pair sums{};      // of x and y
-  Pair products{};  // of x x and x y
+  double sumX = 0.0;
+  double sumXX = 0.0;
+  double sumY = 0.0;
+  double sumXY = 0.0;
   if (x == nullptr || y == nullptr) n = 0;
   for (int i = 0; i < n; ++i) {
     const double abscissa = static_cast<double>(x[i]);
-    const Pair point{abscissa, static_cast<double>(y[i])};
-    sums += point;
-    products += Pair{abscissa, abscissa} * point;
+    const double ordinate = static_cast<double>(y[i]);
+    sumX += abscissa;
+    sumXX += abscissa * abscissa;
+    sumY += ordinate;
+    sumXY += abscissa * ordinate;
   }
   const double count = n;
-  return (count * products[1] - sums[0] * sums[1]) / (count * products[0] - sums[0] * sums[0]);
+  return (count * sumXY - sumX * sumY) / (count * sumXX - sumX * sumX);
 }
 
 }  // namespace

@@ -50,7 +50,8 @@ MTH_EXPORT void Mth_MeanVector(double** x, int n, short d, double* out);
 [[nodiscard]] MTH_EXPORT MTH_MATRIX* Mth_StdDeviationVector(MTH_MATRIX* m);
 
 /// New d x d matrix of the population cross-covariances (divisor n) of two sets of n samples: entry (i, j) is
-/// the mean of x[i] y[j] minus the product of their means. With y = x it is the covariance matrix.
+/// the mean of x[i] y[j] minus the product of their means. With y = x it is the covariance matrix. Without
+/// samples, n = 0, every entry is NaN, whatever the arrays.
 [[nodiscard]] MTH_EXPORT MTH_MATRIX* Mth_CovarianceMatrix(double** x, double** y, short n, short d);
 /// @copydoc Mth_CovarianceMatrix(double**,double**,short,short)
 [[nodiscard]] MTH_EXPORT MTH_MATRIX* Mth_CovarianceMatrix(double** x, double** y, int n, short d);
@@ -73,8 +74,9 @@ MTH_EXPORT void Mth_CorrelationRatioOfSpearman(double* x, double* y, int n, doub
 /// that of x is not.
 /// @param prob  with t = r sqrt((n - 2) / (1 - r^2)): one-sided for n = 3 (Student) and from n - 2 = 1e7 on
 ///              (normal), two-sided between (Student), 0.5 for t = 0 beyond n = 3, 0 for n <= 2. The mixture
-///              is intended. The r of exactly linear data may round beyond 1 or -1: t is then no number, and
-///              prob 0 after the message of Mth_IncompleteBeta, or NaN where it is one-sided.
+///              is intended. The r of exactly linear data may round beyond 1 or -1 and is left so: t is then
+///              no number, and prob NaN, where it is two-sided after the message of the beta function's
+///              fraction.
 MTH_EXPORT void Mth_StatisticalCriterionCalculations(double* x, double* y, int n, double* meanX, double* varX,
                                                      double* meanY, double* varY, double* covXY, double* r,
                                                      double* slope, double* prob);

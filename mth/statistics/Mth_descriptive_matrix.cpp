@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <new>
 
@@ -15,6 +16,8 @@
 
 namespace mth_internal {
 namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 using MatrixPtr = std::unique_ptr<MTH_MATRIX>;
 
@@ -85,7 +88,15 @@ bool HasNullArray(double** x, short d) {
   return x == nullptr || (d > 0 && std::find(x, x + d, nullptr) != x + d);
 }
 
+MTH_MATRIX* NewMatrixOf(short order, double value) {
+  MatrixPtr matrix = NewMatrix(order, order, 0);
+  if (matrix == nullptr) return nullptr;
+  std::fill_n(matrix->GetEDataAddress(), std::int64_t{order} * order, value);
+  return matrix.release();
+}
+
 MTH_MATRIX* CrossCovariance(double** x, double** y, int n, short d) {
+  if (n == 0) return NewMatrixOf(d, kNaN);  // there is no sample to look at, whatever the arrays
   if (HasNullArray(x, d) || HasNullArray(y, d)) return nullptr;
   const auto meansX = NewArray<double>(d);
   const auto meansY = NewArray<double>(d);
@@ -104,12 +115,6 @@ MTH_MATRIX* CrossCovariance(double** x, double** y, int n, short d) {
     for (int j = 0; j < d; ++j) row[j] = row[j] * weight - meanX * meanY[j];
   }
   return result.release();
-}
-
-// Median of sorted values: the mean of the two middle ones for an even count.
-double MiddleOf(const double* sorted, int count) {
-  if (count % 2 != 0) return sorted[(count + 1) / 2 - 1];
-  return (sorted[count / 2 - 1] + sorted[count / 2]) * 0.5;
 }
 
 constexpr int kNoColumn = -1;
@@ -184,10 +189,10 @@ bool mth_internal::MedianOfMagnitudes(MTH_MATRIX& m, double& median) {
     for (int i = 0; i < rows; ++i) values[i] = std::abs(m.Get(i, j));
     Mth_Sort(rows, values.Get(), companions.Get());
     for (int i = 0; i < rows; ++i) m.Set(i, j, values[i]);
-    medians[j] = MiddleOf(values.Get(), rows);
+    medians[j] = MedianOfSorted(rows, [&](int i) { return values[i]; });
   }
   Mth_Sort(columns, medians.Get(), companions.Get());
-  median = MiddleOf(medians.Get(), columns);
+  median = MedianOfSorted(columns, [&](int j) { return medians[j]; });
   return true;
 }
 

@@ -8,6 +8,7 @@
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/statistics/Mth_descriptive.h"
+#include "mth/statistics/Mth_descriptive_internal.h"
 #include "mth/statistics/Mth_sort.h"
 #include "mth/statistics/Mth_sort_internal.h"
 #include "mth/statistics/Mth_special_functions.h"
@@ -25,8 +26,8 @@ bool HasNull(std::initializer_list<const void*> pointers) {
 }
 
 // Sorts `values` with `others` alike, then replaces `values` by their ranks.
-bool SortAndRank(int n, double* values, double* others, double& ties) {
-  if (!Mth_Sort(n, values, others)) return false;
+bool SortAndRank(int n, double* values, double* others, double& ties, int pendingPartsMax) {
+  if (!mth_internal::SortWithCompanions(n, values, others, pendingPartsMax)) return false;
   Mth_ReplaceByRank(n, values, &ties);
   return true;
 }
@@ -45,10 +46,24 @@ double CorrelationTail(double r, int n) {
   return Mth_IncompleteBeta(0.5 * freedom, 0.5, freedom / (freedom + u * u));
 }
 
+// By Student's law, two-sided, of n pairs.
+double RankCorrelationTail(double correlation, double n) {
+  const double unexplained = (1.0 + correlation) * (1.0 - correlation);
+  if (!(unexplained > 0.0)) return 0.0;
+  const double freedom = n - 2.0;
+  const double t = correlation * std::sqrt(freedom / unexplained);
+  return Mth_IncompleteBeta(0.5 * freedom, 0.5, freedom / (freedom + t * t));
+}
+
 }  // namespace
 
 void Mth_CorrelationRatioOfSpearman(double* x, double* y, int n, double* d, double* zd, double* probd,
                                     double* rs, double* probrs) {
+  mth_internal::CorrelateRanks(x, y, n, d, zd, probd, rs, probrs);
+}
+
+void mth_internal::CorrelateRanks(const double* x, const double* y, int n, double* d, double* zd,
+                                  double* probd, double* rs, double* probrs, int pendingPartsMax) {
   if (n < 0 || (n > 0 && HasNull({x, y})) || HasNull({d, zd, probd, rs, probrs})) return;
   const WorkArray<double> ranksX(n);
   const WorkArray<double> ranksY(n);
@@ -57,8 +72,8 @@ void Mth_CorrelationRatioOfSpearman(double* x, double* y, int n, double* d, doub
   std::copy_n(y, n, ranksY.Get());
   double tiesX = 0.0;
   double tiesY = 0.0;
-  if (!SortAndRank(n, ranksX.Get(), ranksY.Get(), tiesX)) return;
-  if (!SortAndRank(n, ranksY.Get(), ranksX.Get(), tiesY)) return;
+  if (!SortAndRank(n, ranksX.Get(), ranksY.Get(), tiesX, pendingPartsMax)) return;
+  if (!SortAndRank(n, ranksY.Get(), ranksX.Get(), tiesY, pendingPartsMax)) return;
 
   double sum = 0.0;
   for (int i = 0; i < n; ++i) {
@@ -71,18 +86,16 @@ void Mth_CorrelationRatioOfSpearman(double* x, double* y, int n, double* d, doub
   const double tieFactor = (1.0 - tiesX / en3n) * (1.0 - tiesY / en3n);
   const double variance = (en - 1.0) * (en * en) * ((en + 1.0) * (en + 1.0)) / 36.0 * tieFactor;
   constexpr double kTruncatedRoot2 = 1.4142136;  // not the root of 2: results are fixed with this constant
+  const double deviations = variance == 0.0 ? 0.0 : (sum - expected) / std::sqrt(variance);
+  const double tail = Mth_ComplementaryErrorFunction(std::abs(deviations) / kTruncatedRoot2);
+  const double unscaled = 1.0 - (6.0 / en3n) * (sum + (tiesX + tiesY) / 12.0);
+  const double correlation = tieFactor == 0.0 ? 0.0 : unscaled / std::sqrt(tieFactor);
+  // Stored last: a caller may give one place to several outputs.
   *d = sum;
-  *zd = variance == 0.0 ? 0.0 : (sum - expected) / std::sqrt(variance);
-  *probd = Mth_ComplementaryErrorFunction(std::abs(*zd) / kTruncatedRoot2);
-  *rs = tieFactor == 0.0 ? 0.0 : (1.0 - (6.0 / en3n) * (sum + (tiesX + tiesY) / 12.0)) / std::sqrt(tieFactor);
-  const double unexplained = (1.0 + *rs) * (1.0 - *rs);
-  if (unexplained > 0.0) {
-    const double freedom = en - 2.0;
-    const double t = *rs * std::sqrt(freedom / unexplained);
-    *probrs = Mth_IncompleteBeta(0.5 * freedom, 0.5, freedom / (freedom + t * t));
-  } else {
-    *probrs = 0.0;
-  }
+  *zd = deviations;
+  *probd = tail;
+  *rs = correlation;
+  *probrs = RankCorrelationTail(correlation, en);
 }
 
 void Mth_StatisticalCriterionCalculations(double* x, double* y, int n, double* meanX, double* varX,
@@ -102,15 +115,23 @@ void Mth_StatisticalCriterionCalculations(double* x, double* y, int n, double* m
     sumXY += x[i] * y[i];
   }
   const double count = n;
-  *meanX = sumX / count;
-  *meanY = sumY / count;
+  const double meanOfX = sumX / count;
+  const double meanOfY = sumY / count;
   // One grouping of the products throughout: equal data correlate with exactly 1.
-  *varX = (sumXX - count * *meanX * *meanX) / (count - 1.0);
-  *varY = (sumYY - count * *meanY * *meanY) / (count - 1.0);
-  *covXY = (sumXY - count * *meanX * *meanY) / (count - 1.0);
-  *r = *varX > kTiny && *varY > kTiny ? *covXY / (std::sqrt(*varX * *varY) + kTiny) : 0.0;
-  *slope = *varX > kTiny ? *covXY / (*varX + kTiny) : 0.0;
-  *prob = CorrelationTail(*r, n);
+  const double varianceX = (sumXX - count * meanOfX * meanOfX) / (count - 1.0);
+  const double varianceY = (sumYY - count * meanOfY * meanOfY) / (count - 1.0);
+  const double covariance = (sumXY - count * meanOfX * meanOfY) / (count - 1.0);
+  const bool doBothVary = varianceX > kTiny && varianceY > kTiny;
+  const double correlation = doBothVary ? covariance / (std::sqrt(varianceX * varianceY) + kTiny) : 0.0;
+  // Stored last: a caller may give one place to several outputs.
+  *meanX = meanOfX;
+  *varX = varianceX;
+  *meanY = meanOfY;
+  *varY = varianceY;
+  *covXY = covariance;
+  *r = correlation;
+  *slope = varianceX > kTiny ? covariance / (varianceX + kTiny) : 0.0;
+  *prob = CorrelationTail(correlation, n);
 }
 
 double Mth_Median(std::vector<double> v, int& index) {

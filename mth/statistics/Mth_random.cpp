@@ -9,6 +9,9 @@
 #include <ctime>
 #include <limits>
 
+#include "mth/statistics/Mth_congruence_internal.h"
+#include "mth/statistics/Mth_normal_pair_internal.h"
+
 namespace {
 
 using Clock = int (*)();
@@ -136,35 +139,6 @@ constinit std::array<std::uint32_t, kStreamsCount> registersOfFamily3{};
 constinit bool hasSavedDeviate = false;
 constinit float savedDeviate = 0.0f;
 
-// One of the two congruential generators that are combined.
-template <std::int64_t multiplier, std::int64_t quotient, std::int64_t remainder, std::int64_t modulus>
-struct Congruence {
-  static constexpr std::int64_t kModulus = modulus;
-
-  // multiplier (seed mod quotient) - k remainder, with k = seed / quotient, plus the modulus below 0.
-  static constexpr std::uint32_t Next(std::uint32_t seed) {
-    const std::int64_t next = multiplier * (seed % quotient) - seed / quotient * remainder;
-    return static_cast<std::uint32_t>(next < 0 ? next + modulus : next);
-  }
-
-  // Next(seed) for a seed below 2^31; fewer than one in 35,000 come out too great by the modulus, among them
-  // those that should be 0. Next(seed) is multiplier seed - k excess, less the modulus as many times as it
-  // fits in. How many is read from a second product with the seed: two products, a shift and a subtraction
-  // are all that wait for one another.
-  static std::int64_t Guess(std::uint32_t seed) {
-    constexpr int kBits = 46;
-    constexpr std::uint64_t kOne = std::uint64_t{1} << kBits;
-    constexpr std::uint64_t kExcess = multiplier * quotient + remainder - modulus;
-    constexpr std::uint64_t kInverse = kOne / quotient + 1;
-    static_assert((kInverse * quotient - kOne) << 31 < kOne);  // k is exact
-    // Rounded down: never once too often.
-    constexpr std::uint64_t kTimes = kOne * multiplier / modulus - kOne * kExcess / (quotient * modulus) - 1;
-    const std::uint64_t multiple = multiplier * std::uint64_t{seed} - (kInverse * seed >> kBits) * kExcess;
-    // Signed, or the compiler may add up what is subtracted: the last product would wait for more.
-    return static_cast<std::int64_t>(multiple) - static_cast<std::int64_t>(kTimes * seed >> kBits) * modulus;
-  }
-};
-
 class CombinedGenerator {
  public:
   // Nearly every draw goes on where the last one ended and is plain. What tells so is only branched on, and
@@ -182,8 +156,8 @@ class CombinedGenerator {
   }
 
  private:
-  using First = Congruence<40014, 53668, 12221, 2147483563>;
-  using Second = Congruence<40692, 52774, 3791, 2147483399>;
+  using First = mth_internal::FirstCongruence;
+  using Second = mth_internal::SecondCongruence;
   static constexpr std::uint32_t kModulus = First::kModulus;
   static constexpr std::uint32_t kTableSize = 32;
   static constexpr std::uint32_t kEntrySpan = 1 + (kModulus - 1) / kTableSize;
@@ -192,9 +166,9 @@ class CombinedGenerator {
 
   // Not inlined: Draw would have to save registers for it.
   [[gnu::noinline]] float DrawExactly(long* idum) {
-    const std::uint32_t first = First::Next(Enter(*idum));
+    const std::uint32_t first = First::Step(Enter(*idum));
     const std::uint32_t output = Subtract(table_[index_], second_);
-    Keep(idum, first, Second::Next(second_), output / kEntrySpan);
+    Keep(idum, first, Second::Step(second_), output / kEntrySpan);
     first_ = std::max(first_, 1U);  // a caller that was left 0 restarts
     return static_cast<float>(std::min(kScale * output, kLargestUniform));
   }
@@ -234,9 +208,9 @@ class CombinedGenerator {
 
   std::uint32_t Restart(std::uint32_t first) {
     constexpr std::size_t kWarmUp = 8;
-    second_ = Second::Next(first);
+    second_ = Second::Step(first);
     for (std::size_t j = kTableSize + kWarmUp; j-- > 0;) {
-      first = First::Next(first);
+      first = First::Step(first);
       if (j < kTableSize) table_[j] = first;
     }
     index_ = table_[0] / kEntrySpan;
@@ -244,7 +218,7 @@ class CombinedGenerator {
   }
 
   std::uint32_t first_ = 1;                         // what the last draw left to its caller; never 0
-  std::uint32_t second_ = Second::Next(123456789);  // what the next draw subtracts
+  std::uint32_t second_ = Second::Step(123456789);  // what the next draw subtracts
   std::uint32_t index_ = 0;                         // of the entry that the next draw takes
   std::array<std::uint32_t, kTableSize> table_{};
 };
@@ -317,18 +291,10 @@ float Mth_NormalRandomGenerator(short stream) {
     return savedDeviate;
   }
   if (!family1.IsAlive(stream)) return 0.0f;
-  float v1 = 0.0f;
-  float v2 = 0.0f;
-  float square = 0.0f;
-  do {
-    v1 = static_cast<float>(2.0 * family1.Draw(stream) - 1.0);
-    v2 = static_cast<float>(2.0 * family1.Draw(stream) - 1.0);
-    square = v1 * v1 + v2 * v2;
-  } while (!(square < 1.0f));
-  const float factor = static_cast<float>(std::sqrt(-2.0 * std::log(static_cast<double>(square)) / square));
-  savedDeviate = v1 * factor;
+  const mth_internal::NormalPair pair = mth_internal::MakeNormalPair([=] { return family1.Draw(stream); });
+  savedDeviate = pair.second;
   hasSavedDeviate = true;
-  return v2 * factor;
+  return pair.first;
 }
 
 bool Mth_Random_SelectAleat(short k, short n, short* out) {

@@ -23,9 +23,13 @@ void ExchangeSort(int n, T* a, IsBefore isBefore) {
   }
 }
 
-// Lists the zeros in the order in which the exchange sort leaves them: each value that belongs before them
-// changes places, through others, with the first of the zeros that it passes, which is thereby the last of
-// them. Only zeros of both signs show it.
+// Lists the zeros in the order in which the exchange sort leaves them. Only zeros of both signs show it.
+//
+// A value that belongs before the zeros travels to the front by exchanges with larger ones. Of the zeros on
+// its way it meets the first one alone: that zero takes the place where the value stood, behind the other
+// zeros, as in 0, -0, -1: the exchange of 0 with -1 leaves -1, -0, 0. So each such value turns the first of
+// the zeros before it into the last of them; values that belong behind the zeros change nothing in their
+// order.
 template <class IsBefore>
 const double* OrderZeros(int n, const double* a, double* zeros, IsBefore isBefore) {
   const double* first = zeros;
@@ -59,7 +63,7 @@ void SortLikeExchanges(int n, double* a, IsBefore isBefore) {
 }
 
 template <class Coordinate>
-int CompareInThousandths(void* a, void* b, Coordinate coordinate) {
+int CompareTruncatedThousandths(void* a, void* b, Coordinate coordinate) {
   if (a == nullptr || b == nullptr) return 0;
   const auto& first = *static_cast<const MTH_3D_DOUBLE*>(a);
   const auto& second = *static_cast<const MTH_3D_DOUBLE*>(b);
@@ -91,35 +95,38 @@ void Mth_Sort(int n, double* a, bool ascending) {
 
 void Mth_ReplaceByRank(int n, double* w, double* s) {
   if (s == nullptr) return;
-  *s = 0.0;
-  if (w == nullptr) return;
+  double ties = 0.0;
+  if (w == nullptr) n = 0;
   for (int first = 0; first < n;) {
     int end = first + 1;
     while (end < n && w[end] == w[first]) ++end;
     // In double: neither the cube of a large group nor the sum of two indices fits an int.
     const double count = static_cast<double>(end) - first;
     std::fill(w + first, w + end, 0.5 * (static_cast<double>(first) + end - 1.0));
-    *s += count * count * count - count;
+    ties += count * count * count - count;
     first = end;
   }
+  *s = ties;
 }
 
 std::vector<double> Mth_SortVector(std::vector<double> v) {
-  std::sort(v.rbegin(), v.rend(), AscendingNanLast());
+  const auto nan = std::partition(v.begin(), v.end(), [](double value) { return !std::isnan(value); });
+  Mth_Sort(static_cast<int>(nan - v.begin()), v.data(), true);  // fixes which of the zeros comes last
+  std::reverse(v.begin(), v.end());
   v.erase(std::unique(v.begin(), v.end()), v.end());
   return v;
 }
 
 int Mth_SortXCroissant(void* a, void* b) {
-  return CompareInThousandths(a, b, [](const MTH_3D_DOUBLE& point) { return point.GetX(); });
+  return CompareTruncatedThousandths(a, b, [](const MTH_3D_DOUBLE& point) { return point.GetX(); });
 }
 
 int Mth_SortYCroissant(void* a, void* b) {
-  return CompareInThousandths(a, b, [](const MTH_3D_DOUBLE& point) { return point.GetY(); });
+  return CompareTruncatedThousandths(a, b, [](const MTH_3D_DOUBLE& point) { return point.GetY(); });
 }
 
 int Mth_SortZCroissant(void* a, void* b) {
-  return CompareInThousandths(a, b, [](const MTH_3D_DOUBLE& point) { return point.GetZ(); });
+  return CompareTruncatedThousandths(a, b, [](const MTH_3D_DOUBLE& point) { return point.GetZ(); });
 }
 
 int Mth_SortDist(void* a, void* b) {

@@ -5,14 +5,23 @@
 #include "std/Std_export.h"
 
 /// @file
-/// Sorting, ranking and comparison callbacks. A NaN never makes a sort hang or leave its array: it compares
-/// as neither below nor above anything. Counts below 1 and null arrays change nothing.
+/// Sorting, ranking and comparison callbacks. Counts below 1 and null arrays change nothing. A NaN compares
+/// as neither below nor above anything, and never makes a sort hang or leave its array:
+///
+/// | Operation             | What a NaN does |
+/// |-----------------------|-----------------------------------------------------------------------------------|
+/// | Mth_Sort of one array | keeps its place; the other values are sorted around it | | Mth_Sort of a pair |
+/// stops each scan and each insertion that meets it, as an equal key does: every key | | | keeps its
+/// companion, and keys on both sides of a NaN may stay out of order        | | Mth_ReplaceByRank     | is a
+/// group of its own, whatever stands beside it                                  | | Mth_SortVector        |
+/// comes first, each one, as it differs from every value                             | | the comparisons |
+/// compares equal                                                                    |
 
 /// Sorts n values in place, ascending or descending.
 ///
 /// The order is that of the exchange sort, which swaps a[i] and a[j], i < j, over all pairs in turn when they
-/// stand the wrong way round; it shows only in zeros of both signs. A NaN keeps its place, and the other
-/// values are sorted around it. The time is n log n; without memory for two copies, quadratic.
+/// stand the wrong way round; it shows only in zeros of both signs. The time is n log n; without memory for
+/// two copies, quadratic.
 MTH_EXPORT void Mth_Sort(int n, int* a, bool ascending);
 /// @copydoc Mth_Sort(int,int*,bool)
 MTH_EXPORT void Mth_Sort(int n, double* a, bool ascending);
@@ -29,13 +38,17 @@ MTH_EXPORT void Mth_Sort(int n, double* a, bool ascending);
 MTH_EXPORT bool Mth_Sort(int n, double* a, double* b);
 /// @copydoc Mth_Sort(int,double*,double*)
 MTH_EXPORT bool Mth_Sort(int n, float* a, float* b);
+/// No other pair of arrays: the second one would be taken for the direction of a sort of the first alone.
+template <class T, class U>
+bool Mth_Sort(int n, T* a, U* b) = delete;
 
 /// Replaces n values, sorted ascending, by their ranks. Ranks run from 0 to n - 1; equal values share the
 /// mean of theirs.
 /// @param s  receives the sum of t^3 - t over the groups of t equal values.
 MTH_EXPORT void Mth_ReplaceByRank(int n, double* w, double* s);
 
-/// @return  each distinct value once, largest first. NaN, which differs from every value, comes first.
+/// @return  each distinct value once, largest first. Of zeros of both signs it is the last one that Mth_Sort
+///          leaves, ascending, of one array.
 MTH_EXPORT std::vector<double> Mth_SortVector(std::vector<double> v);
 
 /// Comparisons of two `MTH_3D_DOUBLE`, for MTH_POINTER_LIST::Sort: the difference of one coordinate in

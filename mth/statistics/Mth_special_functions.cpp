@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
+#include <limits>
 
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_new_array_internal.h"
@@ -37,8 +37,8 @@ struct LentzFraction {
   }
 };
 
-// The continued fraction of the incomplete beta function; nothing, after a message, without convergence.
-std::optional<double> BetaFraction(double a, double b, double x) {
+// The continued fraction of the incomplete beta function; 0, after a message, without convergence.
+double BetaFraction(double a, double b, double x) {
   const double sum = a + b;
   const double above = a + 1.0;
   const double below = a - 1.0;
@@ -52,7 +52,7 @@ std::optional<double> BetaFraction(double a, double b, double x) {
     if (std::abs(fraction.d * fraction.c - 1.0) < kRelativePrecision) return fraction.value;
   }
   Report("Problème dans Mth_UsedByIncompleteBeta");
-  return std::nullopt;
+  return 0.0;
 }
 
 // x^a e^-x / Gamma(a), the factor of both expansions of P(a, x).
@@ -116,6 +116,10 @@ float IncompleteGammaP(float a, float x) {
 
 namespace {
 
+bool HasNaN(const double* values, int n) {
+  return std::any_of(values, values + n, [](double value) { return std::isnan(value); });
+}
+
 bool SortSample(double* values, int n) {
   const auto companions = NewArray<double>(n);
   return companions != nullptr && Mth_Sort(n, values, companions.get());
@@ -128,7 +132,7 @@ struct PooledRanks {
   double ties = 0.0;
 };
 
-// Merges two sorted samples of n values each.
+// Merges two sorted samples of n numbers each.
 PooledRanks RankTogether(const double* x, const double* y, int n) {
   PooledRanks ranks;
   for (int i = 0, j = 0; i < n || j < n;) {
@@ -137,7 +141,6 @@ PooledRanks RankTogether(const double* x, const double* y, int n) {
     const int firstY = j;
     while (i < n && x[i] == value) ++i;
     while (j < n && y[j] == value) ++j;
-    if (i == firstX && j == firstY) ++(i < n ? i : j);  // a NaN equals nothing
     const double first = static_cast<double>(firstX) + firstY;
     const double end = static_cast<double>(i) + j;
     const double count = end - first;
@@ -182,13 +185,12 @@ double Mth_IncompleteBeta(double a, double b, double x) {
   }
   // Each fraction converges fast on its side of the mean.
   const bool isBelowMean = x < (a + 1.0) / (a + b + 2.0);
-  const auto fraction = isBelowMean ? BetaFraction(a, b, x) : BetaFraction(b, a, 1.0 - x);
-  if (!fraction) return 0.0;
-  return isBelowMean ? factor * *fraction / a : 1.0 - factor * *fraction / b;
+  const double fraction = isBelowMean ? BetaFraction(a, b, x) : BetaFraction(b, a, 1.0 - x);
+  return isBelowMean ? factor * fraction / a : 1.0 - factor * fraction / b;
 }
 
 double Mth_UsedByIncompleteBeta(double a, double b, double x) {
-  return BetaFraction(a, b, x).value_or(0.0);
+  return BetaFraction(a, b, x);
 }
 
 double Mth_ComplementaryErrorFunction(double x) {
@@ -208,7 +210,9 @@ float Mth_ErrorFunction(const float x) {
 }
 
 double Mth_TestMannWhitney(double* x, double* y, int n) {
-  if (n < 1 || x == nullptr || y == nullptr || !SortSample(x, n) || !SortSample(y, n)) return 1.0;
+  if (n < 1 || x == nullptr || y == nullptr) return 1.0;
+  if (HasNaN(x, n) || HasNaN(y, n)) return std::numeric_limits<double>::quiet_NaN();
+  if (!SortSample(x, n) || !SortSample(y, n)) return 1.0;
   const PooledRanks ranks = RankTogether(x, y, n);
   const double size = n;
   const double total = 2.0 * size;

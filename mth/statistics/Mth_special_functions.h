@@ -15,8 +15,10 @@ MTH_EXPORT double Mth_LogarithmGamma(double x);
 MTH_EXPORT double Mth_Gamma(double x);
 
 /// Regularised incomplete beta function I_x(a, b), for a, b > 0.
-/// @return  0 for x outside [0, 1], after "x non adapté dans Mth_IncompleteBeta", and where the continued
-///          fraction fails, after its message.
+/// @return  0 for x outside [0, 1], after "x non adapté dans Mth_IncompleteBeta". Where the continued
+/// fraction
+///          fails it counts as 0, after its message: the result is then 0 below (a + 1) / (a + b + 2), 1 from
+///          there on, and NaN for x NaN.
 /// @see     Abramowitz & Stegun, Handbook of Mathematical Functions, 26.5.8.
 MTH_EXPORT double Mth_IncompleteBeta(double a, double b, double x);
 
@@ -39,6 +41,7 @@ MTH_EXPORT float Mth_ErrorFunction(const float x);
 /// Equal values share their mean rank; the statistic is compared with the normal law, with the variance
 /// corrected for ties and a continuity correction of 1/2, and the tail is Mth_ComplementaryErrorFunction's.
 /// Both samples are left sorted ascending.
-/// @return  1 also for n below 1, for a null sample, when all values are equal and when memory runs out.
+/// @return  1 also for n below 1, for a null sample, when all values are equal and when memory runs out; NaN,
+///          with the samples as they were, when one of them holds a NaN.
 /// @see     Mann & Whitney, Annals of Mathematical Statistics 18 (1947).
 MTH_EXPORT double Mth_TestMannWhitney(double* x, double* y, int n);

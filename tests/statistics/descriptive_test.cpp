@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "mth/statistics/Mth_descriptive.h"
+#include "mth/statistics/Mth_descriptive_internal.h"
 #include "mth/statistics/Mth_special_functions.h"
 #include "support/allocation_faults.h"
 #include "support/matrices.h"
@@ -300,6 +301,48 @@ TEST(Descriptive, SpearmanWritesNothingWithoutMemory) {
   EXPECT_EQ(out[0], 0.0);
 }
 
+TEST(Descriptive, SpearmanWritesNothingAfterAFailedSort) {
+  std::mt19937 engine(43);
+  Values x(1000);
+  Values y(1000);
+  for (double& value : x) value = static_cast<double>(engine());
+  for (double& value : y) value = static_cast<double>(engine());
+  std::sort(y.begin(), y.begin() + 500);
+  for (const int pendingPartsMax : {0, 1, 3}) {
+    mth_test::RecordingDisplay display;
+    double out[] = {-9.0, -9.0, -9.0, -9.0, -9.0};
+    mth_internal::CorrelateRanks(x.data(), y.data(), 1000, out, out + 1, out + 2, out + 3, out + 4,
+                                 pendingPartsMax);
+    EXPECT_EQ(std::count(std::begin(out), std::end(out), -9.0), 5) << pendingPartsMax;
+    EXPECT_EQ(display.messages.size(), 1u);
+  }
+  double out[] = {-9.0, -9.0, -9.0, -9.0, -9.0};
+  mth_internal::CorrelateRanks(x.data(), y.data(), 1000, out, out + 1, out + 2, out + 3, out + 4);
+  EXPECT_EQ(std::count(std::begin(out), std::end(out), -9.0), 0);
+}
+
+TEST(Descriptive, OutputsThatShareAPlaceDoNotMix) {
+  Values x = {1, 2, 3, 4, 5, 6};
+  Values y = {2, 1, 4, 3, 7, 5};
+  double out[8];
+  Mth_StatisticalCriterionCalculations(x.data(), y.data(), 6, out, out + 1, out + 2, out + 3, out + 4,
+                                       out + 5, out + 6, out + 7);
+  double dummy, r, slope, prob;
+  Mth_StatisticalCriterionCalculations(x.data(), y.data(), 6, &dummy, &dummy, &dummy, &dummy, &dummy, &r,
+                                       &slope, &prob);
+  EXPECT_EQ(r, out[5]);
+  EXPECT_EQ(slope, out[6]);
+  EXPECT_EQ(prob, out[7]);
+  const Spearman expected(x, y);
+  double rs, probrs;
+  Mth_CorrelationRatioOfSpearman(x.data(), y.data(), 6, &dummy, &dummy, &dummy, &rs, &probrs);
+  EXPECT_EQ(rs, expected.rs);
+  EXPECT_EQ(probrs, expected.probrs);
+  double ranks[] = {1, 1, 2};
+  Mth_ReplaceByRank(3, ranks, ranks);
+  EXPECT_EQ(ranks[0], 6.0);
+}
+
 TEST(Descriptive, NullArraysCountAsEmptyAndGetNothing) {
   double* const none = nullptr;
   double x[] = {1, 2, 3};
@@ -320,6 +363,10 @@ TEST(Descriptive, NullArraysCountAsEmptyAndGetNothing) {
   for (double** rows : {static_cast<double**>(nullptr), broken}) {
     EXPECT_EQ(Mth_CovarianceMatrix(rows, whole, 3, 2), nullptr);
     EXPECT_EQ(Mth_CovarianceMatrix(whole, rows, 3, 2), nullptr);
+    for (const double entry : ElementsOf(Mth_CovarianceMatrix(rows, rows, 0, 2))) {
+      EXPECT_TRUE(std::isnan(entry));  // without samples there is nothing to look at
+    }
+    EXPECT_EQ(ElementsOf(Mth_CovarianceMatrix(rows, whole, short{0}, 2)).size(), 4u);
   }
 
   // Every argument in turn.
@@ -347,6 +394,9 @@ TEST(Descriptive, CorrelationMixesOneAndTwoSidedTails) {
       {{-1, 1, -1, 1}, {1, 1, -1, -1}, 0, 0, 0.5},  // no tail is asked for
       {{4, 4, 4, 4}, {1, 2, 3, 4}, 0, 0, 0.5},
       {{1, 2, 3, 4}, {1e-11, 2e-11, 3e-11, 4e-11}, 0, 1e-11, 0.5},  // y varies too little for r alone
+      // Variances about 1e-20, which is a threshold and part of the denominators: 1.1 / (1.1 + 1).
+      {{0, std::sqrt(2.2e-20)}, {0, std::sqrt(2.2e-20)}, 1.1 / 2.1, 1.1 / 2.1, 0},
+      {{0, std::sqrt(1.8e-20)}, {0, std::sqrt(1.8e-20)}, 0, 0, 0},
       {{1, 2, 3, 4, 5, 6}, {2, 1, 4, 3, 7, 5}, 0.7917946548886294, 3.2 / 3.5, 0.06051140336275671},  // scipy
       {{1, 2, 3, 4, 5, 6}, {-2, -1, -4, -3, -7, -5}, -0.7917946548886294, -3.2 / 3.5, 0.06051140336275671},
   };
@@ -405,19 +455,13 @@ TEST(Descriptive, MedianOfAVectorIsTheLowerMiddleOne) {
     int index;
     bool isReported;
   };
-  const Case cases[] = {{{}, 0, 77, false},
-                        {{1, 2, 3, 4}, 2, 1, false},
-                        {{3, 1, 2}, 2, 2, false},
-                        {{5, 3, 5, 5}, 5, 0, false},
-                        {{0.5}, 0.5, 0, false},
-                        {{0, 0}, 0, 0, false},
-                        {{1000}, 1000, 0, false},
-                        {{0.25}, 0.25, 0, true},
-                        {{1000.5}, 1000.5, 0, true},
-                        {{9, -1, -2}, -1, 1, true},
-                        {{0.999}, 0.999, 0, true},
-                        {{kNaN, 2, 1}, 2, 1, false},
-                        {{kNaN, kNaN}, kNaN, -1, false}};
+  const Case cases[] = {{{}, 0, 77, false},          {{1, 2, 3, 4}, 2, 1, false},
+                        {{3, 1, 2}, 2, 2, false},    {{5, 3, 5, 5}, 5, 0, false},
+                        {{0.5}, 0.5, 0, false},      {{0, 0}, 0, 0, false},
+                        {{1000}, 1000, 0, false},    {{1}, 1, 0, false},
+                        {{0.25}, 0.25, 0, true},     {{1000.5}, 1000.5, 0, true},
+                        {{9, -1, -2}, -1, 1, true},  {{0.999}, 0.999, 0, true},
+                        {{kNaN, 2, 1}, 2, 1, false}, {{kNaN, kNaN}, kNaN, -1, false}};
   for (const Case& c : cases) {
     mth_test::RecordingDisplay display;
     int index = 77;

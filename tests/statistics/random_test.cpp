@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <ctime>
 #include <limits>
 #include <map>
 #include <utility>
 #include <vector>
 
+#include "mth/statistics/Mth_congruence_internal.h"
+#include "mth/statistics/Mth_normal_pair_internal.h"
 #include "mth/statistics/Mth_random.h"
 
 // The streams belong to the process: every test seeds those that it draws from. Stream 4 is never seeded.
@@ -280,27 +283,66 @@ TEST(Random, CombinedDrawsOfManySeedsShareTheirState) {
 }
 
 TEST(Random, NormalDeviatesComeInPairsFromTheUniformOnes) {
-  const std::vector<double> uniforms = Uniforms(0, 2024, 100);
+  const std::vector<double> uniforms = Uniforms(0, 2024, 1000);
   Mth_NormalRandomGenerator(0);
   Mth_NormalRandomGenerator(kUnseeded);  // nothing is kept now, whatever was before
   Seed(0, 2024);
   std::size_t used = 0;
-  for (int pair = 0; pair < 20; ++pair) {
-    double v1 = 0.0;
-    double v2 = 0.0;
-    double square = 0.0;
+  for (int pair = 0; pair < 150; ++pair) {
+    float v1 = 0.0f;
+    float v2 = 0.0f;
+    float square = 0.0f;
     do {
-      v1 = 2.0 * uniforms[used] - 1.0;
-      v2 = 2.0 * uniforms[used + 1] - 1.0;
+      v1 = static_cast<float>(2.0 * uniforms[used] - 1.0);
+      v2 = static_cast<float>(2.0 * uniforms[used + 1] - 1.0);
       used += 2;
       square = v1 * v1 + v2 * v2;
-    } while (square >= 1.0);
-    const double first = static_cast<double>(Mth_NormalRandomGenerator(0));
-    const double second = static_cast<double>(Mth_NormalRandomGenerator(kUnseeded));  // kept for any stream
-    EXPECT_NEAR(first * first + second * second, -2.0 * std::log(square), 1e-5);
-    EXPECT_NEAR(first * v1, second * v2, 1e-5);
-    EXPECT_EQ(Mth_Random1(0), uniforms[used++]);  // nothing else was drawn
+    } while (square >= 1.0f);
+    const auto factor = static_cast<float>(std::sqrt(-2.0 * std::log(static_cast<double>(square)) / square));
+    EXPECT_EQ(Mth_NormalRandomGenerator(0), v2 * factor);
+    EXPECT_EQ(Mth_NormalRandomGenerator(kUnseeded), v1 * factor);  // kept for any stream
+    EXPECT_EQ(Mth_Random1(0), uniforms[used++]);                   // nothing else was drawn
   }
+}
+
+TEST(Random, NormalDeviatesAcceptThePairOfZeros) {
+  std::vector<double> uniforms = {0.25, 0.25, 0.5, 0.5};
+  const auto draw = [&uniforms] {
+    const double last = uniforms.back();
+    uniforms.pop_back();
+    return last;
+  };
+  const mth_internal::NormalPair zeros = mth_internal::MakeNormalPair(draw);
+  EXPECT_TRUE(std::isnan(zeros.first) && std::isnan(zeros.second));
+  EXPECT_EQ(uniforms.size(), 2u);
+  EXPECT_EQ(mth_internal::MakeNormalPair(draw).first,
+            mth_internal::MakeNormalPair([] { return 0.25; }).second);
+}
+
+// A guess is right, or too great by the modulus: for few seeds, and for those whose next one is 0.
+template <class Congruence>
+void CheckGuesses(std::int64_t multiplier, std::int64_t quotient, std::int64_t remainder) {
+  constexpr std::uint32_t kStride = 4999;
+  int guesses = 0;
+  int tooGreat = 0;
+  int wrong = 0;
+  for (std::uint32_t seed = 0; seed < (1u << 31) - kStride; seed += kStride, ++guesses) {
+    const std::int64_t next = multiplier * (seed % quotient) - remainder * (seed / quotient);
+    const std::int64_t expected = next < 0 ? next + Congruence::kModulus : next;
+    const std::int64_t guess = Congruence::Guess(seed);
+    tooGreat += guess == expected + Congruence::kModulus ? 1 : 0;
+    const bool isWithin = guess == expected || guess == expected + Congruence::kModulus;
+    wrong += !isWithin || Congruence::Step(seed) != expected ? 1 : 0;
+  }
+  EXPECT_EQ(wrong, 0);
+  EXPECT_LT(tooGreat, guesses / 16000);
+}
+
+TEST(Random, GuessedQuotientsAreRightOrOneTooSmall) {
+  CheckGuesses<mth_internal::FirstCongruence>(40014, 53668, 12221);
+  CheckGuesses<mth_internal::SecondCongruence>(40692, 52774, 3791);
+  EXPECT_EQ(mth_internal::FirstCongruence::Guess(0), 0);
+  EXPECT_EQ(mth_internal::FirstCongruence::Guess(2147483573), 2147483563);  // its next is 0
 }
 
 TEST(Random, NormalDeviatesHaveTheMomentsOfTheirLaw) {

@@ -242,7 +242,27 @@ TEST(Sort, DistinctValuesComeLargestFirst) {
   ASSERT_EQ(withNaN.size(), 3u);
   EXPECT_TRUE(std::isnan(withNaN[0]));
   EXPECT_EQ(withNaN[1], 2.0);
+  // Of zeros of both signs the last of the ascending exchanges: -1 has made the first zero the last one.
+  std::mt19937 engine(31);
+  const double alphabet[] = {0.0, -0.0, -1.0, 1.0};
+  for (int i = 0; i < 300; ++i) {
+    std::vector<double> values(engine() % 12 + 1);
+    for (double& value : values) value = alphabet[engine() % 4];
+    std::vector<double> expected = Exchanged(values, true);
+    std::reverse(expected.begin(), expected.end());
+    expected.erase(std::unique(expected.begin(), expected.end()), expected.end());
+    EXPECT_TRUE(SameBits(Mth_SortVector(values), expected)) << i;
+  }
 }
+
+// A second array that is no companion would be taken for the direction, and the first sorted alone.
+template <class Keys, class Companions>
+concept CanSort = requires(Keys keys, Companions companions) {
+  Mth_Sort(1, keys, companions);
+};
+static_assert(CanSort<double*, double*> && CanSort<float*, float*> && CanSort<double*, bool>);
+static_assert(!CanSort<double*, int*> && !CanSort<double*, float*> && !CanSort<float*, double*>);
+static_assert(!CanSort<int*, int*> && !CanSort<double*, const double*>);
 
 TEST(Sort, PointsCompareInThousandths) {
   constexpr int kMax = std::numeric_limits<int>::max();
@@ -264,6 +284,10 @@ TEST(Sort, PointsCompareInThousandths) {
   EXPECT_EQ(Mth_SortDist(&a, &b), 5000);
   EXPECT_EQ(Mth_SortDist(&b, &a), 5000);
   EXPECT_EQ(Mth_SortDist(&a, &a), 0);
+  MTH_3D_DOUBLE near(1.0, 2.0019, 3.0);
+  MTH_3D_DOUBLE nearer(1.0, 2.0, 2.9991);
+  EXPECT_EQ(Mth_SortDist(&a, &near), 1);  // truncated
+  EXPECT_EQ(Mth_SortDist(&a, &nearer), 0);
   EXPECT_EQ(Mth_SortDist(&a, &undefined), 0);
   for (auto* const compare : {Mth_SortDist, Mth_SortXCroissant, Mth_SortYCroissant, Mth_SortZCroissant}) {
     EXPECT_EQ(compare(nullptr, &a), 0);
