@@ -1,7 +1,9 @@
 #include "mth/optimise/Mth_funct.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <new>
 
@@ -13,17 +15,19 @@
 namespace mth_internal {
 
 std::unique_ptr<double[]> NewZeros(std::size_t count) {
-  // Refused here and not by the allocator: n x n of a large n does not fit in any memory.
-  constexpr std::size_t kLargestCount = std::size_t{1} << 36;
-  if (count > kLargestCount) return nullptr;
   return std::unique_ptr<double[]>(new (std::nothrow) double[count]());
 }
 
-OptimisationProgress::OptimisationProgress(const char* title, std::int64_t stepsCount) {
+template <class Fill>
+void OptimisationProgress::SetText(Fill fill) {
   try {
-    text_ = title;
-  } catch (const std::bad_alloc&) {  // a window without a title is no reason not to minimise
+    fill();
+  } catch (const std::bad_alloc&) {
   }
+}
+
+OptimisationProgress::OptimisationProgress(const char* title, std::int64_t stepsCount) {
+  SetText([&] { text_ = title; });
   bar_.SetTitle(text_);
   bar_.Show();
   bar_.SetStepsCount(static_cast<int>(std::clamp<std::int64_t>(stepsCount, std::numeric_limits<int>::min(),
@@ -31,19 +35,15 @@ OptimisationProgress::OptimisationProgress(const char* title, std::int64_t steps
 }
 
 void OptimisationProgress::Step(const char* text) {
-  try {
-    text_ = text;
-  } catch (const std::bad_alloc&) {
-  }
+  SetText([&] { text_ = text; });
   bar_.StepAction(text_);
 }
 
 void OptimisationProgress::StepParameters(const double* parameters, int n) {
-  try {
+  SetText([&] {
     text_.clear();
     for (int i = 0; i < n; ++i) text_.append(FixedNumber(parameters[i], 1).View()).push_back('\t');
-  } catch (const std::bad_alloc&) {
-  }
+  });
   bar_.StepAction(text_);
 }
 
@@ -64,8 +64,17 @@ MTH_FUNCT::MTH_FUNCT(int n) {
 
 MTH_FUNCT::~MTH_FUNCT() = default;
 
+void MTH_FUNCT::FreePages::operator()(double* elements) const {
+  std::free(elements);
+}
+
 bool MTH_FUNCT::AllocateArrays(std::size_t count) {
-  hessian_ = NewZeros(count * count);  // first, since it is the one that a large count is refused
+  // First, since it is the one that a large count is refused, and refused here and not by the allocator: n x
+  // n of a large n does not fit in any memory. Zeros that the system hands out untouched: most minimisers
+  // never look at it.
+  constexpr std::size_t kLargestCount = std::size_t{1} << 18;
+  if (count > kLargestCount) return false;
+  hessian_.reset(static_cast<double*>(std::calloc(std::max<std::size_t>(count * count, 1), sizeof(double))));
   if (!hessian_) return false;
   for (Array* array :
        {&linePoint_, &lineDirection_, &savedParameters_, &trialPoint_, &parameters_, &gradient_}) {
@@ -78,9 +87,10 @@ bool MTH_FUNCT::AllocateArrays(std::size_t count) {
 
 void MTH_FUNCT::Release() {
   for (Array* array :
-       {&linePoint_, &lineDirection_, &savedParameters_, &trialPoint_, &parameters_, &gradient_, &hessian_}) {
+       {&linePoint_, &lineDirection_, &savedParameters_, &trialPoint_, &parameters_, &gradient_}) {
     array->reset();
   }
+  hessian_.reset();
   annealing_.reset();
 }
 
@@ -92,6 +102,20 @@ bool MTH_FUNCT::SimAnnComputeTransition() {
 
 bool MTH_FUNCT::SimAnnComputeInverseTransition() {
   return true;
+}
+
+int MTH_FUNCT::GetResidualsCount() const {
+  return 0;
+}
+
+bool MTH_FUNCT::EvaluateResiduals(double* /*residuals*/) {
+  return false;
+}
+
+// A run whose cost is no number has met no tolerance, and what used its iterations up is that.
+void MTH_FUNCT::EndRun(MTH_STOP_REASON reason, bool hasIterated) {
+  const bool isLost = hasIterated && !std::isfinite(value_) && reason != MTH_STOP_REASON::Cancelled;
+  stopReason_ = isLost ? MTH_STOP_REASON::NotFinite : reason;
 }
 
 void MTH_FUNCT::SetParameters(double* x) {

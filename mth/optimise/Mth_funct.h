@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <memory>
 
+#include "mth/Mth_stop_reason.h"
 #include "std/Std_export.h"
 
 class MTH_MATRIX;
@@ -30,11 +31,18 @@ struct SIMULATED_ANNEALING_PARAM {
 /// is given a start.
 ///
 /// A start is given through SetParameters, so it counts only once the object is "defined" (see SetDefined).
-/// Where a minimiser has an `iterations` argument it may be null. Without parameters (n = 0), and when there
-/// is no memory for its work arrays, a minimiser returns false at once.
+/// Where a minimiser has an `iterations` argument it may be null. When there is no memory for its work arrays
+/// a minimiser returns false at once. Without parameters (n = 0) it takes its steps all the same, which then
+/// change nothing: Powell's method evaluates once and gives false with 0 iterations, the steepest descent
+/// true, and the simplex method, which has no second vertex then, false at once.
 ///
-/// Nothing is thrown. An exception of the host's own Evaluate() or annealing hooks passes through to the
-/// host: nothing leaks, the progress window closes, and the object can be used again.
+/// Every minimiser asks once per iteration, and the annealing every 1,000 evaluations, whether it is to end:
+/// its progress window where it has one (TSTD_WAIT_BAR::IsCancelRequested), the display elsewhere
+/// (Std_IsCancelRequested). A cancelled run leaves the best point that it has accepted, its start included,
+/// in the parameters, with its cost in the value, and returns what it would at its limit of iterations.
+///
+/// Nothing is thrown. An exception of the host's own Evaluate(), EvaluateResiduals() or annealing hooks
+/// passes through to the host: nothing leaks, the progress window closes, and the object can be used again.
 ///
 /// One thread at a time may use an object. docs/minimisers.md compares the minimisers and tells where they
 /// are intentionally unlike the textbook.
@@ -55,6 +63,12 @@ class MTH_EXPORT MTH_FUNCT {
   virtual ~MTH_FUNCT();
   /// Computes the cost of the parameters and stores it with SetValue.
   virtual void Evaluate() = 0;
+  /// Hook of the least-squares minimiser: the number m of residuals. 0 here, for a cost that is no sum of
+  /// squares.
+  virtual int GetResidualsCount() const;
+  /// Hook of the least-squares minimiser: stores the residuals of the parameters, as model minus data or as
+  /// data minus model. @param residuals  receives m values. @return  false to end the run; false here.
+  virtual bool EvaluateResiduals(double* residuals);
 
   /// Number of parameters n.
   int GetParametersCount() const { return parametersCount_; }
@@ -65,6 +79,11 @@ class MTH_EXPORT MTH_FUNCT {
   /// @return  the cost stored last, which after a minimiser or EvaluateAtPoint is that of the parameters.
   double GetValue() const { return value_; }
   void SetValue(const double value) { value_ = value; }
+  /// How the last run of a minimiser ended. Every minimiser that met its tolerance has converged, so have an
+  /// annealing that fell below its final temperature or went stale and a Levenberg-Marquardt run that can go
+  /// no further; a cost that is not finite is NotFinite, never converged. NotRun also after an exception of
+  /// the host.
+  MTH_STOP_REASON GetStopReason() const { return stopReason_; }
   /// Declares whether SetParameters, and with it the start of a minimiser, is obeyed. False at first.
   void SetDefined(const bool isDefined) { isDefined_ = isDefined; }
   /// Step h of the finite differences; 1.0 at first.
@@ -119,7 +138,8 @@ class MTH_EXPORT MTH_FUNCT {
   /// Damped Newton iteration. Intentionally it always starts from 0.1 in every parameter and adds the solved
   /// step without changing its sign: it goes up to a maximum where the curvature is positive.
   /// It has no limit of iterations: it ends when a step changes the cost by at most 1e-10, or by NaN, and
-  /// when the damping is no longer finite or, being 0, can no longer grow.
+  /// when the damping can no longer grow, as it is 0 or beyond every finite number. It shows no message,
+  /// whatever the system: a step that cannot be solved for is 0.
   /// @param iterations  receives 0.
   /// @return            whether the cost is now below that of the start.
   bool ComputeOptimumMarLev(short* iterations);
@@ -157,6 +177,31 @@ class MTH_EXPORT MTH_FUNCT {
   /// @return            true but for a null start.
   bool Compute_Optimum_Steepes(double* start, double ftol, int maxIter, int* iterations);
 
+  /// Least squares: minimises half the sum of the squared residuals that EvaluateResiduals stores, by
+  /// Marquardt's method with Nielsen's damping, and leaves that half sum in the value. The derivatives are
+  /// forward differences: n evaluations of the residuals for each accepted step, one for each trial.
+  /// @param start       null starts from the parameters; counts whether the object is defined or not.
+  /// @param ftol        has converged when a step changes the cost, and the linear model had promised to
+  /// change
+  ///                    it, by at most this, relative to the cost; also when rounding allows no progress.
+  /// @param maxIter     trial steps at most; 0 or below evaluates the start and returns false.
+  /// @param iterations  receives the trial steps.
+  /// @return            whether it has converged. False, with nothing changed, for fewer residuals than
+  /// parameters
+  ///                    or none (BadInput), without memory (NoMemory), and with the start in the parameters
+  ///                    for residuals that are not finite or not given there (NotFinite). Residuals that are
+  ///                    not finite later on only refuse a step; EvaluateResiduals returning false ends the
+  ///                    run at the best point (NotFinite).
+  /// @see  Marquardt, J. SIAM 11 (1963) 431; Nielsen, IMM-REP-1999-05, Technical University of Denmark.
+  bool ComputeOptimumLeastSquares(double* start, double ftol, int maxIter, int* iterations);
+  /// The covariance of the parameters after ComputeOptimumLeastSquares, for residuals of equal variance:
+  /// 2 value / (m - n) times the inverse of J^T J, J being the derivatives of the residuals. The roots of its
+  /// diagonal are the standard errors.
+  /// @return  the object's own n x n array, row-major; null before a run, after one that was refused or met
+  /// what
+  ///          is not finite, and where m = n or J^T J is singular.
+  const double* GetCovariance() const { return covariance_.get(); }
+
   /// Copies the settings into the object's own record. Null is ignored.
   void SetSimAnnParam(SIMULATED_ANNEALING_PARAM* p);
   /// @return  the object's own record, which a run updates (its step amplitude); null without parameters.
@@ -186,10 +231,14 @@ class MTH_EXPORT MTH_FUNCT {
  private:
   using Array = std::unique_ptr<double[]>;
 
+  struct FreePages {
+    void operator()(double* elements) const;
+  };
+
   bool AllocateArrays(std::size_t count);
   void Release();
+  void EndRun(MTH_STOP_REASON reason, bool hasIterated);
   bool AllocateDerivativeWork();
-  double* PointBeside(int vector, int i, double shift);
   double SecondDifference(int i);
   double MixedDifference(int i, int j);
 
@@ -213,7 +262,9 @@ class MTH_EXPORT MTH_FUNCT {
   double steepestConstant_ = 1.0;
   bool isDefined_ = false;
   Array gradient_;
-  Array hessian_;
+  std::unique_ptr<double[], FreePages> hessian_;
   double gradientStep_ = 1.0;
   std::unique_ptr<SIMULATED_ANNEALING_PARAM> annealing_;
+  Array covariance_;
+  MTH_STOP_REASON stopReason_ = MTH_STOP_REASON::NotRun;
 };

@@ -12,19 +12,18 @@ class BellCache;
 /// centre mu, width sigma. The object is defined once it has been evaluated.
 class MTH_EXPORT MTH_FUNCT_AJUST_GAUSS_COST : public MTH_FUNCT {
  public:
-  /// @param data       count samples, borrowed: kept alive and unchanged by the caller. Null: no samples.
+  /// @param data       count samples, borrowed: kept alive and unchanged by the caller.
   /// @param gaussians  number of Gaussians; 0 models the samples as 0.
   MTH_FUNCT_AJUST_GAUSS_COST(double* data, int count, int gaussians);
   ~MTH_FUNCT_AJUST_GAUSS_COST() override;
   /// Root of the summed squared error of the model sum over g of A / (sqrt(2 pi) sigma) exp(-((i - mu) /
-  /// sigma)^2 / 2).
+  /// sigma)^2 / 2). 0 without samples (count 0); NaN for null ones, and for an object that found no memory.
   void Evaluate() override;
 
  private:
-  const double* Gaussian(int g) const;
-  void AddGaussian(int g, int first, int length, double* model) const;
+  double SquaredError() const;
 
   double* data_;
   int count_;
-  std::unique_ptr<mth_internal::BellCache> cache_;  // null for very many samples
+  std::unique_ptr<mth_internal::BellCache> cache_;  // null: there is no cost
 };

@@ -6,12 +6,13 @@
 /// width sigma. The object is defined once it has been evaluated.
 class MTH_EXPORT MTH_FUNCT_AJUST_RAYLEIGH_COST : public MTH_FUNCT {
  public:
-  /// @param data  count samples, borrowed: kept alive and unchanged by the caller. Null: no samples.
+  /// @param data  count samples, borrowed: kept alive and unchanged by the caller.
   MTH_FUNCT_AJUST_RAYLEIGH_COST(double* data, int count);
   ~MTH_FUNCT_AJUST_RAYLEIGH_COST() override;
   /// Root of the summed squared error of the model (i - mu) A / sigma^2 exp(-(i - mu)^2 / (2 sigma^2)) from
   /// the onset, truncated to a whole abscissa, on, and 0 before. Intentionally the onset itself becomes
-  /// its absolute value, in the parameters.
+  /// its absolute value, in the parameters. 0 without samples (count 0); NaN for null ones, and for an object
+  /// that found no memory.
   void Evaluate() override;
 
  private:

@@ -16,6 +16,7 @@ using mth_internal::CopyPoint;
 constexpr const char* kTitle = "Minimise par Recuit simulé";
 constexpr short kRandomStream = 0;
 constexpr int kLargestRandom = 32767;
+constexpr int kMovesPerQuestion = 1000;  // whether the run is to end, within a stage
 
 class Annealing {
  public:
@@ -36,7 +37,8 @@ class Annealing {
   double BestCost() const { return bestCost_; }
   std::int64_t MovesCount() const { return moves_; }
 
-  void RunStage() {
+  // A stage that is cancelled ends there and then.
+  void RunStage(const mth_internal::OptimisationProgress& progress) {
     stageCost_ = bestCost_;
     int rejections = 0;
     int transitions = 0;
@@ -44,8 +46,10 @@ class Annealing {
       Move(rejections);
       ++transitions;
       ++moves_;
+      if (transitions % kMovesPerQuestion == 0) isCancelled_ = progress.IsCancelRequested();
       // Rejections are compared for equality: a negative limit never ends a stage. A stage always has an end.
-    } while (rejections != settings_.rejectionsPerStage && transitions < settings_.transitionsPerStage);
+    } while (rejections != settings_.rejectionsPerStage && transitions < settings_.transitionsPerStage &&
+             !isCancelled_);
     const bool hasImproved = stageCost_ < bestCost_;
     if (hasImproved) bestCost_ = stageCost_;
     staleStages_ = hasImproved ? 0 : staleStages_ + 1;
@@ -54,10 +58,11 @@ class Annealing {
     ++stages_;
   }
 
-  bool IsOver() const {
-    return stages_ >= settings_.maximumStages || temperature_ < settings_.finalTemperature ||
-           staleStages_ >= settings_.stagesWithoutImprovement;
+  bool IsCancelled() const { return isCancelled_; }
+  bool HasConverged() const {
+    return temperature_ < settings_.finalTemperature || staleStages_ >= settings_.stagesWithoutImprovement;
   }
+  bool HasUsedUpItsStages() const { return stages_ >= settings_.maximumStages; }
 
   void KeepBest() {
     CopyPoint(bestPoint_.Get(), n_, cost_.GetParameters());
@@ -104,8 +109,20 @@ class Annealing {
   double stageCost_;
   int stages_ = 0;
   int staleStages_ = 0;
+  bool isCancelled_ = false;
   std::int64_t moves_ = 0;
 };
+
+MTH_STOP_REASON RunStages(Annealing& annealing, mth_internal::OptimisationProgress& progress) {
+  for (;;) {
+    annealing.RunStage(progress);
+    progress.Step();
+    if (annealing.IsCancelled()) return MTH_STOP_REASON::Cancelled;
+    if (annealing.HasConverged()) return MTH_STOP_REASON::Converged;
+    if (annealing.HasUsedUpItsStages()) return MTH_STOP_REASON::IterationCap;
+    if (progress.IsCancelRequested()) return MTH_STOP_REASON::Cancelled;
+  }
+}
 
 }  // namespace
 
@@ -116,8 +133,10 @@ void MTH_FUNCT::SetSimAnnParam(SIMULATED_ANNEALING_PARAM* p) {
 bool MTH_FUNCT::ComputeOptimumSimmulatedAnnealing(SIMULATED_ANNEALING_PARAM* p, double* start,
                                                   short /*reserved1*/, double /*reserved2*/,
                                                   short* iterations) {
-  const mth_internal::IterationCount<short> count(iterations);
-  if (p == nullptr || parametersCount_ == 0) return false;
+  if (iterations != nullptr) *iterations = 0;
+  stopReason_ = MTH_STOP_REASON::BadInput;
+  if (p == nullptr || !annealing_) return false;
+  stopReason_ = MTH_STOP_REASON::NotRun;
   SetSimAnnParam(p);
   SetParameters(start);
   InitialiseSimAnn();
@@ -125,14 +144,15 @@ bool MTH_FUNCT::ComputeOptimumSimmulatedAnnealing(SIMULATED_ANNEALING_PARAM* p, 
   Evaluate();
   const double startCost = value_;
   Annealing annealing(*this);
-  if (!annealing.IsAllocated()) return false;
+  if (!annealing.IsAllocated()) {
+    stopReason_ = MTH_STOP_REASON::NoMemory;
+    return false;
+  }
   mth_internal::OptimisationProgress progress(kTitle, annealing_->maximumStages);
-  do {
-    annealing.RunStage();
-    progress.Step();
-  } while (!annealing.IsOver());
+  const MTH_STOP_REASON reason = RunStages(annealing, progress);
   annealing.KeepBest();
-  *count = static_cast<short>(annealing.MovesCount());
+  EndRun(reason, true);
+  if (iterations != nullptr) *iterations = static_cast<short>(annealing.MovesCount());
   return annealing.BestCost() < startCost;
 }
 

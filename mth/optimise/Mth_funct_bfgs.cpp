@@ -85,32 +85,50 @@ bool IsFlat(double former, double cost, double tolerance) {
   return kStopFactor * std::abs(cost - former) <= tolerance * (std::abs(cost) + std::abs(former) + kTinyCost);
 }
 
+// `count` is that of the iteration under way.
+MTH_STOP_REASON Descend(MTH_FUNCT& cost, VariableMetric& metric, mth_internal::BestPoint& best, double ftol,
+                        short& count, mth_internal::OptimisationProgress& progress) {
+  double formerCost = cost.GetValue();
+  for (short k = 1; k <= kMaximumIterations; ++k) {
+    count = k;
+    metric.MinimiseAlongDirection();
+    best.Offer();
+    if (IsFlat(formerCost, cost.GetValue(), ftol)) {
+      progress.Step();
+      return MTH_STOP_REASON::Converged;
+    }
+    formerCost = cost.GetValue();
+    metric.ComputeGradient();
+    metric.Update();
+    metric.ComputeDirection();
+    progress.Step();
+    if (progress.IsCancelRequested()) {
+      best.Restore();
+      return MTH_STOP_REASON::Cancelled;
+    }
+  }
+  return MTH_STOP_REASON::IterationCap;
+}
+
 }  // namespace
 
 bool MTH_FUNCT::ComputeOptimumQNBFGS(double* start, double ftol, short* iterations) {
-  const mth_internal::IterationCount<short> count(iterations);
+  short unreported = 0;
+  short& count = iterations != nullptr ? *iterations : unreported;
+  count = 0;
+  stopReason_ = MTH_STOP_REASON::NoMemory;
   VariableMetric metric(*this);
-  if (parametersCount_ == 0 || !metric.IsAllocated() || !AllocateDerivativeWork()) return false;
+  mth_internal::BestPoint best(*this);
+  if (!metric.IsAllocated() || !best.IsAllocated() || !AllocateDerivativeWork()) return false;
+  stopReason_ = MTH_STOP_REASON::NotRun;
   mth_internal::OptimisationProgress progress(kTitle, kMaximumIterations);
   progress.Step(kTitle);
   SetParameters(start);
   Evaluate();
   const double startCost = value_;
-  double formerCost = value_;
+  best.Offer();
   ComputeGradient();
   metric.Begin();
-  for (short k = 1; k <= kMaximumIterations; ++k) {
-    *count = k;
-    metric.MinimiseAlongDirection();
-    if (IsFlat(formerCost, value_, ftol)) {
-      progress.Step();
-      break;
-    }
-    formerCost = value_;
-    metric.ComputeGradient();
-    metric.Update();
-    metric.ComputeDirection();
-    progress.Step();
-  }
+  EndRun(Descend(*this, metric, best, ftol, count, progress), true);
   return value_ < startCost;
 }

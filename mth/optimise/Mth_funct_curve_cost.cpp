@@ -28,19 +28,19 @@ bool MTH_FUNCT_CURVE_COST::AllocateSamples(int count) {
   return true;
 }
 
+// Here and not in the header: the sum must not be fused by the flags of a host's compiler.
+void MTH_FUNCT_CURVE_COST::StoreMeanSquaredError() {
+  const double* const y = ordinates_.get();
+  const double* const model = model_.get();
+  const int count = abscissae_ && GetParametersCount() > 0 ? samplesCount_ : 0;
+  double sum = 0.0;
+  for (int i = 0; i < count; ++i) sum += (model[i] - y[i]) * (model[i] - y[i]);
+  SetValue(sum / count);
+  SetDefined(true);
+}
+
 void MTH_FUNCT_CURVE_COST::ReleaseSamples() {
   abscissae_.reset();
   ordinates_.reset();
   model_.reset();
-}
-
-void MTH_FUNCT_CURVE_COST::StoreMeanSquaredError() {
-  const int count = abscissae_ != nullptr ? samplesCount_ : 0;
-  double sum = 0.0;
-  for (int i = 0; i < count; ++i) {
-    const double error = model_.get()[i] - ordinates_.get()[i];
-    sum += error * error;
-  }
-  SetValue(sum / count);
-  SetDefined(true);
 }

@@ -7,7 +7,8 @@
 /// Base of the cost functions that fit a model to a curve of their own: sampled points (x, y), copied, and
 /// the values of the model there. Their cost is the mean squared difference of model and ordinates.
 ///
-/// Without samples the cost is NaN. GetModel() tells the model at the last Evaluate(), 0 before.
+/// Without samples, and for an object that found no memory, the cost is NaN. GetModel() tells the model at
+/// the last Evaluate(), 0 before.
 class MTH_EXPORT MTH_FUNCT_CURVE_COST : public MTH_FUNCT {
  public:
   ~MTH_FUNCT_CURVE_COST() override;
@@ -31,17 +32,13 @@ class MTH_EXPORT MTH_FUNCT_CURVE_COST : public MTH_FUNCT {
   /// @param model  the model's ordinate at an abscissa.
   template <class Model>
   void EvaluateMeanSquaredError(Model model) {
-    const double* const x = GetAbscissae();
-    double* const modelled = GetModel();
-    const int count = x != nullptr ? samplesCount_ : 0;
-    for (int i = 0; i < count; ++i) modelled[i] = model(x[i]);
+    for (int i = 0; abscissae_ && i < samplesCount_; ++i) model_.get()[i] = model(abscissae_.get()[i]);
     StoreMeanSquaredError();
   }
-
- private:
-  // Not in the header: there a host's flags could fuse its products and sums.
+  /// The same once the model is filled. Not in this header, where a host's flags could fuse its products and sums.
   void StoreMeanSquaredError();
 
+ private:
   std::unique_ptr<double[]> abscissae_;
   std::unique_ptr<double[]> ordinates_;
   std::unique_ptr<double[]> model_;

@@ -20,7 +20,7 @@ MTH_FUNCT_FIND_CHAINETTE::MTH_FUNCT_FIND_CHAINETTE(int count, double* x, double*
 MTH_FUNCT_FIND_CHAINETTE::~MTH_FUNCT_FIND_CHAINETTE() = default;
 
 void MTH_FUNCT_FIND_CHAINETTE::Evaluate() {
-  if (GetParametersCount() == 0) return;  // there was no memory for them
+  if (GetParametersCount() == 0) return StoreMeanSquaredError();  // there was no memory for them
   const double a = GetParameters()[0];
   const double b = GetParameters()[1];
   EvaluateMeanSquaredError([a, b](double x) {

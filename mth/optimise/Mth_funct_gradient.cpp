@@ -1,9 +1,25 @@
+#include <initializer_list>
+
 #include "mth/optimise/Mth_funct.h"
 #include "mth/optimise/Mth_funct_internal.h"
 
-// Finite differences of the cost.
+// Finite differences of the cost. All points of a difference are formed before the first of them is
+// evaluated: a cost that moves its own parameters moves none of the points.
 
-using mth_internal::CopyPoint;
+namespace {
+
+struct Shift {
+  int coordinate;
+  double by;
+};
+
+// Makes `point` the parameters with some coordinates moved.
+void FormPoint(const MTH_FUNCT& cost, std::initializer_list<Shift> shifts, double* point) {
+  mth_internal::CopyPoint(cost.GetParameters(), cost.GetParametersCount(), point);
+  for (const Shift& shift : shifts) point[shift.coordinate] += shift.by;
+}
+
+}  // namespace
 
 bool MTH_FUNCT::AllocateDerivativeWork() {
   bool isAllocated = true;
@@ -17,10 +33,14 @@ bool MTH_FUNCT::AllocateDerivativeWork() {
 void MTH_FUNCT::ComputeGradient() {
   if (!AllocateDerivativeWork()) return;
   const double h = gradientStep_;
+  double* const before = derivativeWork_[0].get();
+  double* const after = derivativeWork_[1].get();
   for (int i = 0; i < parametersCount_; ++i) {
-    const double after = EvaluateAtPoint(PointBeside(1, i, h));
-    const double before = EvaluateAtPoint(PointBeside(0, i, -h));
-    gradient_.get()[i] = (after - before) / (2.0 * h);
+    FormPoint(*this, {{i, -h}}, before);
+    FormPoint(*this, {{i, h}}, after);
+    const double costAfter = EvaluateAtPoint(after);
+    const double costBefore = EvaluateAtPoint(before);
+    gradient_.get()[i] = (costAfter - costBefore) / (2.0 * h);
   }
 }
 
@@ -37,32 +57,31 @@ void MTH_FUNCT::ComputeHessian() {
   }
 }
 
-// A fresh copy of the parameters in one of the work vectors, with coordinate i moved.
-double* MTH_FUNCT::PointBeside(int vector, int i, double shift) {
-  double* const point = derivativeWork_[vector].get();
-  CopyPoint(parameters_.get(), parametersCount_, point);
-  point[i] += shift;
-  return point;
-}
-
 double MTH_FUNCT::SecondDifference(int i) {
   const double h = gradientStep_;
-  const double after = EvaluateAtPoint(PointBeside(1, i, h));
-  const double before = EvaluateAtPoint(PointBeside(0, i, -h));
-  const double here = EvaluateAtPoint(parameters_.get());
-  return (after + before - 2.0 * here) / (h * h);
+  double* const before = derivativeWork_[0].get();
+  double* const after = derivativeWork_[1].get();
+  FormPoint(*this, {{i, -h}}, before);
+  FormPoint(*this, {{i, h}}, after);
+  const double costAfter = EvaluateAtPoint(after);
+  const double costBefore = EvaluateAtPoint(before);
+  const double costHere = EvaluateAtPoint(parameters_.get());
+  return (costAfter + costBefore - 2.0 * costHere) / (h * h);
 }
 
 double MTH_FUNCT::MixedDifference(int i, int j) {
   const double h = gradientStep_;
-  const auto costBeside = [&](int vector, double shiftI, double shiftJ) {
-    double* const point = PointBeside(vector, i, shiftI);
-    point[j] += shiftJ;
-    return EvaluateAtPoint(point);
-  };
-  const double bothAfter = costBeside(1, h, h);
-  const double firstAfter = costBeside(2, h, -h);
-  const double secondAfter = costBeside(3, -h, h);
-  const double bothBefore = costBeside(0, -h, -h);
-  return ((bothAfter - firstAfter) - (secondAfter - bothBefore)) / (4.0 * (h * h));
+  double* const bothBefore = derivativeWork_[0].get();
+  double* const bothAfter = derivativeWork_[1].get();
+  double* const firstAfter = derivativeWork_[2].get();
+  double* const secondAfter = derivativeWork_[3].get();
+  FormPoint(*this, {{i, -h}, {j, -h}}, bothBefore);
+  FormPoint(*this, {{i, h}, {j, h}}, bothAfter);
+  FormPoint(*this, {{i, h}, {j, -h}}, firstAfter);
+  FormPoint(*this, {{i, -h}, {j, h}}, secondAfter);
+  const double costOfBothAfter = EvaluateAtPoint(bothAfter);
+  const double costOfFirstAfter = EvaluateAtPoint(firstAfter);
+  const double costOfSecondAfter = EvaluateAtPoint(secondAfter);
+  const double costOfBothBefore = EvaluateAtPoint(bothBefore);
+  return ((costOfBothAfter - costOfFirstAfter) - (costOfSecondAfter - costOfBothBefore)) / (4.0 * (h * h));
 }

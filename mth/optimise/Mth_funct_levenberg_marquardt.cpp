@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <memory>
 
 #include "mth/core/Mth_work_array_internal.h"
@@ -32,12 +33,15 @@ class DampedSystem {
         gradient_(n_, 1, 0),
         hessian_(n_, n_, 0) {}
 
-  bool IsAllocated() const { return trial_ && damped_ && gradient_.IsAllocated() && hessian_.IsAllocated(); }
+  bool IsAllocated() const {
+    return n_ == 0 || (trial_ && damped_ && gradient_.IsAllocated() && hessian_.IsAllocated());
+  }
 
   // The parameters plus the solution. Intended: its sign is not changed.
   double* TrialPoint(double damping) {
+    if (n_ == 0) return nullptr;
     Load(damping);
-    const std::unique_ptr<MTH_MATRIX> step(hessian_.SolveLinearSystemBySVD(gradient_));
+    const std::unique_ptr<MTH_MATRIX> step(IsFinite() ? hessian_.SolveLinearSystemBySVD(gradient_) : nullptr);
     for (int i = 0; i < n_; ++i) {
       // An unsolvable system has no elements: the step is 0, which ends the iteration.
       trial_[i] = cost_.GetParameters()[i] + (step ? step->Get(i, 0) : 0.0);
@@ -46,6 +50,14 @@ class DampedSystem {
   }
 
  private:
+  // The decomposition would show a message for any other.
+  bool IsFinite() const {
+    const auto isFinite = [](double element) { return std::isfinite(element); };
+    const double* const gradient = cost_.GetGradient();
+    return std::all_of(damped_.Get(), damped_.Get() + std::ptrdiff_t{n_} * n_, isFinite) &&
+           std::all_of(gradient, gradient + n_, isFinite);
+  }
+
   void Load(double damping) {
     const std::ptrdiff_t n = n_;
     std::copy_n(cost_.GetHessian(), n * n, damped_.Get());
@@ -62,40 +74,62 @@ class DampedSystem {
   MTH_MATRIX hessian_;
 };
 
+// The factor that damps the diagonal.
+class Damping {
+ public:
+  double Get() const { return factor_; }
+  void Shrink() { factor_ = 0.1 * factor_; }
+  void Grow() {
+    isUsedUp_ = factor_ == 0.0;  // many good steps have made it 0: the next step would be this one again
+    factor_ = 10.0 * factor_;
+  }
+  // A flat diagonal lets it grow for ever. Once it is infinite, or, where overflow is rounded towards zero,
+  // the largest number, no step can follow.
+  bool CanGoOn() const { return factor_ < std::numeric_limits<double>::max() && !isUsedUp_; }
+
+ private:
+  double factor_ = kFirstDamping;
+  bool isUsedUp_ = false;
+};
+
 }  // namespace
 
 bool MTH_FUNCT::ComputeOptimumMarLev(short* iterations) {
-  const mth_internal::IterationCount<short> count(iterations);  // intended: stays 0
+  if (iterations != nullptr) *iterations = 0;  // intended: stays 0
+  stopReason_ = MTH_STOP_REASON::NoMemory;
   std::fill_n(parameters_.get(), parametersCount_, kFixedStart);
   DampedSystem system(*this);
-  if (parametersCount_ == 0 || !system.IsAllocated() || !AllocateDerivativeWork()) return false;
+  if (!system.IsAllocated() || !AllocateDerivativeWork()) return false;
+  stopReason_ = MTH_STOP_REASON::NotRun;
   Evaluate();
   double cost = value_;
   const double startCost = value_;
   ComputeGradient();
   ComputeHessian();
   mth_internal::OptimisationProgress progress(kTitle, kProgressSteps);
-  double damping = kFirstDamping;
+  Damping damping;
   double change = 0.0;
-  bool isStuck = false;
+  bool isCancelled = false;
   do {
-    double* const trial = system.TrialPoint(damping);
+    double* const trial = system.TrialPoint(damping.Get());
     const double trialCost = EvaluateAtPoint(trial);
     change = std::abs(trialCost - cost);
-    isStuck = false;
     if (trialCost >= cost) {
-      isStuck = damping == 0.0;  // many good steps have used it up: the next step would be this one again
-      damping = 10.0 * damping;
+      damping.Grow();
     } else {
-      damping = 0.1 * damping;
+      damping.Shrink();
       SetParameters(trial);
       ComputeGradient();
       ComputeHessian();
       cost = trialCost;
     }
     progress.Step();
-    // A flat diagonal lets the damping grow for ever: once it is infinite no step can follow.
-  } while (change > kSmallestChange && std::isfinite(damping) && !isStuck);
+    isCancelled = change > kSmallestChange && damping.CanGoOn() && progress.IsCancelRequested();
+  } while (change > kSmallestChange && damping.CanGoOn() && !isCancelled);
+  EndRun(isCancelled          ? MTH_STOP_REASON::Cancelled
+         : std::isnan(change) ? MTH_STOP_REASON::NotFinite
+                              : MTH_STOP_REASON::Converged,
+         true);
   return value_ < startCost;
 }
 

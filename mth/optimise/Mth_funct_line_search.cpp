@@ -46,7 +46,8 @@ struct Bracket {
   double ParabolaVertex() const {
     const double r = (b.t - a.t) * (b.cost - c.cost);
     const double q = (b.t - c.t) * (b.cost - a.cost);
-    const double denominator = 2.0 * WithSignOf(std::max(std::abs(q - r), kSmallestDenominator), q - r);
+    // In this order of its arguments the maximum of a NaN is the guard.
+    const double denominator = 2.0 * WithSignOf(std::max(kSmallestDenominator, std::abs(q - r)), q - r);
     return b.t - ((b.t - c.t) * q - (b.t - a.t) * r) / denominator;
   }
 
@@ -126,6 +127,7 @@ struct Refinement {
     q = 2.0 * (q - r);
     if (q > 0.0) p = -p;
     q = std::abs(q);
+    // A NaN is never trusted.
     const bool isTrusted =
         std::abs(p) < std::abs(0.5 * q * formerStep) && p > q * (low - lowest.t) && p < q * (high - lowest.t);
     if (!isTrusted) return false;
@@ -139,13 +141,15 @@ struct Refinement {
 
   void Add(LinePoint point) {
     if (point.cost <= lowest.cost) {
-      (point.t >= lowest.t ? low : high) = lowest.t;
+      double& passedEnd = point.t >= lowest.t ? low : high;
+      passedEnd = lowest.t;
       third = second;
       second = lowest;
       lowest = point;
       return;
     }
-    (point.t < lowest.t ? low : high) = point.t;
+    double& nearerEnd = point.t < lowest.t ? low : high;
+    nearerEnd = point.t;
     if (point.cost <= second.cost || second.t == lowest.t) {
       third = second;
       second = point;

@@ -29,11 +29,15 @@ class Simplex {
         costs_(std::int64_t{n_} + 1),
         centroid_(n_),
         reflected_(n_),
-        trial_(n_) {}
+        trial_(n_),
+        start_(cost) {}
 
-  bool IsAllocated() const { return vertices_.IsAllocated() && costs_ && centroid_ && reflected_ && trial_; }
+  bool IsAllocated() const {
+    return vertices_.IsAllocated() && costs_ && centroid_ && reflected_ && trial_ && start_.IsAllocated();
+  }
 
   void Begin(const double* start) {
+    start_.Offer();
     CopyPoint(start, n_, Vertex(0));
     cost_.InitiateMatrixForNelderMead(&vertices_);
     std::fill_n(trial_.Get(), n_, 0.0);
@@ -78,6 +82,15 @@ class Simplex {
       if (reflectedCost < costs_[worst_]) ReplaceWorst(reflected_.Get(), reflectedCost);
       Contract();
     }
+  }
+
+  // Leaves the best vertex, or the start where that is better: with more than two parameters the cost of a
+  // first vertex is not its own.
+  void KeepBest() {
+    Rank();
+    CostAt(Vertex(best_));
+    start_.Offer();
+    start_.Restore();
   }
 
  private:
@@ -158,10 +171,25 @@ class Simplex {
   Points centroid_;
   Points reflected_;
   Points trial_;
+  mth_internal::BestPoint start_;
   int best_ = 0;
   int worst_ = 0;
   int secondWorst_ = 0;
 };
+
+MTH_STOP_REASON Descend(Simplex& simplex, double ftol, int maxIter, int& count) {
+  for (;;) {
+    simplex.Rank();
+    if (simplex.RelativeSpread() < ftol) return MTH_STOP_REASON::Converged;
+    if (count >= maxIter) return MTH_STOP_REASON::IterationCap;
+    ++count;
+    simplex.MoveWorstVertex();
+    if (Std_IsCancelRequested()) {
+      simplex.KeepBest();
+      return MTH_STOP_REASON::Cancelled;
+    }
+  }
+}
 
 }  // namespace
 
@@ -183,18 +211,20 @@ void MTH_FUNCT::InitiateMatrixForNelderMead(MTH_MATRIX* simplex) {
 }
 
 bool MTH_FUNCT::ComputeOptimum_Nelder_Mead(double* start, double ftol, int maxIter, int* iterations) {
-  const mth_internal::IterationCount<int> count(iterations);
-  if (start == nullptr || parametersCount_ == 0) return false;
+  int unreported = 0;
+  int& count = iterations != nullptr ? *iterations : unreported;
+  count = 0;
+  stopReason_ = MTH_STOP_REASON::BadInput;
+  if (start == nullptr || parametersCount_ == 0)
+    return false;  // without parameters there is no second vertex
+  stopReason_ = MTH_STOP_REASON::NoMemory;
   Simplex simplex(*this);
   if (!simplex.IsAllocated()) return false;
+  stopReason_ = MTH_STOP_REASON::NotRun;
   SetParameters(start);
   Evaluate();
   simplex.Begin(start);
-  for (;;) {
-    simplex.Rank();
-    if (simplex.RelativeSpread() < ftol) return true;
-    if (*count >= maxIter) return false;
-    ++*count;
-    simplex.MoveWorstVertex();
-  }
+  const MTH_STOP_REASON reason = Descend(simplex, ftol, maxIter, count);
+  EndRun(reason, maxIter > 0);
+  return reason == MTH_STOP_REASON::Converged;
 }

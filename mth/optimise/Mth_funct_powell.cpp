@@ -31,14 +31,18 @@ class DirectionSet {
         directions_(std::int64_t{n_} * n_),
         passStart_(n_),
         extrapolated_(n_),
-        line_(n_) {}
+        line_(n_),
+        best_(cost) {}
 
-  bool IsAllocated() const { return directions_ && passStart_ && extrapolated_ && line_; }
+  bool IsAllocated() const {
+    return directions_ && passStart_ && extrapolated_ && line_ && best_.IsAllocated();
+  }
 
   // The axes, from the present parameters.
   void Begin() {
     mth_internal::FillIdentity(directions_.Get(), n_);
     CopyPoint(cost_.GetParameters(), n_, passStart_.Get());
+    best_.Offer();
   }
 
   LargestChange MinimiseAlongAll(std::optional<OptimisationProgress>& progress) {
@@ -47,6 +51,7 @@ class DirectionSet {
       CopyPoint(Direction(i), n_, line_.Get());
       const double former = cost_.GetValue();
       cost_.LinMin(cost_.GetParameters(), line_.Get());
+      best_.Offer();
       const double change = std::abs(former - cost_.GetValue());
       if (change > largest.amount) largest = {i, change};
       if (progress) progress->StepParameters(cost_.GetParameters(), n_);
@@ -60,9 +65,12 @@ class DirectionSet {
     const double aheadCost = cost_.EvaluateAtPoint(extrapolated_.Get());
     if (!IsWorthwhile(passCost, aheadCost, largest.amount)) return;
     cost_.LinMin(cost_.GetParameters(), line_.Get());
+    best_.Offer();
     // Intended: it takes the place of the direction of the largest change, no other direction moves.
     CopyPoint(line_.Get(), n_, Direction(largest.direction));
   }
+
+  void KeepBest() { best_.Restore(); }
 
  private:
   double* Direction(int i) { return directions_.Get() + static_cast<std::ptrdiff_t>(i) * n_; }
@@ -91,6 +99,7 @@ class DirectionSet {
   Points passStart_;
   Points extrapolated_;
   Points line_;
+  mth_internal::BestPoint best_;
 };
 
 bool IsFlat(double former, double cost, double tolerance) {
@@ -98,13 +107,38 @@ bool IsFlat(double former, double cost, double tolerance) {
          tolerance * (std::abs(former) + std::abs(cost)) + kAbsoluteTolerance;
 }
 
+bool IsCancelRequested(const std::optional<OptimisationProgress>& progress) {
+  return progress ? progress->IsCancelRequested() : Std_IsCancelRequested();
+}
+
+// Pass after pass; `count` counts those that did not meet the tolerance.
+MTH_STOP_REASON Descend(const MTH_FUNCT& cost, DirectionSet& directions, short maxIter, double ftol,
+                        short& count, std::optional<OptimisationProgress>& progress) {
+  while (count < maxIter) {
+    const double passCost = cost.GetValue();
+    const LargestChange largest = directions.MinimiseAlongAll(progress);
+    if (IsFlat(passCost, cost.GetValue(), ftol)) return MTH_STOP_REASON::Converged;
+    directions.TryDirectionOfPass(passCost, largest);
+    ++count;
+    if (IsCancelRequested(progress)) {
+      directions.KeepBest();
+      return MTH_STOP_REASON::Cancelled;
+    }
+  }
+  return MTH_STOP_REASON::IterationCap;
+}
+
 }  // namespace
 
 bool MTH_FUNCT::ComputeOptimumPowell(double* start, short maxIter, double ftol, short* iterations,
                                      bool showProgress) {
-  const mth_internal::IterationCount<short> count(iterations);
+  short unreported = 0;
+  short& count = iterations != nullptr ? *iterations : unreported;
+  count = 0;
+  stopReason_ = MTH_STOP_REASON::NoMemory;
   DirectionSet directions(*this);
-  if (parametersCount_ == 0 || !directions.IsAllocated()) return false;
+  if (!directions.IsAllocated()) return false;
+  stopReason_ = MTH_STOP_REASON::NotRun;
   SetParameters(start);
   Evaluate();
   const double startCost = value_;
@@ -114,12 +148,6 @@ bool MTH_FUNCT::ComputeOptimumPowell(double* start, short maxIter, double ftol, 
     progress.emplace(kTitle, std::int64_t{maxIter} * parametersCount_);
     progress->Step(kTitle);
   }
-  while (*count < maxIter) {
-    const double passCost = value_;
-    const LargestChange largest = directions.MinimiseAlongAll(progress);
-    if (IsFlat(passCost, value_, ftol)) break;
-    directions.TryDirectionOfPass(passCost, largest);
-    ++*count;
-  }
+  EndRun(Descend(*this, directions, maxIter, ftol, count, progress), maxIter > 0);
   return value_ < startCost;
 }

@@ -28,19 +28,15 @@ std::size_t CountLines(std::string_view text) {
   return count;
 }
 
-// Takes numbers and separators off the front of a text, whatever the locale, and stops at the first
-// character that does not fit.
+// Takes numbers and separators off the front of a text, whatever the locale, as "%lf,%lf" would: it stops at
+// the first character that does not fit, and stays there.
 class NumberReader {
  public:
   explicit NumberReader(std::string_view text) : text_(text) {}
 
+  // A number without its pair is stored all the same. @return whether the pair was whole.
   bool TakePair(double& first, double& second) {
-    double x = 0.0;
-    double y = 0.0;
-    if (!TakeNumber(x) || !TakeComma() || !TakeNumber(y)) return false;
-    first = x;
-    second = y;
-    return true;
+    return TakeNumber(first) && TakeComma() && TakeNumber(second);
   }
 
  private:
@@ -72,7 +68,7 @@ MTH_FUNCT_PROFILE_COST::MTH_FUNCT_PROFILE_COST(const char* path) : MTH_FUNCT_CUR
 MTH_FUNCT_PROFILE_COST::~MTH_FUNCT_PROFILE_COST() = default;
 
 void MTH_FUNCT_PROFILE_COST::Evaluate() {
-  if (GetParametersCount() == 0) return;  // there was no memory for them
+  if (GetParametersCount() == 0) return StoreMeanSquaredError();  // there was no memory for them
   const double baseline = GetParameters()[0];
   const double amplitude = GetParameters()[1];
   const double centre = GetParameters()[2];
@@ -83,6 +79,7 @@ void MTH_FUNCT_PROFILE_COST::Evaluate() {
 }
 
 bool MTH_FUNCT_PROFILE_COST::LoadProfile(const char* path) try {
+  readCount_ = 0;
   ReleaseSamples();
   std::string text;
   if (!mth_internal::ReadTextFile(path, text)) return false;
@@ -90,7 +87,9 @@ bool MTH_FUNCT_PROFILE_COST::LoadProfile(const char* path) try {
   if (count > static_cast<std::size_t>(std::numeric_limits<int>::max())) return false;
   if (!AllocateSamples(static_cast<int>(count))) return false;
   NumberReader reader(text);
-  for (std::size_t i = 0; i < count; ++i) reader.TakePair(GetAbscissae()[i], GetOrdinates()[i]);
+  for (std::size_t i = 0; i < count; ++i) {
+    if (reader.TakePair(GetAbscissae()[i], GetOrdinates()[i])) ++readCount_;
+  }
   return true;
 } catch (const std::bad_alloc&) {
   return false;

@@ -18,12 +18,20 @@ class MTH_EXPORT MTH_FUNCT_PROFILE_COST : public MTH_FUNCT_CURVE_COST {
 
   /// Replaces the samples by those of a text file of "abscissa,ordinate" lines, with decimal points under
   /// every locale. There are as many samples as lines (a line beyond 255 characters counts again for every
-  /// 255); numbers are read one pair after the other, and a pair that cannot be read is (0, 0). Reading does
-  /// not go past text that is no number, so that all pairs after it are (0, 0) too.
+  /// 255); numbers, also hexadecimal and infinite ones, are read one pair after the other, as "%lf,%lf" does.
+  /// What cannot be read is 0: a number without its pair is an abscissa alone, and reading does not go past
+  /// text that is no number, so that all pairs after it are (0, 0). GetReadCount tells how many pairs were
+  /// whole: the three columns of SaveProfile do not come back.
   /// @return  false, without a message and without samples, when the file cannot be opened or read; the
   ///          count then stays as it was.
   bool LoadProfile(const char* path);
+  /// Whole pairs that the last LoadProfile read, at most one for each sample; 0 before it and after a file
+  /// that cannot be opened.
+  int GetReadCount() const { return readCount_; }
   /// Writes a line "abscissa,ordinate,model" per sample, three decimals each.
   /// @return  false, without a message, when the file cannot be created or written.
   bool SaveProfile(const char* path);
+
+ private:
+  int readCount_ = 0;
 };

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 
 #include "mth/core/Mth_work_array_internal.h"
@@ -25,17 +26,15 @@ class Ascent {
 
   bool IsAllocated() const { return slope_ && saved_; }
 
-  // One step per parameter along the diagonal. Only the first two records of F are kept, which is all that
-  // two parameters give; with one parameter the second is the first.
+  // One step per parameter along the diagonal. Only F before the first two is kept, which is all that two
+  // parameters give; with one parameter the second record is the first.
   void WarmUp() {
-    for (int k = 0; k < n_; ++k) slope_[k] = -1.0 / std::sqrt(static_cast<double>(n_));
-    for (int k = 0; k < n_; ++k) {
-      const double recorded = Evaluate();
-      if (k == 0) former_ = recorded;
-      if (k <= 1) accepted_ = recorded;
-      norm_ = SlopeNorm();
-      TakeStep();
-    }
+    if (n_ == 0) return;
+    std::fill_n(slope_.Get(), n_, -1.0 / std::sqrt(static_cast<double>(n_)));
+    norm_ = SlopeNorm();
+    former_ = RecordAndStep();
+    accepted_ = n_ > 1 ? RecordAndStep() : former_;
+    for (int k = 2; k < n_; ++k) RecordAndStep();
   }
 
   void AdaptStep() {
@@ -90,6 +89,12 @@ class Ascent {
   }
 
  private:
+  double RecordAndStep() {
+    const double recorded = Evaluate();
+    TakeStep();
+    return recorded;
+  }
+
   double Evaluate() {
     cost_.Evaluate();
     return -cost_.GetValue();
@@ -112,23 +117,41 @@ class Ascent {
   double current_ = 0.0;   // F of the parameters
 };
 
+MTH_STOP_REASON Climb(Ascent& ascent, mth_internal::BestPoint& best, double ftol, int maxIter, int& count) {
+  for (;;) {
+    ascent.AdaptStep();
+    ascent.AcceptOrRestore();
+    best.Offer();
+    ascent.EstimateSlope();
+    if (ascent.IsFlat()) return MTH_STOP_REASON::Converged;
+    ascent.TakeStep();
+    ++count;
+    if (count >= maxIter) return MTH_STOP_REASON::IterationCap;
+    if (!(ascent.RelativeChange() >= ftol)) return MTH_STOP_REASON::Converged;
+    if (Std_IsCancelRequested()) {
+      best.Restore();
+      return MTH_STOP_REASON::Cancelled;
+    }
+  }
+}
+
 }  // namespace
 
 bool MTH_FUNCT::Compute_Optimum_Steepes(double* start, double ftol, int maxIter, int* iterations) {
-  const mth_internal::IterationCount<int> count(iterations);
-  if (start == nullptr || parametersCount_ == 0) return false;
+  int unreported = 0;
+  int& count = iterations != nullptr ? *iterations : unreported;
+  count = 0;
+  stopReason_ = MTH_STOP_REASON::BadInput;
+  if (start == nullptr) return false;
+  stopReason_ = MTH_STOP_REASON::NoMemory;
   Ascent ascent(*this, steepestConstant_);
-  if (!ascent.IsAllocated()) return false;
+  mth_internal::BestPoint best(*this);
+  if (!ascent.IsAllocated() || !best.IsAllocated()) return false;
+  stopReason_ = MTH_STOP_REASON::NotRun;
   SetParameters(start);
   Evaluate();
+  best.Offer();
   ascent.WarmUp();
-  do {
-    ascent.AdaptStep();
-    ascent.AcceptOrRestore();
-    ascent.EstimateSlope();
-    if (ascent.IsFlat()) return true;
-    ascent.TakeStep();
-    ++*count;
-  } while (*count < maxIter && ascent.RelativeChange() >= ftol);
+  EndRun(Climb(ascent, best, ftol, maxIter, count), maxIter > 0);
   return true;
 }

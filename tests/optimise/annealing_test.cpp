@@ -140,10 +140,42 @@ TEST(Annealing, EndsByStagesTemperatureOrStaleness) {
   settings.stagesWithoutImprovement = 3;
   // Improves twice, then never again.
   EXPECT_EQ(Anneal(settings, [](const double* x) { return -std::min(x[0], 2.0); }).iterations, 5);
+  // A tie is no improvement.
+  EXPECT_EQ(Anneal(settings, [](const double*) { return 2.0; }).iterations, 3);
   // The amplitude shrinks with the stages: 1 + 1/2 + 1/4.
   settings = Settings(8.0, 1, 9, 3);
   settings.amplitudeFactor = 0.5;
   EXPECT_EQ(Anneal(settings, falling).parameter, 1.75);
+}
+
+// Settings, start, hook, seed, first evaluation; only then the first move.
+TEST(Annealing, BeginsInItsOrder) {
+  static std::string log;
+  log.clear();
+  class Logged : public RecordingCost {
+   public:
+    Logged() : RecordingCost({9.0}, [](const double* x) { return log += 'e', -x[0]; }) {}
+    void InitialiseSimAnn() override {
+      log += 'i';
+      amplitude = GetSimAnnParam()->stepAmplitude;
+      parameter = GetParameters()[0];
+    }
+    bool SimAnnComputeTransition() override {
+      log += '>';
+      return true;
+    }
+    double amplitude = 0.0;
+    double parameter = 0.0;
+  };
+  int (*const former)() = Mth_SetRandomClock([] { return log += 's', 4711; });
+  Logged cost;
+  SIMULATED_ANNEALING_PARAM settings = Settings(1.0, 1, 9, 1);
+  Point start = {2.5};
+  cost.ComputeOptimumSimmulatedAnnealing(&settings, start.data(), 0, 0.0, nullptr);
+  Mth_SetRandomClock(former);
+  EXPECT_EQ(log, "ise>e");
+  EXPECT_EQ(cost.amplitude, 1.0);
+  EXPECT_EQ(cost.parameter, 2.5);
 }
 
 TEST(Annealing, KeepsItsOwnRecordAndShowsItsStages) {
@@ -184,14 +216,16 @@ TEST(Annealing, RejectsAtEquality) {
   Mth_SetRandomClock(former);
 }
 
-TEST(Annealing, RefusesNullSettingsAndNoParameters) {
+TEST(Annealing, RefusesNullSettings) {
   SIMULATED_ANNEALING_PARAM settings = Settings(1.0, 2, 9, 3);
-  Walk none({}, [](const double*) { return 0.0; });
-  EXPECT_FALSE(none.ComputeOptimumSimmulatedAnnealing(&settings, nullptr, 0, 0.0, nullptr));
+  RecordingCost none({}, [](const double*) { return 0.0; });  // its moves change nothing
+  short iterations = -1;
+  EXPECT_FALSE(none.ComputeOptimumSimmulatedAnnealing(&settings, nullptr, 0, 0.0, &iterations));
+  EXPECT_EQ(iterations, 6);
   Walk walk({0.0}, [](const double*) { return 0.0; });
   walk.SetSimAnnParam(nullptr);
   EXPECT_FALSE(walk.ComputeOptimumSimmulatedAnnealing(nullptr, nullptr, 0, 0.0, nullptr));
-  EXPECT_EQ(walk.moves + none.moves, "");
+  EXPECT_EQ(walk.moves, "");
 }
 
 TEST(Annealing, PassesTheExceptionsOfTheHost) {
@@ -239,16 +273,17 @@ TEST(Annealing, LeavesALocalMinimum) {
 }
 
 TEST(Annealing, MetropolisTestAgreesWithTheGeneratorOfTheCLibrary) {
+  constexpr int kDraws = 300000;  // 1 is among them: it equals exp(0), which rejects
   RecordingCost cost({0.0}, [](const double*) { return 0.0; });
   for (const double change : {-1.0, 0.0, 0.5, 1.0, 3.0}) {
     std::srand(42);
     std::vector<bool> expected;
-    for (int i = 0; i < 500; ++i) {
+    for (int i = 0; i < kDraws; ++i) {
       expected.push_back(std::exp(-change / 2.0) > (std::rand() & 32767) / 32767.0);
     }
     std::srand(42);
     std::vector<bool> accepted;
-    for (int i = 0; i < 500; ++i) accepted.push_back(cost.SimulatedAnnealingProba(2.0, change));
+    for (int i = 0; i < kDraws; ++i) accepted.push_back(cost.SimulatedAnnealingProba(2.0, change));
     EXPECT_EQ(accepted, expected) << change;
   }
 }

@@ -150,7 +150,13 @@ TEST(GaussianSum, DegenerateWidthsAndSizesGiveNaNNeverAFault) {
   MTH_FUNCT_AJUST_GAUSS_COST tooMany(data, 2, std::numeric_limits<int>::max());
   EXPECT_EQ(tooMany.GetParametersCount(), 0);
   MTH_FUNCT_AJUST_GAUSS_COST noData(nullptr, 2, 1);
-  EXPECT_EQ(CostAt(noData, {1.0, 0.0, 1.0}), 0.0);
+  EXPECT_TRUE(std::isnan(CostAt(noData, {1.0, 0.0, 1.0})));
+  for (double* samples : {static_cast<double*>(nullptr), data}) {  // of no samples there are none to miss
+    MTH_FUNCT_AJUST_GAUSS_COST noSamples(samples, 0, 1);
+    EXPECT_EQ(CostAt(noSamples, {1.0, 0.0, 1.0}), 0.0);
+    MTH_FUNCT_AJUST_RAYLEIGH_COST noPulse(samples, 0);
+    EXPECT_EQ(CostAt(noPulse, {1.0, 0.0, 1.0}), 0.0);
+  }
 }
 
 TEST(Rayleigh, StartsAtTheTruncatedOnsetAndMakesItPositive) {
@@ -165,6 +171,8 @@ TEST(Rayleigh, StartsAtTheTruncatedOnsetAndMakesItPositive) {
   EXPECT_EQ(CostAt(cost, {6.0, 1e300, 2.0}), std::sqrt(55.0));
   EXPECT_TRUE(std::isnan(CostAt(cost, {6.0, std::nan(""), 2.0})));
   EXPECT_TRUE(std::isnan(CostAt(cost, {6.0, 0.0, 0.0})));
+  MTH_FUNCT_AJUST_RAYLEIGH_COST noData(nullptr, 5);
+  EXPECT_TRUE(std::isnan(CostAt(noData, {6.0, 1.0, 2.0})));
 }
 
 TEST(Profile, HasTheCertifiedCostOfEckerle4) {
@@ -221,20 +229,25 @@ TEST(Profile, DamagedFilesKeepWhatCanBeRead) {
     std::string text;
     Point abscissae;
     Point ordinates;
+    int wholePairs;
   } const cases[] = {
-      {"", {}, {}},
-      {"1,2", {1}, {2}},
-      {"\n\n", {0, 0}, {0, 0}},
-      {" +1.5e1 ,2\n", {0}, {0}},                        // a blank before the comma does not fit
-      {"+1.5e1, -2e-1\r\n7,8\r\n", {15, 7}, {-0.2, 8}},  // a blank before a number does
-      {"1,2\n3,\n", {1, 0}, {2, 0}},                     // cut short
-      {"1,2\n3\n5,6\n", {1, 0, 5}, {2, 0, 6}},           // no comma: the pair is lost, the next is read
-      {"1,2\nx,4\n5,6\n", {1, 0, 0}, {2, 0, 0}},         // reading does not go past what is no number
-      {"1,2,9\n3,4,9\n", {1, 0}, {2, 0}},                // a third column is not a pair
-      {"1e999,-1e999\n1e-999,inf\n", {HUGE_VAL, 0}, {-HUGE_VAL, HUGE_VAL}},
-      {std::string("1,2\0,3\n4,5\n", 11), {1, 0}, {2, 0}},
-      {blanks + "1,2\n3,4\n", {1, 3}, {2, 4}},
-      {blanks + " 1,2\n3,4\n", {1, 3, 0}, {2, 4, 0}},  // a line beyond 255 characters counts again
+      {"", {}, {}, 0},
+      {"1,2", {1}, {2}, 1},
+      {"\n\n", {0, 0}, {0, 0}, 0},
+      {" +1.5e1 ,2\n", {15}, {0}, 0},                       // a blank before the comma does not fit
+      {"+1.5e1, -2e-1\r\n7,8\r\n", {15, 7}, {-0.2, 8}, 2},  // a blank before a number does
+      {"1,2\n3,\n", {1, 3}, {2, 0}, 1},                     // cut short: an abscissa alone
+      {"1,2\n3\n5,6\n", {1, 3, 5}, {2, 0, 6}, 2},           // so without a comma; the next pair is read
+      {"1,2\nx,4\n5,6\n", {1, 0, 0}, {2, 0, 0}, 1},         // reading does not go past what is no number
+      {"1,2,9\n3,4,9\n", {1, 0}, {2, 0}, 1},                // a third column is not a pair
+      {"1e5000,-1e5000\n1e-999,inf\n", {HUGE_VAL, 0}, {-HUGE_VAL, HUGE_VAL}, 2},
+      {std::string(320, '9') + "\n", {HUGE_VAL, 0}, {0, 0}, 0},  // 255 characters and more count twice
+      {"7,0." + std::string(330, '0') + "1\n", {7, 0}, {0, 0}, 1},
+      {"0x1.8p1,-0XA\n", {3}, {-10}, 1},
+      {"+-1,2\n", {0}, {0}, 0},
+      {std::string("1,2\0,3\n4,5\n", 11), {1, 0}, {2, 0}, 1},
+      {blanks + "1,2\n3,4\n", {1, 3}, {2, 4}, 2},
+      {blanks + " 1,2\n3,4\n", {1, 3, 0}, {2, 4, 0}, 2},  // a line beyond 255 characters counts again
   };
   const ScratchFile file("damaged.csv");
   MTH_FUNCT_PROFILE_COST cost;
@@ -244,6 +257,7 @@ TEST(Profile, DamagedFilesKeepWhatCanBeRead) {
     ASSERT_EQ(cost.GetSamplesCount(), static_cast<int>(test.abscissae.size())) << test.text;
     EXPECT_EQ(Array(cost.GetAbscissae(), cost.GetSamplesCount()), test.abscissae) << test.text;
     EXPECT_EQ(Array(cost.GetOrdinates(), cost.GetSamplesCount()), test.ordinates) << test.text;
+    EXPECT_EQ(cost.GetReadCount(), test.wholePairs) << test.text;
   }
 }
 
@@ -258,6 +272,7 @@ TEST(Profile, WithoutSamplesIsHarmless) {
   for (const char* path : {"/no/such/file.csv", "/", static_cast<const char*>(nullptr)}) {
     EXPECT_FALSE(cost.LoadProfile(path));
     EXPECT_EQ(cost.GetSamplesCount(), 2);  // intended: the count stays, the samples are gone
+    EXPECT_EQ(cost.GetReadCount(), 0);
     EXPECT_EQ(cost.GetAbscissae(), nullptr);
     EXPECT_EQ(cost.GetOrdinates(), nullptr);
     cost.Evaluate();

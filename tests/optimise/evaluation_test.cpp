@@ -107,6 +107,40 @@ TEST(Derivatives, DifferencesOfPolynomialsAreExact) {
   }
 }
 
+// A cost that makes its parameter positive: the points are formed before it can.
+TEST(Derivatives, FormAllTheirPointsBeforeTheFirstIsEvaluated) {
+  class Folded : public MTH_FUNCT {
+   public:
+    Folded() : MTH_FUNCT(2) {}
+    void Evaluate() override {
+      double* const p = GetParameters();
+      p[0] = std::abs(p[0]);
+      SetValue(p[0] * p[0] * (1.0 + p[1]));
+    }
+  };
+  Folded cost;
+  cost.GetParameters()[0] = -2.0;
+  cost.ComputeGradient();
+  EXPECT_EQ(cost.GetGradient()[0], -4.0);  // (1 - 9) / 2
+  cost.GetParameters()[0] = -2.0;
+  cost.ComputeHessian();
+  EXPECT_EQ(cost.GetHessian()[0], 2.0);
+  class Mixed : public Folded {
+   public:
+    void Evaluate() override {
+      Folded::Evaluate();
+      SetValue(GetParameters()[0] * GetParameters()[1]);
+    }
+  };
+  Mixed mixed;
+  mixed.SetGradientStep(0.5);
+  mixed.GetParameters()[0] = -0.25;
+  mixed.GetParameters()[1] = 3.0;
+  // All four from -0.25, while the diagonal before them has left 0.25: 0.75 or 0.25 by 2.5 or 3.5.
+  mixed.ComputeHessian();
+  EXPECT_EQ(mixed.GetHessian()[1], ((0.75 * 3.5 - 0.75 * 2.5) - (0.25 * 3.5 - 0.25 * 2.5)) / 1.0);
+}
+
 // The abscissae that a line search of one parameter from 0 visits, without the evaluations that restore.
 std::vector<double> VisitedAbscissae(const CostFunction& function) {
   RecordingCost cost({0.0}, function);

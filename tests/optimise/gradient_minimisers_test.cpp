@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfenv>
 #include <cmath>
 #include <stdexcept>
 #include <utility>
@@ -105,6 +106,46 @@ TEST(LevenbergMarquardt, AddsTheSolvedStepUnsigned) {
   EXPECT_FALSE(convex.ComputeOptimumMarLev(nullptr));
   EXPECT_NEAR(convex.visited.at(1 + 4 + 6)[0], 0.1 - 1.9 / 1.001, 1e-12);
   EXPECT_NEAR(convex.visited.at(1 + 4 + 6 + 2)[0], 0.1 - 1.9 / 1.01, 1e-12);
+}
+
+// An object that is not defined stays where it is, while its damping falls with every step that would have
+// paid.
+TEST(LevenbergMarquardt, DampsAnUndefinedObjectThatDoesNotMove) {
+  RecordingCost cost({0.0}, [](const double* x) { return -Square(x[0] - 1.0); });
+  cost.SetDefined(false);
+  EXPECT_FALSE(cost.ComputeOptimumMarLev(nullptr));
+  EXPECT_EQ(cost.Parameters(), (Point{0.1}));
+  std::size_t trial = 1 + 4 + 6;
+  for (const double damping : {0.001, 0.0001, 0.00001}) {
+    EXPECT_NEAR(cost.visited.at(trial)[0], 0.1 - 0.9 / (1.0 + damping), 1e-12) << damping;
+    trial += 2 + 4 + 6;
+  }
+}
+
+TEST(LevenbergMarquardt, ShowsNothingWhateverTheSystem) {
+  for (const double value : {std::nan(""), HUGE_VAL, -HUGE_VAL}) {
+    for (int finiteEvaluations = 0; finiteEvaluations < 26; ++finiteEvaluations) {
+      const RecordingDisplay display;
+      int calls = 0;
+      RecordingCost cost({0.0, 0.0}, [&](const double* x) {
+        return ++calls > finiteEvaluations ? value : Square(x[0]) - 3.0 * Square(x[1]) + x[0];
+      });
+      cost.ComputeOptimumMarLev(nullptr);
+      EXPECT_TRUE(display.messages.empty()) << value << ' ' << finiteEvaluations;
+    }
+  }
+}
+
+TEST(LevenbergMarquardt, EndsWhereOverflowIsRoundedTowardZero) {
+  const int former = std::fegetround();
+  ASSERT_EQ(std::fesetround(FE_TOWARDZERO), 0);
+  // The diagonal is flat, the step leads uphill: only the damping changes.
+  RecordingCost cost({0.0, 0.0}, [](const double* x) {
+    return 2.0 * std::round(x[0]) + std::round(x[0]) * std::round(x[1]) + (x[1] > 2.0 ? 5.0 : 0.0);
+  });
+  EXPECT_FALSE(cost.ComputeOptimumMarLev(nullptr));
+  std::fesetround(former);
+  EXPECT_LT(cost.EvaluationsCount(), 1000);
 }
 
 TEST(LevenbergMarquardt, DescendsWhereTheCurvatureIsNegativeAndEndsWhereItIsNot) {

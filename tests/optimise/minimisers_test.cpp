@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <random>
 #include <stdexcept>
 #include <utility>
 
@@ -107,15 +108,23 @@ TEST(Minimisers, StartFromTheParametersWhereTheObjectIsNotDefined) {
   }
 }
 
-TEST(Minimisers, WithoutParametersReturnFailure) {
+TEST(Minimisers, WithoutParametersTakeTheirStepsAllTheSame) {
   Point start = {1.0};
-  for (const Minimiser& minimiser : kAll) {
+  const std::pair<const Minimiser&, Outcome> cases[] = {{kAll[0], {false, 0}},
+                                                        {kAll[1], {false, 1}},
+                                                        {kAll[2], {false, 0}},  // no second vertex
+                                                        {kAll[3], {true, 0}},
+                                                        {kAll[4], {false, 0}}};
+  for (const auto& [minimiser, expected] : cases) {
     RecordingCost cost({}, [](const double*) { return 1.0; });
     const Outcome outcome = minimiser.run(cost, start.data());
-    EXPECT_FALSE(outcome.result) << minimiser.name;
-    EXPECT_EQ(outcome.iterations, 0) << minimiser.name;
-    EXPECT_TRUE(cost.visited.empty()) << minimiser.name;
+    EXPECT_EQ(outcome.result, expected.result) << minimiser.name;
+    EXPECT_EQ(outcome.iterations, expected.iterations) << minimiser.name;
+    EXPECT_EQ(cost.visited.empty(), &minimiser == &kAll[2]) << minimiser.name;
   }
+  RecordingCost once({}, [](const double*) { return 1.0; });
+  RunPowell(once, nullptr);
+  EXPECT_EQ(once.EvaluationsCount(), 1);
 }
 
 TEST(Minimisers, EndOnCostsThatAreNotFiniteAndCloseTheirWindows) {
@@ -255,6 +264,80 @@ TEST(Powell, CountsOnlyPassesBeforeTheLastOne) {
   RecordingCost cut({-1.2, 1.0}, CostOfProblem("Rosenbrock"));
   EXPECT_TRUE(cut.ComputeOptimumPowell(nullptr, 3, 0.0, &iterations, false));
   EXPECT_EQ(iterations, 3);
+}
+
+// Powell's method step by step, on the object's own line search.
+void MinimiseByPowellsSteps(RecordingCost& cost, int maxIter, double ftol) {
+  const auto n = static_cast<std::size_t>(cost.GetParametersCount());
+  std::vector<Point> directions(n, Point(n, 0.0));
+  for (std::size_t i = 0; i < n; ++i) directions[i][i] = 1.0;
+  cost.Evaluate();
+  Point pt = cost.Parameters();
+  for (int pass = 0; pass < maxIter; ++pass) {
+    const double fp = cost.GetValue();
+    double del = 0.0;
+    std::size_t ibig = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+      Point xit = directions[i];
+      const double before = cost.GetValue();
+      cost.LinMin(cost.GetParameters(), xit.data());
+      if (std::abs(before - cost.GetValue()) > del) {
+        del = std::abs(before - cost.GetValue());
+        ibig = i;
+      }
+    }
+    const double value = cost.GetValue();
+    if (2.0 * std::abs(fp - value) <= ftol * (std::abs(fp) + std::abs(value)) + 1e-6) return;
+    Point ptt(n);
+    Point xit(n);
+    for (std::size_t j = 0; j < n; ++j) {
+      ptt[j] = 2.0 * cost.GetParameters()[j] - pt[j];
+      xit[j] = cost.GetParameters()[j] - pt[j];
+      pt[j] = cost.GetParameters()[j];
+    }
+    const double fptt = cost.EvaluateAtPoint(ptt.data());
+    if (!(fptt < fp)) continue;
+    const double first = fp - cost.GetValue() - del;
+    const double second = fp - fptt;
+    const double t = 2.0 * (fp - 2.0 * cost.GetValue() + fptt) * (first * first) - del * (second * second);
+    if (!(t < 0.0)) continue;
+    cost.LinMin(cost.GetParameters(), xit.data());
+    directions[ibig] = xit;
+  }
+}
+
+// Bowls with waves whose level jumps from evaluation to evaluation: searches fail, and rises count as
+// changes.
+TEST(Powell, VisitsThePointsOfItsSteps) {
+  std::mt19937 engine(7);
+  std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+  int differentLengths = 0;
+  for (int i = 0; i < 300; ++i) {
+    const std::size_t n = 2 + static_cast<std::size_t>(i % 3);
+    Point start(n);
+    Point coefficients(4 * n);
+    for (double& x : start) x = 4.0 * uniform(engine);
+    for (double& c : coefficients) c = uniform(engine);
+    const double jump = i % 2 == 0 ? 0.0 : 2.0;
+    const auto make = [&] {
+      return RecordingCost(start, [&, calls = 0](const double* x) mutable {
+        double sum = jump * std::sin(0.37 * ++calls);
+        for (std::size_t k = 0; k < n; ++k) {
+          const double* c = &coefficients[4 * k];
+          sum += (1.1 + c[0]) * Square(x[k] - 2.0 * c[1]) + 2.0 * c[2] * x[k] * x[(k + 1) % n] / 3.0;
+          sum += std::pow(x[k] * x[(k + 1) % n], 2) / 20.0 + c[3] * std::cos(2.0 * x[k]);
+        }
+        return sum;
+      });
+    };
+    RecordingCost expected = make();
+    MinimiseByPowellsSteps(expected, 6, 1e-6);
+    RecordingCost cost = make();
+    cost.ComputeOptimumPowell(nullptr, 6, 1e-6, nullptr, false);
+    ASSERT_EQ(cost.visited, expected.visited) << i;
+    differentLengths += cost.visited.size() % 2 == 0 ? 1 : 0;
+  }
+  EXPECT_GT(differentLengths, 30);
 }
 
 TEST(Powell, NewDirectionOverwritesTheOneOfTheLargestDecrease) {

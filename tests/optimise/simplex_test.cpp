@@ -225,6 +225,20 @@ TEST(SteepestDescent, TellsSmallGainsAndSlopesOfZero) {
              "step");
 }
 
+// A step constant of 0 makes shifts of 0: 1e-12 stands in for them, or slopes would be no numbers.
+TEST(SteepestDescent, DividesNoSlopeByZero) {
+  RecordingCost cost({1.0, 2.0}, [](const double*) { return 4.0; });
+  cost.SetConstant_for_Steepes_Optimization(0.0);
+  Point start = {1.0, 2.0};
+  EXPECT_TRUE(cost.Compute_Optimum_Steepes(start.data(), 0.0, 3, nullptr));
+  for (const Point& point : cost.visited) EXPECT_EQ(point, start);
+  // The shift of a slope that is there: (1e-3 - 0) / 1e-12 in x, -1e-5 in y, of which y is lost.
+  RecordingCost steep({1.0, 2.0}, Script({0, 0, 0, 0, 0, 0, 1e-3, 0, 0, 0, 0}));
+  steep.SetConstant_for_Steepes_Optimization(0.0);
+  EXPECT_TRUE(steep.Compute_Optimum_Steepes(start.data(), 0.0, 1, nullptr));
+  EXPECT_EQ(steep.visited.back(), start);
+}
+
 TEST(SteepestDescent, ComparesWithTheFirstTwoRecordsAlone) {
   Point start = {0.0, 0.0, 0.0};
   RecordingCost three(start,

@@ -16,6 +16,7 @@
 
 #include "mth/statistics/Mth_descriptive.h"
 #include "mth/statistics/Mth_descriptive_internal.h"
+#include "mth/statistics/Mth_sort.h"
 #include "mth/statistics/Mth_special_functions.h"
 #include "support/allocation_faults.h"
 #include "support/matrices.h"
