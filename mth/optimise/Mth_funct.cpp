@@ -57,6 +57,7 @@ MTH_FUNCT::MTH_FUNCT() = default;
 MTH_FUNCT::MTH_FUNCT(int n) {
   if (n < 0 || !AllocateArrays(static_cast<std::size_t>(n))) {
     Release();
+    isStarved_ = true;
   } else {
     parametersCount_ = n;
   }

@@ -31,10 +31,11 @@ struct SIMULATED_ANNEALING_PARAM {
 /// is given a start.
 ///
 /// A start is given through SetParameters, so it counts only once the object is "defined" (see SetDefined).
-/// Where a minimiser has an `iterations` argument it may be null. When there is no memory for its work arrays
-/// a minimiser returns false at once. Without parameters (n = 0) it takes its steps all the same, which then
-/// change nothing: Powell's method evaluates once and gives false with 0 iterations, the steepest descent
-/// true, and the simplex method, which has no second vertex then, false at once.
+/// Where a minimiser has an `iterations` argument it may be null. When there is no memory for its work
+/// arrays, or there was none for the object itself, a minimiser returns false at once. Without parameters (n
+/// = 0) it takes its steps all the same, which then change nothing: Powell's method evaluates once and gives
+/// false with 0 iterations, the steepest descent true, and the simplex method, which has no second vertex
+/// then, false at once.
 ///
 /// Every minimiser asks once per iteration, and the annealing every 1,000 evaluations, whether it is to end:
 /// its progress window where it has one (TSTD_WAIT_BAR::IsCancelRequested), the display elsewhere
@@ -257,6 +258,7 @@ class MTH_EXPORT MTH_FUNCT {
   double bracketA_ = 0.0;
   double value_ = 0.0;
   int parametersCount_ = 0;
+  bool isStarved_ = false;  // the object found no memory: its Evaluate has no parameters to look at
   Array parameters_;
   double simplexSize_ = 1.0;
   double steepestConstant_ = 1.0;

@@ -135,7 +135,9 @@ bool MTH_FUNCT::ComputeOptimumSimmulatedAnnealing(SIMULATED_ANNEALING_PARAM* p, 
                                                   short* iterations) {
   if (iterations != nullptr) *iterations = 0;
   stopReason_ = MTH_STOP_REASON::BadInput;
-  if (p == nullptr || !annealing_) return false;
+  if (p == nullptr) return false;
+  stopReason_ = MTH_STOP_REASON::NoMemory;
+  if (!annealing_) return false;
   stopReason_ = MTH_STOP_REASON::NotRun;
   SetSimAnnParam(p);
   SetParameters(start);

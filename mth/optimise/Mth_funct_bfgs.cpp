@@ -119,7 +119,7 @@ bool MTH_FUNCT::ComputeOptimumQNBFGS(double* start, double ftol, short* iteratio
   stopReason_ = MTH_STOP_REASON::NoMemory;
   VariableMetric metric(*this);
   mth_internal::BestPoint best(*this);
-  if (!metric.IsAllocated() || !best.IsAllocated() || !AllocateDerivativeWork()) return false;
+  if (isStarved_ || !metric.IsAllocated() || !best.IsAllocated() || !AllocateDerivativeWork()) return false;
   stopReason_ = MTH_STOP_REASON::NotRun;
   mth_internal::OptimisationProgress progress(kTitle, kMaximumIterations);
   progress.Step(kTitle);

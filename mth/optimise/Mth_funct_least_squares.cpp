@@ -299,7 +299,7 @@ bool MTH_FUNCT::ComputeOptimumLeastSquares(double* start, double ftol, int maxIt
   if (residualsCount < 1 || residualsCount < parametersCount_) return false;
   stopReason_ = MTH_STOP_REASON::NoMemory;
   mth_internal::LeastSquares problem(*this);
-  if (!problem.IsAllocated()) return false;
+  if (isStarved_ || !problem.IsAllocated()) return false;
   stopReason_ = MTH_STOP_REASON::NotRun;
   const bool isFinite = problem.Begin(start != nullptr ? start : parameters_.get());
   stopReason_ = isFinite ? mth_internal::Descend(problem, ftol, maxIter, count) : MTH_STOP_REASON::NotFinite;

@@ -99,7 +99,7 @@ bool MTH_FUNCT::ComputeOptimumMarLev(short* iterations) {
   stopReason_ = MTH_STOP_REASON::NoMemory;
   std::fill_n(parameters_.get(), parametersCount_, kFixedStart);
   DampedSystem system(*this);
-  if (!system.IsAllocated() || !AllocateDerivativeWork()) return false;
+  if (isStarved_ || !system.IsAllocated() || !AllocateDerivativeWork()) return false;
   stopReason_ = MTH_STOP_REASON::NotRun;
   Evaluate();
   double cost = value_;

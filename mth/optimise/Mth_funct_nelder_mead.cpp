@@ -214,12 +214,12 @@ bool MTH_FUNCT::ComputeOptimum_Nelder_Mead(double* start, double ftol, int maxIt
   int unreported = 0;
   int& count = iterations != nullptr ? *iterations : unreported;
   count = 0;
-  stopReason_ = MTH_STOP_REASON::BadInput;
+  stopReason_ = isStarved_ ? MTH_STOP_REASON::NoMemory : MTH_STOP_REASON::BadInput;
   if (start == nullptr || parametersCount_ == 0)
     return false;  // without parameters there is no second vertex
   stopReason_ = MTH_STOP_REASON::NoMemory;
   Simplex simplex(*this);
-  if (!simplex.IsAllocated()) return false;
+  if (isStarved_ || !simplex.IsAllocated()) return false;
   stopReason_ = MTH_STOP_REASON::NotRun;
   SetParameters(start);
   Evaluate();

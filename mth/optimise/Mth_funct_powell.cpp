@@ -137,7 +137,7 @@ bool MTH_FUNCT::ComputeOptimumPowell(double* start, short maxIter, double ftol, 
   count = 0;
   stopReason_ = MTH_STOP_REASON::NoMemory;
   DirectionSet directions(*this);
-  if (!directions.IsAllocated()) return false;
+  if (isStarved_ || !directions.IsAllocated()) return false;
   stopReason_ = MTH_STOP_REASON::NotRun;
   SetParameters(start);
   Evaluate();

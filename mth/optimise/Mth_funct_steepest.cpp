@@ -146,7 +146,7 @@ bool MTH_FUNCT::Compute_Optimum_Steepes(double* start, double ftol, int maxIter,
   stopReason_ = MTH_STOP_REASON::NoMemory;
   Ascent ascent(*this, steepestConstant_);
   mth_internal::BestPoint best(*this);
-  if (!ascent.IsAllocated() || !best.IsAllocated()) return false;
+  if (isStarved_ || !ascent.IsAllocated() || !best.IsAllocated()) return false;
   stopReason_ = MTH_STOP_REASON::NotRun;
   SetParameters(start);
   Evaluate();

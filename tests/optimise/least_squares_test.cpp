@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <functional>
 #include <limits>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -13,8 +12,8 @@
 
 #include "optimise/nist_problems.h"
 #include "optimise/problems.h"
-#include "std/Std_display.h"
 #include "support/allocation_faults.h"
+#include "support/cancelling_display.h"
 
 namespace mth_test {
 namespace {
@@ -244,18 +243,8 @@ TEST(LeastSquares, KeepsParametersAndValueTogetherHoweverItEnds) {
     EXPECT_NEAR(cost.GetValue(), valueAt(cost), 1e-12 * cost.GetValue());
     EXPECT_NE(cost.GetCovariance(), nullptr);
   }
-  static int yesAt;
-  static int questions;
-  class Cancelling : public STD_DISPLAY {
-   public:
-    int ShowMessage(const std::string&, MessageKind, const std::string&) override { return 0; }
-    std::unique_ptr<STD_WAIT_BAR_VIEW> CreateWaitBarView() override { return nullptr; }
-    bool IsCancelRequested() const override { return ++questions >= yesAt; }
-  };
-  for (yesAt = 1; yesAt < 4; ++yesAt) {
-    questions = 0;
-    Cancelling display;
-    const STD_DISPLAY_SCOPE scope(&display);
+  for (int yesAt = 1; yesAt < 4; ++yesAt) {
+    const CancellingDisplay display(yesAt);
     NistCost cost(problem);
     int iterations = 0;
     EXPECT_FALSE(cost.ComputeOptimumLeastSquares(start.data(), 0.0, 50, &iterations));
