@@ -75,6 +75,10 @@ function(mth_configure_target target)
                                              -fno-omit-frame-pointer)
     target_link_options(${target} PUBLIC -fsanitize=address,undefined)
   endif()
+  if(MTH_SANITIZE_THREADS)
+    target_compile_options(${target} PRIVATE -fsanitize=thread)
+    target_link_options(${target} PUBLIC -fsanitize=thread)
+  endif()
 endfunction()
 
 # mth_configure_library(target): a library that is installed and exported as mth::<export name>.
