@@ -99,6 +99,36 @@ int Denoise(Arguments arguments) {
   return 0;
 }
 
+// segment NX NY NZ VX VY VZ IMAGE CONFIDENCE(or -) PREFIX: fractions found and field, in the mask of the
+// prefix's fractions.
+int Segment(Arguments arguments) {
+  const auto size = arguments.Size();
+  const std::array<double, 3> voxel{arguments.Number(), arguments.Number(), arguments.Number()};
+  const Floats image = ReadFloats(arguments.Text());
+  const std::string confidencePath = arguments.Text();
+  const Floats confidence = confidencePath == "-" ? Floats{} : ReadFloats(confidencePath);
+  const std::string prefix = arguments.Text();
+  std::vector<std::uint8_t> mask(image.size());
+  for (int k = 0; k < 3; ++k) {
+    const Floats fraction = ReadFloats(prefix + "fraction_" + std::to_string(k) + ".f32");
+    for (std::size_t i = 0; i < mask.size(); ++i) mask[i] = mask[i] != 0 || fraction[i] > 0.0F ? 1 : 0;
+  }
+  MTH_TISSUE_CLUSTERING tissues(3);
+  tissues.SetVoxelSize(voxel[0], voxel[1], voxel[2]);
+  const auto start = std::chrono::steady_clock::now();
+  const bool isDone = tissues.Segment(image.data(), size[0], size[1], size[2], mask.data(),
+                                      confidence.empty() ? nullptr : confidence.data());
+  std::printf("%.3f %.2f %.2f %.2f\n", SecondsSince(start), tissues.GetCentroid(0), tissues.GetCentroid(1),
+              tissues.GetCentroid(2));
+  Floats values(image.size());
+  for (int k = 0; k < 3; ++k) {
+    if (tissues.GetFractions(k, values.data()))
+      WriteFloats(prefix + "found_" + std::to_string(k) + ".f32", values);
+  }
+  if (tissues.GetField(values.data())) WriteFloats(prefix + "field.f32", values);
+  return isDone ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int count, char** texts) {
@@ -108,5 +138,6 @@ int main(int count, char** texts) {
   if (command == "make") return Make(arguments);
   if (command == "scan") return Scan(arguments);
   if (command == "denoise") return Denoise(arguments);
+  if (command == "segment") return Segment(arguments);
   return 2;
 }

@@ -13,6 +13,7 @@
 #include "mth/clustering/Mth_clustering.h"
 #include "mth/clustering/Mth_clustering_sample.h"
 #include "mth/clustering/Mth_subsets.h"
+#include "mth/clustering/Mth_tissue_clustering.h"
 #include "mth/curve/Mth_xy_plot.h"
 #include "mth/denoising/Mth_volume_denoising.h"
 #include "mth/geometry/Mth_3d_geometry.h"

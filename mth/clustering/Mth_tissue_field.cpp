@@ -1,0 +1,89 @@
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <numeric>
+
+#include "mth/clustering/Mth_tissue_mixture_internal.h"
+#include "mth/clustering/Mth_tissue_run_internal.h"
+
+#define MTH_KERNEL_FILE "mth/core/Mth_exp_log_loops_internal.h"
+#include "mth/core/Mth_for_each_instruction_set_internal.h"
+
+namespace mth_internal {
+
+VoxelSample::VoxelSample(const MaskVoxels& all) {
+  constexpr std::int64_t kMany = 50000;
+  const int step = all.Count() > kMany ? 2 : 1;
+  voxels.size = all.size;
+  voxels.rows.push_back(0);
+  std::size_t row = 0;
+  for (int z = 0; z < all.size[2]; ++z) {
+    for (int y = 0; y < all.size[1]; ++y, ++row) {
+      for (std::int64_t i = all.rows[row]; i < all.rows[row + 1]; ++i) {
+        const auto at = static_cast<std::size_t>(i);
+        if (all.x[at] % step != 0 || y % step != 0 || (z % step != 0 && all.size[2] > step)) continue;
+        voxels.x.push_back(all.x[at]);
+        voxels.stratum.push_back(all.stratum[at]);
+        indices.push_back(i);
+      }
+      voxels.rows.push_back(voxels.Count());
+    }
+  }
+}
+
+ChannelValues VoxelSample::Of(const ChannelValues& values) const {
+  ChannelValues sampled;
+  sampled.reserve(indices.size());
+  for (const std::int64_t i : indices) sampled.push_back(values[static_cast<std::size_t>(i)]);
+  return sampled;
+}
+
+FieldEstimate::FieldEstimate(const MaskVoxels& voxels, const MaskVoxels& sample,
+                             const TissueSettings& settings)
+    : sample_(sample), deviation_(), field_{CubeGrid(voxels, 4), {}} {
+  for (std::size_t axis = 0; axis < 3; ++axis)
+    deviation_[axis] = settings.fieldWidth / settings.voxelSize[axis];
+  const auto count = static_cast<std::size_t>(field_.grid.Count());
+  field_.values.assign(count, 1.0);
+  logField_.assign(count, 0.0);
+  voxelCounts_.assign(count, 0.0);
+  weights_.resize(count);
+  logarithms_.resize(count);
+  work_.resize(std::max<std::size_t>(count, static_cast<std::size_t>(field_.grid.RowWork())));
+  field_.grid.ForEachVoxel(
+      sample, [&](std::int64_t, std::int64_t cube) { voxelCounts_[static_cast<std::size_t>(cube)] += 1.0; });
+}
+
+void FieldEstimate::Clear() {
+  std::fill(weights_.begin(), weights_.end(), 0.0);
+  std::fill(logarithms_.begin(), logarithms_.end(), 0.0);
+}
+
+void FieldEstimate::Update() {
+  field_.grid.Blur(deviation_, weights_.data(), work_.data());
+  field_.grid.Blur(deviation_, logarithms_.data(), work_.data());
+  // Cubes that hardly see a voxel of a tissue keep what they have.
+  const double least = 1e-9 * *std::max_element(weights_.begin(), weights_.end());
+  double sum = 0.0;
+  for (std::size_t i = 0; i < logField_.size(); ++i) {
+    if (weights_[i] > least) logField_[i] += logarithms_[i] / weights_[i];
+    sum += voxelCounts_[i] * logField_[i];
+  }
+  const double mean = sum / static_cast<double>(sample_.Count());
+  for (std::size_t i = 0; i < logField_.size(); ++i) {
+    logField_[i] -= mean;
+    field_.values[i] = baseline::Exponential<double>(logField_[i]);
+  }
+}
+
+void FieldEstimate::Correct(const MaskVoxels& voxels, const ChannelValues& values, ChannelValues& corrected) {
+  corrected.resize(values.size());
+  field_.grid.Interpolate(
+      voxels, field_.values.data(), 1, work_.data(), [&](std::int64_t i, const double* field) {
+        corrected[static_cast<std::size_t>(i)] = values[static_cast<std::size_t>(i)] / field[0];
+      });
+}
+
+}  // namespace mth_internal
