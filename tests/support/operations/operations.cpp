@@ -133,9 +133,9 @@ Operations AllOperations() {
   Operations operations;
   for (const auto add :
        {AddValueOperations, AddMatrixOperations, AddDecompositionOperations, AddStatisticsOperations,
-        AddImageOperations, AddWaveletOperations, AddDenoisingOperations, AddCurveOperations,
-        AddCostOperations, AddMinimiserOperations, AddGeometryOperations, AddClusteringOperations,
-        AddEvidentialOperations, AddBoostingOperations}) {
+        AddImageOperations, AddWaveletOperations, AddDenoisingOperations, AddTissueOperations,
+        AddCurveOperations, AddCostOperations, AddMinimiserOperations, AddGeometryOperations,
+        AddClusteringOperations, AddEvidentialOperations, AddBoostingOperations}) {
     add(operations);
   }
   std::sort(operations.begin(), operations.end(),

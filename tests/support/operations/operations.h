@@ -142,6 +142,7 @@ void AddStatisticsOperations(Operations& operations);
 void AddImageOperations(Operations& operations);
 void AddWaveletOperations(Operations& operations);
 void AddDenoisingOperations(Operations& operations);
+void AddTissueOperations(Operations& operations);
 void AddCurveOperations(Operations& operations);
 void AddCostOperations(Operations& operations);
 void AddMinimiserOperations(Operations& operations);
