@@ -155,11 +155,13 @@ CorrelationSums SumForCorrelation(const MatrixView<T>& p, const double* rowMeans
 
 // ---- entropies ----
 
-// factor ln x, or 0 where x is 0; NaN where it is negative.
+// factor ln x, or 0 where x is 0; NaN where it is negative. The logarithm is taken of 1 where it is not wanted:
+// that of 0 would be infinite, and its product with a factor of 0 an invalid operation, which hosts may trap.
 template <class V>
 MTH_INLINE V WeightedLogarithm(V factor, V x) {
   constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-  const V term = factor * (x < 0.0 ? Spread<V>(kNaN) : Logarithm<V>(x));
+  const V logarithm = Logarithm<V>(x <= 0.0 ? Spread<V>(1.0) : x);
+  const V term = factor * (x < 0.0 ? Spread<V>(kNaN) : logarithm);
   return x == 0.0 ? V{} : term;
 }
 

@@ -42,9 +42,14 @@ inline void AddLogEnergies(const double* own, const double* parents, const doubl
   });
 }
 
-// values[i] times odds / (1 + odds)
+// values[i] times odds / (1 + odds); 0 times them where 1 / odds is more than a double holds. That is told
+// beforehand: an overflow is an exception that hosts may trap.
 inline void MultiplyByProbability(const double* logOdds, std::int64_t length, double* values) {
+  constexpr double kLargestLogarithm = 0x1.62e42fefa39efp9;
   ForEachLanes(0, length, [=]<class V>(std::int64_t i, V) {
-    Store(values + i, Load<V>(values + i) / (1.0 + Exponential<V>(-Load<V>(logOdds + i))));
+    const V value = Load<V>(values + i);
+    const V against = -Load<V>(logOdds + i);
+    const V share = value / (1.0 + Exponential<V>(against > kLargestLogarithm ? V{} : against));
+    Store(values + i, against > kLargestLogarithm ? value * 0.0 : share);
   });
 }
