@@ -177,7 +177,7 @@ MTH_MATRIX* Mth_CovarianceMatrix(double** x, double** y, int n, short d) {
   return CrossCovariance(x, y, n, d);
 }
 
-bool mth_internal::MedianOfMagnitudes(MTH_MATRIX& m, double& median) {
+bool mth_internal::MedianOfMagnitudes(MTH_MATRIX& m, double& median, const bool* isCounted) {
   const int rows = m.GetNbRows();
   const int columns = m.GetNbCols();
   const WorkArray<double> values(rows);
@@ -185,14 +185,20 @@ bool mth_internal::MedianOfMagnitudes(MTH_MATRIX& m, double& median) {
   const WorkArray<double> medians(columns);
   if (!values || !companions || !medians) return false;
   std::fill_n(companions.Get(), std::max(rows, columns), 0.0);
+  int found = 0;
   for (int j = 0; j < columns; ++j) {
-    for (int i = 0; i < rows; ++i) values[i] = std::abs(m.Get(i, j));
-    Mth_Sort(rows, values.Get(), companions.Get());
-    for (int i = 0; i < rows; ++i) m.Set(i, j, values[i]);
-    medians[j] = MedianOfSorted(rows, [&](int i) { return values[i]; });
+    int count = 0;
+    for (int i = 0; i < rows; ++i) {
+      if (isCounted == nullptr || isCounted[std::int64_t{i} * columns + j])
+        values[count++] = std::abs(m.Get(i, j));
+    }
+    if (count == 0) continue;
+    Mth_Sort(count, values.Get(), companions.Get());
+    for (int i = 0; i < count; ++i) m.Set(i, j, values[i]);
+    medians[found++] = MedianOfSorted(count, [&](int i) { return values[i]; });
   }
-  Mth_Sort(columns, medians.Get(), companions.Get());
-  median = MedianOfSorted(columns, [&](int j) { return medians[j]; });
+  Mth_Sort(found, medians.Get(), companions.Get());
+  median = found == 0 ? 0.0 : MedianOfSorted(found, [&](int j) { return medians[j]; });
   return true;
 }
 

@@ -27,22 +27,26 @@ void MTH_WAVELET_DENOISING::WaveletTransform1D(double* signal, double* filter, d
   FilterLine(signal, {filter, filterLength}, StepOfLevel(level, n), n, out);
 }
 
-void MTH_WAVELET_DENOISING::RedundantWaveletTransform(MTH_MATRIX* image, double* approx, double* detailRows,
+bool MTH_WAVELET_DENOISING::RedundantWaveletTransform(MTH_MATRIX* image, double* approx, double* detailRows,
                                                       double* detailCols, double* detailDiag, int level,
                                                       int rows, int cols) const {
-  if (image == nullptr || rows <= 0 || cols <= 0) return;
+  if (image == nullptr || rows < 0 || cols < 0) return false;
   const Subbands subbands{approx, detailRows, detailCols, detailDiag};
-  if (subbands.AreComplete()) Analyse(*image, level, {rows, cols}, subbands);
+  if (rows == 0 || cols == 0) return true;
+  return subbands.AreComplete() && Analyse(*image, level, {rows, cols}, subbands);
 }
 
-void MTH_WAVELET_DENOISING::ComputeApproximation(double* data, int level, int rows, int cols) const {
-  if (data != nullptr && rows > 0 && cols > 0) Smooth(data, level, {rows, cols});
+bool MTH_WAVELET_DENOISING::ComputeApproximation(double* data, int level, int rows, int cols) const {
+  if (rows < 0 || cols < 0) return false;
+  if (rows == 0 || cols == 0) return true;
+  return data != nullptr && Smooth(data, level, {rows, cols});
 }
 
-void MTH_WAVELET_DENOISING::RedundantInverseWaveletTransform(MTH_MATRIX* image, double* approx,
+bool MTH_WAVELET_DENOISING::RedundantInverseWaveletTransform(MTH_MATRIX* image, double* approx,
                                                              double* detailRows, double* detailCols,
                                                              double* detailDiag, int level) const {
-  if (image == nullptr || !image->IsAllocated() || image->GetNbRows() <= 0 || image->GetNbCols() <= 0) return;
+  if (image == nullptr || !image->IsAllocated()) return false;
+  if (image->GetNbRows() <= 0 || image->GetNbCols() <= 0) return true;
   const Subbands subbands{approx, detailRows, detailCols, detailDiag};
-  if (subbands.AreComplete()) Rebuild(subbands, level, *image);
+  return subbands.AreComplete() && Rebuild(subbands, level, *image);
 }

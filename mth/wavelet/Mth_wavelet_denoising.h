@@ -28,8 +28,12 @@
 ///
 /// Subbands are the caller's row-major arrays of rows x columns doubles. Sums run over the taps in ascending
 /// order, so that a result is the same to the last bit on every machine. A level counts from 0; below 0 the
-/// last tap of a filter is all that is left of it, and a level above 30 counts as 30. With a null argument,
-/// without memory or for an image without rows or columns nothing is written.
+/// last tap of a filter is all that is left of it, and a level above 30 counts as 30. Values that are not
+/// finite spread as far as a filter with all its zeros reaches, and cost little time.
+///
+/// The operations on planes return false, with nothing written, for a null argument, a negative size, an
+/// unallocated image to rebuild and without memory; for an image without rows or columns there is nothing to
+/// do, and they return true.
 ///
 /// @see  Mallat and Zhong, IEEE Trans. Pattern Analysis and Machine Intelligence 14 (1992) 710-732.
 class MTH_EXPORT MTH_WAVELET_DENOISING {
@@ -61,20 +65,20 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
   /// The noise of each subband follows from that of the finest diagonal one, of deviation s: s, 0.22 s, 0.09
   /// s and 0.04 s in the diagonal subbands, 0.79 s, 0.25 s, 0.11 s and 0.05 s in the others, from the finest
   /// level on. Those are the noise gains of the filters. An image without noise, s below 2.5e-8, is only
-  /// rounded; so is one of which more than half is black, and one of a single row or column: it has no
-  /// diagonal details.
+  /// rounded; so is one of a single row or column: it has no diagonal details.
   ///
   /// The local mean of the grey levels stays: what Rician noise adds to it in the dark is not taken off. The
   /// image is transformed with a margin of 45 pixels of its mirror image, so that its borders are rebuilt as
   /// well as the rest; for each pixel of both it takes about 180 bytes of memory. Pixels that are not finite
   /// count as 0.
-  /// @return  false, with the image as it was: without memory, or without an allocated image, which shows
-  ///          "La matrice d'entrée est nulle!".
+  /// @return  false, with the image as it was: without memory, when the display asks to cancel, or without an
+  ///          allocated image, which shows "La matrice d'entrée est nulle!".
   /// @see     RemoveNoiseAdaptative; Pizurica, Philips, Lemahieu and Acheroy, IEEE Trans. Medical Imaging 22
   ///          (2003) 323-331.
   bool ApplyDenoisingMRImage();
   /// Standard deviation of the noise in the working image as it stands: 2 s, with s being 1.4825796886582654
-  /// times the median of the magnitudes in the finest diagonal subband (Mth_Median). It holds where the
+  /// times the median of the magnitudes in the finest diagonal subband (Mth_Median), of those coefficients
+  /// that see a pixel that is not exactly 0: black surroundings tell nothing of the noise. It holds where the
   /// signal is at least three times as strong as the noise, whose deviation falls by a third in the dark.
   /// @return  0 without an image or memory.
   double EstimateNoiseDeviation() const;
@@ -86,20 +90,10 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
     const double* energy;    ///< of their neighbourhoods, in noise variances
     const double* siblings;  ///< the mean of such energies over the three orientations
   };
-  /// Multiplies every coefficient of a subband by odds / (1 + odds), the odds that it is signal. They are
-  /// the product of three, T being the square of the threshold factor:
-  ///  - the cube root of the prior odds, the number of coefficients in the mask over that of the others
-  ///    (100 when there are no others); the mask holds those whose `energy` exceeds T;
-  ///  - the likelihood ratio of the coefficient's squared magnitude. What counts as such, in noise levels, is
-  ///    the product of the coefficient and its parent, 0 where their signs differ: an edge has the same sign
-  ///    at all levels, noise has not. In logarithms the ratio is a straight line that does not fall, fitted
-  ///    to the histograms inside and outside the mask from T / 4 to 4 T and, where these hold few
-  ///    coefficients, to the line of most images; below T / 64 and above 64 T it stays. It is 1 when the mask
-  ///    holds all coefficients or none;
-  ///  - the local prior ratio, (a / T) (b / T) sqrt(c / T), from the energy a of the parent, the mean b of
-  ///    its and its siblings' energies and the coefficient's own `energy` c, each with 0.1 added.
-  /// Without a noise level of at least 1e-9, or with a threshold factor that is not a number, every
-  /// coefficient stays as it is.
+  /// Multiplies every coefficient of a subband by a factor in [0, 1], the probability that it is signal, from
+  /// its neighbourhood, its parent and the share of coefficients above the threshold, those of energy 0 left
+  /// out; docs/denoising.md tells how. Without a noise level of at least 1e-9, or with a threshold factor
+  /// that is not a number, every coefficient stays as it is.
   /// @param detail    rows x cols coefficients.
   /// @param energy    of each coefficient's neighbourhood in the subband, in noise variances (AdaptEnergy).
   /// @param parents   its arrays may not be null.
@@ -113,7 +107,8 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
   bool AdaptEnergy(const double* detail, double noiseLevel, double* energy, int rows, int cols) const;
 
   /// Filters one line of n samples: out[i] = sum over k of filter[k] signal[i + (c - k) 2^level], with
-  /// c = (filterLength - 1) / 2, the signal going on as its mirror image.
+  /// c = (filterLength - 1) / 2, the signal going on as its mirror image. A null argument or n < 1: nothing
+  /// is written.
   /// @param out  n samples; must not overlap the signal.
   void WaveletTransform1D(double* signal, double* filter, double* out, int level, int n,
                           int filterLength) const;
@@ -123,12 +118,12 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
   /// @param detailRows  H along rows, G along columns: differences between rows.
   /// @param detailCols  G along rows, H along columns: differences between columns.
   /// @param detailDiag  G along both.
-  void RedundantWaveletTransform(MTH_MATRIX* image, double* approx, double* detailRows, double* detailCols,
+  bool RedundantWaveletTransform(MTH_MATRIX* image, double* approx, double* detailRows, double* detailCols,
                                  double* detailDiag, int level, int rows, int cols) const;
   /// Smooths an array in place with H along rows and columns: the `approx` subband alone.
-  void ComputeApproximation(double* data, int level, int rows, int cols) const;
+  bool ComputeApproximation(double* data, int level, int rows, int cols) const;
   /// Rebuilds all elements of `image` from the four subbands of one level, which are overwritten.
-  void RedundantInverseWaveletTransform(MTH_MATRIX* image, double* approx, double* detailRows,
+  bool RedundantInverseWaveletTransform(MTH_MATRIX* image, double* approx, double* detailRows,
                                         double* detailCols, double* detailDiag, int level) const;
 
  private:

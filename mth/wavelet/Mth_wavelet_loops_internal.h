@@ -34,8 +34,8 @@ inline void CombineSixLines(const double* const* lines, const double* taps, std:
 }
 
 // Both filters of the analysis at once: low[i] from all four lines, high[i] from the middle two.
-inline void SplitLines(const double* const* lines, const double* lowTaps, const double* highTaps,
-                       std::int64_t length, double* low, double* high) {
+inline void SplitLowAndHigh(const double* const* lines, const double* lowTaps, const double* highTaps,
+                            std::int64_t length, double* low, double* high) {
   const double* const line[4] = {lines[0], lines[1], lines[2], lines[3]};
   const double lowTap[4] = {lowTaps[0], lowTaps[1], lowTaps[2], lowTaps[3]};
   const double highTap[2] = {highTaps[0], highTaps[1]};
@@ -52,39 +52,39 @@ inline void SplitLines(const double* const* lines, const double* lowTaps, const 
 
 // target[i] = ((a[i] + b[i]) + c[i]) + d[i]
 template <class T>
-void AddFourLines(const double* a, const double* b, const double* c, const double* d, std::int64_t length,
-                  T* target) {
+void AddFour(const double* a, const double* b, const double* c, const double* d, std::int64_t length,
+             T* target) {
   ForEachLanes(0, length, [&]<class V>(std::int64_t i, V) {
     Store(target + i, Load<V>(a + i) + Load<V>(b + i) + Load<V>(c + i) + Load<V>(d + i));
   });
 }
 
 // sums[i] += scale values[i]
-inline void AddScaled(const double* values, double scale, std::int64_t length, double* sums) {
+inline void AddScaledLine(const double* values, double scale, std::int64_t length, double* sums) {
   ForEachLanes(0, length, [&]<class V>(std::int64_t i, V) {
     Store(sums + i, Load<V>(sums + i) + Spread<V>(scale) * Load<V>(values + i));
   });
 }
 
 // sums[i] += weight (scale values[i])^2
-inline void AddScaledSquares(const double* values, double scale, double weight, std::int64_t length,
-                             double* sums) {
+inline void AddScaledSquaresOfLine(const double* values, double scale, double weight, std::int64_t length,
+                                   double* sums) {
   ForEachLanes(0, length, [&]<class V>(std::int64_t i, V) {
     const V value = Spread<V>(scale) * Load<V>(values + i);
     Store(sums + i, Load<V>(sums + i) + Spread<V>(weight) * (value * value));
   });
 }
 
-// Calls visit(i, values as V) over a line; whether no value is a NaN or above 2^1020, so that no filter makes
-// an infinity of them.
+// Calls visit(i, values as V) over a line; whether all are finite and at most 2^1020.
 template <class T, class Visit>
-MTH_INLINE bool VisitModest(const T* values, std::int64_t length, Visit visit) {
+MTH_INLINE bool VisitAndCheck(const T* values, std::int64_t length, Visit visit) {
+  constexpr double kFromLimitToInfinity = 16.0;
   Lanes sums{};
   double rest = 0.0;
   ForEachLanes(0, length, [&]<class V>(std::int64_t i, V) {
     const V value = Load<V>(values + i);
     visit(i, value);
-    const V scaled = Spread<V>(16.0) * value;
+    const V scaled = Spread<V>(kFromLimitToInfinity) * value;
     if constexpr (sizeof(V) == sizeof(double)) {
       rest += scaled - scaled;  // 0, or NaN for an infinity
     } else {
@@ -97,14 +97,13 @@ MTH_INLINE bool VisitModest(const T* values, std::int64_t length, Visit visit) {
   return rest == 0.0;
 }
 
-template <class T>
-bool AreModest(const T* values, std::int64_t length) {
-  return VisitModest(values, length, [](std::int64_t, auto) {});
+inline bool Check(const double* values, std::int64_t length) {
+  return VisitAndCheck(values, length, [](std::int64_t, auto) {});
 }
 
 template <class T>
-bool CopyModest(const T* values, std::int64_t length, double* target) {
-  return VisitModest(values, length, [=](std::int64_t i, auto value) {
+bool CopyAndCheck(const T* values, std::int64_t length, double* target) {
+  return VisitAndCheck(values, length, [=](std::int64_t i, auto value) {
     Prefetch(values + i + length);
     Store(target + i, value);
   });

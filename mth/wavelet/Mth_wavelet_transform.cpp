@@ -1,73 +1,16 @@
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdlib>
-#include <limits>
 
 #include "mth/core/Mth_work_array_internal.h"
+#include "mth/wavelet/Mth_wavelet_kernel_internal.h"
+#include "mth/wavelet/Mth_wavelet_rows_internal.h"
 #include "mth/wavelet/Mth_wavelet_transform_internal.h"
-
-#define MTH_KERNEL_FILE "mth/wavelet/Mth_wavelet_loops_internal.h"
-#include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 namespace mth_internal {
 namespace {
 
 constexpr int kHighestLevel = 30;
-// Samples that the filters reach to either side of a sample, in steps.
-constexpr int kAnalysisReach = 2;
-constexpr int kReach = 3;
-
-// Quadratic spline wavelet: taps with the zeros that centre them.
-constexpr std::array<double, 5> kSmoothingTaps{0.125, 0.375, 0.375, 0.125, 0.0};
-constexpr std::array<double, 5> kDifferenceTaps{0.0, 0.5, -0.5, 0.0, 0.0};
-constexpr std::array<double, 7> kLowRebuildingTaps{0.0, 0.0, 0.125, 0.375, 0.375, 0.125, 0.0};
-constexpr std::array<double, 7> kHighRebuildingTaps{0.0,    -0.03125, -0.21875, -0.6875,
-                                                    0.6875, 0.21875,  0.03125};
-
-// A filter without its zeros: tap k belongs to the sample (lead - k) steps on.
-struct CompactFilter {
-  WaveletFilter whole;
-  const double* taps;
-  int count;
-  int lead;
-};
-
-template <std::size_t kLength>
-constexpr CompactFilter Compact(const std::array<double, kLength>& taps) {
-  constexpr int kTaps = static_cast<int>(kLength);
-  int first = 0;
-  int last = kTaps - 1;
-  while (taps[static_cast<std::size_t>(first)] == 0.0) ++first;
-  while (taps[static_cast<std::size_t>(last)] == 0.0) --last;
-  return {{taps.data(), kTaps}, taps.data() + first, last - first + 1, (kTaps - 1) / 2 - first};
-}
-
-constexpr CompactFilter kSmoothing = Compact(kSmoothingTaps);
-constexpr CompactFilter kDifference = Compact(kDifferenceTaps);
-constexpr CompactFilter kLowRebuilding = Compact(kLowRebuildingTaps);
-constexpr CompactFilter kHighRebuilding = Compact(kHighRebuildingTaps);
-
-static_assert(kSmoothing.count == 4 && kDifference.count == 2 && kSmoothing.lead == kDifference.lead + 1);
-
-constexpr int kMostTaps = 6;
-using TapLines = std::array<const double*, kMostTaps>;
-
-void Combine(const CompactFilter& filter, const TapLines& lines, std::int64_t length, double* out) {
-  const auto combine = filter.count == 4 ? MTH_SELECT(CombineFourLines) : MTH_SELECT(CombineSixLines);
-  combine(lines.data(), filter.taps, length, out);
-}
-
-// Both filters of the analysis, from the lines of the smoothing one.
-void SplitLines(const TapLines& lines, std::int64_t length, double* low, double* high) {
-  MTH_SELECT(SplitLines)(lines.data(), kSmoothing.taps, kDifference.taps, length, low, high);
-}
-
-// Whether the zero taps between a filter's own may be left out: they add 0, but NaN to what is not finite.
-template <class T>
-bool MaySkipZeroTaps(const T* values, std::int64_t count) {
-  return MTH_SELECT(AreModest<T>)(values, count);
-}
 
 // The image as rows of doubles. Elements that it does not have are 0.
 class RowReader {
@@ -82,11 +25,11 @@ class RowReader {
   bool Read(std::int64_t row, double* line) const {
     const std::int64_t start = row * image_.GetNbCols();
     if (isInside_ && image_.GetEDataAddress() != nullptr)
-      return MTH_SELECT(CopyModest<double>)(image_.GetEDataAddress() + start, columns_, line);
-    if (isInside_) return MTH_SELECT(CopyModest<float>)(image_.GetFDataAddress() + start, columns_, line);
+      return CopyFilterable(image_.GetEDataAddress() + start, columns_, line);
+    if (isInside_) return CopyFilterable(image_.GetFDataAddress() + start, columns_, line);
     for (int column = 0; column < columns_; ++column)
       line[column] = image_.Get(static_cast<int>(row), column);
-    return MaySkipZeroTaps(line, columns_);
+    return AreFilterable(line, columns_);
   }
 
  private:
@@ -95,170 +38,54 @@ class RowReader {
   bool isInside_;
 };
 
-// A row with its mirror image at both ends, as far as the filters reach.
-class ExtendedRow {
- public:
-  ExtendedRow(std::int64_t length, std::int64_t step, int reach)
-      : length_(length), step_(step), margin_(reach * step), samples_(length + 2 * margin_) {}
-  explicit operator bool() const { return static_cast<bool>(samples_); }
-
-  /// Where to put the row; Extend then adds the margins.
-  double* Row() const { return samples_.Get() + margin_; }
-  void Extend() const {
-    double* const row = Row();
-    for (std::int64_t i = 1; i <= margin_; ++i) {
-      row[-i] = row[MirrorIndex(-i, length_)];
-      row[length_ - 1 + i] = row[MirrorIndex(length_ - 1 + i, length_)];
-    }
-  }
-  void Filter(const CompactFilter& filter, double* out) const {
-    Combine(filter, LinesOf(filter), length_, out);
-  }
-  void Split(double* low, double* high) const { SplitLines(LinesOf(kSmoothing), length_, low, high); }
-
- private:
-  TapLines LinesOf(const CompactFilter& filter) const {
-    TapLines lines{};
-    for (int k = 0; k < filter.count; ++k)
-      lines[static_cast<std::size_t>(k)] = Row() + (filter.lead - k) * step_;
-    return lines;
-  }
-
-  std::int64_t length_;
-  std::int64_t step_;
-  std::int64_t margin_;
-  WorkArray<double> samples_;
-};
-
-// The rows of an array around the present one, already filtered along themselves, for filtering across them.
-class RowWindow {
- public:
-  RowWindow(ImageSize size, std::int64_t step, int reach)
-      : size_(size),
-        step_(step),
-        kept_(std::min(size.rows, 2 * reach * step + 1)),
-        stride_(size.columns + kRowGap),
-        samples_(kept_ * stride_) {}
-  explicit operator bool() const { return static_cast<bool>(samples_); }
-
-  double* Row(std::int64_t row) const { return samples_.Get() + (row % kept_) * stride_; }
-  void FilterAcross(const CompactFilter& filter, std::int64_t row, double* out) const {
-    Combine(filter, LinesOf(filter, row), size_.columns, out);
-  }
-  void SplitAcross(std::int64_t row, double* low, double* high) const {
-    SplitLines(LinesOf(kSmoothing, row), size_.columns, low, high);
-  }
-
- private:
-  // Between rows, so that those of a width that is a power of two do not share the sets of the cache.
-  static constexpr std::int64_t kRowGap = 24;
-
-  TapLines LinesOf(const CompactFilter& filter, std::int64_t row) const {
-    TapLines lines{};
-    for (int k = 0; k < filter.count; ++k)
-      lines[static_cast<std::size_t>(k)] = Row(MirrorIndex(row + (filter.lead - k) * step_, size_.rows));
-    return lines;
-  }
-
-  ImageSize size_;
-  std::int64_t step_;
-  std::int64_t kept_;
-  std::int64_t stride_;
-  WorkArray<double> samples_;
-};
-
-// Calls fill(row) for every row in turn, each before finish(row) of any row whose filters reach it.
-template <class Fill, class Finish>
-void SweepRows(std::int64_t rows, std::int64_t reach, Fill fill, Finish finish) {
-  std::int64_t filled = 0;
-  for (std::int64_t row = 0; row < rows; ++row) {
-    for (; filled < rows && filled <= row + reach; ++filled) fill(filled);
-    finish(row);
-  }
-}
-
-// Filters an array in place, line by line and with every tap: for values that are not finite, whose products
-// with the zeros between the taps count.
-class LineFilter {
- public:
-  LineFilter(int level, ImageSize size)
-      : level_(level),
-        size_(size),
-        line_(std::max(size.rows, size.columns)),
-        out_(std::max(size.rows, size.columns)) {}
-  explicit operator bool() const { return line_ && out_; }
-
-  void Run(double* data, const CompactFilter& alongRows, const CompactFilter& alongColumns) const {
-    for (std::int64_t row = 0; row < size_.rows; ++row)
-      FilterInPlace(data + row * size_.columns, size_.columns, 1, alongRows);
-    for (std::int64_t column = 0; column < size_.columns; ++column)
-      FilterInPlace(data + column, size_.rows, size_.columns, alongColumns);
-  }
-
- private:
-  void FilterInPlace(double* first, std::int64_t length, std::int64_t stride,
-                     const CompactFilter& filter) const {
-    for (std::int64_t i = 0; i < length; ++i) line_[i] = first[i * stride];
-    FilterLine(line_.Get(), filter.whole, StepOfLevel(level_, length), length, out_.Get());
-    for (std::int64_t i = 0; i < length; ++i) first[i * stride] = out_[i];
-  }
-
-  int level_;
-  ImageSize size_;
-  WorkArray<double> line_;
-  WorkArray<double> out_;
-};
-
-// The same in one sweep over the rows.
+// Filters an array in place, along its rows and its columns, in one sweep over the rows.
 class SweepFilter {
  public:
-  SweepFilter(int level, ImageSize size)
+  SweepFilter(int level, ImageSize size, int reach)
       : size_(size),
-        step_(StepOfLevel(level, size.rows)),
-        line_(size.columns, StepOfLevel(level, size.columns), kReach),
-        window_(size, step_, kReach) {}
+        reach_(reach * StepOfLevel(level, size.rows)),
+        line_(size.columns, StepOfLevel(level, size.columns), reach),
+        window_(size, StepOfLevel(level, size.rows), reach) {}
   explicit operator bool() const { return line_ && window_; }
 
-  void Run(double* data, const CompactFilter& alongRows, const CompactFilter& alongColumns) const {
+  void Run(double* data, const CompactFilter& alongRows, const CompactFilter& alongColumns) {
+    window_.Restart();
     SweepRows(
-        size_.rows, kReach * step_,
+        size_.rows, reach_,
         [&](std::int64_t row) {
-          std::copy_n(data + row * size_.columns, size_.columns, line_.Row());
-          line_.Extend();
+          const bool isFilterable = CopyFilterable(data + row * size_.columns, size_.columns, line_.Row());
+          line_.Extend(isFilterable);
           line_.Filter(alongRows, window_.Row(row));
+          if (!isFilterable) window_.Mark(row);
         },
         [&](std::int64_t row) { window_.FilterAcross(alongColumns, row, data + row * size_.columns); });
   }
 
  private:
   ImageSize size_;
-  std::int64_t step_;
+  std::int64_t reach_;
   ExtendedRow line_;
   RowWindow window_;
 };
 
-// What the zeros of a dilated filter add: NaN where one of them meets what is not finite, and nothing else.
-// The samples under the filter are counted as it slides on, since at high levels there are many of them.
-void AddZeroTaps(const double* line, WaveletFilter filter, std::int64_t step, std::int64_t n, double* out) {
-  const std::int64_t reach = filter.length - 1;
-  const std::int64_t centre = reach / 2 * step;
-  const auto countAt = [=](std::int64_t index) { return std::isfinite(line[MirrorIndex(index, n)]) ? 0 : 1; };
-  std::int64_t count = 0;
-  for (std::int64_t t = 1; t <= reach * step; ++t) count += countAt(centre - t);
-  for (std::int64_t i = 0; i < n; ++i) {
-    count += countAt(i + centre);
-    std::int64_t countAtTaps = 0;
-    for (std::int64_t k = 0; k <= reach; ++k) {
-      if (filter.taps[k] != 0.0) countAtTaps += countAt(i + centre - k * step);
-    }
-    if (count > countAtTaps) out[i] = std::numeric_limits<double>::quiet_NaN();
-    count -= countAt(i + centre - reach * step);
+// Below level 0 a filter has no step, and its last tap is all that is left of it.
+class LastTapFilter {
+ public:
+  explicit LastTapFilter(ImageSize size) : count_(size.rows * size.columns) {}
+
+  void Run(double* data, const CompactFilter& alongRows, const CompactFilter& alongColumns) const {
+    const double rowTap = alongRows.whole.taps[alongRows.whole.length - 1];
+    const double columnTap = alongColumns.whole.taps[alongColumns.whole.length - 1];
+    for (std::int64_t i = 0; i < count_; ++i) data[i] = 0.0 + columnTap * (0.0 + rowTap * data[i]);
   }
-}
+
+ private:
+  std::int64_t count_;
+};
 
 // Filters each subband with the low and the high filter that made it, or that rebuild from it.
 template <class Filter>
-void RunOnAll(const Filter& filter, const Subbands& subbands, const CompactFilter& low,
+void RunOnAll(Filter&& filter, const Subbands& subbands, const CompactFilter& low,
               const CompactFilter& high) {
   filter.Run(subbands.approx, low, low);
   filter.Run(subbands.detailRows, low, high);
@@ -266,40 +93,14 @@ void RunOnAll(const Filter& filter, const Subbands& subbands, const CompactFilte
   filter.Run(subbands.detailDiag, high, high);
 }
 
-bool AnalyseEveryTap(const RowReader& image, int level, ImageSize size, const Subbands& subbands) {
-  const LineFilter lines(level, size);
-  if (!lines) return false;
+void AnalyseWithoutStep(const RowReader& image, ImageSize size, const Subbands& subbands) {
   for (std::int64_t row = 0; row < size.rows; ++row) {
     const std::int64_t start = row * size.columns;
     image.Read(row, subbands.approx + start);
     for (double* other : {subbands.detailRows, subbands.detailCols, subbands.detailDiag})
       std::copy_n(subbands.approx + start, size.columns, other + start);
   }
-  RunOnAll(lines, subbands, kSmoothing, kDifference);
-  return true;
-}
-
-template <class Filter>
-bool SmoothWith(const Filter& filter, double* data) {
-  if (filter) filter.Run(data, kSmoothing, kSmoothing);
-  return static_cast<bool>(filter);
-}
-
-template <class Filter>
-bool RebuildWith(const Filter& filter, const Subbands& subbands) {
-  if (!filter) return false;
-  RunOnAll(filter, subbands, kLowRebuilding, kHighRebuilding);
-  return true;
-}
-
-template <class T>
-void AddSubbands(const Subbands& subbands, std::int64_t count, T* image) {
-  MTH_SELECT(AddFourLines<T>)
-  (subbands.approx, subbands.detailRows, subbands.detailCols, subbands.detailDiag, count, image);
-}
-
-bool MaySweep(const double* data, int level, ImageSize size) {
-  return level >= 0 && MaySkipZeroTaps(data, size.rows * size.columns);
+  RunOnAll(LastTapFilter(size), subbands, kSmoothing, kDifference);
 }
 
 }  // namespace
@@ -330,56 +131,65 @@ void FilterLine(const double* line, WaveletFilter filter, std::int64_t step, std
   for (std::int64_t k = 0; k <= reach; ++k) {
     if (filter.taps[k] != 0.0) addTap(k * step, filter.taps[k]);
   }
-  if (!MaySkipZeroTaps(line, n)) AddZeroTaps(line, filter, step, n, out);
+  if (!AreFilterable(line, n)) AddZeroTaps(line, filter, step, n, out);
 }
 
 bool Analyse(const MTH_MATRIX& image, int level, ImageSize size, const Subbands& subbands) {
   const RowReader reader(image, size);
-  const double* const own = image.GetEDataAddress();
-  const bool isInPlace = own != nullptr && (own == subbands.approx || own == subbands.detailRows ||
-                                            own == subbands.detailCols || own == subbands.detailDiag);
-  // In place, rows that have been read are gone when a later one needs every tap.
-  if (level < 0 || (isInPlace && !MaySkipZeroTaps(own, std::int64_t{image.GetNbRows()} * image.GetNbCols())))
-    return AnalyseEveryTap(reader, level, size, subbands);
+  if (level < 0) {
+    AnalyseWithoutStep(reader, size, subbands);
+    return true;
+  }
+  const int reach = kSmoothing.Reach();
   const std::int64_t across = StepOfLevel(level, size.rows);
-  const ExtendedRow line(size.columns, StepOfLevel(level, size.columns), kAnalysisReach);
-  const RowWindow smooth(size, across, kAnalysisReach);
-  const RowWindow differences(size, across, kAnalysisReach);
+  ExtendedRow line(size.columns, StepOfLevel(level, size.columns), reach);
+  RowWindow smooth(size, across, reach);
+  RowWindow differences(size, across, reach);
   if (!line || !smooth || !differences) return false;
-  bool maySkipZeroTaps = true;
   SweepRows(
-      size.rows, kAnalysisReach * across,
+      size.rows, reach * across,
       [&](std::int64_t row) {
-        maySkipZeroTaps = reader.Read(row, line.Row()) && maySkipZeroTaps;
-        line.Extend();
+        const bool isFilterable = reader.Read(row, line.Row());
+        line.Extend(isFilterable);
         line.Split(smooth.Row(row), differences.Row(row));
+        if (isFilterable) return;
+        smooth.Mark(row);
+        differences.Mark(row);
       },
       [&](std::int64_t row) {
         const std::int64_t start = row * size.columns;
         smooth.SplitAcross(row, subbands.approx + start, subbands.detailRows + start);
         differences.SplitAcross(row, subbands.detailCols + start, subbands.detailDiag + start);
       });
-  return maySkipZeroTaps || AnalyseEveryTap(reader, level, size, subbands);
+  return true;
 }
 
 bool Smooth(double* data, int level, ImageSize size) {
-  return MaySweep(data, level, size) ? SmoothWith(SweepFilter(level, size), data)
-                                     : SmoothWith(LineFilter(level, size), data);
+  if (level < 0) {
+    LastTapFilter(size).Run(data, kSmoothing, kSmoothing);
+    return true;
+  }
+  SweepFilter filter(level, size, kSmoothing.Reach());
+  if (!filter) return false;
+  filter.Run(data, kSmoothing, kSmoothing);
+  return true;
 }
 
 bool Rebuild(const Subbands& subbands, int level, MTH_MATRIX& image) {
   const ImageSize size{image.GetNbRows(), image.GetNbCols()};
-  const bool maySweep =
-      MaySweep(subbands.approx, level, size) && MaySweep(subbands.detailRows, level, size) &&
-      MaySweep(subbands.detailCols, level, size) && MaySweep(subbands.detailDiag, level, size);
-  const bool isDone = maySweep ? RebuildWith(SweepFilter(level, size), subbands)
-                               : RebuildWith(LineFilter(level, size), subbands);
-  if (!isDone) return false;
+  if (level < 0) {
+    RunOnAll(LastTapFilter(size), subbands, kLowRebuilding, kHighRebuilding);
+  } else {
+    SweepFilter filter(level, size, kLowRebuilding.Reach());
+    if (!filter) return false;
+    RunOnAll(filter, subbands, kLowRebuilding, kHighRebuilding);
+  }
+  const auto [approx, rows, columns, diagonal] = subbands;
   const std::int64_t count = size.rows * size.columns;
   if (image.GetEDataAddress() != nullptr) {
-    AddSubbands(subbands, count, image.GetEDataAddress());
+    AddFourLines(approx, rows, columns, diagonal, count, image.GetEDataAddress());
   } else {
-    AddSubbands(subbands, count, image.GetFDataAddress());
+    AddFourLines(approx, rows, columns, diagonal, count, image.GetFDataAddress());
   }
   return true;
 }
@@ -397,8 +207,7 @@ bool MeanSquares(const double* values, ImageSize size, std::int64_t reach, doubl
   for (std::int64_t row = 0; row < rows; ++row) {
     std::fill_n(sums, columns, 0.0);
     for (std::int64_t k = -reach; k <= reach; ++k) {
-      MTH_SELECT(AddScaledSquares)
-      (values + MirrorIndex(row + k, rows) * columns, scale, weightAt(k), columns, sums);
+      AddScaledSquares(values + MirrorIndex(row + k, rows) * columns, scale, weightAt(k), columns, sums);
     }
     for (std::int64_t i = 1; i <= reach; ++i) {
       sums[-i] = sums[MirrorIndex(-i, columns)];
@@ -406,7 +215,7 @@ bool MeanSquares(const double* values, ImageSize size, std::int64_t reach, doubl
     }
     double* const out = means + row * columns;
     std::fill_n(out, columns, 0.0);
-    for (std::int64_t k = -reach; k <= reach; ++k) MTH_SELECT(AddScaled)(sums + k, weightAt(k), columns, out);
+    for (std::int64_t k = -reach; k <= reach; ++k) AddScaled(sums + k, weightAt(k), columns, out);
   }
   return true;
 }

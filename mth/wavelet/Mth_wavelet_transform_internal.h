@@ -17,6 +17,9 @@ struct ImageSize {
   std::int64_t columns;
 };
 
+/// In grey levels: whole ones do not show less noise.
+constexpr double kLeastNoise = 1e-9;
+
 /// The four row-major arrays of one level.
 struct Subbands {
   double* approx;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cfenv>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -11,6 +12,7 @@
 #include "mth/statistics/Mth_descriptive.h"
 #include "mth/wavelet/Mth_wavelet_denoising.h"
 #include "support/allocation_faults.h"
+#include "support/cancelling_display.h"
 #include "support/denoising_cases.h"
 #include "support/matrices.h"
 #include "support/recording_display.h"
@@ -115,6 +117,67 @@ TEST(WaveletDenoising, SmoothsFlatRegionsAndKeepsEdges) {
       EXPECT_GE(ContrastKept(denoised, truth.image, step, kWidth),
                 0.9 * ContrastKept(noisy, truth.image, step, kWidth))
           << "steps of " << step;
+    }
+  }
+}
+
+// A brain that was cut out: black surroundings tell nothing of the noise, and of what is signal.
+TEST(WaveletDenoising, LosesLittleToBlackSurroundings) {
+  const TrueImage head = HeadSlice(MTH_DATA_DIR "/t1_head_axial.nii.gz");
+  ASSERT_TRUE(head.image.IsAllocated());
+  const MatrixPtr brain(head.image.GetExtract(40, 30, 130, 120));
+  const TrueImage truth{*brain, head.brightestTissue};
+  const int rows = brain->GetNbRows();
+  const int columns = brain->GetNbCols();
+  for (const double percent : {3.0, 9.0, 15.0}) {
+    const double deviation = percent / 100.0 * truth.brightestTissue;
+    MTH_MATRIX noisy = WithRicianNoise(truth.image, deviation, 2);
+    const double bare = Psnr(Denoised(noisy), truth);
+    for (const int margin : {20, 80}) {  // 40 % and 80 % of the pixels
+      MTH_MATRIX wide = FromRule(rows + 2 * margin, columns + 2 * margin, kDouble, [&](int r, int c) {
+        const bool isInside = r >= margin && r < rows + margin && c >= margin && c < columns + margin;
+        return isInside ? noisy.Get(r - margin, c - margin) : 0.0;
+      });
+      EXPECT_NEAR(MTH_WAVELET_DENOISING(&wide).EstimateNoiseDeviation() / deviation, 1.0, 0.3);
+      const MatrixPtr inside(Denoised(wide).GetExtract(margin, margin, rows, columns));
+      EXPECT_GE(Psnr(*inside, truth), bare - 0.5) << percent << " %, margin " << margin;
+    }
+  }
+}
+
+// A run that is asked to stop leaves the image, at whichever of its questions.
+TEST(WaveletDenoising, CanBeCancelled) {
+  MTH_MATRIX image =
+      WithRicianNoise(FromRule(30, 20, kDouble, [](int r, int c) { return 4 * r + c; }), 5.0, 10);
+  int questions = 0;
+  {
+    CancellingDisplay patient;
+    Denoised(image);
+    questions = patient.questions;
+  }
+  EXPECT_GE(questions, 4 * 5);  // each level: its transform, three orientations, its inverse
+  for (const int yes : {1, 4, 5, 16, 17, questions}) {
+    CancellingDisplay display(yes);
+    MTH_WAVELET_DENOISING wavelet(&image);
+    EXPECT_FALSE(wavelet.ApplyDenoisingMRImage()) << yes;
+    EXPECT_TRUE(SameBits(*wavelet.GetImage(), image)) << yes;
+    EXPECT_EQ(display.questions, yes);
+  }
+}
+
+// Hosts may trap what ordinary input must not raise; in small images no coefficient stands out.
+TEST(WaveletDenoising, RaisesNoFloatingPointException) {
+  using mth_internal::InstructionSet;
+  for (const auto set : {InstructionSet::Baseline, InstructionSet::Avx2, InstructionSet::Avx512}) {
+    const mth_internal::InstructionSetScope scope(set);
+    for (const int side : {1, 2, 3, 4, 17}) {
+      MTH_MATRIX image = WithRicianNoise(FromRule(side, side, kDouble, [](int, int) { return 90.0; }), 30.0,
+                                         static_cast<unsigned>(side));
+      MTH_WAVELET_DENOISING wavelet(&image);
+      std::feclearexcept(FE_ALL_EXCEPT);
+      const bool isDone = wavelet.ApplyDenoisingMRImage();
+      EXPECT_EQ(std::fetestexcept(FE_INVALID | FE_DIVBYZERO | FE_OVERFLOW), 0) << side;
+      EXPECT_TRUE(isDone);
     }
   }
 }
