@@ -80,7 +80,7 @@ void BM_Classify(benchmark::State& state) {
       benchmark::Counter(work, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
   MTH_CLUSTERING_ADABOOST::DeleteCells(boosting.GetCells());
 }
-BENCHMARK(BM_Classify)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Classify)->Name("Classify/mth")->Unit(benchmark::kMillisecond);
 
 #ifdef MTH_HAS_OPENCV_ML
 void BM_GentleBoostOpenCv(benchmark::State& state) {
@@ -108,7 +108,7 @@ void BM_GentleBoostOpenCv(benchmark::State& state) {
   boost->predict(features, classes);
   state.counters["error"] = ErrorOf(samples, [&](int i) { return classes.at<float>(i) > 0.5F; });
 }
-BENCHMARK(BM_GentleBoostOpenCv)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GentleBoostOpenCv)->Name("Gentle boosting/OpenCV")->Unit(benchmark::kMillisecond);
 #endif
 
 }  // namespace

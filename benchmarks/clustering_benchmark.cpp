@@ -221,12 +221,20 @@ void BM_KMeansOpenCv(benchmark::State& state) {
         cv::kmeans(samples, kClusters, labels, passes, 1, cv::KMEANS_USE_INITIAL_LABELS));
   }
 }
-BENCHMARK(BM_KMeansOpenCv)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_KMeansOpenCv)
+    ->Name("k-means/OpenCV in single precision")
+    ->Arg(1)
+    ->Arg(3)
+    ->Unit(benchmark::kMillisecond);
 #endif
 
-BENCHMARK(BM_KMeans)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_KMeansPlainLoop)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_FuzzyCMeans)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_FuzzyCMeansPlainLoop)->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_KMeans)->Name("k-means/mth")->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_KMeansPlainLoop)->Name("k-means/plain loop")->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FuzzyCMeans)->Name("fuzzy c-means/mth")->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FuzzyCMeansPlainLoop)
+    ->Name("fuzzy c-means/plain loop")
+    ->Arg(1)
+    ->Arg(3)
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -259,10 +259,22 @@ void BM_DempsterFusionPlainLoop(benchmark::State& state) {
   state.counters["mass"] = mass;
 }
 
-BENCHMARK(BM_EvidentialCMeans)->ArgsProduct({{1, 3}, {200, 170}})->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_EvidentialCMeansPlainLoop)->ArgsProduct({{1, 3}, {200, 170}})->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Fusion<&MTH_CLUSTERING::DempsterFusionExact>)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Fusion<&MTH_CLUSTERING::CredalConjFusion>)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_DempsterFusionPlainLoop)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_EvidentialCMeans)
+    ->Name("evidential c-means/mth")
+    ->ArgsProduct({{1, 3}, {200, 170}})
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_EvidentialCMeansPlainLoop)
+    ->Name("evidential c-means/plain loop")
+    ->ArgsProduct({{1, 3}, {200, 170}})
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Fusion<&MTH_CLUSTERING::DempsterFusionExact>)
+    ->Name("exact Dempster fusion/mth")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Fusion<&MTH_CLUSTERING::CredalConjFusion>)
+    ->Name("conjunctive fusion/mth")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DempsterFusionPlainLoop)
+    ->Name("exact Dempster fusion/plain loop")
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace

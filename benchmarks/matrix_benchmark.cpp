@@ -128,9 +128,17 @@ void ProductLimit(benchmark::State& state) {
     benchmark::DoNotOptimize(values);
   }
 }
-BENCHMARK(ProductLimit<false>)->RangeMultiplier(2)->Range(64, 1024)->Unit(benchmark::kMicrosecond);
+BENCHMARK(ProductLimit<false>)
+    ->Name("product double/limit, not fused")
+    ->RangeMultiplier(2)
+    ->Range(64, 1024)
+    ->Unit(benchmark::kMicrosecond);
 #if defined(__FMA__)
-BENCHMARK(ProductLimit<true>)->RangeMultiplier(2)->Range(64, 1024)->Unit(benchmark::kMicrosecond);
+BENCHMARK(ProductLimit<true>)
+    ->Name("product float/limit, fused")
+    ->RangeMultiplier(2)
+    ->Range(64, 1024)
+    ->Unit(benchmark::kMicrosecond);
 #endif
 #endif
 
@@ -238,28 +246,30 @@ void ElementWiseSizes(benchmark::internal::Benchmark* benchmark) {
   benchmark->Arg(64)->Arg(512)->Arg(2048)->Unit(benchmark::kMicrosecond);
 }
 
-BENCHMARK(MthProduct<double>)->Apply(ProductSizes);
-BENCHMARK(MthProduct<float>)->Apply(ProductSizes);
+BENCHMARK(MthProduct<double>)->Name("product double/mth")->Apply(ProductSizes);
+BENCHMARK(MthProduct<float>)->Name("product float/mth")->Apply(ProductSizes);
 #ifdef MTH_HAS_EIGEN
-BENCHMARK(EigenProduct<double>)->Apply(ProductSizes);
-BENCHMARK(EigenProductInDouble)->Apply(ProductSizes);
+BENCHMARK(EigenProduct<double>)->Name("product double/Eigen")->Apply(ProductSizes);
+BENCHMARK(EigenProductInDouble)->Name("product float/Eigen in double")->Apply(ProductSizes);
 #endif
 #ifdef MTH_HAS_OPENBLAS
-BENCHMARK(OpenBlasProduct)->Apply(ProductSizes);
+BENCHMARK(OpenBlasProduct)->Name("product double/OpenBLAS")->Apply(ProductSizes);
 #endif
 
 #ifdef MTH_HAS_EIGEN
-#define MEASURE_EIGEN(operation, T) BENCHMARK(Eigen##operation<T>)->Apply(ElementWiseSizes);
+#define MEASURE_EIGEN(operation, T) \
+  BENCHMARK(Eigen##operation<T>)->Name(#operation " " #T "/Eigen")->Apply(ElementWiseSizes);
 #else
 #define MEASURE_EIGEN(operation, T)
 #endif
 #ifdef MTH_HAS_OPENCV
-#define MEASURE_OPENCV(operation, T) BENCHMARK(OpenCv##operation<T>)->Apply(ElementWiseSizes);
+#define MEASURE_OPENCV(operation, T) \
+  BENCHMARK(OpenCv##operation<T>)->Name(#operation " " #T "/OpenCV")->Apply(ElementWiseSizes);
 #else
 #define MEASURE_OPENCV(operation, T)
 #endif
-#define MEASURE(operation, T)                            \
-  BENCHMARK(Mth##operation<T>)->Apply(ElementWiseSizes); \
+#define MEASURE(operation, T)                                                            \
+  BENCHMARK(Mth##operation<T>)->Name(#operation " " #T "/mth")->Apply(ElementWiseSizes); \
   MEASURE_EIGEN(operation, T) MEASURE_OPENCV(operation, T)
 
 MEASURE(Sum, double)
@@ -270,7 +280,7 @@ MEASURE(Transpose, double)
 MEASURE(Transpose, float)
 MEASURE(Maximum, double)
 MEASURE(Maximum, float)
-BENCHMARK(MthThresholding<double>)->Apply(ElementWiseSizes);
-BENCHMARK(MthThresholding<float>)->Apply(ElementWiseSizes);
+BENCHMARK(MthThresholding<double>)->Name("Thresholding double/mth")->Apply(ElementWiseSizes);
+BENCHMARK(MthThresholding<float>)->Name("Thresholding float/mth")->Apply(ElementWiseSizes);
 
 }  // namespace

@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Runs every benchmark under every instruction set that the machine has, peers beside them, and writes one table:
+#   benchmarks/run_all.sh [FILE [SUBJECT ...]]     FILE: build/benchmarks.md
+# Medians of five interleaved repetitions; under ten minutes.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+file="${1:-build/benchmarks.md}"
+shift || true
+cmake --preset release -DMTH_BUILD_BENCHMARKS=ON >/dev/null
+cmake --build --preset release >/dev/null
+programs=()
+if [ $# -gt 0 ]; then
+  for subject in "$@"; do programs+=("build/release/benchmarks/${subject}_benchmark"); done
+else
+  programs=(build/release/benchmarks/*_benchmark)
+fi
+
+results=build/benchmarks
+rm -rf "$results"
+mkdir -p "$results"
+for set in baseline avx2 avx512; do
+  for program in "${programs[@]}"; do
+    name=$(basename "$program")
+    core=$([ "$set" = avx512 ] && echo "" || echo Haswell) # OpenBLAS knows no lower one worth comparing with
+    if ! env OPENBLAS_NUM_THREADS=1 OMP_NUM_THREADS=1 ${core:+OPENBLAS_CORETYPE=$core} "$program" \
+      --instruction_set="$set" --benchmark_repetitions=5 --benchmark_min_time=0.02 \
+      --benchmark_enable_random_interleaving=true --benchmark_format=json >"$results/$name.$set.json" 2>"$results/log"; then
+      rm -f "$results/$name.$set.json"
+      grep -q 'no such set' "$results/log" || { cat "$results/log" >&2; exit 1; }
+    fi
+  done
+done
+python3 benchmarks/table.py "$results"/*.json >"$file"
+echo "$file"
