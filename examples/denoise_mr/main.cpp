@@ -13,6 +13,7 @@
 #include "support/nifti_io.h"
 #include "support/panel.h"
 #include "support/png_io.h"
+#include "support/resources.h"
 #include "support/text.h"
 
 namespace {
@@ -28,13 +29,19 @@ struct Options {
   example::OutputOptions output{"denoise_mr_output", "", false};
   double addedNoise = 0.0;  // per cent of the brightest grey level
   std::optional<int> axis;
+  example::Side side = example::Side::Radiological;
+  std::string maskPath;   // empty: none
+  bool isVolume = false;  // by blocks, also of a single image
+  bool isByPlanes = false;
   example::DenoisingOptions denoising;
 };
 
 bool ParseOptions(int argc, char** argv, Options& options) {
   CLI::App app(
-      "Takes the noise off a magnitude MR image, or off a volume plane by plane, by shrinking its wavelet\n"
-      "coefficients: flat tissue becomes smooth, edges stay.",
+      "Takes the noise off a magnitude MR image or volume: flat tissue becomes smooth, edges stay. A volume "
+      "by\n"
+      "overlapping blocks and means of similar places, an image, or a volume plane by plane, by its "
+      "wavelets.",
       "denoise_mr");
   app.footer(std::string(
                  "Files written into the folder (all or none):\n"
@@ -51,13 +58,24 @@ bool ParseOptions(int argc, char** argv, Options& options) {
                  "Image or volume: .nii, .nii.gz, or .png\n(colours become their luminance)")
       ->required();
   example::AddOutputOptions(app, options.output);
-  app.add_option("-f,--factor", options.denoising.factor,
-                 "How many noise levels a detail must stand out to stay;\nlarger values smooth more")
+  app.add_option(
+         "-f,--factor", options.denoising.factor,
+         "Of wavelets: how many noise levels a detail must stand out to\nstay; larger values smooth more")
       ->capture_default_str();
+  app.add_flag(
+      "--volume", options.isVolume,
+      "By overlapping blocks and means of similar places: the default\nfor volumes without --factor, "
+      "--window and --axis");
+  app.add_option("--sigma", options.denoising.deviation,
+                 "Deviation of the noise for --volume; without it it is estimated");
+  app.add_option("--mask", options.maskPath, "Image of the same grid: voxels at 0 in it become 0")
+      ->type_name("MASK");
   example::AddNumber(app, "-w,--window", options.denoising.window, 1, kLargestWindow,
-                     "Side of the neighbourhood that decides on a detail, odd,\n1 to 99 pixels");
-  example::AddAxis(app, options.axis,
-                   "Axis of a volume's grid across which its planes lie: x, y or z\n(z without it)");
+                     "Of wavelets: side of the neighbourhood that decides on a detail,\nodd, 1 to 99 pixels");
+  example::AddSide(app, options.side);
+  example::AddAxis(
+      app, options.axis,
+      "Of wavelets: axis of a volume's grid across which its planes lie:\nx, y or z (z without it)");
   app.add_option(
          "--add-noise", options.addedNoise,
          "To try it on a clean image: Rician noise to add first, in per\ncent of the brightest grey level, "
@@ -67,6 +85,12 @@ bool ParseOptions(int argc, char** argv, Options& options) {
   if (!example::ParseCommandLine(app, argc, argv)) return false;
   example::Require(std::isfinite(options.denoising.factor) && options.denoising.factor >= 0.0,
                    "--factor must be a number from 0 up");
+  options.isByPlanes = app.count("--factor") + app.count("--window") + app.count("--axis") > 0;
+  example::Require(!options.isVolume || !options.isByPlanes,
+                   "--factor, --window and --axis do not belong to --volume");
+  example::Require(options.denoising.deviation == 0.0 || !options.isByPlanes, "--sigma belongs to --volume");
+  example::Require(std::isfinite(options.denoising.deviation) && options.denoising.deviation >= 0.0,
+                   "--sigma must be a number from 0 up");
   example::Require(options.denoising.window % 2 != 0, "--window must be odd");
   example::Require(!std::isnan(options.addedNoise), "--add-noise must be a number from 0 to 100");
   return true;
@@ -79,7 +103,8 @@ std::string ShortText(double value) {
 }
 
 // The middle plane of both, and what was taken off, from black for darker to white for brighter.
-void WritePanel(const std::string& path, const GreyImage& before, const GreyImage& after, int axis) {
+void WritePanel(const std::string& path, const GreyImage& before, const GreyImage& after, int axis,
+                example::Side side) {
   const int middle = before.size[static_cast<std::size_t>(axis)] / 2;
   const GreyImage first = example::ExtractPlane(before, axis, middle);
   const GreyImage second = example::ExtractPlane(after, axis, middle);
@@ -92,12 +117,13 @@ void WritePanel(const std::string& path, const GreyImage& before, const GreyImag
   if (!(largest > 0.0)) largest = 1.0;
   const double white = example::WhiteLevel(first);
   const std::vector<example::PanelTile> tiles{
-      {example::DrawGreyPlane(first, first.values, 0.0, white), "before", std::nullopt, true},
-      {example::DrawGreyPlane(second, second.values, 0.0, white), "after", std::nullopt, true},
-      {example::DrawGreyPlane(first, difference, -largest, largest),
+      {example::DrawGreyPlane(first, first.values, 0.0, white, side), "before", std::nullopt, true},
+      {example::DrawGreyPlane(second, second.values, 0.0, white, side), "after", std::nullopt, true},
+      {example::DrawGreyPlane(first, difference, -largest, largest, side),
        "difference: -" + ShortText(largest) + " to " + ShortText(largest), std::nullopt, true}};
   const auto& size = first.voxelSize;
-  example::WritePng(path, example::ComposePanel(tiles, size ? (*size)[1] / (*size)[0] : 1.0));
+  example::WritePng(path, example::ComposePanel(tiles, size ? (*size)[1] / (*size)[0] : 1.0,
+                                                example::LettersOf(first, side)));
 }
 
 // As the file of the image stores its numbers, so that all subjects of a study stay alike.
@@ -119,16 +145,22 @@ void WriteDenoised(example::Results& results, const std::string& name, GreyImage
 }
 
 std::string JsonReport(const Options& options, const GreyImage& image, const std::vector<double>& deviations,
-                       double addedDeviation) {
+                       double addedDeviation, double seconds) {
   example::Json json;
   json["image"] = options.imagePath;
   json["size"] = image.size;
-  json["factor"] = options.denoising.factor;
-  json["window"] = options.denoising.window;
-  json["axis"] = example::AxisName(options.denoising.axis);
+  json["method"] = options.denoising.isPlaneByPlane ? "wavelets of planes" : "blocks of the volume";
+  if (options.denoising.isPlaneByPlane) {
+    json["factor"] = options.denoising.factor;
+    json["window"] = options.denoising.window;
+    json["axis"] = example::AxisName(options.denoising.axis);
+  }
+  json["mask"] = nullptr;
+  if (!options.maskPath.empty()) json["mask"] = options.maskPath;
   json["added_deviation"] = addedDeviation;
   json["deviations"] = deviations;
-  json["replaced_voxels"] = image.replacedVoxels;
+  json["seconds"] = seconds;
+  json["replaced_voxels"] = image.replaced.size();
   return example::JsonText(json);
 }
 
@@ -140,8 +172,8 @@ void Print(const Options& options, const GreyImage& image, const std::vector<dou
                                       std::to_string(deviations.size()) + " planes";
   std::printf("Image   %s, %d x %d x %d\nNoise   standard deviation %s\n", options.imagePath.c_str(),
               image.size[0], image.size[1], image.size[2], range.c_str());
-  if (image.replacedVoxels > 0)
-    std::printf("%zu voxels were no finite numbers: they are 0 now\n", image.replacedVoxels);
+  if (!image.replaced.empty())
+    std::printf("%zu voxels were no finite numbers: they are 0 now\n", image.replaced.size());
   if (*greatest == 0.0)
     std::printf("No noise was found: the image has none, is a single line, or is black in more than half\n");
 }
@@ -153,7 +185,9 @@ double AddedDeviation(const Options& options, const GreyImage& image) {
 int Run(int argc, char** argv) {
   Options options;
   if (!ParseOptions(argc, argv, options)) return 0;
-  example::Results results("denoise_mr", {options.imagePath}, options.output.isForced);
+  std::vector<std::string> inputs{options.imagePath};
+  if (!options.maskPath.empty()) inputs.push_back(options.maskPath);
+  example::Results results("denoise_mr", inputs, options.output.isForced);
   results.OpenFolder(options.output.path);
   const std::string name = example::IsNiftiPath(options.imagePath) ? "denoised.nii.gz" : "denoised.png";
   results.Announce({name, "panel.png"});
@@ -161,15 +195,27 @@ int Run(int argc, char** argv) {
   GreyImage image = example::ReadImage(options.imagePath);
   if (!example::IsVolume(image) && options.axis) throw Failure("--axis needs a volume, not a single image");
   options.denoising.axis = options.axis.value_or(2);
+  options.denoising.isPlaneByPlane = options.isByPlanes || (!options.isVolume && !example::IsVolume(image));
   const double addedDeviation = AddedDeviation(options, image);
   if (addedDeviation > 0.0) example::AddNoise(image, addedDeviation);
+  std::optional<GreyImage> mask;
+  if (!options.maskPath.empty()) {
+    mask = example::ReadImage(options.maskPath);
+    example::RequireSameGrid(image, options.imagePath, *mask, options.maskPath);
+  }
+  const example::Stopwatch clock;
   GreyImage denoised = image;
-  const std::vector<double> deviations = example::Denoise(denoised, options.denoising);
+  const std::vector<double> deviations = example::Denoise(denoised, options.denoising).deviations;
+  for (std::size_t voxel = 0; mask && voxel < denoised.values.size(); ++voxel) {
+    if (!(mask->values[voxel] > 0.0)) denoised.values[voxel] = 0.0;
+  }
 
   WriteDenoised(results, name, denoised, options);
-  results.Write("panel.png",
-                [&](const std::string& path) { WritePanel(path, image, denoised, options.denoising.axis); });
-  results.WriteTextFile(options.output.jsonPath, JsonReport(options, image, deviations, addedDeviation));
+  results.Write("panel.png", [&](const std::string& path) {
+    WritePanel(path, image, denoised, options.denoising.axis, options.side);
+  });
+  results.WriteTextFile(options.output.jsonPath,
+                        JsonReport(options, image, deviations, addedDeviation, clock.Seconds()));
   results.Commit();
   if (addedDeviation > 0.0)
     std::printf("Added   noise of standard deviation %s\n", ShortText(addedDeviation).c_str());

@@ -5,6 +5,8 @@
 
 namespace segment_mr {
 
+using example::Segmentation;
+
 namespace {
 
 constexpr double kMostLevels = 512.0;  // more would be thinner than the dots of a screen

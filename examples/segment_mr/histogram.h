@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "segmentation.h"
 #include "support/image.h"
+#include "support/segmentation.h"
 
 namespace segment_mr {
 
@@ -18,6 +18,6 @@ struct Histogram {
 };
 
 /// One bin per grey level where these are few whole numbers; 128 bins otherwise.
-Histogram ComputeHistogram(const example::GreyImage& image, const Segmentation& segmentation);
+Histogram ComputeHistogram(const example::GreyImage& image, const example::Segmentation& segmentation);
 
 }  // namespace segment_mr

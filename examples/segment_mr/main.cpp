@@ -1,26 +1,29 @@
 // Segments an MR image into tissue classes: an example of a host program around the clustering engine.
 
+#include <algorithm>
 #include <cstdio>
 #include <optional>
 #include <string>
 
+#include "maps.h"
 #include "options.h"
 #include "pictures.h"
 #include "plots.h"
 #include "report.h"
-#include "segmentation.h"
 #include "support/denoising.h"
 #include "support/failure.h"
 #include "support/image.h"
-#include "support/nifti_io.h"
 #include "support/results.h"
+#include "support/segmentation.h"
+#include "support/text.h"
 
 namespace {
 
 using example::Failure;
 using example::GreyImage;
+using example::Inside;
+using example::Segmentation;
 using segment_mr::Options;
-using segment_mr::Segmentation;
 
 // The image as it is, or the plane of the volume that the user asks for; completes the options with it.
 GreyImage ReadChosenImage(const std::string& path, Options& options) {
@@ -36,14 +39,27 @@ GreyImage ReadChosenImage(const std::string& path, Options& options) {
   return example::ExtractPlane(image, axis, index);
 }
 
-// The image without its noise. What was 0 is outside the head and stays so.
-GreyImage Denoised(const GreyImage& image) {
-  GreyImage denoised = image;
-  example::Denoise(denoised, {});
-  for (std::size_t voxel = 0; voxel < image.values.size(); ++voxel) {
-    if (image.values[voxel] == 0.0) denoised.values[voxel] = 0.0;
+// Another image of the same grid; none without a name.
+std::optional<GreyImage> ReadCompanion(const std::string& path, const GreyImage& image, Options& options) {
+  if (path.empty()) return std::nullopt;
+  GreyImage companion = ReadChosenImage(path, options);
+  example::RequireSameGrid(image, options.imagePath, companion, path);
+  return companion;
+}
+
+// What counts is inside in both images.
+Inside FindInsideOf(const GreyImage& image, const GreyImage* second, const GreyImage* mask,
+                    const Options& options) {
+  Inside inside = example::FindInside(image, options.threshold, mask);
+  if (second == nullptr) return inside;
+  const Inside other = example::FindInside(*second, options.threshold, mask);
+  inside.voxels = 0;
+  for (std::size_t voxel = 0; voxel < inside.isInside.size(); ++voxel) {
+    if (inside.isInside[voxel] != 0 && other.isInside[voxel] == 0) ++inside.dropped;
+    inside.isInside[voxel] = inside.isInside[voxel] != 0 && other.isInside[voxel] != 0 ? 1 : 0;
+    inside.voxels += inside.isInside[voxel];
   }
-  return denoised;
+  return inside;
 }
 
 // The files that every run writes, to be refused before it.
@@ -51,48 +67,67 @@ std::vector<std::string> CertainNames() {
   return {"labels.png", "panel.png", "histogram.svg", "convergence.svg", "report.txt", "report.json"};
 }
 
-void WriteResults(example::Results& results, const GreyImage& image, const Segmentation& segmentation,
-                  const Options& options) {
-  WritePictures(results, image, segmentation);
-  results.WriteText("histogram.svg", DrawHistogram(image, segmentation));
+void WriteResults(example::Results& results, const GreyImage& image, const Inside& inside,
+                  const Segmentation& segmentation, const Options& options) {
+  segment_mr::WritePictures(results, image, segmentation, segment_mr::LabelColours(segmentation),
+                            options.side);
+  results.WriteText("histogram.svg", segment_mr::DrawHistogram(image, segmentation));
   results.WriteText("convergence.svg", DrawConvergence(segmentation, options));
-  if (example::IsNiftiPath(options.imagePath) && !options.axis) {
-    results.Write("labels.nii.gz", [&](const std::string& path) {
-      example::WriteNiftiLabels(path, image, options.imagePath, segmentation.labels);
-    });
-  }
-  results.WriteText("report.txt", TextReport(image, segmentation, options));
-  const std::string json = JsonReport(image, segmentation, options, results.GetNames());
+  if (example::IsNiftiPath(options.imagePath)) WriteMaps(results, image, segmentation, options);
+  results.WriteText("report.txt", TextReport(image, inside, segmentation, options));
+  const std::string json = JsonReport(image, inside, segmentation, options, results.GetNames());
   results.WriteText("report.json", json);
   results.WriteTextFile(options.output.jsonPath, json);
   results.Commit();
+}
+
+// Values that are not the 0 of a background.
+std::size_t CountBelowZero(const GreyImage& image, const Options& options) {
+  return static_cast<std::size_t>(std::count_if(image.values.begin(), image.values.end(), [&](double value) {
+    return value <= options.threshold && value != 0.0;
+  }));
+}
+
+// In one line, where it may surprise: values that are no intensities, or a mask that is larger than the head.
+void TellDropped(const GreyImage& image, const Inside& inside, const Options& options) {
+  constexpr double kSurprise = 0.01;
+  const double all = static_cast<double>(image.values.size());
+  const bool isMasked = !options.maskPath.empty();
+  const std::size_t odd = isMasked ? inside.dropped : image.replaced.size() + CountBelowZero(image, options);
+  if (static_cast<double>(odd) <= kSurprise * all) return;
+  std::printf("%zu voxels%s are at or below %s or no finite numbers and left out (--threshold)\n", odd,
+              isMasked ? " of the mask" : "", example::Rounded(options.threshold, 6).c_str());
 }
 
 int Run(int argc, char** argv) {
   std::optional<Options> options = segment_mr::ParseOptions(argc, argv);
   if (!options) return 0;
   std::vector<std::string> inputs{options->imagePath};
-  if (!options->fusedPath.empty()) inputs.push_back(options->fusedPath);
+  for (const std::string& path : {options->fusedPath, options->maskPath}) {
+    if (!path.empty()) inputs.push_back(path);
+  }
   example::Results results("segment_mr", inputs, options->output.isForced);
   results.OpenFolder(options->output.path);
   results.Announce(CertainNames());
   results.AnnounceFile(options->output.jsonPath);
   GreyImage image = ReadChosenImage(options->imagePath, *options);
-  std::optional<GreyImage> second;
-  if (!options->fusedPath.empty()) {
-    second = ReadChosenImage(options->fusedPath, *options);
-    example::RequireSameGrid(image, options->imagePath, *second, options->fusedPath);
-  }
+  std::optional<GreyImage> second = ReadCompanion(options->fusedPath, image, *options);
+  const std::optional<GreyImage> mask = ReadCompanion(options->maskPath, image, *options);
   if (options->denoises) {
-    image = Denoised(image);
-    if (second) second = Denoised(*second);
+    example::DenoisingOptions denoising;
+    denoising.deviation = options->sigma;
+    example::DenoiseInside(image, denoising);
+    if (second) example::DenoiseInside(*second, denoising);
   }
-  const Segmentation segmentation = Segment(image, second ? &*second : nullptr, *options);
-  WriteResults(results, image, segmentation, *options);
+  const GreyImage* fused = second ? &*second : nullptr;
+  const Inside inside = FindInsideOf(image, fused, mask ? &*mask : nullptr, *options);
+  const Segmentation segmentation = Segment(image, inside, fused, options->settings);
+  WriteResults(results, image, inside, segmentation, *options);
 
-  std::printf("%s\n%zu files written into %s: panel.png shows the classes at a glance\n",
-              TextReport(image, segmentation, *options).c_str(), results.GetNames().size(),
-              options->output.path.c_str());
+  std::printf("%s\n", TextReport(image, inside, segmentation, *options).c_str());
+  TellDropped(image, inside, *options);
+  std::printf("%zu files written into %s: panel.png shows the classes at a glance\n",
+              results.GetNames().size(), options->output.path.c_str());
   return 0;
 }
 

@@ -7,6 +7,9 @@
 
 namespace segment_mr {
 
+using example::kMostClusters;
+using example::kMostEvidentialClusters;
+using example::Method;
 using example::Require;
 
 namespace {
@@ -26,7 +29,14 @@ constexpr const char* kFooter =
     "  undecided.png             ecm: mass on sets of several classes, black 0, white 1\n"
     "  outliers.png              ecm: mass on no class; with --fuse conflict.png: how much the images "
     "disagree\n"
-    "  labels.nii.gz             for a NIfTI image that is not cut: class number per voxel, 0 outside\n"
+    "and for a NIfTI image, each in its place in the scanner, also of a single plane:\n"
+    "  labels.nii.gz             class number per voxel, 0 outside; ecm: one above the classes is undecided\n"
+    "  labels.ctbl, labels.lut, labels.label.txt   names and colours for Slicer, FSLeyes and ITK-SNAP\n"
+    "  membership_K.nii.gz       membership of class K; ecm: its probability\n"
+    "  plausibility_K.nii.gz     ecm: how far class K cannot be ruled out\n"
+    "  undecided.nii.gz, outliers.nii.gz, conflict.nii.gz   ecm: as the pictures\n"
+    "Of an image named as BIDS does (sub-01_T1w.nii.gz) these are sub-01_dseg.nii.gz,\n"
+    "sub-01_label-GM_probseg.nii.gz and so on, each with its sidecar.\n"
     "The pictures of a whole volume show its middle plane along z.\n"
     "\n"
     "Examples:\n"
@@ -40,19 +50,19 @@ void AddOptions(CLI::App& app, Options& options) {
       ->required();
   example::AddOutputOptions(app, options.output);
   example::AddChoice<Method>(
-      app, "-m,--method", options.method,
+      app, "-m,--method", options.settings.method,
       {{"fcm", Method::FuzzyCMeans}, {"kmeans", Method::KMeans}, {"ecm", Method::EvidentialCMeans}}, "METHOD",
       "fcm (fuzzy c-means, the default), kmeans, or ecm (evidential\n"
-      "c-means: also tells undecided voxels and outliers)");
-  example::AddNumber(app, "-c,--clusters", options.clusters, 2, kMostClusters,
+      "c-means: for undecided voxels and outliers; its labels alone are\nno tissue map)");
+  example::AddNumber(app, "-c,--clusters", options.settings.clusters, 2, kMostClusters,
                      "Number of classes, 2 to 64 (ecm: to 10)");
-  app.add_option("--fuzzifier", options.fuzzifier,
+  app.add_option("--fuzzifier", options.settings.fuzzifier,
                  "Exponent of fuzzy and evidential c-means, above 1:\nlarger values blur the classes more")
       ->capture_default_str();
-  app.add_option("--alpha", options.alpha,
+  app.add_option("--alpha", options.settings.alpha,
                  "Of ecm, 0 or more: larger values leave fewer voxels\nundecided between classes")
       ->capture_default_str();
-  app.add_option("--rho", options.rho,
+  app.add_option("--rho", options.settings.rho,
                  "Of ecm, above 0: outliers are about so many mean\ndistances away from the classes")
       ->capture_default_str();
   app.add_option(
@@ -61,22 +71,31 @@ void AddOptions(CLI::App& app, Options& options) {
          "Voxels above 0 in both count")
       ->type_name("SECOND_IMAGE");
   example::AddList(
-      app, "--fuse-centroids", options.fusedCentroids, "A,B",
+      app, "--fuse-centroids", options.settings.fusedCentroids, "A,B",
       "Intensities of the second image to start from, in the order of\nthe first one's classes; without "
       "them its classes are numbered by\nincreasing intensity, too");
-  example::AddNumber(app, "-n,--iterations", options.iterations, 1, 1000000,
+  example::AddNumber(app, "-n,--iterations", options.settings.iterations, 1, 1000000,
                      "Most iterations, 1 to 1000000; without it ecm takes 1000");
-  app.add_option("-t,--tolerance", options.tolerance,
+  app.add_option("-t,--tolerance", options.settings.tolerance,
                  "Fuzzy c-means ends when no membership changes by more, ecm when\nthe centroids move by no "
                  "more on average; "
                  "k-means always when\nno voxel changes class")
       ->capture_default_str();
-  example::AddList(app, "--centroids", options.centroids, "A,B",
+  example::AddList(app, "--centroids", options.settings.centroids, "A,B",
                    "Intensities to start from, one per class, separated by commas;\n"
                    "without them the classes start spread over the quantiles of the intensities");
-  app.add_flag(
-      "--denoise", options.denoises,
-      "Take the noise off first, plane by plane along z; voxels at 0\nbefore or after it are outside");
+  app.add_flag("--adjacent-sets", options.settings.keepsAdjacentSets,
+               "Of ecm: no belief in sets of classes that are not neighbours in\nintensity");
+  app.add_option("--mask", options.maskPath, "Image of the same grid: only voxels above 0 in it count")
+      ->type_name("MASK");
+  app.add_option("--threshold", options.threshold,
+                 "Voxels at or below this intensity are outside; below 0 for CT\nor z-scores")
+      ->capture_default_str();
+  app.add_flag("--denoise", options.denoises,
+               "Take the noise off first; voxels at 0 before or after it are\noutside");
+  app.add_option("--sigma", options.sigma,
+                 "Deviation of the noise for --denoise; without it it is estimated");
+  example::AddSide(app, options.side);
   example::AddAxis(
       app, options.axis,
       "Segment one plane of a volume, across this axis of its grid:\nx, y or z (z with --index alone)");
@@ -95,16 +114,39 @@ void CheckCentroids(const std::string& option, std::vector<double> centroids, in
 }
 
 void CheckOptions(const Options& options) {
-  Require(std::isfinite(options.fuzzifier) && options.fuzzifier > 1.0, "--fuzzifier must be above 1");
-  Require(std::isfinite(options.tolerance) && options.tolerance >= 0.0, "--tolerance must not be negative");
-  Require(std::isfinite(options.alpha) && options.alpha >= 0.0, "--alpha must not be negative");
-  Require(std::isfinite(options.rho) && options.rho > 0.0, "--rho must be above 0");
-  const bool isEvidential = options.method == Method::EvidentialCMeans;
-  Require(!isEvidential || options.clusters <= kMostEvidentialClusters, "--method ecm takes 2 to 10 classes");
+  Require(std::isfinite(options.settings.fuzzifier) && options.settings.fuzzifier > 1.0,
+          "--fuzzifier must be above 1");
+  Require(std::isfinite(options.settings.tolerance) && options.settings.tolerance >= 0.0,
+          "--tolerance must not be negative");
+  Require(std::isfinite(options.settings.alpha) && options.settings.alpha >= 0.0,
+          "--alpha must not be negative");
+  Require(std::isfinite(options.settings.rho) && options.settings.rho > 0.0, "--rho must be above 0");
+  const bool isEvidential = options.settings.method == Method::EvidentialCMeans;
+  Require(!isEvidential || options.settings.clusters <= kMostEvidentialClusters,
+          "--method ecm takes 2 to 10 classes");
   Require(isEvidential || options.fusedPath.empty(), "--fuse needs --method ecm");
-  Require(!options.fusedPath.empty() || options.fusedCentroids.empty(), "--fuse-centroids needs --fuse");
-  CheckCentroids("--centroids", options.centroids, options.clusters);
-  CheckCentroids("--fuse-centroids", options.fusedCentroids, options.clusters);
+  Require(!options.fusedPath.empty() || options.settings.fusedCentroids.empty(),
+          "--fuse-centroids needs --fuse");
+  CheckCentroids("--centroids", options.settings.centroids, options.settings.clusters);
+  CheckCentroids("--fuse-centroids", options.settings.fusedCentroids, options.settings.clusters);
+}
+
+}  // namespace
+
+namespace {
+
+// An option that the run would not look at is a misunderstanding.
+void RefuseWhatDoesNotApply(const CLI::App& app, const Options& options) {
+  const Method method = options.settings.method;
+  for (const char* name : {"--alpha", "--rho", "--adjacent-sets"})
+    Require(app.count(name) == 0 || method == Method::EvidentialCMeans,
+            std::string(name) + " needs --method ecm");
+  for (const char* name : {"--fuzzifier", "--tolerance"})
+    Require(app.count(name) == 0 || method != Method::KMeans,
+            std::string(name) + " does not belong to k-means");
+  Require(app.count("--sigma") == 0 || options.denoises, "--sigma needs --denoise");
+  Require(std::isfinite(options.sigma) && options.sigma >= 0.0, "--sigma must not be negative");
+  Require(std::isfinite(options.threshold), "--threshold must be a number");
 }
 
 }  // namespace
@@ -115,19 +157,15 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
   app.footer(std::string(kFooter) + "\n" + example::kReplacementText + example::kStatusText);
   AddOptions(app, options);
   if (!example::ParseCommandLine(app, argc, argv)) return std::nullopt;
-  const bool needsMore = options.method == Method::EvidentialCMeans && app.count("--iterations") == 0;
-  if (needsMore) options.iterations = 1000;  // it converges slowly
-  const bool countsCentroids = app.count("--clusters") == 0 && !options.centroids.empty();
-  if (countsCentroids) options.clusters = static_cast<int>(options.centroids.size());
-  Require(options.clusters >= 2 && options.clusters <= kMostClusters,
+  if (app.count("--iterations") == 0)
+    options.settings.iterations = example::DefaultIterations(options.settings.method);
+  RefuseWhatDoesNotApply(app, options);
+  const bool countsCentroids = app.count("--clusters") == 0 && !options.settings.centroids.empty();
+  if (countsCentroids) options.settings.clusters = static_cast<int>(options.settings.centroids.size());
+  Require(options.settings.clusters >= 2 && options.settings.clusters <= kMostClusters,
           "--centroids needs 2 to 64 intensities");
   CheckOptions(options);
   return options;
-}
-
-const char* NameOf(Method method) {
-  if (method == Method::EvidentialCMeans) return "evidential c-means";
-  return method == Method::KMeans ? "k-means" : "fuzzy c-means";
 }
 
 }  // namespace segment_mr

@@ -10,6 +10,8 @@
 
 namespace segment_mr {
 
+using example::Segmentation;
+
 namespace {
 
 using example::Colour;
@@ -25,7 +27,7 @@ struct Drawn {
   GreyImage image;
   std::vector<std::uint8_t> labels;
   std::vector<std::vector<float>> memberships;
-  std::optional<Evidence> evidence;
+  std::optional<example::Evidence> evidence;
 };
 
 Drawn PlaneToDraw(const GreyImage& image, const Segmentation& segmentation) {
@@ -47,52 +49,90 @@ Drawn PlaneToDraw(const GreyImage& image, const Segmentation& segmentation) {
   return drawn;
 }
 
-Raster DrawMembership(const GreyImage& plane, const std::vector<float>& membership, Colour colour) {
-  return example::DrawPlane(
-      plane, [&](std::size_t voxel) { return example::Mix(kBlack, colour, membership[voxel]); });
-}
+// Draws a plane and puts its pictures into files and onto the panel.
+class Pictures {
+ public:
+  Pictures(example::Results& results, Drawn drawn, example::Side side)
+      : results_(results), drawn_(std::move(drawn)), side_(side) {}
+
+  void AddImage() {
+    const double white = example::WhiteLevel(drawn_.image);
+    AddTile(Grey(drawn_.image.values, BlackLevel(), white), "image");
+  }
+
+  void AddLabels(const std::vector<Colour>& colours) {
+    const auto colourOf = [&](std::size_t voxel) {
+      const std::uint8_t label = drawn_.labels[voxel];
+      return label == 0 ? kBlack : colours[label - 1U];
+    };
+    const Raster labels = example::DrawPlane(drawn_.image, colourOf, side_);
+    Write("labels", labels);
+    tiles_.push_back({labels, "labels", std::nullopt, false});
+  }
+
+  void AddMembership(std::size_t k, double centroid, Colour colour) {
+    const std::vector<float>& membership = drawn_.memberships[k];
+    const std::string number = std::to_string(k + 1);
+    Write("membership_" + number, GreyShares(membership));
+    const auto colourOf = [&](std::size_t voxel) { return example::Mix(kBlack, colour, membership[voxel]); };
+    tiles_.push_back({example::DrawPlane(drawn_.image, colourOf, side_),
+                      "class " + number + ": grey level " + example::Fixed(centroid, 1), colour, true});
+  }
+
+  void AddShares(const std::string& name, const std::string& caption, const std::vector<float>& shares) {
+    const Raster picture = GreyShares(shares);
+    Write(name, picture);
+    AddTile(picture, caption);
+  }
+
+  void WritePanel() {
+    const auto& size = drawn_.image.voxelSize;
+    Write("panel", example::ComposePanel(tiles_, size ? (*size)[1] / (*size)[0] : 1.0,
+                                         example::LettersOf(drawn_.image, side_)));
+  }
+
+  const Drawn& GetDrawn() const { return drawn_; }
+
+ private:
+  // 0, unless the intensities go below it.
+  double BlackLevel() const {
+    return std::min(0.0, *std::min_element(drawn_.image.values.begin(), drawn_.image.values.end()));
+  }
+  Raster Grey(const std::vector<double>& values, double black, double white) const {
+    return example::DrawGreyPlane(drawn_.image, values, black, white, side_);
+  }
+  Raster GreyShares(const std::vector<float>& shares) const {
+    return Grey(std::vector<double>(shares.begin(), shares.end()), 0.0, 1.0);
+  }
+  void AddTile(const Raster& picture, const std::string& caption) {
+    tiles_.push_back({picture, caption, std::nullopt, true});
+  }
+  void Write(const std::string& name, const Raster& picture) {
+    results_.Write(name + ".png", [&](const std::string& path) { example::WritePng(path, picture); });
+  }
+
+  example::Results& results_;
+  Drawn drawn_;
+  example::Side side_;
+  std::vector<PanelTile> tiles_;
+};
 
 }  // namespace
 
-void WritePictures(example::Results& results, const GreyImage& image, const Segmentation& segmentation) {
-  const Drawn drawn = PlaneToDraw(image, segmentation);
-  const std::vector<Colour> colours = example::DistinctColours(static_cast<int>(drawn.memberships.size()));
-  const Raster labels = example::DrawPlane(drawn.image, [&](std::size_t voxel) {
-    const std::uint8_t label = drawn.labels[voxel];
-    return label == 0 ? kBlack : colours[label - 1U];
-  });
-  const auto write = [&](const std::string& name, const Raster& picture) {
-    results.Write(name, [&](const std::string& path) { example::WritePng(path, picture); });
-  };
-  write("labels.png", labels);
-
-  const Raster grey =
-      example::DrawGreyPlane(drawn.image, drawn.image.values, 0.0, example::WhiteLevel(drawn.image));
-  std::vector<PanelTile> tiles{{grey, "image", std::nullopt, true}, {labels, "labels", std::nullopt, false}};
-  for (std::size_t k = 0; k < drawn.memberships.size(); ++k) {
-    const std::vector<float>& membership = drawn.memberships[k];
-    const std::string number = std::to_string(k + 1);
-    const std::vector<double> values(membership.begin(), membership.end());
-    write("membership_" + number + ".png", example::DrawGreyPlane(drawn.image, values, 0.0, 1.0));
-    tiles.push_back({DrawMembership(drawn.image, membership, colours[k]),
-                     "class " + number + ": grey level " + example::Fixed(segmentation.centroids[k], 1),
-                     colours[k], true});
-  }
-  const auto addEvidence = [&](const std::string& name, const std::string& caption,
-                               const std::vector<float>& masses) {
-    const std::vector<double> values(masses.begin(), masses.end());
-    const Raster picture = example::DrawGreyPlane(drawn.image, values, 0.0, 1.0);
-    write(name + ".png", picture);
-    tiles.push_back({picture, caption, std::nullopt, true});
-  };
-  if (drawn.evidence) {
-    addEvidence("undecided", "undecided between classes", drawn.evidence->undecided);
+void WritePictures(example::Results& results, const GreyImage& image, const Segmentation& segmentation,
+                   const std::vector<Colour>& colours, example::Side side) {
+  Pictures pictures(results, PlaneToDraw(image, segmentation), side);
+  pictures.AddImage();
+  pictures.AddLabels(colours);
+  for (std::size_t k = 0; k < segmentation.centroids.size(); ++k)
+    pictures.AddMembership(k, segmentation.centroids[k], colours[k]);
+  if (const auto& evidence = pictures.GetDrawn().evidence) {
+    pictures.AddShares("undecided", "undecided between classes", evidence->undecided);
     const bool isFused = segmentation.fused.has_value();
-    addEvidence(isFused ? "conflict" : "outliers", isFused ? "conflict of the images" : "outliers: no class",
-                drawn.evidence->unassigned);
+    pictures.AddShares(isFused ? "conflict" : "outliers",
+                       isFused ? "conflict of the images" : "outliers: no class", evidence->unassigned);
   }
-  const auto& size = drawn.image.voxelSize;
-  write("panel.png", example::ComposePanel(tiles, size ? (*size)[1] / (*size)[0] : 1.0));
+  pictures.WritePanel();
 }
 
 }  // namespace segment_mr

@@ -9,9 +9,12 @@
 
 namespace segment_mr {
 
+using example::Segmentation;
+
 namespace {
 
 using example::Colour;
+using example::Method;
 using example::PlotAxis;
 using example::PlotPoint;
 using example::SvgPlot;
@@ -84,18 +87,18 @@ std::string DrawHistogram(const example::GreyImage& image, const Segmentation& s
 }
 
 std::string DrawConvergence(const Segmentation& segmentation, const Options& options) {
-  const bool isFuzzy = options.method != Method::KMeans;
+  const bool isFuzzy = options.settings.method != Method::KMeans;
   std::vector<PlotPoint> shown;
   std::vector<double> positive;
   for (const double change : segmentation.changes) {
     if (change > 0.0) positive.push_back(change);
   }
-  const bool showsTolerance = isFuzzy && options.tolerance > 0.0;
+  const bool showsTolerance = isFuzzy && options.settings.tolerance > 0.0;
   if (positive.empty()) positive.push_back(1.0);
   double least = *std::min_element(positive.begin(), positive.end());
-  if (showsTolerance) least = std::min(least, options.tolerance);
+  if (showsTolerance) least = std::min(least, options.settings.tolerance);
   const double greatest = *std::max_element(positive.begin(), positive.end());
-  const PlotAxis y = LogarithmicAxis(NameOfChange(options.method), least, greatest);
+  const PlotAxis y = LogarithmicAxis(NameOfChange(options.settings.method), least, greatest);
 
   std::vector<PlotPoint> full;
   std::vector<PlotPoint> hollow;
@@ -107,14 +110,14 @@ std::string DrawConvergence(const Segmentation& segmentation, const Options& opt
     (change > 0.0 ? full : hollow).push_back(shown.back());
   }
   const double iterations = static_cast<double>(segmentation.changes.size());
-  SvgPlot plot("Convergence of " + std::string(NameOf(options.method)),
+  SvgPlot plot("Convergence of " + std::string(NameOf(options.settings.method)),
                {"iteration (count)", 0.0, iterations + 1.0, false}, y);
   plot.AddLine(shown, kChangeColour, "change in the iteration");
   if (full.size() <= 60) plot.AddDots(full, kChangeColour, false, "");
   if (!hollow.empty()) plot.AddDots(hollow, kChangeColour, true, "hollow: no change");
   if (showsTolerance) {
-    plot.AddHorizontalMark(options.tolerance, kToleranceColour,
-                           "tolerance " + example::Rounded(options.tolerance, 3));
+    plot.AddHorizontalMark(options.settings.tolerance, kToleranceColour,
+                           "tolerance " + example::Rounded(options.settings.tolerance, 3));
   }
   return plot.Render();
 }

@@ -1,21 +1,32 @@
 #include "report.h"
 
-#include <nlohmann/json.hpp>
+#include <cmath>
 #include <numeric>
 #include <optional>
 
+#include "maps.h"
+#include "support/json_text.h"
 #include "support/raster.h"
+#include "support/resources.h"
 #include "support/text.h"
 
 namespace segment_mr {
 
+using example::Segmentation;
+
 namespace {
 
+using example::Colour;
+using example::Evidence;
 using example::Fixed;
+using example::FusedImage;
 using example::GreyImage;
+using example::Inside;
+using example::Json;
+using example::Method;
+using example::NameOf;
 using example::RightAligned;
 using example::Rounded;
-using Json = nlohmann::ordered_json;
 
 constexpr double kCubicMillimetresPerMillilitre = 1000.0;
 
@@ -27,7 +38,8 @@ std::optional<double> MeasurePerVoxel(const GreyImage& image) {
 }
 
 std::size_t InsideCount(const Segmentation& segmentation) {
-  return std::accumulate(segmentation.voxelCounts.begin(), segmentation.voxelCounts.end(), std::size_t{0});
+  const std::size_t undecided = segmentation.evidence ? segmentation.evidence->undecidedVoxels : 0;
+  return std::accumulate(segmentation.voxelCounts.begin(), segmentation.voxelCounts.end(), undecided);
 }
 
 std::string SizeText(const GreyImage& image) {
@@ -48,18 +60,19 @@ std::string PlaneText(const Options& options) {
 }
 
 std::string MethodText(const Options& options) {
-  std::string text =
-      std::string(NameOf(options.method)) + ", " + std::to_string(options.clusters) + " classes";
-  if (options.method == Method::KMeans) return text;
-  text += ", fuzzifier " + Rounded(options.fuzzifier, 6);
-  if (options.method == Method::EvidentialCMeans) {
-    text += ", alpha " + Rounded(options.alpha, 6) + ", rho " + Rounded(options.rho, 6);
+  std::string text = std::string(NameOf(options.settings.method)) + ", " +
+                     std::to_string(options.settings.clusters) + " classes";
+  if (options.settings.method == Method::KMeans) return text;
+  text += ", fuzzifier " + Rounded(options.settings.fuzzifier, 6);
+  if (options.settings.method == Method::EvidentialCMeans) {
+    text += ", alpha " + Rounded(options.settings.alpha, 6) + ", rho " + Rounded(options.settings.rho, 6);
   }
-  return text + ", tolerance " + Rounded(options.tolerance, 6);
+  return text + ", tolerance " + Rounded(options.settings.tolerance, 6);
 }
 
 std::string IterationsText(const Segmentation& segmentation, const Options& options) {
-  return std::to_string(segmentation.changes.size()) + " of at most " + std::to_string(options.iterations) +
+  return std::to_string(segmentation.changes.size()) + " of at most " +
+         std::to_string(options.settings.iterations) +
          (segmentation.hasConverged ? " (converged)" : " (not converged)");
 }
 
@@ -69,24 +82,56 @@ std::string Row(const std::string& name, const std::string& value) {
   return row + value + "\n";
 }
 
-std::string ClassTable(const GreyImage& image, const Segmentation& segmentation) {
+// A row of the table of classes; the shares of all rows add up to 100 %.
+std::string ClassRow(const std::string& name, Colour colour, const std::string& middle, double count,
+                     const std::optional<double>& measure, double inside) {
+  return RightAligned(name, 11) + "  " + HexText(colour) + RightAligned(middle, 33) +
+         RightAligned(Fixed(count, 0), 10) +
+         RightAligned(measure ? Fixed(count * *measure, 2) : "unknown", 13) +
+         RightAligned(Fixed(100.0 * count / inside, 1) + " %", 9) + "\n";
+}
+
+std::string ClassTable(const GreyImage& image, const Segmentation& segmentation, const Options& options) {
   const bool isVolume = example::IsVolume(image);
   const std::optional<double> measure = MeasurePerVoxel(image);
-  const auto colours = example::DistinctColours(static_cast<int>(segmentation.centroids.size()));
+  const auto colours = LabelColours(segmentation);
+  const auto names = LabelNames(segmentation, options);
   const double inside = static_cast<double>(InsideCount(segmentation));
-  std::string table = std::string("  class  colour    centroid  ") + (isVolume ? "  voxels" : "  pixels") +
-                      (isVolume ? "  volume (ml)" : "  area (mm\u00b2)") + "    share\n";
+  std::string table = std::string("      class  colour    centroid       mean  deviation  ") +
+                      (isVolume ? "  voxels" : "  pixels") +
+                      (isVolume ? "  volume (ml)" : "   area (mm\u00b2)") + "    share\n";
+  const auto column = [](double value) {
+    return RightAligned(std::isfinite(value) ? Fixed(value, 2) : "-", 11);
+  };
   for (std::size_t k = 0; k < segmentation.centroids.size(); ++k) {
-    const double count = static_cast<double>(segmentation.voxelCounts[k]);
-    table += RightAligned(std::to_string(k + 1), 7) + "  " + HexText(colours[k]) +
-             RightAligned(Fixed(segmentation.centroids[k], 2), 11) + RightAligned(Fixed(count, 0), 10) +
-             RightAligned(measure ? Fixed(count * *measure, 2) : "unknown", isVolume ? 13 : 12) +
-             RightAligned(Fixed(100.0 * count / inside, 1) + " %", 9) + "\n";
+    const std::string middle = column(segmentation.centroids[k]) + column(segmentation.means[k]) +
+                               column(segmentation.deviations[k]);
+    table += ClassRow(names[k], colours[k], middle, static_cast<double>(segmentation.voxelCounts[k]), measure,
+                      inside);
+  }
+  if (!segmentation.evidence) return table;
+  return table + ClassRow("undecided", colours.back(), "",
+                          static_cast<double>(segmentation.evidence->undecidedVoxels), measure, inside);
+}
+
+// What belief and plausibility leave open of each class.
+std::string BoundsTable(const GreyImage& image, const Evidence& evidence) {
+  const std::optional<double> measure = MeasurePerVoxel(image);
+  const std::string unit = !measure                   ? (example::IsVolume(image) ? "voxels" : "pixels")
+                           : example::IsVolume(image) ? "ml"
+                                                      : "mm\u00b2";
+  std::string table = "\n  Bounds (";
+  table.append(unit).append(")   at least    at most\n");
+  for (std::size_t k = 0; k < evidence.lowerVoxels.size(); ++k) {
+    const double factor = measure.value_or(1.0);
+    table += RightAligned(std::to_string(k + 1), 7) +
+             RightAligned(Fixed(factor * evidence.lowerVoxels[k], 2), 18) +
+             RightAligned(Fixed(factor * evidence.upperVoxels[k], 2), 11) + "\n";
   }
   return table;
 }
 
-Json ImageJson(const GreyImage& image, const Segmentation& segmentation, const Options& options) {
+Json ImageJson(const GreyImage& image, const Inside& inside, const Options& options) {
   const std::size_t count = example::IsVolume(image) ? 3 : 2;
   Json json;
   json["path"] = options.imagePath;
@@ -98,23 +143,41 @@ Json ImageJson(const GreyImage& image, const Segmentation& segmentation, const O
   if (options.axis)
     json["plane"] = {{"axis", std::string(1, "xyz"[*options.axis])}, {"index", *options.index}};
   json["denoised"] = options.denoises;
-  json["voxels_above_zero"] = InsideCount(segmentation);
+  json["mask"] = nullptr;
+  if (!options.maskPath.empty()) json["mask"] = options.maskPath;
+  json["threshold"] = options.threshold;
+  json["voxels_above_zero"] = inside.voxels;
+  json["dropped_voxels"] = inside.dropped;
+  json["not_finite_voxels"] = image.replaced.size();
   return json;
 }
 
-Json ClassesJson(const GreyImage& image, const Segmentation& segmentation) {
+Json ClassesJson(const GreyImage& image, const Segmentation& segmentation, const Options& options) {
   const std::optional<double> measure = MeasurePerVoxel(image);
-  const char* measureName = example::IsVolume(image) ? "volume_ml" : "area_mm2";
-  const auto colours = example::DistinctColours(static_cast<int>(segmentation.centroids.size()));
+  const std::string measureName = example::IsVolume(image) ? "volume_ml" : "area_mm2";
+  const auto colours = LabelColours(segmentation);
+  const auto names = LabelNames(segmentation, options);
+  const auto measured = [&](double voxels) { return measure ? Json(voxels * *measure) : Json(nullptr); };
   Json classes = Json::array();
   for (std::size_t k = 0; k < segmentation.centroids.size(); ++k) {
     Json entry;
     entry["label"] = k + 1;
+    entry["name"] = names[k];
     entry["colour"] = HexText(colours[k]);
     entry["centroid"] = segmentation.centroids[k];
+    entry["mean"] = segmentation.means[k];
+    entry["deviation"] = segmentation.deviations[k];
     entry["voxels"] = segmentation.voxelCounts[k];
-    entry[measureName] = nullptr;
-    if (measure) entry[measureName] = static_cast<double>(segmentation.voxelCounts[k]) * *measure;
+    entry[measureName] = measured(static_cast<double>(segmentation.voxelCounts[k]));
+    entry["soft_voxels"] = segmentation.softVoxels[k];
+    entry["soft_" + measureName] = measured(segmentation.softVoxels[k]);
+    if (segmentation.evidence) {
+      const Evidence& evidence = *segmentation.evidence;
+      entry["voxels_lower"] = evidence.lowerVoxels[k];
+      entry["voxels_upper"] = evidence.upperVoxels[k];
+      entry[measureName + "_lower"] = measured(evidence.lowerVoxels[k]);
+      entry[measureName + "_upper"] = measured(evidence.upperVoxels[k]);
+    }
     classes.push_back(entry);
   }
   return classes;
@@ -149,8 +212,10 @@ std::string EvidenceRows(const GreyImage& image, const Segmentation& segmentatio
 void AddEvidence(Json& json, const Segmentation& segmentation, const Options& options) {
   if (!segmentation.evidence) return;
   const Evidence& evidence = *segmentation.evidence;
-  json["alpha"] = options.alpha;
-  json["rho"] = options.rho;
+  json["alpha"] = options.settings.alpha;
+  json["rho"] = options.settings.rho;
+  json["adjacent_sets"] = options.settings.keepsAdjacentSets;
+  json["undecided_label"] = segmentation.centroids.size() + 1;
   json["mean_undecided_mass"] = MeanInside(evidence.undecided, segmentation);
   json["undecided_voxels"] = evidence.undecidedVoxels;
   if (!segmentation.fused) {
@@ -167,39 +232,49 @@ void AddEvidence(Json& json, const Segmentation& segmentation, const Options& op
 
 }  // namespace
 
-std::string TextReport(const GreyImage& image, const Segmentation& segmentation, const Options& options) {
+std::string TextReport(const GreyImage& image, const Inside& inside, const Segmentation& segmentation,
+                       const Options& options) {
   std::string text = "Segmentation of " + options.imagePath + "\n\n";
-  text += Row("image", SizeText(image) + ", " + std::to_string(InsideCount(segmentation)) + " above 0");
+  text += Row("image", SizeText(image) + ", " + std::to_string(inside.voxels) + " above " +
+                           Rounded(options.threshold, 6));
   if (options.axis) text += Row("plane", PlaneText(options));
+  if (!options.maskPath.empty()) text += Row("mask", options.maskPath);
+  if (!image.replaced.empty())
+    text +=
+        Row("not finite", std::to_string(image.replaced.size()) + (IsVolume(image) ? " voxels" : " pixels"));
   if (options.denoises) text += Row("denoised", "before the segmentation");
   text += Row("method", MethodText(options));
   text += Row("iterations", IterationsText(segmentation, options));
   text += Row("last change", Rounded(segmentation.changes.back(), 6));
   if (segmentation.fused) text += Row("fused with", FusedText(*segmentation.fused, options));
   if (segmentation.evidence) text += EvidenceRows(image, segmentation);
-  return text + "\n" + ClassTable(image, segmentation);
+  for (const std::string& warning : segmentation.warnings) text += Row("warning", warning);
+  text.append("\n").append(ClassTable(image, segmentation, options));
+  return segmentation.evidence ? text + BoundsTable(image, *segmentation.evidence) : text;
 }
 
-std::string JsonReport(const GreyImage& image, const Segmentation& segmentation, const Options& options,
-                       const std::vector<std::string>& files) {
-  const bool isFuzzy = options.method != Method::KMeans;
+std::string JsonReport(const GreyImage& image, const Inside& inside, const Segmentation& segmentation,
+                       const Options& options, const std::vector<std::string>& files) {
+  const bool isFuzzy = options.settings.method != Method::KMeans;
   Json json;
-  json["image"] = ImageJson(image, segmentation, options);
-  json["method"] = NameOf(options.method);
-  json["clusters"] = options.clusters;
-  if (isFuzzy) json["fuzzifier"] = options.fuzzifier;
-  if (isFuzzy) json["tolerance"] = options.tolerance;
-  json["iterations_limit"] = options.iterations;
+  json["image"] = ImageJson(image, inside, options);
+  json["method"] = NameOf(options.settings.method);
+  json["clusters"] = options.settings.clusters;
+  if (isFuzzy) json["fuzzifier"] = options.settings.fuzzifier;
+  if (isFuzzy) json["tolerance"] = options.settings.tolerance;
+  json["iterations_limit"] = options.settings.iterations;
   json["starting_centroids"] = segmentation.start;
   json["iterations"] = segmentation.changes.size();
   json["last_change"] = segmentation.changes.back();
   json["converged"] = segmentation.hasConverged;
+  json["warnings"] = segmentation.warnings;
   AddEvidence(json, segmentation, options);
-  json["classes"] = ClassesJson(image, segmentation);
+  json["classes"] = ClassesJson(image, segmentation, options);
   json["changes"] = segmentation.changes;
+  json["seconds"] = options.clock.Seconds();
+  json["peak_memory_mib"] = example::PeakMebibytes();
   json["files"] = files;
-  // A path that is not UTF-8 is written with replacement characters rather than refused.
-  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+  return example::JsonText(json);
 }
 
 }  // namespace segment_mr

@@ -4,18 +4,19 @@
 #include <vector>
 
 #include "options.h"
-#include "segmentation.h"
 #include "support/image.h"
+#include "support/segmentation.h"
 
 namespace segment_mr {
 
 /// The results for people.
-std::string TextReport(const example::GreyImage& image, const Segmentation& segmentation,
-                       const Options& options);
+std::string TextReport(const example::GreyImage& image, const example::Inside& inside,
+                       const example::Segmentation& segmentation, const Options& options);
 
 /// The results for programs. Lengths are in mm, areas in mm2, volumes in ml; null where the file does not
 /// tell the size of a voxel.
-std::string JsonReport(const example::GreyImage& image, const Segmentation& segmentation,
-                       const Options& options, const std::vector<std::string>& files);
+std::string JsonReport(const example::GreyImage& image, const example::Inside& inside,
+                       const example::Segmentation& segmentation, const Options& options,
+                       const std::vector<std::string>& files);
 
 }  // namespace segment_mr

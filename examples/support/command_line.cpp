@@ -73,6 +73,12 @@ CLI::Option* AddAxis(CLI::App& app, std::optional<int>& axis, const std::string&
       ->type_name("AXIS");
 }
 
+void AddSide(CLI::App& app, Side& side) {
+  app.add_flag_callback(
+      "--neurological", [&side] { side = Side::Neurological; },
+      "Draw the patient's left on the left; without it his right is\nthere, as radiologists look at him");
+}
+
 std::string AxisName(int axis) {
   return {"xyz"[axis]};
 }

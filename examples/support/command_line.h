@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "support/image.h"
 #include "support/results.h"
 
 namespace example {
@@ -70,6 +71,9 @@ CLI::Option* AddList(CLI::App& app, const std::string& names, std::vector<T>& va
 
 /// --axis: x, y or z as 0, 1 or 2.
 CLI::Option* AddAxis(CLI::App& app, std::optional<int>& axis, const std::string& text);
+
+/// --neurological, for pictures with the patient's left on the left.
+void AddSide(CLI::App& app, Side& side);
 
 /// "x", "y" or "z".
 std::string AxisName(int axis);

@@ -5,6 +5,7 @@
 #include <new>
 #include <string>
 
+#include "mth/denoising/Mth_volume_denoising.h"
 #include "mth/statistics/Mth_random.h"
 #include "mth/wavelet/Mth_wavelet_denoising.h"
 #include "std/Std_wait_bar.h"
@@ -70,23 +71,61 @@ double DenoisePlane(GreyImage& image, int index, int exponent, const DenoisingOp
   return deviation;
 }
 
-}  // namespace
+// Along two or three voxels a block would see little but their mirror image.
+bool HoldsBlocks(const GreyImage& image) {
+  return std::none_of(image.size.begin(), image.size.end(),
+                      [](int length) { return length == 2 || length == 3; });
+}
 
-std::vector<double> Denoise(GreyImage& image, const DenoisingOptions& options) {
-  RequireMagnitude(image);
+void ThrowIfAsked() {
+  if (Std_IsCancelRequested()) throw Cancelled();
+}
+
+DenoisingResult DenoisePlanes(GreyImage& image, const DenoisingOptions& options) {
   const int exponent = GreyExponent(image);
   const int planes = image.size[static_cast<std::size_t>(options.axis)];
   TSTD_WAIT_BAR progress;
   progress.SetTitle("Denoising");
   progress.SetStepsCount(planes);
   progress.Show();
-  std::vector<double> deviations;
+  DenoisingResult result;
   for (int index = 0; index < planes; ++index) {
-    ThrowIfCancelled();
-    deviations.push_back(DenoisePlane(image, index, exponent, options));
+    if (progress.IsCancelRequested()) throw Cancelled();
+    result.deviations.push_back(DenoisePlane(image, index, exponent, options));
     progress.StepAction("plane " + std::to_string(index + 1));
   }
-  return deviations;
+  return result;
+}
+
+DenoisingResult DenoiseVolume(GreyImage& image, const DenoisingOptions& options) {
+  DenoisingResult result;
+  result.confidence.resize(image.values.size());
+  MTH_VOLUME_DENOISING denoising(image.size[0], image.size[1], image.size[2]);
+  denoising.SetNoiseDeviation(options.deviation);
+  if (!denoising.Denoise(image.values.data(), image.values.data(), result.confidence.data())) {
+    ThrowIfAsked();
+    if (denoising.GetStopReason() == MTH_STOP_REASON::Cancelled) throw Cancelled();
+    throw std::bad_alloc();
+  }
+  result.deviations.push_back(denoising.GetUsedNoiseDeviation());
+  return result;
+}
+
+}  // namespace
+
+DenoisingResult Denoise(GreyImage& image, const DenoisingOptions& options) {
+  RequireMagnitude(image);
+  return options.isPlaneByPlane || !HoldsBlocks(image) ? DenoisePlanes(image, options)
+                                                       : DenoiseVolume(image, options);
+}
+
+DenoisingResult DenoiseInside(GreyImage& image, const DenoisingOptions& options) {
+  const std::vector<double> noisy = image.values;
+  DenoisingResult result = Denoise(image, options);
+  for (std::size_t voxel = 0; voxel < noisy.size(); ++voxel) {
+    if (noisy[voxel] == 0.0) image.values[voxel] = 0.0;
+  }
+  return result;
 }
 
 void AddNoise(GreyImage& image, double deviation) {

@@ -83,6 +83,13 @@ GreyImage ExtractPlane(const GreyImage& volume, int axis, int index) {
     }
   }
   plane.storage = volume.storage;
+  for (const std::size_t voxel : volume.replaced) {
+    const auto width = static_cast<std::size_t>(volume.size[0]);
+    const auto height = static_cast<std::size_t>(volume.size[1]);
+    const std::array<std::size_t, 3> place{voxel % width, voxel / width % height, voxel / width / height};
+    if (place[order[2]] != static_cast<std::size_t>(index)) continue;
+    plane.replaced.push_back(place[order[0]] + static_cast<std::size_t>(plane.size[0]) * place[order[1]]);
+  }
   if (volume.voxelSize) {
     const auto& size = *volume.voxelSize;
     plane.voxelSize = {size[order[0]], size[order[1]], size[order[2]]};
@@ -90,10 +97,28 @@ GreyImage ExtractPlane(const GreyImage& volume, int axis, int index) {
   return plane;
 }
 
-ScreenOrder ScreenOrderOf(const GreyImage& image) {
+ScreenOrder ScreenOrderOf(const GreyImage& image, Side side) {
   const char across = image.direction[0];
   const char down = image.direction[1];
-  return {across == 'L' || across == 'A', down == 'A' || down == 'S'};
+  const char mirrored =
+      side == Side::Radiological ? 'R' : 'L';  // must not grow towards the right of the screen
+  return {across == mirrored || across == 'A', down == 'A' || down == 'S'};
+}
+
+ScreenLetters LettersOf(const GreyImage& image, Side side) {
+  const auto opposite = [](char letter) {
+    constexpr char kPairs[] = "LRAPIS";
+    for (int i = 0; i < 6; ++i) {
+      if (letter == kPairs[i]) return kPairs[i ^ 1];
+    }
+    return '\0';
+  };
+  const ScreenOrder order = ScreenOrderOf(image, side);
+  const char across = image.direction[0];
+  const char down = image.direction[1];
+  const char right = order.mirrorsColumns ? opposite(across) : across;
+  const char bottom = order.mirrorsRows ? opposite(down) : down;
+  return {opposite(right), right, opposite(bottom), bottom};
 }
 
 std::string SizeText(const std::array<int, 3>& size) {

@@ -29,9 +29,9 @@ struct GreyImage {
   std::optional<std::array<double, 3>> voxelSize;  ///< in mm
   /// Where each axis points to in the patient: 'L', 'R', 'A', 'P', 'I' or 'S'; 0 where it is not known.
   std::array<char, 3> direction{0, 0, 0};
-  std::optional<Affine> affine;    ///< where the file tells it
-  Storage storage;                 ///< of the file
-  std::size_t replacedVoxels = 0;  ///< that were no finite numbers, and are 0 here
+  std::optional<Affine> affine;       ///< where the file tells it
+  Storage storage;                    ///< of the file
+  std::vector<std::size_t> replaced;  ///< voxels that were no finite numbers, and are 0 here
 };
 
 inline bool IsVolume(const GreyImage& image) {
@@ -66,13 +66,28 @@ std::vector<T> ExtractPlaneValues(const std::vector<T>& values, const std::array
   return plane;
 }
 
+/// From where people look: radiologists at the patient's feet, who see his right on their left, or from
+/// above.
+enum class Side { Radiological, Neurological };
+
 /// How the plane of an image is put on a screen: the patient's front or head up, front to the left in a view
-/// from the side, left to the left; rows downwards where the file does not tell directions.
+/// from the side, his right to the left or to the right as the side says; rows downwards where the file does
+/// not tell directions.
 struct ScreenOrder {
   bool mirrorsColumns;
   bool mirrorsRows;
 };
-ScreenOrder ScreenOrderOf(const GreyImage& image);
+ScreenOrder ScreenOrderOf(const GreyImage& image, Side side = Side::Radiological);
+
+/// What stands at the left, the right, the top and the bottom of a plane on the screen: the letters of the
+/// patient's directions; 0 where the file does not tell.
+struct ScreenLetters {
+  char left;
+  char right;
+  char top;
+  char bottom;
+};
+ScreenLetters LettersOf(const GreyImage& image, Side side = Side::Radiological);
 
 /// The grid of an image for people: "181 x 217" or "181 x 217 x 181".
 std::string SizeText(const std::array<int, 3>& size);

@@ -43,7 +43,7 @@ void ConvertVoxels(const std::vector<unsigned char>& stored, GreyImage& result) 
     const double scaled = static_cast<double>(value) * slope + intercept;
     const bool isNumber = std::isfinite(scaled);
     result.values[voxel] = isNumber ? scaled : 0.0;
-    result.replacedVoxels += isNumber ? 0 : 1;
+    if (!isNumber) result.replaced.push_back(voxel);
   }
 }
 

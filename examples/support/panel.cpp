@@ -36,7 +36,27 @@ int ColumnsFor(int count) {
   return count <= 4 ? count : static_cast<int>(std::ceil(std::sqrt(1.5 * count)));
 }
 
-void DrawTile(Raster& panel, const PanelTile& tile, TileSize size, int x, int y) {
+void DrawLetter(Raster& panel, char letter, int centreX, int centreY) {
+  if (letter == 0) return;
+  const std::string text(1, letter);
+  const int width = TextWidth(text, kFontScale);
+  const int height = kGlyphHeight * kFontScale;
+  FillRectangle(panel, centreX - width / 2 - kFontScale, centreY - height / 2 - kFontScale,
+                width + 2 * kFontScale, height + 2 * kFontScale, kBackground);
+  DrawText(panel, text, centreX - width / 2, centreY - height / 2, kFontScale, kText);
+}
+
+// Just inside the edges of a picture.
+void DrawLetters(Raster& panel, const ScreenLetters& letters, TileSize size, int x, int y) {
+  constexpr int kInset = kGlyphHeight * kFontScale;
+  DrawLetter(panel, letters.left, x + kInset, y + size.height / 2);
+  DrawLetter(panel, letters.right, x + size.width - kInset, y + size.height / 2);
+  DrawLetter(panel, letters.top, x + size.width / 2, y + kInset);
+  DrawLetter(panel, letters.bottom, x + size.width / 2, y + size.height - kInset);
+}
+
+void DrawTile(Raster& panel, const PanelTile& tile, TileSize size, const ScreenLetters& letters, int x,
+              int y) {
   int textX = x;
   if (tile.chip) {
     FillRectangle(panel, x, y, kChipLength, kChipLength, *tile.chip);
@@ -46,11 +66,12 @@ void DrawTile(Raster& panel, const PanelTile& tile, TileSize size, int x, int y)
   const int top = y + kCaptionHeight - kFontScale;
   FillRectangle(panel, x - 1, top - 1, size.width + 2, size.height + 2, kFrame);
   Paste(panel, Resized(InColour(tile.picture), size.width, size.height, tile.isSmooth), x, top);
+  DrawLetters(panel, letters, size, x, top);
 }
 
 }  // namespace
 
-Raster ComposePanel(const std::vector<PanelTile>& tiles, double pixelAspect) {
+Raster ComposePanel(const std::vector<PanelTile>& tiles, double pixelAspect, const ScreenLetters& letters) {
   const int count = static_cast<int>(tiles.size());
   const int columns = ColumnsFor(count);
   const int rows = (count + columns - 1) / columns;
@@ -67,7 +88,7 @@ Raster ComposePanel(const std::vector<PanelTile>& tiles, double pixelAspect) {
   for (int index = 0; index < count; ++index) {
     const int x = kMargin + index % columns * cellWidth;
     const int y = kMargin + index / columns * cellHeight;
-    DrawTile(panel, tiles[static_cast<std::size_t>(index)], size, x, y);
+    DrawTile(panel, tiles[static_cast<std::size_t>(index)], size, letters, x, y);
   }
   return panel;
 }

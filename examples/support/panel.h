@@ -18,6 +18,7 @@ struct PanelTile {
 
 /// Lays pictures of one size out side by side, in rows if they are many, at a size for the screen.
 /// @param pixelAspect  height of a pixel divided by its width, in the patient.
-Raster ComposePanel(const std::vector<PanelTile>& tiles, double pixelAspect);
+/// @param letters      of the patient's directions, drawn at the edges of each picture.
+Raster ComposePanel(const std::vector<PanelTile>& tiles, double pixelAspect, const ScreenLetters& letters);
 
 }  // namespace example

@@ -104,11 +104,13 @@ void FillRectangle(Raster& raster, int x, int y, int width, int height, Colour c
   }
 }
 
-Raster DrawGreyPlane(const GreyImage& plane, const std::vector<double>& values, double black, double white) {
-  const Raster coloured = DrawPlane(plane, [&](std::size_t voxel) {
+Raster DrawGreyPlane(const GreyImage& plane, const std::vector<double>& values, double black, double white,
+                     Side side) {
+  const auto greyOf = [&](std::size_t voxel) {
     const std::uint8_t grey = ToByte(255.0 * (values[voxel] - black) / (white - black));
     return Colour{grey, grey, grey};
-  });
+  };
+  const Raster coloured = DrawPlane(plane, greyOf, side);
   Raster grey = BlankRaster(coloured.width, coloured.height, 1);
   for (std::size_t pixel = 0; pixel < grey.bytes.size(); ++pixel)
     grey.bytes[pixel] = coloured.bytes[3 * pixel];

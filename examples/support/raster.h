@@ -52,8 +52,8 @@ void FillRectangle(Raster& raster, int x, int y, int width, int height, Colour c
 /// Draws one pixel per voxel of a one-plane image, in its screen order.
 /// @param colourOf  answers the colour of the voxel with a given index.
 template <class ColourOf>
-Raster DrawPlane(const GreyImage& plane, ColourOf colourOf) {
-  const ScreenOrder order = ScreenOrderOf(plane);
+Raster DrawPlane(const GreyImage& plane, ColourOf colourOf, Side side = Side::Radiological) {
+  const ScreenOrder order = ScreenOrderOf(plane, side);
   const int width = plane.size[0];
   const int height = plane.size[1];
   Raster raster = BlankRaster(width, height, 3);
@@ -70,7 +70,8 @@ Raster DrawPlane(const GreyImage& plane, ColourOf colourOf) {
 }
 
 /// Draws values as greys, `black` and below as black, `white` and above as white; one channel.
-Raster DrawGreyPlane(const GreyImage& plane, const std::vector<double>& values, double black, double white);
+Raster DrawGreyPlane(const GreyImage& plane, const std::vector<double>& values, double black, double white,
+                     Side side = Side::Radiological);
 
 /// The picture at another size.
 /// @param isSmooth  interpolates between pixels; otherwise each takes the nearest, so that no new colour

@@ -20,7 +20,7 @@ struct Offset {
 };
 
 Offset OffsetOf(int angle, int distance, const GreyImage& image) {
-  const example::ScreenOrder order = example::ScreenOrderOf(image);
+  const example::ScreenOrder order = example::ScreenOrderOf(image, example::Side::Neurological);
   const int right = order.mirrorsColumns ? -distance : distance;
   const int up = order.mirrorsRows ? distance : -distance;
   switch (angle) {

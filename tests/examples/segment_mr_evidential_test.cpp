@@ -60,16 +60,24 @@ struct Told {
   int undecidedVoxels = 0;
   int outlierVoxels = 0;
   std::vector<int> voxels;
+  std::vector<double> lower;  // belief
+  std::vector<double> upper;  // plausibility
 };
 
 Told Tell(const Rows& masses) {
   const std::vector<Subset> subsets = SortedSubsets(ClassesOf(masses[0].size()));
   Told told;
   told.voxels.assign(subsets.back().size(), 0);
+  told.lower.assign(subsets.back().size(), 0.0);
+  told.upper.assign(subsets.back().size(), 0.0);
   for (const auto& row : masses) {
     std::vector<double> probabilities(subsets.back().size(), 0.0);
     for (std::size_t j = 1; j < subsets.size(); ++j) {
       if (subsets[j].size() > 1) told.undecided += row[j] / static_cast<double>(masses.size());
+      for (const int number : subsets[j]) {
+        told.upper[static_cast<std::size_t>(number - 1)] += row[j];
+        if (subsets[j].size() == 1) told.lower[static_cast<std::size_t>(number - 1)] += row[j];
+      }
       for (const int number : subsets[j])
         probabilities[static_cast<std::size_t>(number - 1)] +=
             row[j] / static_cast<double>(subsets[j].size());
@@ -77,6 +85,7 @@ Told Tell(const Rows& masses) {
     const auto largest = static_cast<std::size_t>(std::max_element(row.begin(), row.end()) - row.begin());
     told.undecidedVoxels += subsets[largest].size() > 1 ? 1 : 0;
     told.outlierVoxels += largest == 0 ? 1 : 0;
+    if (subsets[largest].size() > 1) continue;  // labelled undecided
     ++told.voxels[static_cast<std::size_t>(std::max_element(probabilities.begin(), probabilities.end()) -
                                            probabilities.begin())];
   }
@@ -88,6 +97,8 @@ void ExpectClasses(const Json& report, const Rows& centroids, const Told& told) 
   for (std::size_t k = 0; k < centroids.size(); ++k) {
     EXPECT_NEAR(report["classes"][k]["centroid"].get<double>(), centroids[k][0], 1e-6);
     EXPECT_EQ(report["classes"][k]["voxels"], told.voxels[k]) << k;
+    EXPECT_NEAR(report["classes"][k]["voxels_lower"].get<double>(), told.lower[k], 1e-6);
+    EXPECT_NEAR(report["classes"][k]["area_mm2_upper"].get<double>(), told.upper[k], 1e-6);
   }
   EXPECT_NEAR(report["mean_undecided_mass"].get<double>(), told.undecided, 1e-6);
   EXPECT_EQ(report["undecided_voxels"], told.undecidedVoxels);
@@ -196,6 +207,29 @@ TEST(SegmentMrEvidential, FusesTwoImagesByDempstersRule) {
     EXPECT_TRUE(std::filesystem::exists(folder / "result/conflict.png"));
     EXPECT_FALSE(std::filesystem::exists(folder / "result/outliers.png"));
     EXPECT_EQ(report["image"]["voxels_above_zero"], 21);  // those of both
+  }
+}
+
+// Voxels whose largest mass is on several classes bear a label of their own. Without sets of classes that are
+// not neighbours the decided ones follow the grey levels.
+TEST(SegmentMrEvidential, LabelsTellWhatIsUndecidedAndFollowGreyLevels) {
+  const ScratchFolder folder;
+  std::vector<int> ramp;
+  for (int pixel = 0; pixel < kWidth * kHeight; ++pixel) ramp.push_back(20 + 4 * pixel);
+  const std::string image = Image(folder, "ramp.nii", ramp);
+  for (const bool adjacent : {false, true}) {
+    const Json report =
+        Segment(folder, image, std::string("-c 3 --alpha 0.5 ") + (adjacent ? "--adjacent-sets" : ""));
+    const std::string labels = ReadGzip(folder / "result/labels.nii.gz").substr(352);
+    EXPECT_EQ(std::count(labels.begin(), labels.end(), '\4'), report["undecided_voxels"].get<int>());
+    EXPECT_GT(report["undecided_voxels"], 0);
+    std::string decided = labels;
+    std::erase(decided, '\4');
+    EXPECT_TRUE(!adjacent || std::is_sorted(decided.begin(), decided.end()));
+    for (int k = 1; k <= 3; ++k) {
+      EXPECT_EQ(report["classes"][static_cast<std::size_t>(k - 1)]["voxels"].get<long>(),
+                std::count(labels.begin(), labels.end(), static_cast<char>(k)));
+    }
   }
 }
 

@@ -139,8 +139,8 @@ TEST(SegmentMrRefuses, BadOptions) {
       {"-n 0", "--iterations"},
       {"-m median", "--method"},
       {"-m ecm -c 11", "2 to 10"},
-      {"--alpha -1", "--alpha"},
-      {"--rho 0", "--rho"},
+      {"-m ecm --alpha -1", "--alpha"},
+      {"-m ecm --rho 0", "--rho"},
       {"--fuse image.nii", "--method ecm"},
       {"-m ecm --fuse-centroids 10,20", "--fuse-centroids needs"},
       {"-m ecm -c 2 --fuse absent.nii", "cannot find"},
@@ -153,6 +153,12 @@ TEST(SegmentMrRefuses, BadOptions) {
       {"--axis z", "need a volume"},
       {"--index 0", "need a volume"},
       {"--unknown", "--unknown"},
+      {"--rho 2 -m fcm", "--rho needs"},
+      {"--adjacent-sets", "needs --method ecm"},
+      {"--fuzzifier 2 -m kmeans", "k-means"},
+      {"--sigma 3", "--sigma needs"},
+      {"--mask absent.nii", "cannot find"},
+      {"--threshold nan", "--threshold"},
       {"-c 5", "too few"},
   };
   const ScratchFolder folder;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
 
 #include "examples/host_run.h"
@@ -164,6 +165,12 @@ TEST(SegmentMr, ShippedSliceAgreesWithAClusteringOfItsHistogram) {
   }
 }
 
+float FloatAt(const std::string& file, std::size_t offset) {
+  float value = 0.0F;
+  std::memcpy(&value, file.data() + offset, sizeof(value));
+  return value;
+}
+
 // An image of 3 x 2 pixels of 0.5 mm by 2 mm: two pixels of 10, three of 60 and one of 0.
 NiftiFile TwoClasses() {
   NiftiFile file;
@@ -240,6 +247,7 @@ NiftiFile SmallVolume(std::vector<int>& values) {
   NiftiFile file;
   file.dimensions = {3, 4, 3, 5, 1, 1, 1, 1};
   file.voxelSize = {2.0F, 3.0F, 5.0F};
+  file.hasPlace = true;
   for (int z = 0; z < 5; ++z) {
     for (int y = 0; y < 3; ++y) {
       for (int x = 0; x < 4; ++x) values.push_back(x == 3 ? 0 : (x + 2 * y + z) % 3 == 0 ? 90 + z : 10 + y);
@@ -293,7 +301,13 @@ TEST(SegmentMr, APlaneOfAVolumeHasTheAreasOfItsPixels) {
     const Json report = Segment(folder, folder / "volume.nii", std::string("-c 2 ") + plane.options);
     ExpectNear(Column(report, "area_mm2"), areas, 1e-12);
     EXPECT_EQ(report["image"]["plane"]["index"], plane.index);
-    EXPECT_FALSE(std::filesystem::exists(folder / "result/labels.nii.gz"));
+    // The labels of the plane lie in it: along its axis at the plane's place.
+    const std::string labels = ReadGzip(folder / "result/labels.nii.gz");
+    EXPECT_EQ(labels.size(), kHeaderBytes + 60 / (plane.axis == 0 ? 4 : plane.axis == 1 ? 3 : 5));
+    EXPECT_EQ(FloatAt(labels, 280 + 16 * static_cast<std::size_t>(plane.axis) + 12),
+              static_cast<float>(plane.index) * (plane.axis == 0   ? 2.0F
+                                                 : plane.axis == 1 ? 3.0F
+                                                                   : 5.0F));
   }
 }
 
@@ -346,6 +360,89 @@ TEST(SegmentMr, ASecondRunReplacesTheFilesOfTheFirstAndNoOthers) {
   EXPECT_EQ(ReadFile(folder / "result/notes.txt"), "mine");
   EXPECT_EQ(folder.CountEntries(),
             1 + report["files"].size() + 3);  // the folder, the report itself, the notes and the manifest
+}
+
+// What counts and what does not: values at or below the threshold, outside the mask, and no numbers at all.
+TEST(SegmentMr, ThresholdAndMaskTellWhatIsInside) {
+  const ScratchFolder folder;
+  NiftiFile file = TwoClasses();
+  file.datatype = 16;
+  file.SetVoxels<float>({-900, -880, 40, 60, 0, 0});
+  const float odd[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()};
+  file.voxels.replace(16, 4, file.Stored(odd[0])).replace(20, 4, file.Stored(odd[1]));
+  WriteFile(folder / "ct.nii", file.Bytes(32));
+  NiftiFile mask = TwoClasses();
+  mask.SetVoxels<std::uint8_t>({1, 0, 1, 1, 1, 0});
+  WriteFile(folder / "mask.nii", mask.Bytes(8));
+  const struct {
+    std::string options;
+    std::vector<double> centroids;
+    int inside;
+    int dropped;
+  } cases[] = {{"", {40, 60}, 2, 4},
+               {"--threshold -1000", {-890, 50}, 4, 2},
+               {"--threshold -1000 --mask " + Quoted(folder / "mask.nii"), {-900, 50}, 3, 1}};
+  for (const auto& [options, centroids, inside, dropped] : cases) {
+    SCOPED_TRACE(options);
+    const std::string output = folder / "result";
+    const ProgramRun run = RunProgram(
+        MTH_SEGMENT_MR, Quoted(folder / "ct.nii") + " -m kmeans -c 2 -o " + Quoted(output) + " " + options);
+    ASSERT_EQ(run.status, 0) << run.errors;
+    EXPECT_NE(run.output.find("or no finite numbers and left out"), std::string::npos) << run.output;
+    const Json report = Json::parse(ReadFile(output + "/report.json"));
+    ExpectNear(Column(report, "centroid"), centroids, 1e-9);
+    EXPECT_EQ(report["image"]["voxels_above_zero"], inside);
+    EXPECT_EQ(report["image"]["dropped_voxels"], dropped);
+    EXPECT_EQ(report["image"]["not_finite_voxels"], 2);
+  }
+}
+
+// Means and deviations of classes by hand; memberships as a map in the image's grid; names for other
+// programs.
+TEST(SegmentMr, ResultsCanBeTakenFurther) {
+  const ScratchFolder folder;
+  NiftiFile file = TwoClasses();
+  file.SetVoxels<std::uint8_t>({10, 60, 62, 0, 64, 12});
+  WriteFile(folder / "sub-01_ses-2_T1w.nii", file.Bytes(8));
+  WriteFile(folder / "plain.nii", file.Bytes(8));
+  const Json report = Segment(folder, folder / "plain.nii", "-m KMEANS -c 2");
+  ExpectNear(Column(report, "mean"), {11.0, 62.0}, 1e-12);
+  ExpectNear(Column(report, "deviation"), {1.0, std::sqrt(8.0 / 3.0)}, 1e-12);
+  ExpectNear(Column(report, "soft_area_mm2"), {2.0, 3.0}, 1e-9);
+  const std::string membership = ReadGzip(folder / "result/membership_2.nii.gz");
+  ASSERT_EQ(membership.size(), kHeaderBytes + 6 * sizeof(float));
+  const std::vector<float> expected{0, 1, 1, 0, 1, 0};
+  for (std::size_t i = 0; i < 6; ++i) EXPECT_EQ(FloatAt(membership, kHeaderBytes + 4 * i), expected[i]) << i;
+  EXPECT_EQ(ReadFile(folder / "result/labels.ctbl").find("0 outside 0 0 0 0\n1 class1 0 114 178 255\n"), 0U);
+  EXPECT_EQ(ReadFile(folder / "result/labels.lut").find("1 0.00000 0.44706 0.69804 class1\n"), 0U);
+  EXPECT_NE(ReadFile(folder / "result/labels.label.txt").find("1 0 114 178 1 1 1 \"class1\"\n"),
+            std::string::npos);
+
+  Segment(folder, folder / "sub-01_ses-2_T1w.nii", "-m kmeans -c 3 --centroids 10,12,62");
+  for (const char* name : {"dseg", "label-CSF_probseg", "label-GM_probseg", "label-WM_probseg"}) {
+    for (const char* ending : {".nii.gz", ".json"})
+      EXPECT_TRUE(std::filesystem::exists(folder / ("result/sub-01_ses-2_" + std::string(name) + ending)))
+          << name;
+  }
+  EXPECT_EQ(Json::parse(ReadFile(folder / "result/sub-01_ses-2_dseg.json"))["LabelMap"]["2"], "GM");
+}
+
+// Results that look valid and are none are told.
+TEST(SegmentMr, WarnsOfClassesThatAreNone) {
+  const ScratchFolder folder;
+  NiftiFile file = TwoClasses();
+  file.SetVoxels<std::uint8_t>({10, 11, 12, 200, 201, 202});
+  WriteFile(folder / "image.nii", file.Bytes(8));
+  const struct {
+    const char* options;
+    const char* warning;
+  } cases[] = {{"-m kmeans --centroids 10,200,5000", "has no voxel"},
+               {"-m fcm -c 2 -n 1", "not converged"},
+               {"-m fcm -c 3 --fuzzifier 30", "have the same centroid"}};
+  for (const auto& [options, warning] : cases) {
+    const Json report = Segment(folder, folder / "image.nii", options);
+    EXPECT_NE(report["warnings"].dump().find(warning), std::string::npos) << report["warnings"];
+  }
 }
 
 TEST(SegmentMr, HelpNamesEveryOptionAndFile) {

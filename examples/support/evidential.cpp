@@ -1,4 +1,4 @@
-#include "evidential.h"
+#include "support/evidential.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,15 +6,13 @@
 #include <new>
 #include <optional>
 
-#include "progress_recorder.h"
 #include "support/cancellation.h"
 #include "support/failure.h"
+#include "support/progress_recorder.h"
 
-namespace segment_mr {
+namespace example {
 
 namespace {
-
-using example::Failure;
 
 // Tells at each call how far the centroids have moved since the last one, on average; nothing at the first
 // call.
@@ -79,9 +77,14 @@ void Renumber(MTH_MATRIX& masses, const std::vector<int>& matches) {
   }
 }
 
+// A fusion that is cancelled has no result, as one without memory.
+void ThrowIfAsked() {
+  if (Std_IsCancelRequested()) throw Cancelled();
+}
+
 std::vector<float> ReadConflict(const MTH_CLUSTERING& engine, MTH_MATRIX& masses) {
   const std::unique_ptr<MTH_MATRIX> conjunction(engine.CredalConjFusionExact(&masses));
-  example::ThrowIfCancelled();
+  ThrowIfAsked();
   if (!conjunction) throw std::bad_alloc();
   std::vector<float> conflict;
   for (int i = 0; i < conjunction->GetNbRows(); ++i)
@@ -89,19 +92,67 @@ std::vector<float> ReadConflict(const MTH_CLUSTERING& engine, MTH_MATRIX& masses
   return conflict;
 }
 
+// Whether the classes of a set follow each other in the order of their centroids.
+bool IsAdjacent(const std::vector<int>& hypothesis, const std::vector<int>& rankOfCluster) {
+  if (hypothesis.front() == 0) return true;  // no class
+  int least = static_cast<int>(rankOfCluster.size());
+  int greatest = -1;
+  for (const int number : hypothesis) {
+    const int rank = rankOfCluster[static_cast<std::size_t>(number - 1)];
+    least = std::min(least, rank);
+    greatest = std::max(greatest, rank);
+  }
+  return greatest - least + 1 == static_cast<int>(hypothesis.size());
+}
+
+std::vector<int> RanksOfClusters(const MTH_CLUSTERING& engine) {
+  std::vector<int> ranks;
+  for (int k = 0; k < engine.GetClustersCount(); ++k) {
+    int rank = 0;
+    for (int other = 0; other < engine.GetClustersCount(); ++other) {
+      const double difference = engine.GetCentroid(other)->Get(0, 0) - engine.GetCentroid(k)->Get(0, 0);
+      if (difference < 0.0 || (difference == 0.0 && other < k)) ++rank;
+    }
+    ranks.push_back(rank);
+  }
+  return ranks;
+}
+
+// Masses are shares of what each set's distance gives: without some sets the others keep their proportions.
+void KeepAdjacentSets(MTH_CLUSTERING& engine) {
+  const std::vector<int> ranks = RanksOfClusters(engine);
+  MTH_MATRIX& masses = *engine.GetCredalPartition();
+  std::vector<bool> isKept;
+  for (const std::vector<int>* hypothesis : *engine.GetHypotheses())
+    isKept.push_back(IsAdjacent(*hypothesis, ranks));
+  for (int i = 0; i < masses.GetNbRows(); ++i) {
+    double sum = 0.0;
+    for (int j = 0; j < masses.GetNbCols(); ++j)
+      sum += isKept[static_cast<std::size_t>(j)] ? masses.Get(i, j) : 0.0;
+    for (int j = 0; j < masses.GetNbCols(); ++j) {
+      const bool isShare = isKept[static_cast<std::size_t>(j)] && sum > 0.0;
+      masses.Set(i, j, isShare ? masses.Get(i, j) / sum : 0.0);
+    }
+  }
+}
+
 }  // namespace
 
-void RunEvidential(MTH_CLUSTERING& engine, Segmentation& result) {
+bool IsUndecided(MTH_CLUSTERING& engine, int sample) {
+  return engine.MaxBeliefDecision(sample) > engine.GetClustersCount();
+}
+
+void RunEvidential(MTH_CLUSTERING& engine, const SegmentationSettings& settings, Segmentation& result) {
   MovementMeter meter(engine);
-  ProgressRecorder recorder([&meter](const std::string&) { return meter(); });
-  const STD_DISPLAY_SCOPE scope(&recorder);
+  const ProgressRecorder recorder([&meter](const std::string&) { return meter(); });
   const bool hasRun = engine.ApplyEvidentialFuzzyCMeanClustering() == 1.0;
-  example::ThrowIfCancelled();
+  recorder.ThrowIfCancelled();
   if (!hasRun) throw Failure("the clustering failed");
   result.changes = recorder.GetChanges();
   result.hasConverged = engine.IsEvidential();
   if (!result.hasConverged)
     result.changes.push_back(*meter());  // the last iteration was not followed by another
+  if (settings.keepsAdjacentSets) KeepAdjacentSets(engine);
   TakeProbabilities(engine);
 }
 
@@ -116,34 +167,49 @@ std::vector<float> FuseEvidence(MTH_CLUSTERING& engine, const std::vector<int>& 
   }
   std::vector<float> conflict = ReadConflict(engine, masses);
   const std::unique_ptr<MTH_MATRIX> fused(engine.DempsterFusionExact(&masses));
-  example::ThrowIfCancelled();
+  ThrowIfAsked();
   if (!fused) throw std::bad_alloc();
   engine.SetCredalPartition(fused.get());
   TakeProbabilities(engine);
   return conflict;
 }
 
-Evidence ReadEvidence(MTH_CLUSTERING& engine, const example::GreyImage& image,
+Evidence ReadEvidence(MTH_CLUSTERING& engine, const std::vector<int>& order, const Inside& inside,
                       const std::vector<float>& conflict) {
+  const std::size_t voxels = inside.isInside.size();
+  const auto clusters = order.size();
   Evidence evidence;
-  evidence.undecided.assign(image.values.size(), 0.0F);
-  evidence.unassigned.assign(image.values.size(), 0.0F);
+  evidence.undecided.assign(voxels, 0.0F);
+  evidence.unassigned.assign(voxels, 0.0F);
+  evidence.plausibility.assign(clusters, std::vector<float>(voxels, 0.0F));
+  evidence.lowerVoxels.assign(clusters, 0.0);
+  evidence.upperVoxels.assign(clusters, 0.0);
   const MTH_MATRIX& masses = *engine.GetCredalPartition();
-  const int clusters = engine.GetClustersCount();
+  const auto massOf = [&](int sample, int hypothesis) {
+    const double mass = masses.Get(sample, hypothesis);
+    return std::isfinite(mass) ? mass : 0.0;  // in total conflict there is none
+  };
   int sample = 0;
-  for (std::size_t voxel = 0; voxel < image.values.size(); ++voxel) {
-    if (!IsInside(image.values[voxel])) continue;
+  for (std::size_t voxel = 0; voxel < voxels; ++voxel) {
+    if (inside.isInside[voxel] == 0) continue;
+    for (std::size_t k = 0; k < clusters; ++k) {
+      double plausibility = 0.0;
+      for (int j = 1; j < masses.GetNbCols(); ++j)
+        plausibility += engine.BelongsToHypothese(j, order[k]) ? massOf(sample, j) : 0.0;
+      evidence.plausibility[k][voxel] = static_cast<float>(plausibility);
+      evidence.lowerVoxels[k] += massOf(sample, order[k] + 1);  // the sets of one class follow the empty one
+      evidence.upperVoxels[k] += plausibility;
+    }
     double undecided = 0.0;
-    for (int j = clusters + 1; j < masses.GetNbCols(); ++j) undecided += masses.Get(sample, j);
-    evidence.undecided[voxel] = std::isfinite(undecided) ? static_cast<float>(undecided) : 0.0F;
-    evidence.unassigned[voxel] = conflict.empty() ? static_cast<float>(masses.Get(sample, 0))
-                                                  : conflict[static_cast<std::size_t>(sample)];
-    const int largest = engine.MaxBeliefDecision(sample);
-    evidence.undecidedVoxels += largest > clusters ? 1 : 0;
-    evidence.outlierVoxels += largest == 0 && conflict.empty() ? 1 : 0;
+    for (int j = static_cast<int>(clusters) + 1; j < masses.GetNbCols(); ++j) undecided += massOf(sample, j);
+    evidence.undecided[voxel] = static_cast<float>(undecided);
+    evidence.unassigned[voxel] =
+        conflict.empty() ? static_cast<float>(massOf(sample, 0)) : conflict[static_cast<std::size_t>(sample)];
+    evidence.undecidedVoxels += IsUndecided(engine, sample) ? 1 : 0;
+    evidence.outlierVoxels += engine.MaxBeliefDecision(sample) == 0 && conflict.empty() ? 1 : 0;
     ++sample;
   }
   return evidence;
 }
 
-}  // namespace segment_mr
+}  // namespace example
