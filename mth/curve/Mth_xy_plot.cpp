@@ -1,13 +1,9 @@
 #include "mth/curve/Mth_xy_plot.h"
 
-#include <algorithm>
-#include <cmath>
-#include <cstdint>
 #include <new>
+#include <utility>
 
-#include "mth/core/Mth_work_array_internal.h"
-
-// Points of the curve, extrema and the width at half maximum.
+// Points of the curve and their extrema.
 
 MTH_XY_PLOT::MTH_XY_PLOT(MTH_XY_PLOT* other) {
   if (other != nullptr) *this = *other;
@@ -23,10 +19,23 @@ MTH_XY_PLOT::~MTH_XY_PLOT() {
 
 MTH_XY_PLOT& MTH_XY_PLOT::operator=(const MTH_XY_PLOT& other) {
   if (this == &other) return *this;
+  MTH_XY_PLOT copy;
+  for (const MTH_2D_FLOAT* point : other.points_) {
+    if (!copy.AddPoint(point->GetX(), point->GetY())) return *this;
+  }
+  return *this = std::move(copy);
+}
+
+MTH_XY_PLOT::MTH_XY_PLOT(MTH_XY_PLOT&& other) noexcept {
+  *this = std::move(other);
+}
+
+MTH_XY_PLOT& MTH_XY_PLOT::operator=(MTH_XY_PLOT&& other) noexcept {
+  if (this == &other) return *this;
   ClearData();
-  lowerLimit_ = 0.0;
-  upperLimit_ = 0.0;
-  for (const MTH_2D_FLOAT* point : other.points_) AddPoint(point->GetX(), point->GetY());
+  std::swap(points_, other.points_);
+  lowerLimit_ = std::exchange(other.lowerLimit_, 0.0);
+  upperLimit_ = std::exchange(other.upperLimit_, 0.0);
   return *this;
 }
 
@@ -102,66 +111,4 @@ int MTH_XY_PLOT::GetYMaxIndex() const {
     if (GetPointY(i) >= GetPointY(index)) index = i;
   }
   return index;
-}
-
-namespace {
-
-// One search for the width: its first argument and the indices of the two points that it found.
-struct HalfMaximum {
-  double start;
-  int lower;
-  int upper;
-};
-
-template <class Predicate>
-int FirstIndex(const MTH_XY_PLOT& curve, int start, Predicate predicate) {
-  for (int i = start; i < curve.GetNumberOfPoints(); ++i) {
-    if (predicate(curve.GetPointY(i))) return i;
-  }
-  return 0;
-}
-
-HalfMaximum FindHalfMaximum(const MTH_XY_PLOT& curve, double a, double b) {
-  const double level = std::trunc((a + b) * 0.5);
-  const int lower = FirstIndex(curve, 0, [=](double y) { return y > level; });
-  return {a, lower, FirstIndex(curve, lower, [=](double y) { return y < level; })};
-}
-
-bool NeedsSecondSearch(const HalfMaximum& found) {
-  const int span = found.upper - found.lower;
-  return span < 5 && span != 1;
-}
-
-bool HasStartedFrom(const HalfMaximum* searches, int count, double start) {
-  return std::any_of(searches, searches + count, [=](const HalfMaximum& search) {
-    return search.start == start || (std::isnan(search.start) && std::isnan(start));
-  });
-}
-
-}  // namespace
-
-double MTH_XY_PLOT::GetFWHM(double a, double b) {
-  lowerLimit_ = 0.0;
-  upperLimit_ = 0.0;
-  const int count = GetNumberOfPoints();
-  const mth_internal::WorkArray<HalfMaximum> searches(std::int64_t{count} + 1);
-  if (count == 0 || !searches) return 0.0;
-
-  // Every search but the first starts from another y of the curve, so they end.
-  int searchesCount = 0;
-  for (;;) {
-    const HalfMaximum found = FindHalfMaximum(*this, a, b);
-    searches[searchesCount++] = found;
-    a = GetPointY(found.upper);
-    if (!NeedsSecondSearch(found) || HasStartedFrom(searches.Get(), searchesCount, a)) break;
-  }
-  // The innermost width that is not 0 is the result.
-  double width = 0.0;
-  while (width == 0.0 && searchesCount > 0) {
-    const HalfMaximum found = searches[--searchesCount];
-    lowerLimit_ = GetPointX(found.lower);
-    upperLimit_ = GetPointX(found.upper);
-    width = upperLimit_ - lowerLimit_;
-  }
-  return width;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <type_traits>
 
@@ -15,26 +16,36 @@
 /// Measures of an empty curve are 0, and so are those that find no memory; where nothing else is said nothing
 /// is checked, and floating-point arithmetic decides.
 class MTH_EXPORT MTH_XY_PLOT {
+  // The type of NULL where it is wider than int: an ordinate of that type is converted as a float would be.
+  template <class T>
+  static constexpr bool kMayBeNull = std::is_same_v<T, std::intptr_t> && !std::is_same_v<T, int>;
+
  public:
   /// An empty curve.
   MTH_XY_PLOT() = default;
-  /// A copy of the other curve's points; null gives an empty curve. Points that find no memory are missing.
+  /// A copy of the other curve's points; null gives an empty curve, and so does want of memory.
   explicit MTH_XY_PLOT(MTH_XY_PLOT* other);
   /// @copydoc MTH_XY_PLOT(MTH_XY_PLOT*)
   MTH_XY_PLOT(const MTH_XY_PLOT& other);
   /// Frees the points.
   ~MTH_XY_PLOT();
-  /// Replaces the points by copies of the other curve's.
+  /// Replaces the points by copies of the other curve's, and the limits of the width by 0. Without memory the
+  /// curve stays as it was.
   MTH_XY_PLOT& operator=(const MTH_XY_PLOT& other);
+  /// Takes over the other curve's points, which keep their addresses, and its limits; the other one is empty
+  /// then. A curve moved into itself stays as it was.
+  MTH_XY_PLOT(MTH_XY_PLOT&& other) noexcept;
+  /// @copydoc MTH_XY_PLOT(MTH_XY_PLOT&&)
+  MTH_XY_PLOT& operator=(MTH_XY_PLOT&& other) noexcept;
 
   /// Appends a copy of the point. @return  false when it is null or memory runs out.
   bool AddPoint(MTH_2D_FLOAT* point);
   /// Appends a point. @return  false when memory runs out.
   bool AddPoint(float x, float y);
   /// Appends a point of coordinates of any number type: without this form a 0 would be taken for a null
-  /// point.
+  /// point. NULL is a null point, which is refused.
   template <class X, class Y>
-  requires(std::is_arithmetic_v<X>&& std::is_arithmetic_v<Y>) bool AddPoint(X x, Y y) {
+  requires(std::is_arithmetic_v<X>&& std::is_arithmetic_v<Y> && !kMayBeNull<Y>) bool AddPoint(X x, Y y) {
     return AddPoint(static_cast<float>(x), static_cast<float>(y));
   }
   /// Adds a point at index = number of points. Intended: every index inside the curve is refused, like those
@@ -153,6 +164,11 @@ class MTH_EXPORT MTH_XY_PLOT {
   /// @return  null, after "Nombre de points de lissage sup. que de points de la fonction d'entrée", when the
   ///          width exceeds the number of points.
   [[nodiscard]] MTH_XY_PLOT* DotSpline(int width, int factor) const;
+  /// The value of DotSplinePoint(float) at each of count abscissae, the same bits as one by one; the curve is
+  /// sorted and its spline found once.
+  /// @param y  receives count values; may be x.
+  /// @return   false, with nothing written, for null arrays or without memory.
+  bool DotSplinePoint(const float* x, float* y, int count) const;
   /// Value at x of the natural cubic spline of GetCubicSpline; beyond the curve it goes on as a line. 0
   /// without points or memory.
   float DotSplinePoint(float x) const;

@@ -16,14 +16,45 @@ namespace {
 
 using CurvePtr = std::unique_ptr<MTH_XY_PLOT>;
 
+// The sums of y over the windows around each of `count` points, whose reach shrinks towards the ends. Sums
+// are carried from window to window by additions alone: a term that were subtracted again would leave its
+// rounding, and an infinity a NaN.
+void SumWindows(const double* y, int count, int reach, double* sums, double* tails) {
+  const int shrinking = std::min(reach, (count - 1) / 2);  // windows at each end that grow by two points
+  double fromFirst = 0.0;
+  double fromLast = 0.0;
+  for (int i = 0; i <= shrinking && i < count; ++i) {
+    const int last = count - 1;
+    fromFirst = i == 0 ? y[0] : fromFirst + y[2 * i - 1] + y[2 * i];
+    fromLast = i == 0 ? y[last] : fromLast + y[last + 1 - 2 * i] + y[last - 2 * i];
+    sums[i] = fromFirst;
+    sums[last - i] = fromLast;
+  }
+  // Whole windows: the end of a block that is one window long, and the beginning of the next block.
+  const std::int64_t length = 2 * std::int64_t{reach} + 1;
+  for (std::int64_t block = 0; block + length <= count; block += length) {
+    double tail = 0.0;
+    for (std::int64_t i = block + length - 1; i >= block; --i) tails[i - block] = tail += y[i];
+    double ahead = 0.0;
+    for (std::int64_t first = block; first < block + length && first + length <= count; ++first) {
+      if (first > block) ahead += y[first + length - 1];
+      sums[first + reach] = tails[first - block] + ahead;
+    }
+  }
+}
+
 CurvePtr SlidingMean(const MTH_XY_PLOT& curve, int width) {
   const int count = curve.GetNumberOfPoints();
-  const int reach = (std::max(width, 1) - 1) / 2;
-  return NewCurve(count, [&, count, reach](int i) {
+  const int reach = std::min((std::max(width, 1) - 1) / 2, count);
+  const auto y = NewArray<double>(count);
+  const auto sums = NewArray<double>(count);
+  const auto tails = NewArray<double>(count);
+  if (y == nullptr || sums == nullptr || tails == nullptr) return nullptr;
+  for (int i = 0; i < count; ++i) y.get()[i] = curve.GetPointY(i);
+  SumWindows(y.get(), count, reach, sums.get(), tails.get());
+  return NewCurve(count, [&](int i) {
     const int shrunk = std::min({reach, i, count - 1 - i});
-    double sum = 0.0;
-    for (int k = i - shrunk; k <= i + shrunk; ++k) sum += curve.GetPointY(k);
-    return MTH_2D_FLOAT(curve.GetPointX(i), static_cast<float>(sum / (2.0 * shrunk + 1.0)));
+    return MTH_2D_FLOAT(curve.GetPointX(i), static_cast<float>(sums.get()[i] / (2.0 * shrunk + 1.0)));
   });
 }
 
@@ -147,10 +178,21 @@ MTH_XY_PLOT* MTH_XY_PLOT::DotSpline(int width, int factor) const {
 }
 
 float MTH_XY_PLOT::DotSplinePoint(float x) const {
+  float y = 0.0f;
+  DotSplinePoint(&x, &y, 1);
+  return y;
+}
+
+bool MTH_XY_PLOT::DotSplinePoint(const float* x, float* y, int count) const {
+  if (x == nullptr || y == nullptr) return false;
   const Knots knots = KnotsByAbscissa(*this);
-  if (!knots.HasMemory() || knots.count == 0) return 0.0f;
+  if (!knots.HasMemory()) return false;
   const auto spline = NaturalSpline::Make(knots.parameter.get(), knots.y.get(), knots.count);
-  return spline != nullptr ? static_cast<float>(spline->Value(x)) : 0.0f;
+  if (spline == nullptr) return false;
+  for (int i = 0; i < count; ++i) {
+    y[i] = knots.count > 0 ? static_cast<float>(spline->Value(x[i])) : 0.0f;
+  }
+  return true;
 }
 
 MTH_XY_PLOT* MTH_XY_PLOT::GetDotSplineXY() const {

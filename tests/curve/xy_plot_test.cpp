@@ -1,9 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <memory>
+#include <random>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -57,6 +62,8 @@ TEST(XyPlot, AddsAtItsEndAndRefusesEveryIndexInside) {
   EXPECT_TRUE(curve.AddPoint(3, 0));
   EXPECT_TRUE(curve.AddPoint(&point));
   EXPECT_FALSE(curve.AddPoint(static_cast<MTH_2D_FLOAT*>(nullptr)));
+  EXPECT_FALSE(curve.AddPoint(0, NULL));  // a null point, not the point (0, 0)
+  EXPECT_FALSE(curve.AddPoint(3, nullptr));
   const Points three = {{1.5f, 0.0f}, {3.0f, 0.0f}, {7.0f, 8.0f}};
   for (const int index : {-1, 0, 2, 4, 100}) {
     EXPECT_FALSE(curve.AddPoint(index, 5.0f, 5.0f)) << index;
@@ -90,6 +97,49 @@ TEST(XyPlot, CopiesAreIndependent) {
   EXPECT_EQ(PointsOf(copy), both);
   EXPECT_EQ(PointsOf(assigned), both);
   EXPECT_EQ(MTH_XY_PLOT(static_cast<MTH_XY_PLOT*>(nullptr)).GetNumberOfPoints(), 0);
+}
+
+TEST(XyPlot, MovesWithoutAllocatingAnything) {
+  static_assert(std::is_nothrow_move_constructible_v<MTH_XY_PLOT>);
+  static_assert(std::is_nothrow_move_assignable_v<MTH_XY_PLOT>);
+  MTH_XY_PLOT curve = CurveOfY({0, 0, 10, 10, 10, 10, 10, 10, 0});
+  const Points points = PointsOf(curve);
+  EXPECT_EQ(curve.GetFWHM(0, 10), 6.0);
+  MTH_XY_PLOT other = CurveOfY({1.0f});
+  const mth_test::AllocationFaults faults(0);
+  MTH_XY_PLOT moved(std::move(curve));
+  EXPECT_EQ(curve.GetNumberOfPoints(), 0);
+  EXPECT_EQ(curve.GetFWHMUpper_limit(), 0.0);
+  EXPECT_EQ(moved.GetFWHMUpper_limit(), 8.0);
+  other = std::move(moved);
+  EXPECT_EQ(moved.GetNumberOfPoints(), 0);
+  MTH_XY_PLOT& same = other;
+  other = std::move(same);
+  EXPECT_EQ(other.GetNumberOfPoints(), 9);
+  EXPECT_EQ(other.GetFWHMLower_limit(), 2.0);
+  EXPECT_EQ(other.GetPointY(3), points[3].second);
+}
+
+TEST(XyPlot, KeepsTheOldCurveWhereTheNewOneFindsNoMemory) {
+  const MTH_XY_PLOT source = CurveOfY({4.0f, 5.0f, 6.0f, 7.0f});
+  const Points old = {{0, 1}, {1, 2}};
+  int replaced = 0;
+  const int faults = mth_test::ForEachAllocationFault(
+      [&] {
+        MTH_XY_PLOT curve;
+        bool hasOld = true;
+        for (const auto& [x, y] : old) hasOld = curve.AddPoint(x, y) && hasOld;
+        curve = source;
+        const MTH_XY_PLOT copy(source);
+        return std::pair(hasOld ? curve.GetNumberOfPoints() : 2, copy.GetNumberOfPoints());
+      },
+      [&](const std::pair<int, int>& counts) {
+        EXPECT_TRUE(counts.first == 2 || counts.first == 4) << counts.first;
+        EXPECT_TRUE(counts.second == 0 || counts.second == 4) << counts.second;
+        replaced += counts.first == 4 ? 1 : 0;
+      });
+  EXPECT_GT(faults, 8);
+  EXPECT_GE(replaced, 1);
 }
 
 TEST(XyPlot, DerivesByCentralDifferencesWithFlatEnds) {
@@ -127,6 +177,14 @@ TEST(XyPlot, MarksUndefinedSlopes) {
     EXPECT_EQ(derivative->GetPointY(0), 0.0f);
     EXPECT_EQ(derivative->GetPointY(2), 0.0f);
   }
+  // Both differences of the second derivative are of the same kind. Spans of 1e-5 + 4e-13 tell them apart.
+  const MTH_XY_PLOT narrow =
+      CurveOf({{-4e-13f, 0}, {0, 1}, {1e-5f, 3}, {1e-5f, 2}, {2e-5f, 9}, {7, 1}, {9, 4}});
+  const CurvePtr exact(narrow.GetFirstDerivative());
+  const CurvePtr single(narrow.GetFirstDerivative_NoSort());
+  EXPECT_NE(Take(exact->GetFirstDerivative()), Take(exact->GetFirstDerivative_NoSort()));
+  EXPECT_EQ(Take(narrow.GetSecondDerivative()), Take(exact->GetFirstDerivative()));
+  EXPECT_EQ(Take(narrow.GetSecondDerivative_NoSort()), Take(single->GetFirstDerivative_NoSort()));
   // A mark counts as an ordinary value the second time: (mark - 0) / 2.
   const CurvePtr second(CurveOf({{0, 0}, {1, 1}, {2, 5}, {1, 7}, {0, 9}}).GetSecondDerivative());
   EXPECT_EQ(second->GetPointY(1), kUndefinedSlope / 2.0f);
@@ -227,6 +285,13 @@ TEST(XyPlot, OnlyTheMedianOfYReorders) {
   EXPECT_EQ(even.GetXMediane(), 3.0f);
   EXPECT_EQ(even.GetYMediane(), 2.5f);
   EXPECT_EQ(CurveOfY({3e38f, 3e38f}).GetYMediane(), 3e38f);  // their sum is beyond float
+  // Coordinates that differ by less than half a thousandth keep their order.
+  MTH_XY_PLOT close = CurveOf({{1.0003f, 5.0003f}, {1.0f, 5.0f}, {1.0001f, 5.0001f}});
+  EXPECT_EQ(close.GetXMediane(), 1.0f);
+  EXPECT_EQ(close.GetYMediane(), 5.0f);
+  MTH_XY_PLOT apart = CurveOf({{1.0006f, 5.0006f}, {1.0f, 5.0f}, {1.0012f, 5.0012f}});
+  EXPECT_EQ(apart.GetXMediane(), 1.0006f);
+  EXPECT_EQ(apart.GetYMediane(), 5.0006f);
   MTH_XY_PLOT empty;
   EXPECT_EQ(empty.GetXMediane(), 0.0f);
   EXPECT_EQ(empty.GetYMediane(), 0.0f);
@@ -259,6 +324,13 @@ TEST(XyPlot, ComparesWithLinesAndModels) {
   EXPECT_FLOAT_EQ(curve.GetChi2(&model), 0.75f);
   model = CurveOfY({1.0f, 4.0f});
   EXPECT_FLOAT_EQ(curve.GetMeanSquared(&model), 13.0f);
+  // 2^24 + 1 is no float: each of these sums loses its ones.
+  EXPECT_EQ(CurveOf({{-4095, 1}, {2, 1}, {2, 1}}).GetChi2(), 16777216.0f);
+  MTH_XY_PLOT ones = CurveOfY({1.0f, 1.0f, 1.0f});
+  EXPECT_EQ(CurveOfY({4097.0f, 2.0f, 2.0f}).GetChi2(&ones), 16777216.0f);
+  EXPECT_EQ(CurveOfY({4097.0f, 2.0f, 2.0f}).GetMeanSquared(&ones), 16777216.0f);
+  EXPECT_EQ(CurveOf({{3, 16777216.0f / 3}, {2, 16777216.0f / 3}, {1, 0}, {1, 1}}).GetIntegral(),
+            (((16777216.0f / 3 + 16777216.0f / 3) * 3 * 0.5f + (16777216.0f / 3 + 0) * 2 * 0.5f) + 0.5f));
   EXPECT_EQ(curve.GetChi2(nullptr), 0.0f);
   EXPECT_EQ(curve.GetMeanSquared(nullptr), 0.0f);
 }
@@ -296,6 +368,95 @@ TEST(XyPlot, MeasuresTheWidthAtHalfMaximum) {
   }
 }
 
+// The width as it is told: search, and search again from the y of the upper point unless that start is known.
+struct Width {
+  double lower = 0.0;
+  double upper = 0.0;
+};
+
+Width MeasureWidthPlainly(const MTH_XY_PLOT& curve, double a, double b, std::vector<double> starts) {
+  const double level = std::trunc((a + b) * 0.5);
+  const int count = curve.GetNumberOfPoints();
+  int i0 = 0;
+  while (i0 < count && !(curve.GetPointY(i0) > level)) ++i0;
+  if (i0 == count) i0 = 0;
+  int i1 = i0;
+  while (i1 < count && !(curve.GetPointY(i1) < level)) ++i1;
+  if (i1 == count) i1 = 0;
+  const double next = curve.GetPointY(i1);
+  starts.push_back(a);
+  Width width;
+  if (i1 - i0 < 5 && i1 - i0 != 1 && std::find(starts.begin(), starts.end(), next) == starts.end()) {
+    width = MeasureWidthPlainly(curve, next, b, starts);
+  }
+  if (width.upper - width.lower != 0.0) return width;
+  return {curve.GetPointX(i0), curve.GetPointX(i1)};
+}
+
+TEST(XyPlot, SearchesForTheWidthAgainAsOftenAsItIsTold) {
+  std::mt19937 engine(53);
+  int chained = 0;
+  for (int i = 0; i < 3000; ++i) {
+    const int count = 1 + static_cast<int>(engine() % 60);
+    const int height = i % 3 == 0 ? 4 : 40;
+    MTH_XY_PLOT curve;
+    for (int k = 0; k < count; ++k) {
+      const int y = static_cast<int>(engine() % static_cast<unsigned>(height)) - height / 4;
+      curve.AddPoint(i % 5 == 0 ? k / 3 : k, y + (i % 7 == 0 ? 0.5 : 0.0));
+    }
+    const double a = static_cast<double>(engine() % 20) - 5.0;
+    const double b = static_cast<double>(engine() % 40);
+    const Width expected = MeasureWidthPlainly(curve, a, b, {});
+    EXPECT_EQ(curve.GetFWHM(a, b), expected.upper - expected.lower) << i;
+    EXPECT_EQ(curve.GetFWHMLower_limit(), expected.lower) << i;
+    EXPECT_EQ(curve.GetFWHMUpper_limit(), expected.upper) << i;
+    const Width alone = MeasureWidthPlainly(curve, a, b, {curve.GetPointY(0), a});
+    chained += alone.lower != expected.lower ? 1 : 0;
+  }
+  EXPECT_GT(chained, 20);
+  // Teeth that each ask for a search one level higher.
+  constexpr int kTeeth = 300;
+  MTH_XY_PLOT teeth;
+  for (int k = 0; k < kTeeth; ++k) {
+    const double level = k - 1000.0;
+    for (const double y : {level + 0.5, level + 0.5, 2.0 * (level + 1.0)})
+      teeth.AddPoint(teeth.GetNumberOfPoints(), y);
+  }
+  const Width expected = MeasureWidthPlainly(teeth, -2000.0, 0.0, {});
+  EXPECT_EQ(teeth.GetFWHM(-2000.0, 0.0), expected.upper - expected.lower);
+  EXPECT_EQ(teeth.GetFWHMLower_limit(), expected.lower);
+  EXPECT_GT(expected.lower, 3.0 * (kTeeth - 2));
+}
+
+// The mean of each window, added up on its own.
+TEST(XyPlot, SlidingMeansAreTheMeansOfTheirWindowsAtEveryWidth) {
+  std::mt19937 engine(59);
+  std::normal_distribution<float> normal;
+  for (const int count : {1, 2, 3, 4, 5, 17, 64, 101}) {
+    std::vector<float> y(static_cast<std::size_t>(count));
+    for (float& value : y) value = normal(engine);
+    if (count > 16) y[9] = 1e30f;  // leaves no trace in the windows beyond it
+    if (count > 60) y[40] = kInfinity;
+    if (count > 60) y[41] = -kInfinity;
+    if (count > 100) y[70] = kNaN;
+    const MTH_XY_PLOT curve = CurveOfY(y);
+    for (int width = 1; width <= count + 3; ++width) {
+      const CurvePtr smooth(curve.GetSlidingMean(width));
+      for (int i = 0; i < count; ++i) {
+        const int reach = std::min({(width - 1) / 2, i, count - 1 - i});
+        double sum = 0.0;
+        for (int k = i - reach; k <= i + reach; ++k) sum += curve.GetPointY(k);
+        const double mean = sum / (2 * reach + 1);
+        const float value = smooth->GetPointY(i);
+        const double tolerance = 1e-6 * std::abs(mean) + 1e-7;
+        EXPECT_TRUE(std::abs(value - mean) <= tolerance || static_cast<double>(value) == mean ||
+                    (std::isnan(value) && std::isnan(mean)))
+            << count << ' ' << width << ' ' << i << ' ' << value << ' ' << mean;
+      }
+    }
+  }
+}
+
 TEST(XyPlot, SmoothsWithAWindowThatShrinksAtTheEnds) {
   const MTH_XY_PLOT curve = CurveOfY({1, 2, 6, 3, 8});
   const Points byThree = {{0, 1}, {1, 3}, {2, 11.0f / 3.0f}, {3, 17.0f / 3.0f}, {4, 8}};
@@ -324,10 +485,34 @@ TEST(XyPlot, SplinesAreNaturalAndExactAtTheirPoints) {
                          {4, 6.1453773f},   {6, 3.1787320f},    {9, -12.973366f}};
   for (const auto& [x, y] : beside) EXPECT_NEAR(uneven.DotSplinePoint(x), y, 1e-6f * std::abs(y)) << x;
 
+  std::mt19937 engine(61);
+  std::uniform_real_distribution<float> uniform(-3.0f, 11.0f);
+  std::vector<float> x = {kNaN, kInfinity, -kInfinity, 0, 3, 7};
+  for (int i = 0; i < 500; ++i) x.push_back(uniform(engine));
+  std::vector<float> y(x.size());
+  ASSERT_TRUE(uneven.DotSplinePoint(x.data(), y.data(), static_cast<int>(x.size())));
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    const float alone = uneven.DotSplinePoint(x[i]);
+    EXPECT_TRUE(std::memcmp(&alone, &y[i], sizeof alone) == 0 || std::isnan(alone)) << x[i];
+  }
+  ASSERT_TRUE(uneven.DotSplinePoint(x.data(), x.data(), static_cast<int>(x.size())));  // in place
+  EXPECT_EQ(x.back(), y.back());
+  float untouched = -9.0f;
+  EXPECT_FALSE(uneven.DotSplinePoint(nullptr, &untouched, 1));
+  EXPECT_FALSE(uneven.DotSplinePoint(&untouched, nullptr, 1));
+  EXPECT_TRUE(uneven.DotSplinePoint(&untouched, &untouched, 0));
+  {
+    const mth_test::AllocationFaults faults(2);
+    EXPECT_FALSE(uneven.DotSplinePoint(&untouched, &untouched, 1));
+  }
+  EXPECT_EQ(untouched, -9.0f);
+  EXPECT_TRUE(MTH_XY_PLOT().DotSplinePoint(&untouched, &untouched, 1));
+  EXPECT_EQ(untouched, 0.0f);
+
   const MTH_XY_PLOT line = CurveOf({{-1, -3}, {0, -1}, {0.1f, -0.8f}, {4, 7}, {1000, 1999}});
   const Points onLine = Take(line.GetCubicSpline(7));
   ASSERT_EQ(onLine.size(), 29u);
-  for (const auto& [x, y] : onLine) EXPECT_NEAR(y, 2.0f * x - 1.0f, 2e-4f);
+  for (const auto& [at, value] : onLine) EXPECT_NEAR(value, 2.0f * at - 1.0f, 2e-4f);
   for (int i = 0; i < 5; ++i)
     EXPECT_EQ(onLine[static_cast<std::size_t>(7 * i)], PointsOf(line)[static_cast<std::size_t>(i)]);
 }
