@@ -17,9 +17,10 @@ namespace {
 using Values = WorkArray<double>;
 
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
-// Steps of a parameter, relative to it, where rounding and curvature do the same harm.
-const double kDifferenceStep = std::sqrt(kEpsilon);
-const double kCentralStep = std::cbrt(kEpsilon);
+// Steps of a parameter, relative to it, where rounding and curvature do about the same harm: the root of
+// epsilon, and about its third root.
+constexpr double kDifferenceStep = 0x1p-26;
+constexpr double kCentralStep = 0x1p-17;
 constexpr double kFirstDamping = 1e-3;
 
 bool AreFinite(const double* values, std::ptrdiff_t count) {

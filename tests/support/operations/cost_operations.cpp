@@ -115,7 +115,7 @@ void AddProfileFiles(Operations& list) {
                       file.Write(text);
                       MTH_FUNCT_PROFILE_COST cost;
                       t([&] { return cost.LoadProfile(file.Path().c_str()); });
-                      t.Count(cost.GetSamplesCount());
+                      t.CountAll(cost.GetSamplesCount(), cost.GetReadCount());
                       t.Count(cost.GetAbscissae(), cost.GetSamplesCount());
                       t.Count(cost.GetOrdinates(), cost.GetSamplesCount());
                     }});

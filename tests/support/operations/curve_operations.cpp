@@ -1,4 +1,6 @@
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "support/operations/operations.h"
 
@@ -141,6 +143,19 @@ void AddSmoothing(Operations& list) {
   Add(list, "DotSpline", [](Trial& t, MTH_XY_PLOT& curve) { t([&] { return curve.DotSpline(3, 4); }); });
   Add(list, "DotSplinePoint", [](Trial& t, MTH_XY_PLOT& curve) {
     for (const float x : FloatValues(40, 603, -3.0, 40.0)) t([&] { return curve.DotSplinePoint(x); });
+  });
+  Add(list, "DotSplinePoint/array", [](Trial& t, MTH_XY_PLOT& curve) {
+    const auto x = FloatValues(40, 603, -3.0, 40.0);
+    std::vector<float> y(x.size());
+    t([&] { return curve.DotSplinePoint(x.data(), y.data(), static_cast<int>(x.size())); });
+    t.Count(y);
+  });
+  Add(list, "GetSlidingMean/wide",
+      [](Trial& t, MTH_XY_PLOT& curve) { t([&] { return curve.GetSlidingMean(21); }); });
+  Add(list, "move", [](Trial& t, MTH_XY_PLOT& curve) {
+    MTH_XY_PLOT moved;
+    t([&] { moved = std::move(curve); });
+    t.CountAll(curve.GetNumberOfPoints(), moved);
   });
   Add(list, "GetDotSplineXY", [](Trial& t, MTH_XY_PLOT& curve) {
     t([&] { return curve.GetDotSplineXY(); });

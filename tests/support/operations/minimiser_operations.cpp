@@ -27,6 +27,17 @@ class PolynomialCost : public MTH_FUNCT {
     SetValue(sum);
   }
 
+  // The bends and the distances from the minimum, and one that none of the parameters changes.
+  int GetResidualsCount() const override { return 2 * GetParametersCount(); }
+  bool EvaluateResiduals(double* residuals) override {
+    const double* const x = GetParameters();
+    for (int i = 0; i < GetParametersCount(); ++i) {
+      residuals[2 * i] = x[i] - (0.75 + 0.25 * i);
+      residuals[2 * i + 1] = isQuadratic_ || i == 0 ? 0.5 : x[i] - Square(x[i - 1]);
+    }
+    return true;
+  }
+
   bool SimAnnComputeTransition() override {
     moved_ = moves_.Below(GetParametersCount());
     former_ = GetParameters()[moved_];
@@ -99,6 +110,14 @@ void AddDescents(Operations& list) {
     int iterations = -1;
     t([&] { return cost.Compute_Optimum_Steepes(start, 1e-9, 300, &iterations); });
     t.Count(iterations);
+  });
+  Add(list, "ComputeOptimumLeastSquares", [](Trial& t, MTH_FUNCT& cost, double* start) {
+    int iterations = -1;
+    t([&] { return cost.ComputeOptimumLeastSquares(start, 1e-12, 100, &iterations); });
+    const double* const covariance = cost.GetCovariance();
+    const std::ptrdiff_t n = cost.GetParametersCount();
+    t.CountAll(iterations, static_cast<int>(cost.GetStopReason()), covariance != nullptr);
+    if (covariance != nullptr) t.Count(covariance, n * n);
   });
   Add(list, "ComputeOptimumLM", [](Trial& t, MTH_FUNCT& cost, double* start) {
     t([&] { return cost.ComputeOptimumLM(start, start); });
