@@ -24,7 +24,8 @@ MTH_EXPORT bool Mth_FFT(int dir, int m, double* re, double* im);
 ///                  least 2 and 4; 0 and 1 for n < 2. Either may be null.
 MTH_EXPORT bool Mth_Powerof2(int n, int* m, int* twopm);
 
-/// Transforms the nx x ny grid c[i][j] in place, along the first index and then along the second.
+/// Transforms the nx x ny grid c[i][j] in place, along the first index and then along the second. Work memory
+/// is two arrays of a line's length, or 256 KiB at most where these are less.
 /// @param dir  as for Mth_FFT, along each index.
 /// @return     false, without a message, when memory runs out, when a pointer is null or when a dimension is
 ///             not a power of two by Mth_Powerof2, so that 1 and 2 are refused. When ny alone is wrong, the

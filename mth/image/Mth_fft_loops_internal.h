@@ -19,35 +19,83 @@ inline void Combine(Factor u1, Factor u2, Butterflies& a, Butterflies& b) {
   a.im = a.im + t2;
 }
 
-// `kStages` stages from number `first` on in one pass; their spans are multiples of the lanes.
+// `kStages` stages in one pass over n values, the first one of a span that is a multiple of the lanes, for
+// the places [first, last) of each of its blocks. Each of the stages has a row of factors for each of the
+// 2^stage parts of its own span that lie that far apart; `factors` holds these rows, beginning at the place
+// `first`, stage after stage.
 template <int kStages>
-inline void RunStages(const Twiddles& twiddles, int first, std::int64_t n, double* re, double* im) {
+inline void RunStages(const Factors* factors, std::int64_t span, std::int64_t first, std::int64_t last,
+                      std::int64_t n, double* re, double* im) {
   constexpr int kValues = 1 << kStages;
-  const std::int64_t span = std::int64_t{1} << first;
-  StageFactors factors[kStages];
-  for (int stage = 0; stage < kStages; ++stage) factors[stage] = twiddles.stages[first + stage];
   for (std::int64_t block = 0; block < n; block += kValues * span) {
-    for (std::int64_t j = block; j < block + span; j += kLanes) {
+    for (std::int64_t j = first; j < last; j += kLanes) {
+      double* const blockRe = re + block + j;
+      double* const blockIm = im + block + j;
       Butterflies values[kValues];
 #pragma GCC unroll 8
       for (int k = 0; k < kValues; ++k)
-        values[k] = {Load<Lanes>(re + j + k * span), Load<Lanes>(im + j + k * span)};
+        values[k] = {Load<Lanes>(blockRe + k * span), Load<Lanes>(blockIm + k * span)};
 #pragma GCC unroll 3
       for (int stage = 0; stage < kStages; ++stage) {
+        const int parts = 1 << stage;
 #pragma GCC unroll 8
         for (int k = 0; k < kValues; ++k) {
-          if ((k >> stage & 1) != 0) continue;
-          const std::int64_t factor = j - block + (k & ((1 << stage) - 1)) * span;
-          Combine(Load<Lanes>(factors[stage].re + factor), Load<Lanes>(factors[stage].im + factor), values[k],
-                  values[k + (1 << stage)]);
+          if ((k & parts) != 0) continue;
+          const Factors& row = factors[parts - 1 + (k & (parts - 1))];
+          Combine(Load<Lanes>(row.re + j - first), Load<Lanes>(row.im + j - first), values[k],
+                  values[k + parts]);
         }
       }
 #pragma GCC unroll 8
       for (int k = 0; k < kValues; ++k) {
-        Store(re + j + k * span, values[k].re);
-        Store(im + j + k * span, values[k].im);
+        Store(blockRe + k * span, values[k].re);
+        Store(blockIm + k * span, values[k].im);
       }
     }
+  }
+}
+
+// Stages from number `stage` on whose factors are in the table.
+template <int kStages>
+inline void RunTabledStages(const FactorTable& table, int stage, std::int64_t n, double* re, double* im) {
+  const std::int64_t span = std::int64_t{1} << stage;
+  Factors factors[(1 << kStages) - 1];
+  for (int s = 0; s < kStages; ++s) {
+    for (int part = 0; part < 1 << s; ++part)
+      factors[(1 << s) - 1 + part] = table[static_cast<std::size_t>(stage + s)].From(part * span);
+  }
+  RunStages<kStages>(factors, span, 0, span, n, re, im);
+}
+
+// Stages beyond the table. Their factors are computed a chunk at a time, those of all rows side by side: each
+// waits for the one before it in its row.
+template <int kStages>
+inline void RunLongStages(int dir, int stage, std::int64_t n, double* re, double* im) {
+  constexpr int kRows = (1 << kStages) - 1;
+  constexpr std::int64_t kChunk = 256;
+  const std::int64_t span = std::int64_t{1} << stage;
+  Rotation rotations[kRows];
+  alignas(64) double chunk[kRows][2][kChunk];
+  Factors factors[kRows];
+  for (int s = 0; s < kStages; ++s) {
+    Rotation rotation = RotationOfStage(dir, stage + s);
+    for (int part = 0; part < 1 << s; ++part) {
+      const int row = (1 << s) - 1 + part;
+      rotations[row] = rotation;
+      factors[row] = {chunk[row][0], chunk[row][1]};
+      if (part + 1 == 1 << s) break;
+      for (std::int64_t j = 0; j < span; ++j) rotation.Step();
+    }
+  }
+  for (std::int64_t first = 0; first < span; first += kChunk) {
+    for (std::int64_t j = 0; j < kChunk; ++j) {
+      for (int row = 0; row < kRows; ++row) {
+        chunk[row][0][j] = rotations[row].u1;
+        chunk[row][1][j] = rotations[row].u2;
+        rotations[row].Step();
+      }
+    }
+    RunStages<kStages>(factors, span, first, first + kChunk, n, re, im);
   }
 }
 
@@ -55,7 +103,7 @@ constexpr int kReversed[kRowLength] = {0, 4, 2, 6, 1, 5, 3, 7};  // the three bi
 
 // Takes the eight rows of a tile in reversed order through the first three stages, lanes running along the
 // rows, which decimation has made independent transforms.
-inline void RunFirstStagesOfTile(const Twiddles& twiddles, const double* re, const double* im,
+inline void RunFirstStagesOfTile(const FactorTable& table, const double* re, const double* im,
                                  std::int64_t stride, Tile& tile) {
   for (std::int64_t lane = 0; lane < kRowLength; lane += kLanes) {
     Butterflies values[kRowLength];
@@ -70,8 +118,8 @@ inline void RunFirstStagesOfTile(const Twiddles& twiddles, const double* re, con
       for (int k = 0; k < kRowLength; ++k) {
         if ((k >> stage & 1) != 0) continue;
         const int factor = k & ((1 << stage) - 1);
-        const StageFactors& factors = twiddles.stages[stage];
-        Combine(factors.re[factor], factors.im[factor], values[k], values[k + (1 << stage)]);
+        const Factors& row = table[static_cast<std::size_t>(stage)];
+        Combine(row.re[factor], row.im[factor], values[k], values[k + (1 << stage)]);
       }
     }
 #pragma GCC unroll 8
@@ -110,6 +158,32 @@ inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double
           __builtin_shufflevector(pairs[k], pairs[k + 4], 4, 5, 6, 7, 12, 13, 14, 15));
   }
 }
+#elif MTH_VECTOR_BYTES == 32
+// In four squares of four: exchanges halves of neighbouring rows, single values, then pairs.
+inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double* target,
+                            std::int64_t stride) {
+#pragma GCC unroll 2
+  for (int left = 0; left < kRowLength; left += 4) {
+#pragma GCC unroll 2
+    for (int top = 0; top < kRowLength; top += 4) {
+      const Lanes a = Load<Lanes>(rows[top] + left);
+      const Lanes b = Load<Lanes>(rows[top + 1] + left);
+      const Lanes c = Load<Lanes>(rows[top + 2] + left);
+      const Lanes d = Load<Lanes>(rows[top + 3] + left);
+      const Lanes ab = __builtin_shufflevector(a, b, 0, 4, 2, 6);
+      const Lanes ba = __builtin_shufflevector(a, b, 1, 5, 3, 7);
+      const Lanes cd = __builtin_shufflevector(c, d, 0, 4, 2, 6);
+      const Lanes dc = __builtin_shufflevector(c, d, 1, 5, 3, 7);
+      const auto put = [&](int column, Lanes values) {
+        Store(target + kReversed[column] * stride + top, values);
+      };
+      put(left, __builtin_shufflevector(ab, cd, 0, 1, 4, 5));
+      put(left + 1, __builtin_shufflevector(ba, dc, 0, 1, 4, 5));
+      put(left + 2, __builtin_shufflevector(ab, cd, 2, 3, 6, 7));
+      put(left + 3, __builtin_shufflevector(ba, dc, 2, 3, 6, 7));
+    }
+  }
+}
 #else
 inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double* target,
                             std::int64_t stride) {
@@ -122,7 +196,7 @@ inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double
 
 // The bit-reversal permutation and the first three stages, in one pass. An index is three high bits, middle
 // bits and three low bits: reversed, the tile of one middle goes to the tile of the reversed middle.
-inline void RunFirstStages(const Twiddles& twiddles, int m, double* re, double* im) {
+inline void RunFirstStages(const FactorTable& table, int m, double* re, double* im) {
   const std::int64_t stride = (std::int64_t{1} << m) / kRowLength;
   const std::int64_t middles = stride / kRowLength;
   std::int64_t reversed = 0;
@@ -134,9 +208,9 @@ inline void RunFirstStages(const Twiddles& twiddles, int m, double* re, double* 
     double* const re2 = re + reversed * kRowLength;
     double* const im2 = im + reversed * kRowLength;
     if (middle <= reversed) {
-      RunFirstStagesOfTile(twiddles, re2, im2, stride, tile);
+      RunFirstStagesOfTile(table, re2, im2, stride, tile);
       if (middle < reversed) {
-        RunFirstStagesOfTile(twiddles, re1, im1, stride, other);
+        RunFirstStagesOfTile(table, re1, im1, stride, other);
         StoreTransposed(other.re, re2, stride);
         StoreTransposed(other.im, im2, stride);
       }
@@ -149,32 +223,183 @@ inline void RunFirstStages(const Twiddles& twiddles, int m, double* re, double* 
   }
 }
 
-constexpr int kStagesInCache = 12;  // of transforms that stay in the cache
-
-// Stages [stage, last) of n values.
-inline void RunPasses(const Twiddles& twiddles, int stage, int last, std::int64_t n, double* re, double* im) {
-  if ((last - stage) % 2 != 0) {
-    // The rows of a long transform share few places of the cache: too few for three stages at a time.
-    if (last <= kStagesInCache) {
-      RunStages<3>(twiddles, stage, n, re, im);
-      stage += 3;
-    } else {
-      RunStages<1>(twiddles, stage, n, re, im);
-      ++stage;
-    }
+// Stages [stage, last) of n values, of which two at a time is what a long transform can do: its rows share
+// few places of the cache, too few for three.
+inline void RunPasses(const FactorTable& table, int stage, int last, std::int64_t n, double* re, double* im) {
+  if ((last - stage) % 2 != 0 && last - stage >= 3) {
+    RunTabledStages<3>(table, stage, n, re, im);
+    stage += 3;
+  } else if ((last - stage) % 2 != 0) {
+    RunTabledStages<1>(table, stage, n, re, im);
+    ++stage;
   }
-  for (; stage < last; stage += 2) RunStages<2>(twiddles, stage, n, re, im);
+  for (; stage < last; stage += 2) RunTabledStages<2>(table, stage, n, re, im);
 }
 
-inline void Transform(const Twiddles& twiddles, int m, double* re, double* im) {
+inline void Transform(const FactorTable& table, int dir, int m, double* re, double* im) {
   constexpr int kFirstStages = 3;
   const std::int64_t n = std::int64_t{1} << m;
-  RunFirstStages(twiddles, m, re, im);
-  // All stages that do not leave a block, block by block.
-  const int inBlock = std::min(m, kStagesInCache);
+  RunFirstStages(table, m, re, im);
+  // All stages that do not leave a block that stays in the cache, block by block: those of the table.
+  const int inBlock = std::min(m, kTabledStages);
   const std::int64_t block = std::int64_t{1} << inBlock;
   for (std::int64_t first = 0; first < n; first += block) {
-    RunPasses(twiddles, kFirstStages, inBlock, block, re + first, im + first);
+    RunPasses(table, kFirstStages, inBlock, block, re + first, im + first);
   }
-  RunPasses(twiddles, inBlock, m, n, re, im);
+  int stage = inBlock;
+  if ((m - stage) % 2 != 0) RunLongStages<1>(dir, stage++, n, re, im);
+  for (; stage < m; stage += 2) RunLongStages<2>(dir, stage, n, re, im);
+}
+
+// values[i] * factor
+inline void Scale(double factor, std::int64_t n, double* values) {
+  ForEachLanes(0, n, [=]<class V>(std::int64_t i, V) { Store(values + i, factor * Load<V>(values + i)); });
+}
+
+// ---- complex numbers as they lie in memory ----
+
+#if MTH_HAS_VECTORS
+// The even, or the odd, doubles of two vectors.
+inline Lanes EvenOf(Lanes a, Lanes b) {
+#if MTH_VECTOR_BYTES == 64
+  return __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14);
+#elif MTH_VECTOR_BYTES == 32
+  return __builtin_shufflevector(a, b, 0, 2, 4, 6);
+#else
+  return __builtin_shufflevector(a, b, 0, 2);
+#endif
+}
+inline Lanes OddOf(Lanes a, Lanes b) {
+#if MTH_VECTOR_BYTES == 64
+  return __builtin_shufflevector(a, b, 1, 3, 5, 7, 9, 11, 13, 15);
+#elif MTH_VECTOR_BYTES == 32
+  return __builtin_shufflevector(a, b, 1, 3, 5, 7);
+#else
+  return __builtin_shufflevector(a, b, 1, 3);
+#endif
+}
+// The first, or the last, halves of two vectors, alternating.
+inline Lanes AlternateFirst(Lanes a, Lanes b) {
+#if MTH_VECTOR_BYTES == 64
+  return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
+#elif MTH_VECTOR_BYTES == 32
+  return __builtin_shufflevector(a, b, 0, 4, 1, 5);
+#else
+  return __builtin_shufflevector(a, b, 0, 2);
+#endif
+}
+inline Lanes AlternateLast(Lanes a, Lanes b) {
+#if MTH_VECTOR_BYTES == 64
+  return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
+#elif MTH_VECTOR_BYTES == 32
+  return __builtin_shufflevector(a, b, 2, 6, 3, 7);
+#else
+  return __builtin_shufflevector(a, b, 1, 3);
+#endif
+}
+#endif
+
+inline void Split(const double* complex, std::int64_t count, double* re, double* im) {
+  std::int64_t i = 0;
+#if MTH_HAS_VECTORS
+  for (; i + kLanes <= count; i += kLanes) {
+    const Lanes a = Load<Lanes>(complex + 2 * i);
+    const Lanes b = Load<Lanes>(complex + 2 * i + kLanes);
+    Store(re + i, EvenOf(a, b));
+    Store(im + i, OddOf(a, b));
+  }
+#endif
+  for (; i < count; ++i) {
+    re[i] = complex[2 * i];
+    im[i] = complex[2 * i + 1];
+  }
+}
+
+inline void Join(const double* re, const double* im, std::int64_t count, double* complex) {
+  std::int64_t i = 0;
+#if MTH_HAS_VECTORS
+  for (; i + kLanes <= count; i += kLanes) {
+    const Lanes a = Load<Lanes>(re + i);
+    const Lanes b = Load<Lanes>(im + i);
+    Store(complex + 2 * i, AlternateFirst(a, b));
+    Store(complex + 2 * i + kLanes, AlternateLast(a, b));
+  }
+#endif
+  for (; i < count; ++i) {
+    complex[2 * i] = re[i];
+    complex[2 * i + 1] = im[i];
+  }
+}
+
+// ---- panels of columns ----
+
+// `kStages` stages from number `stage` on of all columns of a panel, lanes running across these.
+template <int kStages>
+inline void RunPanelStages(const FactorTable& table, int stage, std::int64_t n, double* re, double* im) {
+  constexpr int kValues = 1 << kStages;
+  const std::int64_t span = std::int64_t{1} << stage;
+  for (std::int64_t j = 0; j < span; ++j) {
+    double u1[kValues - 1];
+    double u2[kValues - 1];
+    for (int s = 0; s < kStages; ++s) {
+      for (int part = 0; part < 1 << s; ++part) {
+        const Factors& row = table[static_cast<std::size_t>(stage + s)];
+        u1[(1 << s) - 1 + part] = row.re[part * span + j];
+        u2[(1 << s) - 1 + part] = row.im[part * span + j];
+      }
+    }
+    for (std::int64_t i = j; i < n; i += kValues * span) {
+#pragma GCC unroll 4
+      for (std::int64_t lane = 0; lane < kPanelColumns; lane += kLanes) {
+        double* const panelRe = re + i * kPanelColumns + lane;
+        double* const panelIm = im + i * kPanelColumns + lane;
+        Butterflies values[kValues];
+#pragma GCC unroll 8
+        for (int k = 0; k < kValues; ++k)
+          values[k] = {Load<Lanes>(panelRe + k * span * kPanelColumns),
+                       Load<Lanes>(panelIm + k * span * kPanelColumns)};
+#pragma GCC unroll 3
+        for (int s = 0; s < kStages; ++s) {
+          const int parts = 1 << s;
+#pragma GCC unroll 8
+          for (int k = 0; k < kValues; ++k) {
+            if ((k & parts) != 0) continue;
+            const int row = parts - 1 + (k & (parts - 1));
+            Combine(u1[row], u2[row], values[k], values[k + parts]);
+          }
+        }
+#pragma GCC unroll 8
+        for (int k = 0; k < kValues; ++k) {
+          Store(panelRe + k * span * kPanelColumns, values[k].re);
+          Store(panelIm + k * span * kPanelColumns, values[k].im);
+        }
+      }
+    }
+  }
+}
+
+// The rows of the grid go to their reversed places in the panel and come back from it.
+inline void TransformColumns(const FactorTable& table, int dir, int m, MTH_COMPLEX** rows,
+                             std::int64_t firstColumn, int count, double* work) {
+  const std::int64_t n = std::int64_t{1} << m;
+  double* const re = work;
+  double* const im = work + n * kPanelColumns;
+  std::int64_t reversed = 0;
+  for (std::int64_t i = 0; i < n; ++i) {
+    Split(reinterpret_cast<const double*>(rows[i] + firstColumn), count, re + reversed * kPanelColumns,
+          im + reversed * kPanelColumns);
+    std::int64_t bit = n / 2;
+    for (; bit > 0 && (reversed & bit) != 0; bit /= 2) reversed -= bit;
+    reversed += bit;
+  }
+  constexpr int kStagesAtOnce = MTH_VECTOR_BYTES == 64 ? 3 : 2;  // as many as there are registers for
+  int stage = 0;
+  for (; stage + kStagesAtOnce <= m; stage += kStagesAtOnce)
+    RunPanelStages<kStagesAtOnce>(table, stage, n, re, im);
+  for (; stage < m; ++stage) RunPanelStages<1>(table, stage, n, re, im);
+  if (dir == kInverse) Scale(1.0 / static_cast<double>(n), 2 * n * kPanelColumns, work);
+  for (std::int64_t i = 0; i < n; ++i) {
+    Join(re + i * kPanelColumns, im + i * kPanelColumns, count,
+         reinterpret_cast<double*>(rows[i] + firstColumn));
+  }
 }

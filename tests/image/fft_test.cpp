@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstdint>
@@ -34,9 +35,12 @@ struct Parts {
       im.push_back(value.imag());
     }
   }
-  bool operator==(const Parts& other) const {
-    return std::memcmp(re.data(), other.re.data(), re.size() * sizeof(double)) == 0 &&
-           std::memcmp(im.data(), other.im.data(), im.size() * sizeof(double)) == 0;
+  // Bit for bit, the bits of a NaN aside.
+  bool operator==(const Parts& other) const { return Same(re, other.re) && Same(im, other.im); }
+  static bool Same(const std::vector<double>& a, const std::vector<double>& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](double x, double y) {
+      return std::memcmp(&x, &y, sizeof x) == 0 || (std::isnan(x) && std::isnan(y));
+    });
   }
   std::vector<double> re;
   std::vector<double> im;
@@ -156,6 +160,25 @@ TEST(Fft, EveryInstructionSetGivesTheBitsOfThePlainLoops) {
   }
 }
 
+// What is not finite spreads as the plain loops spread it: to NaN, infinities and numbers, each at its place.
+TEST(Fft, OfWhatIsNotFiniteIsThatOfThePlainLoops) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  for (const int m : {1, 3, 6, 10, 13}) {
+    for (const double value : {kInfinity, -kInfinity, std::numeric_limits<double>::quiet_NaN(), 1e308}) {
+      Signal signal(std::size_t{1} << m);  // zeros, which factors of 0 and infinities make NaN of
+      signal[signal.size() / 2] = {value, 0.0};
+      signal[1] = {1.0, value};
+      for (const int dir : {1, -1}) {
+        Parts expected(signal);
+        LiteralTransform(dir, m, expected.re, expected.im);
+        Parts parts(signal);
+        Mth_FFT(dir, m, parts.re.data(), parts.im.data());
+        EXPECT_TRUE(parts == expected) << "m " << m << " dir " << dir << " value " << value;
+      }
+    }
+  }
+}
+
 TEST(Fft, LeavesAloneWhatItCannotTransform) {
   double value = 3.0;
   EXPECT_TRUE(Mth_FFT(1, 3, nullptr, &value));
@@ -233,6 +256,73 @@ TEST(Fft2D, TransformsAlongBothIndices) {
     ASSERT_TRUE(Mth_FFT2D(grid.pointers.data(), nx, ny, -1));
     EXPECT_LE(std::abs(grid.At(1, 3) - original.At(1, 3)), tolerance);
   }
+}
+
+// A line of the grid through the plain loops.
+template <class At>
+void TransformLiterally(int dir, int length, At at) {
+  int m = 0;
+  while (1 << m < length) ++m;
+  Signal line;
+  for (int k = 0; k < length; ++k) line.emplace_back(at(k).getReal(), at(k).getImag());
+  Parts parts(line);
+  LiteralTransform(dir, m, parts.re, parts.im);
+  for (int k = 0; k < length; ++k)
+    at(k) = MTH_COMPLEX(parts.re[static_cast<std::size_t>(k)], parts.im[static_cast<std::size_t>(k)]);
+}
+
+// Panels that are full, that are not, and lines too long for any.
+TEST(Fft2D, EveryInstructionSetGivesTheBitsOfThePlainLoops) {
+  using mth_internal::InstructionSet;
+  for (const auto& [nx, ny] :
+       {std::pair{4, 4}, {8, 64}, {64, 8}, {512, 16}, {2048, 4}, {4096, 4}, {4, 8192}}) {
+    for (const int dir : {1, -1, 0}) {
+      Grid expected(nx, ny);
+      expected.values[3][1] = MTH_COMPLEX(std::numeric_limits<double>::infinity(), -0.0);
+      for (int j = 0; j < ny; ++j)
+        TransformLiterally(dir, nx, [&, j](int i) -> MTH_COMPLEX& { return expected.pointers[i][j]; });
+      for (int i = 0; i < nx; ++i)
+        TransformLiterally(dir, ny, [&, i](int j) -> MTH_COMPLEX& { return expected.pointers[i][j]; });
+      for (const auto set : {InstructionSet::Baseline, InstructionSet::Avx2, InstructionSet::Avx512}) {
+        const mth_internal::InstructionSetScope scope(set);
+        Grid grid(nx, ny);
+        grid.values[3][1] = MTH_COMPLEX(std::numeric_limits<double>::infinity(), -0.0);
+        ASSERT_TRUE(Mth_FFT2D(grid.pointers.data(), nx, ny, dir));
+        const auto parts = [](const Grid& g) {
+          Signal all;
+          for (const auto& row : g.values) {
+            for (const auto& value : row) all.emplace_back(value.getReal(), value.getImag());
+          }
+          return Parts(all);
+        };
+        EXPECT_TRUE(parts(grid) == parts(expected)) << nx << " x " << ny << " dir " << dir;
+      }
+    }
+  }
+}
+
+TEST(Fft2D, OfLongLinesAsksForTwoArraysOfOne) {
+  constexpr int kLength = 1 << 16;
+  for (const auto& [nx, ny] : {std::pair{4, kLength}, {kLength, 4}}) {
+    Grid grid(nx, ny);
+    const mth_test::AllocationWatch watch;
+    ASSERT_TRUE(Mth_FFT2D(grid.pointers.data(), nx, ny, 1));
+    constexpr std::size_t kAlignment = 128;
+    EXPECT_LE(watch.LargestRequest(), 2 * kLength * sizeof(double) + kAlignment);
+  }
+}
+
+// The first index is looked at first: what is wrong with it leaves the grid, what is wrong with the second
+// one alone leaves the transform along the first.
+TEST(Fft2D, RefusesWhatIsNoPowerOfTwoInItsOrder) {
+  const Grid original(16, 16);
+  Grid grid(16, 16);
+  EXPECT_FALSE(Mth_FFT2D(grid.pointers.data(), 12, 8, 1));
+  EXPECT_FALSE(Mth_FFT2D(grid.pointers.data(), 2, 8, 1));
+  EXPECT_EQ(grid.At(1, 1), original.At(1, 1));
+  EXPECT_FALSE(Mth_FFT2D(grid.pointers.data(), 16, 2, 1));
+  EXPECT_NE(grid.At(1, 1), original.At(1, 1));
+  EXPECT_EQ(grid.At(1, 2), original.At(1, 2));
 }
 
 TEST(Fft2D, RefusesWhatIsNoPowerOfTwo) {
