@@ -28,10 +28,11 @@ MTH_MATRIX Symmetric(int n, int type, unsigned seed) {
 }
 
 template <class Make>
-void AddOfOrders(Operations& list, const std::string& name, int highest, Make make, OnMatrix operation) {
+void AddOfOrders(Operations& list, const std::string& name, int highest, Make make, OnMatrix operation,
+                 int lowest = 1) {
   for (const auto& [type, typeName] : kElementTypes) {
     for (const int n : kOrders) {
-      if (n > highest) break;
+      if (n < lowest || n > highest) continue;
       list.push_back(
           {"decomposition/" + name + "/" + typeName + "/" + Shape(n, n),
            [=, type = type](Trial& t) { operation(t, make(n, type, 200 + static_cast<unsigned>(n))); }});
@@ -95,11 +96,14 @@ void AddEigenproblems(Operations& list) {
     t([&] { m.EigenValues(1e-6, &values); });
     t.Count(std::unique_ptr<double[]>(values).get(), m.GetNbRows());
   });
-  AddOfOrders(list, "SearchEigenValuesAndVectors", 5, Symmetric, [](Trial& t, const MTH_MATRIX& m) {
-    double* values = nullptr;
-    t([&] { return m.SearchEigenValuesAndVectors(1e-5, &values); });
-    t.Count(std::unique_ptr<double[]>(values).get(), m.GetNbRows());
-  });
+  AddOfOrders(
+      list, "SearchEigenValuesAndVectors", 5, Symmetric,
+      [](Trial& t, const MTH_MATRIX& m) {
+        double* values = nullptr;
+        t([&] { return m.SearchEigenValuesAndVectors(1e-5, &values); });
+        t.Count(std::unique_ptr<double[]>(values).get(), m.GetNbRows());
+      },
+      2);
   AddOfOrders(list, "SearchOneEigenVector", 17, Symmetric, [](Trial& t, const MTH_MATRIX& m) {
     double* vector = nullptr;
     t([&] { return m.SearchOneEigenVector(0.875, &vector); });
