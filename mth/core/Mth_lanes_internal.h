@@ -187,7 +187,7 @@ MTH_INLINE V SquareRoots(V values) {
   if constexpr (sizeof(V) == sizeof(double)) {
     return std::sqrt(values);
   } else if constexpr (sizeof(V) <= 16) {
-    V roots;
+    V roots = values;
     for (int lane = 0; lane < static_cast<int>(sizeof(V) / sizeof(double)); ++lane)
       roots[lane] = std::sqrt(values[lane]);
     return roots;

@@ -9,22 +9,23 @@ namespace mth_test {
 namespace {
 
 void AddSamples(Operations& list) {
-  list.push_back(
-      {"clustering/sample", [](Trial& t) {
-         for (const auto& [features, clusters] : {std::pair(1, 1), std::pair(3, 4), std::pair(9, 5)}) {
-           auto values = Values(features, 1100);
-           auto memberships = Values(clusters, 1101, 0.0, 1.0);
-           std::optional<MTH_CLUSTERING_SAMPLE> sample;
-           t([&] { sample.emplace(values.data(), features, memberships.data(), clusters); });
-           sample->SetLabel(7);
-           t.Count(*sample);
-           t([&] { return MTH_CLUSTERING_SAMPLE(*sample); });
-           t([&] { sample->ChangeParameters(memberships.data(), clusters); });
-           t([&] { sample->ChangeMembership(values.data(), features); });
-           t([&] { return sample->SetMembership(0, 0.25); });
-           t.Count(*sample);
-         }
-       }});
+  list.push_back({"clustering/sample", [](Trial& t) {
+                    for (const auto& size : {std::pair(1, 1), std::pair(3, 4), std::pair(9, 5)}) {
+                      const int features = size.first;
+                      const int clusters = size.second;
+                      auto values = Values(features, 1100);
+                      auto memberships = Values(clusters, 1101, 0.0, 1.0);
+                      std::optional<MTH_CLUSTERING_SAMPLE> sample;
+                      t([&] { sample.emplace(values.data(), features, memberships.data(), clusters); });
+                      sample->SetLabel(7);
+                      t.Count(*sample);
+                      t([&] { return MTH_CLUSTERING_SAMPLE(*sample); });
+                      t([&] { sample->ChangeParameters(memberships.data(), clusters); });
+                      t([&] { sample->ChangeMembership(values.data(), features); });
+                      t([&] { return sample->SetMembership(0, 0.25); });
+                      t.Count(*sample);
+                    }
+                  }});
   list.push_back({"clustering/AddSample", [](Trial& t) {
                     MTH_CLUSTERING engine(3, 2);
                     for (unsigned i = 0; i < 5; ++i) {

@@ -96,7 +96,9 @@ void AddTransforms(Operations& list) {
 void AddShrinkage(Operations& list) {
   list.push_back(
       {"wavelet/AdaptEnergy", [](Trial& t) {
-         for (const auto& [rows, columns] : kShapes) {
+         for (const auto& shape : kShapes) {
+           const int rows = shape.first;
+           const int columns = shape.second;
            for (const int window : {1, 5, 8}) {
              const auto detail = Values(rows * columns, 550);
              std::vector<double> energy(Area(rows, columns));
@@ -108,7 +110,9 @@ void AddShrinkage(Operations& list) {
          }
        }});
   list.push_back({"wavelet/RemoveNoiseAdaptative", [](Trial& t) {
-                    for (const auto& [rows, columns] : kShapes) {
+                    for (const auto& shape : kShapes) {
+                      const int rows = shape.first;
+                      const int columns = shape.second;
                       auto detail = Values(rows * columns, 560, -20.0, 20.0);
                       const auto energy = Values(rows * columns, 561, 0.0, 12.0);
                       const auto values = Values(rows * columns, 562, -9.0, 9.0);
