@@ -48,15 +48,13 @@ TEST(SpecialFunctions, GammaMeetsTheCLibrary) {
 TEST(SpecialFunctions, GammaIsLanczosFormula) {
   constexpr long double kCoefficients[] = {76.18009172947146L,  -86.50532032941678L,   24.01409824083091L,
                                            -1.231739572450155L, 0.001208650973866179L, -5.395239384953e-06L};
-  for (const double x : {1e-3, 0.02, 0.3, 0.5, 1.0, 1.5, 3.25, 10.0}) {
+  for (const double x : {1e-3, 0.02, 0.3, 0.5, 1.0, 1.5, 3.25}) {
     long double series = 1.000000000190015L;
     for (int j = 0; j < 6; ++j) series += kCoefficients[j] / (static_cast<long double>(x) + 1.0L + j);
     const long double shifted = static_cast<long double>(x) + 5.5L;
     const long double expected =
         -(shifted - (x + 0.5L) * std::log(shifted)) + std::log(2.5066282746310005L * series / x);
-    EXPECT_NEAR(Mth_LogarithmGamma(x), static_cast<double>(expected),
-                4e-15 * (1.0 + static_cast<double>(shifted)))
-        << x;
+    EXPECT_NEAR(Mth_LogarithmGamma(x), static_cast<double>(expected), 3e-15) << x;
   }
 }
 
@@ -93,7 +91,7 @@ float PlainIncompleteGamma(float x) {
 }
 
 TEST(SpecialFunctions, ErrorFunctionHasTheBitsOfSinglePrecision) {
-  for (float x = 0.0f; x < 4.0f; x += 0.0078125f) {
+  for (float x = 0.0f; x < 5.0f; x += 0.000244140625f) {
     EXPECT_EQ(Mth_ErrorFunction(x), PlainIncompleteGamma(x * x)) << x;
   }
 }
