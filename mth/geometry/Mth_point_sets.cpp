@@ -63,10 +63,11 @@ struct SearchedSet {
 // Raises `largest` to the directed squared distance, where that is more; false when the grid gives up. A
 // point is done with as soon as some neighbour is no farther than `largest`; a sample first finds a value
 // that most points stay below.
-bool RaiseByGrid(const PointSet& from, PointGrid& to, double& largest) {
+bool RaiseByGrid(const PointSet& from, PointGrid& to, double& largest, CancelPoll& poll) {
   constexpr int kSampleStep = 61;
   for (const int step : {kSampleStep, 1}) {
     for (int i = 0; i < from.GetFiniteCount(); i += step) {
+      if (poll.IsCancelled()) return true;
       double square = 0.0;
       if (!to.FindNearestSquare(from.GetFinite()[i], largest, square)) return false;
       largest = std::max(largest, square);
@@ -77,31 +78,31 @@ bool RaiseByGrid(const PointSet& from, PointGrid& to, double& largest) {
 
 // The same for the finite points of both sets, by the grid or, when it gives up, the trees; false without
 // memory.
-bool RaiseToFinite(SearchedSet& from, SearchedSet& to, double& largest) {
+bool RaiseToFinite(SearchedSet& from, SearchedSet& to, double& largest, CancelPoll& poll) {
   if (!from.tree || !to.tree) {
     PointGrid grid(to.points.GetFinite(), to.points.GetFiniteCount());
     if (!grid.IsUsable()) return false;
-    if (RaiseByGrid(from.points, grid, largest)) return true;
+    if (RaiseByGrid(from.points, grid, largest, poll)) return true;
   }
   const PointTree* const fromTree = from.GetTree();
   const PointTree* const toTree = to.GetTree();
   if (fromTree == nullptr || toTree == nullptr) return false;
-  largest = FindDirectedSquare(*fromTree, *toTree, largest);
+  largest = FindDirectedSquare(*fromTree, *toTree, largest, poll);
   return true;
 }
 
 // Raises `largest` to the directed squared distance, where that is more, or makes it the NaN that the scans
-// keep; false without memory. A scan of distances starts with the other set's first point, and keeps a NaN
-// there; later ones are passed over. So a point that is not finite is infinitely far from all others, or not
-// a number from the first one on.
-bool Raise(SearchedSet& from, SearchedSet& to, double& largest) {
+// keep; false without memory and when the run is cancelled. A scan of distances starts with the other set's
+// first point, and keeps a NaN there; later ones are passed over. So a point that is not finite is infinitely
+// far from all others, or not a number from the first one on.
+bool Raise(SearchedSet& from, SearchedSet& to, double& largest, CancelPoll& poll) {
   const Vector3& start = to.points.GetStart();
   if (std::isnan(SquaredDistance(from.points.GetStart(), start))) {
     largest = kNaN;
   } else if (from.points.HasInfiniteDistanceFrom(start) || to.points.GetFiniteCount() == 0) {
     largest = kInfinity;
   } else {
-    return RaiseToFinite(from, to, largest);
+    return RaiseToFinite(from, to, largest, poll) && !poll.WasCancelled();
   }
   return true;
 }
@@ -113,10 +114,11 @@ double FindHausdorffDistance(AtA atA, AtB atB, int na, int nb) {
   SearchedSet a{PointSet(atA, na)};
   SearchedSet b{PointSet(atB, nb)};
   if (!a.points.IsUsable() || !b.points.IsUsable()) return kNoDistance;
+  CancelPoll poll;
   double forth = 0.0;
-  if (!Raise(a, b, forth)) return kNoDistance;
+  if (!Raise(a, b, forth, poll)) return kNoDistance;
   double back = std::isnan(forth) ? 0.0 : forth;
-  if (!Raise(b, a, back)) return kNoDistance;
+  if (!Raise(b, a, back, poll)) return kNoDistance;
   return std::sqrt(forth > back ? forth : back);
 }
 

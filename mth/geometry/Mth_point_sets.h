@@ -11,7 +11,8 @@
 /// A distance that is not a number never counts as larger or smaller than another, and the scans start from a
 /// set's first point: a NaN there stays.
 /// @return  0.0 for two empty sets; -1.0 when one set alone is empty, when the array of a count above 0 or a
-///          list is null, and when a list has a null entry.
+///          list is null, when a list has a null entry, without memory, and when the display asks to cancel,
+///          which it is asked now and then.
 MTH_EXPORT double Mth_Hausdorff_Distance(MTH_3D_DOUBLE* a, MTH_3D_DOUBLE* b, int na, int nb);
 /// @copydoc Mth_Hausdorff_Distance(MTH_3D_DOUBLE*,MTH_3D_DOUBLE*,int,int)
 MTH_EXPORT double Mth_Hausdorff_Distance(MTH_POINTER_LIST<MTH_3D_DOUBLE>* a,

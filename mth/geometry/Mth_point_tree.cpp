@@ -57,8 +57,8 @@ std::int64_t CountNodes(int count, int leafPoints) {
 // largest distance found so far, and a whole node when all of it is that near to one point.
 class DirectedSearch {
  public:
-  DirectedSearch(const PointTree& from, const PointTree& to, double atLeast)
-      : from_(from), to_(to), largest_(atLeast) {}
+  DirectedSearch(const PointTree& from, const PointTree& to, double atLeast, CancelPoll& poll)
+      : from_(from), to_(to), poll_(poll), largest_(atLeast) {}
 
   // A sample first finds a value that most points stay below.
   double Run() {
@@ -81,6 +81,7 @@ class DirectedSearch {
 
   // The nearest point of the one before, a neighbour, is tried first.
   void VisitPoint(int i) {
+    if (poll_.IsCancelled()) return;
     const Vector3& p = from_.GetPoint(i);
     double square = SquaredDistance(p, to_.GetPoint(nearest_));
     if (square <= largest_) return;
@@ -90,6 +91,7 @@ class DirectedSearch {
 
   const PointTree& from_;
   const PointTree& to_;
+  CancelPoll& poll_;
   double largest_;
   int nearest_ = 0;  // in the other tree
 };
@@ -136,8 +138,8 @@ void PointTree::Search(const Node& node, const Vector3& p, double enough, double
   if (square > enough && farSquare < square) Search(far, p, enough, square, nearest);
 }
 
-double FindDirectedSquare(const PointTree& from, const PointTree& to, double atLeast) {
-  return DirectedSearch(from, to, atLeast).Run();
+double FindDirectedSquare(const PointTree& from, const PointTree& to, double atLeast, CancelPoll& poll) {
+  return DirectedSearch(from, to, atLeast, poll).Run();
 }
 
 }  // namespace mth_internal

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "mth/core/Mth_work_array_internal.h"
+#include "mth/geometry/Mth_cancel_poll_internal.h"
 #include "mth/geometry/Mth_vector3_internal.h"
 
 namespace mth_internal {
@@ -61,7 +62,8 @@ class PointTree {
 };
 
 /// The largest of `atLeast` and the squared distances from the points of one tree to the nearest ones of the
-/// other: the square of the directed Hausdorff distance. Neither tree is empty.
-double FindDirectedSquare(const PointTree& from, const PointTree& to, double atLeast);
+/// other: the square of the directed Hausdorff distance. Neither tree is empty. Means nothing when the run
+/// was cancelled.
+double FindDirectedSquare(const PointTree& from, const PointTree& to, double atLeast, CancelPoll& poll);
 
 }  // namespace mth_internal

@@ -8,6 +8,7 @@
 
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/core/Mth_message_internal.h"
+#include "std/Std_display.h"
 
 namespace mth_internal {
 
@@ -47,25 +48,46 @@ bool IsStreamed(std::int64_t count) {
   return count >= kSmallestStreamedBytes / static_cast<std::int64_t>(sizeof(T));
 }
 
+// Planes [first, last) of the result, which is the caller's.
 template <class T>
-void Average(const T* in, T* out, const VolumeSize& size, T scale) {
+void Average(const T* in, T* out, const VolumeSize& size, T scale, std::int64_t first, std::int64_t last) {
   const std::int64_t count = size.nx * size.ny * size.nz;
-  if (count == 0) return;
   if (in == out) {
     std::fill_n(out, count, T{});
-    return;
+  } else {
+    MTH_SELECT(AverageDerivatives<T>)(in, out, size, scale, IsStreamed<T>(count), first, last);
   }
-  MTH_SELECT(AverageDerivatives<T>)(in, out, size, scale, IsStreamed<T>(count));
+}
+
+// The display is asked before anything is written: what the caller has stays whole.
+template <class T>
+bool AverageIntoCallers(const T* in, T* out, const VolumeSize& size, T scale) {
+  if (size.nx == 0 || size.ny == 0 || size.nz == 0) return true;
+  if (Std_IsCancelRequested()) return false;
+  Average(in, out, size, scale, 0, size.nz);
+  return true;
+}
+
+// The display is asked again and again: a result of our own can be thrown away.
+template <class T>
+bool AverageIntoOurs(const T* in, T* out, const VolumeSize& size, T scale) {
+  constexpr std::int64_t kVoxelsPerQuestion = std::int64_t{1} << 22;
+  const std::int64_t plane = size.nx * size.ny;
+  if (plane == 0) return true;
+  const std::int64_t planes = std::max<std::int64_t>(1, kVoxelsPerQuestion / plane);
+  for (std::int64_t first = 0; first < size.nz; first += planes) {
+    if (Std_IsCancelRequested()) return false;
+    Average(in, out, size, scale, first, std::min(size.nz, first + planes));
+  }
+  return true;
 }
 
 template <class T>
-void AverageAlongThreeAxes(const T* in, T* out, int n1, int n2, int n3) {
-  Average<T>(in, out, {n1, n2, n3}, T{1} / T{3});
-}
+constexpr T kMeanOfThree = T{1} / T{3};
 
 template <class T>
-void AverageAlongRowsAndColumns(const T* in, T* out, const MTH_MATRIX& shape) {
-  Average<T>(in, out, {shape.GetNbCols(), shape.GetNbRows(), 1}, static_cast<T>(0.5));
+bool AverageAlongRowsAndColumns(const T* in, T* out, const MTH_MATRIX& shape) {
+  return AverageIntoCallers<T>(in, out, {shape.GetNbCols(), shape.GetNbRows(), 1}, static_cast<T>(0.5));
 }
 
 bool HasShapeAndType(const MTH_MATRIX& matrix, const MTH_MATRIX& other, int type) {
@@ -84,12 +106,8 @@ bool Mth_ComputeLaplacien(MTH_MATRIX* in, MTH_MATRIX* out, int type) {
     return false;
   }
   if (out == nullptr || !HasShapeAndType(*in, *in, type) || !HasShapeAndType(*out, *in, type)) return false;
-  if (type == 0) {
-    AverageAlongRowsAndColumns(in->GetEDataAddress(), out->GetEDataAddress(), *in);
-  } else {
-    AverageAlongRowsAndColumns(in->GetFDataAddress(), out->GetFDataAddress(), *in);
-  }
-  return true;
+  if (type == 0) return AverageAlongRowsAndColumns(in->GetEDataAddress(), out->GetEDataAddress(), *in);
+  return AverageAlongRowsAndColumns(in->GetFDataAddress(), out->GetFDataAddress(), *in);
 }
 
 double* Mth_ComputeLaplacien3D(double* volume, int n1, int n2, int n3) {
@@ -97,22 +115,23 @@ double* Mth_ComputeLaplacien3D(double* volume, int n1, int n2, int n3) {
   const std::int64_t count = CountVoxels(n1, n2, n3);
   if (volume == nullptr || count == kNoSize) return nullptr;
   std::unique_ptr<double[]> result(new (std::nothrow) double[static_cast<std::size_t>(count)]);
-  if (result) AverageAlongThreeAxes<double>(volume, result.get(), n1, n2, n3);
+  const VolumeSize size{n1, n2, n3};
+  if (!result || !AverageIntoOurs<double>(volume, result.get(), size, kMeanOfThree<double>)) return nullptr;
   return result.release();
 }
 
 float* Mth_ComputeLaplacien3D(float* volume, float* out, int n1, int n2, int n3) {
   using namespace mth_internal;
   if (volume == nullptr || out == nullptr || CountVoxels(n1, n2, n3) == kNoSize) return nullptr;
-  AverageAlongThreeAxes<float>(volume, out, n1, n2, n3);
-  return out;
+  const VolumeSize size{n1, n2, n3};
+  return AverageIntoCallers<float>(volume, out, size, kMeanOfThree<float>) ? out : nullptr;
 }
 
 void Mth_ComputeLaplacien3DFloat(float* in, float* out, int nx, int ny, int nz) {
   using namespace mth_internal;
   if (in == nullptr) return ShowInformation(kNullInput);
   const std::int64_t count = CountVoxels(nx, ny, nz);
-  if (out == nullptr || count < 1) return;
+  if (out == nullptr || count < 1 || Std_IsCancelRequested()) return;
   if (in == out) {
     std::fill_n(out, count, 0.0F);
     return;

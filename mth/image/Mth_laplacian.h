@@ -6,6 +6,7 @@
 /// @file
 /// Laplacians of images and volumes. Nothing is allocated but the result that one of them returns, and inputs
 /// are never changed. An output must not overlap its input; one that is its input itself comes out as zeros.
+/// When the display asks to cancel, an output is left as it was: it is asked before anything is written.
 /// @see  Gonzalez & Woods, Digital Image Processing, section 3.6, for the operator in the interior.
 
 /// Second derivatives along rows and columns of an image, each halved, and their mean:
@@ -16,7 +17,8 @@
 /// @param in    the image.
 /// @param out   receives the result: allocated, of the shape and element type of `in`.
 /// @param type  0 for double, 1 for float matrices.
-/// @return      false for any other type. Null `in`: false, shows "Matrice d'entrée est nulle!". Null or
+/// @return      false for any other type and when cancelled. Null `in`: false, shows "Matrice d'entrée est
+/// nulle!". Null or
 ///              unallocated matrices, shapes that differ or element types that are not `type`: false. `out`
 ///              is then untouched.
 MTH_EXPORT bool Mth_ComputeLaplacien(MTH_MATRIX* in, MTH_MATRIX* out, int type);
@@ -25,13 +27,13 @@ MTH_EXPORT bool Mth_ComputeLaplacien(MTH_MATRIX* in, MTH_MATRIX* out, int type);
 /// axis of 4 or more voxels continues linearly into the border planes; along 3 both take the values of the
 /// middle plane; along 1 or 2 it is 0.
 /// @param volume  n1 x n2 x n3 values, n1 fastest: the index is x + n1 * (y + n2 * z).
-/// @return        a new array (delete[]) of n1 * n2 * n3 values; null for a null volume, a negative size or
-///                without memory.
+/// @return        a new array (delete[]) of n1 * n2 * n3 values; null for a null volume, a negative size,
+///                without memory and when cancelled.
 [[nodiscard]] MTH_EXPORT double* Mth_ComputeLaplacien3D(double* volume, int n1, int n2, int n3);
 
 /// The same in single precision throughout.
 /// @param out  receives the n1 * n2 * n3 values.
-/// @return     `out`; null, with nothing done, for a null array or a negative size.
+/// @return     `out`; null, with nothing done, for a null array or a negative size and when cancelled.
 MTH_EXPORT float* Mth_ComputeLaplacien3D(float* volume, float* out, int n1, int n2, int n3);
 
 /// Seven-point Laplacian of a volume, not scaled, in single precision: the sum over the axes of

@@ -160,11 +160,13 @@ MTH_INLINE void AverageRow(const AveragedRow<T>& line, TermAlongY alongY, TermAl
   if (line.nx > 1) line.target[line.nx - 1] = atBorder(line.nx - 1);
 }
 
+// Planes [firstPlane, lastPlane) of the result.
 template <class T>
-void AverageDerivatives(const T* in, T* out, const VolumeSize& size, T scale, bool streams) {
+void AverageDerivatives(const T* in, T* out, const VolumeSize& size, T scale, bool streams,
+                        std::int64_t firstPlane, std::int64_t lastPlane) {
   const std::int64_t rowStride = size.nx;
   const std::int64_t planeStride = size.nx * size.ny;
-  for (std::int64_t z = 0; z < size.nz; ++z) {
+  for (std::int64_t z = firstPlane; z < lastPlane; ++z) {
     for (std::int64_t y = 0; y < size.ny; ++y) {
       const std::int64_t start = z * planeStride + y * rowStride;
       const AveragedRow<T> line{in + start, out + start, AheadOf(in, start, size), size.nx, scale, streams};

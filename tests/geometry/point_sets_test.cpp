@@ -9,6 +9,7 @@
 
 #include "mth/geometry/Mth_point_sets.h"
 #include "support/allocation_faults.h"
+#include "support/cancelling_display.h"
 
 namespace {
 
@@ -55,6 +56,16 @@ Points Cloud(int count, const MTH_3D_DOUBLE& centre, const MTH_3D_DOUBLE& size, 
     const double x = centre.GetX() + size.GetX() * uniform(engine);
     const double y = centre.GetY() + size.GetY() * uniform(engine);
     points.emplace_back(x, y, centre.GetZ() + size.GetZ() * uniform(engine));
+  }
+  return points;
+}
+
+// Points about the origin.
+Points Sphere(int count, double radius, unsigned seed) {
+  Points points = Cloud(count, {0, 0, 0}, {1, 1, 1}, seed);
+  for (auto& p : points) {
+    const double scale = radius / p.Distance({0, 0, 0});
+    p = {scale * p.GetX(), scale * p.GetY(), scale * p.GetZ()};
   }
   return points;
 }
@@ -129,14 +140,6 @@ TEST(HausdorffDistance, OfCrowdedSetsEqualsBruteForce) {
     }
     return points;
   };
-  const auto sphere = [](double radius, unsigned seed) {
-    Points points = Cloud(1500, {0, 0, 0}, {1, 1, 1}, seed);
-    for (auto& p : points) {
-      const double scale = radius / p.Distance({0, 0, 0});
-      p = {scale * p.GetX(), scale * p.GetY(), scale * p.GetZ()};
-    }
-    return points;
-  };
   const Points same(1500, MTH_3D_DOUBLE(1, 2, 3));
   std::pair<Points, Points> cases[] = {{Joined(Cloud(1500, {0, 0, 0}, {1, 1, 1}, 1), outliers),
                                         Joined(Cloud(1500, {0, 0, 0}, {1, 1, 1}, 2), outliers)},
@@ -148,8 +151,8 @@ TEST(HausdorffDistance, OfCrowdedSetsEqualsBruteForce) {
                                        {Joined(same, pair(9)), pair(11)},
                                        {line({1, 1, 0}, 40), line({1, -1, 0}, 41)},
                                        {line({1, 1, 1}, 42), line({1, -1, 1}, 43)},
-                                       {sphere(1, 44), sphere(2, 45)},
-                                       {{{0, 0, 0}}, sphere(1, 46)}};
+                                       {Sphere(1500, 1, 44), Sphere(1500, 2, 45)},
+                                       {{{0, 0, 0}}, Sphere(1500, 1, 46)}};
   for (auto& sets : cases) {
     Points& a = sets.first;
     Points& b = sets.second;
@@ -188,6 +191,27 @@ TEST(HausdorffDistance, HandlesNotFinitePointsAsTheScansDo) {
       const double distance = Distance(a, b);
       EXPECT_TRUE(distance == expected || (std::isnan(distance) && std::isnan(expected)))
           << distance << ", expected " << expected;
+    }
+  }
+}
+
+// Asked at the first point and then at every thousandth, in the grid as in the trees.
+TEST(HausdorffDistance, CanBeCancelled) {
+  std::pair<Points, Points> cases[] = {
+      {Cloud(4000, {0, 0, 0}, {1, 1, 1}, 1), Cloud(3000, {0, 0, 0}, {1, 1, 1}, 2)},
+      {Sphere(9000, 1, 3), Sphere(9000, 2, 4)}};
+  for (auto& [a, b] : cases) {
+    int questions = 0;
+    {
+      const mth_test::CancellingDisplay patient;
+      EXPECT_GE(Distance(a, b), 0.0);
+      questions = patient.questions;
+    }
+    EXPECT_GE(questions, 4);
+    for (const int yes : {1, 2, questions}) {
+      const mth_test::CancellingDisplay display(yes);
+      EXPECT_EQ(Distance(a, b), -1.0) << yes;
+      EXPECT_EQ(ListDistance(a, b), -1.0) << yes;
     }
   }
 }

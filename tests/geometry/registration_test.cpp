@@ -12,6 +12,7 @@
 #include "mth/geometry/Mth_matched_sums_kernel_internal.h"
 #include "mth/geometry/Mth_matrix_chgref.h"
 #include "mth/statistics/Mth_descriptive.h"
+#include "support/cancelling_display.h"
 #include "support/matrices.h"
 #include "support/recording_display.h"
 
@@ -308,6 +309,19 @@ TEST(Registration, OfTheLeastMeanDistancePassesOverWrongLandmarks) {
     for (int i = 0; i < 3; ++i) EXPECT_EQ(translation[i], found.Get(i, 3));
   }
   EXPECT_TRUE(display.windows.empty() && display.messages.empty());
+}
+
+TEST(Registration, OfTheLeastMeanDistanceCanBeCancelled) {
+  Points first = RandomPoints(12, 3, 60.0);
+  Points second = MappedBy(Truth(0.9, 0.1, -0.3, 0.2), first, 3.0);
+  for (const int yes : {1, 2, 9}) {
+    const mth_test::CancellingDisplay display(yes);
+    MTH_MATRIX_CHGREF found(12, first.data(), second.data());
+    const MTH_MATRIX before(found);
+    EXPECT_FALSE(found.OptimiseMeanDistance()) << yes;
+    EXPECT_TRUE(mth_test::SameBits(found, before));
+    EXPECT_EQ(display.messages, 0);
+  }
 }
 
 TEST(Registration, OfTheLeastMeanDistanceTakesAndRefusesWhatLeastSquaresDo) {
