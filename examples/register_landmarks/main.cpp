@@ -5,6 +5,7 @@
 
 #include "landmarks.h"
 #include "report.h"
+#include "support/cancellation.h"
 #include "support/command_line.h"
 #include "support/failure.h"
 #include "support/text.h"
@@ -30,6 +31,7 @@ struct Options {
 };
 
 bool Estimate(MTH_MATRIX_CHGREF& change, const std::string& method) {
+  if (method == "robust") return change.OptimiseMeanDistance();
   return method == "quaternion" ? change.ComputeFromSetsByQuaternion() : change.ComputeByGeometricMethod();
 }
 
@@ -58,7 +60,9 @@ void RegisterFiles(const Options& options) {
   const register_landmarks::Matching matching{options.method, NamesOf(first, isByLabel), isByLabel};
 
   MTH_MATRIX_CHGREF change(static_cast<int>(first.points.size()), first.points.data(), second.points.data());
-  if (!Estimate(change, options.method)) throw Failure("no transform can be found for these landmarks");
+  const bool isEstimated = Estimate(change, options.method);
+  example::ThrowIfCancelled();
+  if (!isEstimated) throw Failure("no transform can be found for these landmarks");
   const auto quality = register_landmarks::Assess(change);
 
   results.WriteText("matrix.txt", register_landmarks::MatrixText(change));
@@ -78,8 +82,8 @@ int Run(int argc, char** argv) {
   app.add_option("FIRST", options.firstPath, "Landmarks to move")->required();
   app.add_option("SECOND", options.secondPath, "The same landmarks where they should be")->required();
   example::AddOutputOptions(app, options.output);
-  example::AddWord(app, "-m,--method", options.method, {"quaternion", "geometric"}, "METHOD",
-                   "quaternion (least squares) or geometric");
+  example::AddWord(app, "-m,--method", options.method, {"quaternion", "geometric", "robust"}, "METHOD",
+                   "quaternion (least squares), geometric, or robust (least mean\ndistance: hardly minds landmarks that are wrong)");
   app.add_flag("--by-order", options.isByOrder, "Match the points by their order, whatever their labels are");
   app.add_flag("--ras", options.isRas, "Text files have x to the right and y to the front, not LPS");
   if (!example::ParseCommandLine(app, argc, argv)) return 0;

@@ -41,6 +41,17 @@ Turn TurnOf(const MTH_MATRIX_CHGREF& change) {
   return turn;
 }
 
+// Beyond three deviations as the median residual tells them, and a micrometre.
+std::vector<bool> FindOutliers(const std::vector<double>& residuals) {
+  constexpr double kDeviationsOfMedian = 1.4826;
+  std::vector<double> sorted = residuals;
+  std::sort(sorted.begin(), sorted.end());
+  const double limit = std::max(3.0 * kDeviationsOfMedian * sorted[sorted.size() / 2], 1e-3);
+  std::vector<bool> areOutliers;
+  for (const double residual : residuals) areOutliers.push_back(residual > limit);
+  return areOutliers;
+}
+
 }  // namespace
 
 Quality Assess(MTH_MATRIX_CHGREF& change) {
@@ -54,6 +65,7 @@ Quality Assess(MTH_MATRIX_CHGREF& change) {
     quality.residuals.push_back(mapped[static_cast<std::size_t>(i)].Distance(second[i]));
   }
   quality.meanResidual = change.GetCost();
+  quality.isOutlier = FindOutliers(quality.residuals);
   double squares = 0.0;
   for (const double residual : quality.residuals) squares += residual * residual;
   quality.rmsResidual = std::sqrt(squares / count);
@@ -75,7 +87,8 @@ std::string TextReport(const MTH_MATRIX_CHGREF& change, const Quality& quality, 
   text += "Residuals (mm) of " + std::to_string(quality.residuals.size()) + " landmarks matched by " +
           (matching.isByLabel ? "label" : "order") + "\n";
   for (std::size_t i = 0; i < quality.residuals.size(); ++i) {
-    text += RightAligned(Fixed(quality.residuals[i], 3), kWidth) + "  " + matching.names[i] + "\n";
+    text += RightAligned(Fixed(quality.residuals[i], 3), kWidth) + "  " + matching.names[i] +
+            (quality.isOutlier[i] ? "  (outlier)\n" : "\n");
   }
   text += "  mean " + Fixed(quality.meanResidual, 3) + ", root mean square " + Fixed(quality.rmsResidual, 3) +
           ", largest " + Fixed(quality.largestResidual, 3) + "\n";
@@ -97,7 +110,7 @@ std::string JsonReport(const MTH_MATRIX_CHGREF& change, const Quality& quality, 
                           {"root_mean_square", quality.rmsResidual},
                           {"largest", quality.largestResidual}};
   for (std::size_t i = 0; i < quality.residuals.size(); ++i)
-    json["landmarks"].push_back({{"name", matching.names[i]}, {"residual_mm", quality.residuals[i]}});
+    json["landmarks"].push_back({{"name", matching.names[i]}, {"residual_mm", quality.residuals[i]}, {"outlier", static_cast<bool>(quality.isOutlier[i])}});
   json["hausdorff_mm"] = {{"before", quality.hausdorffBefore}, {"after", quality.hausdorffAfter}};
   return example::JsonText(json);
 }

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <optional>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "maps.h"
 #include "options.h"
@@ -47,24 +50,25 @@ std::optional<GreyImage> ReadCompanion(const std::string& path, const GreyImage&
   return companion;
 }
 
-// What counts is inside in both images.
-Inside FindInsideOf(const GreyImage& image, const GreyImage* second, const GreyImage* mask,
-                    const Options& options) {
+// What counts is inside in all images.
+Inside FindInsideOfAll(const GreyImage& image, const std::vector<const GreyImage*>& others, const GreyImage* mask,
+                       const Options& options) {
   Inside inside = example::FindInside(image, options.threshold, mask);
-  if (second == nullptr) return inside;
-  const Inside other = example::FindInside(*second, options.threshold, mask);
-  inside.voxels = 0;
-  for (std::size_t voxel = 0; voxel < inside.isInside.size(); ++voxel) {
-    if (inside.isInside[voxel] != 0 && other.isInside[voxel] == 0) ++inside.dropped;
-    inside.isInside[voxel] = inside.isInside[voxel] != 0 && other.isInside[voxel] != 0 ? 1 : 0;
-    inside.voxels += inside.isInside[voxel];
+  for (const GreyImage* other : others) {
+    const Inside there = example::FindInside(*other, options.threshold, mask);
+    inside.voxels = 0;
+    for (std::size_t voxel = 0; voxel < inside.isInside.size(); ++voxel) {
+      if (inside.isInside[voxel] != 0 && there.isInside[voxel] == 0) ++inside.dropped;
+      inside.isInside[voxel] = inside.isInside[voxel] != 0 && there.isInside[voxel] != 0 ? 1 : 0;
+      inside.voxels += inside.isInside[voxel];
+    }
   }
   return inside;
 }
 
 // The files that every run writes, to be refused before it.
 std::vector<std::string> CertainNames() {
-  return {"labels.png", "panel.png", "histogram.svg", "convergence.svg", "report.txt", "report.json"};
+  return {"labels.png", "panel.png", "histogram.svg", "report.txt", "report.json"};
 }
 
 void WriteResults(example::Results& results, const GreyImage& image, const Inside& inside,
@@ -72,7 +76,7 @@ void WriteResults(example::Results& results, const GreyImage& image, const Insid
   segment_mr::WritePictures(results, image, segmentation, segment_mr::LabelColours(segmentation),
                             options.side);
   results.WriteText("histogram.svg", segment_mr::DrawHistogram(image, segmentation));
-  results.WriteText("convergence.svg", DrawConvergence(segmentation, options));
+  if (!segmentation.changes.empty()) results.WriteText("convergence.svg", DrawConvergence(segmentation, options));
   if (example::IsNiftiPath(options.imagePath)) WriteMaps(results, image, segmentation, options);
   results.WriteText("report.txt", TextReport(image, inside, segmentation, options));
   const std::string json = JsonReport(image, inside, segmentation, options, results.GetNames());
@@ -99,35 +103,102 @@ void TellDropped(const GreyImage& image, const Inside& inside, const Options& op
               isMasked ? " of the mask" : "", example::Rounded(options.threshold, 6).c_str());
 }
 
-int Run(int argc, char** argv) {
-  std::optional<Options> options = segment_mr::ParseOptions(argc, argv);
-  if (!options) return 0;
-  std::vector<std::string> inputs{options->imagePath};
-  for (const std::string& path : {options->fusedPath, options->maskPath}) {
+// The channels of one scan.
+std::vector<GreyImage> ReadChannels(Options& options) {
+  std::vector<GreyImage> channels{ReadChosenImage(options.imagePath, options)};
+  for (std::size_t i = 1; i < options.channelPaths.size(); ++i)
+    channels.push_back(*ReadCompanion(options.channelPaths[i], channels.front(), options));
+  return channels;
+}
+
+std::vector<std::string> InputsOf(const Options& options) {
+  std::vector<std::string> inputs = options.channelPaths;
+  for (const std::string& path : {options.fusedPath, options.maskPath}) {
     if (!path.empty()) inputs.push_back(path);
   }
-  example::Results results("segment_mr", inputs, options->output.isForced);
-  results.OpenFolder(options->output.path);
-  results.Announce(CertainNames());
-  results.AnnounceFile(options->output.jsonPath);
-  GreyImage image = ReadChosenImage(options->imagePath, *options);
-  std::optional<GreyImage> second = ReadCompanion(options->fusedPath, image, *options);
-  const std::optional<GreyImage> mask = ReadCompanion(options->maskPath, image, *options);
-  if (options->denoises) {
-    example::DenoisingOptions denoising;
-    denoising.deviation = options->sigma;
-    example::DenoiseInside(image, denoising);
-    if (second) example::DenoiseInside(*second, denoising);
-  }
-  const GreyImage* fused = second ? &*second : nullptr;
-  const Inside inside = FindInsideOf(image, fused, mask ? &*mask : nullptr, *options);
-  const Segmentation segmentation = Segment(image, inside, fused, options->settings);
-  WriteResults(results, image, inside, segmentation, *options);
+  return inputs;
+}
 
-  std::printf("%s\n", TextReport(image, inside, segmentation, *options).c_str());
-  TellDropped(image, inside, *options);
-  std::printf("%zu files written into %s: panel.png shows the classes at a glance\n",
-              results.GetNames().size(), options->output.path.c_str());
+// Takes the noise off all images; of a single one the confidence is kept.
+std::vector<double> DenoiseAll(std::vector<GreyImage>& channels, std::optional<GreyImage>& second,
+                               const Options& options) {
+  if (!*options.denoises) return {};
+  example::DenoisingOptions denoising;
+  denoising.deviation = options.sigma;
+  std::vector<double> confidence;
+  for (GreyImage& channel : channels) confidence = example::DenoiseInside(channel, denoising).confidence;
+  if (second) example::DenoiseInside(*second, denoising);
+  return channels.size() == 1 ? confidence : std::vector<double>();
+}
+
+// Segments one scan into the folder of the options; returns its row of the summary.
+std::string SegmentScan(Options options) {
+  example::Results results("segment_mr", InputsOf(options), options.output.isForced);
+  results.OpenFolder(options.output.path);
+  results.Announce(CertainNames());
+  results.AnnounceFile(options.output.jsonPath);
+  std::vector<GreyImage> channels = ReadChannels(options);
+  ChooseMethod(channels.front(), options);
+  std::optional<GreyImage> second = ReadCompanion(options.fusedPath, channels.front(), options);
+  const std::optional<GreyImage> mask = ReadCompanion(options.maskPath, channels.front(), options);
+  const std::vector<double> confidence = DenoiseAll(channels, second, options);
+  const GreyImage& image = channels.front();
+  const GreyImage* fused = second ? &*second : nullptr;
+  const bool isTissue = options.settings.method == example::Method::Tissue;
+  std::vector<const GreyImage*> others;
+  for (std::size_t i = 1; i < channels.size(); ++i) others.push_back(&channels[i]);
+  if (fused != nullptr) others.push_back(fused);
+  const Inside inside = FindInsideOfAll(image, others, mask ? &*mask : nullptr, options);
+  const Segmentation segmentation = isTissue ? DivideTissues(channels, inside, confidence, options.settings)
+                                             : Segment(image, inside, fused, options.settings);
+  WriteResults(results, image, inside, segmentation, options);
+
+  std::printf("%s\n", TextReport(image, inside, segmentation, options).c_str());
+  TellDropped(image, inside, options);
+  std::printf("%zu files written into %s: panel.png shows the classes at a glance\n", results.GetNames().size(),
+              options.output.path.c_str());
+  return segment_mr::SummaryRow(image, segmentation, options);
+}
+
+// "scan" of "data/scan.nii.gz".
+std::string StemOf(const std::string& path) {
+  const std::string name = std::filesystem::path(path).filename().string();
+  return name.substr(0, name.find('.'));
+}
+
+// One run and one row for each image, each in a folder of its name.
+void SegmentEach(const Options& options) {
+  std::set<std::string> stems;
+  for (const std::string& path : options.channelPaths) {
+    if (!stems.insert(StemOf(path)).second)
+      throw Failure("two images are named " + StemOf(path) + ": their results would fall into one folder");
+  }
+  example::Results results("segment_mr", InputsOf(options), options.output.isForced);
+  results.OpenFolder(options.output.path);
+  results.Announce({"summary.csv"});
+  std::string summary = segment_mr::SummaryHeader();
+  for (const std::string& path : options.channelPaths) {
+    Options one = options;
+    one.imagePath = path;
+    one.channelPaths = {path};
+    one.output.jsonPath.clear();
+    one.output.path = (std::filesystem::path(options.output.path) / StemOf(path)).string();
+    one.clock = {};
+    summary += SegmentScan(one);
+    std::printf("\n");
+  }
+  results.WriteText("summary.csv", summary);
+  results.Commit();
+}
+
+int Run(int argc, char** argv) {
+  const std::optional<Options> options = segment_mr::ParseOptions(argc, argv);
+  if (!options) return 0;
+  if (options->takesEach) {
+    SegmentEach(*options);
+  } else {
+    SegmentScan(*options);
+  }
   return 0;
 }
 

@@ -38,6 +38,15 @@ class MapWriter {
     });
   }
 
+  void WriteField(const MapName& name, const std::vector<double>& field) const {
+    example::Json sidecar;
+    sidecar["Description"] = "bias field: the image divided by it has the same tissue equally bright everywhere";
+    Write(name, sidecar, [&](const std::string& path) {
+      example::WriteNiftiFloats(path, image_, options_.imagePath, std::vector<float>(field.begin(), field.end()),
+                                example::Meaning::Intensities);
+    });
+  }
+
   void WriteShares(const MapName& name, const std::string& description,
                    const std::vector<float>& shares) const {
     example::Json sidecar;
@@ -136,6 +145,11 @@ void WriteMaps(example::Results& results, const GreyImage& image, const Segmenta
     if (!segmentation.evidence) continue;
     writer.WriteShares({"plausibility_" + number, "label-" + names[k] + "_desc-plausibility_probseg"},
                        "plausibility of class " + number, segmentation.evidence->plausibility[k]);
+  }
+  for (std::size_t channel = 0; channel < segmentation.fields.size() && options.settings.estimatesField; ++channel) {
+    const std::string number = segmentation.fields.size() > 1 ? "_" + std::to_string(channel + 1) : "";
+    const std::string bids = number.empty() ? "desc-biasfield" : "desc-biasfield" + std::to_string(channel + 1);
+    writer.WriteField({"bias_field" + number, bids + "_map"}, segmentation.fields[channel]);
   }
   if (!segmentation.evidence) return;
   writer.WriteShares({"undecided", "label-undecided_probseg"}, "mass on sets of several classes",

@@ -25,14 +25,15 @@ constexpr const char* kFooter =
     "  labels.png                one colour per class, black outside\n"
     "  membership_K.png          membership of class K, black 0, white 1\n"
     "  histogram.svg             intensities with the centroids and the memberships\n"
-    "  convergence.svg           change in each iteration\n"
+    "  convergence.svg           change in each iteration, but of tissue\n"
     "  undecided.png             ecm: mass on sets of several classes, black 0, white 1\n"
     "  outliers.png              ecm: mass on no class; with --fuse conflict.png: how much the images "
     "disagree\n"
     "and for a NIfTI image, each in its place in the scanner, also of a single plane:\n"
     "  labels.nii.gz             class number per voxel, 0 outside; ecm: one above the classes is undecided\n"
     "  labels.ctbl, labels.lut, labels.label.txt   names and colours for Slicer, FSLeyes and ITK-SNAP\n"
-    "  membership_K.nii.gz       membership of class K; ecm: its probability\n"
+    "  membership_K.nii.gz       membership of class K; tissue: its fraction; ecm: its probability\n"
+    "  bias_field.nii.gz         tissue: by which places are brighter; of channel K bias_field_K.nii.gz\n"
     "  plausibility_K.nii.gz     ecm: how far class K cannot be ruled out\n"
     "  undecided.nii.gz, outliers.nii.gz, conflict.nii.gz   ecm: as the pictures\n"
     "Of an image named as BIDS does (sub-01_T1w.nii.gz) these are sub-01_dseg.nii.gz,\n"
@@ -41,18 +42,23 @@ constexpr const char* kFooter =
     "\n"
     "Examples:\n"
     "  segment_mr data/t1_brain_axial.nii.gz -c 4 -o result\n"
+    "  segment_mr t1.nii.gz t2.nii.gz --method tissue --mask brain.nii.gz\n"
     "  segment_mr brain.nii.gz --axis z --index 90 --method kmeans --centroids 40,80,120\n"
     "  segment_mr t1.nii.gz --method ecm --fuse t2.nii.gz --centroids 30,60,90 --fuse-centroids 120,80,50\n";
 
 void AddOptions(CLI::App& app, Options& options) {
-  app.add_option("IMAGE", options.imagePath,
-                 "Image or volume to segment: .nii, .nii.gz, or .png\n(colours become their luminance)")
+  app.add_option("IMAGE", options.channelPaths,
+                 "Image or volume to segment: .nii, .nii.gz, or .png\n(colours become their luminance); several are "
+                 "the channels of one\nscan, in one grid")
       ->required();
+  app.add_flag("--each", options.takesEach,
+               "Several images are no channels: segment each into a folder of\nits name, with one row in summary.csv");
   example::AddOutputOptions(app, options.output);
   example::AddChoice<Method>(
       app, "-m,--method", options.settings.method,
-      {{"fcm", Method::FuzzyCMeans}, {"kmeans", Method::KMeans}, {"ecm", Method::EvidentialCMeans}}, "METHOD",
-      "fcm (fuzzy c-means, the default), kmeans, or ecm (evidential\n"
+      {{"tissue", Method::Tissue}, {"fcm", Method::FuzzyCMeans}, {"kmeans", Method::KMeans}, {"ecm", Method::EvidentialCMeans}}, "METHOD",
+      "tissue (tissues, their mixtures and a bias field: the default of\nvolumes), fcm (fuzzy c-means, that of planes), "
+      "kmeans, or ecm (evidential\n"
       "c-means: for undecided voxels and outliers; its labels alone are\nno tissue map)");
   example::AddNumber(app, "-c,--clusters", options.settings.clusters, 2, kMostClusters,
                      "Number of classes, 2 to 64 (ecm: to 10)");
@@ -91,8 +97,11 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--threshold", options.threshold,
                  "Voxels at or below this intensity are outside; below 0 for CT\nor z-scores")
       ->capture_default_str();
-  app.add_flag("--denoise", options.denoises,
-               "Take the noise off first; voxels at 0 before or after it are\noutside");
+  app.add_flag("--denoise,!--no-denoise", options.denoises,
+               "Take the noise off first (the default with tissues of volumes);\nvoxels at 0 before or after it are "
+               "outside");
+  app.add_flag("--bias-field,!--no-bias-field", options.settings.estimatesField,
+               "Of tissue: whether to look for a bias field (the default)");
   app.add_option("--sigma", options.sigma,
                  "Deviation of the noise for --denoise; without it it is estimated");
   example::AddSide(app, options.side);
@@ -135,21 +144,47 @@ void CheckOptions(const Options& options) {
 
 namespace {
 
+// What belongs to methods that iterate, and chooses fuzzy c-means where no method is named.
+constexpr const char* kIterating[] = {"--fuzzifier", "--tolerance", "--iterations", "--centroids"};
+
 // An option that the run would not look at is a misunderstanding.
 void RefuseWhatDoesNotApply(const CLI::App& app, const Options& options) {
   const Method method = options.settings.method;
+  const bool isTissue = method == Method::Tissue;
+  for (const char* name : kIterating)
+    Require(app.count(name) == 0 || !isTissue, std::string(name) + " does not belong to --method tissue");
+  Require(app.count("--bias-field") == 0 || isTissue || options.isMethodOpen, "--bias-field needs --method tissue");
+  Require(!isTissue || options.settings.clusters <= example::kMostTissues, "--method tissue takes 2 to 16 classes");
+  Require(options.channelPaths.size() == 1 || options.takesEach || isTissue,
+          "several images need --method tissue, or --each to be taken one by one");
+  Require(options.fusedPath.empty() || options.channelPaths.size() == 1, "--fuse takes one image and its second");
   for (const char* name : {"--alpha", "--rho", "--adjacent-sets"})
     Require(app.count(name) == 0 || method == Method::EvidentialCMeans,
             std::string(name) + " needs --method ecm");
   for (const char* name : {"--fuzzifier", "--tolerance"})
     Require(app.count(name) == 0 || method != Method::KMeans,
             std::string(name) + " does not belong to k-means");
-  Require(app.count("--sigma") == 0 || options.denoises, "--sigma needs --denoise");
+  Require(app.count("--sigma") == 0 || options.denoises.value_or(isTissue || options.isMethodOpen),
+          "--sigma needs --denoise");
   Require(std::isfinite(options.sigma) && options.sigma >= 0.0, "--sigma must not be negative");
   Require(std::isfinite(options.threshold), "--threshold must be a number");
 }
 
+void UseTissues(Options& options) {
+  options.settings.method = Method::Tissue;
+  options.isMethodOpen = false;
+  if (options.isCountOpen) options.settings.clusters = example::kUsualTissues;
+}
+
 }  // namespace
+
+void ChooseMethod(const example::GreyImage& image, Options& options) {
+  const bool canBeTissues = options.settings.clusters <= example::kMostTissues;
+  if (options.isMethodOpen && example::IsVolume(image) && canBeTissues) UseTissues(options);
+  options.isMethodOpen = false;
+  if (!options.denoises)
+    options.denoises = options.settings.method == Method::Tissue && example::IsVolume(image);
+}
 
 std::optional<Options> ParseOptions(int argc, char** argv) {
   Options options;
@@ -157,6 +192,15 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
   app.footer(std::string(kFooter) + "\n" + example::kReplacementText + example::kStatusText);
   AddOptions(app, options);
   if (!example::ParseCommandLine(app, argc, argv)) return std::nullopt;
+  options.imagePath = options.channelPaths.front();
+  const bool iterates = std::any_of(std::begin(kIterating), std::end(kIterating),
+                                    [&](const char* name) { return app.count(name) > 0; });
+  options.isCountOpen = app.count("--clusters") == 0;
+  options.isMethodOpen = app.count("--method") == 0 && !iterates;
+  const bool hasChannels = options.channelPaths.size() > 1 && !options.takesEach;
+  if (options.isMethodOpen && hasChannels) UseTissues(options);
+  if (options.settings.method == Method::Tissue && options.isCountOpen)
+    options.settings.clusters = example::kUsualTissues;
   if (app.count("--iterations") == 0)
     options.settings.iterations = example::DefaultIterations(options.settings.method);
   RefuseWhatDoesNotApply(app, options);

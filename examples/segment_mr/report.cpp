@@ -62,6 +62,8 @@ std::string PlaneText(const Options& options) {
 std::string MethodText(const Options& options) {
   std::string text = std::string(NameOf(options.settings.method)) + ", " +
                      std::to_string(options.settings.clusters) + " classes";
+  if (options.settings.method == Method::Tissue)
+    return text + (options.settings.estimatesField ? ", with a bias field" : ", without a bias field");
   if (options.settings.method == Method::KMeans) return text;
   text += ", fuzzifier " + Rounded(options.settings.fuzzifier, 6);
   if (options.settings.method == Method::EvidentialCMeans) {
@@ -84,11 +86,12 @@ std::string Row(const std::string& name, const std::string& value) {
 
 // A row of the table of classes; the shares of all rows add up to 100 %.
 std::string ClassRow(const std::string& name, Colour colour, const std::string& middle, double count,
-                     const std::optional<double>& measure, double inside) {
+                     const std::optional<double>& measure, double inside, std::optional<double> soft) {
   return RightAligned(name, 11) + "  " + HexText(colour) + RightAligned(middle, 33) +
          RightAligned(Fixed(count, 0), 10) +
          RightAligned(measure ? Fixed(count * *measure, 2) : "unknown", 13) +
-         RightAligned(Fixed(100.0 * count / inside, 1) + " %", 9) + "\n";
+         RightAligned(Fixed(100.0 * count / inside, 1) + " %", 9) +
+         RightAligned(soft && measure ? Fixed(*soft * *measure, 2) : "", 14) + "\n";
 }
 
 std::string ClassTable(const GreyImage& image, const Segmentation& segmentation, const Options& options) {
@@ -99,7 +102,7 @@ std::string ClassTable(const GreyImage& image, const Segmentation& segmentation,
   const double inside = static_cast<double>(InsideCount(segmentation));
   std::string table = std::string("      class  colour    centroid       mean  deviation  ") +
                       (isVolume ? "  voxels" : "  pixels") +
-                      (isVolume ? "  volume (ml)" : "   area (mm\u00b2)") + "    share\n";
+                      (isVolume ? "  volume (ml)" : "   area (mm\u00b2)") + "    share   memberships\n";
   const auto column = [](double value) {
     return RightAligned(std::isfinite(value) ? Fixed(value, 2) : "-", 11);
   };
@@ -107,11 +110,11 @@ std::string ClassTable(const GreyImage& image, const Segmentation& segmentation,
     const std::string middle = column(segmentation.centroids[k]) + column(segmentation.means[k]) +
                                column(segmentation.deviations[k]);
     table += ClassRow(names[k], colours[k], middle, static_cast<double>(segmentation.voxelCounts[k]), measure,
-                      inside);
+                      inside, segmentation.softVoxels[k]);
   }
   if (!segmentation.evidence) return table;
   return table + ClassRow("undecided", colours.back(), "",
-                          static_cast<double>(segmentation.evidence->undecidedVoxels), measure, inside);
+                          static_cast<double>(segmentation.evidence->undecidedVoxels), measure, inside, std::nullopt);
 }
 
 // What belief and plausibility leave open of each class.
@@ -135,6 +138,7 @@ Json ImageJson(const GreyImage& image, const Inside& inside, const Options& opti
   const std::size_t count = example::IsVolume(image) ? 3 : 2;
   Json json;
   json["path"] = options.imagePath;
+  if (options.channelPaths.size() > 1) json["channels"] = options.channelPaths;
   json["size"] =
       std::vector<int>(image.size.begin(), image.size.begin() + static_cast<std::ptrdiff_t>(count));
   json["voxel_size_mm"] = nullptr;
@@ -142,7 +146,7 @@ Json ImageJson(const GreyImage& image, const Inside& inside, const Options& opti
   json["plane"] = nullptr;
   if (options.axis)
     json["plane"] = {{"axis", std::string(1, "xyz"[*options.axis])}, {"index", *options.index}};
-  json["denoised"] = options.denoises;
+  json["denoised"] = options.denoises.value_or(false);
   json["mask"] = nullptr;
   if (!options.maskPath.empty()) json["mask"] = options.maskPath;
   json["threshold"] = options.threshold;
@@ -242,10 +246,14 @@ std::string TextReport(const GreyImage& image, const Inside& inside, const Segme
   if (!image.replaced.empty())
     text +=
         Row("not finite", std::to_string(image.replaced.size()) + (IsVolume(image) ? " voxels" : " pixels"));
-  if (options.denoises) text += Row("denoised", "before the segmentation");
+  if (options.denoises.value_or(false)) text += Row("denoised", "before the segmentation");
   text += Row("method", MethodText(options));
-  text += Row("iterations", IterationsText(segmentation, options));
-  text += Row("last change", Rounded(segmentation.changes.back(), 6));
+  if (!segmentation.changes.empty()) {
+    text += Row("iterations", IterationsText(segmentation, options));
+    text += Row("last change", Rounded(segmentation.changes.back(), 6));
+  }
+  text += Row("ended", segmentation.stopReason);
+  text += Row("took", Fixed(options.clock.Seconds(), 1) + " s, at most " + Fixed(example::PeakMebibytes(), 0) + " MiB");
   if (segmentation.fused) text += Row("fused with", FusedText(*segmentation.fused, options));
   if (segmentation.evidence) text += EvidenceRows(image, segmentation);
   for (const std::string& warning : segmentation.warnings) text += Row("warning", warning);
@@ -255,18 +263,24 @@ std::string TextReport(const GreyImage& image, const Inside& inside, const Segme
 
 std::string JsonReport(const GreyImage& image, const Inside& inside, const Segmentation& segmentation,
                        const Options& options, const std::vector<std::string>& files) {
-  const bool isFuzzy = options.settings.method != Method::KMeans;
+  const bool isTissue = options.settings.method == Method::Tissue;
+  const bool isFuzzy = options.settings.method != Method::KMeans && !isTissue;
   Json json;
   json["image"] = ImageJson(image, inside, options);
   json["method"] = NameOf(options.settings.method);
   json["clusters"] = options.settings.clusters;
   if (isFuzzy) json["fuzzifier"] = options.settings.fuzzifier;
   if (isFuzzy) json["tolerance"] = options.settings.tolerance;
-  json["iterations_limit"] = options.settings.iterations;
-  json["starting_centroids"] = segmentation.start;
-  json["iterations"] = segmentation.changes.size();
-  json["last_change"] = segmentation.changes.back();
+  if (isTissue) {
+    json["bias_field"] = options.settings.estimatesField;
+  } else {
+    json["iterations_limit"] = options.settings.iterations;
+    json["starting_centroids"] = segmentation.start;
+    json["iterations"] = segmentation.changes.size();
+    json["last_change"] = segmentation.changes.back();
+  }
   json["converged"] = segmentation.hasConverged;
+  json["stop_reason"] = segmentation.stopReason;
   json["warnings"] = segmentation.warnings;
   AddEvidence(json, segmentation, options);
   json["classes"] = ClassesJson(image, segmentation, options);
@@ -275,6 +289,32 @@ std::string JsonReport(const GreyImage& image, const Inside& inside, const Segme
   json["peak_memory_mib"] = example::PeakMebibytes();
   json["files"] = files;
   return example::JsonText(json);
+}
+
+// One row for each scan: what differs in number between scans stands in columns of its own.
+std::string SummaryHeader() {
+  return "image,method,classes,converged,unit,centroids,amounts,soft amounts\n";
+}
+
+std::string SummaryRow(const GreyImage& image, const Segmentation& segmentation, const Options& options) {
+  const std::optional<double> measure = MeasurePerVoxel(image);
+  const char* unit = !measure ? "voxels" : example::IsVolume(image) ? "ml" : "mm2";
+  std::string centroids;
+  std::string amounts;
+  std::string softAmounts;
+  for (std::size_t k = 0; k < segmentation.centroids.size(); ++k) {
+    const std::string separator = k == 0 ? "" : " ";
+    centroids.append(separator).append(Rounded(segmentation.centroids[k], 6));
+    amounts.append(separator).append(
+        Rounded(static_cast<double>(segmentation.voxelCounts[k]) * measure.value_or(1.0), 8));
+    softAmounts.append(separator).append(Rounded(segmentation.softVoxels[k] * measure.value_or(1.0), 8));
+  }
+  std::string row = "\"";
+  for (const char character : options.imagePath) row.append(character == '"' ? 2 : 1, character);
+  row.append("\",").append(NameOf(options.settings.method)).append(",");
+  row.append(std::to_string(segmentation.centroids.size())).append(segmentation.hasConverged ? ",yes," : ",no,");
+  return row.append(unit).append(",").append(centroids).append(",").append(amounts).append(",").append(softAmounts) +
+         "\n";
 }
 
 }  // namespace segment_mr

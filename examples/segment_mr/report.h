@@ -13,6 +13,11 @@ namespace segment_mr {
 std::string TextReport(const example::GreyImage& image, const example::Inside& inside,
                        const example::Segmentation& segmentation, const Options& options);
 
+/// One line for each class of a scan, for a table of many scans.
+std::string SummaryHeader();
+std::string SummaryRow(const example::GreyImage& image, const example::Segmentation& segmentation,
+                       const Options& options);
+
 /// The results for programs. Lengths are in mm, areas in mm2, volumes in ml; null where the file does not
 /// tell the size of a voxel.
 std::string JsonReport(const example::GreyImage& image, const example::Inside& inside,

@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "mth/clustering/Mth_clustering.h"
+#include "mth/clustering/Mth_tissue_clustering.h"
 #include "support/cancellation.h"
 #include "support/evidential.h"
 #include "support/failure.h"
@@ -220,9 +221,54 @@ std::vector<float> Fuse(MTH_CLUSTERING& engine, const GreyImage& second, const I
   return FuseEvidence(engine, OrderByIntensity(engine), otherEngine, otherOrder);
 }
 
+// The centroids, fractions, labels and fields of a whole run.
+void ReadTissues(const MTH_TISSUE_CLUSTERING& engine, std::size_t voxels, Segmentation& result) {
+  for (int k = 0; k < engine.GetTissuesCount(); ++k) {
+    result.centroids.push_back(engine.GetCentroid(k));
+    result.memberships.emplace_back(voxels);
+    engine.GetFractions(k, result.memberships.back().data());
+  }
+  result.labels.resize(voxels);
+  engine.GetLabels(result.labels.data());
+  for (int channel = 0; channel < engine.GetChannelsCount(); ++channel) {
+    result.fields.emplace_back(voxels);
+    engine.GetField(result.fields.back().data(), channel);
+  }
+}
+
 }  // namespace
 
+Segmentation DivideTissues(const std::vector<GreyImage>& channels, const Inside& inside,
+                           const std::vector<double>& confidence, const SegmentationSettings& settings) {
+  const GreyImage& image = channels.front();
+  CheckIntensities(SortedIntensities(image, inside));
+  MTH_TISSUE_CLUSTERING engine(settings.clusters);
+  engine.SetFieldEstimation(settings.estimatesField);
+  if (image.voxelSize) engine.SetVoxelSize((*image.voxelSize)[0], (*image.voxelSize)[1], (*image.voxelSize)[2]);
+  const auto [nx, ny, nz] = image.size;
+  const std::uint8_t* mask = inside.isInside.data();
+  std::vector<const double*> values;
+  for (const GreyImage& channel : channels) values.push_back(channel.values.data());
+  const bool isOne = channels.size() == 1;
+  const double* left = confidence.empty() ? nullptr : confidence.data();
+  const bool hasRun = isOne ? engine.Segment(values[0], nx, ny, nz, mask, left)
+                            : engine.SegmentChannels(values.data(), static_cast<int>(values.size()), nx, ny, nz, mask);
+  if (!hasRun) {
+    if (engine.GetStopReason() == MTH_STOP_REASON::Cancelled) throw Cancelled();
+    if (engine.GetStopReason() == MTH_STOP_REASON::NoMemory) throw std::bad_alloc();
+    throw Failure("the image has too few different intensities for " + std::to_string(settings.clusters) + " tissues");
+  }
+  Segmentation result;
+  result.hasConverged = true;
+  result.stopReason = Mth_StopReasonText(engine.GetStopReason());
+  ReadTissues(engine, image.values.size(), result);
+  Measure(image, result);
+  Warn(settings, result);
+  return result;
+}
+
 const char* NameOf(Method method) {
+  if (method == Method::Tissue) return "tissues and mixtures";
   if (method == Method::EvidentialCMeans) return "evidential c-means";
   return method == Method::KMeans ? "k-means" : "fuzzy c-means";
 }
@@ -252,6 +298,7 @@ Segmentation Segment(const GreyImage& image, const Inside& inside, const GreyIma
   MTH_CLUSTERING engine(settings.clusters, 1);
   result.start = Prepare(engine, image, inside, settings.centroids, settings);
   Run(engine, settings, result);
+  result.stopReason = Mth_StopReasonText(engine.GetStopReason());
   std::vector<float> conflict;
   if (second != nullptr) conflict = Fuse(engine, *second, inside, settings, result);
   ReadResults(engine, conflict, image, inside, settings, result);

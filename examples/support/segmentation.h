@@ -10,13 +10,17 @@
 
 namespace example {
 
-enum class Method { FuzzyCMeans, KMeans, EvidentialCMeans };
+enum class Method { Tissue, FuzzyCMeans, KMeans, EvidentialCMeans };
 
-/// "fuzzy c-means", "k-means" or "evidential c-means".
+/// "tissues and mixtures", "fuzzy c-means", "k-means" or "evidential c-means".
 const char* NameOf(Method method);
 
 inline constexpr int kMostClusters = 64;
 inline constexpr int kMostEvidentialClusters = 10;  // each voxel has 2^classes masses
+
+/// Tissues that a T1 image shows: CSF, grey and white matter.
+inline constexpr int kUsualTissues = 3;
+inline constexpr int kMostTissues = 16;
 
 /// How voxels are clustered; every value is within its legal range.
 struct SegmentationSettings {
@@ -29,6 +33,7 @@ struct SegmentationSettings {
   double rho = 2.0;                ///< evidential: distance of outliers, in mean distances to the centroids
   bool keepsAdjacentSets = false;  ///< evidential: no belief in sets of classes that are not neighbours
   std::vector<double> centroids;   ///< to start from; empty: spread over the intensity quantiles
+  bool estimatesField = true;  ///< tissues: whether places are brighter or darker than others
   std::vector<double> fusedCentroids;  ///< those of the second image, in the order of the first one's classes
 };
 
@@ -76,14 +81,24 @@ struct Segmentation {
   /// marks voxels that are undecided.
   std::vector<std::uint8_t> labels;
   std::vector<std::vector<float>> memberships;  ///< per class and voxel; 0 outside
-  std::vector<double> changes;                  ///< of each iteration; to six decimals but for the last
+  std::vector<double> changes;  ///< of each iteration; to six decimals but for the last; none of tissues
+  std::vector<std::vector<double>> fields;  ///< tissues: of each channel, by which it is brighter per voxel
+  std::string stopReason;                   ///< how the run ended, in the library's words
   bool hasConverged = false;
   std::vector<std::string> warnings;  ///< what the results should not be read without
   std::optional<Evidence> evidence;
   std::optional<FusedImage> fused;
 };
 
-/// Clusters the voxels inside.
+/// Divides the voxels inside into tissues and their mixtures, with the field of each channel.
+/// @param channels    images of one grid.
+/// @param confidence  of DenoisingResult; empty: none.
+/// @throws Failure    when the voxels have fewer different values than there are tissues.
+/// @throws Cancelled  as Segment.
+Segmentation DivideTissues(const std::vector<GreyImage>& channels, const Inside& inside,
+                           const std::vector<double>& confidence, const SegmentationSettings& settings);
+
+/// Clusters the voxels inside, with any other method.
 /// @param second  an image to fuse with, of the same grid; null for none.
 /// @throws Failure    when there is no voxel, or when the voxels have fewer distinct intensities than there
 ///                    are classes; when the evidence of the first image has not converged for fusion.

@@ -79,6 +79,36 @@ TEST(RegisterLandmarks, TellsHowPointsWereMatchedAndHowFarEachIsOff) {
   EXPECT_EQ(byOrder.output.find("largest 0.000"), std::string::npos) << byOrder.output;
 }
 
+// Two of eight landmarks are wrong: the robust transform is that of the six others, and names the two.
+TEST(RegisterLandmarks, RobustlyFindsTheTransformOfMostLandmarks) {
+  const ScratchFolder folder;
+  std::string first;
+  std::string second;
+  for (int i = 0; i < 8; ++i) {
+    const int x = 40 * (i & 1);
+    const int y = 50 * (i >> 1 & 1);
+    const int z = 60 * (i >> 2);
+    const auto line = [i](int a, int b, int c) {
+      return "L" + std::to_string(i) + "," + std::to_string(a) + "," + std::to_string(b) + "," + std::to_string(c) + "\n";
+    };
+    first += line(x, y, z);
+    second += i == 2 || i == 5 ? line(30 - y, x + 25, z + 15) : line(5 - y, x + 10, z + 7);
+  }
+  WriteFile(folder / "first.csv", first);
+  WriteFile(folder / "second.csv", second);
+  const std::vector<double> expected = {0, -1, 0, 5, 1, 0, 0, 10, 0, 0, 1, 7, 0, 0, 0, 1};
+  const ProgramRun run =
+      RunProgram(MTH_REGISTER_LANDMARKS, Quoted(folder / "first.csv") + " " + Quoted(folder / "second.csv") +
+                                             " -m robust -o " + Quoted(folder / "out"));
+  ASSERT_EQ(run.status, 0) << run.errors;
+  const auto matrix = Numbers(ReadFile(folder / "out/matrix.txt"));
+  ASSERT_EQ(matrix.size(), expected.size());
+  for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_NEAR(matrix[i], expected[i], 0.02) << i;
+  EXPECT_NE(run.output.find("L2  (outlier)"), std::string::npos) << run.output;
+  EXPECT_NE(run.output.find("L5  (outlier)"), std::string::npos) << run.output;
+  EXPECT_EQ(run.output.find("L1  (outlier)"), std::string::npos) << run.output;
+}
+
 TEST(RegisterLandmarks, RefusesWhatItCannotReadOrMatch) {
   struct Case {
     const char* first;

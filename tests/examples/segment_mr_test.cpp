@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <random>
 
 #include "examples/host_run.h"
 
@@ -425,6 +426,83 @@ TEST(SegmentMr, ResultsCanBeTakenFurther) {
           << name;
   }
   EXPECT_EQ(Json::parse(ReadFile(folder / "result/sub-01_ses-2_dseg.json"))["LabelMap"]["2"], "GM");
+}
+
+// A volume of two tissues with a mixture between them and a field along x that a brightness alone cannot tell.
+NiftiFile TissueVolume(std::vector<int>& truth) {
+  NiftiFile file;
+  file.dimensions = {3, 32, 24, 16, 1, 1, 1, 1};
+  file.voxelSize = {2.0F, 2.0F, 2.0F};
+  file.datatype = 16;
+  std::mt19937 engine(1);
+  for (int z = 0; z < 16; ++z) {
+    for (int y = 0; y < 24; ++y) {
+      for (int x = 0; x < 32; ++x) {
+        const int tissue = (x / 4 + y / 4 + z / 4) % 3;
+        const double field = 1.0 + 0.4 * (x - 16) / 32.0;
+        const double noise = (static_cast<double>(engine() % 1000) - 500.0) / 100.0;
+        truth.push_back(tissue + 1);
+        file.voxels += file.Stored(static_cast<float>(field * (100.0 + 100.0 * tissue) + noise));
+      }
+    }
+  }
+  return file;
+}
+
+double Agreement(const ScratchFolder& folder, const std::vector<int>& truth) {
+  const std::string labels = ReadGzip(folder / "result/labels.nii.gz");
+  double agreeing = 0.0;
+  for (std::size_t i = 0; i < truth.size(); ++i) agreeing += labels[kHeaderBytes + i] == truth[i] ? 1.0 : 0.0;
+  return agreeing / static_cast<double>(truth.size());
+}
+
+// The default of volumes: three tissues under a field; alone, and with a second channel that helps.
+TEST(SegmentMr, DividesVolumesIntoTissuesUnderAField) {
+  std::vector<int> truth;
+  const ScratchFolder folder;
+  const NiftiFile file = TissueVolume(truth);
+  WriteFile(folder / "t1.nii", file.Bytes(32));
+  const Json report = Segment(folder, folder / "t1.nii", "--no-denoise");
+  EXPECT_EQ(report["method"], "tissues and mixtures");
+  EXPECT_EQ(report["stop_reason"].get<std::string>().empty(), false);
+  EXPECT_GT(Agreement(folder, truth), 0.98);
+  const std::string field = ReadGzip(folder / "result/bias_field.nii.gz");
+  ASSERT_EQ(field.size(), kHeaderBytes + 4 * truth.size());
+  EXPECT_GT(FloatAt(field, kHeaderBytes + 4 * 31), 1.2 * FloatAt(field, kHeaderBytes));  // along x
+  double soft = 0.0;
+  for (const double volume : Column(report, "soft_volume_ml")) soft += volume;
+  EXPECT_NEAR(soft, 0.008 * static_cast<double>(truth.size()), 1e-3);
+  EXPECT_FALSE(std::filesystem::exists(folder / "result/convergence.svg"));
+
+  Segment(folder, folder / "t1.nii", "--no-denoise --no-bias-field -c 3 -m tissue");
+  EXPECT_LT(Agreement(folder, truth), 0.98);
+  EXPECT_FALSE(std::filesystem::exists(folder / "result/bias_field.nii.gz"));
+
+  WriteFile(folder / "t2.nii", file.Bytes(32));
+  const Json both = Segment(folder, folder / "t1.nii", Quoted(folder / "t2.nii") + " --no-denoise");
+  EXPECT_EQ(both["image"]["channels"].size(), 2U);
+  EXPECT_GT(Agreement(folder, truth), 0.95);
+  EXPECT_TRUE(std::filesystem::exists(folder / "result/bias_field_2.nii.gz"));
+}
+
+TEST(SegmentMr, TakesEachOfSeveralImages) {
+  const ScratchFolder folder;
+  std::filesystem::create_directory(folder / "other");
+  NiftiFile file = TwoClasses();
+  file.SetVoxels<std::uint8_t>({10, 60, 60, 0, 60, 10});
+  for (const char* name : {"a.nii", "b.nii", "other/a.nii"}) WriteFile(folder / name, file.Bytes(8));
+  const auto run = [&](const std::string& images) {
+    return RunProgram(MTH_SEGMENT_MR, images + " --each -m kmeans -c 2 -o " + Quoted(folder / "result"));
+  };
+  const ProgramRun same = run(Quoted(folder / "a.nii") + " " + Quoted(folder / "other/a.nii"));
+  EXPECT_EQ(same.status, 2);
+  EXPECT_NE(same.errors.find("two images are named a"), std::string::npos) << same.errors;
+  EXPECT_FALSE(std::filesystem::exists(folder / "result"));
+  ASSERT_EQ(run(Quoted(folder / "a.nii") + " " + Quoted(folder / "b.nii")).status, 0);
+  EXPECT_TRUE(std::filesystem::exists(folder / "result/b/labels.nii.gz"));
+  const std::string summary = ReadFile(folder / "result/summary.csv");
+  EXPECT_EQ(std::count(summary.begin(), summary.end(), '\n'), 3);
+  EXPECT_NE(summary.find("\",k-means,2,yes,mm2,10 60,2 3,2 3\n"), std::string::npos) << summary;
 }
 
 // Results that look valid and are none are told.
