@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QActionGroup>
 #include <QApplication>
+#include <QCloseEvent>
 #include <QDockWidget>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -15,9 +16,12 @@
 #include <QStatusBar>
 #include <QToolBar>
 #include <QVBoxLayout>
+#include <algorithm>
 
+#include "mth/clustering/Mth_clustering.h"
 #include "slice_view.h"
 #include "std/Std_message.h"
+#include "support/cancellation.h"
 
 namespace desktop_host {
 
@@ -40,6 +44,7 @@ MainWindow::MainWindow() {
   BuildToolBar();
   BuildMenus();
   ListOverlays();
+  EnableActions();
   statusBar()->showMessage("File, Open shows a NIfTI or PNG image");
 }
 
@@ -51,9 +56,9 @@ QAction* MainWindow::AddAction(QMenu* menu, const QString& text, const char* nam
 
 void MainWindow::BuildMenus() {
   QMenu* file = menuBar()->addMenu("&File");
-  QAction* open = AddAction(file, "&Open...", "open");
-  open->setShortcut(QKeySequence::Open);
-  connect(open, &QAction::triggered, this, [this] { AskForFile(); });
+  open_ = AddAction(file, "&Open...", "open");
+  open_->setShortcut(QKeySequence::Open);
+  connect(open_, &QAction::triggered, this, [this] { AskForFile(); });
   QAction* quit = AddAction(file, "&Quit", "quit");
   quit->setShortcut(QKeySequence::Quit);
   connect(quit, &QAction::triggered, this, &QWidget::close);
@@ -63,11 +68,12 @@ void MainWindow::BuildMenus() {
   for (const Processing& processing : Processings()) {
     QAction* action = AddAction(compute, processing.name, processing.name);
     action->setToolTip(processing.hint);
+    imageActions_.append(action);
     connect(action, &QAction::triggered, this, [this, &processing] { Compute(processing); });
   }
   compute->addSeparator();
-  QAction* distance = AddAction(compute, "&Distance to a class...", "distance");
-  connect(distance, &QAction::triggered, this, [this] { AskForDistance(); });
+  distance_ = AddAction(compute, "D&istance to a class...", "distance");
+  connect(distance_, &QAction::triggered, this, [this] { AskForDistance(); });
 
   overlayMenu_ = menuBar()->addMenu("&Overlay");
 }
@@ -116,6 +122,10 @@ void MainWindow::AskForFile() {
 }
 
 void MainWindow::Open(const std::string& path) {
+  if (IsBusy()) {
+    statusBar()->showMessage("A computation runs: cancel it, or wait for its end");
+    return;
+  }
   try {
     image_ = example::ReadImage(path);
   } catch (const std::exception& failure) {
@@ -123,46 +133,104 @@ void MainWindow::Open(const std::string& path) {
     return;
   }
   white_ = example::WhiteLevel(image_);
+  wholeSegmentation_.reset();
   const int count = image_.size[kAxisZ];
   const QSignalBlocker blocker(slider_);
   slider_->setRange(0, count - 1);
   slider_->setValue(count / 2);
   slider_->setVisible(count > 1);
   ShowSlice(count / 2);
-  statusBar()->showMessage(QFileInfo(QString::fromStdString(path)).fileName());
+  EnableActions();
+  const QString name = QFileInfo(QString::fromStdString(path)).fileName();
+  setWindowTitle(name + " - mth desktop host");
+  statusBar()->showMessage(name);
 }
 
 void MainWindow::ShowSlice(int index) {
   slice_ = example::ExtractPlane(image_, kAxisZ, index);
+  // First: what the status bar tells of a pixel is that of this slice.
+  ShowSegmentation(wholeSegmentation_ ? std::optional(SegmentationOfSlice(index)) : std::nullopt);
   ChoosePixel({slice_.size[0] / 2, slice_.size[1] / 2});
-  ForgetSegmentation();
 }
 
+Segmentation MainWindow::SegmentationOfSlice(int index) const {
+  const Segmentation& whole = *wholeSegmentation_;
+  Segmentation slice;
+  slice.centroids = whole.centroids;
+  slice.labels = example::ExtractPlaneValues(whole.labels, image_.size, kAxisZ, index);
+  for (const auto& membership : whole.memberships)
+    slice.memberships.push_back(example::ExtractPlaneValues(membership, image_.size, kAxisZ, index));
+  return slice;
+}
+
+// In a worker, so that the user can go on looking at slices; its progress window has a button to cancel.
 void MainWindow::Compute(const Processing& processing) {
-  try {
-    Keep(processing.run({image_, slice_, classes_->value()}));
-  } catch (const std::exception& failure) {
-    Std_ShowMessage(failure.what(), MessageKind::Error, "");
-  }
+  if (IsBusy() || image_.values.empty()) return;
+  const auto request = std::make_shared<Request>(Request{image_, slice_, classes_->value()});
+  statusBar()->showMessage("Computing");
+  worker_ = std::thread([this, request, run = processing.run] {
+    const auto outcome = std::make_shared<Outcome>();
+    QString failure;
+    try {
+      *outcome = run(*request);
+    } catch (const example::Cancelled&) {
+    } catch (const std::exception& error) {
+      failure = QString::fromUtf8(error.what());
+    }
+    QMetaObject::invokeMethod(
+        this, [this, outcome, failure] { Finish(outcome, failure); }, Qt::QueuedConnection);
+  });
+  EnableActions();
+}
+
+void MainWindow::Finish(const std::shared_ptr<Outcome>& outcome, const QString& failure) {
+  worker_.join();
+  EnableActions();
+  if (!failure.isEmpty()) Std_ShowMessage(failure.toStdString(), MessageKind::Error, "");
+  Keep(std::move(*outcome));
 }
 
 void MainWindow::Keep(Outcome outcome) {
   if (outcome.image) {
     image_ = std::move(*outcome.image);
+    wholeSegmentation_.reset();
     ShowSlice(slider_->value());
   } else if (outcome.segmentation) {
-    segmentation_ = std::move(outcome.segmentation);
-    ListOverlays();
-    SetOverlay({Overlay::Kind::Labels, 0});
+    const bool hasConverged = outcome.segmentation->hasConverged;
+    wholeSegmentation_.reset();
+    if (outcome.isOfWholeImage) wholeSegmentation_ = std::move(outcome.segmentation);
+    ShowSegmentation(wholeSegmentation_ ? SegmentationOfSlice(slider_->value())
+                                        : std::move(outcome.segmentation));
+    if (!hasConverged) statusBar()->showMessage("Not converged: these classes are not final");
   } else {
     statusBar()->showMessage("The computation has no result; the picture is as before");
   }
 }
 
-void MainWindow::ForgetSegmentation() {
-  segmentation_.reset();
+void MainWindow::ShowSegmentation(std::optional<Segmentation> segmentation) {
+  segmentation_ = std::move(segmentation);
   ListOverlays();
-  SetOverlay({});
+  SetOverlay(segmentation_ ? Overlay{Overlay::Kind::Labels, 0} : Overlay{});
+  EnableActions();
+}
+
+// What cannot be done now is grey, and cannot be asked for ahead.
+void MainWindow::EnableActions() {
+  const bool hasImage = !image_.values.empty();
+  for (QAction* action : imageActions_) action->setEnabled(hasImage && !IsBusy());
+  open_->setEnabled(!IsBusy());
+  classes_->setEnabled(!IsBusy());
+  slider_->setEnabled(!IsBusy() || wholeSegmentation_ || !segmentation_);
+  distance_->setEnabled(!IsBusy() && segmentation_ && segmentation_->engine);
+}
+
+MainWindow::~MainWindow() {
+  if (IsBusy()) worker_.join();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  event->setAccepted(!IsBusy());
+  if (IsBusy()) statusBar()->showMessage("A computation runs: cancel it, or wait for its end");
 }
 
 // One menu entry for each overlay that there is now.
@@ -195,22 +263,24 @@ void MainWindow::SetOverlay(const Overlay& overlay) {
 void MainWindow::Redraw() {
   const auto& size = slice_.voxelSize;
   view_->SetPicture(DrawSlice(slice_, white_, segmentation_ ? &*segmentation_ : nullptr, overlay_),
-                    size ? (*size)[1] / (*size)[0] : 1.0);
+                    size ? (*size)[1] / (*size)[0] : 1.0, overlay_.kind != Overlay::Kind::Labels);
   FillLegend();
 }
 
 void MainWindow::FillLegend() {
   legend_->clear();
   if (!segmentation_ || overlay_.kind == Overlay::Kind::None) return;
-  const auto colours = example::DistinctColours(static_cast<int>(segmentation_->centroids.size()));
+  const std::vector<example::Colour> colours = LabelColours(*segmentation_);
   if (overlay_.kind == Overlay::Kind::Membership) {
     const std::size_t k = overlay_.classIndex;
     legend_->addItem(new QListWidgetItem(DrawChip(kBlack, colours[k]), "membership 0 to 1"));
     legend_->addItem(ClassText(*segmentation_, k));
     return;
   }
-  for (std::size_t k = 0; k < segmentation_->centroids.size(); ++k) {
-    legend_->addItem(new QListWidgetItem(DrawChip(colours[k], colours[k]), ClassText(*segmentation_, k)));
+  for (std::size_t k = 0; k < colours.size(); ++k) {
+    const bool isClass = k < segmentation_->centroids.size();
+    legend_->addItem(new QListWidgetItem(DrawChip(colours[k], colours[k]),
+                                         isClass ? ClassText(*segmentation_, k) : QString("undecided")));
   }
 }
 
@@ -227,14 +297,15 @@ void MainWindow::ChoosePixel(QPoint pixel) {
   const std::size_t voxel = ChosenVoxel();
   QString text = QString("grey %1").arg(slice_.values[voxel]);
   if (segmentation_ && segmentation_->labels[voxel] > 0) {
-    text += QString(", class %1").arg(segmentation_->labels[voxel]);
+    const bool isClass = segmentation_->labels[voxel] <= segmentation_->centroids.size();
+    text += isClass ? QString(", class %1").arg(segmentation_->labels[voxel]) : QString(", undecided");
   }
   statusBar()->showMessage(text);
 }
 
 // Any class can be asked for: the library tells the user about one that does not exist.
 void MainWindow::AskForDistance() {
-  if (!segmentation_ || segmentation_->sampleOfVoxel[ChosenVoxel()] < 0) {
+  if (!segmentation_ || !segmentation_->engine || segmentation_->labels[ChosenVoxel()] == 0) {
     Std_ShowMessage("Segment the slice, then choose a pixel of a class", MessageKind::Warning, "");
     return;
   }
@@ -245,8 +316,11 @@ void MainWindow::AskForDistance() {
   const auto& order = segmentation_->clusterOfClass;
   const auto k = static_cast<std::size_t>(number - 1);
   const int cluster = k < order.size() ? order[k] : number - 1;
-  const double distance = segmentation_->engine->GetSampleDistanceToCentroid(
-      segmentation_->sampleOfVoxel[ChosenVoxel()], cluster);
+  // The voxels inside are the engine's samples, in their order.
+  const auto end = segmentation_->labels.begin() + static_cast<std::ptrdiff_t>(ChosenVoxel());
+  const auto sample = std::count_if(segmentation_->labels.begin(), end, [](int label) { return label > 0; });
+  const double distance =
+      segmentation_->engine->GetSampleDistanceToCentroid(static_cast<int>(sample), cluster);
   if (k < order.size()) {
     statusBar()->showMessage(QString("distance to class %1: %2").arg(number).arg(distance));
   }

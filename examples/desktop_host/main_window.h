@@ -1,8 +1,10 @@
 #pragma once
 
 #include <QMainWindow>
+#include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "pictures.h"
 #include "processing.h"
@@ -23,9 +25,18 @@ class SliceView;
 class MainWindow : public QMainWindow {
  public:
   MainWindow();
+  /// Waits for the end of a computation.
+  ~MainWindow() override;
 
   /// Shows the middle slice of an image; tells the user when it cannot be read.
   void Open(const std::string& path);
+
+  /// Whether a computation runs in its worker.
+  bool IsBusy() const { return worker_.joinable(); }
+
+ protected:
+  /// Stays open while a computation runs, which its progress window cancels.
+  void closeEvent(QCloseEvent* event) override;
 
  private:
   void BuildMenus();
@@ -36,8 +47,11 @@ class MainWindow : public QMainWindow {
   void AskForFile();
   void ShowSlice(int index);
   void Compute(const Processing& processing);
+  void Finish(const std::shared_ptr<Outcome>& outcome, const QString& failure);
   void Keep(Outcome outcome);
-  void ForgetSegmentation();
+  void EnableActions();
+  void ShowSegmentation(std::optional<Segmentation> segmentation);
+  Segmentation SegmentationOfSlice(int index) const;
   void ListOverlays();
   void SetOverlay(const Overlay& overlay);
   void Redraw();
@@ -56,7 +70,12 @@ class MainWindow : public QMainWindow {
   example::GreyImage image_;
   example::GreyImage slice_;
   double white_ = 1.0;
-  std::optional<Segmentation> segmentation_;
+  QList<QAction*> imageActions_;  // that need an image
+  QAction* open_ = nullptr;
+  QAction* distance_ = nullptr;
+  std::optional<Segmentation> segmentation_;       // of the slice
+  std::optional<Segmentation> wholeSegmentation_;  // of all slices
+  std::thread worker_;
   Overlay overlay_;
   std::optional<QPoint> chosenPixel_;
 };

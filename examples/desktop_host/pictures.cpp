@@ -33,11 +33,17 @@ Colour OverlayColour(Colour grey, const Segmentation& segmentation, const Overla
 
 }  // namespace
 
+std::vector<Colour> LabelColours(const Segmentation& segmentation) {
+  constexpr Colour kUndecided{255, 255, 255};
+  std::vector<Colour> colours = example::DistinctColours(static_cast<int>(segmentation.centroids.size()));
+  if (segmentation.evidence) colours.push_back(kUndecided);
+  return colours;
+}
+
 QImage DrawSlice(const GreyImage& slice, double white, const Segmentation* segmentation,
                  const Overlay& overlay) {
   const bool hasOverlay = segmentation != nullptr && overlay.kind != Overlay::Kind::None;
-  const auto colours =
-      example::DistinctColours(hasOverlay ? static_cast<int>(segmentation->centroids.size()) : 0);
+  const std::vector<Colour> colours = LabelColours(hasOverlay ? *segmentation : Segmentation());
   const example::Raster raster = example::DrawPlane(slice, [&](std::size_t voxel) {
     const Colour grey = example::Mix(kBlack, kWhite, slice.values[voxel] / white);
     return hasOverlay ? OverlayColour(grey, *segmentation, overlay, voxel, colours) : grey;

@@ -16,9 +16,12 @@ struct Overlay {
 };
 
 /// The slice in greys, with the overlay in the colours of its classes, as the patient lies on a screen.
-/// @param segmentation  may be null: then there is no overlay.
+/// @param segmentation  of the slice; may be null: then there is no overlay.
 QImage DrawSlice(const example::GreyImage& slice, double white, const Segmentation* segmentation,
                  const Overlay& overlay);
+
+/// The colour of each label from 1 on; the last one of an evidential run marks what is undecided.
+std::vector<example::Colour> LabelColours(const Segmentation& segmentation);
 
 /// A chip for the legend, of one colour or going from one colour to another.
 QPixmap DrawChip(example::Colour left, example::Colour right);

@@ -1,41 +1,33 @@
 #pragma once
 
-#include <cstdint>
-#include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
-#include "mth/clustering/Mth_clustering.h"
 #include "support/image.h"
+#include "support/segmentation.h"
 
 namespace desktop_host {
 
-/// The classes of a slice, in the order of their centroids, and the engine that found them.
-struct Segmentation {
-  std::unique_ptr<MTH_CLUSTERING> engine;
-  std::vector<int> clusterOfClass;              ///< the engine's number of each class
-  std::vector<int> sampleOfVoxel;               ///< the engine's sample at each voxel, -1 outside
-  std::vector<double> centroids;                ///< intensities, ascending
-  std::vector<std::uint8_t> labels;             ///< per voxel: 1 is the darkest class, 0 is outside
-  std::vector<std::vector<float>> memberships;  ///< per class and voxel; 0 outside
-};
+using example::Segmentation;
 
-/// What a computation works on.
+/// What a computation works on: copies, so that the user can go on looking at the image.
 struct Request {
-  const example::GreyImage& image;  ///< without voxels when none is open
-  const example::GreyImage& slice;  ///< the plane of it that is shown
+  example::GreyImage image;
+  example::GreyImage slice;  ///< the plane of it that is shown
   int classesCount;
 };
 
-/// What came out of a computation: classes of the slice, a new image, or nothing after a failure that the
-/// user was told of.
+/// What came out of a computation: classes of the slice or of the whole image, a new image, or nothing when
+/// it was cancelled.
 struct Outcome {
   std::optional<Segmentation> segmentation;
+  bool isOfWholeImage = false;
   std::optional<example::GreyImage> image;
 };
 
-/// An entry of the menu of computations. They show their progress, and their failures, in the library's
-/// windows.
+/// An entry of the menu of computations, which may run in a worker thread: they show their progress in the
+/// library's windows.
 struct Processing {
   const char* name;  ///< with the mnemonic of the menu
   const char* hint;

@@ -6,7 +6,8 @@
 
 namespace desktop_host {
 
-void SliceView::SetPicture(const QImage& picture, double pixelAspect) {
+void SliceView::SetPicture(const QImage& picture, double pixelAspect, bool isSmooth) {
+  isSmooth_ = isSmooth;
   picture_ = picture;
   pixelAspect_ = pixelAspect;
   update();
@@ -30,7 +31,7 @@ void SliceView::paintEvent(QPaintEvent*) {
   painter.fillRect(rect(), Qt::black);
   if (picture_.isNull()) return;
   const QRectF area = PictureArea();
-  painter.setRenderHint(QPainter::SmoothPixmapTransform);
+  painter.setRenderHint(QPainter::SmoothPixmapTransform, isSmooth_);
   painter.drawImage(area, picture_);
   if (!chosenPixel_) return;
   const QPointF place(area.left() + (chosenPixel_->x() + 0.5) * area.width() / picture_.width(),

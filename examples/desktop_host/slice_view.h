@@ -14,7 +14,8 @@ class SliceView : public QWidget {
   std::function<void(QPoint pixel)> onPixelChosen;
 
   /// @param pixelAspect  height of a pixel divided by its width.
-  void SetPicture(const QImage& picture, double pixelAspect);
+  /// @param isSmooth     interpolated when it is enlarged; pictures of labels are not.
+  void SetPicture(const QImage& picture, double pixelAspect, bool isSmooth);
   const QImage& GetPicture() const { return picture_; }
   void SetChosenPixel(std::optional<QPoint> pixel);
 
@@ -27,6 +28,7 @@ class SliceView : public QWidget {
 
   QImage picture_;
   double pixelAspect_ = 1.0;
+  bool isSmooth_ = true;
   std::optional<QPoint> chosenPixel_;
 };
 

@@ -83,7 +83,8 @@ int Run(int argc, char** argv) {
   app.add_option("SECOND", options.secondPath, "The same landmarks where they should be")->required();
   example::AddOutputOptions(app, options.output);
   example::AddWord(app, "-m,--method", options.method, {"quaternion", "geometric", "robust"}, "METHOD",
-                   "quaternion (least squares), geometric, or robust (least mean\ndistance: hardly minds landmarks that are wrong)");
+                   "quaternion (least squares), geometric, or robust (least mean\ndistance: hardly minds "
+                   "landmarks that are wrong)");
   app.add_flag("--by-order", options.isByOrder, "Match the points by their order, whatever their labels are");
   app.add_flag("--ras", options.isRas, "Text files have x to the right and y to the front, not LPS");
   if (!example::ParseCommandLine(app, argc, argv)) return 0;

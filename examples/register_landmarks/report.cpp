@@ -110,7 +110,9 @@ std::string JsonReport(const MTH_MATRIX_CHGREF& change, const Quality& quality, 
                           {"root_mean_square", quality.rmsResidual},
                           {"largest", quality.largestResidual}};
   for (std::size_t i = 0; i < quality.residuals.size(); ++i)
-    json["landmarks"].push_back({{"name", matching.names[i]}, {"residual_mm", quality.residuals[i]}, {"outlier", static_cast<bool>(quality.isOutlier[i])}});
+    json["landmarks"].push_back({{"name", matching.names[i]},
+                                 {"residual_mm", quality.residuals[i]},
+                                 {"outlier", static_cast<bool>(quality.isOutlier[i])}});
   json["hausdorff_mm"] = {{"before", quality.hausdorffBefore}, {"after", quality.hausdorffAfter}};
   return example::JsonText(json);
 }

@@ -14,7 +14,7 @@ struct Quality {
   double meanResidual;
   double rmsResidual;
   double largestResidual;
-  std::vector<bool> isOutlier;    ///< whose residual is far beyond those of most
+  std::vector<bool> isOutlier;  ///< whose residual is far beyond those of most
   double hausdorffBefore;
   double hausdorffAfter;
 };

@@ -51,8 +51,8 @@ std::optional<GreyImage> ReadCompanion(const std::string& path, const GreyImage&
 }
 
 // What counts is inside in all images.
-Inside FindInsideOfAll(const GreyImage& image, const std::vector<const GreyImage*>& others, const GreyImage* mask,
-                       const Options& options) {
+Inside FindInsideOfAll(const GreyImage& image, const std::vector<const GreyImage*>& others,
+                       const GreyImage* mask, const Options& options) {
   Inside inside = example::FindInside(image, options.threshold, mask);
   for (const GreyImage* other : others) {
     const Inside there = example::FindInside(*other, options.threshold, mask);
@@ -76,7 +76,8 @@ void WriteResults(example::Results& results, const GreyImage& image, const Insid
   segment_mr::WritePictures(results, image, segmentation, segment_mr::LabelColours(segmentation),
                             options.side);
   results.WriteText("histogram.svg", segment_mr::DrawHistogram(image, segmentation));
-  if (!segmentation.changes.empty()) results.WriteText("convergence.svg", DrawConvergence(segmentation, options));
+  if (!segmentation.changes.empty())
+    results.WriteText("convergence.svg", DrawConvergence(segmentation, options));
   if (example::IsNiftiPath(options.imagePath)) WriteMaps(results, image, segmentation, options);
   results.WriteText("report.txt", TextReport(image, inside, segmentation, options));
   const std::string json = JsonReport(image, inside, segmentation, options, results.GetNames());
@@ -155,8 +156,8 @@ std::string SegmentScan(Options options) {
 
   std::printf("%s\n", TextReport(image, inside, segmentation, options).c_str());
   TellDropped(image, inside, options);
-  std::printf("%zu files written into %s: panel.png shows the classes at a glance\n", results.GetNames().size(),
-              options.output.path.c_str());
+  std::printf("%zu files written into %s: panel.png shows the classes at a glance\n",
+              results.GetNames().size(), options.output.path.c_str());
   return segment_mr::SummaryRow(image, segmentation, options);
 }
 

@@ -40,9 +40,11 @@ class MapWriter {
 
   void WriteField(const MapName& name, const std::vector<double>& field) const {
     example::Json sidecar;
-    sidecar["Description"] = "bias field: the image divided by it has the same tissue equally bright everywhere";
+    sidecar["Description"] =
+        "bias field: the image divided by it has the same tissue equally bright everywhere";
     Write(name, sidecar, [&](const std::string& path) {
-      example::WriteNiftiFloats(path, image_, options_.imagePath, std::vector<float>(field.begin(), field.end()),
+      example::WriteNiftiFloats(path, image_, options_.imagePath,
+                                std::vector<float>(field.begin(), field.end()),
                                 example::Meaning::Intensities);
     });
   }
@@ -146,9 +148,11 @@ void WriteMaps(example::Results& results, const GreyImage& image, const Segmenta
     writer.WriteShares({"plausibility_" + number, "label-" + names[k] + "_desc-plausibility_probseg"},
                        "plausibility of class " + number, segmentation.evidence->plausibility[k]);
   }
-  for (std::size_t channel = 0; channel < segmentation.fields.size() && options.settings.estimatesField; ++channel) {
+  for (std::size_t channel = 0; channel < segmentation.fields.size() && options.settings.estimatesField;
+       ++channel) {
     const std::string number = segmentation.fields.size() > 1 ? "_" + std::to_string(channel + 1) : "";
-    const std::string bids = number.empty() ? "desc-biasfield" : "desc-biasfield" + std::to_string(channel + 1);
+    const std::string bids =
+        number.empty() ? "desc-biasfield" : "desc-biasfield" + std::to_string(channel + 1);
     writer.WriteField({"bias_field" + number, bids + "_map"}, segmentation.fields[channel]);
   }
   if (!segmentation.evidence) return;

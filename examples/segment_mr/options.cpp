@@ -47,17 +47,24 @@ constexpr const char* kFooter =
     "  segment_mr t1.nii.gz --method ecm --fuse t2.nii.gz --centroids 30,60,90 --fuse-centroids 120,80,50\n";
 
 void AddOptions(CLI::App& app, Options& options) {
-  app.add_option("IMAGE", options.channelPaths,
-                 "Image or volume to segment: .nii, .nii.gz, or .png\n(colours become their luminance); several are "
-                 "the channels of one\nscan, in one grid")
+  app.add_option(
+         "IMAGE", options.channelPaths,
+         "Image or volume to segment: .nii, .nii.gz, or .png\n(colours become their luminance); several are "
+         "the channels of one\nscan, in one grid")
       ->required();
-  app.add_flag("--each", options.takesEach,
-               "Several images are no channels: segment each into a folder of\nits name, with one row in summary.csv");
+  app.add_flag(
+      "--each", options.takesEach,
+      "Several images are no channels: segment each into a folder of\nits name, with one row in summary.csv");
   example::AddOutputOptions(app, options.output);
   example::AddChoice<Method>(
       app, "-m,--method", options.settings.method,
-      {{"tissue", Method::Tissue}, {"fcm", Method::FuzzyCMeans}, {"kmeans", Method::KMeans}, {"ecm", Method::EvidentialCMeans}}, "METHOD",
-      "tissue (tissues, their mixtures and a bias field: the default of\nvolumes), fcm (fuzzy c-means, that of planes), "
+      {{"tissue", Method::Tissue},
+       {"fcm", Method::FuzzyCMeans},
+       {"kmeans", Method::KMeans},
+       {"ecm", Method::EvidentialCMeans}},
+      "METHOD",
+      "tissue (tissues, their mixtures and a bias field: the default of\nvolumes), fcm (fuzzy c-means, that "
+      "of planes), "
       "kmeans, or ecm (evidential\n"
       "c-means: for undecided voxels and outliers; its labels alone are\nno tissue map)");
   example::AddNumber(app, "-c,--clusters", options.settings.clusters, 2, kMostClusters,
@@ -97,9 +104,10 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--threshold", options.threshold,
                  "Voxels at or below this intensity are outside; below 0 for CT\nor z-scores")
       ->capture_default_str();
-  app.add_flag("--denoise,!--no-denoise", options.denoises,
-               "Take the noise off first (the default with tissues of volumes);\nvoxels at 0 before or after it are "
-               "outside");
+  app.add_flag(
+      "--denoise,!--no-denoise", options.denoises,
+      "Take the noise off first (the default with tissues of volumes);\nvoxels at 0 before or after it are "
+      "outside");
   app.add_flag("--bias-field,!--no-bias-field", options.settings.estimatesField,
                "Of tissue: whether to look for a bias field (the default)");
   app.add_option("--sigma", options.sigma,
@@ -153,11 +161,14 @@ void RefuseWhatDoesNotApply(const CLI::App& app, const Options& options) {
   const bool isTissue = method == Method::Tissue;
   for (const char* name : kIterating)
     Require(app.count(name) == 0 || !isTissue, std::string(name) + " does not belong to --method tissue");
-  Require(app.count("--bias-field") == 0 || isTissue || options.isMethodOpen, "--bias-field needs --method tissue");
-  Require(!isTissue || options.settings.clusters <= example::kMostTissues, "--method tissue takes 2 to 16 classes");
+  Require(app.count("--bias-field") == 0 || isTissue || options.isMethodOpen,
+          "--bias-field needs --method tissue");
+  Require(!isTissue || options.settings.clusters <= example::kMostTissues,
+          "--method tissue takes 2 to 16 classes");
   Require(options.channelPaths.size() == 1 || options.takesEach || isTissue,
           "several images need --method tissue, or --each to be taken one by one");
-  Require(options.fusedPath.empty() || options.channelPaths.size() == 1, "--fuse takes one image and its second");
+  Require(options.fusedPath.empty() || options.channelPaths.size() == 1,
+          "--fuse takes one image and its second");
   for (const char* name : {"--alpha", "--rho", "--adjacent-sets"})
     Require(app.count(name) == 0 || method == Method::EvidentialCMeans,
             std::string(name) + " needs --method ecm");

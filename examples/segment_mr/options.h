@@ -13,20 +13,20 @@ namespace segment_mr {
 
 /// What the user asks for; every value is within its legal range.
 struct Options {
-  std::string imagePath;                 ///< the first channel
+  std::string imagePath;                  ///< the first channel
   std::vector<std::string> channelPaths;  ///< all channels, the first one included
   bool takesEach = false;                 ///< the images are no channels: one run for each
-  bool isMethodOpen = false;              ///< tissues, with denoising, for a volume; fuzzy c-means for a plane
-  bool isCountOpen = false;               ///< of the classes
+  bool isMethodOpen = false;  ///< tissues, with denoising, for a volume; fuzzy c-means for a plane
+  bool isCountOpen = false;   ///< of the classes
   example::OutputOptions output{"segment_mr_output", "", false};
   example::SegmentationSettings settings;
-  std::string fusedPath;     ///< second image; empty: none
-  std::string maskPath;      ///< empty: none
-  double threshold = 0.0;    ///< intensities at or below it are outside
-  std::optional<int> axis;   ///< 0, 1 or 2
-  std::optional<int> index;  ///< of the plane along the axis
+  std::string fusedPath;         ///< second image; empty: none
+  std::string maskPath;          ///< empty: none
+  double threshold = 0.0;        ///< intensities at or below it are outside
+  std::optional<int> axis;       ///< 0, 1 or 2
+  std::optional<int> index;      ///< of the plane along the axis
   std::optional<bool> denoises;  ///< before the segmentation; open: tissues of volumes
-  double sigma = 0.0;        ///< deviation of the noise; 0: estimated
+  double sigma = 0.0;            ///< deviation of the noise; 0: estimated
   example::Side side = example::Side::Radiological;
   example::Stopwatch clock;  ///< of the run
 };

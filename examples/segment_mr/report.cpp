@@ -114,7 +114,8 @@ std::string ClassTable(const GreyImage& image, const Segmentation& segmentation,
   }
   if (!segmentation.evidence) return table;
   return table + ClassRow("undecided", colours.back(), "",
-                          static_cast<double>(segmentation.evidence->undecidedVoxels), measure, inside, std::nullopt);
+                          static_cast<double>(segmentation.evidence->undecidedVoxels), measure, inside,
+                          std::nullopt);
 }
 
 // What belief and plausibility leave open of each class.
@@ -253,7 +254,8 @@ std::string TextReport(const GreyImage& image, const Inside& inside, const Segme
     text += Row("last change", Rounded(segmentation.changes.back(), 6));
   }
   text += Row("ended", segmentation.stopReason);
-  text += Row("took", Fixed(options.clock.Seconds(), 1) + " s, at most " + Fixed(example::PeakMebibytes(), 0) + " MiB");
+  text += Row("took", Fixed(options.clock.Seconds(), 1) + " s, at most " +
+                          Fixed(example::PeakMebibytes(), 0) + " MiB");
   if (segmentation.fused) text += Row("fused with", FusedText(*segmentation.fused, options));
   if (segmentation.evidence) text += EvidenceRows(image, segmentation);
   for (const std::string& warning : segmentation.warnings) text += Row("warning", warning);
@@ -312,8 +314,10 @@ std::string SummaryRow(const GreyImage& image, const Segmentation& segmentation,
   std::string row = "\"";
   for (const char character : options.imagePath) row.append(character == '"' ? 2 : 1, character);
   row.append("\",").append(NameOf(options.settings.method)).append(",");
-  row.append(std::to_string(segmentation.centroids.size())).append(segmentation.hasConverged ? ",yes," : ",no,");
-  return row.append(unit).append(",").append(centroids).append(",").append(amounts).append(",").append(softAmounts) +
+  row.append(std::to_string(segmentation.centroids.size()))
+      .append(segmentation.hasConverged ? ",yes," : ",no,");
+  return row.append(unit).append(",").append(centroids).append(",").append(amounts).append(",").append(
+             softAmounts) +
          "\n";
 }
 

@@ -181,6 +181,7 @@ void Warn(const SegmentationSettings& settings, Segmentation& result) {
 void ReadResults(MTH_CLUSTERING& engine, const std::vector<float>& conflict, const GreyImage& image,
                  const Inside& inside, const SegmentationSettings& settings, Segmentation& result) {
   const std::vector<int> order = OrderByIntensity(engine);
+  result.clusterOfClass = order;
   for (const int cluster : order) result.centroids.push_back(engine.GetCentroid(cluster)->Get(0, 0));
   if (settings.method == Method::EvidentialCMeans)
     result.evidence = ReadEvidence(engine, order, inside, conflict);
@@ -244,19 +245,22 @@ Segmentation DivideTissues(const std::vector<GreyImage>& channels, const Inside&
   CheckIntensities(SortedIntensities(image, inside));
   MTH_TISSUE_CLUSTERING engine(settings.clusters);
   engine.SetFieldEstimation(settings.estimatesField);
-  if (image.voxelSize) engine.SetVoxelSize((*image.voxelSize)[0], (*image.voxelSize)[1], (*image.voxelSize)[2]);
+  if (image.voxelSize)
+    engine.SetVoxelSize((*image.voxelSize)[0], (*image.voxelSize)[1], (*image.voxelSize)[2]);
   const auto [nx, ny, nz] = image.size;
   const std::uint8_t* mask = inside.isInside.data();
   std::vector<const double*> values;
   for (const GreyImage& channel : channels) values.push_back(channel.values.data());
   const bool isOne = channels.size() == 1;
   const double* left = confidence.empty() ? nullptr : confidence.data();
-  const bool hasRun = isOne ? engine.Segment(values[0], nx, ny, nz, mask, left)
-                            : engine.SegmentChannels(values.data(), static_cast<int>(values.size()), nx, ny, nz, mask);
+  const bool hasRun =
+      isOne ? engine.Segment(values[0], nx, ny, nz, mask, left)
+            : engine.SegmentChannels(values.data(), static_cast<int>(values.size()), nx, ny, nz, mask);
   if (!hasRun) {
     if (engine.GetStopReason() == MTH_STOP_REASON::Cancelled) throw Cancelled();
     if (engine.GetStopReason() == MTH_STOP_REASON::NoMemory) throw std::bad_alloc();
-    throw Failure("the image has too few different intensities for " + std::to_string(settings.clusters) + " tissues");
+    throw Failure("the image has too few different intensities for " + std::to_string(settings.clusters) +
+                  " tissues");
   }
   Segmentation result;
   result.hasConverged = true;
@@ -295,7 +299,8 @@ Inside FindInside(const GreyImage& image, double threshold, const GreyImage* mas
 Segmentation Segment(const GreyImage& image, const Inside& inside, const GreyImage* second,
                      const SegmentationSettings& settings) {
   Segmentation result;
-  MTH_CLUSTERING engine(settings.clusters, 1);
+  result.engine = std::make_shared<MTH_CLUSTERING>(settings.clusters, 1);
+  MTH_CLUSTERING& engine = *result.engine;
   result.start = Prepare(engine, image, inside, settings.centroids, settings);
   Run(engine, settings, result);
   result.stopReason = Mth_StopReasonText(engine.GetStopReason());

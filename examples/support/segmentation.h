@@ -2,11 +2,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "support/image.h"
+
+class MTH_CLUSTERING;
 
 namespace example {
 
@@ -33,7 +36,7 @@ struct SegmentationSettings {
   double rho = 2.0;                ///< evidential: distance of outliers, in mean distances to the centroids
   bool keepsAdjacentSets = false;  ///< evidential: no belief in sets of classes that are not neighbours
   std::vector<double> centroids;   ///< to start from; empty: spread over the intensity quantiles
-  bool estimatesField = true;  ///< tissues: whether places are brighter or darker than others
+  bool estimatesField = true;      ///< tissues: whether places are brighter or darker than others
   std::vector<double> fusedCentroids;  ///< those of the second image, in the order of the first one's classes
 };
 
@@ -88,6 +91,10 @@ struct Segmentation {
   std::vector<std::string> warnings;  ///< what the results should not be read without
   std::optional<Evidence> evidence;
   std::optional<FusedImage> fused;
+  /// The engine of the run, for questions about single voxels: its samples are the voxels inside, in their
+  /// order. None of tissues.
+  std::shared_ptr<MTH_CLUSTERING> engine;
+  std::vector<int> clusterOfClass;  ///< the engine's number of each class
 };
 
 /// Divides the voxels inside into tissues and their mixtures, with the field of each channel.

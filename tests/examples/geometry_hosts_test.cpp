@@ -89,7 +89,8 @@ TEST(RegisterLandmarks, RobustlyFindsTheTransformOfMostLandmarks) {
     const int y = 50 * (i >> 1 & 1);
     const int z = 60 * (i >> 2);
     const auto line = [i](int a, int b, int c) {
-      return "L" + std::to_string(i) + "," + std::to_string(a) + "," + std::to_string(b) + "," + std::to_string(c) + "\n";
+      return "L" + std::to_string(i) + "," + std::to_string(a) + "," + std::to_string(b) + "," +
+             std::to_string(c) + "\n";
     };
     first += line(x, y, z);
     second += i == 2 || i == 5 ? line(30 - y, x + 25, z + 15) : line(5 - y, x + 10, z + 7);

@@ -428,7 +428,8 @@ TEST(SegmentMr, ResultsCanBeTakenFurther) {
   EXPECT_EQ(Json::parse(ReadFile(folder / "result/sub-01_ses-2_dseg.json"))["LabelMap"]["2"], "GM");
 }
 
-// A volume of two tissues with a mixture between them and a field along x that a brightness alone cannot tell.
+// A volume of two tissues with a mixture between them and a field along x that a brightness alone cannot
+// tell.
 NiftiFile TissueVolume(std::vector<int>& truth) {
   NiftiFile file;
   file.dimensions = {3, 32, 24, 16, 1, 1, 1, 1};

@@ -39,41 +39,44 @@ inline bool ClickOn(const QWidget& widget, int count) {
   return Xdotool(arguments);
 }
 
-/// A display that calls a function when a progress bar of the inner display has just reached its middle.
+/// A display that calls a function when a progress bar of the inner display has just reached its middle, or
+/// another part of its way.
 class HalfwayDisplay : public STD_DISPLAY {
  public:
-  HalfwayDisplay(STD_DISPLAY& inner, std::function<void()> atHalf)
-      : inner_(inner), atHalf_(std::move(atHalf)) {}
+  HalfwayDisplay(STD_DISPLAY& inner, std::function<void()> atHalf, int parts = 2)
+      : inner_(inner), atHalf_(std::move(atHalf)), parts_(parts) {}
 
   int ShowMessage(const std::string& text, MessageKind kind, const std::string& caption) override {
     return inner_.ShowMessage(text, kind, caption);
   }
   std::unique_ptr<STD_WAIT_BAR_VIEW> CreateWaitBarView() override {
-    return std::make_unique<View>(inner_.CreateWaitBarView(), atHalf_);
+    return std::make_unique<View>(inner_.CreateWaitBarView(), atHalf_, parts_);
   }
 
  private:
   class View : public STD_WAIT_BAR_VIEW {
    public:
-    View(std::unique_ptr<STD_WAIT_BAR_VIEW> inner, const std::function<void()>& atHalf)
-        : inner_(std::move(inner)), atHalf_(atHalf) {}
+    View(std::unique_ptr<STD_WAIT_BAR_VIEW> inner, const std::function<void()>& atHalf, int parts)
+        : inner_(std::move(inner)), atHalf_(atHalf), parts_(parts) {}
     void SetTitle(const std::string& text) override { inner_->SetTitle(text); }
     void SetAction(const std::string& text) override { inner_->SetAction(text); }
     void SetMaximum(int maximum) override { inner_->SetMaximum(maximum_ = maximum); }
     void SetPosition(int position) override {
       inner_->SetPosition(position);
-      if (2 * position == maximum_) atHalf_();
+      if (parts_ * position == maximum_) atHalf_();
     }
     void Show() override { inner_->Show(); }
 
    private:
     std::unique_ptr<STD_WAIT_BAR_VIEW> inner_;
     const std::function<void()>& atHalf_;
+    int parts_;
     int maximum_ = 100;
   };
 
   STD_DISPLAY& inner_;
   std::function<void()> atHalf_;
+  int parts_;
 };
 
 }  // namespace mth_test
