@@ -72,14 +72,14 @@ std::vector<std::string> CertainNames() {
 }
 
 void WriteResults(example::Results& results, const GreyImage& image, const Inside& inside,
-                  const Segmentation& segmentation, const Options& options) {
+                  const Segmentation& segmentation, const std::string& text, const Options& options) {
   segment_mr::WritePictures(results, image, segmentation, segment_mr::LabelColours(segmentation),
                             options.side);
   results.WriteText("histogram.svg", segment_mr::DrawHistogram(image, segmentation));
   if (!segmentation.changes.empty())
     results.WriteText("convergence.svg", DrawConvergence(segmentation, options));
   if (example::IsNiftiPath(options.imagePath)) WriteMaps(results, image, segmentation, options);
-  results.WriteText("report.txt", TextReport(image, inside, segmentation, options));
+  results.WriteText("report.txt", text);
   const std::string json = JsonReport(image, inside, segmentation, options, results.GetNames());
   results.WriteText("report.json", json);
   results.WriteTextFile(options.output.jsonPath, json);
@@ -152,9 +152,10 @@ std::string SegmentScan(Options options) {
   const Inside inside = FindInsideOfAll(image, others, mask ? &*mask : nullptr, options);
   const Segmentation segmentation = isTissue ? DivideTissues(channels, inside, confidence, options.settings)
                                              : Segment(image, inside, fused, options.settings);
-  WriteResults(results, image, inside, segmentation, options);
+  const std::string text = TextReport(image, inside, segmentation, options);
+  WriteResults(results, image, inside, segmentation, text, options);
 
-  std::printf("%s\n", TextReport(image, inside, segmentation, options).c_str());
+  std::printf("%s\n", text.c_str());
   TellDropped(image, inside, options);
   std::printf("%zu files written into %s: panel.png shows the classes at a glance\n",
               results.GetNames().size(), options.output.path.c_str());

@@ -150,10 +150,11 @@ void WriteMaps(example::Results& results, const GreyImage& image, const Segmenta
   }
   for (std::size_t channel = 0; channel < segmentation.fields.size() && options.settings.estimatesField;
        ++channel) {
-    const std::string number = segmentation.fields.size() > 1 ? "_" + std::to_string(channel + 1) : "";
-    const std::string bids =
-        number.empty() ? "desc-biasfield" : "desc-biasfield" + std::to_string(channel + 1);
-    writer.WriteField({"bias_field" + number, bids + "_map"}, segmentation.fields[channel]);
+    const bool isOne = segmentation.fields.size() == 1;
+    const std::string number = isOne ? "" : std::to_string(channel + 1);
+    std::string name = "bias_field";
+    if (!isOne) name.append("_").append(number);
+    writer.WriteField({name, "desc-biasfield" + number + "_map"}, segmentation.fields[channel]);
   }
   if (!segmentation.evidence) return;
   writer.WriteShares({"undecided", "label-undecided_probseg"}, "mass on sets of several classes",
