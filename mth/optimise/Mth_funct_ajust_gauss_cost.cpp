@@ -18,6 +18,10 @@ int ParametersCount(int gaussians) {
   return gaussians > kMost ? -1 : kParametersPerGaussian * std::max(gaussians, 0);
 }
 
+void AddScaled(double factor, const double* __restrict values, int count, double* __restrict sums) {
+  for (int i = 0; i < count; ++i) sums[i] += factor * values[i];
+}
+
 }  // namespace
 
 MTH_FUNCT_AJUST_GAUSS_COST::MTH_FUNCT_AJUST_GAUSS_COST(double* data, int count, int gaussians)
@@ -47,7 +51,7 @@ double MTH_FUNCT_AJUST_GAUSS_COST::SquaredError() const {
       const double* const gaussian = GetParameters() + kParametersPerGaussian * std::ptrdiff_t{g};
       const double height = gaussian[0] / (std::sqrt(kTwoPi) * gaussian[2]);
       const double* const bells = cache_->Bells(g, gaussian[1], gaussian[2]);
-      for (int i = 0; i < length; ++i) model[i] += height * bells[i];
+      AddScaled(height, bells, length, model);
     }
     for (int i = 0; i < length; ++i) error += (data_[first + i] - model[i]) * (data_[first + i] - model[i]);
   }

@@ -2,6 +2,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <tuple>
 #include <utility>
 
@@ -114,10 +115,28 @@ Scans PartitionBlockwise(KeyedRows<T> rows, T pivot, Scans scans) {
   return {left.Position(), right.Position()};
 }
 
+// Whether all keys of a part have the same bits: each then has those of its neighbour.
+template <class T>
+bool AreAllSame(const T* keys, Index first, Index last) {
+  return std::memcmp(keys + first, keys + first + 1, static_cast<std::size_t>(last - first) * sizeof(T)) == 0;
+}
+
+// What Partition does to a part whose keys are all the same: every entry stops its scan and changes places
+// with its mirror image, which only the companions show.
+template <class T>
+Scans PartitionSame(KeyedRows<T> rows, Index first, Index last) {
+  std::reverse(rows.companions + first + 2, rows.companions + last);
+  const Index exchanges = (last - first - 1) / 2;
+  const Scans scans{first + 2 + exchanges, last - 1 - exchanges};
+  std::swap(rows.companions[first + 1], rows.companions[scans.right]);
+  return scans;
+}
+
 // Partitions around the pivot at first + 1, to which the ends are already ordered: they stop the scans.
 // A NaN stops them too, so neither ever leaves the part.
 template <class T>
 Scans Partition(KeyedRows<T> rows, Index first, Index last) {
+  if (AreAllSame(rows.keys, first, last)) return PartitionSame(rows, first, last);
   const T pivot = rows.keys[first + 1];
   Scans scans{first + 1, last};
   if (last - first >= kBlockwiseSpan) scans = PartitionBlockwise(rows, pivot, scans);
