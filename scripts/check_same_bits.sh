@@ -9,26 +9,19 @@ mkdir -p build/bits
 failures=0
 check() { "$@" || failures=$((failures + 1)); }
 
-# compare_sets WHAT FOLDER: every instruction set that this machine has; the others repeat the best of them.
-compare_sets() {
-  local set
-  for set in baseline avx2 avx512; do
-    check compare_bits "$1, $set" "$2/tests/support/operation_hashes" --highest $set
-  done
-}
-
 cmake --build build/release --target operation_hashes >/dev/null || exit 1
-compare_sets "g++ -O3" build/release
+check compare_sets "g++ -O3" build/release/tests/support/operation_hashes
 
 # A host whose own code wants other arithmetic. The linker is not given -ffast-math: it would set flush-to-zero for the
 # whole program.
 configure_build host-flags "-DCMAKE_CXX_FLAGS=-march=native -ffp-contract=fast -ffast-math -O2" && build_targets host-flags operation_hashes || exit 1
-compare_sets "host's flags -march=native -ffp-contract=fast -ffast-math" build/bits/host-flags
+check compare_sets "host's flags -march=native -ffp-contract=fast -ffast-math" \
+  build/bits/host-flags/tests/support/operation_hashes
 check scripts/check_fused.sh build/bits/host-flags/mth/libmth.a
 
 if command -v clang++ >/dev/null; then
   configure_build clang-O0 -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0 && build_targets clang-O0 operation_hashes || exit 1
-  compare_sets "clang++ -O0" build/bits/clang-O0
+  check compare_sets "clang++ -O0" build/bits/clang-O0/tests/support/operation_hashes
 fi
 
 if [ "${1-}" != --native ]; then

@@ -60,6 +60,21 @@ compare_bits() {
   echo "$what: the same bits in $(wc -l <build/bits/answers) operations"
 }
 
+# compare_sets WHAT COMMAND...: the bits under each instruction set that the machine has, and a word on the others.
+compare_sets() {
+  local what=$1 set sets status=0
+  shift
+  sets=$("$@" --sets 2>/dev/null | tr -d '\r')
+  for set in baseline avx2 avx512; do
+    if grep -qx $set <<<"$sets"; then
+      compare_bits "$what, $set" "$@" --highest $set || status=1
+    else
+      echo "$what: $set is not on this machine"
+    fi
+  done
+  return $status
+}
+
 # build_and_run_tests NAME [room...]: the test programs of these rooms, or of all, run by CTest.
 build_and_run_tests() {
   local name=$1 targets=(all) filter=() room

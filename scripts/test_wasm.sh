@@ -4,10 +4,8 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/other_builds.sh
 need_packages "${1-}" emscripten nodejs cmake ninja-build
-export EM_CACHE="$PWD/build/bits/emscripten-cache"
 
 for kind in scalar simd; do
-  emcmake cmake --version >/dev/null
   configure_build "wasm-$kind" -DCMAKE_TOOLCHAIN_FILE=/usr/share/emscripten/cmake/Modules/Platform/Emscripten.cmake \
     -DCMAKE_CXX_FLAGS="$([ $kind = simd ] && echo -msimd128)"
   build_targets "wasm-$kind" operation_hashes

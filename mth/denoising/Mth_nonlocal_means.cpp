@@ -1,6 +1,7 @@
 #include <algorithm>
-#include <bit>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/denoising/Mth_nonlocal_means_internal.h"

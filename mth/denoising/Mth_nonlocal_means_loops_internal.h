@@ -35,7 +35,10 @@ MTH_INLINE V DecayingExponential(V x) {
   // The low bits of the shifted number are the whole one: they become the exponent of a power of two.
   V power;
   if constexpr (sizeof(V) == sizeof(float)) {
-    power = std::bit_cast<float>((std::bit_cast<std::int32_t>(shifted) + 127) << 23);
+    std::int32_t bits;  // not std::bit_cast, which not every standard library has
+    std::memcpy(&bits, &shifted, sizeof bits);
+    bits = static_cast<std::int32_t>(static_cast<std::uint32_t>(bits + 127) << 23);
+    std::memcpy(&power, &bits, sizeof power);
   } else {
     using Wholes = typename WholesOf<V>::Type;
     power = (V)(((Wholes)shifted + 127) << 23);

@@ -32,6 +32,8 @@ struct Options {
 
 int Usage() {
   std::fputs(
+      "operation_hashes --sets\n"
+      "  tells the instruction sets that run here, one a line\n"
       "operation_hashes [--highest baseline|avx2|avx512] [--only PART_OF_NAME] [--compare FILE | --record "
       "FILE]\n"
       "  prints a line \"name hash\" per operation and one over all; --record writes them to the file;\n"
@@ -154,9 +156,18 @@ int Compare(const Hashes& hashes, const Hashes& recorded, bool isPart) {
   return differences;
 }
 
+// Those of this machine and build; a set that is not here would silently repeat the best that is.
+int TellSets() {
+  for (const auto& [name, set] : kSets) {
+    if (set <= mth_internal::BestInstructionSet()) std::printf("%s\n", name);
+  }
+  return 0;
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
+  if (count == 2 && std::strcmp(arguments[1], "--sets") == 0) return TellSets();
   const auto options = Parse(count, arguments);
   if (!options) return Usage();
   const mth_internal::InstructionSetScope scope(options->highest);
