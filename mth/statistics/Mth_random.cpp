@@ -9,6 +9,7 @@
 #include <ctime>
 #include <limits>
 
+#include "mth/core/Mth_compiler_internal.h"
 #include "mth/statistics/Mth_congruence_internal.h"
 #include "mth/statistics/Mth_normal_pair_internal.h"
 
@@ -48,9 +49,17 @@ bool IsStream(short stream) {
 }
 
 // Family of subtractive generators: five tables, one pair of cursors.
+//
+// A stream that draws alone is a pass through its table ahead: the new entries and their deviates are
+// computed together, in vector lanes, and a draw only takes the next one. The table itself stays that of the
+// last pass until the pass is over or another stream moves the cursors; then it takes over the entries that
+// have been drawn.
 class SubtractiveFamily {
  public:
-  void Seed(short stream) { StreamOf(stream).seed = -ReadClock(); }
+  void Seed(short stream) {
+    EndPass();
+    StreamOf(stream).seed = -ReadClock();
+  }
 
   // Whether draws give anything but zeros.
   bool IsAlive(short stream) const {
@@ -58,9 +67,11 @@ class SubtractiveFamily {
     return state.seed < 0 || state.hasTable;
   }
 
+  // -1 for a stream that does not exist.
   double Draw(short stream) {
-    Stream& state = StreamOf(stream);
-    return state.seed < 0 ? DrawFirst(state) : DrawNext(state);
+    if (stream == ahead_ && next_ < kTableSize) [[likely]]
+      return deviates_[++next_];
+    return DrawSlowly(stream);
   }
 
  private:
@@ -69,6 +80,7 @@ class SubtractiveFamily {
   static constexpr std::int32_t kModulus = 1000000000;
   static constexpr std::int32_t kSeedOffset = 161803398;
   static constexpr double kFactor = 1e-9;
+  static constexpr int kNoStream = std::numeric_limits<int>::min();  // equal to no short
 
   struct Stream {
     std::int32_t seed = 0;  // negative: what to build the table from
@@ -82,18 +94,49 @@ class SubtractiveFamily {
     return difference < 0 ? difference + kModulus : difference;
   }
 
-  double DrawFirst(Stream& state) {
-    BuildTable(state);
-    return DrawNext(state);
+  // Not inlined: the draws of a pass would have to save registers for it.
+  MTH_NOINLINE double DrawSlowly(short stream) {
+    if (!IsStream(stream)) return -1.0;
+    const bool drewLast = stream == last_;
+    EndPass();
+    last_ = stream;
+    Stream& state = StreamOf(stream);
+    if (state.seed < 0) BuildTable(state);
+    if (next_ == kTableSize) next_ = 0;
+    if (next_ == 0 && drewLast) {
+      BeginPass(stream);
+      return deviates_[++next_];
+    }
+    return DrawAlone(state);
   }
 
-  double DrawNext(Stream& state) {
-    if (++next_ > kTableSize) [[unlikely]]
-      next_ = 1;
+  double DrawAlone(Stream& state) {
+    ++next_;
     const std::size_t subtracted = next_ > kTableSize - kLag ? next_ - (kTableSize - kLag) : next_ + kLag;
     std::int32_t& entry = state.table[next_];
     entry = Wrap(entry - state.table[subtracted]);
-    return std::min(entry * kFactor, kLargestUniform);
+    return Deviate(entry);
+  }
+
+  static double Deviate(std::int32_t entry) { return std::min(entry * kFactor, kLargestUniform); }
+
+  // The entries of a whole pass. Those that are subtracted lie kLag ahead, or, from the 25th on, have been
+  // made anew by this pass, 24 before: so many are independent of one another.
+  void BeginPass(short stream) {
+    constexpr std::size_t kSpan = kTableSize - kLag;
+    const auto& table = StreamOf(stream).table;
+    for (std::size_t i = 1; i <= kSpan; ++i) entries_[i] = Wrap(table[i] - table[i + kLag]);
+    for (std::size_t i = kSpan + 1; i <= 2 * kSpan; ++i) entries_[i] = Wrap(table[i] - entries_[i - kSpan]);
+    for (std::size_t i = 2 * kSpan + 1; i <= kTableSize; ++i)
+      entries_[i] = Wrap(table[i] - entries_[i - kSpan]);
+    for (std::size_t i = 1; i <= kTableSize; ++i) deviates_[i] = Deviate(entries_[i]);
+    ahead_ = stream;
+  }
+
+  void EndPass() {
+    if (ahead_ == kNoStream) return;
+    std::copy_n(entries_.begin() + 1, next_, StreamOf(static_cast<short>(ahead_)).table.begin() + 1);
+    ahead_ = kNoStream;
   }
 
   void BuildTable(Stream& state) {
@@ -123,6 +166,10 @@ class SubtractiveFamily {
   // One cursor for two: the one of the subtracted entries goes kLag places ahead, for all streams alike.
   // Before there is any table all entries are 0, and places do not matter.
   std::size_t next_ = 0;
+  int last_ = kNoStream;   // the stream that drew last
+  int ahead_ = kNoStream;  // the stream whose pass is computed
+  std::array<std::int32_t, kTableSize + 1> entries_{};
+  std::array<double, kTableSize + 1> deviates_{};
 };
 
 constinit SubtractiveFamily family1{};
@@ -165,7 +212,7 @@ class CombinedGenerator {
   static constexpr double kScale = 1.0 / kModulus;
 
   // Not inlined: Draw would have to save registers for it.
-  [[gnu::noinline]] float DrawExactly(long* idum) {
+  MTH_NOINLINE float DrawExactly(long* idum) {
     const std::uint32_t first = First::Step(Enter(*idum));
     const std::uint32_t output = Subtract(table_[index_], second_);
     Keep(idum, first, Second::Step(second_), output / kEntrySpan);
@@ -246,8 +293,6 @@ bool Mth_InitRandom1(short stream) {
 }
 
 double Mth_Random1(short stream) {
-  if (!IsStream(stream)) [[unlikely]]
-    return -1.0;
   return family1.Draw(stream);
 }
 

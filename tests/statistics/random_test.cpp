@@ -4,9 +4,11 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <ctime>
 #include <limits>
 #include <map>
+#include <random>
 #include <utility>
 #include <vector>
 
@@ -114,6 +116,72 @@ TEST(Random, StreamsOfAFamilyShareTheirCursors) {
   EXPECT_TRUE(Mth_InitRandom2(0, 0, 1));
   Mth_Random2(0);  // another family
   EXPECT_EQ(Mth_Random1(1), reference[5]);
+}
+
+// Knuth's generator as it is published, one table for each stream and one pair of cursors for all.
+class SubtractiveRecurrences {
+ public:
+  void Seed(int stream, int hundredths) { seeds_[stream] = -hundredths; }
+
+  double Draw(int stream) {
+    auto& ma = tables_[stream];
+    if (seeds_[stream] < 0) {
+      long mj = (161803398 - std::labs(seeds_[stream])) % 1000000000;
+      ma[55] = mj;
+      long mk = 1;
+      for (int i = 1; i <= 54; ++i) {
+        const int ii = (21 * i) % 55;
+        ma[ii] = mk;
+        mk = mj - mk;
+        if (mk < 0) mk += 1000000000;
+        mj = ma[ii];
+      }
+      for (int k = 1; k <= 4; ++k) {
+        for (int i = 1; i <= 55; ++i) {
+          ma[i] -= ma[1 + (i + 30) % 55];
+          if (ma[i] < 0) ma[i] += 1000000000;
+        }
+      }
+      inext_ = 0;
+      inextp_ = 31;
+      seeds_[stream] = 1;
+    }
+    if (++inext_ == 56) inext_ = 1;
+    if (++inextp_ == 56) inextp_ = 1;
+    long mj = ma[inext_] - ma[inextp_];
+    if (mj < 0) mj += 1000000000;
+    ma[inext_] = mj;
+    return std::min(static_cast<double>(mj) * 1e-9, kLargestUniform);
+  }
+
+ private:
+  long seeds_[3] = {};
+  long tables_[3][56] = {};
+  int inext_ = 0;
+  int inextp_ = 0;
+};
+
+// Streams that take turns, for one draw or for hundreds, and are seeded anew in between.
+TEST(Random, StreamsThatTakeTurnsFollowTheirRecurrences) {
+  std::mt19937 engine(37);
+  SubtractiveRecurrences recurrences;
+  for (int stream = 0; stream < 3; ++stream) {
+    Seed(static_cast<short>(stream), 1000 + stream);
+    recurrences.Seed(stream, 1000 + stream);
+    EXPECT_EQ(Mth_Random1(static_cast<short>(stream)), recurrences.Draw(stream));
+  }
+  int wrong = 0;
+  for (int turn = 0; turn < 4000; ++turn) {
+    const int stream = static_cast<int>(engine() % 3);
+    if (engine() % 50 == 0) {
+      Seed(static_cast<short>(stream), turn + 1);
+      recurrences.Seed(stream, turn + 1);
+    }
+    if (engine() % 50 == 0) Mth_Random1(-1);
+    for (auto draws = engine() % (turn % 4 == 0 ? 300 : 4); draws > 0; --draws)
+      wrong += Mth_Random1(static_cast<short>(stream)) != recurrences.Draw(stream) ? 1 : 0;
+  }
+  EXPECT_EQ(wrong, 0);
 }
 
 TEST(Random, BadAndUnseededStreamsAnswerWithoutDrawing) {
