@@ -195,6 +195,9 @@ MTH_INLINE V SquareRoots(V values) {
 }
 
 // Whether some lane of a comparison's result is true.
+MTH_INLINE bool HasAny(bool isTrue) {
+  return isTrue;
+}
 MTH_INLINE bool HasAny(LaneIndices mask) {
 #if MTH_VECTOR_BYTES == 64
   return _mm512_movepi64_mask(__m512i(mask)) != 0;

@@ -1,0 +1,130 @@
+// Arctangent, arcsine and arccosine, of Mth_elementary_loops_internal.h.
+
+// Of |x|: of a slope in [0, 1], or of its reciprocal from there on, by a tabled angle near it:
+// arctan(n / d) = arctan c + arctan((n - c d) / (d + c n)).
+template <class V>
+MTH_INLINE V Arctangent(V x) {
+  constexpr double kLargest = 0x1p100;  // its arctangent is pi / 2 as those of all larger ones
+  constexpr double kTableStep = 37.0 / 256.0;
+  constexpr double kSeries[] = {-0x1.36b0cf7f7aec4p-4, 0x1.74564947c799fp-4,  -0x1.c71c6ce79efdp-4,
+                                0x1.24924923c8405p-3,  -0x1.999999999981bp-3, 0x1.5555555555555p-2};
+  const V whole = Magnitude(x);
+  const V size = whole > kLargest ? Spread<V>(kLargest) : whole;
+  const auto isSteep = size > 1.0;
+  const V n = isSteep ? Spread<V>(1.0) : size;
+  const V d = isSteep ? size : Spread<V>(1.0);
+
+  // 1 + i / 8 for the nearest c = 37 i / 256: the three bits behind its point are i, whatever the rounding
+  // mode.
+  const auto bits = ToBits((n / d) * (1.0 / (8.0 * kTableStep)) + (1.0 + 1.0 / 16.0)) & 0xFFFE000000000000ULL;
+  const V c = (FromBits<V>(bits) - 1.0) * (8.0 * kTableStep);
+  const Place<V> place = PlaceAt<V>(bits >> 49);
+
+  // The quotient and its rest.
+  const V dHead = Head(d);
+  const V top = (n - c * dHead) - c * (d - dHead);  // exact but for the last step, which counts where d > 1: hardly
+  const V bottom = d + c * n;
+  const V nHead = Head(n);
+  const V bottomRest = (c * nHead - (bottom - d)) + c * (n - nHead);
+  const V reciprocal = 1.0 / bottom;
+  const V t = top * reciprocal;
+  const V product = t * bottom;
+  const V missing = ((top - product) - ProductRest(t, bottom, product)) - t * bottomRest;
+  const V tRest = missing * reciprocal;
+
+  const V square = t * t;
+  const V sign = isSteep ? Spread<V>(-1.0) : Spread<V>(1.0);
+  const V base = (isSteep ? Spread<V>(kHalfPi) : V{}) + sign * Lookup(kArctangents, place);  // exact
+  const V baseRest = (isSteep ? Spread<V>(kHalfPiRest) : V{}) + sign * Lookup(kArctangentRests, place);
+  const V step = sign * t;
+  const V sum = base + step;
+  const V bent = t * (square * Polynomial<V>(square, kSeries));
+  return WithSignOf<V>(sum + (((base - sum) + step) + (baseRest + sign * (tRest - bent))), x);
+}
+
+// The arcsine is s + s^3 P(s^2) of s = |x| up to 1/2; beyond, it is pi / 2 - 2 arcsin s of s = sqrt((1 - |x|)
+// / 2).
+template <class V>
+struct ArcsineParts {
+  V s;
+  V rest;   // of s
+  V cube;   // most of arcsin s - s, exact
+  V small;  // what is left of that
+};
+// The first 24 bits.
+template <class V>
+MTH_INLINE V ShortHead(V x) {
+  return FromBits<V>(ToBits(x) & 0xFFFFFFFFE0000000ULL);
+}
+template <class V, class Mask>
+MTH_INLINE ArcsineParts<V> TakeArcsine(V size, Mask isLarge) {
+  constexpr double kMeanSeries = 11.0 / 64.0;  // P between 0 and 1/4, of few bits
+  constexpr double kSeries[] = {0x1.d78189767524ep-6,
+                                -0x1.e7a24f548c99fp-7,
+                                0x1.1d661531b222ep-6,
+                                0x1.653a8f8cfd43cp-8,
+                                0x1.524ea8b3aad31p-7,
+                                0x1.78246f32d075cp-7,
+                                0x1.c9cf3759fd8ffp-7,
+                                0x1.1c4d343fa57f6p-6,
+                                0x1.6e8bb1d89492bp-6,
+                                0x1.f1c71c1d4aa0dp-6,
+                                0x1.6db6db6e3292ep-5,
+                                0x1.3333333332ec4p-4,
+                                0x1.5555555555556p-3 - kMeanSeries};
+  const V square = isLarge ? (1.0 - size) * 0.5 : size * size;
+  V s = size;
+  V rest{};
+  if (sizeof(V) > sizeof(double) || HasAny(isLarge)) {  // a single number goes without the root where it can
+    const V root = SquareRoots<V>(square);
+    const V rootHead = ShortHead(root);
+    const V rootTail = root - rootHead;
+    const V missing = ((square - rootHead * rootHead) - 2.0 * rootHead * rootTail) - rootTail * rootTail;
+    s = isLarge ? root : size;
+    rest = isLarge ? missing / (root + (root + 0x1p-1000)) : rest;  // 0 of a root of 0
+  }
+  const V sHead = ShortHead(s);
+  const V squareHead = ShortHead(square);
+  const V cubeRest = sHead * (square - squareHead) + (s - sHead) * square;
+  const V variation = s * (square * TwoChains<V>(square, square * square, kSeries));
+  return {s, rest, kMeanSeries * (sHead * squareHead), kMeanSeries * cubeRest + variation};
+}
+
+// base + direction arcsin s, where the direction is 1, 2 or minus those; each step of the sum is smaller.
+template <class V>
+MTH_INLINE V AddArcsine(V base, V baseRest, V direction, const ArcsineParts<V>& parts) {
+  const V step = direction * parts.s;
+  const V cube = direction * parts.cube;
+  const V first = base + step;
+  const V firstRest = (base - first) + step;
+  const V second = first + cube;
+  const V secondRest = (first - second) + cube;
+  return second + ((firstRest + secondRest) + (baseRest + direction * (parts.small + parts.rest)));
+}
+
+template <class V>
+MTH_INLINE V Arcsine(V x) {
+  const V size = Magnitude(x);
+  const auto isLarge = size > 0.5;
+  const ArcsineParts<V> parts = TakeArcsine<V>(size, isLarge);
+  const V base = isLarge ? Spread<V>(kHalfPi) : V{};
+  const V baseRest = isLarge ? Spread<V>(kHalfPiRest) : V{};
+  const V direction = isLarge ? Spread<V>(-2.0) : Spread<V>(1.0);
+  return WithSignOf<V>(AddArcsine(base, baseRest, direction, parts), x);
+}
+
+// pi / 2 - arcsin x; beyond 1/2, 2 arcsin s, and below -1/2 what that misses from pi.
+template <class V>
+MTH_INLINE V Arccosine(V x) {
+  const V size = Magnitude(x);
+  const auto isLarge = size > 0.5;
+  const ArcsineParts<V> parts = TakeArcsine<V>(size, isLarge);
+  const V factor = isLarge ? Spread<V>(2.0) : Spread<V>(1.0);
+  const V sign = x < 0.0 ? Spread<V>(1.0) : Spread<V>(-1.0);
+  const auto isNearOne = isLarge & (x > 0.0);
+  const auto isNearMinusOne = isLarge & (x < 0.0);
+  const V base = isNearOne ? V{} : isNearMinusOne ? Spread<V>(2.0 * kHalfPi) : Spread<V>(kHalfPi);
+  const V baseRest = isNearOne ? V{} : isNearMinusOne ? Spread<V>(2.0 * kHalfPiRest) : Spread<V>(kHalfPiRest);
+  const V direction = (isLarge ? -sign : sign) * factor;
+  return AddArcsine(base, baseRest, direction, parts);
+}
