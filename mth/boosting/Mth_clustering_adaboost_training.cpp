@@ -8,6 +8,7 @@
 #include "mth/boosting/Mth_cell_scores_internal.h"
 #include "mth/boosting/Mth_clustering_adaboost.h"
 #include "mth/boosting/Mth_clustering_tree_internal.h"
+#include "mth/core/Mth_elementary_internal.h"
 #include "std/Std_display.h"
 
 // The frame of the three variants, and their confidence rules.
@@ -30,7 +31,7 @@ struct RealRule {
   static constexpr bool kUsesInvertedWeights = false;
   bool operator()(const CellSums& sums, double* const confidence) const {
     constexpr double kEpsilon = 2.2204e-16;  // keeps the logarithm of a pure cell finite
-    *confidence = 0.5 * std::log((sums.positive + kEpsilon) / (sums.negative + kEpsilon));
+    *confidence = 0.5 * mth_internal::Logarithm((sums.positive + kEpsilon) / (sums.negative + kEpsilon));
     return true;
   }
 };
@@ -97,7 +98,7 @@ struct MTH_CLUSTERING_ADABOOST::Boosting {
 
   void SetWeights(const double exponentOfOne) {
     for (std::size_t i = 0; i < weights.size(); ++i)
-      weights[i] = std::exp(-labels[i] * scores[i] - exponentOfOne);
+      weights[i] = mth_internal::Exponential(-labels[i] * scores[i] - exponentOfOne);
   }
 
   void InvertWeights() {

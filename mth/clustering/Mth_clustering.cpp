@@ -19,7 +19,7 @@ using mth_internal::ShowInformation;
 namespace {
 
 int CountSubsets(int clustersCount) {
-  const double count = std::pow(2.0, clustersCount);
+  const double count = std::ldexp(1.0, clustersCount);
   return static_cast<int>(std::min(count, static_cast<double>(std::numeric_limits<int>::max())));
 }
 

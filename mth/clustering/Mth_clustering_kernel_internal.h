@@ -49,7 +49,7 @@ inline int CountFactors(double exponent) {
   return isProduct ? static_cast<int>(exponent) : 0;
 }
 
-/// How x to the power `exponent` is taken: as a product, or as the C library rounds it.
+/// How x to the power `exponent` is taken: as a product, or by the power function.
 struct PowerRule {
   explicit PowerRule(double value) : exponent(value), factors(CountFactors(value)) {}
   double exponent;

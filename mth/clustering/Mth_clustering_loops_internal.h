@@ -2,7 +2,7 @@
 // across the clusters of one sample: a sum over samples is one chain, in sample order, and several such
 // chains run side by side.
 
-#include "mth/core/Mth_lanes_internal.h"
+#include "mth/core/Mth_elementary_loops_internal.h"
 
 using SumLanes = Doubles<kSumLanes>;
 
@@ -73,12 +73,7 @@ struct ProductPower {
 
 struct AnyPower {
   double exponent;
-  Lanes operator()(const Lanes& base) const {
-    double power[kLanes];
-    Store(power, base);
-    for (double& lane : power) lane = std::pow(lane, exponent);
-    return Load<Lanes>(power);
-  }
+  Lanes operator()(const Lanes& base) const { return Power<Lanes>(base, Spread<Lanes>(exponent)); }
 };
 
 template <class Function>

@@ -16,7 +16,7 @@ namespace {
 
 double PositivePower(double x, double exponent) {
   const int factors = CountFactors(std::abs(exponent));
-  if (factors == 0) return baseline::Exponential<double>(exponent * baseline::Logarithm<double>(x));
+  if (factors == 0) return Exponential(exponent * Logarithm(x));
   double product = x;
   for (int factor = 1; factor < factors; ++factor) product *= x;
   return exponent > 0.0 ? product : 1.0 / product;

@@ -1,7 +1,7 @@
 // The hot loops of evidential c-means, compiled per instruction set. Lanes run across the samples of a block;
 // sums over samples are taken afterwards, each one chain in sample order, several chains side by side.
 
-#include "mth/core/Mth_exp_log_loops_internal.h"
+#include "mth/core/Mth_elementary_loops_internal.h"
 
 namespace evidential {
 

@@ -1,49 +1,64 @@
 // Arctangent, arcsine and arccosine, of Mth_elementary_loops_internal.h.
 
-// Of |x|: of a slope in [0, 1], or of its reciprocal from there on, by a tabled angle near it:
+// An angle to count from and the direction to go: base + sign angle.
+template <class V>
+struct Bearing {
+  V base;  // to 42 places
+  V baseRest;
+  V sign;
+};
+
+// base + sign arctan(n / d) for 0 <= n <= d, by a tabled angle near it:
 // arctan(n / d) = arctan c + arctan((n - c d) / (d + c n)).
 template <class V>
-MTH_INLINE V Arctangent(V x) {
-  constexpr double kLargest = 0x1p100;  // its arctangent is pi / 2 as those of all larger ones
+MTH_INLINE V AddAngle(const Bearing<V>& bearing, V n, V d) {
   constexpr double kTableStep = 37.0 / 256.0;
   constexpr double kSeries[] = {-0x1.36b0cf7f7aec4p-4, 0x1.74564947c799fp-4,  -0x1.c71c6ce79efdp-4,
                                 0x1.24924923c8405p-3,  -0x1.999999999981bp-3, 0x1.5555555555555p-2};
-  const V whole = Magnitude(x);
-  const V size = whole > kLargest ? Spread<V>(kLargest) : whole;
-  const auto isSteep = size > 1.0;
-  const V n = isSteep ? Spread<V>(1.0) : size;
-  const V d = isSteep ? size : Spread<V>(1.0);
-
-  // 1 + i / 8 for the nearest c = 37 i / 256: the three bits behind its point are i, whatever the rounding
-  // mode.
+  // 1 + i / 8 for the nearest c = 37 i / 256: the three bits behind its point are i in every rounding mode.
   const auto bits = ToBits((n / d) * (1.0 / (8.0 * kTableStep)) + (1.0 + 1.0 / 16.0)) & 0xFFFE000000000000ULL;
   const V c = (FromBits<V>(bits) - 1.0) * (8.0 * kTableStep);
   const Place<V> place = PlaceAt<V>(bits >> 49);
 
   // The quotient and its rest.
   const V dHead = Head(d);
-  const V top = (n - c * dHead) - c * (d - dHead);  // exact but for the last step, which counts where d > 1: hardly
+  const V large = n - c * dHead;    // exact
+  const V small = c * (d - dHead);  // exact
+  const V top = large - small;
+  const V topRest = (large - top) - small;
   const V bottom = d + c * n;
   const V nHead = Head(n);
   const V bottomRest = (c * nHead - (bottom - d)) + c * (n - nHead);
   const V reciprocal = 1.0 / bottom;
   const V t = top * reciprocal;
-  const V product = t * bottom;
-  const V missing = ((top - product) - ProductRest(t, bottom, product)) - t * bottomRest;
-  const V tRest = missing * reciprocal;
+  const V tHead = Head(t);
+  const V bottomHead = Head(bottom);
+  const V missing = (top - tHead * bottomHead) - (tHead * (bottom - bottomHead) + (t - tHead) * bottom);
+  const V tRest = (missing + (topRest - t * bottomRest)) * reciprocal;
 
   const V square = t * t;
-  const V sign = isSteep ? Spread<V>(-1.0) : Spread<V>(1.0);
-  const V base = (isSteep ? Spread<V>(kHalfPi) : V{}) + sign * Lookup(kArctangents, place);  // exact
-  const V baseRest = (isSteep ? Spread<V>(kHalfPiRest) : V{}) + sign * Lookup(kArctangentRests, place);
+  const V sign = bearing.sign;
+  const V base = bearing.base + sign * Lookup(kArctangents, place);  // exact
+  const V baseRest = bearing.baseRest + sign * Lookup(kArctangentRests, place);
   const V step = sign * t;
   const V sum = base + step;
   const V bent = t * (square * Polynomial<V>(square, kSeries));
-  return WithSignOf<V>(sum + (((base - sum) + step) + (baseRest + sign * (tRest - bent))), x);
+  return sum + (((base - sum) + step) + (baseRest + sign * (tRest - bent)));
 }
 
-// The arcsine is s + s^3 P(s^2) of s = |x| up to 1/2; beyond, it is pi / 2 - 2 arcsin s of s = sqrt((1 - |x|)
-// / 2).
+template <class V>
+MTH_INLINE V Arctangent(V x) {
+  constexpr double kLargest = 0x1p100;  // its arctangent is pi / 2 as those of all larger ones
+  const V whole = Magnitude(x);
+  const V size = whole > kLargest ? Spread<V>(kLargest) : whole;
+  const auto isSteep = size > 1.0;
+  const V one = Spread<V>(1.0);
+  const Bearing<V> bearing{isSteep ? Spread<V>(kHalfPi) : V{}, isSteep ? Spread<V>(kHalfPiRest) : V{},
+                           isSteep ? -one : one};
+  return WithSignOf<V>(AddAngle(bearing, isSteep ? one : size, isSteep ? size : one), x);
+}
+
+// The arcsine is s + s^3 P(s^2) of s = |x| up to 1/2; beyond, pi / 2 - 2 arcsin s of s = sqrt((1 - |x|) / 2).
 template <class V>
 struct ArcsineParts {
   V s;
@@ -51,11 +66,13 @@ struct ArcsineParts {
   V cube;   // most of arcsin s - s, exact
   V small;  // what is left of that
 };
+
 // The first 24 bits.
 template <class V>
 MTH_INLINE V ShortHead(V x) {
-  return FromBits<V>(ToBits(x) & 0xFFFFFFFFE0000000ULL);
+  return Masked(x, 0xFFFFFFFFE0000000ULL);
 }
+
 template <class V, class Mask>
 MTH_INLINE ArcsineParts<V> TakeArcsine(V size, Mask isLarge) {
   constexpr double kMeanSeries = 11.0 / 64.0;  // P between 0 and 1/4, of few bits

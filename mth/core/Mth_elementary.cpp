@@ -3,7 +3,6 @@
 #include <limits>
 
 #include "mth/core/Mth_elementary_internal.h"
-#include "mth/core/Mth_elementary_tables_internal.h"
 
 #define MTH_KERNEL_FILE "mth/core/Mth_elementary_arrays_loops_internal.h"
 #include "mth/core/Mth_for_each_instruction_set_internal.h"
@@ -84,11 +83,42 @@ void Hypotenuses(const double* x, const double* y, std::int64_t count, double* r
   MTH_SELECT(Hypotenuses)(x, y, count, results);
 }
 
-// ---- powers of any numbers ----
+// ---- the angle of a point ----
 
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+// In [0, pi], of coordinates that are not negative but for the sign of x; one is not 0.
+double AngleAboveAxis(double y, double xSize, bool isLeft) {
+  if (y == kInfinity && xSize == kInfinity) y = xSize = 1.0;
+  const bool isSteep = y > xSize;
+  const double n = isSteep ? xSize : y;
+  const double d = isSteep ? y : xSize;
+  if (d == kInfinity ||
+      n < d * 0x1p-60) {  // the quotient itself, or too small to count beside what it is added to
+    if (!isSteep && !isLeft) return n / d;
+    return isSteep ? kHalfPi + kHalfPiRest : 2.0 * (kHalfPi + kHalfPiRest);
+  }
+  const double scale = d > 0x1p900 ? 0x1p-200 : d < 0x1p-900 ? 0x1p200 : 1.0;
+  const double quarters = isSteep ? 1.0 : isLeft ? 2.0 : 0.0;
+  const baseline::Bearing<double> bearing{quarters * kHalfPi, quarters * kHalfPiRest,
+                                          isSteep == isLeft ? 1.0 : -1.0};
+  return baseline::AddAngle<double>(bearing, n * scale, d * scale);
+}
+
+}  // namespace
+
+double Arctangent(double y, double x) {
+  if (x != x || y != y) return x + y;
+  const bool isLeft = std::signbit(x);
+  if (y == 0.0) return std::copysign(isLeft ? 2.0 * (kHalfPi + kHalfPiRest) : 0.0, y);
+  return std::copysign(AngleAboveAxis(std::abs(y), std::abs(x), isLeft), y);
+}
+
+// ---- powers of any numbers ----
+
+namespace {
 
 bool IsOdd(double whole) {
   return std::floor(whole * 0.5) * 2.0 != whole;

@@ -18,6 +18,8 @@ double Power(double x, double y);
 double Sine(double x);
 double Cosine(double x);
 double Arctangent(double x);
+/// The angle of the point (x, y), from -pi to pi.
+double Arctangent(double y, double x);
 double Arcsine(double x);
 double Arccosine(double x);
 /// The square root of x^2 + y^2, without overflow on the way.

@@ -28,20 +28,36 @@ MTH_INLINE V FromBits(typename BitsOf<V>::Type bits) {
 inline constexpr std::uint64_t kSignBit = 0x8000000000000000ULL;
 inline constexpr std::uint64_t kBitsOfOne = 0x3FF0000000000000ULL;
 
+// The bits of x that a mask has. A single number stays in its vector register, too.
+template <class V>
+MTH_INLINE V Masked(V x, std::uint64_t mask) {
+#if MTH_MULTIVERSION
+  if constexpr (sizeof(V) == sizeof(double)) {
+    const auto bits = static_cast<long long>(mask);
+    return _mm_cvtsd_f64(_mm_and_pd(_mm_set_sd(x), _mm_castsi128_pd(_mm_set_epi64x(bits, bits))));
+  }
+#endif
+  return FromBits<V>(ToBits(x) & mask);
+}
+
 // The first 26 bits: products of two such heads are exact, and so is the difference from the value.
 template <class V>
 MTH_INLINE V Head(V x) {
-  return FromBits<V>(ToBits(x) & 0xFFFFFFFFF8000000ULL);
+  return Masked(x, 0xFFFFFFFFF8000000ULL);
 }
 
 template <class V>
 MTH_INLINE V Magnitude(V x) {
-  return FromBits<V>(ToBits(x) & ~kSignBit);
+  return Masked(x, ~kSignBit);
 }
 
 template <class V>
 MTH_INLINE V WithSignOf(V magnitude, V signed_) {
-  return FromBits<V>(ToBits(magnitude) | (ToBits(signed_) & kSignBit));
+  if constexpr (sizeof(V) == sizeof(double)) {
+    return std::copysign(magnitude, signed_);
+  } else {
+    return FromBits<V>(ToBits(magnitude) | (ToBits(signed_) & kSignBit));
+  }
 }
 
 // A number as a value and what it lacks.
@@ -126,7 +142,7 @@ MTH_INLINE Place<V> PlaceAt(typename BitsOf<V>::Type index) {
 #if MTH_VECTOR_BYTES == 32
   if constexpr (sizeof(V) == 32) {
     const __m256i doubled = _mm256_slli_epi64(__m256i(index), 1);
-    const __m256i both = _mm256_or_si256(doubled, _mm256_slli_epi64(doubled, 32));
+    const __m256i both = _mm256_shuffle_epi32(doubled, 0xA0);  // the lower half in both
     return {_mm256_or_si256(both, _mm256_set1_epi64x(std::int64_t{1} << 32)),
             _mm256_castsi256_pd(_mm256_slli_epi64(__m256i(index), 61)),
             _mm256_castsi256_pd(_mm256_slli_epi64(__m256i(index), 60))};

@@ -30,7 +30,8 @@ MTH_INLINE V ComposeAnywhere(const ExponentialParts<V>& parts) {
   constexpr double kSmallestExponent = -1022.0;
   const V exponent = (FromBits<V>(parts.sixteenths.bits & ~0xFFFFFULL) - 0x1.8p36) * (1.0 / 16.0);
   const V missing = kSmallestExponent - exponent;
-  // Adding so much leaves exactly the bits that a subnormal result has room for: also just below the normal ones.
+  // Adding so much leaves exactly the bits that a subnormal result has room for: also just below the normal
+  // ones.
   const V beside = (missing == 0.0) & (parts.root + parts.power < 1.0) ? Spread<V>(0.5) : V{};
   const V large = missing > 0.0 ? PowerOfTwo<V>(missing) : beside;
   const V sum = large + parts.root;

@@ -3,6 +3,10 @@
 // MTH_VECTOR_BYTES is the width of one vector register and MTH_HAS_FUSED tells whether a fused multiply-add
 // is one instruction.
 
+#include <limits>
+
+#include "mth/core/Mth_elementary_internal.h"
+#include "mth/core/Mth_elementary_tables_internal.h"
 #include "mth/core/Mth_instruction_set_internal.h"
 
 #define MTH_VECTOR_BYTES 16

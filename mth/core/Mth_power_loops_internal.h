@@ -1,6 +1,7 @@
 // Powers, of Mth_elementary_loops_internal.h: x^y = e^(y ln x), with the logarithm to some 68 bits.
 
-// The logarithm of a positive normal number x, times 2^more unless that is 0 for all. Two tables in turn leave |r| < 0.0027.
+// The logarithm of a positive normal number x, times 2^more unless that is 0 for all. Two tables in turn
+// leave |r| < 0.0027.
 template <class V, class... More>
 MTH_INLINE ValueAndRest<V> LongLogarithm(V x, More... more) {
   constexpr double kSeries[] = {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "mth/core/Mth_elementary_internal.h"
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_new_array_internal.h"
 #include "mth/curve/Mth_natural_spline_internal.h"
@@ -113,7 +114,8 @@ Knots KnotsByChordLength(const MTH_XY_PLOT& curve) {
     }
     const int last = knots.count - 1;
     const double lengthSoFar = knots.parameter.get()[last];
-    const double length = lengthSoFar + std::hypot(x - knots.x.get()[last], y - knots.y.get()[last]);
+    const double length =
+        lengthSoFar + mth_internal::Hypotenuse(x - knots.x.get()[last], y - knots.y.get()[last]);
     if (length > lengthSoFar) knots.Add(length, x, y);
   }
   return knots;

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <complex>
 #include <cstdint>
+
+#include "mth/core/Mth_complex_number_internal.h"
 
 namespace mth_internal {
 
@@ -41,11 +42,10 @@ void ReduceToHessenberg(SquareView a, SquareView qt, double* work);
 /// Reduces a Hessenberg matrix to real Schur form in place and carries `qt` along. Blocks of two rows are
 /// left for complex pairs only.
 /// @return  false when an eigenvalue does not converge.
-bool ReduceToSchur(SquareView h, SquareView qt, std::complex<double>* values);
+bool ReduceToSchur(SquareView h, SquareView qt, Complex* values);
 
 /// Eigenvectors of a real Schur form, in its coordinates: row j of `vectors` for a real eigenvalue j, rows j
 /// and j + 1 the real and imaginary parts for a complex pair.
-void SchurVectors(SquareView t, const std::complex<double>* values, SquareView vectors,
-                  std::complex<double>* work);
+void SchurVectors(SquareView t, const Complex* values, SquareView vectors, Complex* work);
 
 }  // namespace mth_internal

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <complex>
 #include <memory>
 #include <new>
 
@@ -12,9 +11,9 @@
 
 // All eigenvalues and eigenvectors of a real square matrix.
 
+using mth_internal::Complex;
 using mth_internal::SquareView;
 using mth_internal::WorkArray;
-using Complex = std::complex<double>;
 
 namespace {
 
@@ -51,14 +50,15 @@ void WriteVector(Component component, std::int64_t size, std::int64_t column, MT
   double squares = 0.0;
   double best = 0.0;
   for (std::int64_t i = 0; i < size; ++i) {
-    const double modulus = std::norm(component(i) / largest);
+    const double modulus = SquaredModulus(component(i) / largest);
     squares += modulus;
     best = std::max(best, modulus);
   }
   std::int64_t bestRow = 0;
-  while (bestRow + 1 < size && std::norm(component(bestRow) / largest) < best * kNearlyLargest) ++bestRow;
+  while (bestRow + 1 < size && SquaredModulus(component(bestRow) / largest) < best * kNearlyLargest)
+    ++bestRow;
   const Complex pivot = component(bestRow) / largest;
-  const Complex turn = std::conj(pivot) / std::abs(pivot) / std::sqrt(squares);
+  const Complex turn = Conjugate(pivot) / Modulus(pivot) / std::sqrt(squares);
   for (std::int64_t i = 0; i < size; ++i) {
     const Complex value = component(i) / largest * turn;
     vectors[i * size + column] = MTH_COMPLEX(value.real(), i == bestRow ? 0.0 : value.imag());

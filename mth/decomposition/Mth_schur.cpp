@@ -66,8 +66,7 @@ void ReflectColumns(SquareView h, std::int64_t column, bool isTriple, std::int64
 
 class SchurReduction {
  public:
-  SchurReduction(SquareView h, SquareView qt, std::complex<double>* values)
-      : h_(h), qt_(qt), values_(values), norm_(0.0) {
+  SchurReduction(SquareView h, SquareView qt, Complex* values) : h_(h), qt_(qt), values_(values), norm_(0.0) {
     for (std::int64_t i = 0; i < h.size * h.size; ++i) norm_ = std::max(norm_, std::abs(h.elements[i]));
   }
 
@@ -112,7 +111,7 @@ class SchurReduction {
     const double discriminant = half * half + h_[k][k + 1] * c;
     if (discriminant < 0.0) {
       values_[k] = {d + half, std::sqrt(-discriminant)};
-      values_[k + 1] = std::conj(values_[k]);
+      values_[k + 1] = Conjugate(values_[k]);
       return;
     }
     const double root = std::sqrt(discriminant);
@@ -175,7 +174,7 @@ class SchurReduction {
 
   SquareView h_;
   SquareView qt_;
-  std::complex<double>* values_;
+  Complex* values_;
   double norm_;
 };
 
@@ -260,7 +259,7 @@ void ReduceToHessenberg(SquareView a, SquareView qt, double* work) {
   }
 }
 
-bool ReduceToSchur(SquareView h, SquareView qt, std::complex<double>* values) {
+bool ReduceToSchur(SquareView h, SquareView qt, Complex* values) {
   return SchurReduction(h, qt, values).Run();
 }
 

@@ -16,7 +16,7 @@ constexpr double kLargeComponent = 1e100;  // beyond, the vector is scaled down
 template <class Scalar>
 class BackSubstitution {
  public:
-  BackSubstitution(SquareView t, const std::complex<double>* values, Scalar lambda, Scalar* x)
+  BackSubstitution(SquareView t, const Complex* values, Scalar lambda, Scalar* x)
       : t_(t), values_(values), lambda_(lambda), x_(x) {
     double norm = 0.0;
     for (std::int64_t i = 0; i < t.size * t.size; ++i) norm = std::max(norm, std::abs(t.elements[i]));
@@ -30,8 +30,8 @@ class BackSubstitution {
       } else {
         x_[i] = -RowSum(i, i + 1, end) / NotZero(t_[i][i] - lambda_);
       }
-      if (!(std::abs(x_[i]) > kLargeComponent)) continue;
-      const double scale = 1.0 / std::abs(x_[i]);
+      if (!(Modulus(x_[i]) > kLargeComponent)) continue;
+      const double scale = 1.0 / Modulus(x_[i]);
       for (std::int64_t k = i; k < end; ++k) x_[k] *= scale;
     }
   }
@@ -43,7 +43,7 @@ class BackSubstitution {
     return sum;
   }
   // A pivot that vanishes is perturbed by rounding's worth.
-  Scalar NotZero(Scalar pivot) const { return std::abs(pivot) < smallest_ ? Scalar(smallest_) : pivot; }
+  Scalar NotZero(Scalar pivot) const { return Modulus(pivot) < smallest_ ? Scalar(smallest_) : pivot; }
 
   // Rows i and i + 1 of a block, by Cramer's rule.
   void SolvePair(std::int64_t i, std::int64_t end) {
@@ -54,13 +54,13 @@ class BackSubstitution {
     const double b = t_[i][i + 1];
     const double c = t_[i + 1][i];
     Scalar determinant = a * d - b * c;
-    if (std::abs(determinant) < smallest_ * smallest_) determinant = smallest_ * smallest_;
+    if (Modulus(determinant) < smallest_ * smallest_) determinant = smallest_ * smallest_;
     x_[i] = (upper * d - b * lower) / determinant;
     x_[i + 1] = (a * lower - c * upper) / determinant;
   }
 
   SquareView t_;
-  const std::complex<double>* values_;
+  const Complex* values_;
   Scalar lambda_;
   Scalar* x_;
   double smallest_;
@@ -68,8 +68,7 @@ class BackSubstitution {
 
 }  // namespace
 
-void SchurVectors(SquareView t, const std::complex<double>* values, SquareView vectors,
-                  std::complex<double>* work) {
+void SchurVectors(SquareView t, const Complex* values, SquareView vectors, Complex* work) {
   const std::int64_t n = t.size;
   std::fill_n(vectors.elements, n * n, 0.0);
   for (std::int64_t j = 0; j < n; ++j) {
@@ -82,9 +81,9 @@ void SchurVectors(SquareView t, const std::complex<double>* values, SquareView v
     const double b = t[j][j + 1];
     const double c = t[j + 1][j];
     const bool isUpper = std::abs(b) >= std::abs(c);
-    work[j] = isUpper ? std::complex<double>(b) : values[j] - t[j + 1][j + 1];
-    work[j + 1] = isUpper ? values[j] - t[j][j] : std::complex<double>(c);
-    BackSubstitution<std::complex<double>>(t, values, values[j], work).Solve(j - 1, j + 2);
+    work[j] = isUpper ? Complex(b) : values[j] - t[j + 1][j + 1];
+    work[j + 1] = isUpper ? values[j] - t[j][j] : Complex(c);
+    BackSubstitution<Complex>(t, values, values[j], work).Solve(j - 1, j + 2);
     for (std::int64_t i = 0; i < j + 2; ++i) {
       vectors[j][i] = work[i].real();
       vectors[j + 1][i] = work[i].imag();

@@ -1,14 +1,11 @@
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <numbers>
 
+#include "mth/core/Mth_elementary_internal.h"
 #include "mth/denoising/Mth_rician_internal.h"
-
-#define MTH_KERNEL_FILE "mth/core/Mth_exp_log_loops_internal.h"
-#include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 namespace mth_internal {
 namespace {
@@ -24,7 +21,7 @@ double MeanBySeries(double signal) {
     term *= x * (k + 0.5) / (static_cast<double>(k) * k);
     sum += term;
   }
-  return kMeanOfNoise * baseline::Exponential<double>(-x) * sum;
+  return kMeanOfNoise * Exponential(-x) * sum;
 }
 
 double SignalByBisection(double mean) {

@@ -7,6 +7,7 @@
 #include <new>
 #include <numbers>
 
+#include "mth/core/Mth_elementary_internal.h"
 #include "mth/geometry/Mth_funct_chgref_param.h"
 #include "mth/geometry/Mth_rigid_map_internal.h"
 
@@ -30,7 +31,7 @@ double ToDegrees(double radians) {
 
 // Rounding may carry a sine slightly beyond 1.
 double ArcSine(double sine) {
-  return std::asin(std::clamp(sine, -1.0, 1.0));
+  return mth_internal::Arcsine(std::clamp(sine, -1.0, 1.0));
 }
 
 void CopyIfBoth(const double* source, int count, double* target) {
@@ -68,12 +69,12 @@ void QuaternionOf(const MTH_MATRIX& m, double (&q)[4]) {
 
 // The rotation Rz(a) Ry(b) Rx(c), with a zero translation.
 void SetRotationOfRadians(double a, double b, double c, MTH_MATRIX& m) {
-  const double sinA = std::sin(a);
-  const double cosA = std::cos(a);
-  const double sinB = std::sin(b);
-  const double cosB = std::cos(b);
-  const double sinC = std::sin(c);
-  const double cosC = std::cos(c);
+  const double sinA = mth_internal::Sine(a);
+  const double cosA = mth_internal::Cosine(a);
+  const double sinB = mth_internal::Sine(b);
+  const double cosB = mth_internal::Cosine(b);
+  const double sinC = mth_internal::Sine(c);
+  const double cosC = mth_internal::Cosine(c);
   m.SetIdentity();
   m.Set(0, 0, cosB * cosA);
   m.Set(1, 0, cosB * sinA);
@@ -175,13 +176,13 @@ void MTH_MATRIX_CHGREF::SetAnglesRadians(const double* angles) {
 
 void MTH_MATRIX_CHGREF::GetAnglesRadians(double* angles) const {
   if (angles == nullptr || !IsAllocated()) return;
-  const double cosine = std::hypot(Get(0, 0), Get(1, 0));
-  angles[1] = std::atan2(-Get(2, 0), cosine);
+  const double cosine = mth_internal::Hypotenuse(Get(0, 0), Get(1, 0));
+  angles[1] = mth_internal::Arctangent(-Get(2, 0), cosine);
   if (cosine > kGimbalLock) {
-    angles[0] = std::atan2(Get(2, 1), Get(2, 2));
-    angles[2] = std::atan2(Get(1, 0), Get(0, 0));
+    angles[0] = mth_internal::Arctangent(Get(2, 1), Get(2, 2));
+    angles[2] = mth_internal::Arctangent(Get(1, 0), Get(0, 0));
   } else {
-    angles[0] = std::atan2(-Get(1, 2), Get(1, 1));
+    angles[0] = mth_internal::Arctangent(-Get(1, 2), Get(1, 1));
     angles[2] = 0.0;
   }
 }
@@ -210,7 +211,7 @@ void MTH_MATRIX_CHGREF::ComputeFromQuaternion() {
 
 void MTH_MATRIX_CHGREF::ExtractAngles() {
   rotation_[1] = -ArcSine(Get(2, 0));
-  const double cosine = std::cos(rotation_[1]);
+  const double cosine = mth_internal::Cosine(rotation_[1]);
   rotation_[0] = cosine == 0.0 ? 0.0 : ArcSine(Get(2, 1) / cosine);
   rotation_[2] = cosine == 0.0 ? 0.0 : ArcSine(Get(1, 0) / cosine);
 }
@@ -251,8 +252,8 @@ bool MTH_MATRIX_CHGREF::Optimise() {
 void MTH_MATRIX_CHGREF::FromAxisAngle(float* axis, float angle, double* q) const {
   if (axis == nullptr || q == nullptr) return;
   const double half = ToRadians(static_cast<double>(angle)) * 0.5;
-  const auto sine = static_cast<float>(std::sin(half));
-  q[0] = static_cast<double>(static_cast<float>(std::cos(half)));
+  const auto sine = static_cast<float>(mth_internal::Sine(half));
+  q[0] = static_cast<double>(static_cast<float>(mth_internal::Cosine(half)));
   for (int i = 0; i < 3; ++i) q[i + 1] = static_cast<double>(axis[i] * sine);
 }
 
@@ -280,7 +281,7 @@ void MTH_MATRIX_CHGREF::MultQuaternion(float* axis, float angle) {
 
 void MTH_MATRIX_CHGREF::ToAxisAngle(float* axis, float& angle) const {
   const double cosine = std::clamp(quaternion_[0], -1.0, 1.0);
-  angle = static_cast<float>(2.0 * std::acos(cosine) * 180.0 * std::numbers::inv_pi);
+  angle = static_cast<float>(2.0 * mth_internal::Arccosine(cosine) * 180.0 * std::numbers::inv_pi);
   const float norm = SquaredNormSquared(quaternion_ + 1, 3);
   if (norm == 0.0F) angle = 0.0F;
   if (axis == nullptr) return;

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "mth/core/Mth_elementary_internal.h"
 #include "mth/geometry/Mth_point_grid_internal.h"
 
 namespace mth_internal {
@@ -36,14 +37,14 @@ PointGrid::Division::Division(const Vector3* points, int count) : origin(points[
   for (bool hasChanged = true; hasChanged;) {
     hasChanged = false;
     int axes = 0;
-    double logarithm = -std::log(std::max(count / kPointsPerCell, 1.0));
+    double logarithm = -Logarithm(std::max(count / kPointsPerCell, 1.0));
     for (int k = 0; k < 3; ++k) {
       if (!divides[k]) continue;
       ++axes;
-      logarithm += std::log(extent[k]);
+      logarithm += Logarithm(extent[k]);
     }
     if (axes == 0) return;
-    edge = std::exp(logarithm / axes);
+    edge = Exponential(logarithm / axes);
     for (int k = 0; k < 3; ++k) {
       if (!divides[k] || extent[k] >= edge) continue;
       divides[k] = false;

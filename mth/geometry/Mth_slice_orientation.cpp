@@ -4,6 +4,7 @@
 #include <limits>
 #include <numbers>
 
+#include "mth/core/Mth_elementary_internal.h"
 #include "mth/geometry/Mth_3d_geometry.h"
 
 // The orientation of MR slices. Rules are applied in their order, a later one overriding an earlier one: that
@@ -19,7 +20,7 @@ struct Vote {
 };
 
 double DegreesOfCosine(double cosine) {
-  return std::acos(cosine) * std::numbers::inv_pi * 180.0;
+  return mth_internal::Arccosine(cosine) * std::numbers::inv_pi * 180.0;
 }
 
 // Angle of the direction (x, y) in degrees, in [-180, 180]; that of (1, 0) for (0, 0).

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "mth/core/Mth_elementary_internal.h"
 #include "mth/value/Mth_3d_double.h"
 
 namespace mth_internal {
@@ -48,7 +49,7 @@ inline double SquaredDistance(const Vector3& from, const Vector3& to) {
 }
 /// Length without overflow or underflow on the way.
 inline double Length(const Vector3& v) {
-  return std::hypot(v.x, v.y, v.z);
+  return mth_internal::Hypotenuse(v.x, v.y, v.z);
 }
 /// The largest magnitude among the coordinates; NaN counts as 0.
 inline double LargestCoordinate(const Vector3& v) {

@@ -175,7 +175,7 @@ double CorrelationInfo2(const MatrixView<T>& view) {
       MTH_SELECT(SumForInformation<true, T>)(view, marginals.rows.Get(), marginals.columns.Get(), false);
   const double hxy = -sums.joint;
   const double hxy2 = -sums.products;
-  return std::sqrt(1.0 - MTH_SELECT(ExponentialOf)(-2.0 * (hxy2 - hxy)));
+  return std::sqrt(1.0 - Exponential(-2.0 * (hxy2 - hxy)));
 }
 
 }  // namespace

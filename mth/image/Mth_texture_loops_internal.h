@@ -1,7 +1,7 @@
 // Texture features, compiled per instruction set. Each sum is one chain in row order; what it adds is
 // computed in lanes first, a chunk of a row at a time.
 
-#include "mth/core/Mth_exp_log_loops_internal.h"
+#include "mth/core/Mth_elementary_loops_internal.h"
 
 constexpr int kChunk = 64;
 
@@ -178,7 +178,7 @@ inline double SumOfLogarithms(const double* p, std::int64_t count) {
   double sum = 0.0;
   for (std::int64_t first = 0; first < count; first += kChunk) {
     const int size = static_cast<int>(std::min<std::int64_t>(kChunk, count - first));
-    double terms[kChunk];
+    double terms[kChunk] = {};
     WeightedLogarithms(p + first, p + first, size, terms);
     for (int k = 0; k < size; ++k) sum += terms[k];
   }
@@ -189,7 +189,7 @@ template <class T>
 double SumOfMatrixLogarithms(const MatrixView<T>& p) {
   double sum = 0.0;
   ForEachChunk(p, true, [&sum](int, int, int count, const double* values) {
-    double terms[kChunk];
+    double terms[kChunk] = {};
     WeightedLogarithms(values, values, count, terms);
     for (int k = 0; k < count; ++k) sum += terms[k];
   });
@@ -201,9 +201,9 @@ template <bool kOfProducts, class T>
 JointSums SumForInformation(const MatrixView<T>& p, const double* px, const double* py, bool skipsZeros) {
   JointSums sums;
   ForEachChunk(p, skipsZeros, [&](int i, int first, int count, const double* values) {
-    double own[kChunk];
+    double own[kChunk] = {};
     double products[kChunk];
-    double terms[kChunk];
+    double terms[kChunk] = {};
     for (int k = 0; k < count; ++k) products[k] = px[i] * py[first + k];
     WeightedLogarithms(values, values, count, own);
     WeightedLogarithms(kOfProducts ? products : values, products, count, terms);
@@ -213,8 +213,4 @@ JointSums SumForInformation(const MatrixView<T>& p, const double* px, const doub
     }
   });
   return sums;
-}
-
-inline double ExponentialOf(double x) {
-  return Exponential<double>(x);
 }

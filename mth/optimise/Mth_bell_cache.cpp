@@ -1,7 +1,7 @@
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
+#include "mth/core/Mth_elementary_internal.h"
 #include "mth/optimise/Mth_bell_cache_internal.h"
 
 namespace mth_internal {
@@ -53,7 +53,7 @@ void BellCache::Compute(double centre, double width, double* bells) const {
     const double z = ((first_ + i) - centre) / width;
     bells[i] = -0.5 * (z * z);
   }
-  for (int i = 0; i < length; ++i) bells[i] = std::exp(bells[i]);
+  Exponentials(bells, length, bells);
 }
 
 }  // namespace mth_internal

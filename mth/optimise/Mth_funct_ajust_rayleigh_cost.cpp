@@ -6,6 +6,8 @@
 
 #include "mth/core/Mth_convert_internal.h"
 
+#include "mth/core/Mth_elementary_internal.h"
+
 namespace {
 
 constexpr int kParametersCount = 3;
@@ -34,7 +36,7 @@ void MTH_FUNCT_AJUST_RAYLEIGH_COST::Evaluate() {
   for (int i = 0; i < first; ++i) error += data_[i] * data_[i];
   for (int i = first; i < count_; ++i) {
     const double t = i - onset;
-    const double model = t * amplitude / variance * std::exp(-0.5 * (t * t) / variance);
+    const double model = t * amplitude / variance * mth_internal::Exponential(-0.5 * (t * t) / variance);
     error += (data_[i] - model) * (data_[i] - model);
   }
   SetValue(std::sqrt(error));

@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "mth/core/Mth_elementary_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/optimise/Mth_funct.h"
 #include "mth/optimise/Mth_funct_internal.h"
@@ -90,7 +91,7 @@ class Annealing {
 
   bool IsRejected(double change) const {
     const double drawn = Mth_Random1(kRandomStream);
-    return std::exp(-change / temperature_) <= drawn;
+    return mth_internal::Exponential(-change / temperature_) <= drawn;
   }
 
   void KeepIfBest() {
@@ -161,5 +162,5 @@ bool MTH_FUNCT::ComputeOptimumSimmulatedAnnealing(SIMULATED_ANNEALING_PARAM* p, 
 bool MTH_FUNCT::SimulatedAnnealingProba(double T, double dE) {
   // The low 15 bits, so that the number lies in [0, 1] whatever the range of the C library's generator.
   const int drawn = std::rand() & kLargestRandom;
-  return std::exp(-dE / T) > drawn * (1.0 / kLargestRandom);
+  return mth_internal::Exponential(-dE / T) > drawn * (1.0 / kLargestRandom);
 }

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <limits>
 
+#include "mth/core/Mth_elementary_internal.h"
+
 namespace {
 
 constexpr int kParametersCount = 2;
@@ -26,6 +28,7 @@ void MTH_FUNCT_FIND_CHAINETTE::Evaluate() {
   EvaluateMeanSquaredError([a, b](double x) {
     const double t = x / a;
     const bool isInRange = -kLargestArgument < t && t < kLargestArgument;
-    return isInRange ? a * ((std::exp(t) + std::exp(-t)) * 0.5) + b : a * kOverflow + b;
+    return isInRange ? a * ((mth_internal::Exponential(t) + mth_internal::Exponential(-t)) * 0.5) + b
+                     : a * kOverflow + b;
   });
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "mth/core/Mth_elementary_internal.h"
 #include "mth/core/Mth_number_text_internal.h"
 #include "mth/core/Mth_text_file_internal.h"
 
@@ -74,7 +75,8 @@ void MTH_FUNCT_PROFILE_COST::Evaluate() {
   const double centre = GetParameters()[2];
   const double width = GetParameters()[3];
   EvaluateMeanSquaredError([=](double x) {
-    return baseline + amplitude * std::exp(-((x - centre) * (x - centre)) / (width * width * 2.0));
+    return baseline +
+           amplitude * mth_internal::Exponential(-((x - centre) * (x - centre)) / (width * width * 2.0));
   });
 }
 

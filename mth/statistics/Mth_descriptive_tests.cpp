@@ -5,6 +5,7 @@
 #include <numbers>
 #include <vector>
 
+#include "mth/core/Mth_elementary_internal.h"
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/statistics/Mth_descriptive.h"
@@ -37,7 +38,7 @@ double CorrelationTail(double r, int n) {
   const double freedom = static_cast<double>(n) - 2.0;
   const double t = r * std::sqrt(freedom / ((1.0 - r + kTiny) * (1.0 + r + kTiny)));
   const double u = -std::abs(t);
-  if (freedom == 1.0) return std::atan(u) / std::numbers::pi + 0.5;
+  if (freedom == 1.0) return mth_internal::Arctangent(u) / std::numbers::pi + 0.5;
   if (!(freedom > 0.0)) return 0.0;
   if (u == 0.0) return 0.5;
   if (freedom >= kNormalFreedom) {

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "mth/core/Mth_elementary_internal.h"
+
 namespace mth_internal {
 
 /// Two standard normal deviates by the polar method, in single precision.
@@ -22,7 +24,7 @@ NormalPair MakeNormalPair(Draw draw) {
     v2 = static_cast<float>(2.0 * draw() - 1.0);
     square = v1 * v1 + v2 * v2;
   } while (!(square < 1.0f));
-  const float factor = static_cast<float>(std::sqrt(-2.0 * std::log(static_cast<double>(square)) / square));
+  const float factor = static_cast<float>(std::sqrt(-2.0 * Logarithm(static_cast<double>(square)) / square));
   return {v2 * factor, v1 * factor};
 }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "mth/core/Mth_elementary_internal.h"
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_new_array_internal.h"
 #include "mth/statistics/Mth_sort.h"
@@ -58,7 +59,7 @@ double BetaFraction(double a, double b, double x) {
 // x^a e^-x / Gamma(a), the factor of both expansions of P(a, x).
 double GammaFactor(float a, float x) {
   const float logGamma = static_cast<float>(Mth_LogarithmGamma(a));
-  return std::exp(-x + a * std::log(static_cast<double>(x)) - logGamma);
+  return Exponential(-x + a * Logarithm(static_cast<double>(x)) - logGamma);
 }
 
 }  // namespace
@@ -159,18 +160,18 @@ double Mth_LogarithmGamma(double x) {
   constexpr double kCoefficients[] = {76.18009172947146,  -86.50532032941678,   24.01409824083091,
                                       -1.231739572450155, 0.001208650973866179, -5.395239384953e-06};
   double exponent = x + 5.5;
-  exponent -= (x + 0.5) * std::log(exponent);
+  exponent -= (x + 0.5) * Logarithm(exponent);
   double series = 1.000000000190015;
   double denominator = x;
   for (const double coefficient : kCoefficients) {
     denominator += 1.0;
     series += coefficient / denominator;
   }
-  return -exponent + std::log(2.5066282746310005 * series / x);
+  return -exponent + Logarithm(2.5066282746310005 * series / x);
 }
 
 double Mth_Gamma(double x) {
-  return std::exp(Mth_LogarithmGamma(x));
+  return Exponential(Mth_LogarithmGamma(x));
 }
 
 double Mth_IncompleteBeta(double a, double b, double x) {
@@ -180,8 +181,8 @@ double Mth_IncompleteBeta(double a, double b, double x) {
   }
   double factor = 0.0;
   if (x != 0.0 && x != 1.0) {
-    factor = std::exp(Mth_LogarithmGamma(a + b) - Mth_LogarithmGamma(a) - Mth_LogarithmGamma(b) +
-                      a * std::log(x) + b * std::log(1.0 - x));
+    factor = Exponential(Mth_LogarithmGamma(a + b) - Mth_LogarithmGamma(a) - Mth_LogarithmGamma(b) +
+                         a * Logarithm(x) + b * Logarithm(1.0 - x));
   }
   // Each fraction converges fast on its side of the mean.
   const bool isBelowMean = x < (a + 1.0) / (a + b + 2.0);
@@ -200,7 +201,7 @@ double Mth_ComplementaryErrorFunction(double x) {
   const double t = 1.0 / (1.0 + 0.5 * z);
   double polynomial = 0.0;
   for (const double coefficient : kCoefficients) polynomial = coefficient + t * polynomial;
-  const double tail = t * std::exp(-z * z - 1.26551223 + t * polynomial);
+  const double tail = t * Exponential(-z * z - 1.26551223 + t * polynomial);
   return x >= 0.0 ? tail : 2.0 - tail;
 }
 

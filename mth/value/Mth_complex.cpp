@@ -4,6 +4,8 @@
 #include <new>
 #include <numbers>
 
+#include "mth/core/Mth_elementary_internal.h"
+
 namespace {
 
 MTH_COMPLEX* New(double real, double imaginary) {
@@ -48,7 +50,7 @@ double MTH_COMPLEX::phase() const {
   if (real_ == 1.0 && imaginary_ == 0.0) return 0.0;
   if (real_ == 1.0 && imaginary_ == 1.0) return pi / 4.0;
   if (real_ == -1.0 && imaginary_ == 0.0) return pi;
-  return std::atan(imaginary_ / real_);
+  return mth_internal::Arctangent(imaginary_ / real_);
 }
 
 MTH_COMPLEX* MTH_COMPLEX::sqrt_complex() const {

@@ -40,7 +40,7 @@ constexpr int kBins = 32;
 
 // Not the C library's, which need not give the same bits on every machine.
 double Ln(double x) {
-  return baseline::Logarithm<double>(x);
+  return Logarithm(x);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // Hot loops of the wavelet shrinkage, compiled per instruction set. Lanes are neighbouring coefficients.
 
-#include "mth/core/Mth_exp_log_loops_internal.h"
+#include "mth/core/Mth_elementary_loops_internal.h"
 
 // The smaller, or the greater, of a value and a limit; the limit for NaN.
 template <class V>
