@@ -8,9 +8,7 @@
 #include <utility>
 
 #include "mth/clustering/Mth_tissue_run_internal.h"
-
-#define MTH_KERNEL_FILE "mth/core/Mth_exp_log_loops_internal.h"
-#include "mth/core/Mth_for_each_instruction_set_internal.h"
+#include "mth/core/Mth_elementary_internal.h"
 
 namespace mth_internal {
 namespace {
@@ -115,7 +113,7 @@ class ChannelsRun {
         const double value = corrected_[c][i];
         if (!(value > 0.0) || !(expected > 0.0)) return std::pair(0.0, 0.0);
         weight *= expected * expected;
-        return std::pair(weight, weight * baseline::Logarithm<double>(value / expected));
+        return std::pair(weight, weight * Logarithm(value / expected));
       });
       fields_[c].Update();
       fields_[c].Correct(sample_.voxels, sampleValues_[c], corrected_[c]);

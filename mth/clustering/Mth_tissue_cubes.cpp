@@ -43,7 +43,7 @@ void CubeGrid::BlurAxis(std::size_t axis, double deviation, const double* from, 
   const std::int64_t outer = stride * count;
   const auto weight = [deviation](std::int64_t distance) {
     const double ratio = static_cast<double>(distance) / deviation;
-    return baseline::Exponential<double>(-0.5 * ratio * ratio);
+    return Exponential(-0.5 * ratio * ratio);
   };
   std::copy_n(from, Count(), to);
   for (std::int64_t distance = 1; distance <= reach; ++distance) {

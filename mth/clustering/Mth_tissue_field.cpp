@@ -7,9 +7,7 @@
 
 #include "mth/clustering/Mth_tissue_mixture_internal.h"
 #include "mth/clustering/Mth_tissue_run_internal.h"
-
-#define MTH_KERNEL_FILE "mth/core/Mth_exp_log_loops_internal.h"
-#include "mth/core/Mth_for_each_instruction_set_internal.h"
+#include "mth/core/Mth_elementary_internal.h"
 
 namespace mth_internal {
 
@@ -74,7 +72,7 @@ void FieldEstimate::Update() {
   const double mean = sum / static_cast<double>(sample_.Count());
   for (std::size_t i = 0; i < logField_.size(); ++i) {
     logField_[i] -= mean;
-    field_.values[i] = baseline::Exponential<double>(logField_[i]);
+    field_.values[i] = Exponential(logField_[i]);
   }
 }
 

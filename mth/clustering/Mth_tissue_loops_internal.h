@@ -1,7 +1,7 @@
 // The mixture of tissues over the bins of a histogram, and sums over neighbouring cubes. Lanes run across
 // bins and across the cubes of a row.
 
-#include "mth/core/Mth_exp_log_loops_internal.h"
+#include "mth/core/Mth_elementary_loops_internal.h"
 
 // Densities of one tissue, and the shares of its law below each bin, from one exponential.
 template <class V>

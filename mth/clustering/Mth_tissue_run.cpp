@@ -8,9 +8,7 @@
 
 #include "mth/clustering/Mth_tissue_mixture_internal.h"
 #include "mth/clustering/Mth_tissue_run_internal.h"
-
-#define MTH_KERNEL_FILE "mth/core/Mth_exp_log_loops_internal.h"
-#include "mth/core/Mth_for_each_instruction_set_internal.h"
+#include "mth/core/Mth_elementary_internal.h"
 
 namespace mth_internal {
 namespace {
@@ -24,7 +22,7 @@ constexpr int kLastFit = 20;
 constexpr auto kBins = static_cast<std::size_t>(TissueMixture::kBins);
 
 double Ln(double x) {
-  return baseline::Logarithm<double>(x);
+  return Logarithm(x);
 }
 
 // From where to where most values lie, and somewhat more: what is beyond counts in the outermost bins.

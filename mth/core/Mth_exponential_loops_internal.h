@@ -16,11 +16,13 @@ MTH_INLINE ExponentialParts<V> TakeExponential(V x, V rest) {
                                 0x1.555555553d2aap-5,  0x1.5555555555555p-3,  0.5};
   const Whole<V> sixteenths = NearestWhole<V>(x * kSixteenOverLn2);
   const V large = x - sixteenths.value * kLn2Sixteenth;  // exact
-  const V r = large - (sixteenths.value * kLn2SixteenthRest - rest);
+  const V small = sixteenths.value * kLn2SixteenthRest - rest;
+  const V r = large - small;
+  const V rRest = (large - r) - small;
   const Place<V> place = PlaceAt<V>(sixteenths.bits >> 16);
   const V root = Lookup(kRoots, place);
   const V square = r * r;
-  const V power = r + (Lookup(kRootRests, place) + square * TwoChains<V>(r, square, kSeries));
+  const V power = r + ((Lookup(kRootRests, place) + rRest) + square * TwoChains<V>(r, square, kSeries));
   return {root, power, sixteenths};
 }
 
