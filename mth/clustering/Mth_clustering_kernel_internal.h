@@ -53,7 +53,7 @@ inline int CountFactors(double exponent) {
 struct PowerRule {
   explicit PowerRule(double value) : exponent(value), factors(CountFactors(value)) {}
   double exponent;
-  int factors;  // 0 when it takes the C library
+  int factors;  // 0 when it takes the power function
 };
 
 /// The powers of one fuzzy run.

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "boosting/boosting_cases.h"
+#include "mth/core/Mth_elementary_internal.h"
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "support/allocation_faults.h"
 #include "support/cancelling_display.h"
@@ -38,7 +39,7 @@ struct Variant {
 const Variant kVariants[] = {
     {"real", &MTH_CLUSTERING_ADABOOST::RealAdaBoostClustering,
      [](const Sums& w, double* c) {
-       *c = 0.5 * std::log((w.positive + 2.2204e-16) / (w.negative + 2.2204e-16));
+       *c = 0.5 * mth_internal::Logarithm((w.positive + 2.2204e-16) / (w.negative + 2.2204e-16));
        return true;
      }},
     {"gentle", &MTH_CLUSTERING_ADABOOST::GentleAdaBoostClustering,
@@ -104,7 +105,7 @@ LiteralModel BoostLiterally(const Variant& variant, LabelledSamples& samples, MT
       for (std::size_t i = 0; i < n; ++i) model.scores[i] += confidence * output[i];
     }
     for (std::size_t i = 0; i < n; ++i) {
-      weights[i] = std::exp(-samples.labels.Get(0, static_cast<int>(i)) * model.scores[i]);
+      weights[i] = mth_internal::Exponential(-samples.labels.Get(0, static_cast<int>(i)) * model.scores[i]);
     }
     ScaleToSumOne(weights);
   }

@@ -5,6 +5,8 @@
 #include <limits>
 #include <vector>
 
+#include "mth/core/Mth_elementary_internal.h"
+
 namespace mth_test {
 
 using Rows = std::vector<std::vector<double>>;
@@ -57,7 +59,7 @@ struct LiteralClustering {
 
  private:
   static double Power(double base, double exponent) {
-    if (exponent != std::floor(exponent) || exponent > 16.0) return std::pow(base, exponent);
+    if (exponent != std::floor(exponent) || exponent > 16.0) return mth_internal::Power(base, exponent);
     double product = base;
     for (int factor = 1; factor < static_cast<int>(exponent); ++factor) product *= base;
     return product;
