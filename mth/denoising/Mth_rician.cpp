@@ -47,7 +47,8 @@ RicianLaw::RicianLaw() : excess_(), correction_() {
 }
 
 double RicianLaw::Root(double square) {
-  return square > 0.0 ? std::sqrt(square) : 0.0;
+  // Lanes take the root first: never of less than 0.
+  return square > 0.0 ? std::sqrt(std::abs(square)) : 0.0;
 }
 
 double RicianLaw::Correction(double mean) const {

@@ -89,7 +89,8 @@ class Denoiser {
   // The results of a whole run.
   double Value(std::int64_t i) const {
     const double square = Element(2, i) / Element(0, i) - 2.0 * deviation_ * deviation_;
-    return square > 0.0 ? std::sqrt(square) : 0.0;
+    // Lanes take the root first: never of less than 0.
+    return square > 0.0 ? std::sqrt(std::abs(square)) : 0.0;
   }
   double Confidence(std::int64_t i) const { return std::sqrt(Element(1, i)) / Element(0, i); }
 
