@@ -10,8 +10,13 @@ install(TARGETS mth mth_std EXPORT mthTargets
         RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 install(EXPORT mthTargets NAMESPACE mth:: DESTINATION "${MTH_PACKAGE_DIR}")
 
+# What an installation takes, for builds of less than everything.
+add_custom_target(mth_installed)
+add_dependencies(mth_installed mth mth_std)
+
 # A set of its own: hosts without Qt use the package all the same.
 if(MTH_QT)
+  add_dependencies(mth_installed mth_std_qt)
   install(TARGETS mth_std_qt EXPORT mthQtTargets
           ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
           LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"

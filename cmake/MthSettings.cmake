@@ -85,6 +85,11 @@ endfunction()
 function(mth_configure_library target)
   mth_configure_target(${target})
   target_compile_definitions(${target} PRIVATE MTH_BUILDING)
+  if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    # A host that embeds the library and names no build type gets it fast all the same.
+    target_compile_options(${target} PRIVATE $<IF:$<CXX_COMPILER_ID:MSVC>,/O2,-O3>)
+    target_compile_definitions(${target} PRIVATE NDEBUG)
+  endif()
   target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
                                               $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}

@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "std/Std_export.h"
+
 /// An ordered, growable list of object pointers. It never owns the objects: deleting an entry or the list
 /// leaves them alone.
 template <class T>

@@ -1,5 +1,9 @@
 #pragma once
 
+#if (defined(_MSVC_LANG) ? _MSVC_LANG : __cplusplus) < 201709L
+#error "mth needs C++20: compile with -std=c++20, or /std:c++20, or later."
+#endif
+
 /// Marks a declaration that host programs may use; everything else stays hidden inside the shared libraries.
 #if defined(_WIN32)
 #define MTH_EXPORT

@@ -13,7 +13,8 @@ constexpr const char* kDescription =
 
 constexpr const char* kFooter =
     "The file has one sample per line: its features, then its label, separated by commas. Labels are two\n"
-    "different numbers, of which the greater one is the positive class. A first line of names and lines\n"
+    "different numbers or words, of which the greater one is the positive class. A first line of names and "
+    "lines\n"
     "after # are skipped.\n"
     "\n"
     "Files written into the folder (all or none):\n"

@@ -1,6 +1,7 @@
 #include "report.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "support/json_text.h"
 #include "support/svg_plot.h"
@@ -40,6 +41,38 @@ const char* NameOf(const Outcome& outcome, const Group& group) {
   return &group == &outcome.heldOut ? "held out" : "trained upon";
 }
 
+// Samples by what they are and what they are taken for; negative first.
+struct Confusion {
+  std::size_t counts[2][2] = {};
+  explicit Confusion(const Group& group) {
+    for (std::size_t i = 0; i < group.scores.size(); ++i)
+      ++counts[group.isPositive[i] ? 1 : 0][group.scores[i] > 0.0 ? 1 : 0];
+  }
+  // The share of one class that is recognised; not a number without samples of it.
+  double ShareOf(int isPositive) const {
+    const auto& row = counts[isPositive];
+    return static_cast<double>(row[isPositive]) / static_cast<double>(row[0] + row[1]);
+  }
+};
+
+std::string ShareText(double share) {
+  return std::isfinite(share) ? Percent(share) : "unknown";
+}
+
+std::string ConfusionTable(const Samples& samples, const Group& group) {
+  const Confusion confusion(group);
+  const std::string labels[] = {samples.negativeLabel, samples.positiveLabel};
+  std::string text = "\n  label, down; taken for, across\n" + RightAligned("", 16) +
+                     RightAligned(labels[0], 12) + RightAligned(labels[1], 12) + "\n";
+  for (int row = 0; row < 2; ++row) {
+    text += RightAligned(labels[row], 16);
+    for (const std::size_t count : confusion.counts[row]) text += RightAligned(std::to_string(count), 12);
+    text += "\n";
+  }
+  return text + "  sensitivity    " + RightAligned(ShareText(confusion.ShareOf(1)), 9) +
+         "\n  specificity    " + RightAligned(ShareText(confusion.ShareOf(0)), 9) + "\n";
+}
+
 }  // namespace
 
 std::string Summary(const Samples& samples, const Outcome& outcome, const Options& options) {
@@ -48,8 +81,8 @@ std::string Summary(const Samples& samples, const Outcome& outcome, const Option
   std::string text = options.variant + " AdaBoost, " + std::to_string(options.rounds) + " rounds of depth " +
                      std::to_string(options.depth) + ", " + std::to_string(outcome.cellsCount) + " cells\n";
   text += "  samples        " + std::to_string(samples.Count()) + " of " +
-          std::to_string(samples.FeaturesCount()) + " features, positive label " +
-          Shortest(samples.positiveLabel) + ", negative " + Shortest(samples.negativeLabel) + "\n";
+          std::to_string(samples.FeaturesCount()) + " features, positive label " + samples.positiveLabel +
+          ", negative " + samples.negativeLabel + "\n";
   for (const Group* group : {&outcome.trained, &outcome.heldOut}) {
     if (group->samples.empty()) continue;
     text += "  error          " + RightAligned(Percent(group->errors.back()), 8) + " of " +
@@ -59,7 +92,7 @@ std::string Summary(const Samples& samples, const Outcome& outcome, const Option
     text += "  area under ROC " + RightAligned(Fixed(roc.area, 4), 8) + " on the samples " +
             NameOf(outcome, judged) + "\n";
   }
-  return text;
+  return text + ConfusionTable(samples, judged);
 }
 
 std::string FullReport(const Samples& samples, const Outcome& outcome, const Options& options) {
@@ -80,6 +113,7 @@ std::string JsonReport(const Samples& samples, const Outcome& outcome, const Opt
   json["variant"] = options.variant;
   json["rounds"] = options.rounds;
   json["depth"] = options.depth;
+  json["labels"] = {samples.negativeLabel, samples.positiveLabel};
   json["samples"] = samples.Count();
   json["features"] = samples.FeaturesCount();
   json["cells"] = outcome.cellsCount;
@@ -90,6 +124,10 @@ std::string JsonReport(const Samples& samples, const Outcome& outcome, const Opt
     entry["samples"] = group->samples.size();
     entry["error"] = group->errors.back();
     entry["errors"] = group->errors;
+    const Confusion confusion(*group);
+    entry["confusion"] = confusion.counts;
+    entry["sensitivity"] = confusion.ShareOf(1);
+    entry["specificity"] = confusion.ShareOf(0);
     entry["area_under_roc"] = nullptr;
     if (!roc.points.empty()) entry["area_under_roc"] = roc.area;
   }
@@ -102,7 +140,7 @@ std::string ScoresTable(const Samples& samples, const Outcome& outcome) {
     for (std::size_t i = 0; i < group->samples.size(); ++i) {
       const std::size_t place = group->samples[i];
       const auto labelOf = [&](bool isPositive) {
-        return Shortest(isPositive ? samples.positiveLabel : samples.negativeLabel);
+        return isPositive ? samples.positiveLabel : samples.negativeLabel;
       };
       lines[place] = std::to_string(place + 1) + "," + NameOf(outcome, *group) + "," +
                      labelOf(group->isPositive[i]) + "," + labelOf(group->scores[i] > 0.0) + "," +

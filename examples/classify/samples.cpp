@@ -28,29 +28,56 @@ std::optional<double> ParseNumber(std::string_view text) {
   return number;
 }
 
-// The numbers of a line; nothing when one field is not a finite number.
-std::optional<std::vector<double>> ParseLine(std::string_view line) {
-  std::vector<double> numbers;
+bool IsNumberButNotFinite(std::string_view text) {
+  double number = 0.0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return end == text.data() + text.size() && (error != std::errc() || !std::isfinite(number));
+}
+
+// A line of features and a label.
+struct Line {
+  std::vector<double> features;
+  std::string label;
+};
+
+// Nothing when one of the features is not a finite number, or the label empty.
+std::optional<Line> ParseLine(std::string_view text) {
+  Line line;
   for (;;) {
-    const std::size_t comma = line.find(',');
-    const auto number = ParseNumber(Trimmed(line.substr(0, comma)));
+    const std::size_t comma = text.find(',');
+    const std::string_view field = Trimmed(text.substr(0, comma));
+    if (comma == std::string_view::npos) {
+      line.label = field;
+      return field.empty() || IsNumberButNotFinite(field) ? std::nullopt : std::optional(line);
+    }
+    const auto number = ParseNumber(field);
     if (!number) return std::nullopt;
-    numbers.push_back(*number);
-    if (comma == std::string_view::npos) return numbers;
-    line.remove_prefix(comma + 1);
+    line.features.push_back(*number);
+    text.remove_prefix(comma + 1);
   }
 }
 
-void SetClasses(Samples& samples, const std::vector<double>& labels, const std::string& path) {
-  const auto [least, greatest] = std::minmax_element(labels.begin(), labels.end());
+// Numbers by their size, words by the alphabet: 9 is before 10, and 1 is 1.0.
+bool IsBefore(const std::string& first, const std::string& second) {
+  const auto a = ParseNumber(first);
+  const auto b = ParseNumber(second);
+  return a && b ? *a < *b : first < second;
+}
+
+void SetClasses(Samples& samples, const std::vector<std::string>& labels, const std::string& path) {
+  const auto [least, greatest] = std::minmax_element(labels.begin(), labels.end(), IsBefore);
   samples.negativeLabel = *least;
   samples.positiveLabel = *greatest;
-  const bool areTwo = *least < *greatest && std::all_of(labels.begin(), labels.end(), [&](double label) {
-    return label == samples.negativeLabel || label == samples.positiveLabel;
-  });
+  const auto isSame = [](const std::string& a, const std::string& b) {
+    return !IsBefore(a, b) && !IsBefore(b, a);
+  };
+  const bool areTwo =
+      IsBefore(*least, *greatest) && std::all_of(labels.begin(), labels.end(), [&](const auto& label) {
+        return isSame(label, samples.negativeLabel) || isSame(label, samples.positiveLabel);
+      });
   if (!areTwo)
     throw example::Failure("the last column of " + path + " must hold exactly two different labels");
-  for (const double label : labels) samples.isPositive.push_back(label == samples.positiveLabel);
+  for (const std::string& label : labels) samples.isPositive.push_back(isSame(label, samples.positiveLabel));
 }
 
 }  // namespace
@@ -59,26 +86,26 @@ Samples ReadSamples(const std::string& path) {
   std::ifstream file(path);
   if (!file) throw example::Failure("cannot open " + path);
   Samples samples;
-  std::vector<double> labels;
-  std::string line;
+  std::vector<std::string> labels;
+  std::string text;
   bool mayBeNames = true;
-  for (int number = 1; std::getline(file, line); ++number) {
-    const std::string_view text = Trimmed(line);
-    if (text.empty() || text.front() == '#') continue;
-    auto numbers = ParseLine(text);
-    const bool isNames = mayBeNames && !numbers;
+  for (int number = 1; std::getline(file, text); ++number) {
+    if (number == 1 && text.starts_with("\xEF\xBB\xBF")) text.erase(0, 3);  // a byte order mark
+    const std::string_view trimmed = Trimmed(text);
+    if (trimmed.empty() || trimmed.front() == '#') continue;
+    auto line = ParseLine(trimmed);
+    const bool isNames = mayBeNames && !line;
     mayBeNames = false;
     if (isNames) continue;
     const std::string place = path + ", line " + std::to_string(number);
-    if (!numbers) throw example::Failure(place + ": not finite numbers separated by commas");
-    if (numbers->size() < 2) throw example::Failure(place + ": needs a feature and a label at least");
-    labels.push_back(numbers->back());
-    numbers->pop_back();
-    if (!samples.features.empty() && numbers->size() != samples.FeaturesCount()) {
-      throw example::Failure(place + ": " + std::to_string(numbers->size()) + " features, but " +
+    if (!line) throw example::Failure(place + ": not finite numbers separated by commas, and a label");
+    if (line->features.empty()) throw example::Failure(place + ": needs a feature and a label at least");
+    if (!samples.features.empty() && line->features.size() != samples.FeaturesCount()) {
+      throw example::Failure(place + ": " + std::to_string(line->features.size()) + " features, but " +
                              std::to_string(samples.FeaturesCount()) + " before");
     }
-    samples.features.push_back(std::move(*numbers));
+    labels.push_back(line->label);
+    samples.features.push_back(std::move(line->features));
   }
   if (file.bad() || labels.empty()) throw example::Failure("no samples in " + path);
   SetClasses(samples, labels, path);

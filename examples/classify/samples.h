@@ -6,12 +6,13 @@
 
 namespace classify {
 
-/// Labelled samples; of the two labels the greater one is the positive class.
+/// Labelled samples; of the two labels the greater one is the positive class: in number, or in the alphabet
+/// where one of them is no number.
 struct Samples {
   std::vector<std::vector<double>> features;  ///< of each sample
   std::vector<bool> isPositive;
-  double negativeLabel = 0.0;
-  double positiveLabel = 0.0;
+  std::string negativeLabel;
+  std::string positiveLabel;
 
   std::size_t Count() const { return features.size(); }
   std::size_t FeaturesCount() const { return features.front().size(); }

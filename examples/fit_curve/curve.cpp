@@ -12,6 +12,11 @@ namespace fit_curve {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r,;";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+bool StartsNumber(char character) {
+  return std::string_view("+-.0123456789").find(character) != std::string_view::npos;
+}
 
 // Takes a finite number and the separators around it off the front of a line.
 bool TakeNumber(std::string_view& line, double& number) {
@@ -31,10 +36,15 @@ Curve ReadCurve(const std::string& path) {
   if (!file) throw example::Failure("cannot open " + path);
   Curve curve;
   std::string line;
+  bool mayBeNames = true;
   for (int number = 1; std::getline(file, line); ++number) {
     std::string_view rest = line;
+    if (number == 1 && rest.starts_with(kByteOrderMark)) rest.remove_prefix(kByteOrderMark.size());
     rest.remove_prefix(std::min(rest.find_first_not_of(" \t\r"), rest.size()));
     if (rest.empty() || rest.front() == '#') continue;
+    const bool isNames = mayBeNames && !StartsNumber(rest.front());
+    mayBeNames = false;
+    if (isNames) continue;
     double x = 0.0;
     double y = 0.0;
     if (!TakeNumber(rest, x) || !TakeNumber(rest, y) || !rest.empty()) {

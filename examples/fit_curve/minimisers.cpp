@@ -76,6 +76,7 @@ Outcome Minimise(Problem& problem, const Options& options) {
   *problem.evaluationsCount = 0;
   outcome.iterations = Run(cost, start.data(), options);
   example::ThrowIfCancelled();
+  outcome.stopReason = cost.GetStopReason();
   outcome.cost = cost.GetValue() * problem.costUnit;
   if (!std::isfinite(outcome.cost))
     throw example::Failure("the fit left the domain of the model; try another --start");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "models.h"
+#include "mth/Mth_stop_reason.h"
 #include "options.h"
 
 namespace fit_curve {
@@ -10,6 +11,7 @@ struct Outcome {
   int iterations = 0;
   double startCost = 0.0;  ///< in the units of the data
   double cost = 0.0;
+  MTH_STOP_REASON stopReason = MTH_STOP_REASON::NotRun;
 };
 
 /// Fits the problem with the minimiser of that name.

@@ -26,9 +26,12 @@ constexpr const char* kFooter =
     "  fit_curve profile.csv --model profile --minimiser bfgs --output profile.svg\n";
 
 void AddOptions(CLI::App& app, Options& options) {
-  app.add_option("FILE", options.dataPath, "Text file of one x,y pair per line; lines after # are skipped")
+  app.add_option("FILE", options.dataPath,
+                 "Text file of one x,y pair per line; lines after # and a\nfirst line of names are skipped")
       ->required();
   example::AddOutputFileOptions(app, options.output, "SVG", "Picture of the data and the model");
+  app.add_option("--csv", options.csvPath, "Write the samples with the model and the residuals, too")
+      ->type_name("FILE");
   example::AddWord(app, "-m,--model", options.model, {"profile", "catenary", "rayleigh", "gaussians"},
                    "MODEL", "profile, catenary, rayleigh or gaussians");
   example::AddNumber(app, "-k,--gaussians", options.gaussians, 1, 32,

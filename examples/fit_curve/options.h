@@ -12,6 +12,7 @@ namespace fit_curve {
 struct Options {
   std::string dataPath;
   example::OutputOptions output{"fit_curve.svg", "", false};
+  std::string csvPath;  ///< of the fitted data; empty: none
   std::string model = "profile";
   std::string minimiser = "powell";
   int gaussians = 1;

@@ -49,6 +49,10 @@ int main(int argc, char** argv) {
     x.push_back(abscissa);
   }
 
+  if (x.empty()) {
+    std::fprintf(stderr, "fit_gauss1: no data; give the path of Gauss1.dat\n");
+    return 1;
+  }
   TwoPeaksCost cost(x, y);
   double start[] = {94.0, 1.05, 99.0, 63.0, 25.0, 71.0, 180.0, 20.0};  // the published second start
   short iterations = 0;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "support/failure.h"
+#include "support/text.h"
 
 namespace texture_mr {
 
@@ -84,7 +85,7 @@ bool HasPairs(const RegionPairs& region) {
 
 }  // namespace
 
-Levels Quantise(const GreyImage& image, const Regions& regions, const Options& options) {
+Levels Quantise(const GreyImage& image, const Regions& regions, Options& options) {
   Levels levels;
   if (options.range.empty()) {
     bool isFirst = true;
@@ -99,8 +100,16 @@ Levels Quantise(const GreyImage& image, const Regions& regions, const Options& o
     levels.lowest = options.range[0];
     levels.highest = options.range[1];
   }
-  const double width = levels.highest - levels.lowest;
+  double width = levels.highest - levels.lowest;
   if (!std::isfinite(width)) throw Failure("the intensities span more than a number can hold");
+  if (options.binWidth > 0.0) {
+    const double needed = std::floor(width / options.binWidth) + 1.0;
+    if (!(needed <= kMostLevels))
+      throw Failure("--bin-width " + example::Rounded(options.binWidth, 6) + " needs more than 256 levels");
+    options.levels = std::max(2, static_cast<int>(needed));
+    levels.highest = levels.lowest + options.levels * options.binWidth;  // the end of the last level
+    width = levels.highest - levels.lowest;
+  }
   const double last = options.levels - 1;
   levels.ofVoxel.reserve(image.values.size());
   for (const double value : image.values) {

@@ -40,8 +40,9 @@ struct Levels {
 };
 
 /// Voxels outside the regions get a level too, which nothing reads.
+/// @param options  whose number of levels is completed by the width of one, if that is given.
 /// @throws example::Failure  when the difference of the intensities is no finite number.
-Levels Quantise(const example::GreyImage& image, const Regions& regions, const Options& options);
+Levels Quantise(const example::GreyImage& image, const Regions& regions, Options& options);
 
 /// The pairs of every chosen region.
 /// @throws example::Failure  when there are none at all.

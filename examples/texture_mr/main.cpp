@@ -14,7 +14,7 @@
 namespace {
 
 int Run(int argc, char** argv) {
-  const auto options = texture_mr::ParseOptions(argc, argv);
+  auto options = texture_mr::ParseOptions(argc, argv);
   if (!options) return 0;
   std::vector<std::string> inputs{options->imagePath};
   if (!options->maskPath.empty()) inputs.push_back(options->maskPath);

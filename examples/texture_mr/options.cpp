@@ -45,6 +45,9 @@ void AddOptions(CLI::App& app, Options& options) {
                    "Measure only these regions of the mask, separated by commas")
       ->check(CLI::Range(1, kLargestNumber).description(""));
   example::AddNumber(app, "-l,--levels", options.levels, 2, kMostLevels, "Number of grey levels, 2 to 256");
+  app.add_option(
+      "--bin-width", options.binWidth,
+      "Intensities of one level, instead of --levels: as many levels as\nthe range needs, at most 256");
   example::AddNumber(app, "-d,--distance", options.distance, 1, kLargestNumber,
                      "How many voxels the two of a pair are apart along each axis,\n1 or more");
   example::AddList(app, "--range", options.range, "A,B",
@@ -71,6 +74,10 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
   AddOptions(app, options);
   if (!example::ParseCommandLine(app, argc, argv)) return std::nullopt;
   example::Require(app.count("--mask") == 0 || !options.maskPath.empty(), "--mask needs a label image");
+  example::Require(app.count("--bin-width") == 0 || app.count("--levels") == 0,
+                   "--levels and --bin-width exclude each other");
+  const bool isWidth = std::isfinite(options.binWidth) && options.binWidth > 0.0;
+  example::Require(app.count("--bin-width") == 0 || isWidth, "--bin-width must be above 0");
   CheckOptions(options);
   return options;
 }

@@ -16,6 +16,7 @@ struct Options {
   std::vector<int> labels;  ///< of the mask's regions to measure; empty: all of them
   int levels = 32;
   int distance = 1;
+  double binWidth = 0.0;      ///< intensities of a level; 0: the range divided by the number of levels
   std::vector<double> range;  ///< intensities of the first and the last level; empty: those of the regions
 };
 

@@ -122,6 +122,26 @@ TEST(Classify, SeparatesWhatATreeSeparates) {
   EXPECT_EQ(run.output.find("held out"), std::string::npos);
 }
 
+// Words for labels, a byte order mark, and a table of what was taken for what: two of five sick are missed.
+TEST(Classify, TellsWhatIsTakenForWhat) {
+  const ScratchFolder folder;
+  std::string text = "\xEF\xBB\xBFvolume,state\n";
+  for (const int volume : {1, 2, 3, 4, 5, 6, 7, 8}) text += std::to_string(volume) + ",healthy\n";
+  for (const int volume : {2, 3, 20, 21, 22}) text += std::to_string(volume) + ",sick\n";
+  WriteFile(folder / "samples.csv", text);
+  const ProgramRun run =
+      RunProgram(MTH_CLASSIFY, Quoted(folder / "samples.csv") + " -d 1 -n 1 --held-out 0 -o " +
+                                   Quoted(folder / "out") + " --json " + Quoted(folder / "out.json"));
+  ASSERT_EQ(run.status, 0) << run.errors;
+  EXPECT_NE(run.output.find("positive label sick, negative healthy"), std::string::npos) << run.output;
+  EXPECT_NEAR(NumberAfter(run.output, "sensitivity"), 60.0, 1e-9) << run.output;
+  EXPECT_NEAR(NumberAfter(run.output, "specificity"), 100.0, 1e-9);
+  std::string report = ReadFile(folder / "out.json");
+  std::erase_if(report, [](char character) { return character == ' ' || character == '\n'; });
+  EXPECT_NE(report.find("\"confusion\":[[8,0],[2,3]]"), std::string::npos) << report;
+  EXPECT_NE(ReadFile(folder / "out/scores.csv").find(",sick,healthy,"), std::string::npos);
+}
+
 TEST(Classify, RefusesWhatItCannotTrainUpon) {
   const ScratchFolder folder;
   const std::string good = "1,2,0\n2,3,1\n";
@@ -135,6 +155,7 @@ TEST(Classify, RefusesWhatItCannotTrainUpon) {
       {"x,y,label\n", "", "no samples"},
       {"1,2,0\n1,1\n", "", "line 2: 1 features, but 2 before"},
       {"1,2,0\n1,nan,1\n", "", "line 2: not finite numbers"},
+      {"1,a\n2,b\n3,c\n", "", "exactly two different labels"},
       {"1,2,0\n1,,1\n", "", "line 2: not finite numbers"},
       {"a,b,c\nd,e,f\n", "", "line 2: not finite numbers"},
       {"0\n1\n", "", "line 1: needs a feature"},
@@ -145,6 +166,7 @@ TEST(Classify, RefusesWhatItCannotTrainUpon) {
       {good, "--depth 17", "--depth"},
       {good, "--held-out 1", "--held-out"},
       {good, "--unknown", "--unknown"},
+      {good, "--held-out 0 --seed 3", "--seed needs"},
   };
   for (const Case& each : cases) {
     WriteFile(folder / "samples.csv", each.content);

@@ -3,9 +3,13 @@
 #include <cmath>
 #include <functional>
 #include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <random>
 #include <sstream>
 
 #include "examples/host_run.h"
+#include "mth/matrix/Mth_matrix.h"
 
 namespace {
 
@@ -99,6 +103,60 @@ TEST(FitCurve, StartsWhereItIsTold) {
   EXPECT_LT(ReadReport(run.output).at("at the start"), 1e-30);
 }
 
+// Of a bell with noise, under a first line of names: standard errors from the analytic derivatives, R squared
+// and the table of residuals by hand.
+TEST(FitCurve, TellsHowSureItIs) {
+  const ScratchFolder folder;
+  std::vector<double> xs;
+  std::vector<double> ys;
+  std::string text = "\xEF\xBB\xBFposition;signal\n";
+  std::mt19937 engine(5);
+  for (int i = 0; i < 40; ++i) {
+    xs.push_back(0.25 * i);
+    ys.push_back(1.0 + 3.0 * Bell((xs.back() - 5.0) / 1.5) +
+                 (static_cast<double>(engine() % 1000) - 500.0) / 5000.0);
+    text += std::to_string(xs.back()) + ";" + std::to_string(ys.back()) + "\n";
+  }
+  WriteFile(folder / "data.csv", text);
+  const ProgramRun run = RunProgram(
+      MTH_FIT_CURVE, Quoted(folder / "data.csv") + " -f bfgs -o " + Quoted(folder / "fit.svg") + " --csv " +
+                         Quoted(folder / "fit.csv") + " --json " + Quoted(folder / "fit.json"));
+  ASSERT_EQ(run.status, 0) << run.errors;
+  const auto report = nlohmann::json::parse(ReadFile(folder / "fit.json"));
+  const double a = report["parameters"]["A"];
+  const double mu = report["parameters"]["mu"];
+  const double sigma = report["parameters"]["sigma"];
+  MTH_MATRIX jacobian(40, 4, 0);
+  double squares = 0.0;
+  double mean = 0.0;
+  for (int i = 0; i < 40; ++i) {
+    const auto k = static_cast<std::size_t>(i);
+    const double z = (xs[k] - mu) / sigma;
+    const double row[] = {1.0, Bell(z), a * Bell(z) * z / sigma, a * Bell(z) * z * z / sigma};
+    for (int j = 0; j < 4; ++j) jacobian.Set(i, j, row[j]);
+    const double residual = ys[k] - (report["parameters"]["B"].get<double>() + a * Bell(z));
+    squares += residual * residual;
+    mean += ys[k] / 40.0;
+  }
+  const std::unique_ptr<MTH_MATRIX> transposed(jacobian.Transpose());
+  const std::unique_ptr<MTH_MATRIX> normal(*transposed * jacobian);
+  const std::unique_ptr<MTH_MATRIX> inverse(normal->Inverse());
+  const char* const names[] = {"B", "A", "mu", "sigma"};
+  for (int k = 0; k < 4; ++k) {
+    const double expected = std::sqrt(squares / 36.0 * inverse->Get(k, k));
+    EXPECT_NEAR(report["standard_errors"][names[k]].get<double>() / expected, 1.0, 1e-5) << names[k];
+  }
+  double total = 0.0;
+  for (const double y : ys) total += (y - mean) * (y - mean);
+  EXPECT_NEAR(report["r_squared"].get<double>(), 1.0 - squares / total, 1e-5);
+  EXPECT_TRUE(report["converged"].get<bool>());
+  EXPECT_NE(run.output.find("standard error sigma"), std::string::npos);
+  const std::string table = ReadFile(folder / "fit.csv");
+  EXPECT_EQ(table.find("x,y,model,residual\n0,"), 0U);
+  EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 41);
+  EXPECT_NE(ReadFile(folder / "fit.svg").find("residuals"), std::string::npos);
+}
+
 TEST(FitCurve, RefusesBadFilesAndOptionsWithOneLine) {
   const ScratchFolder folder;
   WriteFile(folder / "good.csv", "0,1\n1,3\n2,2\n3,1\n4,1\n");
@@ -153,7 +211,10 @@ TEST(FitGauss1, ReachesTheCertifiedFit) {
   const ProgramRun run = RunProgram(MTH_FIT_GAUSS1, Quoted(MTH_DATA_DIR "/reference/Gauss1.dat"));
   EXPECT_EQ(run.status, 0) << run.output;
   EXPECT_NE(run.output.find("residual sum of squares 1315.8222"), run.output.npos) << run.output;
-  EXPECT_EQ(RunProgram(MTH_FIT_GAUSS1, "/no/such/file").status, 1);
+  const ProgramRun missing = RunProgram(MTH_FIT_GAUSS1, "/no/such/file");
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.output, "");
+  EXPECT_NE(missing.errors.find("no data"), std::string::npos);
 }
 
 }  // namespace

@@ -180,6 +180,31 @@ TEST(TextureMr, TakesTheLabelsOfASegmentation) {
   }
 }
 
+// Levels of 2 from the lowest intensity on are those of half the numbers; a mask that lies elsewhere is
+// refused.
+TEST(TextureMr, TakesLevelsOfAWidthAndMasksOfTheSamePlace) {
+  const ScratchFolder folder;
+  std::vector<int> halves = kHaralick;
+  for (int& value : halves) value /= 2;
+  WriteImage(folder / "image.nii", 4, 4, 1, kHaralick);
+  WriteImage(folder / "halves.nii", 4, 4, 1, halves);
+  const Textures wide = Measure(folder, Quoted(folder / "image.nii") + " --bin-width 2");
+  const Textures expected = Measure(folder, Quoted(folder / "halves.nii") + " --bin-width 1");
+  for (const auto& [key, fields] : expected) EXPECT_EQ(wide.at(key)[kMean], fields[kMean]) << key.second;
+  NiftiFile file;
+  file.dimensions = {2, 4, 4, 1, 1, 1, 1, 1};
+  file.hasPlace = true;
+  file.SetVoxels<std::uint8_t>(kHaralick);
+  WriteFile(folder / "placed.nii", file.Bytes(8));
+  file.isMirrored = true;
+  WriteFile(folder / "mirrored.nii", file.Bytes(8));
+  const ProgramRun run =
+      RunProgram(MTH_TEXTURE_MR, Quoted(folder / "placed.nii") + " --mask " +
+                                     Quoted(folder / "mirrored.nii") + " -o " + Quoted(folder / "no"));
+  EXPECT_EQ(run.status, 2);
+  EXPECT_NE(run.errors.find("lie differently"), std::string::npos) << run.errors;
+}
+
 TEST(TextureMr, RefusesWhatItCannotMeasure) {
   const ScratchFolder folder;
   WriteImage(folder / "image.nii", 4, 4, 1, kHaralick);
@@ -200,6 +225,9 @@ TEST(TextureMr, RefusesWhatItCannotMeasure) {
       {image("missing.nii"), "cannot find the image"},
       {image("text.nii"), "damaged or not a NIfTI image"},
       {image("image.nii") + " --levels 1", "--levels"},
+      {image("image.nii") + " --bin-width 0", "--bin-width"},
+      {image("image.nii") + " --bin-width 1 --levels 8", "exclude each other"},
+      {image("image.nii") + " --bin-width 0.001", "more than 256 levels"},
       {image("image.nii") + " --levels 257", "--levels"},
       {image("image.nii") + " --distance 0", "--distance: Value 0 not in range 1 to 2147483647"},
       {image("image.nii") + " --distance 4", "no two voxels of a region are 4 apart"},
