@@ -7,7 +7,8 @@
 namespace example {
 
 /// A small fixed-width font for captions inside pictures, so that they need no font of the machine:
-/// small letters, digits and a few signs; capitals are drawn as small letters, all else as blanks.
+/// small letters, the capitals of the patient's directions, digits and a few signs; other capitals are drawn
+/// as small letters, all else as blanks.
 inline constexpr int kGlyphWidth = 5;
 inline constexpr int kGlyphHeight = 9;  // seven above the base line, two below
 

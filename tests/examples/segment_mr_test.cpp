@@ -328,6 +328,22 @@ TEST(SegmentMr, PicturesShowClassesWithTheFrontUp) {
   EXPECT_EQ(ColourAt(membership, 0, 1), "#000000");
 }
 
+// Columns that run to the patient's right are turned round, as radiologists look at him; not so on request.
+TEST(SegmentMr, PicturesShowTheSideThatIsAskedFor) {
+  const ScratchFolder folder;
+  NiftiFile file = TwoClasses();
+  file.hasPlace = true;  // x to the right
+  file.SetVoxels<std::uint8_t>({10, 0, 0, 60, 0, 0});
+  WriteFile(folder / "image.nii", file.Bytes(8));
+  for (const auto& [options, column] : {std::pair("", 2U), std::pair("--neurological", 0U)}) {
+    Segment(folder, folder / "image.nii", std::string("-m kmeans -c 2 ") + options);
+    const auto labels = ReadColours(folder / "result/labels.png");
+    ASSERT_EQ(labels.first.size(), 18U);
+    EXPECT_NE(ColourAt(labels, column, 0), "#000000") << options;
+    EXPECT_EQ(ColourAt(labels, 2 - column, 0), "#000000") << options;
+  }
+}
+
 template <class T>
 void WritePngImage(const std::string& path, png_uint_32 format, png_uint_32 width,
                    const std::vector<T>& pixels) {
