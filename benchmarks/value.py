@@ -3,7 +3,8 @@
 
     apt-get install mricron-data python3-nibabel python3-scipy python3-dipy python3-nipy python3-skimage \\
                     python3-sklearn python3-opencv libinsighttoolkit5-dev      # data and peers; each peer is optional
-    /usr/bin/python3 benchmarks/value.py build/release/benchmarks/value [--n4 build/release/benchmarks/value_n4]
+    cmake -S benchmarks/value_n4 -B build/value_n4 -DCMAKE_BUILD_TYPE=Release && cmake --build build/value_n4
+    /usr/bin/python3 benchmarks/value.py build/release/benchmarks/value [--n4 build/value_n4/value_n4]
 
 The truth is a phantom: fractions of CSF, grey and white matter from the Colin-27 head of Debian's mricron-data (the
 middle half of the way between two tissues' grey levels counts as a mixture), shone upon with contrasts, fields and
