@@ -46,7 +46,7 @@ MTH_INLINE V LogarithmOfNormal(V x, More... more) {
   const V large = table + r;
   const V rest = ((table - large) + r) + ((rHead - r) + rTail);
   const V tableRest = exponent * kLn2Rest + Lookup(kLogRests, place);
-  return large + (rest + (tableRest + square * (r * LogarithmSeries<V>(r, square) - 0.5)));
+  return large + (rest + (tableRest + (square * (r * LogarithmSeries<V>(r, square)) - 0.5 * square)));
 }
 
 // The natural logarithm of x.
