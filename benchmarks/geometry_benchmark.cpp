@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <memory>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "mth/geometry/Mth_matrix_chgref.h"
@@ -51,6 +52,33 @@ Points Surface(std::size_t count, double shift, unsigned seed) {
   return points;
 }
 
+// Points at random places of a line through the origin.
+Points Line(std::size_t count, const MTH_3D_DOUBLE& direction, unsigned seed) {
+  std::mt19937 engine(seed);
+  std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+  Points points;
+  for (std::size_t i = 0; i < count; ++i) {
+    const double t = uniform(engine);
+    points.emplace_back(t * direction.GetX(), t * direction.GetY(), t * direction.GetZ());
+  }
+  return points;
+}
+
+// Points of a sphere about the origin: no point of another one is much nearer than the next.
+Points Sphere(std::size_t count, double radius, unsigned seed) {
+  std::mt19937 engine(seed);
+  std::normal_distribution<double> normal;
+  Points points;
+  for (std::size_t i = 0; i < count; ++i) {
+    const double x = normal(engine);
+    const double y = normal(engine);
+    const double z = normal(engine);
+    const double scale = radius / std::hypot(x, y, z);
+    points.emplace_back(scale * x, scale * y, scale * z);
+  }
+  return points;
+}
+
 // The second set is the first one, turned, with errors.
 Points Turned(const Points& points) {
   double quaternion[7] = {0.8, 0.36, 0.48, 0.0, 10.0, -20.0, 5.0};
@@ -76,25 +104,54 @@ BENCHMARK(Register)->Name("Registration/mth")->Arg(10000)->Unit(benchmark::kMicr
 
 template <class MakeFirst, class MakeSecond>
 void Hausdorff(State& state, MakeFirst makeFirst, MakeSecond makeSecond) {
-  Points first = makeFirst();
-  Points second = makeSecond();
+  Points first = makeFirst(static_cast<std::size_t>(state.range(0)));
+  Points second = makeSecond(static_cast<std::size_t>(state.range(0)));
   const auto count = static_cast<int>(first.size());
   for (auto _ : state) {
     benchmark::DoNotOptimize(Mth_Hausdorff_Distance(first.data(), second.data(), count, count));
   }
 }
 
-constexpr std::size_t kSetSize = 20000;
-const auto kVolume1 = [] { return RandomPoints(kSetSize, 1); };
-const auto kVolume2 = [] { return RandomPoints(kSetSize, 2); };
-const auto kSurface1 = [] { return Surface(kSetSize, 0.0, 1); };
-const auto kSurface2 = [] { return Surface(kSetSize, 3.0, 2); };
-BENCHMARK_CAPTURE(Hausdorff, volume, kVolume1, kVolume2)
-    ->Name("Hausdorff, volumes/mth")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Hausdorff, surface, kSurface1, kSurface2)
-    ->Name("Hausdorff, surfaces/mth")
-    ->Unit(benchmark::kMillisecond);
+using Make = Points (*)(std::size_t);
+struct Pair {
+  const char* name;
+  Make first;
+  Make second;
+};
+const Pair kPairs[] = {{"volumes", [](std::size_t n) { return RandomPoints(n, 1); },
+                        [](std::size_t n) { return RandomPoints(n, 2); }},
+                       {"surfaces", [](std::size_t n) { return Surface(n, 0.0, 1); },
+                        [](std::size_t n) { return Surface(n, 3.0, 2); }},
+                       {"crossing lines",
+                        [](std::size_t n) {
+                          return Line(n, {1, 1, 0}, 1);
+                        },
+                        [](std::size_t n) {
+                          return Line(n, {1, -1, 0}, 2);
+                        }},
+                       {"concentric spheres", [](std::size_t n) { return Sphere(n, 1.0, 1); },
+                        [](std::size_t n) { return Sphere(n, 2.0, 2); }}};
+
+// Three sizes of each pair of sets, with the way in which the time grows.
+template <class Run>
+bool RegisterPairs(const char* library, Run run) {
+  for (const Pair& pair : kPairs) {
+    const std::string name = std::string("Hausdorff, ") + pair.name + "/" + library;
+    benchmark::RegisterBenchmark(name.c_str(),
+                                 [&pair, run](State& state) {
+                                   run(state, pair.first, pair.second);
+                                   state.SetComplexityN(state.range(0));
+                                 })
+        ->Arg(12500)
+        ->Arg(25000)
+        ->Arg(50000)
+        ->Arg(100000)
+        ->Complexity()
+        ->Unit(benchmark::kMillisecond);
+  }
+  return true;
+}
+const bool kHaveOwn = RegisterPairs("mth", Hausdorff<Make, Make>);
 
 void Transform(State& state) {
   Points points = RandomPoints(static_cast<std::size_t>(state.range(0)), 1);
@@ -179,19 +236,14 @@ double DirectedSquare(const Points& from, const Points& to) {
 
 template <class MakeFirst, class MakeSecond>
 void HausdorffByTree(State& state, MakeFirst makeFirst, MakeSecond makeSecond) {
-  const Points first = makeFirst();
-  const Points second = makeSecond();
+  const Points first = makeFirst(static_cast<std::size_t>(state.range(0)));
+  const Points second = makeSecond(static_cast<std::size_t>(state.range(0)));
   for (auto _ : state) {
     benchmark::DoNotOptimize(
         std::sqrt(std::max(DirectedSquare(first, second), DirectedSquare(second, first))));
   }
 }
-BENCHMARK_CAPTURE(HausdorffByTree, volume, kVolume1, kVolume2)
-    ->Name("Hausdorff, volumes/nanoflann")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(HausdorffByTree, surface, kSurface1, kSurface2)
-    ->Name("Hausdorff, surfaces/nanoflann")
-    ->Unit(benchmark::kMillisecond);
+const bool kHaveTrees = RegisterPairs("nanoflann", HausdorffByTree<Make, Make>);
 #endif
 
 }  // namespace
