@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
 #include <utility>
 
 #include "mth/optimise/Mth_funct_ajust_gauss_cost.h"
@@ -49,6 +50,30 @@ TEST(Memory, EvaluationsAndLineSearchesAllocateNothing) {
     EXPECT_EQ(allocations(1), allocations(50));
   }
 }
+
+#if defined(__linux__)
+// The second derivatives of 6,000 parameters would be 288 MB: zeros that nobody looks at stay with the
+// system.
+TEST(Memory, ManyParametersTouchNothingThatIsNotUsed) {
+  class Many : public MTH_FUNCT {
+   public:
+    Many() : MTH_FUNCT(6000) {}
+    void Evaluate() override { SetValue(GetParameters()[0]); }
+  };
+  const auto residentPages = [] {
+    long total = 0;
+    long resident = 0;
+    std::ifstream("/proc/self/statm") >> total >> resident;
+    return resident;
+  };
+  const long before = residentPages();
+  Many cost;
+  cost.Evaluate();
+  EXPECT_EQ(cost.GetParametersCount(), 6000);
+  EXPECT_LT(residentPages() - before, 2000);
+  EXPECT_EQ(cost.GetHessian()[6000 * 6000 - 1], 0.0);
+}
+#endif
 
 TEST(Memory, MinimisersFailWithoutIt) {
   const Minimisation levenbergMarquardt = [](MTH_FUNCT& cost, short) {

@@ -340,37 +340,6 @@ TEST(Powell, VisitsThePointsOfItsSteps) {
   EXPECT_GT(differentLengths, 30);
 }
 
-TEST(Powell, NewDirectionOverwritesTheOneOfTheLargestDecrease) {
-  // The first axis gains most in the first pass; the second pass must start along the new direction and
-  // then follow the second axis, unmoved.
-  short iterations = 0;
-  std::vector<short> passes;
-  const RecordingDisplay display;
-  std::vector<std::size_t> searches;
-  RecordingCost cost({10.0, 1.0}, [&](const double* x) {
-    passes.push_back(iterations);
-    searches.push_back(display.windows.empty() ? 0 : display.windows[0]->actions.size());
-    return Square(x[0]) + Square(x[1]) + 1.2 * x[0] * x[1] + std::pow(x[0] * x[1], 4);
-  });
-  cost.ComputeOptimumPowell(nullptr, 2, 1e-12, &iterations, true);
-  ASSERT_EQ(iterations, 2);
-  const std::size_t pass =
-      static_cast<std::size_t>(std::find(passes.begin(), passes.end(), 1) - passes.begin());
-  const auto directionAt = [&](std::size_t i) {  // the search evaluates at t = 0, restores, then at t = 1
-    const Point& from = cost.visited[i];
-    const Point& to = cost.visited[i + 2];
-    return Point{to[0] - from[0], to[1] - from[1]};
-  };
-  const Point first = directionAt(pass);
-  const Point sincePassStart = {cost.visited[pass][0] - 10.0, cost.visited[pass][1] - 1.0};
-  EXPECT_NE(first[0], 0.0);
-  EXPECT_NE(first[1], 0.0);
-  EXPECT_NEAR(first[0] * sincePassStart[1], first[1] * sincePassStart[0], 1e-9);
-  const std::size_t second = static_cast<std::size_t>(
-      std::find(searches.begin(), searches.end(), searches[pass] + 1) - searches.begin());
-  EXPECT_EQ(directionAt(second), (Point{0.0, 1.0}));
-}
-
 TEST(Powell, OfEqualDecreasesTheFirstGivesItsDirection) {
   // Both axes gain 1, exactly; beyond, along the diagonal, lies a deeper bowl.
   short iterations = 0;
