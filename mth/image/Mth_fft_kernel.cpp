@@ -18,7 +18,7 @@ struct Tile {
 }  // namespace
 }  // namespace mth_internal
 
-#define MTH_KERNEL_FILE "mth/image/Mth_fft_loops_internal.h"
+#define MTH_KERNEL_FILE "mth/image/Mth_fft_grid_loops_internal.h"
 #include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 namespace mth_internal {

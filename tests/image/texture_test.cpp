@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cfenv>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -137,6 +138,22 @@ TEST(Texture, UnusualElementsGoThroughTheFormulas) {
 }
 
 // The example of Haralick, Shanmugam and Dinstein: its four co-occurrence matrices at distance 1.
+// Hosts may trap what an ordinary matrix, most of it zeros, must not raise.
+TEST(Texture, RaisesNoFloatingPointException) {
+  for (const auto set : {InstructionSet::Baseline, InstructionSet::Avx2, InstructionSet::Avx512}) {
+    const mth_internal::InstructionSetScope scope(set);
+    for (const int type : {kDouble, kFloat}) {
+      MTH_MATRIX matrix = RandomDistribution(19, 19, type, 0.7, 9);
+      for (const Feature& feature : kFeatures) {
+        std::feclearexcept(FE_ALL_EXCEPT);
+        const double value = feature.compute(&matrix);
+        EXPECT_EQ(std::fetestexcept(FE_INVALID | FE_DIVBYZERO | FE_OVERFLOW), 0) << feature.name;
+        EXPECT_TRUE(std::isfinite(value)) << feature.name;
+      }
+    }
+  }
+}
+
 TEST(Texture, HaralicksImage) {
   struct Case {
     const char* angle;
