@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "mth/matrix/Mth_register_tile_internal.h"
+
 namespace mth_internal {
 
 /// Elements with a stride in both directions; either may be negative.
@@ -19,7 +21,6 @@ struct Block {
 constexpr std::int64_t kBlockDepth = 64;
 // Panels of this many columns are factored column by column.
 constexpr std::int64_t kPanelColumns = 16;
-constexpr std::int64_t kWidestTile = 16;
 
 /// Doubles of scratch memory that the elimination of n rows needs.
 constexpr std::int64_t EliminationScratch(std::int64_t n) {

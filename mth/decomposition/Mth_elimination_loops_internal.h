@@ -3,7 +3,6 @@
 // Every element is a running difference over ascending k (descending in back substitution). That is what the
 // plain column-by-column loop of Crout computes, so blocks and panels give its bits.
 
-#include "mth/core/Mth_lanes_internal.h"
 #include "mth/decomposition/Mth_subtract_product_loops_internal.h"
 
 // Row i of the block becomes row i minus the rows solved before it times l(i, k), divided by the diagonal
@@ -25,51 +24,49 @@ void SolveTriangle(Block<const Element> l, double* x, std::int64_t stride, std::
   });
 }
 
-// Column `column` of a panel, from row `column` down: subtracts the earlier columns times their row of U.
-// The panel is stored by columns.
-// @return  the row of the largest |element| x scale, the last one of equals; NaN is never chosen.
+// Column `column` of a panel, which is stored by columns, loses the products of the earlier ones: first its
+// part of U, whose rows depend on each other, then all from the diagonal down.
 template <class T>
-std::int64_t FinishPanelColumn(double* panel, std::int64_t stride, std::int64_t column, std::int64_t rows,
-                               const double* scales) {
+void FinishPanelColumn(double* panel, std::int64_t stride, std::int64_t column, std::int64_t rows) {
   double* target = panel + column * stride;
   for (std::int64_t i = 0; i < column; ++i) {
     double sum = target[i];
     for (std::int64_t k = 0; k < i; ++k) sum -= panel[k * stride + i] * target[k];
     target[i] = RoundedTo<T>(sum);
   }
-  double best = 0.0;
-  std::int64_t bestRow = column;
-  const auto offer = [&](double candidate, std::int64_t row) {
-    if (!(candidate > best || (candidate == best && row > bestRow))) return;
-    best = candidate;
-    bestRow = row;
-  };
-  Lanes bests{};
-  Lanes bestRows = Spread<Lanes>(static_cast<double>(column));
-  Lanes laneRows{};
-  for (std::int64_t lane = 0; lane < kLanes; ++lane)
-    reinterpret_cast<double*>(&laneRows)[lane] = static_cast<double>(column + lane);
   ForEachLanes(column, rows, [&](std::int64_t i, auto lanes) {
     using V = decltype(lanes);
     V sum = Load<V>(target + i);
     for (std::int64_t k = 0; k < column; ++k) sum -= Load<V>(panel + k * stride + i) * Spread<V>(target[k]);
-    sum = RoundedTo<T>(sum);
-    Store(target + i, sum);
-    const V candidate = (sum < V{} ? -sum : sum) * Load<V>(scales + i);
+    Store(target + i, RoundedTo<T>(sum));
+  });
+}
+
+template <class V>
+MTH_INLINE V Magnitudes(V values) {
+  return values < V{} ? -values : values;
+}
+
+// The row in [first, rows) of the largest |element| x scale, the last one of equals; NaN is never chosen.
+inline std::int64_t FindPivot(const double* column, std::int64_t first, std::int64_t rows,
+                              const double* scales) {
+  Lanes bests{};
+  double best = 0.0;
+  ForEachLanes(first, rows, [&](std::int64_t i, auto lanes) {
+    using V = decltype(lanes);
+    const V candidate = Magnitudes(Load<V>(column + i)) * Load<V>(scales + i);
     if constexpr (sizeof(V) == sizeof(double)) {
-      offer(candidate, i);
+      best = candidate > best ? candidate : best;
     } else {
-      bestRows = candidate >= bests ? laneRows : bestRows;
-      bests = candidate >= bests ? candidate : bests;
-      laneRows += Spread<V>(static_cast<double>(kLanes));
+      bests = candidate > bests ? candidate : bests;
     }
   });
-  if constexpr (kLanes > 1) {
-    for (std::int64_t lane = 0; lane < kLanes; ++lane)
-      offer(reinterpret_cast<const double*>(&bests)[lane],
-            static_cast<std::int64_t>(reinterpret_cast<const double*>(&bestRows)[lane]));
-  }
-  return bestRow;
+  double largest[kLanes];
+  Store(largest, bests);
+  for (const double candidate : largest) best = candidate > best ? candidate : best;
+  std::int64_t row = rows - 1;
+  while (row > first && !(Magnitudes(column[row]) * scales[row] == best)) --row;
+  return row;
 }
 
 // Elements [first, last) of a column, times a factor.
@@ -94,9 +91,10 @@ class PanelFactorization {
     rows_ = size_ - first;
     Gather();
     for (std::int64_t j = 0; j < width; ++j) {
-      const std::int64_t pivot = FinishPanelColumn<T>(panel_, rows_, j, rows_, scales_ + first);
-      if (pivot != j) Exchange(j, pivot);
       double* column = panel_ + j * rows_;
+      FinishPanelColumn<T>(panel_, rows_, j, rows_);
+      const std::int64_t pivot = FindPivot(column, j, rows_, scales_ + first);
+      if (pivot != j) Exchange(j, pivot);
       if (column[j] == 0.0) column[j] = static_cast<double>(static_cast<T>(kTinyPivot));
       if (first + j + 1 < size_) ScaleColumn<T>(column, j + 1, rows_, 1.0 / column[j]);
     }
@@ -174,20 +172,100 @@ void FactorInPlace(double* a, std::int64_t size, double* scales, int* permutatio
   }
 }
 
+// Rows of X that are solved side by side when X has few columns: each waits for its own sum alone.
+constexpr std::int64_t kRowsTogether = 8;
+
+// Solves one triangle of L U in place, in the order of `l`'s rows, for one column of X; the rows of both may
+// run backwards.
+template <class T, class Element, bool kHasUnitDiagonal>
+void SolveColumn(Block<const Element> l, double* x, std::int64_t stride, std::int64_t count) {
+  std::int64_t first = 0;
+  for (; first + kRowsTogether <= count; first += kRowsTogether) {
+    const Element* rows = l.elements + first * l.rowStride;
+    double sums[kRowsTogether];
+    for (std::int64_t r = 0; r < kRowsTogether; ++r) sums[r] = x[(first + r) * stride];
+    for (std::int64_t k = 0; k < first; ++k) {
+      const double known = x[k * stride];
+#pragma GCC unroll 8
+      for (std::int64_t r = 0; r < kRowsTogether; ++r)
+        sums[r] -= static_cast<double>(rows[r * l.rowStride + k * l.columnStride]) * known;
+    }
+    for (std::int64_t r = 0; r < kRowsTogether; ++r) {
+      const Element* row = rows + r * l.rowStride;
+      double sum = sums[r];
+      for (std::int64_t k = first; k < first + r; ++k)
+        sum -= static_cast<double>(row[k * l.columnStride]) * x[k * stride];
+      if constexpr (!kHasUnitDiagonal) sum /= static_cast<double>(row[(first + r) * l.columnStride]);
+      x[(first + r) * stride] = RoundedTo<T>(sum);
+    }
+  }
+  for (; first < count; ++first) {
+    const Element* row = l.elements + first * l.rowStride;
+    double sum = x[first * stride];
+    for (std::int64_t k = 0; k < first; ++k)
+      sum -= static_cast<double>(row[k * l.columnStride]) * x[k * stride];
+    if constexpr (!kHasUnitDiagonal) sum /= static_cast<double>(row[first * l.columnStride]);
+    x[first * stride] = RoundedTo<T>(sum);
+  }
+}
+
+// Solves L U X = X in place, L and U in one row-major matrix, column by column of X.
+template <class T, class Element>
+void SolveColumns(const Element* lu, std::int64_t size, double* x, std::int64_t columns) {
+  const std::int64_t last = size - 1;
+  for (std::int64_t j = 0; j < columns; ++j) {
+    SolveColumn<T, Element, true>({lu, size, 1}, x + j, columns, size);
+    SolveColumn<T, Element, false>({lu + last * size + last, -size, -1}, x + last * columns + j, -columns,
+                                   size);
+  }
+}
+
 // Solves L U X = X in place, L and U in one row-major matrix. With `isIdentity` X starts as the identity:
 // row i then has nothing beyond column i until the back substitution.
-template <class T>
-void SolveInPlace(const T* lu, std::int64_t size, double* x, std::int64_t columns, bool isIdentity,
+template <class T, class Element>
+void SolveInPlace(const Element* lu, std::int64_t size, double* x, std::int64_t columns, bool isIdentity,
                   double* scratch) {
   for (std::int64_t j = 0; j < size; j += kBlockDepth) {
     const std::int64_t depth = std::min(kBlockDepth, size - j);
-    EliminateRows<T, T, true>({lu + j * size + j, size, 1}, x + j * columns, columns, depth, size - j - depth,
-                              isIdentity ? j + depth : columns, scratch);
+    EliminateRows<T, Element, true>({lu + j * size + j, size, 1}, x + j * columns, columns, depth,
+                                    size - j - depth, isIdentity ? j + depth : columns, scratch);
   }
   for (std::int64_t end = size; end > 0; end -= kBlockDepth) {
     const std::int64_t last = end - 1;
     const std::int64_t depth = std::min(kBlockDepth, end);
-    EliminateRows<T, T, false>({lu + last * size + last, -size, -1}, x + last * columns, -columns, depth,
-                               end - depth, columns, scratch);
+    EliminateRows<T, Element, false>({lu + last * size + last, -size, -1}, x + last * columns, -columns,
+                                     depth, end - depth, columns, scratch);
+  }
+}
+
+// LU of a few rows, without panels: the same running differences.
+template <class T>
+void FactorSmall(double* a, std::int64_t size, double* scales, int* permutation) {
+  for (std::int64_t k = 0; k < size; ++k) {
+    std::int64_t pivot = k;
+    double best = 0.0;
+    for (std::int64_t i = k; i < size; ++i) {
+      double& element = a[i * size + k];
+      element = RoundedTo<T>(element);
+      const double candidate = Magnitudes(element) * scales[i];
+      if (candidate >= best) {
+        best = candidate;
+        pivot = i;
+      }
+    }
+    double* row = a + k * size;
+    if (pivot != k) {
+      std::swap_ranges(row, row + size, a + pivot * size);
+      std::swap(permutation[k], permutation[pivot]);
+      scales[pivot] = scales[k];
+    }
+    if (row[k] == 0.0) row[k] = static_cast<double>(static_cast<T>(kTinyPivot));
+    for (std::int64_t j = k + 1; j < size; ++j) row[j] = RoundedTo<T>(row[j]);
+    const double inverse = 1.0 / row[k];
+    for (std::int64_t i = k + 1; i < size; ++i) {
+      double* __restrict below = a + i * size;
+      below[k] = RoundedTo<T>(below[k] * inverse);
+      for (std::int64_t j = k + 1; j < size; ++j) below[j] -= below[k] * row[j];
+    }
   }
 }

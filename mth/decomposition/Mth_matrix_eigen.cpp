@@ -1,15 +1,23 @@
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <new>
 
+#include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
+#include "mth/decomposition/Mth_pseudo_inverse_internal.h"
+#include "mth/decomposition/Mth_scaling_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 
 // Eigenvectors by inverse iteration, the power method, and the element-wise square and square root.
 
+using mth_internal::ElementsCount;
 using mth_internal::MatrixPtr;
+using mth_internal::NewFailure;
+using mth_internal::NewResult;
+using mth_internal::OnStorage;
 using mth_internal::WorkArray;
 
 namespace {
@@ -19,6 +27,54 @@ constexpr int kPowerIterationCap = 10000;
 
 std::unique_ptr<double[]> NewArray(int count) {
   return std::unique_ptr<double[]>(new (std::nothrow) double[static_cast<std::size_t>(std::max(count, 0))]);
+}
+
+// Divides every element by the largest magnitude.
+void DivideByLargest(const MTH_MATRIX& matrix) {
+  OnStorage(matrix, [&](auto* elements) {
+    using T = std::remove_pointer_t<decltype(elements)>;
+    const std::int64_t count = ElementsCount(matrix);
+    double largest = 0.0;
+    for (std::int64_t i = 0; i < count; ++i)
+      largest = std::max(largest, std::abs(static_cast<double>(elements[i])));
+    for (std::int64_t i = 0; i < count; ++i)
+      elements[i] = static_cast<T>(static_cast<double>(elements[i]) / largest);
+  });
+}
+
+// A vector x and its image y: the Rayleigh quotient and the norm of y.
+struct PowerStep {
+  double quotient;
+  double norm;
+};
+
+PowerStep MeasureStep(const double* x, const double* y, int size) {
+  double projection = 0.0;
+  double squares = 0.0;
+  double norm = 0.0;
+  for (int i = 0; i < size; ++i) {
+    projection += x[i] * y[i];
+    squares += x[i] * x[i];
+    norm += y[i] * y[i];
+  }
+  return {projection / squares, std::sqrt(norm)};
+}
+
+// Whether y = A x is near quotient times x, x being of unit norm: a quotient may also stand still half way
+// between two eigenvalues of equal modulus and opposite signs. Of a symmetric matrix the square of what is
+// left is about what the quotient still moves by.
+bool IsEigenvector(const double* x, const double* y, int size, const PowerStep& step, double tolerance) {
+  constexpr double kLargestShare = 0.1;
+  constexpr double kSlack = 100.0;
+  constexpr double kRounding = 64.0 * std::numeric_limits<double>::epsilon();
+  double squares = 0.0;
+  for (int i = 0; i < size; ++i) {
+    const double rest = y[i] - step.quotient * x[i];
+    squares += rest * rest;
+  }
+  const double residual = std::sqrt(squares);
+  if (residual <= kRounding * size * step.norm) return true;
+  return residual <= kLargestShare * step.norm && squares <= kSlack * tolerance * step.norm;
 }
 
 }  // namespace
@@ -34,32 +90,24 @@ bool MTH_MATRIX::SearchOneEigenVector(double eigenvalue, double** vector) const 
   MTH_MATRIX shifted(*this);
   auto result = NewArray(columns_);
   if (!mth_internal::IsUsable(x.get()) || !shifted.allocated_ || !result) return fail(11);
-  x->OnStorage([&](auto* elements) { std::fill_n(elements, columns_, 1); });
+  OnStorage(*x, [&](auto* elements) { std::fill_n(elements, columns_, 1); });
   for (int i = 0; i < std::min(rows_, columns_); ++i) shifted.Set(i, i, Get(i, i) - eigenvalue);
 
   const MatrixPtr inverse(shifted.PseudoInverse());
   if (!mth_internal::IsUsable(inverse.get())) return fail(14);
-  if (!IsSafeInverse(inverse.get())) return fail(11);
+  if (inverse->GetStatusError() == 9) {
+    mth_internal::ShowInformation(mth_internal::kNotInvertible);
+    return fail(11);
+  }
+  if (inverse->GetStatusError() == 10) mth_internal::ShowInformation(mth_internal::kUnstableSolution);
   for (int iteration = 0; iteration < kInverseIterations; ++iteration) {
     x.reset(*inverse * *x);
     if (!mth_internal::IsUsable(x.get())) return fail(11);
-    x->DivideByLargest();
+    DivideByLargest(*x);
   }
   for (int i = 0; i < columns_; ++i) result[static_cast<std::size_t>(i)] = x->Get(i, 0);
   *vector = result.release();
   return true;
-}
-
-// Divides every element by the largest magnitude.
-void MTH_MATRIX::DivideByLargest() {
-  OnStorage([&](auto* elements) {
-    using T = std::remove_pointer_t<decltype(elements)>;
-    double largest = 0.0;
-    for (std::int64_t i = 0; i < ElementsCount(); ++i)
-      largest = std::max(largest, std::abs(static_cast<double>(elements[i])));
-    for (std::int64_t i = 0; i < ElementsCount(); ++i)
-      elements[i] = static_cast<T>(static_cast<double>(elements[i]) / largest);
-  });
 }
 
 MTH_MATRIX* MTH_MATRIX::SearchEigenValuesAndVectors(double tolerance, double** values) const {
@@ -94,35 +142,29 @@ bool MTH_MATRIX::PowerMethod(double tolerance, double* dominant) const {
   const WorkArray<double> x(columns_);
   const WorkArray<double> y(columns_);
   if (!x || !y) return false;
+  const double scale = OnStorage(
+      *this, [&](auto* elements) { return mth_internal::ScaleToUnit(elements, ElementsCount(*this)); });
+  tolerance = std::max(tolerance, 0.0) * scale;
   std::fill_n(x.Get(), columns_, 1.0);
   double quotient = 0.0;
-  double difference = 2.0 * tolerance;  // the first quotient has none to be compared with
   for (int iteration = 0; iteration < kPowerIterationCap; ++iteration) {
-    OnStorage([&](auto* elements) {
+    OnStorage(*this, [&](auto* elements) {
       for (int i = 0; i < rows_; ++i, elements += columns_) {
         y[i] = 0.0;
-        for (int j = 0; j < columns_; ++j) y[i] += static_cast<double>(elements[j]) * x[j];
+        for (int j = 0; j < columns_; ++j) y[i] += static_cast<double>(elements[j]) * scale * x[j];
       }
     });
-    double projection = 0.0;
-    double squares = 0.0;
-    double norm = 0.0;
-    for (int i = 0; i < rows_; ++i) {
-      projection += x[i] * y[i];
-      squares += x[i] * x[i];
-      norm += y[i] * y[i];
-    }
-    norm = std::sqrt(norm);
-    const double former = quotient;
-    quotient = projection / squares;
-    if (iteration > 0) difference = std::abs(quotient - former);
-    if (!std::isfinite(norm) || !std::isfinite(quotient)) return false;
-    // A vector that is sent to 0 is an eigenvector of 0.
-    if (difference < tolerance || norm == 0.0) {
-      *dominant = quotient;
+    const PowerStep step = MeasureStep(x.Get(), y.Get(), rows_);
+    if (!std::isfinite(step.norm) || !std::isfinite(step.quotient)) return false;
+    // The first quotient has none to be compared with. A vector that is sent to 0 is an eigenvector of 0.
+    const double difference = std::abs(step.quotient - quotient);
+    quotient = step.quotient;
+    const bool isStill = iteration > 0 && (difference < tolerance || difference == 0.0);
+    if (step.norm == 0.0 || (isStill && IsEigenvector(x.Get(), y.Get(), rows_, step, tolerance))) {
+      *dominant = quotient / scale;
       return true;
     }
-    for (int i = 0; i < rows_; ++i) x[i] = y[i] / norm;
+    for (int i = 0; i < rows_; ++i) x[i] = y[i] / step.norm;
   }
   return false;
 }
@@ -131,9 +173,10 @@ MTH_MATRIX* MTH_MATRIX::Square() const {
   if (!allocated_) return NewFailure(1);
   MTH_MATRIX* result = NewResult(rows_, columns_, type_);
   if (!mth_internal::IsUsable(result)) return result;
-  OnStorage([&](auto* elements) {
+  OnStorage(*this, [&](auto* elements) {
     using T = std::remove_pointer_t<decltype(elements)>;
-    std::transform(elements, elements + ElementsCount(), result->Elements<T>(), [](T x) { return x * x; });
+    std::transform(elements, elements + ElementsCount(*this), mth_internal::Elements<T>(*result),
+                   [](T x) { return x * x; });
   });
   return result;
 }
@@ -142,14 +185,14 @@ MTH_MATRIX* MTH_MATRIX::SquareRoot() const {
   if (!allocated_) return NewFailure(1);
   MTH_MATRIX* result = NewResult(rows_, columns_, type_);
   if (!mth_internal::IsUsable(result)) return result;
-  OnStorage([&](auto* elements) {
+  OnStorage(*this, [&](auto* elements) {
     using T = std::remove_pointer_t<decltype(elements)>;
-    T* target = result->Elements<T>();
-    const auto* end = elements + ElementsCount();
-    const auto* bad = std::find_if(elements, elements + ElementsCount(), [](T x) { return !(x >= 0); });
+    T* target = mth_internal::Elements<T>(*result);
+    const auto* end = elements + ElementsCount(*this);
+    const auto* bad = std::find_if(elements, elements + ElementsCount(*this), [](T x) { return !(x >= 0); });
     std::transform(static_cast<const T*>(elements), bad, target, [](T x) { return std::sqrt(x); });
     std::fill(target + (bad - elements), target + (end - elements), T{0});
-    if (bad != end) result->status_ = 8;
+    if (bad != end) mth_internal::MatrixAccess::SetStatus(*result, 8);
   });
   return result;
 }

@@ -1,10 +1,15 @@
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <new>
 
+#include "mth/core/Mth_complex_number_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
+#include "mth/decomposition/Mth_eigenvectors_internal.h"
+#include "mth/decomposition/Mth_lyapunov_internal.h"
+#include "mth/decomposition/Mth_scaling_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 #include "mth/value/Mth_complex.h"
@@ -12,67 +17,38 @@
 // All eigenvalues and eigenvectors of a real square matrix.
 
 using mth_internal::Complex;
+using mth_internal::MultiplyVectors;
 using mth_internal::SquareView;
 using mth_internal::WorkArray;
-
+using mth_internal::WriteVectors;
 namespace {
-
-bool IsSymmetric(SquareView a) {
-  for (std::int64_t i = 0; i < a.size; ++i) {
-    for (std::int64_t j = 0; j < i; ++j) {
-      if (a[i][j] != a[j][i]) return false;
-    }
-  }
-  return true;
-}
 
 // Elements of about 1, whose squares neither overflow nor vanish.
 // @return  the power of two that they were multiplied by.
 double Normalise(SquareView a) {
-  double largest = 0.0;
-  for (std::int64_t i = 0; i < a.size * a.size; ++i) largest = std::max(largest, std::abs(a.elements[i]));
-  const int exponent = largest == 0.0 ? 0 : std::ilogb(largest);
-  const double scale = std::ldexp(1.0, -std::clamp(exponent, -1000, 1000));
+  const double scale = mth_internal::PowerToUnit(mth_internal::LargestMagnitude(a.elements, a.size * a.size));
   for (std::int64_t i = 0; i < a.size * a.size; ++i) a.elements[i] *= scale;
   return scale;
-}
-
-// Components whose squared moduli differ by less count as equal: rounding must not choose the sign.
-constexpr double kNearlyLargest = 1.0 - 1e-12;
-
-// Writes an eigenvector as column `column`: of unit norm, the largest component, the first of equals, real
-// and positive.
-template <class Component>
-void WriteVector(Component component, std::int64_t size, std::int64_t column, MTH_COMPLEX* vectors) {
-  double largest = 0.0;
-  for (std::int64_t i = 0; i < size; ++i)
-    largest = std::max({largest, std::abs(component(i).real()), std::abs(component(i).imag())});
-  double squares = 0.0;
-  double best = 0.0;
-  for (std::int64_t i = 0; i < size; ++i) {
-    const double modulus = SquaredModulus(component(i) / largest);
-    squares += modulus;
-    best = std::max(best, modulus);
-  }
-  std::int64_t bestRow = 0;
-  while (bestRow + 1 < size && SquaredModulus(component(bestRow) / largest) < best * kNearlyLargest)
-    ++bestRow;
-  const Complex pivot = component(bestRow) / largest;
-  const Complex turn = Conjugate(pivot) / Modulus(pivot) / std::sqrt(squares);
-  for (std::int64_t i = 0; i < size; ++i) {
-    const Complex value = component(i) / largest * turn;
-    vectors[i * size + column] = MTH_COMPLEX(value.real(), i == bestRow ? 0.0 : value.imag());
-  }
 }
 
 // Memory for one problem of so many rows.
 struct Workspace {
   explicit Workspace(std::int64_t size)
-      : a(size * size), vectors(size * size), work(size * (size + 3)), values(size), complexWork(size + 1) {}
-  explicit operator bool() const { return a && vectors && work && values && complexWork; }
+      : original(size * size),
+        a(size * size),
+        vectors(size * size),
+        work(size * (size + 3)),
+        order(size),
+        values(size),
+        complexWork(size + 1) {}
+  explicit operator bool() const {
+    return original && a && vectors && work && order && values && complexWork;
+  }
+  WorkArray<double> original;
   WorkArray<double> a;
   WorkArray<double> vectors;
   WorkArray<double> work;
+  WorkArray<std::int64_t> order;
   WorkArray<Complex> values;
   WorkArray<Complex> complexWork;
 };
@@ -81,53 +57,68 @@ bool SolveSymmetric(SquareView a, const Workspace& space, MTH_COMPLEX* vectors) 
   const std::int64_t n = a.size;
   const SquareView rows{space.vectors.Get(), n};
   double* found = a.elements;  // the matrix is destroyed by then
-  if (!mth_internal::SolveSymmetric(a, found, rows, space.work.Get())) return false;
+  if (!mth_internal::SolveSymmetric(a, found, rows, space.work.Get(), space.order.Get())) return false;
   for (std::int64_t j = 0; j < n; ++j) {
     space.values[j] = found[j];
-    WriteVector([&](std::int64_t i) { return Complex(rows[j][i]); }, n, j, vectors);
   }
+  WriteVectors(rows, space.values.Get(), vectors);
   return true;
 }
 
-// Row j of `result` becomes row j of `left` times `right`, with the columns scaled.
-void MultiplyVectors(SquareView left, SquareView right, const double* scales, SquareView result) {
-  const std::int64_t n = left.size;
-  std::fill_n(result.elements, n * n, 0.0);
-  for (std::int64_t j = 0; j < n; ++j) {
-    double* __restrict row = result[j];
-    for (std::int64_t k = 0; k < n; ++k) {
-      const double weight = left[j][k];
-      if (weight == 0.0) continue;
-      const double* source = right[k];
-      for (std::int64_t i = 0; i < n; ++i) row[i] += weight * source[i];
-    }
-    for (std::int64_t i = 0; i < n; ++i) row[i] *= scales[i];
-  }
-}
+// Scales beyond this ratio may spoil what they balance: the eigenvectors are then checked.
+constexpr double kHarmlessScales = 64.0;
 
-bool SolveGeneral(SquareView a, const Workspace& space, MTH_COMPLEX* vectors) {
+// Eigenvalues and, as the rows of `vectors`, eigenvectors of `a`, which becomes its Schur form.
+// @return  whether all eigenvalues converged.
+bool SolveScaled(SquareView a, const Workspace& space, double* scales, SquareView vectors) {
   const std::int64_t n = a.size;
   const SquareView qt{space.vectors.Get(), n};
   const SquareView schurVectors{space.work.Get(), n};
-  double* scales = space.work.Get() + n * n;
-  mth_internal::Balance(a, scales);
   mth_internal::ReduceToHessenberg(a, qt, scales + n);
-  if (!mth_internal::ReduceToSchur(a, qt, space.values.Get())) return false;
+  if (!mth_internal::ReduceToSchur(a, qt)) return false;
+  mth_internal::SchurValues(a, space.values.Get());
   mth_internal::SchurVectors(a, space.values.Get(), schurVectors, space.complexWork.Get());
-  MultiplyVectors(schurVectors, qt, scales, a);
+  MultiplyVectors(schurVectors, qt, scales, vectors);
+  return true;
+}
+
+// Whether |A v - value v| is rounding's worth of |A| for every vector of unit norm.
+bool AreEigenvectors(SquareView a, const Complex* values, const MTH_COMPLEX* vectors) {
+  const std::int64_t n = a.size;
+  double squares = 0.0;
+  for (std::int64_t i = 0; i < n * n; ++i) squares += a.elements[i] * a.elements[i];
+  const double allowed =
+      8.0 * static_cast<double>(n) * std::numeric_limits<double>::epsilon() * std::sqrt(squares);
   for (std::int64_t j = 0; j < n; ++j) {
-    if (space.values[j].imag() == 0.0) {
-      WriteVector([&](std::int64_t i) { return Complex(a[j][i]); }, n, j, vectors);
-      continue;
-    }
-    WriteVector([&](std::int64_t i) { return Complex(a[j][i], a[j + 1][i]); }, n, j, vectors);
     for (std::int64_t i = 0; i < n; ++i) {
+      Complex image = 0.0;
+      for (std::int64_t k = 0; k < n; ++k) {
+        const MTH_COMPLEX& entry = vectors[k * n + j];
+        image += a[i][k] * Complex(entry.getReal(), entry.getImag());
+      }
       const MTH_COMPLEX& entry = vectors[i * n + j];
-      vectors[i * n + j + 1] = MTH_COMPLEX(entry.getReal(), -entry.getImag());
+      const Complex rest = image - values[j] * Complex(entry.getReal(), entry.getImag());
+      if (!(Modulus(rest) <= allowed)) return false;
     }
-    ++j;
   }
   return true;
+}
+
+// `original` and `a` hold the same matrix.
+bool SolveGeneral(SquareView original, SquareView a, const Workspace& space, MTH_COMPLEX* vectors) {
+  const std::int64_t n = a.size;
+  double* scales = space.work.Get() + n * n;
+  mth_internal::Balance(a, scales);
+  const auto [smallest, largest] = std::minmax_element(scales, scales + n);
+  const bool isHarmless = n == 0 || *largest <= kHarmlessScales * *smallest;
+  bool isDone = SolveScaled(a, space, scales, a);
+  if (isDone) WriteVectors(a, space.values.Get(), vectors);
+  if (isHarmless || (isDone && AreEigenvectors(original, space.values.Get(), vectors))) return isDone;
+  std::copy_n(original.elements, n * n, a.elements);
+  std::fill_n(scales, n, 1.0);
+  isDone = SolveScaled(a, space, scales, a);
+  if (isDone) WriteVectors(a, space.values.Get(), vectors);
+  return isDone;
 }
 
 }  // namespace
@@ -137,19 +128,19 @@ bool MTH_MATRIX::RealEigenvalueProblem(MTH_COMPLEX** values, MTH_COMPLEX** vecto
   if (vectors != nullptr) *vectors = nullptr;
   if (values == nullptr || vectors == nullptr || !allocated_ || rows_ != columns_) return false;
   const std::int64_t n = rows_;
-  const bool isFinite =
-      OnStorage([&](auto* elements) { return mth_internal::AreFinite(elements, ElementsCount()); });
-  if (!isFinite) return false;
+  if (!mth_internal::AreFinite(*this)) return false;
   std::unique_ptr<MTH_COMPLEX[]> newValues(new (std::nothrow) MTH_COMPLEX[static_cast<std::size_t>(n)]);
   std::unique_ptr<MTH_COMPLEX[]> newVectors(new (std::nothrow) MTH_COMPLEX[static_cast<std::size_t>(n * n)]);
   const Workspace space(n);
   if (!newValues || !newVectors || !space) return false;
 
   const SquareView a{space.a.Get(), n};
-  OnStorage([&](auto* elements) { std::copy_n(elements, n * n, a.elements); });
+  mth_internal::OnStorage(*this, [&](auto* elements) { std::copy_n(elements, n * n, a.elements); });
   const double scale = Normalise(a);
-  const bool isDone =
-      IsSymmetric(a) ? SolveSymmetric(a, space, newVectors.get()) : SolveGeneral(a, space, newVectors.get());
+  const SquareView original{space.original.Get(), n};
+  std::copy_n(a.elements, n * n, original.elements);
+  const bool isDone = mth_internal::IsSymmetric(a) ? SolveSymmetric(a, space, newVectors.get())
+                                                   : SolveGeneral(original, a, space, newVectors.get());
   if (!isDone) return false;
   for (std::int64_t j = 0; j < n; ++j) {
     const Complex value = space.values[j] / scale;

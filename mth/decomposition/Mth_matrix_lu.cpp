@@ -1,19 +1,27 @@
+#include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <new>
-#include <numeric>
 
 #include "mth/core/Mth_work_array_internal.h"
-#include "mth/decomposition/Mth_elimination_internal.h"
+#include "mth/decomposition/Mth_elimination_kernel_internal.h"
+#include "mth/decomposition/Mth_lu_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 
-#define MTH_KERNEL_FILE "mth/decomposition/Mth_elimination_loops_internal.h"
-#include "mth/core/Mth_for_each_instruction_set_internal.h"
-
 // LU decomposition, linear systems, inverse and determinant.
 
+using mth_internal::AreFinite;
+using mth_internal::CheckOperands;
+using mth_internal::Elements;
+using mth_internal::ElementsCount;
+using mth_internal::IsUsable;
+using mth_internal::LUFactors;
 using mth_internal::MatrixPtr;
+using mth_internal::NewFailure;
+using mth_internal::NewResult;
+using mth_internal::OnStorage;
 using mth_internal::WorkArray;
 
 namespace {
@@ -22,47 +30,114 @@ constexpr double kSingularSystem = 1e-30;  // product of the pivots, for a matri
 constexpr double kSingularFactoredSystem = 1e-10;  // intended: not the same for a matrix given as factored
 constexpr double kSmallestDeterminant = 1e-9;
 
-// 1 / the largest magnitude of each row.
-// @return  false when a row is all 0; a NaN is not 0.
-template <class T>
-bool FindRowScales(const T* elements, std::int64_t size, double* scales) {
-  for (std::int64_t i = 0; i < size; ++i) {
-    double largest = 0.0;
-    for (std::int64_t j = 0; j < size; ++j) {
-      const double magnitude = std::abs(static_cast<double>(elements[i * size + j]));
-      if (magnitude > largest || std::isnan(magnitude)) largest = magnitude;
+// In double from 1, along the diagonal of a matrix that LU made.
+double DiagonalProduct(const MTH_MATRIX& factors) {
+  double product = 1.0;
+  for (int i = 0; i < factors.GetNbRows(); ++i) product *= factors.Get(i, i);
+  return product;
+}
+
+// The product of the permutation matrix and B, term by term: zeros times an infinity are NaN.
+MTH_MATRIX* PermuteByProduct(const MTH_MATRIX& b, const int* permutation) {
+  const int rows = b.GetNbRows();
+  MTH_MATRIX matrix(rows, rows, b.GetType());
+  if (!matrix.IsAllocated()) return NewFailure(1);
+  matrix.SetZero();
+  for (int i = 0; i < rows; ++i) matrix.Set(i, permutation[i], 1.0);
+  return matrix * b;
+}
+
+// Row i of the result is row permutation[i] of B, by the rules of the product.
+MTH_MATRIX* PermuteRows(const MTH_MATRIX& b, const int* permutation) {
+  if (!AreFinite(b)) return PermuteByProduct(b, permutation);
+  const std::int64_t rows = b.GetNbRows();
+  const std::int64_t columns = b.GetNbCols();
+  MatrixPtr result(NewResult(rows, columns, b.GetType()));
+  if (!IsUsable(result.get())) return result.release();
+  OnStorage(b, [&](auto* elements) {
+    using T = std::remove_pointer_t<decltype(elements)>;
+    T* target = Elements<T>(*result);
+    for (std::int64_t i = 0; i < rows; ++i, target += columns) {
+      if (permutation[i] < 0 || permutation[i] >= rows) {
+        std::fill_n(target, columns, T{0});
+        continue;
+      }
+      const T* row = elements + std::int64_t{permutation[i]} * columns;
+      for (std::int64_t j = 0; j < columns; ++j) target[j] = row[j] + T{0};  // the sum has no -0
     }
-    if (largest == 0.0) return false;
-    scales[i] = 1.0 / largest;
+  });
+  return result.release();
+}
+
+// Column i becomes column order[i], row by row. False without memory.
+template <class T>
+bool ScatterColumns(T* elements, std::int64_t size, const int* order) {
+  T small[mth_internal::kSmallSystem];
+  const bool isSmall = size <= mth_internal::kSmallSystem;
+  const WorkArray<T> heap(isSmall ? 0 : size);
+  if (!heap) return false;
+  T* row = isSmall ? small : heap.Get();
+  for (std::int64_t i = 0; i < size; ++i, elements += size) {
+    for (std::int64_t j = 0; j < size; ++j) row[order[j]] = elements[j];
+    std::copy_n(row, size, elements);
   }
   return true;
 }
 
-// Rows of a system that is solved in double elements, whatever the type of its solution: those of the
-// solution itself, or a work copy.
-class SolutionRows {
- public:
-  explicit SolutionRows(const MTH_MATRIX& solution)
-      : count_(std::int64_t{solution.GetNbRows()} * solution.GetNbCols()),
-        copy_(solution.GetType() == 0 ? 0 : count_),
-        elements_(solution.GetType() == 0 ? solution.GetEDataAddress() : copy_.Get()) {}
-
-  explicit operator bool() const { return static_cast<bool>(copy_); }
-  double* Get() const { return elements_; }
-  template <class T>
-  void CopyFrom(const T* source) const {
-    std::copy_n(source, count_, elements_);
+// Solves in place, X holding the permuted right-hand sides; unknowns of a float solution are rounded one by
+// one. False without memory.
+template <class Element>
+bool SolveInto(const Element* lu, const MTH_MATRIX& x, bool isIdentity) {
+  const std::int64_t size = x.GetNbRows();
+  const std::int64_t columns = x.GetNbCols();
+  if (x.GetType() == 0) {
+    if constexpr (std::is_same_v<Element, double>)
+      return mth_internal::SolveFactoredRows<double>(lu, size, x.GetEDataAddress(), columns, isIdentity);
   }
-  template <class T>
-  void CopyTo(T* target) const {
-    std::transform(elements_, elements_ + count_, target, [](double x) { return static_cast<T>(x); });
-  }
+  float* elements = x.GetFDataAddress();
+  const WorkArray<double> work(size * columns);
+  if (!work) return false;
+  std::copy_n(elements, size * columns, work.Get());
+  if (!mth_internal::SolveFactoredRows<float>(lu, size, work.Get(), columns, isIdentity)) return false;
+  std::transform(work.Get(), work.Get() + size * columns, elements,
+                 [](double value) { return static_cast<float>(value); });
+  return true;
+}
 
- private:
-  std::int64_t count_;
-  WorkArray<double> copy_;
-  double* elements_;
-};
+template <class Element>
+MTH_MATRIX* SolveFactored(const Element* lu, const int* permutation, const MTH_MATRIX& b) {
+  MatrixPtr result(PermuteRows(b, permutation));
+  if (!IsUsable(result.get())) return result.release();
+  return SolveInto(lu, *result, false) ? result.release() : NewFailure(1);
+}
+
+// Whether every unknown of a system whose right-hand side has no NaN is NaN all the same: one below the
+// diagonal makes the last row so, and that, or one in the last pivot, all rows above.
+bool SpreadNaN(const LUFactors& factors, std::int64_t size) {
+  const double* row = factors.Elements();
+  for (std::int64_t i = 0; i < size; ++i, row += size) {
+    const std::int64_t end = i + 1 < size ? i : size;
+    if (std::any_of(row, row + end, [](double x) { return std::isnan(x); })) return true;
+  }
+  return false;
+}
+
+// The inverse of factors that are not all finite: term by term, as zeros times an infinity are NaN.
+MTH_MATRIX* InverseOfNonFinite(const LUFactors& factors, int size, int type) {
+  if (!SpreadNaN(factors, size)) {
+    MTH_MATRIX identity(size, size, type);
+    if (!identity.IsAllocated()) return NewFailure(1);
+    identity.SetIdentity();
+    return SolveFactored(factors.Elements(), factors.Order(), identity);
+  }
+  MTH_MATRIX* result = NewResult(size, size, type);
+  if (!IsUsable(result)) return result;
+  OnStorage(*result, [&](auto* elements) {
+    using T = std::remove_pointer_t<decltype(elements)>;
+    std::fill_n(elements, ElementsCount(*result), std::numeric_limits<T>::quiet_NaN());
+  });
+  return result;
+}
 
 }  // namespace
 
@@ -71,127 +146,62 @@ MTH_MATRIX* MTH_MATRIX::LU(int** permutation) const {
   *permutation = nullptr;
   if (!allocated_) return NewFailure(1);
   if (rows_ != columns_) return NewFailure(4);
-  const std::int64_t size = rows_;
-  std::unique_ptr<int[]> order(new (std::nothrow) int[static_cast<std::size_t>(size)]);
-  const WorkArray<double> scales(size);
-  if (!order || !scales) return NewFailure(1);
-  std::iota(order.get(), order.get() + size, 0);
-  if (!OnStorage([&](auto* elements) { return FindRowScales(elements, size, scales.Get()); })) {
-    *permutation = order.release();
-    return NewFailure(16);
-  }
-  MatrixPtr factors(new (std::nothrow) MTH_MATRIX(*this));
-  if (!mth_internal::IsUsable(factors.get())) return factors.release();
-  const SolutionRows work(*factors);
-  const WorkArray<double> scratch(mth_internal::EliminationScratch(size));
-  if (!work || !scratch) return NewFailure(1);
-  OnStorage([&](auto* elements) {
+  std::unique_ptr<int[]> order(new (std::nothrow) int[static_cast<std::size_t>(rows_)]);
+  MatrixPtr factors(NewResult(rows_, columns_, type_));
+  if (!order) return NewFailure(1);
+  if (!IsUsable(factors.get())) return factors.release();
+  const WorkArray<double> copy(type_ == 0 ? 0 : ElementsCount(*this));
+  if (!copy) return NewFailure(1);
+  const int status = OnStorage(*this, [&](auto* elements) {
     using T = std::remove_pointer_t<decltype(elements)>;
-    if constexpr (std::is_same_v<T, float>) work.CopyFrom(elements);
-    MTH_SELECT(FactorInPlace<T>)(work.Get(), size, scales.Get(), order.get(), scratch.Get());
-    if constexpr (std::is_same_v<T, float>) work.CopyTo(factors->Elements<T>());
+    double* work = type_ == 0 ? factors->doubles_ : copy.Get();
+    const int refusal = mth_internal::FactorMatrix<T>(elements, rows_, work, order.get());
+    if (refusal != 0) return refusal;
+    if constexpr (std::is_same_v<T, float>) {
+      std::transform(work, work + ElementsCount(*this), factors->floats_,
+                     [](double value) { return static_cast<float>(value); });
+    }
+    return 0;
   });
+  if (status == 1) return NewFailure(1);
   *permutation = order.release();
-  return factors.release();
-}
-
-// In double from 1, along the diagonal of a matrix that LU made.
-double MTH_MATRIX::DiagonalProduct() const {
-  double product = 1.0;
-  for (int i = 0; i < rows_; ++i) product *= Get(i, i);
-  return product;
-}
-
-MTH_MATRIX* MTH_MATRIX::PermuteRows(const int* permutation) const {
-  const bool isFinite =
-      OnStorage([&](auto* elements) { return mth_internal::AreFinite(elements, ElementsCount()); });
-  MatrixPtr result(NewResult(rows_, columns_, type_));
-  if (!mth_internal::IsUsable(result.get())) return result.release();
-  result->SetZero();
-  if (!isFinite) {
-    // The zeros of the permutation matrix times an infinity are NaN: only the product itself will do.
-    MTH_MATRIX matrix(rows_, rows_, type_);
-    matrix.SetZero();
-    for (int i = 0; i < rows_; ++i) matrix.Set(i, permutation[i], 1.0);
-    return matrix * *this;
-  }
-  OnStorage([&](auto* elements) {
-    using T = std::remove_pointer_t<decltype(elements)>;
-    T* target = result->Elements<T>();
-    for (std::int64_t i = 0; i < rows_; ++i, target += columns_) {
-      if (permutation[i] < 0 || permutation[i] >= rows_) continue;
-      const T* row = elements + std::int64_t{permutation[i]} * columns_;
-      for (std::int64_t j = 0; j < columns_; ++j) target[j] = row[j] + T{0};  // the sum has no -0
-    }
-  });
-  return result.release();
-}
-
-// Column i becomes column permutation[i], row by row. False without memory.
-bool MTH_MATRIX::ScatterColumns(const int* permutation) {
-  return OnStorage([&](auto* elements) {
-    using T = std::remove_pointer_t<decltype(elements)>;
-    const WorkArray<T> row(columns_);
-    if (!row) return false;
-    for (std::int64_t i = 0; i < rows_; ++i, elements += columns_) {
-      for (int j = 0; j < columns_; ++j) row[permutation[j]] = elements[j];
-      std::copy_n(row.Get(), columns_, elements);
-    }
-    return true;
-  });
-}
-
-MTH_MATRIX* MTH_MATRIX::SolveFactored(const MTH_MATRIX* b, const int* permutation, double singular) const {
-  if (std::abs(DiagonalProduct()) < singular) return NewFailure(6);
-  // The columns of the permuted identity are solved in the order in which they are those of the identity.
-  MatrixPtr result(b != nullptr ? b->PermuteRows(permutation) : NewResult(rows_, rows_, type_));
-  if (!mth_internal::IsUsable(result.get())) return result.release();
-  if (b == nullptr) result->SetIdentity();
-  const SolutionRows work(*result);
-  const WorkArray<double> scratch(mth_internal::EliminationScratch(rows_));
-  if (!work || !scratch) return NewFailure(1);
-  OnStorage([&](auto* factors) {
-    using T = std::remove_pointer_t<decltype(factors)>;
-    if constexpr (std::is_same_v<T, float>) work.CopyFrom(result->Elements<T>());
-    MTH_SELECT(SolveInPlace<T>)(factors, rows_, work.Get(), result->columns_, b == nullptr, scratch.Get());
-    if constexpr (std::is_same_v<T, float>) work.CopyTo(result->Elements<T>());
-  });
-  return result.release();
+  return status == 0 ? factors.release() : NewFailure(status);
 }
 
 MTH_MATRIX* MTH_MATRIX::SolveLinearSystemByLU(const MTH_MATRIX& b) const {
   if (const int refusal = CheckOperands(*this, b)) return NewFailure(refusal);
   if (rows_ != columns_ || rows_ != b.rows_) return NewFailure(4);
-  int* order = nullptr;
-  const MatrixPtr factors(LU(&order));
-  const std::unique_ptr<int[]> permutation(order);
-  if (!mth_internal::IsUsable(factors.get()) || !permutation) return NewFailure(5);
-  return factors->SolveFactored(&b, order, kSingularSystem);
+  const LUFactors factors(*this);
+  if (factors.Status() != 0) return NewFailure(5);
+  if (std::abs(factors.Determinant()) < kSingularSystem) return NewFailure(6);
+  return SolveFactored(factors.Elements(), factors.Order(), b);
 }
 
 MTH_MATRIX* MTH_MATRIX::SolveLinearSystemByLU(const MTH_MATRIX& b, const int* permutation) const {
   if (const int refusal = CheckOperands(*this, b)) return NewFailure(refusal);
   if (rows_ != columns_ || rows_ != b.rows_) return NewFailure(4);
   if (permutation == nullptr) return NewFailure(3);
-  return SolveFactored(&b, permutation, kSingularFactoredSystem);
+  if (std::abs(DiagonalProduct(*this)) < kSingularFactoredSystem) return NewFailure(6);
+  return OnStorage(*this, [&](auto* elements) {
+    using T = std::remove_pointer_t<decltype(elements)>;
+    return SolveFactored<T>(elements, permutation, b);
+  });
 }
 
 MTH_MATRIX* MTH_MATRIX::Inverse() const {
   if (!allocated_ || rows_ != columns_) return NewFailure(1);
-  int* order = nullptr;
-  const MatrixPtr factors(LU(&order));
-  const std::unique_ptr<int[]> permutation(order);
-  if (!mth_internal::IsUsable(factors.get()) || !permutation) return NewFailure(5);
-  const bool isFinite =
-      factors->OnStorage([&](auto* elements) { return mth_internal::AreFinite(elements, ElementsCount()); });
-  if (!isFinite) {
-    MTH_MATRIX identity(rows_, rows_, type_);
-    identity.SetIdentity();
-    return factors->SolveFactored(&identity, order, kSingularSystem);
-  }
-  MatrixPtr inverse(factors->SolveFactored(nullptr, order, kSingularSystem));
-  if (mth_internal::IsUsable(inverse.get()) && !inverse->ScatterColumns(order)) return NewFailure(1);
-  return inverse.release();
+  const LUFactors factors(*this);
+  if (factors.Status() != 0) return NewFailure(5);
+  if (std::abs(factors.Determinant()) < kSingularSystem) return NewFailure(6);
+  if (!AreFinite(factors.Elements(), ElementsCount(*this))) return InverseOfNonFinite(factors, rows_, type_);
+  // The columns of the permuted identity are solved in the order in which they are those of the identity.
+  MatrixPtr result(NewResult(rows_, rows_, type_));
+  if (!IsUsable(result.get())) return result.release();
+  result->SetIdentity();
+  const bool isDone = SolveInto(factors.Elements(), *result, true) && OnStorage(*result, [&](auto* elements) {
+                        return ScatterColumns(elements, rows_, factors.Order());
+                      });
+  return isDone ? result.release() : NewFailure(1);
 }
 
 double MTH_MATRIX::Det() const {
@@ -199,13 +209,11 @@ double MTH_MATRIX::Det() const {
     status_ = 7;
     return 0.0;
   }
-  int* order = nullptr;
-  const MatrixPtr factors(LU(&order));
-  const std::unique_ptr<int[]> permutation(order);
-  if (!mth_internal::IsUsable(factors.get())) {
-    if (factors == nullptr || factors->status_ != 16) status_ = 7;
+  const LUFactors factors(*this);
+  if (factors.Status() != 0) {
+    if (factors.Status() != 16) status_ = 7;
     return 0.0;
   }
-  const double determinant = factors->DiagonalProduct();
+  const double determinant = factors.Determinant();
   return std::abs(determinant) < kSmallestDeterminant ? 0.0 : determinant;
 }

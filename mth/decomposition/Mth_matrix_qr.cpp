@@ -13,7 +13,12 @@
 
 // Householder reflections, QR and the unshifted QR iteration.
 
+using mth_internal::Elements;
+using mth_internal::ElementsCount;
 using mth_internal::MatrixPtr;
+using mth_internal::NewFailure;
+using mth_internal::NewResult;
+using mth_internal::OnStorage;
 using mth_internal::WorkArray;
 
 namespace {
@@ -21,14 +26,41 @@ namespace {
 constexpr double kNearlyZeroVector = 1e-4;  // squared norm that is not reflected
 constexpr int kIterationCap = 10000;
 
+// Factors the iterate and multiplies the factors the other way round, until the diagonal stands still.
+template <class T>
+bool IterateQR(const T* elements, std::int64_t size, double tolerance, double* diagonal) {
+  const WorkArray<T> iterate(size * size);
+  const WorkArray<T> q(size * size);
+  const WorkArray<T> r(size * size);
+  const WorkArray<double> scratch(mth_internal::QRScratch(size, size));
+  if (!iterate || !q || !r || !scratch) return false;
+  const auto factor = MTH_SELECT(FactorQR<T>);
+  std::copy_n(elements, size * size, iterate.Get());
+  // The first step only prepares the matrix whose diagonal is watched.
+  for (int iterations = -1; iterations <= kIterationCap; ++iterations) {
+    std::copy_n(iterate.Get(), size * size, r.Get());
+    factor(r.Get(), size, size, q.Get(), scratch.Get());
+    mth_internal::Multiply<T>({r.Get(), q.Get(), iterate.Get(), size, size, size});
+    bool isStill = iterations >= 0;
+    for (std::int64_t i = 0; i < size; ++i) {
+      const double element = static_cast<double>(iterate[i * size + i]);
+      if (!std::isfinite(element)) return false;  // it would never stand still
+      isStill = isStill && std::abs(diagonal[i] - element) < tolerance;
+      diagonal[i] = element;
+    }
+    if (isStill) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 MTH_MATRIX* MTH_MATRIX::Householder() const {
   if (!allocated_) return NewFailure(1);
   if (columns_ > 1) return NewFailure(4);
-  const double squares = OnStorage([&](auto* elements) {
+  const double squares = OnStorage(*this, [&](auto* elements) {
     double sum = 0.0;
-    for (std::int64_t i = 0; i < ElementsCount(); ++i)
+    for (std::int64_t i = 0; i < ElementsCount(*this); ++i)
       sum += static_cast<double>(elements[i]) * static_cast<double>(elements[i]);
     return sum;
   });
@@ -53,10 +85,10 @@ bool MTH_MATRIX::QR(MTH_MATRIX** q, MTH_MATRIX** r) const {
   const WorkArray<double> scratch(mth_internal::QRScratch(rows_, columns_));
   if (!mth_internal::IsUsable(orthogonal.get()) || !mth_internal::IsUsable(triangular.get()) || !scratch)
     return false;
-  OnStorage([&](auto* elements) {
+  OnStorage(*this, [&](auto* elements) {
     using T = std::remove_pointer_t<decltype(elements)>;
-    MTH_SELECT(FactorQR<T>)
-    (triangular->Elements<T>(), rows_, columns_, orthogonal->Elements<T>(), scratch.Get());
+    const auto factor = MTH_SELECT(FactorQR<T>);
+    factor(Elements<T>(*triangular), rows_, columns_, Elements<T>(*orthogonal), scratch.Get());
   });
   *q = orthogonal.release();
   *r = triangular.release();
@@ -68,35 +100,8 @@ void MTH_MATRIX::EigenValues(double tolerance, double** values) const {
   *values = nullptr;
   if (!allocated_ || rows_ != columns_) return;
   std::unique_ptr<double[]> diagonal(new (std::nothrow) double[static_cast<std::size_t>(rows_)]);
-  const bool hasConverged =
-      diagonal && OnStorage([&](auto* elements) { return IterateQR(elements, tolerance, diagonal.get()); });
+  const bool hasConverged = diagonal && OnStorage(*this, [&](auto* elements) {
+                              return IterateQR(elements, rows_, tolerance, diagonal.get());
+                            });
   if (hasConverged) *values = diagonal.release();
-}
-
-// Factors the iterate and multiplies the factors the other way round, until the diagonal stands still.
-template <class T>
-bool MTH_MATRIX::IterateQR(const T* elements, double tolerance, double* diagonal) const {
-  const std::int64_t size = rows_;
-  const WorkArray<T> iterate(size * size);
-  const WorkArray<T> q(size * size);
-  const WorkArray<T> r(size * size);
-  const WorkArray<double> scratch(mth_internal::QRScratch(size, size));
-  if (!iterate || !q || !r || !scratch) return false;
-  const auto factor = MTH_SELECT(FactorQR<T>);
-  std::copy_n(elements, size * size, iterate.Get());
-  // The first step only prepares the matrix whose diagonal is watched.
-  for (int iterations = -1; iterations <= kIterationCap; ++iterations) {
-    std::copy_n(iterate.Get(), size * size, r.Get());
-    factor(r.Get(), size, size, q.Get(), scratch.Get());
-    mth_internal::Multiply<T>({r.Get(), q.Get(), iterate.Get(), size, size, size});
-    bool isStill = iterations >= 0;
-    for (std::int64_t i = 0; i < size; ++i) {
-      const double element = static_cast<double>(iterate[i * size + i]);
-      if (!std::isfinite(element)) return false;  // it would never stand still
-      isStill = isStill && std::abs(diagonal[i] - element) < tolerance;
-      diagonal[i] = element;
-    }
-    if (isStill) return true;
-  }
-  return false;
 }

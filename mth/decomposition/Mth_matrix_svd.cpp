@@ -8,6 +8,7 @@
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_svd_internal.h"
+#include "mth/matrix/Mth_kernels_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 
@@ -16,7 +17,15 @@
 
 // Singular value decomposition and rank.
 
-using mth_internal::MatrixPtr;
+using mth_internal::Elements;
+using mth_internal::ElementsCount;
+using mth_internal::NewFailure;
+using mth_internal::NewResult;
+using mth_internal::OnStorage;
+using mth_internal::SVDFactors;
+using mth_internal::SVDResult;
+using mth_internal::SVDSlices;
+using mth_internal::SVDTargets;
 using mth_internal::WorkArray;
 
 namespace {
@@ -24,64 +33,170 @@ namespace {
 constexpr double kRelativeRankTolerance = 1e-15;
 constexpr std::int64_t kSmallSize = 8;  // decomposed in memory of the stack
 
+// Memory for one decomposition: on the stack for a small matrix.
+class Workspace {
+ public:
+  Workspace(std::int64_t rows, std::int64_t columns)
+      : isSmall_(rows <= kSmallSize && columns <= kSmallSize),
+        scratch_(isSmall_ ? 0 : SVDSlices(rows, columns).size),
+        order_(isSmall_ ? 0 : columns) {}
+
+  explicit operator bool() const { return scratch_ && order_; }
+  double* Scratch() { return isSmall_ ? smallScratch_.data() : scratch_.Get(); }
+  std::int64_t* Order() { return isSmall_ ? smallOrder_.data() : order_.Get(); }
+
+ private:
+  static constexpr SVDSlices kSmallSlices{kSmallSize, kSmallSize};
+  bool isSmall_;
+  WorkArray<double> scratch_;
+  WorkArray<std::int64_t> order_;
+  alignas(64) std::array<double, kSmallSlices.size> smallScratch_;
+  std::array<std::int64_t, kSmallSize> smallOrder_;
+};
+
+// Columns beyond `columns` of the product of reflections that the decomposition of a tall matrix began with:
+// an orthonormal basis of what its columns do not span. H0 H1 ... = I - Yt S Y with the vectors as the rows
+// of Y and a triangular S, which makes it two products (Schreiber and Van Loan 1989).
+// @return  false without memory.
 template <class T>
-bool Decompose(const T* input, std::int64_t rows, std::int64_t columns, T* u, T* w, T* v, double* scratch,
-               std::int64_t* order) {
-  return mth_internal::AreFinite(input, rows * columns) &&
-         MTH_SELECT(DecomposeBySVD<T>)(input, rows, columns, u, w, v, scratch, order);
+bool CompleteBasis(double* scratch, std::int64_t rows, std::int64_t columns, T* target, std::int64_t stride) {
+  const SVDSlices slices(rows, columns);
+  double* y = scratch + slices.qrVectors;
+  for (std::int64_t k = 0; k < columns; ++k) std::fill_n(y + k * rows, k, 0.0);  // nobody has written them
+  const double* factors = scratch + slices.qrFactors;
+  const std::int64_t rest = rows - columns;
+  const WorkArray<double> yt(rows * columns);
+  const WorkArray<double> gram(columns * columns);
+  const WorkArray<double> s(columns * columns);
+  const WorkArray<double> end(columns * rest);
+  const WorkArray<double> weights(columns * rest);
+  const WorkArray<double> basis(rows * rest);
+  if (!yt || !gram || !s || !end || !weights || !basis) return false;
+  mth_internal::Transpose<double>(y, columns, rows, yt.Get());
+  mth_internal::Multiply<double>({y, yt.Get(), gram.Get(), columns, rows, columns});
+  std::fill_n(s.Get(), columns * columns, 0.0);
+  for (std::int64_t k = 0; k < columns; ++k) {
+    for (std::int64_t i = 0; i < k; ++i) {
+      double sum = 0.0;
+      for (std::int64_t j = i; j < k; ++j) sum += s[i * columns + j] * gram[j * columns + k];
+      s[i * columns + k] = -factors[k] * sum;
+    }
+    s[k * columns + k] = factors[k];
+  }
+  for (std::int64_t k = 0; k < columns; ++k) std::copy_n(y + k * rows + columns, rest, end.Get() + k * rest);
+  mth_internal::Multiply<double>({s.Get(), end.Get(), weights.Get(), columns, columns, rest});
+  mth_internal::Multiply<double>({yt.Get(), weights.Get(), basis.Get(), rows, columns, rest});
+  for (std::int64_t i = 0; i < rows; ++i) {
+    for (std::int64_t j = 0; j < rest; ++j) {
+      const double unit = i == columns + j ? 1.0 : 0.0;
+      target[i * stride + columns + j] = static_cast<T>(unit - basis[i * rest + j]);
+    }
+  }
+  return true;
+}
+
+// A matrix with at least as many rows as columns.
+template <class T>
+SVDResult DecomposeTall(const T* input, std::int64_t rows, std::int64_t columns,
+                        const SVDTargets<T>& targets) {
+  Workspace space(rows, columns);
+  if (!space) return SVDResult::NoMemory;
+  const auto decompose = MTH_SELECT(DecomposeBySVD<T>);
+  const bool hasConverged = decompose(input, rows, columns, targets, space.Scratch(), space.Order());
+  return hasConverged ? SVDResult::Done : SVDResult::NoConvergence;
+}
+
+// A matrix with fewer rows than columns: its transpose is decomposed, whose U and V are the first columns of
+// V and of U. The columns of U beyond are 0, those of V complete the basis.
+template <class T>
+SVDResult DecomposeWide(const T* input, std::int64_t rows, std::int64_t columns,
+                        const SVDTargets<T>& targets) {
+  for (std::int64_t i = 0; i < rows; ++i) std::fill_n(targets.u + i * targets.uStride, columns, T{0});
+  const WorkArray<T> transposed(rows * columns);
+  Workspace space(columns, rows);
+  if (!transposed || !space) return SVDResult::NoMemory;
+  mth_internal::Transpose(input, rows, columns, transposed.Get());
+  const auto decompose = MTH_SELECT(DecomposeBySVD<T>);
+  const SVDTargets<T> swapped{targets.v,           targets.vStride, targets.values,
+                              targets.valueStride, targets.u,       targets.uStride};
+  if (!decompose(transposed.Get(), columns, rows, swapped, space.Scratch(), space.Order()))
+    return SVDResult::NoConvergence;
+  const bool isComplete = CompleteBasis(space.Scratch(), columns, rows, targets.v, targets.vStride);
+  return isComplete ? SVDResult::Done : SVDResult::NoMemory;
+}
+
+SVDResult DecomposeInto(const MTH_MATRIX& matrix, const SVDFactors& factors) {
+  if (!mth_internal::AreFinite(matrix)) return SVDResult::NoConvergence;
+  factors.w->SetZero();
+  return OnStorage(matrix, [&](auto* elements) {
+    using T = std::remove_pointer_t<decltype(elements)>;
+    const std::int64_t rows = matrix.GetNbRows();
+    const std::int64_t columns = matrix.GetNbCols();
+    const SVDTargets<T> targets{Elements<T>(*factors.u), columns, Elements<T>(*factors.w), columns + 1,
+                                Elements<T>(*factors.v), columns};
+    const auto decompose = rows < columns ? DecomposeWide<T> : DecomposeTall<T>;
+    return decompose(elements, rows, columns, targets);
+  });
+}
+
+void Discard(const std::unique_ptr<MTH_MATRIX>& factor, int status) {
+  if (!factor) return;
+  factor->Desallocate();
+  mth_internal::MatrixAccess::SetStatus(*factor, status);
 }
 
 }  // namespace
 
+namespace mth_internal {
+
+SVDFactors DecomposeSilently(const MTH_MATRIX& matrix) {
+  // An unallocated matrix gives factors that are refused, with status 1.
+  const bool isAllocated = matrix.IsAllocated();
+  const int rows = matrix.GetNbRows();
+  const int columns = matrix.GetNbCols();
+  SVDFactors factors;
+  factors.u.reset(isAllocated ? NewResult(rows, columns, matrix.GetType()) : NewFailure(1));
+  factors.w.reset(isAllocated ? NewResult(columns, columns, matrix.GetType()) : NewFailure(1));
+  factors.v.reset(isAllocated ? NewResult(columns, columns, matrix.GetType()) : NewFailure(1));
+  if (IsUsable(factors.u.get()) && IsUsable(factors.w.get()) && IsUsable(factors.v.get()))
+    factors.result = DecomposeInto(matrix, factors);
+  if (factors.result == SVDResult::Done) return factors;
+  const int status = factors.result == SVDResult::NoConvergence ? 17 : 1;
+  Discard(factors.u, status);
+  Discard(factors.w, status);
+  Discard(factors.v, status);
+  return factors;
+}
+
+SVDFactors Decompose(const MTH_MATRIX& matrix) {
+  SVDFactors factors = DecomposeSilently(matrix);
+  if (factors.result == SVDResult::NoConvergence) {
+    // Both texts are kept as they are known; the cap is 50 whichever is shown.
+    ShowInformation(matrix.GetType() == 0 ? "Pas de convergence après 50 itérations"
+                                          : "Pas de convergence après 30 itérations");
+  }
+  return factors;
+}
+
+}  // namespace mth_internal
+
 bool MTH_MATRIX::SVD(MTH_MATRIX** u, MTH_MATRIX** w, MTH_MATRIX** v) const {
   if (u == nullptr || w == nullptr || v == nullptr) return false;
-  // An unallocated matrix gives factors that are refused, with status 1.
-  *u = allocated_ ? NewResult(rows_, columns_, type_) : NewFailure(1);
-  *w = allocated_ ? NewResult(columns_, columns_, type_) : NewFailure(1);
-  *v = allocated_ ? NewResult(columns_, columns_, type_) : NewFailure(1);
-  MTH_MATRIX* const factors[] = {*u, *w, *v};
-  const auto fail = [&](int status) {
-    for (MTH_MATRIX* factor : factors) {
-      if (factor == nullptr) continue;
-      factor->Desallocate();
-      factor->status_ = status;
-    }
-    return false;
-  };
-  if (!std::all_of(std::begin(factors), std::end(factors), mth_internal::IsUsable)) return fail(1);
-
-  constexpr std::int64_t kSmallScratch = mth_internal::SVDScratch(kSmallSize, kSmallSize);
-  alignas(64) std::array<double, kSmallScratch> smallScratch;
-  std::array<std::int64_t, kSmallSize> smallOrder;
-  const bool isSmall = rows_ <= kSmallSize && columns_ <= kSmallSize;
-  const WorkArray<double> scratch(isSmall ? 0 : mth_internal::SVDScratch(rows_, columns_));
-  const WorkArray<std::int64_t> order(isSmall ? 0 : columns_);
-  if (!isSmall && (!scratch || !order)) return fail(1);
-  const bool hasConverged = OnStorage([&](auto* elements) {
-    using T = std::remove_pointer_t<decltype(elements)>;
-    return Decompose(elements, rows_, columns_, (*u)->Elements<T>(), (*w)->Elements<T>(), (*v)->Elements<T>(),
-                     isSmall ? smallScratch.data() : scratch.Get(),
-                     isSmall ? smallOrder.data() : order.Get());
-  });
-  if (hasConverged) return true;
-  // Both texts are kept as they are known; the cap is 50 whichever is shown.
-  mth_internal::ShowInformation(type_ == 0 ? "Pas de convergence après 50 itérations"
-                                           : "Pas de convergence après 30 itérations");
-  return fail(17);
+  SVDFactors factors = mth_internal::Decompose(*this);
+  *u = factors.u.release();
+  *w = factors.w.release();
+  *v = factors.v.release();
+  return factors.result == SVDResult::Done;
 }
 
 int MTH_MATRIX::Rank() const {
   if (!allocated_) return 0;
-  MTH_MATRIX* factors[3];
-  const bool isDone = SVD(&factors[0], &factors[1], &factors[2]);
-  const MatrixPtr u(factors[0]);
-  const MatrixPtr w(factors[1]);
-  const MatrixPtr v(factors[2]);
-  if (!isDone) return 0;
+  const SVDFactors factors = mth_internal::Decompose(*this);
+  if (factors.result != SVDResult::Done) return 0;
   double largest = 0.0;
-  for (int j = 0; j < columns_; ++j) largest = std::max(largest, w->Get(j, j));
+  for (int j = 0; j < columns_; ++j) largest = std::max(largest, factors.w->Get(j, j));
   const double tolerance = largest * kRelativeRankTolerance * columns_;
   int rank = 0;
-  for (int j = 0; j < columns_; ++j) rank += std::abs(w->Get(j, j)) > tolerance ? 1 : 0;
+  for (int j = 0; j < columns_; ++j) rank += std::abs(factors.w->Get(j, j)) > tolerance ? 1 : 0;
   return rank;
 }

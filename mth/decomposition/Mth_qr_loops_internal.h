@@ -62,6 +62,7 @@ inline void MakeReflection(const double* column, std::int64_t stride, const Refl
     vector[i] = column[i * stride];
     squares += vector[i] * vector[i];
   }
+  BringSquaresNearOne(vector + k, reflections.rows - k, squares);
   const double alpha = vector[k];
   const double norm = std::sqrt(squares);
   // The sign avoids cancellation; 0 counts as positive.

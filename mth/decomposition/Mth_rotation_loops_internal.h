@@ -76,10 +76,22 @@ class RotationBatch {
   RotationSweep sweeps_[kRecordedSweeps * 4];
 };
 
+// For numbers whose squares vanish or lose digits.
+inline Rotation MakeTinyRotation(double& x, double y) {
+  constexpr double kUp = 0x1p560;
+  const double r = std::sqrt((x * kUp) * (x * kUp) + (y * kUp) * (y * kUp));
+  if (r == 0.0) return {1.0, 0.0};
+  const double inverse = 1.0 / r;
+  const Rotation rotation{x * kUp * inverse, y * kUp * inverse};
+  x = r / kUp;
+  return rotation;
+}
+
 // The rotation that turns (x, y) into (r, 0); r takes x's place.
 MTH_INLINE Rotation MakeRotation(double& x, double y) {
-  const double r = std::sqrt(x * x + y * y);
-  if (r == 0.0) return {1.0, 0.0};
+  const double squares = x * x + y * y;
+  if (squares < kSmallestSquares) return MakeTinyRotation(x, y);
+  const double r = std::sqrt(squares);
   const double inverse = 1.0 / r;
   const Rotation rotation{x * inverse, y * inverse};
   x = r;

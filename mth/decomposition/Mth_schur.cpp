@@ -3,6 +3,8 @@
 #include <limits>
 
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
+#include "mth/decomposition/Mth_reflections_internal.h"
+#include "mth/decomposition/Mth_small_reflections_internal.h"
 
 // Real Schur form: balancing, Hessenberg form and the double-shift QR steps of Francis.
 
@@ -12,78 +14,31 @@ namespace {
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 constexpr int kBalancingPasses = 50;
 constexpr int kExceptionalPeriod = 10;  // a step with other shifts breaks cycles
+constexpr int kPatience = 30;  // iterations after which what is small beside the whole matrix counts as 0
 
-// I - factor v vt on rows first .. first + 2 (or + 1); v = (1, second, third).
-struct SmallReflection {
-  double factor;
-  double second;
-  double third;
+// What a double-shift step begins with: the first column of (H - shift) (H - other shift), over a common
+// factor.
+struct Bulge {
+  double x;
+  double y;
+  double z;
 };
-
-// Sends (x, y, z) to a multiple of the first unit vector.
-SmallReflection ReflectionOf(double& x, double y, double z) {
-  const double norm = std::sqrt(x * x + y * y + z * z);
-  if (norm == 0.0) return {0.0, 0.0, 0.0};
-  const double image = x >= 0.0 ? -norm : norm;
-  const double head = x - image;
-  x = image;
-  return {-head / image, y / head, z / head};
-}
-
-void ReflectRows(double* __restrict upper, double* __restrict middle, double* __restrict lower,
-                 std::int64_t first, std::int64_t last, const SmallReflection& reflection) {
-  for (std::int64_t j = first; j < last; ++j) {
-    const double step =
-        reflection.factor * (upper[j] + reflection.second * middle[j] + reflection.third * lower[j]);
-    upper[j] -= step;
-    middle[j] -= step * reflection.second;
-    lower[j] -= step * reflection.third;
-  }
-}
-
-void ReflectRows(double* __restrict upper, double* __restrict lower, std::int64_t first, std::int64_t last,
-                 const SmallReflection& reflection) {
-  for (std::int64_t j = first; j < last; ++j) {
-    const double step = reflection.factor * (upper[j] + reflection.second * lower[j]);
-    upper[j] -= step;
-    lower[j] -= step * reflection.second;
-  }
-}
-
-// Columns column .. column + count - 1 of rows [0, last).
-void ReflectColumns(SquareView h, std::int64_t column, bool isTriple, std::int64_t last,
-                    const SmallReflection& reflection) {
-  for (std::int64_t i = 0; i < last; ++i) {
-    double* row = h[i] + column;
-    double sum = row[0] + reflection.second * row[1];
-    if (isTriple) sum += reflection.third * row[2];
-    const double step = reflection.factor * sum;
-    row[0] -= step;
-    row[1] -= step * reflection.second;
-    if (isTriple) row[2] -= step * reflection.third;
-  }
-}
 
 class SchurReduction {
  public:
-  SchurReduction(SquareView h, SquareView qt, Complex* values) : h_(h), qt_(qt), values_(values), norm_(0.0) {
-    for (std::int64_t i = 0; i < h.size * h.size; ++i) norm_ = std::max(norm_, std::abs(h.elements[i]));
-  }
+  SchurReduction(SquareView h, SquareView qt)
+      : h_(h), qt_(qt), norm_(LargestMagnitude(h.elements, h.size * h.size)) {}
 
   bool Run() {
     int iterations = 0;
     for (std::int64_t last = h_.size - 1; last >= 0;) {
-      const std::int64_t first = FirstOfBlock(last);
+      const std::int64_t first = FirstOfBlock(last, iterations);
       if (last - first >= 2) {
         if (++iterations > kEigenvalueIterationCap) return false;
         Step(first, last, iterations % kExceptionalPeriod == 0);
         continue;
       }
-      if (first == last) {
-        values_[last] = h_[last][last];
-      } else {
-        SplitPair(first);
-      }
+      if (first < last) StandardiseBlock(h_, qt_, first);
       last = first - 1;
       iterations = 0;
     }
@@ -91,10 +46,13 @@ class SchurReduction {
   }
 
  private:
-  std::int64_t FirstOfBlock(std::int64_t last) {
+  std::int64_t FirstOfBlock(std::int64_t last, int iterations) {
     for (std::int64_t k = last; k > 0; --k) {
-      const double beside = std::abs(h_[k - 1][k - 1]) + std::abs(h_[k][k]);
-      if (std::abs(h_[k][k - 1]) <= kEpsilon * (beside == 0.0 ? norm_ : beside)) {
+      double beside = std::abs(h_[k - 1][k - 1]) + std::abs(h_[k][k]);
+      if (beside == 0.0 || iterations > kPatience) beside = norm_;
+      // Products of what is smaller than the smallest normal number vanish.
+      const double negligible = std::max(kEpsilon * beside, norm_ * std::numeric_limits<double>::min());
+      if (std::abs(h_[k][k - 1]) <= negligible) {
         h_[k][k - 1] = 0.0;
         return k;
       }
@@ -102,111 +60,148 @@ class SchurReduction {
     return 0;
   }
 
-  // The eigenvalues of rows k and k + 1; real ones are separated by a rotation.
-  void SplitPair(std::int64_t k) {
-    const double a = h_[k][k];
-    const double d = h_[k + 1][k + 1];
-    const double c = h_[k + 1][k];
-    const double half = 0.5 * (a - d);
-    const double discriminant = half * half + h_[k][k + 1] * c;
-    if (discriminant < 0.0) {
-      values_[k] = {d + half, std::sqrt(-discriminant)};
-      values_[k + 1] = Conjugate(values_[k]);
-      return;
-    }
-    const double root = std::sqrt(discriminant);
-    const double z = half + (half < 0.0 ? -root : root);
-    const double r = std::sqrt(z * z + c * c);
-    Rotate(k, z / r, c / r);
-    h_[k + 1][k] = 0.0;
-    values_[k] = h_[k][k];
-    values_[k + 1] = h_[k + 1][k + 1];
+  // The shifts are the eigenvalues of the last two rows: their diagonal `lower` and `upper`, and the product
+  // of their off-diagonal elements as two factors.
+  struct Shifts {
+    double lower;
+    double upper;
+    double right;
+    double left;
+  };
+
+  Shifts ShiftsOf(std::int64_t last, bool isExceptional) const {
+    if (!isExceptional)
+      return {h_[last][last], h_[last - 1][last - 1], h_[last - 1][last], h_[last][last - 1]};
+    const double size = std::abs(h_[last][last - 1]) + std::abs(h_[last - 1][last - 2]);
+    const double middle = 0.75 * size + h_[last][last];
+    return {middle, middle, -0.4375 * size, size};
   }
 
-  void Rotate(std::int64_t k, double c, double s) {
-    const auto rotate = [c, s](double& x, double& y) {
-      const double former = x;
-      x = c * former + s * y;
-      y = c * y - s * former;
-    };
-    for (std::int64_t j = k; j < h_.size; ++j) rotate(h_[k][j], h_[k + 1][j]);
-    for (std::int64_t i = 0; i <= k + 1; ++i) rotate(h_[i][k], h_[i][k + 1]);
-    for (std::int64_t j = 0; j < h_.size; ++j) rotate(qt_[k][j], qt_[k + 1][j]);
+  // From differences with the shifts: near a multiple of the identity all else is lost to cancellation.
+  Bulge BulgeAt(std::int64_t k, const Shifts& shifts) const {
+    const double below = h_[k + 1][k];
+    const double toLower = shifts.lower - h_[k][k];
+    const double toUpper = shifts.upper - h_[k][k];
+    const double size = std::abs(below) + std::abs(toLower) + std::abs(toUpper);
+    const double share = below / size;
+    return {toLower / size * toUpper - shifts.left / size * shifts.right + h_[k][k + 1] * share,
+            (h_[k + 1][k + 1] - h_[k][k] - toLower - toUpper) * share, h_[k + 2][k + 1] * share};
+  }
+
+  // The lowest row from which the step may begin, as two consecutive small elements hide the rows above it.
+  std::int64_t FirstOfStep(std::int64_t first, std::int64_t last, const Shifts& shifts, Bulge& bulge) const {
+    std::int64_t k = last - 2;
+    for (;; --k) {
+      bulge = BulgeAt(k, shifts);
+      if (k == first) break;
+      const double around = std::abs(h_[k - 1][k - 1]) + std::abs(h_[k][k]) + std::abs(h_[k + 1][k + 1]);
+      if (std::abs(h_[k][k - 1]) * (std::abs(bulge.y) + std::abs(bulge.z)) <=
+          kEpsilon * std::abs(bulge.x) * around)
+        break;
+    }
+    return k;
   }
 
   // One double-shift step on the unreduced rows [first, last], at least three.
   void Step(std::int64_t first, std::int64_t last, bool isExceptional) {
-    double sum = h_[last - 1][last - 1] + h_[last][last];
-    double product = h_[last - 1][last - 1] * h_[last][last] - h_[last - 1][last] * h_[last][last - 1];
-    if (isExceptional) {
-      const double size = std::abs(h_[last][last - 1]) + std::abs(h_[last - 1][last - 2]);
-      sum = 1.5 * size;
-      product = size * size;
-    }
-    const double* top = h_[first] + first;
-    const double* second = h_[first + 1] + first;
-    double x = top[0] * top[0] + top[1] * second[0] - sum * top[0] + product;
-    double y = second[0] * (top[0] + second[1] - sum);
-    double z = second[0] * h_[first + 2][first + 1];
-    for (std::int64_t k = first; k + 1 < last; ++k) {
-      if (k > first) {
+    Bulge bulge{};
+    const std::int64_t start = FirstOfStep(first, last, ShiftsOf(last, isExceptional), bulge);
+    double x = bulge.x;
+    for (std::int64_t k = start; k + 1 < last; ++k) {
+      const bool isInside = k > start;
+      if (isInside) {
         x = h_[k][k - 1];
-        y = h_[k + 1][k - 1];
-        z = h_[k + 2][k - 1];
+        bulge.y = h_[k + 1][k - 1];
+        bulge.z = h_[k + 2][k - 1];
       }
-      const SmallReflection reflection = ReflectionOf(x, y, z);
-      if (k > first) {
+      const SmallReflection reflection = SmallReflectionOf(x, bulge.y, bulge.z);
+      if (isInside) {
         h_[k][k - 1] = x;
         h_[k + 1][k - 1] = h_[k + 2][k - 1] = 0.0;
+      } else if (k > first) {
+        // What this row passes on to the rows below is negligible.
+        h_[k][k - 1] -= reflection.factor * h_[k][k - 1];
       }
-      ReflectRows(h_[k], h_[k + 1], h_[k + 2], k, h_.size, reflection);
-      ReflectColumns(h_, k, true, std::min(k + 4, last + 1), reflection);
-      ReflectRows(qt_[k], qt_[k + 1], qt_[k + 2], 0, h_.size, reflection);
+      ReflectThreeRows(h_[k], h_[k + 1], h_[k + 2], k, h_.size, reflection);
+      ReflectThreeColumns<1>(h_, k, std::min(k + 4, last + 1), reflection);
+      ReflectThreeRows(qt_[k], qt_[k + 1], qt_[k + 2], 0, h_.size, reflection);
     }
     x = h_[last - 1][last - 2];
-    const SmallReflection reflection = ReflectionOf(x, h_[last][last - 2], 0.0);
+    const SmallReflection reflection = SmallReflectionOf(x, h_[last][last - 2], 0.0);
     h_[last - 1][last - 2] = x;
     h_[last][last - 2] = 0.0;
-    ReflectRows(h_[last - 1], h_[last], last - 1, h_.size, reflection);
-    ReflectColumns(h_, last - 1, false, last + 1, reflection);
-    ReflectRows(qt_[last - 1], qt_[last], 0, h_.size, reflection);
+    ReflectTwoRows(h_[last - 1], h_[last], last - 1, h_.size, reflection);
+    ReflectTwoColumns<1>(h_, last - 1, last + 1, reflection);
+    ReflectTwoRows(qt_[last - 1], qt_[last], 0, h_.size, reflection);
   }
 
   SquareView h_;
   SquareView qt_;
-  Complex* values_;
   double norm_;
 };
 
-// Rows [first, n) minus factor v vt times them, columns from `firstColumn` on.
-void ReflectRowsBy(SquareView a, const double* v, double factor, std::int64_t first, std::int64_t firstColumn,
-                   double* sums) {
-  const std::int64_t n = a.size;
-  std::fill_n(sums, n, 0.0);
-  for (std::int64_t i = first; i < n; ++i) {
-    const double* __restrict row = a[i];
-    for (std::int64_t j = firstColumn; j < n; ++j) sums[j] += v[i] * row[j];
-  }
-  for (std::int64_t i = first; i < n; ++i) {
-    double* __restrict row = a[i];
-    const double weight = factor * v[i];
-    for (std::int64_t j = firstColumn; j < n; ++j) row[j] -= weight * sums[j];
-  }
+// Makes the diagonal elements of a block with a complex pair equal. The difference of the off-diagonal
+// elements does not change, and neither does the discriminant, which becomes their product.
+// @param scale  the power of two that brings the block to about 1, which the discriminant refers to.
+void EqualiseDiagonal(SquareView t, SquareView qt, std::int64_t k, double scale, double discriminant) {
+  const double sum = t[k][k + 1] * scale + t[k + 1][k] * scale;
+  const double difference = t[k][k + 1] * scale - t[k + 1][k] * scale;
+  const double gap = t[k][k] * scale - t[k + 1][k + 1] * scale;
+  const double middle = t[k + 1][k + 1] * scale + 0.5 * gap;
+  const double radius = std::sqrt(sum * sum + gap * gap);
+  const double sign = sum < 0.0 ? -1.0 : 1.0;
+  const double cosine = std::sqrt(0.5 * (1.0 + std::abs(sum) / radius));
+  RotateSchur(t, qt, k, {cosine, 0.5 * -gap * sign / radius / cosine});
+  t[k][k] = t[k + 1][k + 1] = middle / scale;
+  const bool isUpperLarger = sign * difference >= 0.0;
+  const double larger = 0.5 * (sign * radius + (isUpperLarger ? difference : -difference));
+  const double smaller =
+      -std::copysign(std::max(std::abs(discriminant / larger), std::numeric_limits<double>::min()), larger);
+  t[k][k + 1] = (isUpperLarger ? larger : smaller) / scale;
+  t[k + 1][k] = (isUpperLarger ? smaller : larger) / scale;
 }
 
 }  // namespace
 
-ColumnReflection ReflectColumnBelow(SquareView a, std::int64_t k, double* v) {
-  double squares = 0.0;
-  for (std::int64_t i = k + 1; i < a.size; ++i) {
-    v[i] = a[i][k];
-    squares += v[i] * v[i];
+PlaneRotation RotationOf(double x, double y, double* r) {
+  double squares = x * x + y * y;
+  double scale = 1.0;
+  if (!AreSquaresSafe(squares)) {
+    scale = PowerToUnit(std::max(std::abs(x), std::abs(y)));
+    x *= scale;
+    y *= scale;
+    squares = x * x + y * y;
   }
-  const double norm = std::sqrt(squares);
-  const double image = v[k + 1] >= 0.0 ? -norm : norm;
-  const double h = squares - v[k + 1] * image;
-  v[k + 1] -= image;
-  return {image, h};
+  const double root = std::sqrt(squares);
+  if (r != nullptr) *r = root / scale;
+  if (root == 0.0) return {1.0, 0.0};
+  return {x / root, y / root};
+}
+
+void RotateSchur(SquareView t, SquareView qt, std::int64_t k, PlaneRotation rotation) {
+  RotateTwoRows(t[k], t[k + 1], k, t.size, rotation);
+  RotateTwoColumns(t, k, k + 2, rotation);
+  RotateTwoRows(qt[k], qt[k + 1], 0, t.size, rotation);
+}
+
+void StandardiseBlock(SquareView t, SquareView qt, std::int64_t k) {
+  // In units of the largest element, so that no square vanishes.
+  const double scale = PowerToUnit(
+      std::max({std::abs(t[k][k]), std::abs(t[k][k + 1]), std::abs(t[k + 1][k]), std::abs(t[k + 1][k + 1])}));
+  const double below = t[k + 1][k] * scale;
+  if (below == 0.0) {
+    t[k + 1][k] = 0.0;
+    return;
+  }
+  const double half = 0.5 * (t[k][k] * scale - t[k + 1][k + 1] * scale);
+  const double discriminant = half * half + t[k][k + 1] * scale * below;
+  if (discriminant < 0.0) {
+    if (half != 0.0) EqualiseDiagonal(t, qt, k, scale, discriminant);
+    return;
+  }
+  const double root = std::sqrt(discriminant);
+  RotateSchur(t, qt, k, RotationOf(half + (half < 0.0 ? -root : root), below));
+  t[k + 1][k] = 0.0;
 }
 
 void Balance(SquareView a, double* scales) {
@@ -243,11 +238,20 @@ void ReduceToHessenberg(SquareView a, SquareView qt, double* work) {
   std::fill_n(qt.elements, n * n, 0.0);
   for (std::int64_t i = 0; i < n; ++i) qt[i][i] = 1.0;
   for (std::int64_t k = 0; k + 2 < n; ++k) {
-    const auto [image, h] = ReflectColumnBelow(a, k, v);
-    if (h == 0.0) continue;
-    const double factor = 1.0 / h;
-    ReflectRowsBy(a, v, factor, k + 1, k + 1, sums);
-    a[k + 1][k] = image;
+    double squares = 0.0;
+    double below = 0.0;
+    for (std::int64_t i = k + 1; i < n; ++i) {
+      v[i] = a[i][k];
+      squares += v[i] * v[i];
+      if (i > k + 1) below = std::max(below, std::abs(v[i]));
+    }
+    if (below == 0.0) continue;
+    const double scale = BringSquaresNearOne(v + k + 1, n - k - 1, squares);
+    const Reflection reflection = ReflectionOf(v[k + 1], squares);
+    v[k + 1] = reflection.head;
+    const double factor = reflection.factor;
+    ReflectRowsBy(a.elements, n, n, v, factor, k + 1, k + 1, sums);
+    a[k + 1][k] = reflection.image / scale;
     for (std::int64_t i = k + 2; i < n; ++i) a[i][k] = 0.0;
     for (std::int64_t i = 0; i < n; ++i) {
       double dot = 0.0;
@@ -255,12 +259,23 @@ void ReduceToHessenberg(SquareView a, SquareView qt, double* work) {
       dot *= factor;
       for (std::int64_t j = k + 1; j < n; ++j) a[i][j] -= dot * v[j];
     }
-    ReflectRowsBy(qt, v, factor, k + 1, 0, sums);
+    ReflectRowsBy(qt.elements, n, n, v, factor, k + 1, 0, sums);
   }
 }
 
-bool ReduceToSchur(SquareView h, SquareView qt, Complex* values) {
-  return SchurReduction(h, qt, values).Run();
+bool ReduceToSchur(SquareView h, SquareView qt) {
+  return SchurReduction(h, qt).Run();
+}
+
+void SchurValues(SquareView t, Complex* values) {
+  for (std::int64_t k = 0; k < t.size; ++k) {
+    values[k] = t[k][k];
+    if (k + 1 == t.size || t[k + 1][k] == 0.0) continue;
+    const double imaginary = std::sqrt(std::abs(t[k][k + 1])) * std::sqrt(std::abs(t[k + 1][k]));
+    values[k] = {t[k][k], imaginary};
+    values[k + 1] = Conjugate(values[k]);
+    ++k;
+  }
 }
 
 }  // namespace mth_internal

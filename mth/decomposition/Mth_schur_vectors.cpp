@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
+#include "mth/decomposition/Mth_small_systems_internal.h"
 
 // Eigenvectors of a real Schur form by back-substitution.
 
@@ -45,18 +46,17 @@ class BackSubstitution {
   // A pivot that vanishes is perturbed by rounding's worth.
   Scalar NotZero(Scalar pivot) const { return Modulus(pivot) < smallest_ ? Scalar(smallest_) : pivot; }
 
-  // Rows i and i + 1 of a block, by Cramer's rule.
+  // Rows i and i + 1 of a block, by elimination with complete pivoting.
   void SolvePair(std::int64_t i, std::int64_t end) {
     const Scalar upper = -RowSum(i, i + 2, end);
     const Scalar lower = -RowSum(i + 1, i + 2, end);
     const Scalar a = t_[i][i] - lambda_;
     const Scalar d = t_[i + 1][i + 1] - lambda_;
-    const double b = t_[i][i + 1];
-    const double c = t_[i + 1][i];
-    Scalar determinant = a * d - b * c;
-    if (Modulus(determinant) < smallest_ * smallest_) determinant = smallest_ * smallest_;
-    x_[i] = (upper * d - b * lower) / determinant;
-    x_[i + 1] = (a * lower - c * upper) / determinant;
+    const Scalar b = t_[i][i + 1];
+    const Scalar c = t_[i + 1][i];
+    const PairSolution<Scalar> solution = SolvePairOf<Scalar>(a, b, c, d, upper, lower, smallest_);
+    x_[i] = solution.first;
+    x_[i + 1] = solution.second;
   }
 
   SquareView t_;

@@ -4,36 +4,15 @@
 // and one per difference. Splitting the terms over several calls therefore changes no bit, and neither does
 // it matter how many elements are carried at once.
 
-// A tile of C stays in registers while k runs: 24 accumulators of 32 registers, or 12 of 16.
-constexpr std::int64_t kTileRows = MTH_VECTOR_BYTES == 64 ? 12 : 6;
-constexpr std::int64_t kTileVectors = 2;
-constexpr std::int64_t kTileColumns = kTileVectors * kLanes;
+#include "mth/matrix/Mth_register_tile_loops_internal.h"
 
 // C -= A B for one tile; A packed as depth x kTileRows, B as depth x kTileColumns.
 MTH_INLINE void SubtractTile(double* c, std::int64_t stride, const double* a, const double* b,
                              std::int64_t depth) {
-  Lanes sums[kTileRows][kTileVectors];
-#pragma GCC unroll 12
-  for (std::int64_t i = 0; i < kTileRows; ++i) {
-#pragma GCC unroll 2
-    for (std::int64_t v = 0; v < kTileVectors; ++v) sums[i][v] = Load<Lanes>(c + i * stride + v * kLanes);
-  }
-  for (std::int64_t k = 0; k < depth; ++k, a += kTileRows, b += kTileColumns) {
-    Lanes right[kTileVectors];
-#pragma GCC unroll 2
-    for (std::int64_t v = 0; v < kTileVectors; ++v) right[v] = Load<Lanes>(b + v * kLanes);
-#pragma GCC unroll 12
-    for (std::int64_t i = 0; i < kTileRows; ++i) {
-      const Lanes left = Spread<Lanes>(a[i]);
-#pragma GCC unroll 2
-      for (std::int64_t v = 0; v < kTileVectors; ++v) sums[i][v] -= left * right[v];
-    }
-  }
-#pragma GCC unroll 12
-  for (std::int64_t i = 0; i < kTileRows; ++i) {
-#pragma GCC unroll 2
-    for (std::int64_t v = 0; v < kTileVectors; ++v) Store(c + i * stride + v * kLanes, sums[i][v]);
-  }
+  Tile<Lanes, kTileRows, kTileVectors> tile;
+  tile.LoadFrom(c, stride);
+  tile.Accumulate<SubtractStep>(LeftFactor<double>{a, 1, kTileRows}, b, kTileColumns, depth);
+  tile.StoreTo(c, stride);
 }
 
 // The same where the tile reaches beyond the last row or column of C.
@@ -48,7 +27,7 @@ inline void SubtractEdgeTile(double* c, std::int64_t stride, const double* a, co
 template <class T>
 void PackLeft(const Block<const T>& a, std::int64_t rows, std::int64_t depth, double* packed) {
   for (std::int64_t first = 0; first < rows; first += kTileRows) {
-    const std::int64_t count = std::min(kTileRows, rows - first);
+    const std::int64_t count = std::min<std::int64_t>(kTileRows, rows - first);
     for (std::int64_t i = 0; i < kTileRows; ++i) {
       // Rows beyond the last repeat it; what they give is thrown away.
       const T* row = a.elements + (first + std::min(i, count - 1)) * a.rowStride;
@@ -74,7 +53,7 @@ void SubtractProduct(double* c, std::int64_t cStride, Block<const T> a, const do
       std::fill_n(right + k * kTileColumns + width, kTileColumns - width, 0.0);
     }
     for (std::int64_t i = 0; i < rows; i += kTileRows) {
-      const std::int64_t height = std::min(kTileRows, rows - i);
+      const std::int64_t height = std::min<std::int64_t>(kTileRows, rows - i);
       double* tile = c + i * cStride + j;
       const double* leftTile = left + i * depth;
       if (height == kTileRows && width == kTileColumns) {

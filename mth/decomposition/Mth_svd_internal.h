@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "mth/decomposition/Mth_reflections_internal.h"
+#include "mth/matrix/Mth_matrix.h"
 
 namespace mth_internal {
 
@@ -32,11 +34,82 @@ struct RotationSweep {
 /// cache.
 constexpr std::int64_t kRecordedSweeps = 32;
 
-/// Doubles of scratch memory for the decomposition of a rows x columns matrix.
-constexpr std::int64_t SVDScratch(std::int64_t rows, std::int64_t columns) {
-  const std::int64_t padded = PaddedRow(columns);
-  return 5 * columns * padded + 8 * padded + 4 * kRecordedSweeps * (columns + 2) + 2 * columns +
-         (rows > columns ? rows * (columns + kWidestPanel) : columns * kWidestPanel);
-}
+/// Where the parts of the scratch memory of one decomposition begin, in doubles, and how many it is in all.
+/// Those that vectors are loaded from come first, in whole groups.
+struct SVDSlices {
+  constexpr SVDSlices(std::int64_t rows, std::int64_t columns) {
+    const std::int64_t padded = PaddedRow(columns);
+    const std::int64_t area = columns * padded;
+    const std::int64_t rotations = 2 * kRecordedSweeps * (columns + 2);  // of two doubles each
+    a = Take(area);
+    ut = Take(area);
+    vt = Take(area);
+    leftVectors = Take(area);
+    rightVectors = Take(area);
+    leftFactors = Take(padded);
+    rightFactors = Take(padded);
+    d = Take(padded);
+    e = Take(padded);
+    work = Take(3 * padded);
+    leftRotations = Take(rotations);
+    rightRotations = Take(rotations);
+    qrFactors = Take(PaddedRow(columns));
+    const bool isTall = rows > columns;
+    qrVectors = Take(isTall ? rows * columns : 0);
+    panels = Take(isTall ? rows * (columns + kWidestPanel) : columns * kWidestPanel);
+  }
+
+  std::int64_t a = 0;
+  std::int64_t ut = 0;
+  std::int64_t vt = 0;
+  std::int64_t leftVectors = 0;
+  std::int64_t rightVectors = 0;
+  std::int64_t leftFactors = 0;
+  std::int64_t rightFactors = 0;
+  std::int64_t d = 0;
+  std::int64_t e = 0;
+  std::int64_t work = 0;
+  std::int64_t leftRotations = 0;
+  std::int64_t rightRotations = 0;
+  std::int64_t qrFactors = 0;
+  std::int64_t qrVectors = 0;
+  std::int64_t panels = 0;
+  std::int64_t size = 0;
+
+ private:
+  constexpr std::int64_t Take(std::int64_t count) {
+    const std::int64_t first = size;
+    size += count;
+    return first;
+  }
+};
+
+/// Where the factors of a rows x columns matrix go: U (rows x columns), the singular values, V (columns x
+/// columns); rows, and values, as far apart as said.
+template <class T>
+struct SVDTargets {
+  T* u;
+  std::int64_t uStride;
+  T* values;
+  std::int64_t valueStride;
+  T* v;
+  std::int64_t vStride;
+};
+
+enum class SVDResult { Done, NoMemory, NoConvergence, Cancelled };
+
+/// The factors of MTH_MATRIX::SVD; unallocated, or null without memory for the object, unless all is done.
+struct SVDFactors {
+  std::unique_ptr<MTH_MATRIX> u;
+  std::unique_ptr<MTH_MATRIX> w;
+  std::unique_ptr<MTH_MATRIX> v;
+  SVDResult result = SVDResult::NoMemory;
+};
+
+/// The singular value decomposition, showing nothing.
+SVDFactors DecomposeSilently(const MTH_MATRIX& matrix);
+
+/// The same with the message of a decomposition that does not converge.
+SVDFactors Decompose(const MTH_MATRIX& matrix);
 
 }  // namespace mth_internal

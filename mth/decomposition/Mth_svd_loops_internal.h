@@ -55,13 +55,10 @@ inline double MakeReflectionVector(double* vector, std::int64_t first, std::int6
       sums[v] += x * x;
     }
   }
-  const double squares = SumOfLanes(sums);
-  const double alpha = vector[first];
-  const double norm = std::sqrt(squares);
-  image = alpha >= 0.0 ? -norm : norm;
-  vector[first] = alpha - image;
-  const double h = squares - alpha * image;
-  return h == 0.0 ? 0.0 : 1.0 / h;
+  const Reflection reflection = ReflectionOf(vector[first], SumOfLanes(sums));
+  image = reflection.image;
+  vector[first] = reflection.head;
+  return reflection.factor;
 }
 
 // Reduces a (size x size, rows `stride` apart, padded with zeros) to the diagonal d and superdiagonal e.
@@ -252,10 +249,12 @@ class BidiagonalQR {
   double negligible_ = 0.0;
 };
 
-// U = reflections times the small U: the reflections of the QR decomposition that came first.
+// U = reflections times the small U: the reflections of the QR decomposition that came first. Rows of `u` are
+// `uStride` apart.
 template <class T>
 void WriteLeftVectors(const Reflections& qr, std::int64_t rows, std::int64_t size, const double* ut,
-                      std::int64_t stride, const std::int64_t* order, double* panel, T* u) {
+                      std::int64_t stride, const std::int64_t* order, double* panel, T* u,
+                      std::int64_t uStride) {
   ForEachPanel(panel, 0, size, [&](std::int64_t first, double* chunk, auto width) {
     const std::int64_t columns = width * kLanes;
     const std::int64_t used = std::min(columns, size - first);
@@ -267,7 +266,7 @@ void WriteLeftVectors(const Reflections& qr, std::int64_t rows, std::int64_t siz
     if (rows > size) ReflectPanelBackwards<width>(chunk, qr, rows, rows, size, 0);
     for (std::int64_t i = 0; i < rows; ++i) {
       for (std::int64_t j = 0; j < used; ++j)
-        u[i * size + first + j] = static_cast<T>(chunk[i * columns + j]);
+        u[i * uStride + first + j] = static_cast<T>(chunk[i * columns + j]);
     }
   });
 }
@@ -301,57 +300,53 @@ void PrepareSquare(const T* input, std::int64_t rows, std::int64_t size, double 
   });
 }
 
-// U (rows x size), W and V (size x size) of a rows x size matrix of finite elements.
-// @return  false when a singular value does not converge.
-template <class T>
-bool DecomposeBySVD(const T* input, std::int64_t rows, std::int64_t size, T* u, T* w, T* v, double* scratch,
-                    std::int64_t* order) {
-  double largest = 0.0;
-  for (std::int64_t i = 0; i < rows * size; ++i)
-    largest = std::max(largest, std::abs(static_cast<double>(input[i])));
-  // Elements of about 1: squares neither overflow nor vanish beside them.
-  const int exponent = largest == 0.0 ? 0 : std::ilogb(largest);
-  const double scale = std::ldexp(1.0, -std::clamp(exponent, -1000, 1000));
-
-  const std::int64_t stride = PaddedRow(size);
-  const std::int64_t area = size * stride;
-  double* a = scratch;
-  double* ut = a + area;
-  double* vt = ut + area;
-  const Reflections left{vt + area, scratch + 5 * area, size};
-  const Reflections right{left.vectors + area, left.factors + stride, size};
-  double* d = right.factors + stride;
-  double* e = d + stride;
-  double* work = e + stride;
-  auto* rotations = reinterpret_cast<Rotation*>(work + 3 * stride + stride);
-  double* rest = reinterpret_cast<double*>(rotations + 2 * kRecordedSweeps * (size + 2));
-  const Reflections qr{rest + 2 * size, rest, rows};
-  double* panels = qr.vectors + (rows > size ? rows * size : 0);
-
-  PrepareSquare(input, rows, size, scale, qr, panels, a, stride);
-  Bidiagonalise(a, size, stride, left, right, d, e, work);
-  AccumulateTransposed(left, size, stride, 0, panels, ut);
-  AccumulateTransposed(right, size, stride, 1, panels, vt);
-  RotationBatch leftBatch(ut, stride, rotations, size);
-  RotationBatch rightBatch(vt, stride, rotations + kRecordedSweeps * (size + 2), size);
-  if (!BidiagonalQR(d, e, size, leftBatch, rightBatch).Run()) return false;
-
-  for (std::int64_t j = 0; j < size; ++j) order[j] = j;
-  // Insertion keeps equal values in place, and allocates nothing.
-  for (std::int64_t j = 1; j < size; ++j) {
+// Orders the values by magnitude, largest first, equal ones as they stand. Insertion allocates nothing.
+inline void OrderByMagnitude(const double* values, std::int64_t count, std::int64_t* order) {
+  for (std::int64_t j = 0; j < count; ++j) order[j] = j;
+  for (std::int64_t j = 1; j < count; ++j) {
     const std::int64_t moved = order[j];
     std::int64_t k = j;
-    for (; k > 0 && std::abs(d[order[k - 1]]) < std::abs(d[moved]); --k) order[k] = order[k - 1];
+    for (; k > 0 && std::abs(values[order[k - 1]]) < std::abs(values[moved]); --k) order[k] = order[k - 1];
     order[k] = moved;
   }
-  std::fill_n(w, size * size, T{0});
+}
+
+// Decomposes a rows x size matrix of finite elements.
+// @return  false when a singular value does not converge.
+template <class T>
+bool DecomposeBySVD(const T* input, std::int64_t rows, std::int64_t size, const SVDTargets<T>& targets,
+                    double* scratch, std::int64_t* order) {
+  // Elements of about 1: their squares do not overflow, and those that vanish are nothing beside the others.
+  const double scale = PowerToUnit(LargestMagnitude(input, rows * size));
+  const SVDSlices slices(rows, size);
+  const std::int64_t stride = PaddedRow(size);
+  double* a = scratch + slices.a;
+  double* ut = scratch + slices.ut;
+  double* vt = scratch + slices.vt;
+  double* d = scratch + slices.d;
+  double* e = scratch + slices.e;
+  double* panels = scratch + slices.panels;
+  const Reflections left{scratch + slices.leftVectors, scratch + slices.leftFactors, size};
+  const Reflections right{scratch + slices.rightVectors, scratch + slices.rightFactors, size};
+  const Reflections qr{scratch + slices.qrVectors, scratch + slices.qrFactors, rows};
+
+  PrepareSquare(input, rows, size, scale, qr, panels, a, stride);
+  Bidiagonalise(a, size, stride, left, right, d, e, scratch + slices.work);
+  AccumulateTransposed(left, size, stride, 0, panels, ut);
+  AccumulateTransposed(right, size, stride, 1, panels, vt);
+  RotationBatch leftBatch(ut, stride, reinterpret_cast<Rotation*>(scratch + slices.leftRotations), size);
+  RotationBatch rightBatch(vt, stride, reinterpret_cast<Rotation*>(scratch + slices.rightRotations), size);
+  if (!BidiagonalQR(d, e, size, leftBatch, rightBatch).Run()) return false;
+
+  OrderByMagnitude(d, size, order);
   for (std::int64_t j = 0; j < size; ++j) {
     const double value = d[order[j]];
-    w[j * size + j] = static_cast<T>(std::abs(value) / scale);
+    targets.values[j * targets.valueStride] = static_cast<T>(std::abs(value) / scale);
     const double sign = value < 0.0 ? -1.0 : 1.0;
     const double* vector = vt + order[j] * stride;
-    for (std::int64_t i = 0; i < size; ++i) v[i * size + j] = static_cast<T>(sign * vector[i]);
+    for (std::int64_t i = 0; i < size; ++i)
+      targets.v[i * targets.vStride + j] = static_cast<T>(sign * vector[i]);
   }
-  WriteLeftVectors(qr, rows, size, ut, stride, order, panels, u);
+  WriteLeftVectors(qr, rows, size, ut, stride, order, panels, targets.u, targets.uStride);
   return true;
 }

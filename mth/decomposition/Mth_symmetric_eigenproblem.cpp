@@ -1,8 +1,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
+#include "mth/decomposition/Mth_reflections_internal.h"
 
 // Symmetric matrices: Householder tridiagonal form, then QR steps with Wilkinson's shift.
 
@@ -16,15 +18,22 @@ void Tridiagonalise(SquareView a, double* d, double* e, SquareView reflections, 
   for (std::int64_t k = 0; k + 1 < n; ++k) {
     double* v = reflections[k];
     std::fill_n(v, n, 0.0);
-    const auto [image, h] = ReflectColumnBelow(a, k, v);
+    double squares = 0.0;
+    for (std::int64_t i = k + 1; i < n; ++i) {
+      v[i] = a[i][k];
+      squares += v[i] * v[i];
+    }
+    const double power = BringSquaresNearOne(v + k + 1, n - k - 1, squares);
+    const Reflection reflection = ReflectionOf(v[k + 1], squares);
+    v[k + 1] = reflection.head;
     d[k] = a[k][k];
-    e[k] = image;
-    if (h == 0.0) {
+    e[k] = reflection.image / power;
+    if (reflection.factor == 0.0) {
       std::fill_n(v, n, 0.0);
       continue;
     }
     // v becomes of squared norm 2, so that the reflection is I - v vt.
-    const double scale = 1.0 / std::sqrt(h);
+    const double scale = 1.0 / std::sqrt(reflection.h);
     for (std::int64_t i = k + 1; i < n; ++i) v[i] *= scale;
     std::fill_n(w, n, 0.0);
     for (std::int64_t i = k + 1; i < n; ++i) {
@@ -66,9 +75,8 @@ void Step(double* d, double* e, SquareView vectors, std::int64_t first, std::int
   double x = d[first] - shift;
   double z = e[first];
   for (std::int64_t k = first; k < last; ++k) {
-    const double r = std::sqrt(x * x + z * z);
-    const double c = r == 0.0 ? 1.0 : x / r;
-    const double s = r == 0.0 ? 0.0 : z / r;
+    double r = 0.0;
+    const auto [c, s] = RotationOf(x, z, &r);
     if (k > first) e[k - 1] = r;
     const double upper = d[k];
     const double lower = d[k + 1];
@@ -107,9 +115,23 @@ bool DiagonaliseTridiagonal(double* d, double* e, SquareView vectors) {
   return true;
 }
 
+// Row j becomes what row order[j] was; cycle by cycle, which leaves `order` the identity.
+void MoveRows(SquareView rows, std::int64_t* order) {
+  for (std::int64_t first = 0; first < rows.size; ++first) {
+    std::int64_t j = first;
+    while (order[j] != first) {
+      const std::int64_t source = order[j];
+      std::swap_ranges(rows[j], rows[j] + rows.size, rows[source]);
+      order[j] = j;
+      j = source;
+    }
+    order[j] = j;
+  }
+}
+
 }  // namespace
 
-bool SolveSymmetric(SquareView a, double* values, SquareView vectors, double* work) {
+bool SolveSymmetric(SquareView a, double* values, SquareView vectors, double* work, std::int64_t* order) {
   const std::int64_t n = a.size;
   double* d = work;
   double* e = d + n;
@@ -119,13 +141,11 @@ bool SolveSymmetric(SquareView a, double* values, SquareView vectors, double* wo
   AccumulateTransposed(reflections, vectors);
   if (!DiagonaliseTridiagonal(d, e, vectors)) return false;
   // Descending, equal ones as they stand.
-  for (std::int64_t j = 1; j < n; ++j) {
-    for (std::int64_t k = j; k > 0 && d[k - 1] < d[k]; --k) {
-      std::swap(d[k - 1], d[k]);
-      std::swap_ranges(vectors[k - 1], vectors[k], vectors[k]);
-    }
-  }
-  std::copy_n(d, n, values);
+  std::iota(order, order + n, 0);
+  std::sort(order, order + n,
+            [d](std::int64_t i, std::int64_t j) { return d[i] > d[j] || (d[i] == d[j] && i < j); });
+  for (std::int64_t j = 0; j < n; ++j) values[j] = d[order[j]];
+  MoveRows(vectors, order);
   return true;
 }
 

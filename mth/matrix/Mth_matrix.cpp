@@ -8,6 +8,10 @@
 #include "mth/core/Mth_storage_internal.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 
+using mth_internal::Elements;
+using mth_internal::ElementsCount;
+using mth_internal::OnStorage;
+
 // Storage, copies, element access and fills.
 
 MTH_MATRIX::MTH_MATRIX() = default;
@@ -23,6 +27,10 @@ MTH_MATRIX::MTH_MATRIX(const MTH_MATRIX& other) {
   }
   Allocate(other.rows_, other.columns_, other.type_);
   if (allocated_) CopyElements(other);
+}
+
+MTH_MATRIX::MTH_MATRIX(MTH_MATRIX&& other) noexcept {
+  TakeStorage(other);
 }
 
 MTH_MATRIX::~MTH_MATRIX() {
@@ -42,6 +50,30 @@ MTH_MATRIX& MTH_MATRIX::operator=(const MTH_MATRIX& other) {
   return *this;
 }
 
+MTH_MATRIX& MTH_MATRIX::operator=(MTH_MATRIX&& other) noexcept {
+  if (this == &other) return *this;
+  Desallocate();
+  TakeStorage(other);
+  return *this;
+}
+
+// This matrix has no storage to lose.
+void MTH_MATRIX::TakeStorage(MTH_MATRIX& other) {
+  rows_ = other.rows_;
+  columns_ = other.columns_;
+  type_ = other.type_;
+  allocated_ = other.allocated_;
+  status_ = other.status_;
+  doubles_ = other.doubles_;
+  floats_ = other.floats_;
+  if (allocated_ && ElementsCount(*this) <= kInlineElements) {
+    std::memcpy(inline_, other.inline_, sizeof inline_);
+    if (doubles_ != nullptr) doubles_ = reinterpret_cast<double*>(inline_);
+    if (floats_ != nullptr) floats_ = reinterpret_cast<float*>(inline_);
+  }
+  other.SetUnallocated(-1, 0);
+}
+
 void MTH_MATRIX::Allocate(int rows, int columns, int type) {
   Desallocate();
   if (type != 0 && type != 1) return SetUnallocated(-1, 14);
@@ -52,7 +84,11 @@ void MTH_MATRIX::Allocate(int rows, int columns, int type) {
   const std::size_t bytes = mth_internal::StorageBytes(count, type);
   void* storage = count <= kInlineElements ? inline_ : mth_internal::AllocateStorage(bytes);
   if (storage == nullptr) return;
-  (type == 0) ? void(doubles_ = static_cast<double*>(storage)) : void(floats_ = static_cast<float*>(storage));
+  if (type == 0) {
+    doubles_ = static_cast<double*>(storage);
+  } else {
+    floats_ = static_cast<float*>(storage);
+  }
   rows_ = rows;
   columns_ = columns;
   type_ = type;
@@ -62,9 +98,10 @@ void MTH_MATRIX::Allocate(int rows, int columns, int type) {
 
 void MTH_MATRIX::Desallocate() {
   if (!allocated_) return;
-  if (ElementsCount() > kInlineElements) {
-    void* storage = OnStorage([](auto* elements) { return static_cast<void*>(elements); });
-    mth_internal::FreeStorage(storage, mth_internal::StorageBytes(ElementsCount(), type_));
+  const std::int64_t count = ElementsCount(*this);
+  if (count > kInlineElements) {
+    void* storage = OnStorage(*this, [](auto* elements) { return static_cast<void*>(elements); });
+    mth_internal::FreeStorage(storage, mth_internal::StorageBytes(count, type_));
   }
   SetUnallocated(-1, 0);
 }
@@ -80,15 +117,15 @@ void MTH_MATRIX::SetUnallocated(int type, int status) {
 }
 
 void MTH_MATRIX::CopyElements(const MTH_MATRIX& other) {
-  OnStorage([&](auto* elements) {
+  OnStorage(*this, [&](auto* elements) {
     using T = std::remove_pointer_t<decltype(elements)>;
-    std::copy_n(other.Elements<T>(), ElementsCount(), elements);
+    std::copy_n(Elements<T>(other), ElementsCount(*this), elements);
   });
 }
 
 void MTH_MATRIX::SetZero() {
   if (!allocated_) return;
-  OnStorage([&](auto* elements) { std::fill_n(elements, ElementsCount(), 0); });
+  OnStorage(*this, [&](auto* elements) { std::fill_n(elements, ElementsCount(*this), 0); });
 }
 
 void MTH_MATRIX::SetIdentity() {
@@ -103,13 +140,13 @@ void MTH_MATRIX::SetVector(double* values, int count) {
     status_ = 3;
     return;
   }
-  if (count < ElementsCount()) {
+  if (count < ElementsCount(*this)) {
     status_ = 4;
     return;
   }
-  OnStorage([&](auto* elements) {
+  OnStorage(*this, [&](auto* elements) {
     using T = std::remove_pointer_t<decltype(elements)>;
-    std::transform(values, values + ElementsCount(), elements,
+    std::transform(values, values + ElementsCount(*this), elements,
                    [](double value) { return static_cast<T>(value); });
   });
 }
@@ -124,16 +161,24 @@ void MTH_MATRIX::SetDiagVector(double* values, int count) {
   for (int i = 0; i < std::min({rows_, columns_, count}); ++i) Store(i, i, values[i]);
 }
 
-MTH_MATRIX* MTH_MATRIX::NewFailure(int status) {
+namespace mth_internal {
+
+MTH_MATRIX* NewFailure(int status) {
   auto* failure = new (std::nothrow) MTH_MATRIX;
-  if (failure != nullptr) failure->status_ = status;
+  if (failure != nullptr) MatrixAccess::SetStatus(*failure, status);
   return failure;
 }
 
-// A matrix for a result, unallocated with status 1 when its size is refused or there is no memory.
-MTH_MATRIX* MTH_MATRIX::NewResult(std::int64_t rows, std::int64_t columns, int type) {
+MTH_MATRIX* NewResult(std::int64_t rows, std::int64_t columns, int type) {
   constexpr std::int64_t kLargest = std::numeric_limits<int>::max();
   if (rows > kLargest || columns > kLargest) return NewFailure(1);
   return new (std::nothrow) MTH_MATRIX(static_cast<int>(std::max<std::int64_t>(rows, -1)),
                                        static_cast<int>(std::max<std::int64_t>(columns, -1)), type);
 }
+
+int CheckOperands(const MTH_MATRIX& left, const MTH_MATRIX& right) {
+  if (!left.IsAllocated() || !right.IsAllocated()) return 1;
+  return left.GetType() == right.GetType() ? 0 : 14;
+}
+
+}  // namespace mth_internal

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <type_traits>
@@ -7,6 +8,10 @@
 #include "std/Std_export.h"
 
 class MTH_COMPLEX;
+
+namespace mth_internal {
+class MatrixAccess;
+}
 
 /// Dense matrix, row-major, of double (element type 0) or float (element type 1) elements, chosen at
 /// allocation.
@@ -27,14 +32,11 @@ class MTH_COMPLEX;
 /// | 6 | singular system |
 /// | 7 | no determinant |
 /// | 8 | negative element in SquareRoot |
-/// | 9 | not invertible |
-/// | 10 | singular values were discarded: the solution may be unstable |
-/// | 11 | eigenvector search failed |
-/// | 12 | file cannot be created or written |
-/// | 13 | file cannot be opened |
-/// | 14 | element type neither 0 nor 1, or operands of different types |
-/// | 16 | zero row in LU |
-/// | 17 | no convergence in SVD |
+/// | 9 | not invertible; an equation without the solution asked for |
+/// | 10 | the solution may be inaccurate: singular values were discarded, or the equation is nearly singular
+/// | | 11 | eigenvector search failed | | 12 | file cannot be created or written | | 13 | file cannot be
+/// opened | | 14 | element type neither 0 nor 1, or operands of different types | | 16 | zero row in LU | |
+/// 17 | no convergence in SVD |
 ///
 /// Operations that return `MTH_MATRIX*` never change their operands and give a new matrix that the caller
 /// owns and deletes, also on failure; the pointer is null only when there is no memory for the matrix object
@@ -44,6 +46,10 @@ class MTH_COMPLEX;
 /// Index (i, j) is row i, column j, from 0. A matrix may have 0 rows or columns. Rows x columns that are
 /// negative, above 2^31 - 1 or beyond the memory at hand are refused with status 1 before anything is
 /// allocated.
+///
+/// Const operations may write the status, so that a matrix is read by one thread at a time. What counts as
+/// singular (SolveLinearSystemByLU, Inverse, Det) is told by a product of pivots and depends on the scale of
+/// the system: scale it, or solve it by SolveLinearSystemBySVD, where elements are far from 1.
 class MTH_EXPORT MTH_MATRIX {
  public:
   /// An unallocated matrix: counts -1, element type 0, status 0.
@@ -56,12 +62,21 @@ class MTH_EXPORT MTH_MATRIX {
   /// for a matrix that cannot be had. In a file shorter than its header promises the missing elements are 0,
   /// as long as the promise is at most 1 GiB; beyond, it is refused with status 1 before any allocation.
   explicit MTH_MATRIX(const std::string& fileName);
+  /// The same; null is a file that cannot be opened.
+  explicit MTH_MATRIX(const char* fileName);
+  MTH_MATRIX(std::nullptr_t) = delete;  // a lone 0 is neither a size nor a name
+  /// Takes the elements, the element type and the status of `other`, which is then as after Desallocate.
+  /// Nothing is allocated; more than 4 elements keep their address.
+  MTH_MATRIX(MTH_MATRIX&& other) noexcept;
   /// Releases the elements.
   ~MTH_MATRIX();
 
   /// Deep copy that also takes the source's status. From an unallocated source: status 3, otherwise
   /// unchanged. Without memory: unallocated, status 1.
   MTH_MATRIX& operator=(const MTH_MATRIX& other);
+  /// As the move construction, after Desallocate of this matrix, also from an unallocated source. A matrix
+  /// that is moved into itself stays whole.
+  MTH_MATRIX& operator=(MTH_MATRIX&& other) noexcept;
 
   /// Replaces the storage by rows x columns elements, not initialised, and sets the status to 0.
   /// @param type  0 double, 1 float; any other leaves the matrix unallocated with status 14.
@@ -112,6 +127,12 @@ class MTH_EXPORT MTH_MATRIX {
   /// Element (i, i) = values[i] for i below count, all others 0; values beyond the diagonal are ignored.
   /// Null array: status 3, nothing changed.
   void SetDiagVector(double* values, int count);
+  /// Every element an independent Gaussian number of mean 0: in row-major order the deviation times a number
+  /// of deviation 1, rounded once to the element type. The stream of numbers is this call's own: it starts at
+  /// the seed, the same for the same seed, and disturbs no other. Every int is a seed, and different ones,
+  /// also neighbours, give unrelated streams from the first number on.
+  /// @param deviation  counts as 0 when it is negative or NaN.
+  void SetWhiteNoise(double deviation, int seed);
 
   /// Element-wise sum of two matrices of one shape and type.
   [[nodiscard]] MTH_MATRIX* operator+(const MTH_MATRIX& other) const;
@@ -179,13 +200,14 @@ class MTH_EXPORT MTH_MATRIX {
 
   /// Factors this square matrix into L U = P this, by Crout's method with implicit partial pivoting: the
   /// pivot of a column is the element largest beside the largest of its row in this matrix, the last one of
-  /// equals. A pivot of 0 becomes 1e-19. Each element is a running difference over ascending k, in double;
-  /// elements of a float matrix are rounded to float as soon as they are final.
+  /// equals; as in GetMax, a NaN is never the largest. A pivot of 0 becomes 1e-19. Each element is a running
+  /// difference over ascending k, in double; elements of a float matrix are rounded to float as soon as they
+  /// are final.
   /// @param permutation  receives a new array of rows ints (delete[]): entry i is the row of this matrix that
   ///                     ends in position i. Null on failure, but for status 16.
   /// @return  new matrix: U on and above the diagonal, below it the multipliers of L, whose unit diagonal is
   ///          implied. Status 3 for a null argument, 1 when unallocated or without memory, 4 when not square,
-  ///          16 when a row is all 0.
+  ///          16 when a row is all 0, NaN aside.
   /// @see     Golub and Van Loan, Matrix Computations, sections 3.2 and 3.4.
   [[nodiscard]] MTH_MATRIX* LU(int** permutation) const;
   /// Solves A X = B for this square matrix A by LU.
@@ -276,6 +298,81 @@ class MTH_EXPORT MTH_MATRIX {
   /// @see     Golub and Van Loan, Matrix Computations, sections 7.4 to 7.6 and 8.3.
   bool RealEigenvalueProblem(MTH_COMPLEX** values, MTH_COMPLEX** vectors) const;
 
+  /// Real Schur form A = Q T Qt of this square matrix A, computed in double whatever the element type and
+  /// rounded once, by Hessenberg form and double-shifted QR steps.
+  ///
+  /// This member and the control-theory members after it look at their operands in this order: allocated
+  /// (else status 1), element types (14), shapes (4), finite elements (5); without memory it is 1. No rows
+  /// are an ordinary case.
+  /// @param q  receives a new orthogonal matrix.
+  /// @param t  receives a new quasi-triangular matrix: a block of two rows stands for a complex pair only,
+  /// with
+  ///           equal diagonal elements and off-diagonal ones of opposite signs; all else below the diagonal
+  ///           is exactly 0. Eigenvalues stand in the order in which they were found; those of an upper
+  ///           triangular A keep theirs.
+  /// @return   false after a failure, with new unallocated factors that carry the status, also 5 when an
+  ///           eigenvalue does not converge; for a null argument false alone, nothing written.
+  /// @see      Golub and Van Loan, Matrix Computations, sections 7.4 and 7.5.
+  bool SchurDecomposition(MTH_MATRIX** q, MTH_MATRIX** t) const;
+  /// Generalised real Schur form A = Q S Zt, B = Q T Zt of this square matrix A and B, which may be singular.
+  /// @param b  of this matrix's shape and element type; not modified.
+  /// @param q  receives a new orthogonal matrix; z likewise.
+  /// @param s  receives a new quasi-triangular matrix: a block of two rows stands for a complex pair only.
+  /// @param t  receives a new upper triangular matrix without negative diagonal elements, diagonal where `s`
+  ///           has a block of two rows. What is 0 by form is exactly 0 in both.
+  /// @return   as SchurDecomposition.
+  /// @see      Moler and Stewart, SIAM Journal on Numerical Analysis 10 (1973) 241-256; Golub and Van Loan,
+  ///           Matrix Computations, section 7.7.
+  bool QZDecomposition(const MTH_MATRIX& b, MTH_MATRIX** q, MTH_MATRIX** z, MTH_MATRIX** s,
+                       MTH_MATRIX** t) const;
+  /// Generalised eigenvalues and right eigenvectors of this square matrix A of n rows and B: betas[j] A v_j =
+  /// alphas[j] B v_j, by the QZ form. Of a singular pencil (every number is an eigenvalue) at least one pair
+  /// is (0, 0), to rounding, and the others mean nothing.
+  /// @param b        of this matrix's shape and element type; not modified.
+  /// @param alphas   receives a new array (delete[]) of n numbers; complex eigenvalues are conjugate and
+  ///                 adjacent, the positive imaginary part first.
+  /// @param betas    receives a new array (delete[]) of n numbers, not negative: 0 is an infinite eigenvalue;
+  ///                 where rounding hides one it is about epsilon times the magnitude of alpha.
+  /// @param vectors  receives a new array (delete[]) of n x n entries, row-major, column j being v_j of unit
+  ///                 Euclidean norm; a null pointer asks for none.
+  /// @return         false and nulls when null `alphas` or `betas`, an operand or its shape, type or
+  /// elements,
+  ///                 the convergence or the memory do not allow an answer.
+  bool GeneralisedEigenvalueProblem(const MTH_MATRIX& b, MTH_COMPLEX** alphas, double** betas,
+                                    MTH_COMPLEX** vectors) const;
+  /// Solves the Lyapunov equation A X + X At + Q = 0 for this square matrix A.
+  /// @param q  of this matrix's shape and element type, taken as it stands; not modified. Where it is
+  ///           symmetric the solution is exactly so.
+  /// @return   new matrix. Status 1, 14, 4 and 5 as SchurDecomposition; 9 when two eigenvalues of A, or one
+  ///           taken twice, sum to 0, whatever Q; 10 beside a solution that may be inaccurate: the reciprocal
+  ///           condition 1 / (|L| |inverse of L|) of L: X -> A X + X At is below 1e-15 x rows.
+  /// @see      Bartels and Stewart, Communications of the ACM 15 (1972) 820-826.
+  [[nodiscard]] MTH_MATRIX* SolveLyapunov(const MTH_MATRIX& q) const;
+  /// Solves the discrete Lyapunov equation A X At - X + Q = 0, otherwise as SolveLyapunov. Status 9 when two
+  /// eigenvalues of A, or one taken twice, multiply to 1.
+  /// @see  Kitagawa, International Journal of Control 25 (1977) 745-753.
+  [[nodiscard]] MTH_MATRIX* SolveDiscreteLyapunov(const MTH_MATRIX& q) const;
+  /// The stabilising solution of the Riccati equation At X + X A - X B R^-1 Bt X + Q = 0 for this n x n
+  /// matrix A: the one for which all eigenvalues of A - B R^-1 Bt X have negative real parts.
+  /// @param b  n x m; m may be 0.
+  /// @param q  n x n; only its symmetric part counts, as that of `r`. Neither need be definite.
+  /// @param r  m x m.
+  /// @return   new, exactly symmetric matrix. Q and R times a number give the solution times it. Status 1,
+  /// 14,
+  ///           4 and 5 as SchurDecomposition, 5 also when the form cannot be ordered; 6 for a singular R; 9
+  ///           when there is no such solution: an unstabilisable pair (A, B) or eigenvalues on the boundary
+  ///           of stability; 10 beside a solution that may be inaccurate, also in place of 9 where rounding
+  ///           hides an unstabilisable pair: 1 / |inverse of U11| of the orthonormal basis [U11; U21] of the
+  ///           stable subspace is below 1e-15 n.
+  /// @see      Laub, IEEE Transactions on Automatic Control 24 (1979) 913-921.
+  [[nodiscard]] MTH_MATRIX* SolveRiccati(const MTH_MATRIX& b, const MTH_MATRIX& q, const MTH_MATRIX& r) const;
+  /// The stabilising solution of the discrete Riccati equation At X A - X - At X B (R + Bt X B)^-1 Bt X A + Q
+  /// = 0, otherwise as SolveRiccati: the eigenvalues of A - B (R + Bt X B)^-1 Bt X A are of modulus below 1.
+  /// R may be singular; a singular R + Bt X B gives status 9.
+  /// @see  Van Dooren, SIAM Journal on Scientific and Statistical Computing 2 (1981) 121-135.
+  [[nodiscard]] MTH_MATRIX* SolveDiscreteRiccati(const MTH_MATRIX& b, const MTH_MATRIX& q,
+                                                 const MTH_MATRIX& r) const;
+
   /// Singular value decomposition U W Vt of this matrix by the method of Golub and Reinsch, computed in
   /// double; the factors of a float matrix are rounded once, at the end.
   /// @param u  receives a new matrix, rows x columns, of left singular vectors. With more columns than rows
@@ -311,6 +408,8 @@ class MTH_EXPORT MTH_MATRIX {
   [[nodiscard]] MTH_MATRIX* OrthogonalProjection() const;
 
  private:
+  friend class mth_internal::MatrixAccess;
+
   // Up to this many elements live inside the object: no allocation for the columns of a clustering sample.
   static constexpr int kInlineElements = 4;
 
@@ -333,46 +432,9 @@ class MTH_EXPORT MTH_MATRIX {
     return false;
   }
 
-  std::int64_t ElementsCount() const { return std::int64_t{rows_} * columns_; }
-  bool HasValidType() const { return type_ == 0 || type_ == 1; }
   void SetUnallocated(int type, int status);
   void CopyElements(const MTH_MATRIX& other);
-
-  // Runs `operation` on the elements as T*, T being the element type of this allocated matrix.
-  template <class Operation>
-  auto OnStorage(Operation operation) const {
-    return doubles_ != nullptr ? operation(doubles_) : operation(floats_);
-  }
-  // The storage of this allocated matrix as the element type of T.
-  template <class T>
-  T* Elements() const;
-
-  static MTH_MATRIX* NewFailure(int status);
-  static MTH_MATRIX* NewResult(std::int64_t rows, std::int64_t columns, int type);
-  // Why a binary operation on two operands of one shape is refused; 0 when it is not.
-  static int CheckOperands(const MTH_MATRIX& left, const MTH_MATRIX& right);
-  template <class Operation>
-  MTH_MATRIX* Combine(const MTH_MATRIX& other, Operation operation) const;
-  template <class Operation>
-  MTH_MATRIX* Map(Operation operation) const;
-  template <bool kLargest>
-  double FindExtremum() const;
-  MTH_MATRIX* AddBorder(int rowWidth, int columnWidth) const;
-  MTH_MATRIX* ConvolveFull(const MTH_MATRIX& kernel) const;
-  // Row i of the result is row permutation[i] of this matrix, by the rules of the product.
-  MTH_MATRIX* PermuteRows(const int* permutation) const;
-  bool ScatterColumns(const int* permutation);
-  // The solution for a matrix that LU made; a null B is the identity.
-  MTH_MATRIX* SolveFactored(const MTH_MATRIX* b, const int* permutation, double singular) const;
-  double DiagonalProduct() const;
-  void DivideByLargest();
-  MTH_MATRIX* InverseOfFactors(const MTH_MATRIX& u, const MTH_MATRIX& w, const MTH_MATRIX& v,
-                               int* kept) const;
-  MTH_MATRIX* TimesDiagonal(const MTH_MATRIX& diagonal) const;
-  // Whether a pseudo-inverse can be used; shows the messages of a doubtful one.
-  static bool IsSafeInverse(const MTH_MATRIX* inverse);
-  template <class T>
-  bool IterateQR(const T* elements, double tolerance, double* diagonal) const;
+  void TakeStorage(MTH_MATRIX& other);
 
   int columns_ = -1;
   double* doubles_ = nullptr;
@@ -383,3 +445,8 @@ class MTH_EXPORT MTH_MATRIX {
   int type_ = 0;
   alignas(double) unsigned char inline_[kInlineElements * sizeof(double)];
 };
+
+/// What a status code of MTH_MATRIX means, as a French sentence for people.
+/// @return  never null, and never to be freed: "" for 0, a sentence of its own for a code that does not
+/// exist.
+MTH_EXPORT const char* Mth_StatusText(int status);

@@ -9,59 +9,64 @@
 
 // Element-wise operations, transposition and the matrix product.
 
-int MTH_MATRIX::CheckOperands(const MTH_MATRIX& left, const MTH_MATRIX& right) {
-  if (!left.allocated_ || !right.allocated_) return 1;
-  if (left.type_ != right.type_ || !left.HasValidType()) return 14;
-  return 0;
-}
+using mth_internal::CheckOperands;
+using mth_internal::Elements;
+using mth_internal::ElementsCount;
+using mth_internal::NewFailure;
+using mth_internal::NewResult;
+using mth_internal::OnStorage;
+
+namespace {
 
 // One element-wise operation of two operands, written once for both storages.
 template <class Operation>
-MTH_MATRIX* MTH_MATRIX::Combine(const MTH_MATRIX& other, Operation operation) const {
-  if (const int refusal = CheckOperands(*this, other)) return NewFailure(refusal);
-  if (rows_ != other.rows_ || columns_ != other.columns_) return NewFailure(4);
-  MTH_MATRIX* result = NewResult(rows_, columns_, type_);
+MTH_MATRIX* Combine(const MTH_MATRIX& a, const MTH_MATRIX& b, Operation operation) {
+  if (const int refusal = CheckOperands(a, b)) return NewFailure(refusal);
+  if (a.GetNbRows() != b.GetNbRows() || a.GetNbCols() != b.GetNbCols()) return NewFailure(4);
+  MTH_MATRIX* result = NewResult(a.GetNbRows(), a.GetNbCols(), a.GetType());
   if (!mth_internal::IsUsable(result)) return result;
-  OnStorage([&](auto* left) {
+  OnStorage(a, [&](auto* left) {
     using T = std::remove_pointer_t<decltype(left)>;
     const auto combine = MTH_SELECT(CombineElements<T, Operation>);
-    combine(left, other.Elements<T>(), result->Elements<T>(), ElementsCount(), operation);
+    combine(left, Elements<T>(b), Elements<T>(*result), ElementsCount(a), operation);
   });
   return result;
 }
 
-// One element-wise operation of this matrix.
+// One element-wise operation of one matrix.
 template <class Operation>
-MTH_MATRIX* MTH_MATRIX::Map(Operation operation) const {
-  if (!allocated_) return NewFailure(1);
-  MTH_MATRIX* result = NewResult(rows_, columns_, type_);
+MTH_MATRIX* Map(const MTH_MATRIX& a, Operation operation) {
+  if (!a.IsAllocated()) return NewFailure(1);
+  MTH_MATRIX* result = NewResult(a.GetNbRows(), a.GetNbCols(), a.GetType());
   if (!mth_internal::IsUsable(result)) return result;
-  OnStorage([&](auto* source) {
+  OnStorage(a, [&](auto* source) {
     using T = std::remove_pointer_t<decltype(source)>;
     const auto map = MTH_SELECT(MapElements<T, Operation>);
-    map(source, result->Elements<T>(), ElementsCount(), operation);
+    map(source, Elements<T>(*result), ElementsCount(a), operation);
   });
   return result;
 }
 
+}  // namespace
+
 MTH_MATRIX* MTH_MATRIX::operator+(const MTH_MATRIX& other) const {
-  return Combine(other, [](auto a, auto b) { return a + b; });
+  return Combine(*this, other, [](auto a, auto b) { return a + b; });
 }
 
 MTH_MATRIX* MTH_MATRIX::operator-(const MTH_MATRIX& other) const {
-  return Combine(other, [](auto a, auto b) { return a - b; });
+  return Combine(*this, other, [](auto a, auto b) { return a - b; });
 }
 
 MTH_MATRIX* MTH_MATRIX::operator/(const MTH_MATRIX& other) const {
-  return Combine(other, [](auto a, auto b) { return a / b; });
+  return Combine(*this, other, [](auto a, auto b) { return a / b; });
 }
 
 MTH_MATRIX* MTH_MATRIX::operator*(const double factor) const {
-  return Map([factor](auto a) { return a * static_cast<decltype(a)>(factor); });
+  return Map(*this, [factor](auto a) { return a * static_cast<decltype(a)>(factor); });
 }
 
 MTH_MATRIX* MTH_MATRIX::GetThresholding(double threshold) const {
-  return Map([threshold](auto a) {
+  return Map(*this, [threshold](auto a) {
     using T = decltype(a);
     return a < static_cast<T>(threshold) ? T{0} : T{1};
   });
@@ -71,9 +76,9 @@ MTH_MATRIX* MTH_MATRIX::Transpose() const {
   if (!allocated_) return NewFailure(1);
   MTH_MATRIX* result = NewResult(columns_, rows_, type_);
   if (!mth_internal::HasElements(result)) return result;
-  OnStorage([&](auto* source) {
+  OnStorage(*this, [&](auto* source) {
     using T = std::remove_pointer_t<decltype(source)>;
-    mth_internal::Transpose<T>(source, rows_, columns_, result->Elements<T>());
+    mth_internal::Transpose<T>(source, rows_, columns_, Elements<T>(*result));
   });
   return result;
 }
@@ -83,10 +88,10 @@ MTH_MATRIX* MTH_MATRIX::operator*(const MTH_MATRIX& other) const {
   if (columns_ != other.rows_) return NewFailure(4);
   MTH_MATRIX* result = NewResult(rows_, other.columns_, type_);
   if (!mth_internal::HasElements(result)) return result;
-  OnStorage([&](auto* left) {
+  OnStorage(*this, [&](auto* left) {
     using T = std::remove_pointer_t<decltype(left)>;
-    const T* right = other.Elements<T>();
-    mth_internal::Multiply<T>({left, right, result->Elements<T>(), rows_, columns_, other.columns_});
+    const T* right = Elements<T>(other);
+    mth_internal::Multiply<T>({left, right, Elements<T>(*result), rows_, columns_, other.columns_});
   });
   return result;
 }

@@ -15,7 +15,9 @@
 
 namespace {
 
+using mth_internal::ElementsCount;
 using mth_internal::File;
+using mth_internal::OnStorage;
 
 using Header = std::array<std::int32_t, 3>;  // rows, columns, element type
 
@@ -34,9 +36,9 @@ void SwapLittleEndian(void* words, std::size_t bytes, std::size_t wordSize) {
 }
 
 // Bytes of the file after its header; negative when that cannot be told (a pipe, a device).
-std::int64_t ElementBytes(const std::string& fileName) {
+std::int64_t ElementBytes(const char* fileName) {
   try {
-    return static_cast<std::int64_t>(std::filesystem::file_size(mth_internal::PathOf(fileName.c_str()))) -
+    return static_cast<std::int64_t>(std::filesystem::file_size(mth_internal::PathOf(fileName))) -
            kHeaderBytes;
   } catch (const std::exception&) {
     return -1;
@@ -44,7 +46,7 @@ std::int64_t ElementBytes(const std::string& fileName) {
 }
 
 // A size that Allocate could grant: whatever else the header says is left for it to refuse.
-bool IsTrustworthy(const Header& header, const std::string& fileName) {
+bool IsTrustworthy(const Header& header, const char* fileName) {
   const auto [rows, columns, type] = header;
   if (rows < 0 || columns < 0 || (type != 0 && type != 1)) return true;
   const std::int64_t count = std::int64_t{rows} * columns;
@@ -55,8 +57,10 @@ bool IsTrustworthy(const Header& header, const std::string& fileName) {
 
 }  // namespace
 
-MTH_MATRIX::MTH_MATRIX(const std::string& fileName) {
-  const File file = mth_internal::OpenFile(fileName.c_str(), "rb");
+MTH_MATRIX::MTH_MATRIX(const std::string& fileName) : MTH_MATRIX(fileName.c_str()) {}
+
+MTH_MATRIX::MTH_MATRIX(const char* fileName) {
+  const File file = fileName != nullptr ? mth_internal::OpenFile(fileName, "rb") : File();
   SetUnallocated(-1, file ? 1 : 13);
   if (!file) return;
   Header header{};
@@ -68,9 +72,9 @@ MTH_MATRIX::MTH_MATRIX(const std::string& fileName) {
     status_ = 1;  // whatever the refusal: a caller of a file constructor gets one code for a bad header
     return;
   }
-  OnStorage([&](auto* elements) {
+  OnStorage(*this, [&](auto* elements) {
     auto* bytes = reinterpret_cast<unsigned char*>(elements);
-    const std::size_t wanted = mth_internal::StorageBytes(ElementsCount(), type_);
+    const std::size_t wanted = mth_internal::StorageBytes(ElementsCount(*this), type_);
     const std::size_t got = std::fread(bytes, 1, wanted, file.get());
     // A word cut in two is missing as a whole.
     const std::size_t whole = got - got % sizeof(*elements);
@@ -89,8 +93,8 @@ void MTH_MATRIX::Save(const std::string& fileName) const {
   SwapLittleEndian(header.data(), sizeof header, sizeof(std::int32_t));
   bool isWritten = std::fwrite(header.data(), sizeof header, 1, file.get()) == 1;
   if (allocated_) {
-    isWritten = isWritten && OnStorage([&](auto* elements) {
-                  const auto count = static_cast<std::size_t>(ElementsCount());
+    isWritten = isWritten && OnStorage(*this, [&](auto* elements) {
+                  const auto count = static_cast<std::size_t>(ElementsCount(*this));
                   if constexpr (std::endian::native == std::endian::little) {
                     return std::fwrite(elements, sizeof *elements, count, file.get()) == count;
                   }

@@ -7,6 +7,23 @@
 
 // What a matrix tells of itself: trace, extrema, norm and blocks.
 
+using mth_internal::ElementsCount;
+using mth_internal::NewFailure;
+using mth_internal::NewResult;
+using mth_internal::OnStorage;
+
+namespace {
+
+template <bool kLargest>
+double ExtremumOf(const MTH_MATRIX& matrix) {
+  if (!matrix.IsAllocated() || ElementsCount(matrix) == 0) return 0.0;
+  return OnStorage(matrix, [&](auto* elements) {
+    return mth_internal::FindExtremum<kLargest>(elements, ElementsCount(matrix));
+  });
+}
+
+}  // namespace
+
 double MTH_MATRIX::GetTrace() const {
   double trace = 0.0;
   const int diagonal = std::min(rows_, columns_);
@@ -16,26 +33,19 @@ double MTH_MATRIX::GetTrace() const {
   return trace;
 }
 
-template <bool kLargest>
-double MTH_MATRIX::FindExtremum() const {
-  if (!allocated_ || ElementsCount() == 0) return 0.0;
-  return OnStorage(
-      [&](auto* elements) { return mth_internal::FindExtremum<kLargest>(elements, ElementsCount()); });
-}
-
 double MTH_MATRIX::GetMax(int* /*row*/, int* /*column*/) const {
-  return FindExtremum<true>();
+  return ExtremumOf<true>(*this);
 }
 
 double MTH_MATRIX::GetMin(int* /*row*/, int* /*column*/) const {
-  return FindExtremum<false>();
+  return ExtremumOf<false>(*this);
 }
 
 double MTH_MATRIX::ComputeFrobeniusNorm() const {
   if (!allocated_) return 0.0;
-  return OnStorage([&](auto* elements) {
+  return OnStorage(*this, [&](auto* elements) {
     double sum = 0.0;
-    for (std::int64_t i = 0; i < ElementsCount(); ++i) {
+    for (std::int64_t i = 0; i < ElementsCount(*this); ++i) {
       const double element = static_cast<double>(elements[i]);
       sum += element * element;
     }
@@ -51,9 +61,9 @@ MTH_MATRIX* MTH_MATRIX::GetExtract(int firstRow, int firstColumn, int rowCount, 
   if (isNegative || isTooLarge) return NewFailure(4);
   MTH_MATRIX* result = NewResult(rowCount, columnCount, type_);
   if (!mth_internal::HasElements(result)) return result;
-  OnStorage([&](auto* source) {
+  OnStorage(*this, [&](auto* source) {
     using T = std::remove_pointer_t<decltype(source)>;
-    T* target = result->Elements<T>();
+    T* target = mth_internal::Elements<T>(*result);
     for (std::int64_t i = 0; i < rowCount; ++i) {
       std::copy_n(source + (firstRow + i) * columns_ + firstColumn, columnCount, target + i * columnCount);
     }

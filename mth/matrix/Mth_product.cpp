@@ -6,6 +6,7 @@
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_kernels_internal.h"
+#include "mth/matrix/Mth_register_tile_internal.h"
 
 namespace mth_internal {
 namespace {
@@ -17,8 +18,6 @@ constexpr std::int64_t kBlockDepth = 1024;
 constexpr std::int64_t kStripRows = 24;
 // Columns that are packed at once; bounds the scratch memory.
 constexpr std::int64_t kSlabColumns = 512;
-// A multiple of every tile's columns.
-constexpr std::int64_t kWidestTile = 16;
 
 constexpr std::int64_t WholeTiles(std::int64_t columns) {
   return (columns + kWidestTile - 1) / kWidestTile * kWidestTile;

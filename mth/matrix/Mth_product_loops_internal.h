@@ -4,135 +4,7 @@
 // A vector holds neighbouring columns. Tiles at the right edge overlap the ones before: an entry that is
 // computed twice gets the same bits.
 
-#include "mth/core/Mth_lanes_internal.h"
-
-// 24 sums of the 32 registers that 64-byte vectors come with, or 12 of 16.
-constexpr int kTileRows = MTH_VECTOR_BYTES == 64 ? 12 : 6;
-constexpr int kTileVectors = 2;
-constexpr std::int64_t kTileColumns = kTileVectors * kLanes;
-
-// How a product joins a sum.
-struct SeparateStep {
-  template <class V>
-  MTH_INLINE static V Add(V sum, V left, V right) {
-    return sum + left * right;
-  }
-};
-
-#if MTH_HAS_FUSED
-template <class V>
-MTH_INLINE V FusedVectors(V sum, V left, V right) {
-  if constexpr (sizeof(V) == 16) {
-    return V(_mm_fmadd_pd(__m128d(left), __m128d(right), __m128d(sum)));
-  } else if constexpr (sizeof(V) == 32) {
-    return V(_mm256_fmadd_pd(__m256d(left), __m256d(right), __m256d(sum)));
-  } else {
-#if MTH_VECTOR_BYTES == 64
-    return V(_mm512_fmadd_pd(__m512d(left), __m512d(right), __m512d(sum)));
-#endif
-  }
-}
-#endif
-
-// For float elements: their product is exact in double, so the fused operation gives the bits of the separate
-// ones, at half the cost.
-struct FusedStep {
-  template <class V>
-  MTH_INLINE static V Add(V sum, V left, V right) {
-#if MTH_HAS_FUSED
-    if constexpr (sizeof(V) == sizeof(double)) {
-      return __builtin_fma(left, right, sum);
-    } else {
-      return FusedVectors(sum, left, right);
-    }
-#else
-    return SeparateStep::Add(sum, left, right);
-#endif
-  }
-};
-
-// Where two NaN meet, which one goes on is up to the instruction and to the compiler's order of operands.
-// This step decides it: the sum's, else the left factor's, else the right one's. x + x makes a NaN quiet, as
-// any operation does.
-struct NanStep {
-  template <class V>
-  MTH_INLINE static V Add(V sum, V left, V right) {
-    const V next = sum + left * right;
-    const V ofRight = right != right ? right + right : next;
-    const V fresh = left != left ? left + left : ofRight;
-    const V chosen = next != next ? fresh : next;
-    return sum != sum ? sum : chosen;
-  }
-};
-
-// Leaves the sum of the first kCount values in the first one.
-template <int kCount, class V>
-MTH_INLINE void AddHalves(V* values) {
-  if constexpr (kCount > 1) {
-    constexpr int kHalf = (kCount + 1) / 2;
-#pragma GCC unroll 6
-    for (int i = kHalf; i < kCount; ++i) values[i - kHalf] += values[i];
-    AddHalves<kHalf>(values);
-  }
-}
-
-// kRows x (kVectors vectors) entries of the result.
-template <class V, int kRows, int kVectors>
-struct Tile {
-  static constexpr std::int64_t kWidth = sizeof(V) / sizeof(double);
-  V sums[kRows][kVectors];
-
-  MTH_INLINE void Clear() {
-#pragma GCC unroll 12
-    for (int i = 0; i < kRows; ++i) {
-#pragma GCC unroll 2
-      for (int v = 0; v < kVectors; ++v) sums[i][v] = V{};
-    }
-  }
-  MTH_INLINE void LoadFrom(const double* source, std::int64_t stride) {
-#pragma GCC unroll 12
-    for (int i = 0; i < kRows; ++i) {
-#pragma GCC unroll 2
-      for (int v = 0; v < kVectors; ++v) sums[i][v] = Load<V>(source + i * stride + v * kWidth);
-    }
-  }
-  template <class T>
-  MTH_INLINE void StoreTo(T* target, std::int64_t stride) const {
-#pragma GCC unroll 12
-    for (int i = 0; i < kRows; ++i) {
-#pragma GCC unroll 2
-      for (int v = 0; v < kVectors; ++v) Store(target + i * stride + v * kWidth, sums[i][v]);
-    }
-  }
-  // NaN when one of the sums is (also, harmlessly, when there are infinities of both signs). Sums in pairs: a
-  // small product waits for it.
-  MTH_INLINE double Probe() const {
-    V totals[kRows];
-#pragma GCC unroll 12
-    for (int i = 0; i < kRows; ++i) totals[i] = sums[i][0] + sums[i][kVectors - 1];
-    AddHalves<kRows>(totals);
-    double lanes[kWidth];
-    Store(lanes, totals[0]);
-    AddHalves<kWidth>(lanes);
-    return lanes[0];
-  }
-  // Adds `depth` products to each sum; both factors are row-major.
-  template <class Step, class T>
-  MTH_INLINE void Accumulate(const T* left, std::int64_t leftStride, const T* right, std::int64_t rightStride,
-                             std::int64_t depth) {
-    for (std::int64_t k = 0; k < depth; ++k, right += rightStride) {
-      V factors[kVectors];
-#pragma GCC unroll 2
-      for (int v = 0; v < kVectors; ++v) factors[v] = Load<V>(right + v * kWidth);
-#pragma GCC unroll 12
-      for (int i = 0; i < kRows; ++i) {
-        const V factor = Spread<V>(static_cast<double>(left[i * leftStride + k]));
-#pragma GCC unroll 2
-        for (int v = 0; v < kVectors; ++v) sums[i][v] = Step::template Add<V>(sums[i][v], factor, factors[v]);
-      }
-    }
-  }
-};
+#include "mth/matrix/Mth_register_tile_loops_internal.h"
 
 // Runs body(row, rows of the tile as a compile-time constant) over [first, last): whole tiles, then ever
 // smaller ones. 16 rows are two tiles of 8: the sums of 12 and 4 rows would wait for each other.
@@ -165,8 +37,8 @@ template <class Step, class V, int kVectors, int kRows, class T>
 MTH_INLINE double MultiplyTile(const ProductTask<T>& task, std::int64_t i, std::int64_t j) {
   Tile<V, kRows, kVectors> tile;
   tile.Clear();
-  tile.template Accumulate<Step>(task.left + i * task.inner, task.inner, task.right + j, task.columns,
-                                 task.inner);
+  tile.template Accumulate<Step>(LeftFactor<T>{task.left + i * task.inner, task.inner, 1}, task.right + j,
+                                 task.columns, task.inner);
   tile.StoreTo(task.result + i * task.columns + j, task.columns);
   return tile.Probe();
 }
@@ -270,9 +142,14 @@ class PackedProduct {
         T* result = task_.result + first * task_.columns + firstColumn_ + j;
         ForEachTileRow<kTileRows>(0, rows, [&](std::int64_t i, auto tileRows) {
           Tile<decltype(lanes), tileRows(), vectors()> tile;
-          isFirst ? tile.Clear() : tile.LoadFrom(sums + i * kTileColumns, kTileColumns);
+          if (isFirst) {
+            tile.Clear();
+          } else {
+            tile.LoadFrom(sums + i * kTileColumns, kTileColumns);
+          }
           const double* left = scratch_.left + i * PackedStride(task_.inner);
-          tile.template Accumulate<Step>(left, PackedStride(task_.inner), right, kTileColumns, depth);
+          tile.template Accumulate<Step>(LeftFactor<double>{left, PackedStride(task_.inner), 1}, right,
+                                         kTileColumns, depth);
           if (!isLast) return tile.StoreTo(sums + i * kTileColumns, kTileColumns);
           tile.StoreTo(result + i * task_.columns, task_.columns);
           probe_ += tile.Probe();

@@ -95,7 +95,7 @@ TEST(EigenValues, GiveUpAfterTenThousandIterations) {
 
 TEST(EigenValues, FailuresGiveNoArray) {
   for (const MTH_MATRIX& a : {MTH_MATRIX(), MTH_MATRIX(2, 3, kDouble), Matrix({{kNaN, 1}, {1, 2}}),
-                              Matrix({{1, kInfinity}, {1, 2}}), Matrix({{1e200, 1}, {1e200, 2e200}})}) {
+                              Matrix({{1, kInfinity}, {1, 2}})}) {
     double some = 0.0;
     double* values = &some;
     a.EigenValues(1e-6, &values);

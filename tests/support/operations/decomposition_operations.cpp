@@ -145,12 +145,43 @@ void AddSingularValues(Operations& list) {
               [](Trial& t, const MTH_MATRIX& m) { t([&] { return m.OrthogonalProjection(); }); });
 }
 
+void AddControlFamily(Operations& list) {
+  AddOfOrders(list, "SchurDecomposition", 40, Regular, [](Trial& t, const MTH_MATRIX& m) {
+    MTH_MATRIX* q = nullptr;
+    MTH_MATRIX* form = nullptr;
+    t([&] { return m.SchurDecomposition(&q, &form); });
+    CountOwned(t, q, form);
+  });
+  AddOfOrders(list, "QZDecomposition", 40, Regular, [](Trial& t, const MTH_MATRIX& m) {
+    const MTH_MATRIX b = Matrix(m.GetNbRows(), m.GetNbRows(), m.GetType(), 234);
+    MTH_MATRIX* q = nullptr;
+    MTH_MATRIX* z = nullptr;
+    MTH_MATRIX* s = nullptr;
+    MTH_MATRIX* form = nullptr;
+    t([&] { return m.QZDecomposition(b, &q, &z, &s, &form); });
+    CountOwned(t, q, z, s, form);
+  });
+  AddOfOrders(list, "SolveLyapunov", 40, Regular, [](Trial& t, const MTH_MATRIX& m) {
+    const MTH_MATRIX q = Matrix(m.GetNbRows(), m.GetNbRows(), m.GetType(), 235);
+    t([&] { return m.SolveLyapunov(q); });
+    t([&] { return m.SolveDiscreteLyapunov(q); });
+  });
+  AddOfOrders(list, "SolveRiccati", 17, Regular, [](Trial& t, const MTH_MATRIX& m) {
+    const MTH_MATRIX b = Matrix(m.GetNbRows(), m.GetNbRows(), m.GetType(), 236);
+    MTH_MATRIX q(m.GetNbRows(), m.GetNbRows(), m.GetType());
+    q.SetIdentity();
+    t([&] { return m.SolveRiccati(b, q, q); });
+    t([&] { return m.SolveDiscreteRiccati(b, q, q); });
+  });
+}
+
 }  // namespace
 
 void AddDecompositionOperations(Operations& list) {
   AddLinearSystems(list);
   AddEigenproblems(list);
   AddSingularValues(list);
+  AddControlFamily(list);
   AddOfShapes(list, "QR", [](Trial& t, const MTH_MATRIX& m) {
     MTH_MATRIX* q = nullptr;
     MTH_MATRIX* r = nullptr;

@@ -1,0 +1,102 @@
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <type_traits>
+
+#include "mth/core/Mth_work_array_internal.h"
+#include "mth/decomposition/Mth_elimination_internal.h"
+#include "mth/decomposition/Mth_elimination_kernel_internal.h"
+#include "mth/decomposition/Mth_lu_internal.h"
+#include "mth/matrix/Mth_matrix_internal.h"
+
+#define MTH_KERNEL_FILE "mth/decomposition/Mth_elimination_loops_internal.h"
+#include "mth/core/Mth_for_each_instruction_set_internal.h"
+
+// The factors of a square matrix, and the triangular systems that they are.
+
+namespace mth_internal {
+namespace {
+
+// 1 / the largest magnitude of each row, of which a NaN is none.
+// @return  false when the largest of a row is 0.
+template <class T>
+bool FindRowScales(const T* elements, std::int64_t size, double* scales) {
+  for (std::int64_t i = 0; i < size; ++i, elements += size) {
+    double largest = 0.0;
+    for (std::int64_t j = 0; j < size; ++j) {
+      const double magnitude = std::abs(static_cast<double>(elements[j]));
+      if (magnitude > largest) largest = magnitude;
+    }
+    if (largest == 0.0) return false;
+    scales[i] = 1.0 / largest;
+  }
+  return true;
+}
+
+}  // namespace
+
+template <class T>
+int FactorMatrix(const T* elements, std::int64_t size, double* work, int* order) {
+  std::iota(order, order + size, 0);
+  const bool isSmall = size <= kSmallSystem;
+  double smallScales[kSmallSystem];
+  const WorkArray<double> scratch(isSmall ? 0 : size + EliminationScratch(size));
+  if (!scratch) return 1;
+  double* scales = isSmall ? smallScales : scratch.Get() + EliminationScratch(size);
+  if (!FindRowScales(elements, size, scales)) return 16;
+  std::copy_n(elements, size * size, work);
+  if (isSmall) {
+    const auto factor = MTH_SELECT(FactorSmall<T>);
+    factor(work, size, scales, order);
+  } else {
+    const auto factor = MTH_SELECT(FactorInPlace<T>);
+    factor(work, size, scales, order, scratch.Get());
+  }
+  return 0;
+}
+
+template int FactorMatrix(const double*, std::int64_t, double*, int*);
+template int FactorMatrix(const float*, std::int64_t, double*, int*);
+
+template <class T, class Element>
+bool SolveFactoredRows(const Element* lu, std::int64_t size, double* x, std::int64_t columns,
+                       bool isIdentity) {
+  constexpr std::int64_t kFewColumns = 3;
+  if (columns <= kFewColumns) {
+    const auto solve = MTH_SELECT(SolveColumns<T, Element>);
+    solve(lu, size, x, columns);
+    return true;
+  }
+  double small[EliminationScratch(kSmallSystem)];
+  const bool isSmall = size <= kSmallSystem;
+  const WorkArray<double> scratch(isSmall ? 0 : EliminationScratch(size));
+  if (!scratch) return false;
+  const auto solve = MTH_SELECT(SolveInPlace<T, Element>);
+  solve(lu, size, x, columns, isIdentity, isSmall ? small : scratch.Get());
+  return true;
+}
+
+template bool SolveFactoredRows<double>(const double*, std::int64_t, double*, std::int64_t, bool);
+template bool SolveFactoredRows<float>(const double*, std::int64_t, double*, std::int64_t, bool);
+template bool SolveFactoredRows<float>(const float*, std::int64_t, double*, std::int64_t, bool);
+
+LUFactors::LUFactors(const MTH_MATRIX& matrix)
+    : size_(matrix.GetNbRows()),
+      heap_(size_ <= kSmallSystem ? 0 : size_ * size_),
+      heapOrder_(size_ <= kSmallSystem ? 0 : size_),
+      elements_(size_ <= kSmallSystem ? small_ : heap_.Get()),
+      order_(size_ <= kSmallSystem ? smallOrder_ : heapOrder_.Get()) {
+  if (!heap_ || !heapOrder_) return;
+  status_ = OnStorage(matrix, [&](auto* elements) {
+    using T = std::remove_pointer_t<decltype(elements)>;
+    return FactorMatrix<T>(elements, size_, elements_, order_);
+  });
+}
+
+double LUFactors::Determinant() const {
+  double product = 1.0;
+  for (std::int64_t i = 0; i < size_; ++i) product *= elements_[i * (size_ + 1)];
+  return product;
+}
+
+}  // namespace mth_internal

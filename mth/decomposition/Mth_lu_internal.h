@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "mth/core/Mth_work_array_internal.h"
+#include "mth/matrix/Mth_matrix.h"
+
+namespace mth_internal {
+
+/// Matrices of up to this many rows are factored and solved on the stack, by plain loops.
+constexpr std::int64_t kSmallSystem = 16;
+
+/// Factors a square matrix by Crout's method with implicit partial pivoting.
+/// @param work   receives the factors: size x size doubles, with the values that elements of T can have.
+/// @param order  receives the permutation.
+/// @return       0, 1 (no memory) or 16 (a row is all 0; the permutation is then the identity).
+template <class T>
+int FactorMatrix(const T* elements, std::int64_t size, double* work, int* order);
+
+/// The LU factors of a square matrix, in doubles, for as long as one operation needs them.
+class LUFactors {
+ public:
+  explicit LUFactors(const MTH_MATRIX& matrix);
+  /// As FactorMatrix.
+  int Status() const { return status_; }
+  const double* Elements() const { return elements_; }
+  const int* Order() const { return order_; }
+  /// Product of the pivots, from 1 along the diagonal.
+  double Determinant() const;
+
+ private:
+  std::int64_t size_;
+  WorkArray<double> heap_;
+  WorkArray<int> heapOrder_;
+  double small_[kSmallSystem * kSmallSystem];
+  int smallOrder_[kSmallSystem];
+  double* elements_;
+  int* order_;
+  int status_ = 1;
+};
+
+}  // namespace mth_internal

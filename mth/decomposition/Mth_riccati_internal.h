@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+
+#include "mth/decomposition/Mth_eigenproblem_internal.h"
+
+namespace mth_internal {
+
+/// Elements times 2^exponent, brought to about 1 that way.
+struct ScaledMatrix {
+  double* elements;
+  std::int64_t rows;
+  std::int64_t columns;
+  int exponent;
+  bool isZero;
+  double& At(std::int64_t row, std::int64_t column) const { return elements[row * columns + column]; }
+};
+
+/// A Riccati equation: the symmetric parts of Q and R.
+struct RiccatiSystem {
+  ScaledMatrix a;
+  ScaledMatrix b;
+  ScaledMatrix q;
+  ScaledMatrix r;
+};
+
+/// The stabilising solution of the continuous equation times 2^-exponent.
+/// @param x         n x n doubles.
+/// @return          a status of MTH_MATRIX: 0 or 10 beside a solution.
+int SolveContinuousRiccati(const RiccatiSystem& system, SquareView x, int* exponent);
+
+/// The same for the discrete equation.
+int SolveDiscreteRiccati(const RiccatiSystem& system, SquareView x, int* exponent);
+
+/// X = U21 U11^-1, its real part made symmetric, of the orthonormal basis [U11; U21] whose n columns are the
+/// first n rows of `ut`, of 2 n real or complex numbers each.
+/// @return  0, 9 (U11 is singular) or 10 (it nearly is), 1 without memory.
+template <class Scalar>
+int SolveSubspace(const Scalar* ut, SquareView x);
+
+/// The power of two that the size of the solution asks for: 0 when it is about 1, or 0 or not finite.
+int ExponentToUnit(SquareView x);
+
+/// Whether an eigenvalue of the closed loop is on the boundary of stability, as far as rounding lets it be
+/// told: the real part 0, or in the discrete equation the modulus 1.
+/// @param margin    how far the form has the nearest eigenvalue from the boundary, beside its own size.
+/// @param closed    the closed loop; destroyed.
+/// @param feedback  G, by which a change D of the solution changes the closed loop by -G D.
+/// @param doubt     the size of the terms of the equation, of which rounding has left epsilon undecided.
+bool IsOnBoundary(double margin, SquareView closed, SquareView feedback, double doubt, bool isDiscrete);
+
+/// One step of Newton's method: x gains what takes the residual away, unless that is no small change.
+/// @param closed    the closed loop.
+/// @param residual  what the equation leaves for x, symmetric; destroyed.
+void Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete);
+
+/// g = B R^-1 Bt for a symmetric m x m matrix R and an n x m matrix B.
+/// @return  0, 1 (no memory) or 6 (R is singular).
+int MakeFeedback(const double* r, const double* b, std::int64_t n, std::int64_t m, SquareView g);
+
+}  // namespace mth_internal

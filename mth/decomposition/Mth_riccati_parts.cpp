@@ -1,0 +1,242 @@
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "mth/core/Mth_complex_number_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
+#include "mth/decomposition/Mth_elimination_kernel_internal.h"
+#include "mth/decomposition/Mth_lu_internal.h"
+#include "mth/decomposition/Mth_lyapunov_internal.h"
+#include "mth/decomposition/Mth_riccati_internal.h"
+#include "mth/decomposition/Mth_scaling_internal.h"
+#include "mth/decomposition/Mth_schur_internal.h"
+#include "mth/matrix/Mth_kernels_internal.h"
+
+// What both Riccati equations share: the feedback matrix, the solution of a subspace, the boundary of
+// stability.
+
+namespace mth_internal {
+namespace {
+
+constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
+constexpr double kDoubtfulCondition = 1e-15;  // times the order
+constexpr double kVanishing = 1e-19;          // a pivot beside orthonormal rows that rounding has not made
+
+inline double RealPart(double x) {
+  return x;
+}
+inline double RealPart(Complex x) {
+  return x.real();
+}
+
+// Powers of two for the rows and columns of a symmetric matrix that make their largest elements about 1.
+// @return  false when a row is all 0.
+bool Equilibrate(const double* r, std::int64_t m, double* scales) {
+  std::fill_n(scales, m, 1.0);
+  for (int pass = 0; pass < 4; ++pass) {
+    for (std::int64_t i = 0; i < m; ++i) {
+      double largest = 0.0;
+      for (std::int64_t j = 0; j < m; ++j)
+        largest = std::max(largest, std::abs(r[i * m + j]) * scales[j] * (i == j ? 1.0 : scales[i]));
+      if (largest == 0.0) return false;
+      scales[i] = std::ldexp(
+          scales[i], -std::ilogb(std::max(largest, std::abs(r[i * m + i]) * scales[i] * scales[i])) / 2);
+    }
+  }
+  return true;
+}
+
+// x^H y and x^H G x of complex vectors.
+Complex Dot(const Complex* x, const Complex* y, std::int64_t n) {
+  Complex sum = 0.0;
+  for (std::int64_t i = 0; i < n; ++i) sum += Conjugate(x[i]) * y[i];
+  return sum;
+}
+
+// The eigenvectors of a matrix, given by its Schur form, that belong to eigenvalue k, from the right or, by
+// the reversed transpose, from the left.
+class Eigenvectors {
+ public:
+  explicit Eigenvectors(std::int64_t n) : n_(n), memory_(2 * n * n), work_(n + 1) {}
+  explicit operator bool() const { return memory_ && work_; }
+
+  void Find(SquareView t, const Complex* values) {
+    SchurVectors(t, values, {memory_.Get(), n_}, work_.Get());
+  }
+  // Vector k, the first of a pair, in the coordinates of `qt`.
+  void Write(std::int64_t k, bool isPair, SquareView qt, Complex* vector) const {
+    const double* real = memory_.Get() + k * n_;
+    const double* imaginary = isPair ? real + n_ : nullptr;
+    for (std::int64_t i = 0; i < n_; ++i) {
+      Complex sum = 0.0;
+      for (std::int64_t j = 0; j < n_; ++j)
+        sum += qt[j][i] * Complex(real[j], imaginary != nullptr ? imaginary[j] : 0.0);
+      vector[i] = sum;
+    }
+  }
+
+ private:
+  std::int64_t n_;
+  WorkArray<double> memory_;
+  WorkArray<Complex> work_;
+};
+
+}  // namespace
+
+int MakeFeedback(const double* r, const double* b, std::int64_t n, std::int64_t m, SquareView g) {
+  const WorkArray<double> memory(2 * m * m + 3 * m * n + m);
+  const WorkArray<int> order(m);
+  if (!memory || !order) return 1;
+  double* scaled = memory.Get();
+  double* factors = scaled + m * m;
+  double* scaledB = factors + m * m;
+  double* transposed = scaledB + m * n;
+  double* solved = transposed + m * n;
+  double* scales = solved + m * n;
+  if (!Equilibrate(r, m, scales)) return 6;
+  for (std::int64_t i = 0; i < m; ++i) {
+    for (std::int64_t j = 0; j < m; ++j) scaled[i * m + j] = scales[i] * r[i * m + j] * scales[j];
+  }
+  const int status = FactorMatrix<double>(scaled, m, factors, order.Get());
+  if (status == 1) return 1;
+  double smallest = 1.0;
+  for (std::int64_t i = 0; status == 0 && i < m; ++i)
+    smallest = std::min(smallest, std::abs(factors[i * (m + 1)]));
+  if (status != 0 || smallest <= 4.0 * kEpsilon * static_cast<double>(m)) return 6;
+  for (std::int64_t i = 0; i < n; ++i) {
+    for (std::int64_t j = 0; j < m; ++j) scaledB[i * m + j] = b[i * m + j] * scales[j];
+  }
+  Transpose<double>(scaledB, n, m, transposed);
+  for (std::int64_t i = 0; i < m; ++i) std::copy_n(transposed + order[i] * n, n, solved + i * n);
+  if (!SolveFactoredRows<double>(factors, m, solved, n, false)) return 1;
+  Multiply<double>({scaledB, solved, g.elements, n, m, n});
+  Symmetrise(g);
+  return 0;
+}
+
+void Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete) {
+  const std::int64_t n = x.size;
+  constexpr double kSmallChange = 1e-2;
+  const WorkArray<double> transposed(n * n);
+  if (!transposed) return;
+  Transpose<double>(closed.elements, n, n, transposed.Get());
+  Symmetrise(residual);
+  const int status =
+      SolveLyapunovEquation({transposed.Get(), n}, residual, true, {isDiscrete, isDiscrete ? 1.0 : 0.0});
+  const double change = LargestMagnitude(residual.elements, n * n);
+  const bool isSmall = change <= kSmallChange * LargestMagnitude(x.elements, n * n);
+  if (status != 0 || !isSmall) return;
+  for (std::int64_t i = 0; i < n * n; ++i) x.elements[i] += residual.elements[i];
+}
+
+int ExponentToUnit(SquareView x) {
+  const double largest = LargestMagnitude(x.elements, x.size * x.size);
+  if (largest == 0.0 || !std::isfinite(largest)) return 0;
+  const int exponent = std::ilogb(largest);
+  return std::abs(exponent) > 8 ? exponent : 0;
+}
+
+template <class Scalar>
+int SolveSubspace(const Scalar* ut, SquareView x) {
+  const std::int64_t n = x.size;
+  const std::int64_t width = 2 * n;
+  // [U11t | U21t | identity], eliminated with partial pivoting: then [ | X | inverse].
+  const WorkArray<Scalar> memory(3 * n * n);
+  if (!memory) return 1;
+  const std::int64_t stride = 3 * n;
+  Scalar* m = memory.Get();
+  for (std::int64_t j = 0; j < n; ++j) {
+    std::copy_n(ut + j * width, width, m + j * stride);
+    std::fill_n(m + j * stride + width, n, Scalar(0.0));
+    m[j * stride + width + j] = 1.0;
+  }
+  for (std::int64_t k = 0; k < n; ++k) {
+    std::int64_t pivot = k;
+    for (std::int64_t i = k + 1; i < n; ++i) {
+      if (Modulus(m[i * stride + k]) > Modulus(m[pivot * stride + k])) pivot = i;
+    }
+    if (!(Modulus(m[pivot * stride + k]) > kVanishing)) return 9;
+    if (pivot != k) std::swap_ranges(m + k * stride + k, m + (k + 1) * stride, m + pivot * stride + k);
+    Scalar* __restrict row = m + k * stride;
+    const Scalar inverse = 1.0 / row[k];
+    for (std::int64_t j = k + 1; j < stride; ++j) row[j] = row[j] * inverse;
+    for (std::int64_t i = 0; i < n; ++i) {
+      Scalar* __restrict other = m + i * stride;
+      const Scalar weight = other[k];
+      if (i == k || Modulus(weight) == 0.0) continue;
+      for (std::int64_t j = k + 1; j < stride; ++j) other[j] = other[j] - weight * row[j];
+    }
+  }
+  double squares = 0.0;
+  for (std::int64_t i = 0; i < n; ++i) {
+    for (std::int64_t j = 0; j < n; ++j) {
+      x[i][j] = RealPart(m[i * stride + n + j]);
+      const double size = Modulus(m[i * stride + width + j]);
+      squares += size * size;
+    }
+  }
+  Symmetrise(x);
+  const bool isDoubtful = n > 0 && !(1.0 / std::sqrt(squares) >= kDoubtfulCondition * static_cast<double>(n));
+  return isDoubtful ? 10 : 0;
+}
+
+template int SolveSubspace(const double*, SquareView);
+template int SolveSubspace(const Complex*, SquareView);
+
+// An eigenvalue of the Hamiltonian matrix (or symplectic pencil) on the boundary is double there: rounding
+// parts it into one on either side, at a distance that is the root of what it changes. A change E of the
+// equation changes the solution by about (x^H E x) / (2 margin) y y^H / |y^H x|^2 and the eigenvalue by y^H G
+// y times it.
+bool IsOnBoundary(double margin, SquareView closed, SquareView feedback, double doubt, bool isDiscrete) {
+  constexpr double kSuspicious = 1e-5;
+  const std::int64_t n = closed.size;
+  if (!(margin > 8.0 * static_cast<double>(n) * kEpsilon)) return n > 0;
+  if (margin >= kSuspicious) return false;
+  const WorkArray<double> memory(2 * n * n + 2 * n);
+  const WorkArray<Complex> values(5 * n);
+  Eigenvectors right(n);
+  Eigenvectors left(n);
+  if (!memory || !values || !right || !left) return false;
+  const SquareView qt{memory.Get(), n};
+  const SquareView reversed{memory.Get() + n * n, n};
+  if (!DecomposeBySchur(closed, qt, memory.Get() + 2 * n * n)) return false;
+  SchurValues(closed, values.Get());
+  const auto marginOf = [&](std::int64_t k) {
+    return isDiscrete ? 1.0 - Modulus(values[k]) : -values[k].real();
+  };
+  Complex* reversedValues = values.Get() + n;
+  for (std::int64_t i = 0; i < n; ++i) {
+    for (std::int64_t j = 0; j < n; ++j) reversed[i][j] = closed[n - 1 - j][n - 1 - i];
+  }
+  SchurValues(reversed, reversedValues);
+  right.Find(closed, values.Get());
+  left.Find(reversed, reversedValues);
+  // What the reversed form is in the coordinates of.
+  Complex* x = values.Get() + 2 * n;
+  Complex* y = values.Get() + 3 * n;
+  Complex* gy = values.Get() + 4 * n;
+  const WorkArray<double> flipped(n * n);
+  if (!flipped) return false;
+  const SquareView reversedBasis{flipped.Get(), n};
+  for (std::int64_t j = 0; j < n; ++j) std::copy_n(qt[n - 1 - j], n, reversedBasis[j]);
+  for (std::int64_t k = 0; k < n; ++k) {
+    const bool isPair = values[k].imag() > 0.0;
+    if (values[k].imag() < 0.0) continue;
+    right.Write(k, isPair, qt, x);
+    left.Write(n - 1 - k - (isPair ? 1 : 0), isPair, reversedBasis, y);
+    // Of the transpose, y belongs to the eigenvalue itself: y^T closed = value y^T.
+    for (std::int64_t i = 0; i < n; ++i) y[i] = Conjugate(y[i]);
+    for (std::int64_t i = 0; i < n; ++i) {
+      gy[i] = 0.0;
+      for (std::int64_t j = 0; j < n; ++j) gy[i] += feedback[i][j] * y[j];
+    }
+    const double coupling = Modulus(Dot(y, gy, n)) * Dot(x, x, n).real();
+    const double alignment = SquaredModulus(Dot(y, x, n));
+    const double distance = std::max(marginOf(k), 0.0);
+    if (!(distance * distance * alignment > 8.0 * static_cast<double>(n) * kEpsilon * coupling * doubt))
+      return true;
+  }
+  return false;
+}
+
+}  // namespace mth_internal

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+namespace mth_internal {
+
+/// The largest magnitude of `count` elements, 0 for none.
+template <class T>
+double LargestMagnitude(const T* elements, std::int64_t count) {
+  double largest = 0.0;
+  for (std::int64_t i = 0; i < count; ++i)
+    largest = std::max(largest, std::abs(static_cast<double>(elements[i])));
+  return largest;
+}
+
+/// The power of two, within 2^-1000 and 2^1000, that brings this magnitude to about 1; 1 for 0.
+inline double PowerToUnit(double magnitude) {
+  const int exponent = magnitude == 0.0 ? 0 : std::ilogb(magnitude);
+  return std::ldexp(1.0, -std::clamp(exponent, -1000, 1000));
+}
+
+/// The power of two by which elements must be multiplied before their squares are summed: 1 unless the
+/// squares would leave the range of double.
+template <class T>
+double ScaleToUnit(const T* elements, std::int64_t count) {
+  constexpr double kLargest = 0x1p400;
+  const double largest = LargestMagnitude(elements, count);
+  const bool isOrdinary =
+      largest == 0.0 || !std::isfinite(largest) || (largest < kLargest && largest > 1.0 / kLargest);
+  return isOrdinary ? 1.0 : PowerToUnit(largest);
+}
+
+/// Sums of squares in this range are as exact as they look: nothing that counts beside them has vanished, and
+/// neither they nor 2 divided by them overflow.
+constexpr double kSmallestSquares = 0x1p-1020;
+constexpr double kLargestSquares = 0x1p1020;
+
+inline bool AreSquaresSafe(double squares) {
+  return squares >= kSmallestSquares && squares <= kLargestSquares;
+}
+
+}  // namespace mth_internal

@@ -1,0 +1,149 @@
+// A tile of a matrix that stays in registers while products join its entries, compiled per instruction set. A
+// vector holds neighbouring columns; every entry meets its products one by one, in the order of k.
+
+#include "mth/core/Mth_lanes_internal.h"
+
+// 24 sums of the 32 registers that 64-byte vectors come with, or 12 of 16.
+constexpr int kTileRows = MTH_VECTOR_BYTES == 64 ? 12 : 6;
+constexpr int kTileVectors = 2;
+constexpr std::int64_t kTileColumns = kTileVectors * kLanes;
+
+// How a product joins a sum.
+struct SeparateStep {
+  template <class V>
+  MTH_INLINE static V Add(V sum, V left, V right) {
+    return sum + left * right;
+  }
+};
+
+// The same for the elimination, which takes products away.
+struct SubtractStep {
+  template <class V>
+  MTH_INLINE static V Add(V sum, V left, V right) {
+    return sum - left * right;
+  }
+};
+
+#if MTH_HAS_FUSED
+template <class V>
+MTH_INLINE V FusedVectors(V sum, V left, V right) {
+  if constexpr (sizeof(V) == 16) {
+    return V(_mm_fmadd_pd(__m128d(left), __m128d(right), __m128d(sum)));
+  } else if constexpr (sizeof(V) == 32) {
+    return V(_mm256_fmadd_pd(__m256d(left), __m256d(right), __m256d(sum)));
+  } else {
+#if MTH_VECTOR_BYTES == 64
+    return V(_mm512_fmadd_pd(__m512d(left), __m512d(right), __m512d(sum)));
+#endif
+  }
+}
+#endif
+
+// For float elements: their product is exact in double, so the fused operation gives the bits of the separate
+// ones, at half the cost.
+struct FusedStep {
+  template <class V>
+  MTH_INLINE static V Add(V sum, V left, V right) {
+#if MTH_HAS_FUSED
+    if constexpr (sizeof(V) == sizeof(double)) {
+      return __builtin_fma(left, right, sum);
+    } else {
+      return FusedVectors(sum, left, right);
+    }
+#else
+    return SeparateStep::Add(sum, left, right);
+#endif
+  }
+};
+
+// Where two NaN meet, which one goes on is up to the instruction and to the compiler's order of operands.
+// This step decides it: the sum's, else the left factor's, else the right one's. x + x makes a NaN quiet, as
+// any operation does.
+struct NanStep {
+  template <class V>
+  MTH_INLINE static V Add(V sum, V left, V right) {
+    const V next = sum + left * right;
+    const V ofRight = right != right ? right + right : next;
+    const V fresh = left != left ? left + left : ofRight;
+    const V chosen = next != next ? fresh : next;
+    return sum != sum ? sum : chosen;
+  }
+};
+
+// Leaves the sum of the first kCount values in the first one.
+template <int kCount, class V>
+MTH_INLINE void AddHalves(V* values) {
+  if constexpr (kCount > 1) {
+    constexpr int kHalf = (kCount + 1) / 2;
+#pragma GCC unroll 6
+    for (int i = kHalf; i < kCount; ++i) values[i - kHalf] += values[i];
+    AddHalves<kHalf>(values);
+  }
+}
+
+// Elements of the left factor, as far apart as said.
+template <class T>
+struct LeftFactor {
+  const T* elements;
+  std::int64_t rowStride;
+  std::int64_t columnStride;
+};
+
+// kRows x (kVectors vectors) entries of the result.
+template <class V, int kRows, int kVectors>
+struct Tile {
+  static constexpr std::int64_t kWidth = sizeof(V) / sizeof(double);
+  V sums[kRows][kVectors];
+
+  MTH_INLINE void Clear() {
+#pragma GCC unroll 12
+    for (int i = 0; i < kRows; ++i) {
+#pragma GCC unroll 2
+      for (int v = 0; v < kVectors; ++v) sums[i][v] = V{};
+    }
+  }
+  MTH_INLINE void LoadFrom(const double* source, std::int64_t stride) {
+#pragma GCC unroll 12
+    for (int i = 0; i < kRows; ++i) {
+#pragma GCC unroll 2
+      for (int v = 0; v < kVectors; ++v) sums[i][v] = Load<V>(source + i * stride + v * kWidth);
+    }
+  }
+  template <class T>
+  MTH_INLINE void StoreTo(T* target, std::int64_t stride) const {
+#pragma GCC unroll 12
+    for (int i = 0; i < kRows; ++i) {
+#pragma GCC unroll 2
+      for (int v = 0; v < kVectors; ++v) Store(target + i * stride + v * kWidth, sums[i][v]);
+    }
+  }
+  // NaN when one of the sums is (also, harmlessly, when there are infinities of both signs). Sums in pairs: a
+  // small product waits for it.
+  MTH_INLINE double Probe() const {
+    V totals[kRows];
+#pragma GCC unroll 12
+    for (int i = 0; i < kRows; ++i) totals[i] = sums[i][0] + sums[i][kVectors - 1];
+    AddHalves<kRows>(totals);
+    double lanes[kWidth];
+    Store(lanes, totals[0]);
+    AddHalves<kWidth>(lanes);
+    return lanes[0];
+  }
+  // Lets `depth` products join each sum; the right factor is row-major.
+  template <class Step, class T>
+  MTH_INLINE void Accumulate(LeftFactor<T> left, const T* right, std::int64_t rightStride,
+                             std::int64_t depth) {
+    for (std::int64_t k = 0; k < depth; ++k, right += rightStride) {
+      V factors[kVectors];
+#pragma GCC unroll 2
+      for (int v = 0; v < kVectors; ++v) factors[v] = Load<V>(right + v * kWidth);
+#pragma GCC unroll 12
+      for (int i = 0; i < kRows; ++i) {
+        const V factor =
+            Spread<V>(static_cast<double>(left.elements[i * left.rowStride + k * left.columnStride]));
+#pragma GCC unroll 2
+        for (int v = 0; v < kVectors; ++v) sums[i][v] = Step::template Add<V>(sums[i][v], factor, factors[v]);
+      }
+    }
+  }
+};

@@ -1,0 +1,530 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "mth/value/Mth_complex.h"
+#include "support/allocation_faults.h"
+#include "support/decomposition_cases.h"
+#include "support/matrices.h"
+
+namespace mth_test {
+namespace {
+
+using Complex = std::complex<double>;
+using Factors = std::vector<MatrixPtr>;
+
+constexpr double kEpsilon = 2.2e-16;
+
+MTH_MATRIX Scaled(const MTH_MATRIX& a, double factor) {
+  return *MatrixPtr(a * factor);
+}
+MTH_MATRIX Sum(const MTH_MATRIX& a, const MTH_MATRIX& b) {
+  return *MatrixPtr(a + b);
+}
+double Largest(const MTH_MATRIX& a) {
+  double largest = 0.0;
+  for (int i = 0; i < a.GetNbRows(); ++i) {
+    for (int j = 0; j < a.GetNbCols(); ++j) largest = std::max(largest, std::abs(a.Get(i, j)));
+  }
+  return largest;
+}
+bool IsExactlySymmetric(const MTH_MATRIX& a) {
+  return SameBits(a, Transposed(a));
+}
+MTH_MATRIX RandomOrthogonal(int n, unsigned seed) {
+  MTH_MATRIX* q = nullptr;
+  MTH_MATRIX* r = nullptr;
+  RandomMatrix(n, n, kDouble, seed).QR(&q, &r);
+  const MatrixPtr owned(r);
+  return *MatrixPtr(q);
+}
+MTH_MATRIX Turned(const MTH_MATRIX& a, const MTH_MATRIX& q) {
+  return Product(Product(q, a), Transposed(q));
+}
+MTH_MATRIX Diagonal(std::vector<double> values) {
+  const int n = static_cast<int>(values.size());
+  MTH_MATRIX matrix(n, n, kDouble);
+  matrix.SetDiagVector(values.data(), n);
+  return matrix;
+}
+
+// Spectra of all kinds: defective, clustered, graded, low rank, orthogonal, of every size.
+std::vector<DecompositionCase> Spectra(int n) {
+  const auto seed = static_cast<unsigned>(n);
+  const MTH_MATRIX random = RandomMatrix(n, n, kDouble, seed);
+  const auto rule = [&](auto element) { return FromRule(n, n, kDouble, element); };
+  return {
+      {"random", random},
+      {"zero", rule([](int, int) { return 0.0; })},
+      {"identity", Identity(n)},
+      {"nilpotent", rule([](int i, int j) { return j == i + 1 ? 1.0 : 0.0; })},
+      {"nilpotent, transposed", rule([](int i, int j) { return i == j + 1 ? 1.0 : 0.0; })},
+      {"cyclic", rule([n](int i, int j) { return i == (j + 1) % n ? 1.0 : 0.0; })},
+      {"companion", rule([](int i, int j) { return i == 0 ? std::sin(j + 1.0) : (i == j + 1 ? 1.0 : 0.0); })},
+      {"orthogonal", RandomOrthogonal(n, seed)},
+      {"clustered", Turned(rule([](int i, int j) { return i == j ? 1.0 + i * 1e-15 : 0.0; }),
+                           RandomOrthogonal(n, seed + 1))},
+      {"near the identity", Sum(Identity(n), Scaled(random, 1e-9))},
+      {"last column", rule([n](int i, int j) { return j == n - 1 ? std::sin(i + 1.0) : 0.0; })},
+      {"graded", rule([&](int i, int j) { return random.Get(i, j) * std::pow(10.0, -2.0 * (i + j)); })},
+      {"graded over 300 decades",
+       rule([&](int i, int j) { return random.Get(i, j) * std::pow(10.0, 150.0 * std::sin(7.0 * i + j)); })},
+      {"subnormal squares", rule([&](int i, int j) { return i == j ? 1.0 : random.Get(i, j) * 1e-158; })},
+      {"huge", Scaled(random, 1e300)},
+      {"tiny", Scaled(random, 1e-300)},
+      {"1e150", Scaled(random, 1e150)},
+      {"1e-150", Scaled(random, 1e-150)},
+      {"triangular", rule([&](int i, int j) { return i <= j ? random.Get(i, j) : 0.0; })},
+      {"0 and 1", rule([](int i, int j) { return (i * i + 3 * j + i * j) % 7 < 3 ? 1.0 : 0.0; })},
+  };
+}
+
+// Brings both to about 1, so that no product of theirs overflows.
+::testing::AssertionResult Reconstructs(const MTH_MATRIX& left, const MTH_MATRIX& form,
+                                        const MTH_MATRIX& right, const MTH_MATRIX& a) {
+  const double largest = Largest(a);
+  const double scale = largest == 0.0 ? 1.0 : std::ldexp(1.0, -std::clamp(std::ilogb(largest), -1000, 1000));
+  const double tolerance = 40.0 * std::max(a.GetNbRows(), 4) * (a.GetType() == kDouble ? kEpsilon : 1.2e-7);
+  return Near(Product(Product(left, Scaled(form, scale)), Transposed(right)), Scaled(a, scale), tolerance);
+}
+
+bool IsBlock(const MTH_MATRIX& s, int k) {
+  return k + 1 < s.GetNbRows() && s.Get(k + 1, k) != 0.0;
+}
+
+// 0 below the first subdiagonal, and no two blocks that touch.
+bool IsQuasiTriangular(const MTH_MATRIX& s) {
+  for (int i = 0; i < s.GetNbRows(); ++i) {
+    for (int j = 0; j + 1 < i; ++j) {
+      if (s.Get(i, j) != 0.0) return false;
+    }
+    if (IsBlock(s, i) && IsBlock(s, i + 1)) return false;
+  }
+  return true;
+}
+
+void CheckSchur(const MTH_MATRIX& a, const std::string& name) {
+  MTH_MATRIX* newQ = nullptr;
+  MTH_MATRIX* newT = nullptr;
+  const bool isDone = a.SchurDecomposition(&newQ, &newT);
+  const MatrixPtr q(newQ);
+  const MatrixPtr t(newT);
+  ASSERT_TRUE(isDone) << name;
+  EXPECT_EQ(t->GetType(), a.GetType());
+  EXPECT_TRUE(Reconstructs(*q, *t, *q, a)) << name;
+  const double precision = a.GetType() == kDouble ? kEpsilon : 1.2e-7;
+  EXPECT_TRUE(HasOrthonormalColumns(*q, 20.0 * std::max(a.GetNbRows(), 4) * precision)) << name;
+  EXPECT_TRUE(IsQuasiTriangular(*t)) << name;
+  for (int k = 0; k < a.GetNbRows(); ++k) {
+    if (!IsBlock(*t, k)) continue;
+    EXPECT_EQ(t->Get(k, k), t->Get(k + 1, k + 1)) << name;
+    EXPECT_NE(std::signbit(t->Get(k, k + 1)), std::signbit(t->Get(k + 1, k))) << name;
+    EXPECT_NE(t->Get(k, k + 1), 0.0) << name;
+  }
+}
+
+TEST(SchurDecomposition, HoldsForEverySpectrum) {
+  for (const int n : {0, 1, 2, 3, 4, 5, 8, 20, 33}) {
+    if (n == 0) {
+      CheckSchur(MTH_MATRIX(0, 0, kDouble), "empty");
+      continue;
+    }
+    for (const DecompositionCase& c : Spectra(n)) CheckSchur(c.matrix, c.name + " " + std::to_string(n));
+  }
+  CheckSchur(RandomMatrix(9, 9, kFloat, 5), "float");
+}
+
+TEST(SchurDecomposition, KeepsATriangularMatrixAsItIs) {
+  const MTH_MATRIX a = Matrix({{3, 1, 1e300}, {0, 1e-300, 2}, {0, 0, 2}});
+  MTH_MATRIX* q = nullptr;
+  MTH_MATRIX* t = nullptr;
+  ASSERT_TRUE(a.SchurDecomposition(&q, &t));
+  EXPECT_TRUE(SameBits(*MatrixPtr(q), Identity(3)));
+  EXPECT_TRUE(SameBits(*MatrixPtr(t), a));
+}
+
+struct Pair {
+  MTH_MATRIX a;
+  MTH_MATRIX b;
+  std::string name;
+};
+
+std::vector<Pair> Pencils() {
+  std::vector<Pair> pencils;
+  for (const int n : {1, 2, 3, 4, 5, 8, 20}) {
+    const std::vector<DecompositionCase> spectra = Spectra(n);
+    for (std::size_t i = 0; i < spectra.size(); ++i) {
+      for (std::size_t step = 0; step<spectra.size(); step += n> 8 ? 7 : 1) {
+        const DecompositionCase& other = spectra[(i + step) % spectra.size()];
+        pencils.push_back({spectra[i].matrix, other.matrix,
+                           spectra[i].name + " / " + other.name + " " + std::to_string(n)});
+      }
+    }
+  }
+  return pencils;
+}
+
+void CheckQZ(const Pair& pencil) {
+  MTH_MATRIX* made[4] = {};
+  const bool isDone = pencil.a.QZDecomposition(pencil.b, &made[0], &made[1], &made[2], &made[3]);
+  const MatrixPtr q(made[0]);
+  const MatrixPtr z(made[1]);
+  const MatrixPtr s(made[2]);
+  const MatrixPtr t(made[3]);
+  ASSERT_TRUE(isDone) << pencil.name;
+  const int n = pencil.a.GetNbRows();
+  EXPECT_TRUE(Reconstructs(*q, *s, *z, pencil.a)) << pencil.name;
+  EXPECT_TRUE(Reconstructs(*q, *t, *z, pencil.b)) << pencil.name;
+  EXPECT_TRUE(HasOrthonormalColumns(*q, 20.0 * std::max(n, 4) * kEpsilon)) << pencil.name;
+  EXPECT_TRUE(HasOrthonormalColumns(*z, 20.0 * std::max(n, 4) * kEpsilon)) << pencil.name;
+  EXPECT_TRUE(IsQuasiTriangular(*s)) << pencil.name;
+  for (int i = 0; i < n; ++i) {
+    EXPECT_FALSE(std::signbit(t->Get(i, i))) << pencil.name;
+    for (int j = 0; j < i; ++j) EXPECT_EQ(t->Get(i, j), 0.0) << pencil.name;
+    if (!IsBlock(*s, i)) continue;
+    EXPECT_EQ(t->Get(i, i + 1), 0.0) << pencil.name;
+  }
+}
+
+TEST(QZDecomposition, HoldsForEveryPencil) {
+  for (const Pair& pencil : Pencils()) CheckQZ(pencil);
+  CheckQZ({MTH_MATRIX(0, 0, kDouble), MTH_MATRIX(0, 0, kDouble), "empty"});
+}
+
+struct GeneralisedProblem {
+  GeneralisedProblem(const MTH_MATRIX& a, const MTH_MATRIX& b) {
+    MTH_COMPLEX* newAlphas = nullptr;
+    MTH_COMPLEX* newVectors = nullptr;
+    double* newBetas = nullptr;
+    isDone = a.GeneralisedEigenvalueProblem(b, &newAlphas, &newBetas, &newVectors);
+    const std::unique_ptr<MTH_COMPLEX[]> ownedAlphas(newAlphas);
+    const std::unique_ptr<MTH_COMPLEX[]> ownedVectors(newVectors);
+    const std::unique_ptr<double[]> ownedBetas(newBetas);
+    const int n = isDone ? a.GetNbRows() : 0;
+    for (int i = 0; i < n; ++i) {
+      alphas.emplace_back(newAlphas[i].getReal(), newAlphas[i].getImag());
+      betas.push_back(newBetas[i]);
+    }
+    for (int i = 0; i < n * n; ++i) vectors.emplace_back(newVectors[i].getReal(), newVectors[i].getImag());
+  }
+  bool isDone = false;
+  std::vector<Complex> alphas;
+  std::vector<double> betas;
+  std::vector<Complex> vectors;
+};
+
+TEST(GeneralisedEigenvalueProblem, SolvesItsEquation) {
+  for (const Pair& pencil : Pencils()) {
+    const GeneralisedProblem solved(pencil.a, pencil.b);
+    ASSERT_TRUE(solved.isDone) << pencil.name;
+    const int n = pencil.a.GetNbRows();
+    const double ofA = std::max(Largest(pencil.a), 1e-300);
+    const double ofB = std::max(Largest(pencil.b), 1e-300);
+    for (int j = 0; j < n; ++j) {
+      const auto index = static_cast<std::size_t>(j);
+      EXPECT_GE(solved.betas[index], 0.0) << pencil.name;
+      Complex alpha = solved.alphas[index] / ofA;
+      double beta = solved.betas[index] / ofB;
+      const double size = std::max({std::abs(alpha), beta, 1e-300});
+      alpha /= size;
+      beta /= size;
+      double norm = 0.0;
+      for (int i = 0; i < n; ++i) {
+        Complex rest = 0.0;
+        for (int k = 0; k < n; ++k) {
+          const Complex x = solved.vectors[static_cast<std::size_t>(k * n + j)];
+          rest += (beta * (pencil.a.Get(i, k) / ofA) - alpha * (pencil.b.Get(i, k) / ofB)) * x;
+        }
+        EXPECT_LE(std::abs(rest), 60.0 * std::max(n, 4) * kEpsilon) << pencil.name;
+        norm += std::norm(solved.vectors[static_cast<std::size_t>(i * n + j)]);
+      }
+      EXPECT_NEAR(norm, 1.0, 1e-13) << pencil.name;
+      if (solved.alphas[index].imag() <= 0.0) continue;
+      EXPECT_EQ(solved.alphas[index + 1], std::conj(solved.alphas[index])) << pencil.name;
+    }
+  }
+}
+
+TEST(GeneralisedEigenvalueProblem, FindsInfiniteAndUndefinedEigenvalues) {
+  const GeneralisedProblem infinite(Matrix({{1, 2}, {3, 4}}), Matrix({{1, 0}, {0, 0}}));
+  EXPECT_EQ(std::count(infinite.betas.begin(), infinite.betas.end(), 0.0), 1);
+  const GeneralisedProblem zero(Matrix({{0, 0}, {0, 0}}), Matrix({{0, 0}, {0, 0}}));
+  for (int j = 0; j < 2; ++j) {
+    EXPECT_EQ(std::abs(zero.alphas[static_cast<std::size_t>(j)]), 0.0);
+    EXPECT_EQ(zero.betas[static_cast<std::size_t>(j)], 0.0);
+    EXPECT_EQ(std::abs(zero.vectors[static_cast<std::size_t>(3 * j)]), 1.0);
+  }
+  // Without vectors; and what is refused.
+  MTH_COMPLEX* alphas = nullptr;
+  double* betas = nullptr;
+  EXPECT_TRUE(Identity(2).GeneralisedEigenvalueProblem(Identity(2), &alphas, &betas, nullptr));
+  const std::unique_ptr<MTH_COMPLEX[]> ownedAlphas(alphas);
+  const std::unique_ptr<double[]> ownedBetas(betas);
+  EXPECT_EQ(alphas[1].getReal() / betas[1], 1.0);
+  EXPECT_FALSE(Identity(2).GeneralisedEigenvalueProblem(Identity(2), nullptr, &betas, nullptr));
+  EXPECT_EQ(betas, nullptr);
+  EXPECT_FALSE(GeneralisedProblem(Identity(2), Identity(3)).isDone);
+  EXPECT_FALSE(GeneralisedProblem(Identity(2), Identity(2, kFloat)).isDone);
+  EXPECT_FALSE(GeneralisedProblem(Identity(2), Matrix({{1, kNaN}, {0, 1}})).isDone);
+}
+
+// A X + X At + Q, or A X At - X + Q, beside the size of its terms.
+double LyapunovRest(const MTH_MATRIX& a, const MTH_MATRIX& q, const MTH_MATRIX& x, bool isDiscrete) {
+  const MTH_MATRIX image = isDiscrete ? Turned(x, a) : Product(a, x);
+  const MTH_MATRIX other = isDiscrete ? Scaled(x, -1.0) : Product(x, Transposed(a));
+  const double size = Largest(a) * Largest(x) * (isDiscrete ? Largest(a) : 1.0) + Largest(x) + Largest(q);
+  return Largest(Sum(Sum(image, other), q)) / std::max(size, 1e-300);
+}
+
+TEST(Lyapunov, SolutionsFulfilTheirEquations) {
+  for (const int n : {0, 1, 2, 3, 4, 5, 9, 30}) {
+    const auto seed = static_cast<unsigned>(40 + n);
+    const MTH_MATRIX a = RandomMatrix(n, n, kDouble, seed);
+    const MTH_MATRIX q = RandomMatrix(n, n, kDouble, seed + 1);
+    const MTH_MATRIX symmetric = Sum(q, Transposed(q));
+    for (const MTH_MATRIX& right : {q, symmetric}) {
+      for (const bool isDiscrete : {false, true}) {
+        const MatrixPtr x(isDiscrete ? a.SolveDiscreteLyapunov(right) : a.SolveLyapunov(right));
+        EXPECT_EQ(x->GetStatusError(), 0);
+        ASSERT_TRUE(x->IsAllocated());
+        EXPECT_EQ(x->GetNbRows(), n);
+        if (n == 0) continue;
+        EXPECT_LE(LyapunovRest(a, right, *x, isDiscrete), 100.0 * n * kEpsilon) << n << isDiscrete;
+        EXPECT_EQ(IsExactlySymmetric(*x), n == 1 || &right == &symmetric || IsExactlySymmetric(right));
+      }
+    }
+  }
+  // -1 / (2 a), and 1 / (1 - a a), at every size of a.
+  for (const double size : {1e-300, 1e-150, 1.0, 1e150, 1e300}) {
+    EXPECT_DOUBLE_EQ(MatrixPtr(Matrix({{-size}}).SolveLyapunov(Matrix({{size}})))->Get(0, 0), 0.5);
+    const MatrixPtr x(Matrix({{0.5 * size, 0}, {0, 0}}).SolveDiscreteLyapunov(Matrix({{1, 0}, {0, 1}})));
+    EXPECT_DOUBLE_EQ(x->Get(1, 1), 1.0);
+    EXPECT_DOUBLE_EQ(x->Get(0, 0), 1.0 / (1.0 - 0.25 * size * size));
+  }
+  const MatrixPtr graded(Diagonal({1e300, 1e-300}).SolveLyapunov(Identity(2)));
+  EXPECT_DOUBLE_EQ(graded->Get(1, 1), -0.5e300);
+}
+
+TEST(Lyapunov, SingularAndDoubtfulEquationsAreTold) {
+  const MTH_MATRIX zero = Diagonal({0, 0});
+  const MTH_MATRIX turn = RandomOrthogonal(4, 3);
+  const auto status = [](MTH_MATRIX* x) { return MatrixPtr(x)->GetStatusError(); };
+  for (const MTH_MATRIX& q : {zero, Identity(2)}) {
+    EXPECT_EQ(status(zero.SolveLyapunov(q)), 9);
+    EXPECT_EQ(status(Diagonal({1, -1}).SolveLyapunov(q)), 9);
+    EXPECT_EQ(status(Matrix({{0, 1}, {-1, 0}}).SolveLyapunov(q)), 9);
+    EXPECT_EQ(status(Identity(2).SolveDiscreteLyapunov(q)), 9);
+    EXPECT_EQ(status(Diagonal({2, 0.5}).SolveDiscreteLyapunov(q)), 9);
+    EXPECT_EQ(status(Diagonal({1, -1 + 1e-15}).SolveLyapunov(q)), 10);
+    EXPECT_EQ(status(Diagonal({1, -1 + 1e-13}).SolveLyapunov(q)), 0);
+  }
+  EXPECT_EQ(status(Turned(Diagonal({1, -1, 3, 4}), turn).SolveLyapunov(Identity(4))), 9);
+  EXPECT_EQ(status(Turned(Diagonal({2, 0.5, 3, 4}), turn).SolveDiscreteLyapunov(Identity(4))), 9);
+  EXPECT_EQ(status(MTH_MATRIX().SolveLyapunov(Identity(2))), 1);
+  EXPECT_EQ(status(Identity(2).SolveLyapunov(Identity(3, kFloat))), 14);
+  EXPECT_EQ(status(Identity(2).SolveLyapunov(Identity(3))), 4);
+  EXPECT_EQ(status(Identity(2).SolveDiscreteLyapunov(Matrix({{1, 2}, {kInfinity, 1}}))), 5);
+}
+
+struct Regulator {
+  MTH_MATRIX a;
+  MTH_MATRIX b;
+  MTH_MATRIX q;
+  MTH_MATRIX r;
+  MTH_MATRIX* Solve(bool isDiscrete) const {
+    return isDiscrete ? a.SolveDiscreteRiccati(b, q, r) : a.SolveRiccati(b, q, r);
+  }
+};
+
+MTH_MATRIX InverseOf(const MTH_MATRIX& a) {
+  return a.GetNbRows() == 0
+             ? a
+             : *MatrixPtr(*MatrixPtr(a.Transpose()) *
+                          *MatrixPtr(MatrixPtr(a * *MatrixPtr(a.Transpose()))->PseudoInverse()));
+}
+
+// The equation and the stability of the closed loop.
+void CheckRegulator(const Regulator& system, const MTH_MATRIX& x, bool isDiscrete, const std::string& name) {
+  const MTH_MATRIX at = Transposed(system.a);
+  const MTH_MATRIX bt = Transposed(system.b);
+  const MTH_MATRIX q = Scaled(Sum(system.q, Transposed(system.q)), 0.5);
+  const MTH_MATRIX r = Scaled(Sum(system.r, Transposed(system.r)), 0.5);
+  EXPECT_TRUE(IsExactlySymmetric(x)) << name;
+  const MTH_MATRIX costs = isDiscrete ? Sum(r, Product(Product(bt, x), system.b)) : r;
+  const MTH_MATRIX gain = Product(InverseOf(costs), Product(bt, isDiscrete ? Product(x, system.a) : x));
+  const MTH_MATRIX closed = *MatrixPtr(system.a - Product(system.b, gain));
+  const MTH_MATRIX rest = isDiscrete ? Sum(*MatrixPtr(Product(Product(at, x), closed) - x), q)
+                                     : Sum(Sum(Product(at, x), Product(x, closed)), q);
+  const double size = Largest(system.a);
+  const double terms = Largest(x) * (isDiscrete ? size * size + 1.0 : size + Largest(closed)) + Largest(q);
+  EXPECT_LE(Largest(rest), 1e-11 * terms) << name;
+  MTH_COMPLEX* values = nullptr;
+  MTH_COMPLEX* vectors = nullptr;
+  ASSERT_TRUE(closed.RealEigenvalueProblem(&values, &vectors));
+  const std::unique_ptr<MTH_COMPLEX[]> ownedValues(values);
+  const std::unique_ptr<MTH_COMPLEX[]> ownedVectors(vectors);
+  for (int i = 0; i < system.a.GetNbRows(); ++i) {
+    const double real = values[i].getReal();
+    EXPECT_LT(isDiscrete ? std::hypot(real, values[i].getImag()) : real + 1.0, 1.0) << name;
+  }
+}
+
+TEST(Riccati, SolutionsFulfilTheirEquationsAndStabilise) {
+  for (const int n : {1, 2, 3, 4, 6, 10}) {
+    for (const int m : {1, 2, 4}) {
+      if (m < n / 3) continue;  // so few inputs hardly stabilise anything
+      const auto seed = static_cast<unsigned>(100 * n + m);
+      const MTH_MATRIX half = RandomMatrix(n, n, kDouble, seed);
+      const MTH_MATRIX cost = RandomMatrix(m, m, kDouble, seed + 1);
+      Regulator system{RandomMatrix(n, n, kDouble, seed + 2), RandomMatrix(n, m, kDouble, seed + 3),
+                       Product(half, Transposed(half)), Sum(Identity(m), Product(cost, Transposed(cost)))};
+      system.q.Set(0, n - 1, system.q.Get(0, n - 1) + 0.25);  // only the symmetric part counts
+      system.q.Set(n - 1, 0, system.q.Get(n - 1, 0) - 0.25);
+      for (const bool isDiscrete : {false, true}) {
+        const std::string name =
+            std::to_string(n) + "x" + std::to_string(m) + (isDiscrete ? " discrete" : "");
+        const MatrixPtr x(system.Solve(isDiscrete));
+        ASSERT_EQ(x->GetStatusError(), 0) << name;
+        CheckRegulator(system, *x, isDiscrete, name);
+        for (const double scale : {1e100, 1e-100}) {
+          const Regulator scaled{system.a, system.b, Scaled(system.q, scale), Scaled(system.r, scale)};
+          const MatrixPtr y(scaled.Solve(isDiscrete));
+          EXPECT_EQ(y->GetStatusError(), 0) << name;
+          EXPECT_TRUE(Near(Scaled(*y, 1.0 / scale), *x, 1e-10 * Largest(*x))) << name << scale;
+        }
+      }
+      if (m > n) continue;
+      const Regulator free{system.a, system.b, system.q, Scaled(system.r, 0.0)};
+      const MatrixPtr x(free.Solve(true));
+      ASSERT_EQ(x->GetStatusError(), 0);
+      CheckRegulator(free, *x, true, "no cost of inputs");
+    }
+  }
+}
+
+TEST(Riccati, PublishedAndClosedFormSolutions) {
+  // The first example of the continuous-time benchmark collection: X = [[2, 1], [1, 2]].
+  const Regulator first{Matrix({{0, 1}, {0, 0}}), Matrix({{0}, {1}}), Diagonal({1, 2}), Matrix({{1}})};
+  EXPECT_TRUE(Near(*MatrixPtr(first.Solve(false)), Matrix({{2, 1}, {1, 2}}), 20.0 * kEpsilon));
+  // Scalars: q + 2 a x - x x / r = 0, the root that stabilises.
+  for (const double a : {-3.0, 0.0, 0.5, 7.0}) {
+    const Regulator scalar{Matrix({{a}}), Matrix({{2}}), Matrix({{5}}), Matrix({{4}})};
+    EXPECT_NEAR(MatrixPtr(scalar.Solve(false))->Get(0, 0), a + std::sqrt(a * a + 5.0), 1e-14 * (1.0 + a * a));
+    // a a x / (1 + x) - x + 5 = 0.
+    const double half = 0.5 * (a * a + 4.0);
+    EXPECT_NEAR(MatrixPtr(scalar.Solve(true))->Get(0, 0), half + std::sqrt(half * half + 5.0),
+                1e-13 * (1 + a * a));
+  }
+  // Without inputs they are Lyapunov equations; a singular A is none to the discrete one.
+  const Regulator none{Diagonal({-1, -2}), MTH_MATRIX(2, 0, kDouble), Identity(2), MTH_MATRIX(0, 0, kDouble)};
+  EXPECT_TRUE(Near(*MatrixPtr(none.Solve(false)), Diagonal({0.5, 0.25}), 4.0 * kEpsilon));
+  const Regulator delay{Matrix({{0, 1}, {0, 0}}), Matrix({{0}, {1}}), Identity(2), Matrix({{0}})};
+  EXPECT_TRUE(Near(*MatrixPtr(delay.Solve(true)), Diagonal({1, 2}), 20.0 * kEpsilon));
+  const MTH_MATRIX empty(0, 0, kDouble);
+  for (const bool isDiscrete : {false, true}) {
+    const MatrixPtr x(Regulator{empty, empty, empty, empty}.Solve(isDiscrete));
+    EXPECT_TRUE(x->IsAllocated());
+  }
+  const Regulator floats{Matrix({{0, 1}, {0, 0}}, kFloat), Matrix({{0}, {1}}, kFloat),
+                         Matrix({{1, 0}, {0, 2}}, kFloat), Matrix({{1}}, kFloat)};
+  EXPECT_TRUE(Near(*MatrixPtr(floats.Solve(false)), Matrix({{2, 1}, {1, 2}}, kFloat), 1e-6));
+}
+
+TEST(Riccati, EquationsWithoutAStabilisingSolutionAreTold) {
+  const MTH_MATRIX one = Matrix({{1}});
+  const MTH_MATRIX zero = Matrix({{0}});
+  const MTH_MATRIX last = Matrix({{0}, {1}});
+  const MTH_MATRIX oscillator = Matrix({{0, 1}, {-1, 0}});
+  const auto status = [](const Regulator& system, bool isDiscrete) {
+    return MatrixPtr(system.Solve(isDiscrete))->GetStatusError();
+  };
+  EXPECT_EQ(status({zero, one, zero, one}, false), 9);  // an integrator that costs nothing
+  EXPECT_EQ(status({one, one, zero, one}, true), 9);
+  EXPECT_EQ(status({oscillator, last, Diagonal({0, 0}), one}, false), 9);
+  EXPECT_EQ(status({oscillator, last, Diagonal({0, 0}), one}, true), 9);
+  EXPECT_EQ(status({Diagonal({1, -1}), last, Identity(2), one}, false), 9);  // nothing moves the first state
+  EXPECT_EQ(status({Diagonal({2, 0.5}), last, Identity(2), one}, true), 9);
+  EXPECT_EQ(status({one, one, one, zero}, false), 6);
+  EXPECT_EQ(status({Identity(2), Identity(2), Identity(2), Matrix({{1, 1}, {1, 1}})}, false), 6);
+  EXPECT_EQ(status({Matrix({{0.5}}), zero, one, zero}, true), 9);  // R + Bt X B is 0
+  // Hidden by rounding: an unstable mode that nothing moves, and an oscillation that nothing sees.
+  const MTH_MATRIX turn = RandomOrthogonal(4, 8);
+  const MTH_MATRIX moved = Product(turn, Matrix({{1}, {1}, {1}, {0}}));
+  const int hidden = status({Turned(Diagonal({-1, -2, -3, 1}), turn), moved, Identity(4), one}, false);
+  EXPECT_TRUE(hidden == 9 || hidden == 10) << hidden;
+  MTH_MATRIX a = Diagonal({0, 0, -1, 2});
+  a.Set(0, 1, 1.0);
+  a.Set(1, 0, -1.0);
+  const MTH_MATRIX all = Product(turn, Matrix({{1}, {2}, {1}, {1}}));
+  EXPECT_EQ(status({Turned(a, turn), all, Turned(Diagonal({0, 0, 1, 1}), turn), one}, false), 9);
+  // The order of the checks.
+  EXPECT_EQ(status({MTH_MATRIX(), Identity(2, kFloat), Identity(3), one}, false), 1);
+  EXPECT_EQ(status({Identity(2), Matrix({{1, kNaN}}, kFloat), Identity(3), one}, true), 14);
+  EXPECT_EQ(status({Identity(2), Matrix({{1}, {kNaN}}), Identity(3), one}, false), 4);
+  EXPECT_EQ(status({Identity(2), Matrix({{1}, {kNaN}}), Identity(2), one}, true), 5);
+}
+
+TEST(ControlFamily, FailuresHaveTheirStatusAndNothingElse) {
+  MTH_MATRIX* made[4] = {};
+  const auto statusOfAll = [&](int count) {
+    int status = -1;
+    for (int i = 0; i < count; ++i) {
+      const MatrixPtr owned(made[i]);
+      EXPECT_FALSE(owned->IsAllocated());
+      EXPECT_TRUE(i == 0 || owned->GetStatusError() == status);
+      status = owned->GetStatusError();
+    }
+    return status;
+  };
+  const std::pair<MTH_MATRIX, int> refused[] = {
+      {MTH_MATRIX(), 1}, {MTH_MATRIX(2, 3, kDouble), 4}, {Matrix({{kNaN}}), 5}};
+  for (const auto& [a, status] : refused) {
+    EXPECT_FALSE(a.SchurDecomposition(&made[0], &made[1]));
+    EXPECT_EQ(statusOfAll(2), status);
+    EXPECT_FALSE(a.QZDecomposition(a, &made[0], &made[1], &made[2], &made[3]));
+    EXPECT_EQ(statusOfAll(4), status);
+  }
+  EXPECT_FALSE(Identity(2).QZDecomposition(Identity(2, kFloat), &made[0], &made[1], &made[2], &made[3]));
+  EXPECT_EQ(statusOfAll(4), 14);
+  MTH_MATRIX* untouched = made[0] = nullptr;
+  EXPECT_FALSE(Identity(2).SchurDecomposition(&untouched, nullptr));
+  EXPECT_FALSE(Identity(2).QZDecomposition(Identity(2), &untouched, &made[0], nullptr, &made[0]));
+  EXPECT_EQ(untouched, nullptr);
+
+  const MTH_MATRIX a = Matrix({{0, 1}, {-2, -3}});
+  const MTH_MATRIX b = Matrix({{0}, {1}});
+  const std::function<MTH_MATRIX*()> operations[] = {
+      [&] { return a.SolveLyapunov(Identity(2)); }, [&] { return Scaled(a, 0.1).SolveDiscreteLyapunov(a); },
+      [&] { return a.SolveRiccati(b, Identity(2), Matrix({{1}})); },
+      [&] { return a.SolveDiscreteRiccati(b, Identity(2), Matrix({{1}})); },
+      [&] {
+        MTH_MATRIX* q = nullptr;
+        MTH_MATRIX* t = nullptr;
+        EXPECT_TRUE(a.SchurDecomposition(&q, &t) || q == nullptr || q->GetStatusError() == 1);
+        delete q;
+        return t;
+      }};
+  for (const auto& operation : operations) {
+    MatrixPtr whole(operation());
+    EXPECT_TRUE(whole->IsAllocated());
+  }
+  const MTH_MATRIX q = Identity(2);
+  const MTH_MATRIX r = Matrix({{1}});
+  const int faults = ForEachAllocationFault([&] { return a.SolveDiscreteRiccati(b, q, r); },
+                                            [](MTH_MATRIX* x) {
+                                              const MatrixPtr owned(x);
+                                              EXPECT_TRUE(!x || x->IsAllocated() || x->GetStatusError() == 1);
+                                            });
+  EXPECT_GE(faults, 3);
+}
+
+}  // namespace
+}  // namespace mth_test
