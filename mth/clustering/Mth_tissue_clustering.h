@@ -30,9 +30,10 @@ struct TissueResult;
 ///    y^2 / deviation^2; sums over cubes of 4 voxels, G a Gaussian of 25 mm. The mean of log b is 0. 10
 ///    rounds on every second voxel along each axis of large masks, after 10 steps of fuzzy c-means on the
 ///    histogram, 8 of them with a field.
-///  - Local means, once: those of 2 mm of tissue k may stray from c_k, with a deviation of 2 per cent, as the
-///    voxels within a Gaussian of 5 mm say; v is mapped by straight lines from the local means to the common
-///    ones.
+///  - Local means, once: around each cube of 2 voxels the mean of tissue k is c_k plus the weighted mean of v
+///  - c_k
+///    within a Gaussian of 5 mm, drawn to 0 as 35 voxels would that knew c_k to 2 per cent; v is mapped by
+///    straight lines from the local means to the common ones.
 ///  - The fraction of a tissue is the sum of its share over the classes by their probability; a mixture at v
 ///  has the
 ///    share (v - c_k) / (c_(k+1) - c_k) of the brighter tissue.

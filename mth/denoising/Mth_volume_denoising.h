@@ -33,7 +33,7 @@
 ///     is the quantile 0.95 of those values of f that exceed 3 s. The weight of the voxel itself is 1.
 /// In planes everything is the same in two dimensions.
 ///
-/// Denoise takes about 24 bytes of memory for each voxel, the caller's arrays apart.
+/// Denoise takes 25 to 31 bytes of memory for each voxel, the caller's arrays apart.
 /// @see  Guleryuz, IEEE Trans. Image Processing 16 (2007) 3020-3034; Dabov, Foi, Katkovnik and Egiazarian,
 /// IEEE
 ///       Trans. Image Processing 16 (2007) 2080-2095; Manjon, Coupe, Buades, Collins and Robles, Medical
