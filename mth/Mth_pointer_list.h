@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <exception>
 #include <new>
 #include <utility>
 #include <vector>
@@ -14,8 +15,25 @@ class MTH_POINTER_LIST {
  public:
   /// Appends the item. @return its index; -1, and no change, when memory runs out.
   int Add(T* item) {
-    const int index = GetCount();
-    return Insert(index, item) ? index : -1;
+    try {
+      items_.push_back(item);
+    } catch (const std::bad_alloc&) {
+      return -1;
+    }
+    return GetCount() - 1;
+  }
+
+  /// Makes room for so many entries in all, so that adding up to there needs no memory.
+  /// @return false, and no change, when memory runs out.
+  bool Reserve(int count) {
+    try {
+      const auto wanted = static_cast<std::size_t>(count > 0 ? count : 0);
+      const std::size_t doubled = 2 * items_.capacity();  // so that small steps do not copy the list each time
+      if (wanted > items_.capacity()) items_.reserve(wanted > doubled ? wanted : doubled);
+    } catch (const std::exception&) {
+      return false;
+    }
+    return true;
   }
 
   /// @return the item; null outside [0, count).

@@ -84,7 +84,18 @@ TEST(PointerList, WithoutMemoryNothingIsAdded) {
   const AllocationFaults faults(0);
   EXPECT_EQ(list.Add(&a), -1);
   EXPECT_FALSE(list.Insert(0, &a));
+  EXPECT_FALSE(list.Reserve(1));
   EXPECT_EQ(list.GetCount(), 0);
+}
+
+TEST(PointerList, ReservedRoomNeedsNoMemory) {
+  Item a;
+  List list;
+  EXPECT_TRUE(list.Reserve(-1));
+  ASSERT_TRUE(list.Reserve(100));
+  const AllocationFaults faults(0);
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(list.Add(&a), i);
+  EXPECT_FALSE(faults.HaveStruck());
 }
 
 // No comparison, however it contradicts itself, loses, doubles or invents an entry.

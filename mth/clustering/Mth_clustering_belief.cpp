@@ -1,9 +1,12 @@
 #include <exception>
+#include <memory>
 #include <utility>
 
 #include "mth/clustering/Mth_clustering.h"
 #include "mth/clustering/Mth_credal_matrix_internal.h"
+#include "mth/clustering/Mth_evidential_kernel_internal.h"
 #include "mth/clustering/Mth_hypothesis_table_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 
 // What is read from a credal partition: beliefs, decisions, probabilities, plausibilities; and discounting.
 
@@ -36,12 +39,33 @@ void WeakenRow(MTH_MATRIX& masses, int row, double reliability) {
   masses.Set(row, all, 1.0 - reliability + reliability * masses.Get(row, all));
 }
 
-// Fills a new matrix, a row per row of masses; null when there is no memory.
-template <class FillRow>
-CredalMatrix FromMasses(const MTH_MATRIX& credal, int columns, FillRow fillRow) {
-  CredalMatrix partition = NewCredalMatrix(credal.GetNbRows(), columns);
-  if (!partition) return nullptr;
-  for (int i = 0; i < credal.GetNbRows(); ++i) fillRow(RowOf(credal, i), RowOf(*partition, i));
+// Both are null when there is no memory, and may throw std::bad_alloc.
+
+CredalMatrix PignisticPartition(const MTH_MATRIX& credal, int clustersCount) {
+  const HypothesisTable table(clustersCount);
+  CredalMatrix partition = NewCredalMatrix(credal.GetNbRows(), clustersCount);
+  for (int i = 0; partition && i < credal.GetNbRows(); ++i) {
+    const double* const masses = RowOf(credal, i);
+    const double scale = 1.0 / (1.0 - masses[0]);
+    for (int k = 0; k < clustersCount; ++k) {
+      double sum = 0.0;
+      for (int j = 1; j < table.Count(); ++j) {
+        if (table.Has(j, k)) sum += masses[j] / table.SizeOf(j);
+      }
+      RowOf(*partition, i)[k] = scale * sum;
+    }
+  }
+  return partition;
+}
+
+CredalMatrix PlausibilityPartition(const MTH_MATRIX& credal, int clustersCount) {
+  const HypothesisTable table(clustersCount);
+  CredalMatrix partition = NewCredalMatrix(credal.GetNbRows(), table.Count());
+  const mth_internal::WorkArray<double> scratch(mth_internal::CountFusionScratch(table.Count()));
+  if (!partition || !scratch) return nullptr;
+  MTH_SELECT(evidential::SumPlausibilities)
+  (credal.GetEDataAddress(), credal.GetNbRows(), {table.Count(), table.Sets(), nullptr, false}, scratch.Get(),
+   partition->GetEDataAddress());
   return partition;
 }
 
@@ -77,45 +101,22 @@ void MTH_CLUSTERING::SetCredalPartition(MTH_MATRIX* m) {
 }
 
 bool MTH_CLUSTERING::initPignisticPartition() {
-  if (!HasCredalPartition()) return false;
-  try {
-    const HypothesisTable table(clustersCount_);
-    CredalMatrix partition =
-        FromMasses(*credalPartition_, clustersCount_, [&](const double* masses, double* probabilities) {
-          const double scale = 1.0 / (1.0 - masses[0]);
-          for (int k = 0; k < clustersCount_; ++k) {
-            double sum = 0.0;
-            for (int j = 1; j < table.Count(); ++j) {
-              if (table.Has(j, k)) sum += masses[j] / table.SizeOf(j);
-            }
-            probabilities[k] = scale * sum;
-          }
-        });
-    if (!partition) return false;
-    pignisticPartition_ = std::move(partition);
-    return true;
-  } catch (const std::exception&) {  // no memory
-    return false;
-  }
+  return InitPartition(pignisticPartition_,
+                       [this] { return PignisticPartition(*credalPartition_, clustersCount_); });
 }
 
 bool MTH_CLUSTERING::initPlausibilityPartition() {
+  return InitPartition(plausibilityPartition_,
+                       [this] { return PlausibilityPartition(*credalPartition_, clustersCount_); });
+}
+
+template <class Make>
+bool MTH_CLUSTERING::InitPartition(std::unique_ptr<MTH_MATRIX>& partition, Make make) {
   if (!HasCredalPartition()) return false;
   try {
-    const HypothesisTable table(clustersCount_);
-    CredalMatrix partition =
-        FromMasses(*credalPartition_, table.Count(), [&](const double* masses, double* plausibilities) {
-          plausibilities[0] = 0.0;
-          for (int j = 1; j < table.Count(); ++j) {
-            double sum = 0.0;
-            for (int k = 1; k < table.Count(); ++k) {
-              if ((table.SetOf(j) & table.SetOf(k)) != 0) sum += masses[k];
-            }
-            plausibilities[j] = sum;
-          }
-        });
-    if (!partition) return false;
-    plausibilityPartition_ = std::move(partition);
+    CredalMatrix made = make();
+    if (!made) return false;
+    partition = std::move(made);
     return true;
   } catch (const std::exception&) {  // no memory
     return false;

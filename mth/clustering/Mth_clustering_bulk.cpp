@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <cstddef>
+#include <limits>
 
 #include "mth/clustering/Mth_clustering.h"
 #include "mth/clustering/Mth_sample_pool_internal.h"
@@ -9,6 +9,8 @@
 bool MTH_CLUSTERING::AddSamples(const double* features, int count) {
   if (features == nullptr || count < 0 || clustersCount_ < 0 || dimensionsCount_ < 0) return false;
   const int samplesBefore = GetSamplesCount();
+  if (count > std::numeric_limits<int>::max() - samplesBefore) return false;
+  if (!samples_.Reserve(samplesBefore + count)) return false;
   for (int i = 0; i < count; ++i) {
     if (Append(features, dimensionsCount_, nullptr, clustersCount_)) {
       features += dimensionsCount_;

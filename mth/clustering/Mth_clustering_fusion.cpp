@@ -20,26 +20,24 @@ constexpr int kSamplesPerStep = 100;
 // The intersections of hypotheses, by their sets.
 class Intersections {
  public:
-  Intersections(int clustersCount, bool isExact) {
-    const HypothesisTable table(clustersCount);
-    for (int j = 0; j < table.Count(); ++j) sets_.push_back(table.SetOf(j));
-    targets_.assign(sets_.size(), table.Count());
-    for (int j = 1; j < table.Count(); ++j) {
-      if (isExact || IsFound(table, j)) targets_[table.SetOf(j)] = j;
+  Intersections(int clustersCount, bool isExact) : table_(clustersCount) {
+    targets_.assign(static_cast<std::size_t>(table_.Count()), table_.Count());
+    for (int j = 1; j < table_.Count(); ++j) {
+      if (isExact || IsFound(j)) targets_[table_.SetOf(j)] = j;
     }
   }
   FusionRule Rule(bool isNormalised) const {
-    return {static_cast<int>(sets_.size()), sets_.data(), targets_.data(), isNormalised};
+    return {table_.Count(), table_.Sets(), targets_.data(), isNormalised};
   }
 
  private:
   // Whether a search that gives up at the first mismatch finds it: the first one of its size. A single
   // cluster needs no search, its number is its index.
-  static bool IsFound(const HypothesisTable& table, int hypothesis) {
-    return table.SizeOf(hypothesis) == 1 || table.SizeOf(hypothesis - 1) < table.SizeOf(hypothesis);
+  bool IsFound(int hypothesis) const {
+    return table_.SizeOf(hypothesis) == 1 || table_.SizeOf(hypothesis - 1) < table_.SizeOf(hypothesis);
   }
 
-  std::vector<std::uint32_t> sets_;
+  HypothesisTable table_;
   std::vector<std::int32_t> targets_;
 };
 
@@ -60,7 +58,7 @@ const MTH_MATRIX* Fitted(const MTH_MATRIX& matrix, int rows, int columns, Credal
 
 // Null, with the reason, when there is no memory or the run is cancelled.
 CredalMatrix Fuse(const MTH_MATRIX& first, const MTH_MATRIX& second, const FusionRule& rule,
-                  const char* title, MTH_STOP_REASON& reason) {
+                  bool usesCommonalities, MTH_STOP_REASON& reason) {
   reason = MTH_STOP_REASON::NoMemory;
   const int count = first.GetNbRows();
   CredalMatrix copy;
@@ -68,13 +66,15 @@ CredalMatrix Fuse(const MTH_MATRIX& first, const MTH_MATRIX& second, const Fusio
   CredalMatrix fused = NewCredalMatrix(count, rule.hypotheses);
   const WorkArray<double> scratch(CountFusionScratch(rule.hypotheses));
   if (fitted == nullptr || !fused || !scratch) return nullptr;
-  RunProgress progress(title, count / kSamplesPerStep);
+  const auto fuse =
+      usesCommonalities ? MTH_SELECT(evidential::FuseByCommonalities) : MTH_SELECT(evidential::FuseMasses);
+  RunProgress progress(rule.isNormalised ? "Fusion de Dempster..." : "Fusion Conjonctive...",
+                       count / kSamplesPerStep);
   for (int done = 0; done < count;) {
     // As far as the next sample that is followed by a step.
     const int left = count - done;
     const int part = std::min(left, done == 0 ? 1 : kSamplesPerStep);
-    MTH_SELECT(evidential::FuseMasses)
-    (RowOf(first, done), RowOf(*fitted, done), part, rule, scratch.Get(), RowOf(*fused, done));
+    fuse(RowOf(first, done), RowOf(*fitted, done), part, rule, scratch.Get(), RowOf(*fused, done));
     done += part;
     const int last = done - 1;
     if (last % kSamplesPerStep != 0) continue;
@@ -96,8 +96,9 @@ MTH_MATRIX* MTH_CLUSTERING::FuseWith(const MTH_MATRIX* m2, bool isExact, bool is
   if (isNormalised && (!isEvidential_ || !IsPartition(m2, credalPartition_->GetNbRows()))) return nullptr;
   try {
     const Intersections intersections(clustersCount_, isExact);
-    const char* title = isNormalised ? "Fusion de Dempster..." : "Fusion Conjonctive...";
-    return Fuse(*credalPartition_, *m2, intersections.Rule(isNormalised), title, stopReason_).release();
+    const bool usesCommonalities = isExact && clustersCount_ > kMostClustersByPairs;
+    return Fuse(*credalPartition_, *m2, intersections.Rule(isNormalised), usesCommonalities, stopReason_)
+        .release();
   } catch (const std::exception&) {  // no memory
     stopReason_ = MTH_STOP_REASON::NoMemory;
     return nullptr;

@@ -29,7 +29,7 @@ double MTH_CLUSTERING::RunFuzzyCMeans() {
   CentroidSums sums(clustersCount_, dimensionsCount_);
   SampleBlocks<double> features;
   SampleBlocks<double> memberships;
-  const WorkArray<double> scratch(std::int64_t{2} * clustersCount_ * kMostLanes);
+  const WorkArray<double> scratch(std::int64_t{4} * clustersCount_ * kMostLanes);
   const bool hasMemory = scratch && features.Allocate(samplesCount, dimensionsCount_) &&
                          memberships.Allocate(samplesCount, clustersCount_);
   if (!hasMemory) return FailRun(MTH_STOP_REASON::NoMemory);

@@ -3,7 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <numeric>
+#include <type_traits>
 #include <utility>
 
 #include "mth/clustering/Mth_clustering_kernel_internal.h"

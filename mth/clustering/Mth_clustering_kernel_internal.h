@@ -77,7 +77,7 @@ struct FuzzyRule {
   std::int64_t AssignToNearest(const SampleView& samples, const CentroidView& centroids,                     \
                                std::int32_t* labels, const SumView& sums);                                   \
   /* New fuzzy memberships; adds the samples weighted by them; returns the largest change, NaN apart.        \
-   * `scratch`: 2 * clusters * kMostLanes values. */                                                         \
+   * `scratch`: 4 * clusters * kMostLanes values. */                                                         \
   double UpdateMemberships(const SampleView& samples, const CentroidView& centroids, const FuzzyRule& rule,  \
                            double* scratch, double* memberships, const SumView& sums);
 

@@ -83,23 +83,52 @@ inline auto WithPower(const PowerRule& rule, Function function) {
   return function(AnyPower{rule.exponent});
 }
 
+// Four rows of four values, rows and columns exchanged.
+MTH_INLINE void TransposeFours(const double* rows, std::ptrdiff_t rowStride, double* columns) {
+  static_assert(kSumLanes == 4);
+#if MTH_HAS_VECTORS
+  const SumLanes a = At<SumLanes>(rows);
+  const SumLanes b = At<SumLanes>(rows + rowStride);
+  const SumLanes c = At<SumLanes>(rows + 2 * rowStride);
+  const SumLanes d = At<SumLanes>(rows + 3 * rowStride);
+  const SumLanes evenAb = __builtin_shufflevector(a, b, 0, 4, 2, 6);
+  const SumLanes oddAb = __builtin_shufflevector(a, b, 1, 5, 3, 7);
+  const SumLanes evenCd = __builtin_shufflevector(c, d, 0, 4, 2, 6);
+  const SumLanes oddCd = __builtin_shufflevector(c, d, 1, 5, 3, 7);
+  SetAt(columns, SumLanes(__builtin_shufflevector(evenAb, evenCd, 0, 1, 4, 5)));
+  SetAt(columns + 4, SumLanes(__builtin_shufflevector(oddAb, oddCd, 0, 1, 4, 5)));
+  SetAt(columns + 8, SumLanes(__builtin_shufflevector(evenAb, evenCd, 2, 3, 6, 7)));
+  SetAt(columns + 12, SumLanes(__builtin_shufflevector(oddAb, oddCd, 2, 3, 6, 7)));
+#else
+  for (int row = 0; row < kSumLanes; ++row) {
+    for (int column = 0; column < kSumLanes; ++column)
+      columns[column * kSumLanes + row] = rows[row * rowStride + column];
+  }
+#endif
+}
+
+// The weights of one group of clusters for each sample of a block: powers of the memberships, 0 for what
+// fills the group up.
+template <class Power>
+inline void ComputeWeights(const double* memberships, std::ptrdiff_t clusters, Power power, double* weights) {
+  alignas(64) double powers[kSumLanes * kBlockSamples];
+  const std::ptrdiff_t values = std::min<std::ptrdiff_t>(clusters, kSumLanes) * kBlockSamples;
+  for (std::ptrdiff_t i = 0; i < values; i += kLanes) Store(powers + i, power(Load<Lanes>(memberships + i)));
+  std::fill(powers + values, powers + kSumLanes * kBlockSamples, 0.0);
+  for (std::ptrdiff_t b = 0; b < kBlockSamples; b += kSumLanes)
+    TransposeFours(powers + b, kBlockSamples, weights + b * kSumLanes);
+}
+
 template <int kDimensions, class Power>
 inline void AddMemberBlock(const double* memberships, const double* features, int count, int clusters,
                            int dimensions, Power power, const SumView& sums) {
   ForEachGroup(sums, clusters, dimensions,
                [&](std::ptrdiff_t group, double* weightSums, double* featureSums) {
-                 alignas(64) double weights[kBlockSamples][kSumLanes] = {};
-                 const std::ptrdiff_t firstCluster = group * kSumLanes;
-                 for (std::ptrdiff_t lane = 0; lane < kSumLanes && firstCluster + lane < clusters; ++lane) {
-                   const double* membership = memberships + (firstCluster + lane) * kBlockSamples;
-                   for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
-                     double powers[kLanes];
-                     Store(powers, power(Load<Lanes>(membership + b)));
-                     for (std::int64_t i = 0; i < kLanes; ++i) weights[b + i][lane] = powers[i];
-                   }
-                 }
-                 AddBlock<kDimensions>([&weights](int b) { return weights[b]; }, features, dimensions, count,
-                                       weightSums, featureSums);
+                 alignas(64) double weights[kBlockSamples * kSumLanes];
+                 const std::ptrdiff_t first = group * kSumLanes;
+                 ComputeWeights(memberships + first * kBlockSamples, clusters - first, power, weights);
+                 AddBlock<kDimensions>([&weights](int b) { return weights + b * kSumLanes; }, features,
+                                       dimensions, count, weightSums, featureSums);
                });
 }
 

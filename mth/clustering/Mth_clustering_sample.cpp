@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
+#include <type_traits>
 
 #include "mth/clustering/Mth_sample_pool_internal.h"
 
@@ -9,6 +11,20 @@ namespace {
 
 void Overwrite(double* values, int valuesCount, const double* source, int count) {
   if (source != nullptr && count > 0) std::copy_n(source, std::min(count, valuesCount), values);
+}
+
+// At most 8 values, in moves of constant size.
+void CopyFew(const double* source, int count, double* values) {
+  if (count == 8) return void(std::memcpy(values, source, 8 * sizeof(double)));
+  const auto copy = [&](auto size) {
+    if ((count & size) == 0) return;
+    std::memcpy(values, source, size * sizeof(double));
+    source += size;
+    values += size;
+  };
+  copy(std::integral_constant<int, 4>{});
+  copy(std::integral_constant<int, 2>{});
+  copy(std::integral_constant<int, 1>{});
 }
 
 void CopyOrClear(const double* source, int count, double* values) {
@@ -67,6 +83,13 @@ void MTH_CLUSTERING_SAMPLE::Allocate(int parametersCount, int membershipsCount) 
 }
 
 void MTH_CLUSTERING_SAMPLE::Fill(const double* parameters, const double* memberships) {
+  if (AreInside()) {  // as nearly all are: millions of them are filled
+    static_assert(kInsideValues <= 8);
+    std::memset(values_.inside, 0, sizeof values_.inside);
+    if (parameters != nullptr) CopyFew(parameters, parametersCount_, values_.inside);
+    if (memberships != nullptr) CopyFew(memberships, membershipsCount_, values_.inside + parametersCount_);
+    return;
+  }
   CopyOrClear(parameters, parametersCount_, Parameters());
   CopyOrClear(memberships, membershipsCount_, Memberships());
 }

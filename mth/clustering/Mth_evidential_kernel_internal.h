@@ -58,6 +58,10 @@ struct FusionRule {
   bool isNormalised;            // whether the conflict is shared out among the others, Dempster's rule
 };
 
+/// Pairs of hypotheses grow four times with each cluster, sums over subsets little more than twice; up to
+/// this many clusters the pairs are taken, whose masses are exact to their own size.
+inline constexpr int kMostClustersByPairs = 5;
+
 /// Samples that are fused at a time.
 inline constexpr int kFusionSamples = 8;
 
@@ -68,19 +72,26 @@ inline std::int64_t CountFusionScratch(int hypotheses) {
 
 }  // namespace mth_internal
 
-#define MTH_DECLARE_EVIDENTIAL_KERNELS                                                                    \
-  namespace evidential {                                                                                  \
-  /* The sum of the distances of all samples to all centroids, sample by sample. `scratch`: clusters *    \
-   * kBlockSamples. */                                                                                    \
-  double SumDistances(const SampleView& samples, const CentroidView& centroids, double* scratch);         \
-  /* Masses from the distances to the hypotheses' centres (hypotheses x dimensions), `outliers` being the \
-   * empty set's share of their denominators. Writes them, samples x hypotheses, unless `masses` is null; \
-   * adds to the sums unless `sums` is null. */                                                           \
-  void UpdateMasses(const SampleView& samples, const double* centers, const EvidentialRule& rule,         \
-                    double outliers, double* scratch, double* masses, double* sums);                      \
-  /* Fuses `count` rows of masses with as many others. */                                                 \
-  void FuseMasses(const double* first, const double* second, std::int64_t count, const FusionRule& rule,  \
-                  double* scratch, double* fused);                                                        \
+#define MTH_DECLARE_EVIDENTIAL_KERNELS                                                                      \
+  namespace evidential {                                                                                    \
+  /* The sum of the distances of all samples to all centroids, sample by sample. `scratch`: clusters *      \
+   * kBlockSamples. */                                                                                      \
+  double SumDistances(const SampleView& samples, const CentroidView& centroids, double* scratch);           \
+  /* Masses from the distances to the hypotheses' centres (hypotheses x dimensions), `outliers` being the   \
+   * empty set's share of their denominators. Writes them, samples x hypotheses, unless `masses` is null;   \
+   * adds to the sums unless `sums` is null. */                                                             \
+  void UpdateMasses(const SampleView& samples, const double* centers, const EvidentialRule& rule,           \
+                    double outliers, double* scratch, double* masses, double* sums);                        \
+  /* Fuses `count` rows of masses with as many others. */                                                   \
+  void FuseMasses(const double* first, const double* second, std::int64_t count, const FusionRule& rule,    \
+                  double* scratch, double* fused);                                                          \
+  /* The same for the exact rules, by sums over subsets; `rule` needs no targets. */                        \
+  void FuseByCommonalities(const double* first, const double* second, std::int64_t count,                   \
+                           const FusionRule& rule, double* scratch, double* fused);                         \
+  /* For each of `count` rows of masses, of each hypothesis the sum of the masses of all that meet it;      \
+   * `rule` needs no targets. `scratch`: as of FuseMasses. */                                               \
+  void SumPlausibilities(const double* masses, std::int64_t count, const FusionRule& rule, double* scratch, \
+                         double* plausibilities);                                                           \
   }
 
 namespace mth_internal {

@@ -65,9 +65,9 @@ inline void TakePowers(const double* values, std::int64_t count, double exponent
     return Transform(values, count, results, [factors](Lanes base) { return Product(base, factors); });
   }
   if (factors > 0) {
-    return Transform(values, count, results, [factors](Lanes base) {
-      const Lanes reciprocal = 1.0 / Product(base, factors);
-      return base == 0.0 ? Lanes{} : reciprocal;
+    const Lanes infinity = Spread<Lanes>(std::numeric_limits<double>::infinity());
+    return Transform(values, count, results, [factors, infinity](Lanes base) {
+      return 1.0 / Opaque(base == 0.0 ? infinity : Product(base, factors));  // the power of 0 is 0
     });
   }
   // In two passes: both are long chains, and more short ones than long ones overlap in the processor.
@@ -227,3 +227,4 @@ void UpdateMasses(const SampleView& samples, const double* centers, const Eviden
 }  // namespace evidential
 
 #include "mth/clustering/Mth_fusion_loops_internal.h"
+#include "mth/clustering/Mth_subset_sums_loops_internal.h"

@@ -1,10 +1,43 @@
 // The memberships of fuzzy c-means, compiled per instruction set; included by
 // Mth_clustering_loops_internal.h.
 
-// Quotients as the divider rounds them.
-struct DivisionQuotient {
-  Lanes operator()(const Lanes& numerator, const Lanes& denominator, const Lanes& /*reciprocal*/) const {
-    return numerator / denominator;
+// Distances below this are far from overflow, whatever is done to them here.
+inline constexpr double kLargestCorrectable = 1e100;
+
+// What the ratios need of the distances of kLanes samples: a vector per cluster each.
+struct DistanceRows {
+  double* distances;
+  double* divisors;     // the distances; infinite for one that does not count
+  double* reciprocals;  // of the distances; 0 for one that does not count
+  double* counted;      // 1 for a distance that counts, 0 for one that does not
+};
+
+MTH_INLINE double* LaneRow(double* rows, std::ptrdiff_t cluster) {
+  return rows + cluster * kLanes;
+}
+
+// The sum of term(j) over the clusters j in their order; own is the term of k itself.
+template <class Term>
+MTH_INLINE Lanes SumWithOwn(std::ptrdiff_t k, std::ptrdiff_t clusters, Lanes own, Term term) {
+  Lanes sum = {};
+  for (std::ptrdiff_t j = 0; j < k; ++j) sum += term(j);
+  sum += own;
+  for (std::ptrdiff_t j = k + 1; j < clusters; ++j) sum += term(j);
+  return sum;
+}
+
+// The sums of the powers of d_k / d_j over all j that count, as the divider rounds the quotients. Nothing is
+// divided by 0. Of finite distances d_k / d_k is 1.
+template <bool kAreFinite>
+struct DividedRatios {
+  template <class Power>
+  static Lanes Sum(const DistanceRows& rows, std::ptrdiff_t k, std::ptrdiff_t clusters, Power power) {
+    const Lanes own = Load<Lanes>(LaneRow(rows.distances, k));
+    const auto term = [&](std::ptrdiff_t j) {
+      const Lanes ratio = power(own / Load<Lanes>(LaneRow(rows.divisors, j)));
+      return Load<Lanes>(LaneRow(rows.counted, j)) > 0.0 ? ratio : Lanes{};
+    };
+    return SumWithOwn(k, clusters, kAreFinite ? Load<Lanes>(LaneRow(rows.counted, k)) : term(k), term);
   }
 };
 
@@ -30,67 +63,67 @@ inline Lanes Fused(const Lanes& left, const Lanes& right, const Lanes& sum) {  /
 // remainder exactly and corrects the quotient by it (Markstein, IBM J. Res. Dev. 34, 1990). The remainders
 // are exact as long as no quotient is near underflow or overflow: distances, being roots, are 0 or above
 // 1e-162, and denominators that count are above 1e-6, so that it is enough to bound the distances from above.
-inline constexpr double kLargestCorrectable = 1e100;
+MTH_INLINE Lanes CorrectedQuotient(Lanes numerator, Lanes denominator, Lanes reciprocal) {
+  Lanes quotient = numerator * reciprocal;
+  quotient = Fused(FusedNegative(denominator, quotient, numerator), reciprocal, quotient);
+  return Fused(FusedNegative(denominator, quotient, numerator), reciprocal, quotient);
+}
 
-struct CorrectedQuotient {
-  Lanes operator()(const Lanes& numerator, const Lanes& denominator, const Lanes& reciprocal) const {
-    Lanes quotient = numerator * reciprocal;
-    quotient = Fused(FusedNegative(denominator, quotient, numerator), reciprocal, quotient);
-    return Fused(FusedNegative(denominator, quotient, numerator), reciprocal, quotient);
+// The same sums with corrected quotients; a reciprocal of 0 gives the quotient 0.
+struct CorrectedRatios {
+  template <class Power>
+  static Lanes Sum(const DistanceRows& rows, std::ptrdiff_t k, std::ptrdiff_t clusters, Power power) {
+    constexpr bool keepsZero = std::is_same_v<Power, SquarePower>;  // others may be raised to the power 0
+    const Lanes own = Load<Lanes>(LaneRow(rows.distances, k));
+    return SumWithOwn(k, clusters, Load<Lanes>(LaneRow(rows.counted, k)), [&](std::ptrdiff_t j) {
+      const Lanes ratio = power(CorrectedQuotient(own, Load<Lanes>(LaneRow(rows.distances, j)),
+                                                  Load<Lanes>(LaneRow(rows.reciprocals, j))));
+      if constexpr (keepsZero) return ratio;
+      return Load<Lanes>(LaneRow(rows.counted, j)) > 0.0 ? ratio : Lanes{};
+    });
   }
 };
-using FastQuotient = CorrectedQuotient;
+using FastRatios = CorrectedRatios;
 
 #else
 
-using FastQuotient = DivisionQuotient;
+using FastRatios = DividedRatios<true>;
 
 #endif
 
-// The distances of kLanes samples and, for FastQuotient, their reciprocals. Returns whether FastQuotient is
-// exact.
+// Fills the rows. Returns whether FastRatios is exact.
 template <int kDimensions>
 inline bool ComputeDistances(const double* features, const CentroidView& centroids, int dimensions,
-                             double* distances, [[maybe_unused]] double* reciprocals) {
+                             const DistanceRows& rows) {
+  constexpr double kSmallestDistance = 0.000001;
   LaneIndices isLarge = {};
   const double* centroid = centroids.coordinates;
-  for (int k = 0; k < centroids.count; ++k) {
+  const Lanes one = Spread<Lanes>(1.0);
+  const Lanes infinity = Spread<Lanes>(std::numeric_limits<double>::infinity());
+  for (int k = 0; k < centroids.count; ++k, centroid += dimensions) {
     const Lanes distance = SquareRoots(SquaredDistances<kDimensions>(features, centroid, dimensions));
-    Store(distances, distance);
-#if MTH_HAS_FUSED
-    Store(reciprocals, 1.0 / distance);
+    const LaneIndices isCounted = distance > kSmallestDistance;
+    Store(LaneRow(rows.distances, k), distance);
+    Store(LaneRow(rows.counted, k), isCounted ? one : Lanes{});
+    const Lanes divisor = Opaque(isCounted ? distance : infinity);
+    Store(LaneRow(rows.divisors, k), divisor);
     isLarge |= ~(distance < kLargestCorrectable);  // a NaN, too
-    reciprocals += kLanes;
+#if MTH_HAS_FUSED
+    Store(LaneRow(rows.reciprocals, k), 1.0 / divisor);
 #endif
-    centroid += dimensions;
-    distances += kLanes;
   }
   return !HasAny(isLarge);
 }
 
-// The sum over the clusters j of (d_k / d_j) to the power, for kLanes samples.
-template <class Quotient, class Power>
-inline Lanes SumRatios(const double* distances, const double* reciprocals, int k, int clusters,
-                       Quotient quotient, Power power) {
-  constexpr double kSmallestDistance = 0.000001;
-  const Lanes own = Load<Lanes>(distances + std::ptrdiff_t{k} * kLanes);
-  Lanes sum = {};
-  for (std::ptrdiff_t j = 0; j < clusters; ++j) {
-    const Lanes other = Load<Lanes>(distances + j * kLanes);
-    const Lanes term = power(quotient(own, other, Load<Lanes>(reciprocals + j * kLanes)));
-    sum += other > kSmallestDistance ? term : Lanes{};
-  }
-  return sum;
-}
-
 // New memberships of kLanes samples; returns their changes where isSample says so, or largest so far.
-template <class Quotient, class Power>
-inline Lanes UpdateLanes(const double* distances, const double* reciprocals, int clusters, Quotient quotient,
-                         Power power, const LaneIndices& isSample, double* memberships, Lanes largest) {
+template <class Ratios, class Power>
+MTH_INLINE Lanes UpdateLanes(const DistanceRows& rows, int clusters, Power power, LaneIndices isSample,
+                             double* memberships, Lanes largest) {
   constexpr double kSmallestSum = 0.001;
+  const Lanes infinity = Spread<Lanes>(std::numeric_limits<double>::infinity());
   for (int k = 0; k < clusters; ++k) {
-    const Lanes sum = SumRatios(distances, reciprocals, k, clusters, quotient, power);
-    const Lanes updated = sum > kSmallestSum ? 1.0 / sum : Lanes{};
+    const Lanes sum = Ratios::Sum(rows, k, clusters, power);
+    const Lanes updated = 1.0 / Opaque(sum > kSmallestSum ? sum : infinity);
     const Lanes difference = updated - Load<Lanes>(memberships);
     const Lanes change = difference < 0.0 ? -difference : difference;
     const LaneIndices isLarger = isSample & (change > largest);  // a change that is no number does not count
@@ -104,8 +137,8 @@ inline Lanes UpdateLanes(const double* distances, const double* reciprocals, int
 double UpdateMemberships(const SampleView& samples, const CentroidView& centroids, const FuzzyRule& rule,
                          double* scratch, double* memberships, const SumView& sums) {
   const int clusters = centroids.count;
-  double* distances = scratch;
-  double* reciprocals = scratch + std::ptrdiff_t{clusters} * kLanes;
+  const DistanceRows rows{scratch, LaneRow(scratch, clusters), LaneRow(scratch, std::ptrdiff_t{3} * clusters),
+                          LaneRow(scratch, std::ptrdiff_t{2} * clusters)};
   const LaneIndices lane = LaneNumbers();
   Lanes largest = {};
   const auto update = [&](auto constant, auto ratioPower) {
@@ -115,15 +148,10 @@ double UpdateMemberships(const SampleView& samples, const CentroidView& centroid
       double* members = memberships + block * clusters * kBlockSamples;
       for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
         const LaneIndices isSample = lane < count - b;
-        const auto updateLanes = [&](auto quotient) {
-          largest = UpdateLanes(distances, reciprocals, clusters, quotient, ratioPower, isSample, members + b,
-                                largest);
-        };
-        if (ComputeDistances<kDimensions>(features + b, centroids, dimensions, distances, reciprocals)) {
-          updateLanes(FastQuotient{});
-        } else {
-          updateLanes(DivisionQuotient{});
-        }
+        const bool isFast = ComputeDistances<kDimensions>(features + b, centroids, dimensions, rows);
+        largest = isFast ? UpdateLanes<FastRatios>(rows, clusters, ratioPower, isSample, members + b, largest)
+                         : UpdateLanes<DividedRatios<false>>(rows, clusters, ratioPower, isSample,
+                                                             members + b, largest);
       }
       WithPower(rule.weight, [&](auto weightPower) {
         AddMemberBlock<kDimensions>(members, features, count, clusters, dimensions, weightPower, sums);

@@ -27,6 +27,7 @@ class HypothesisTable {
   }
 
   int Count() const { return static_cast<int>(sets_.size()); }
+  const std::uint32_t* Sets() const { return sets_.data(); }
   std::uint32_t SetOf(int hypothesis) const { return sets_[static_cast<std::size_t>(hypothesis)]; }
   int SizeOf(int hypothesis) const { return std::popcount(SetOf(hypothesis)); }
   bool Has(int hypothesis, int cluster) const { return (SetOf(hypothesis) >> cluster & 1U) != 0; }

@@ -174,6 +174,22 @@ MTH_INLINE V Spread(double value) {
   }
 }
 
+// The values, of which the compiler then knows nothing. Without it, it moves a choice between two operands behind the
+// operation, which then meets the operand that was not chosen, and a trap that a host has unmasked.
+template <class V>
+MTH_INLINE V Opaque(V values) {
+#if (defined(__GNUC__) || defined(__clang__)) && defined(__x86_64__)
+#if MTH_VECTOR_BYTES == 64
+  asm("" : "+v"(values));
+#else
+  asm("" : "+x"(values));
+#endif
+#elif defined(__GNUC__) || defined(__clang__)
+  asm("" : "+m"(values));
+#endif
+  return values;
+}
+
 // The lanes' square roots, as the divider rounds them.
 template <class V>
 MTH_INLINE V SquareRoots(V values) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "clustering/credal_cases.h"
+#include "mth/core/Mth_instruction_set_internal.h"
 #include "support/allocation_faults.h"
 #include "support/recording_display.h"
 
@@ -172,6 +173,44 @@ TEST(Beliefs, PartitionsKeepTheirIdentities) {
         EXPECT_NEAR(pignistic.Get(i, k), share / (1.0 - masses.Get(i, 0)), 1e-14);
         EXPECT_LE(pignistic.Get(i, k), plausibility.Get(i, k + 1) / (1.0 - masses.Get(i, 0)) + 1e-14);
       }
+    }
+  }
+}
+
+// The sum over all sets that meet a set, set by set. Sums of other orders, so that only rounding differs; but
+// 0 where nothing meets, and never less than a part.
+TEST(Beliefs, PlausibilitiesAreTheSumsOfWhatMeets) {
+  using mth_internal::InstructionSet;
+  for (const auto& [clusters, rows] :
+       {std::pair(0, 2), std::pair(1, 3), std::pair(2, 8), std::pair(5, 9), std::pair(7, 1)}) {
+    SCOPED_TRACE(clusters);
+    MTH_MATRIX masses = RandomMasses(rows, clusters, 8);
+    if (clusters == 2) {
+      for (int j = 0; j < 4; ++j) masses.Set(3, j, j == 1 ? 1.0 : 0.0);
+      masses.Set(4, 1, std::nan(""));
+    }
+    const Engine engine = WithMasses(masses, clusters);
+    ASSERT_TRUE(engine->initPlausibilityPartition());
+    const MTH_MATRIX plausibility = *engine->GetPlausibilityPartition();
+    const std::vector<Subset> subsets = SortedSubsets(clusters);
+    for (int i = 0; i < rows; ++i) {
+      for (std::size_t j = 0; j < subsets.size(); ++j) {
+        double expected = 0.0;
+        for (std::size_t k = 1; k < subsets.size(); ++k) {
+          if (!Shared(subsets[j], subsets[k]).empty()) expected += masses.Get(i, static_cast<int>(k));
+        }
+        const double actual = plausibility.Get(i, static_cast<int>(j));
+        if (std::isnan(expected)) {
+          EXPECT_TRUE(std::isnan(actual)) << i << " " << j;
+        } else {
+          EXPECT_NEAR(actual, expected, 1e-15 * expected * std::max(clusters, 1)) << i << " " << j;
+        }
+      }
+    }
+    for (auto set : {InstructionSet::Baseline, InstructionSet::Avx2}) {
+      const mth_internal::InstructionSetScope scope(set);
+      ASSERT_TRUE(engine->initPlausibilityPartition());
+      EXPECT_TRUE(SameBits(*engine->GetPlausibilityPartition(), plausibility));
     }
   }
 }

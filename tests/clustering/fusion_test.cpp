@@ -56,6 +56,58 @@ TEST(Fusion, AgreesWithTheRuleOverSets) {
   }
 }
 
+// Beyond five clusters the exact rules go by sums over subsets: the same masses to rounding, none below 0, on
+// every instruction set the same bits.
+TEST(Fusion, ExactRulesOfManyClustersAgreeWithTheRuleOverSets) {
+  using mth_internal::InstructionSet;
+  for (const auto& [clusters, rows] : {std::pair(6, 3), std::pair(7, 1), std::pair(11, 9)}) {
+    SCOPED_TRACE(clusters);
+    const MTH_MATRIX first = RandomMasses(rows, clusters, 1);
+    MTH_MATRIX second = RandomMasses(rows, clusters, 2);
+    const Engine engine = WithMasses(first, clusters);
+    const MatrixPtr conjunctive(engine->CredalConjFusionExact(&second));
+    const MatrixPtr dempster(engine->DempsterFusionExact(&second));
+    if (clusters < 8) {
+      ExpectFused(*conjunctive, first, second, Loss::None, false);
+      ExpectFused(*dempster, first, second, Loss::None, true);
+    }
+    for (int i = 0; i < rows; ++i) {
+      EXPECT_NEAR(RowSum(*conjunctive, i), 1.0, 1e-12);
+      EXPECT_NEAR(RowSum(*dempster, i), 1.0, 1e-12);
+      for (int j = 0; j < 1 << clusters; ++j) ASSERT_GE(conjunctive->Get(i, j), 0.0);
+    }
+    for (auto set : {InstructionSet::Baseline, InstructionSet::Avx2}) {
+      const mth_internal::InstructionSetScope scope(set);
+      EXPECT_TRUE(SameBits(*MatrixPtr(engine->CredalConjFusionExact(&second)), *conjunctive));
+      EXPECT_TRUE(SameBits(*MatrixPtr(engine->DempsterFusionExact(&second)), *dempster));
+    }
+  }
+}
+
+TEST(Fusion, ManyClustersKnowCertaintyIgnoranceAndConflict) {
+  constexpr int kClusters = 8;
+  const auto certain = [](int hypothesis) {
+    MTH_MATRIX masses(1, 1 << kClusters, kDouble);
+    masses.SetZero();
+    masses.Set(0, hypothesis, 1.0);
+    return masses;
+  };
+  const MTH_MATRIX known = RandomMasses(1, kClusters, 3);
+  const Engine engine = WithMasses(known, kClusters);
+  MTH_MATRIX nothing = certain((1 << kClusters) - 1);
+  EXPECT_TRUE(Near(*MatrixPtr(engine->CredalConjFusionExact(&nothing)), known, 1e-15));
+  MTH_MATRIX third = certain(3);
+  const MatrixPtr decided(engine->DempsterFusionExact(&third));
+  EXPECT_TRUE(Near(*decided, third, 1e-15));
+  const Engine opposite = WithMasses(certain(5), kClusters);
+  const MatrixPtr conflict(opposite->CredalConjFusionExact(&third));
+  EXPECT_TRUE(SameBits(*conflict, certain(0)));
+  EXPECT_TRUE(std::isnan(MatrixPtr(opposite->DempsterFusionExact(&third))->Get(0, 5)));
+  MTH_MATRIX noNumber = certain(7);
+  noNumber.Set(0, 20, std::nan(""));
+  EXPECT_TRUE(std::isnan(MatrixPtr(opposite->CredalConjFusionExact(&noNumber))->Get(0, 0)));
+}
+
 // All four rules in the order that fixes their roundings, on every instruction set and around the kernels'
 // sizes.
 TEST(Fusion, EveryInstructionSetGivesTheBitsOfThePlainLoop) {

@@ -186,7 +186,7 @@ void AddFusions(Operations& list) {
       {"DempsterFusion", &MTH_CLUSTERING::DempsterFusion},
       {"DempsterFusionExact", &MTH_CLUSTERING::DempsterFusionExact}};
   for (const auto& [name, fuse] : fusions) {
-    for (const int clusters : {2, 3, 5}) {
+    for (const int clusters : {2, 3, 5, 7}) {
       list.push_back({std::string("clustering/") + name + "/" + std::to_string(clusters),
                       [fuse = fuse, clusters](Trial& t) {
                         const auto engine = EvidentialEngine(70, clusters, 2);
