@@ -71,13 +71,23 @@ void SplinePoints(State& state) {
   state.SetComplexityN(count);
 }
 
-BENCHMARK(Copy)->Arg(20000)->Unit(benchmark::kMicrosecond);
-BENCHMARK(SlidingMean)
-    ->Args({20000, 5})
-    ->Args({20000, 1001})
-    ->Args({20000, 19999})
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK(ChainedWidth)->RangeMultiplier(4)->Range(1500, 24000)->Unit(benchmark::kMicrosecond)->Complexity();
-BENCHMARK(SplinePoints)->RangeMultiplier(4)->Range(1250, 20000)->Unit(benchmark::kMicrosecond)->Complexity();
+void Widths(benchmark::internal::Benchmark* run) {
+  run->Args({20000, 5})->Args({20000, 1001})->Args({20000, 19999})->Unit(benchmark::kMicrosecond);
+}
+
+BENCHMARK(SlidingMean)->Name("SlidingMean/mth")->Apply(Widths);
+BENCHMARK(Copy)->Name("SlidingMean/copy alone")->Apply(Widths);
+BENCHMARK(ChainedWidth)
+    ->Name("ChainedWidth/mth")
+    ->RangeMultiplier(4)
+    ->Range(1500, 24000)
+    ->Unit(benchmark::kMicrosecond)
+    ->Complexity();
+BENCHMARK(SplinePoints)
+    ->Name("SplinePoints/mth")
+    ->RangeMultiplier(4)
+    ->Range(1250, 20000)
+    ->Unit(benchmark::kMicrosecond)
+    ->Complexity();
 
 }  // namespace

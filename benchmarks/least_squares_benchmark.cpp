@@ -103,9 +103,9 @@ void Run(State& state, void (*fitBy)(NistCost&, const std::vector<double>&)) {
   state.counters["six_digits"] = static_cast<double>(exact);
 }
 
-BENCHMARK_CAPTURE(Run, mth, FitByMth)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Run, mth, FitByMth)->Name("NistProblems/mth")->Unit(benchmark::kMillisecond);
 #ifdef MTH_HAS_GSL
-BENCHMARK_CAPTURE(Run, gsl_trust, FitByGsl)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Run, gsl_trust, FitByGsl)->Name("NistProblems/gsl_trust")->Unit(benchmark::kMillisecond);
 #endif
 
 }  // namespace
