@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 
+#include "mth/decomposition/Mth_pseudo_inverse_internal.h"
 #include "mth/geometry/Mth_vector3_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 
@@ -76,7 +77,7 @@ bool Mth_3D_CalculCoeffPlan(MTH_3D_DOUBLE* points, short n, double* coeff) {
   MTH_MATRIX right(n, 1, 0);
   if (rows == nullptr || !right.IsAllocated()) return false;
   std::fill_n(right.GetEDataAddress(), n, -1.0);
-  const std::unique_ptr<MTH_MATRIX> solution(rows->SolveLinearSystemBySVD(right));
+  const std::unique_ptr<MTH_MATRIX> solution(mth_internal::SolveBySVDSilently(*rows, right));
   if (solution == nullptr || !solution->IsAllocated()) return false;
   for (int i = 0; i < 3; ++i) coeff[i] = solution->Get(i, 0);
   coeff[3] = 1.0;

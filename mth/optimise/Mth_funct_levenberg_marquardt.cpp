@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "mth/core/Mth_work_array_internal.h"
+#include "mth/decomposition/Mth_pseudo_inverse_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/optimise/Mth_funct.h"
 #include "mth/optimise/Mth_funct_internal.h"
@@ -41,7 +42,8 @@ class DampedSystem {
   double* TrialPoint(double damping) {
     if (n_ == 0) return nullptr;
     Load(damping);
-    const std::unique_ptr<MTH_MATRIX> step(IsFinite() ? hessian_.SolveLinearSystemBySVD(gradient_) : nullptr);
+    const std::unique_ptr<MTH_MATRIX> step(IsFinite() ? mth_internal::SolveBySVDSilently(hessian_, gradient_)
+                                                      : nullptr);
     for (int i = 0; i < n_; ++i) {
       // An unsolvable system has no elements: the step is 0, which ends the iteration.
       trial_[i] = cost_.GetParameters()[i] + (step ? step->Get(i, 0) : 0.0);
