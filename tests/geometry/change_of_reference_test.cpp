@@ -5,6 +5,8 @@
 #include <numbers>
 #include <random>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 #include "mth/geometry/Mth_funct_chgref_param.h"
 #include "mth/geometry/Mth_matrix_chgref.h"
@@ -227,6 +229,26 @@ TEST(ChangeOfReference, QuaternionFunctionsFollowTheirFormulas) {
   aboutX.ComputeFromQuaternion();
   aboutX.GetRotation(angles);
   EXPECT_NEAR(angles[0], 0.4, 1e-15);
+}
+
+static_assert(std::is_nothrow_move_constructible_v<MTH_MATRIX_CHGREF>);
+static_assert(std::is_nothrow_move_assignable_v<MTH_MATRIX_CHGREF>);
+
+// A moved transform keeps what it had; what it was moved from is as after Desallocate.
+TEST(ChangeOfReference, Moves) {
+  MTH_MATRIX_CHGREF source = RandomChange(3);
+  const MTH_MATRIX_CHGREF copy = source;
+  MTH_MATRIX_CHGREF target(std::move(source));
+  EXPECT_TRUE(mth_test::SameBits(target, copy));
+  EXPECT_EQ(Mapped(target, {1, 2, 3}), Mapped(copy, {1, 2, 3}));
+  MTH_3D_DOUBLE out;
+  EXPECT_FALSE(source.IsAllocated());
+  EXPECT_FALSE(source.ChangeRef({1, 2, 3}, &out));
+  source = std::move(target);
+  EXPECT_EQ(Mapped(source, {1, 2, 3}), Mapped(copy, {1, 2, 3}));
+  MTH_MATRIX_CHGREF& itself = source;
+  source = std::move(itself);
+  EXPECT_EQ(Mapped(source, {1, 2, 3}), Mapped(copy, {1, 2, 3}));
 }
 
 TEST(ChangeOfReference, ProductsAreComputedWhenBothOperandsAre) {

@@ -6,6 +6,7 @@
 
 #include "mth/geometry/Mth_3d_geometry.h"
 #include "support/allocation_faults.h"
+#include "support/recording_display.h"
 
 namespace {
 
@@ -59,6 +60,24 @@ TEST(Lines, ThatAreNearlyParallelHaveTheirSegment) {
   ASSERT_EQ(Mth_3D_ShortSegmentBetweenLines(line, nearly, segment, mu), 0);
   double point[3];
   EXPECT_NEAR(Mth_3D_LinesIntersection(line, nearly, point), 1.0, 1e-15);
+}
+
+// Whatever the system: the failure value tells.
+TEST(Plane, FitShowsNothing) {
+  mth_test::RecordingDisplay display;
+  double coefficients[4] = {7, 7, 7, 7};
+  const double infinity = std::numeric_limits<double>::infinity();
+  for (const double odd : {kNaN, infinity, -infinity, 1e308, -1e200, 1e-320, 0.0}) {
+    for (int place = 0; place < 9; ++place) {
+      std::vector<MTH_3D_DOUBLE> points = {{1, 0, 4}, {2, 1, 5}, {0, 2, 6}};
+      if (place % 3 == 0) points[static_cast<std::size_t>(place / 3)].SetX(odd);
+      if (place % 3 == 1) points[static_cast<std::size_t>(place / 3)].SetY(odd);
+      if (place % 3 == 2) points[static_cast<std::size_t>(place / 3)].SetZ(odd);
+      const bool isFitted = Mth_3D_CalculCoeffPlan(points.data(), 3, coefficients);
+      EXPECT_TRUE(display.messages.empty()) << odd << " at " << place;
+      EXPECT_TRUE(std::isfinite(odd) || !isFitted) << odd << " at " << place;
+    }
+  }
 }
 
 TEST(Plane, FitsPointsExactlyAndInTheLeastSquaresSense) {
