@@ -319,8 +319,8 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// prefer CredalConjFusionExact. Shows progress.
   /// @param m2  masses of the second source, samples x 2^clusters; what is missing counts as 0, what is more
   ///            is ignored. Not modified.
-  /// @return    a new samples x 2^clusters matrix, owned by the caller; null without a credal partition, M2
-  ///            or memory.
+  /// @return    a new matrix of as many rows as the stored partition has, by intention not the samples, x
+  ///            2^clusters, owned by the caller; null without a credal partition, M2 or memory.
   [[nodiscard]] MTH_MATRIX* CredalConjFusion(MTH_MATRIX* m2) const;
   /// As CredalConjFusion with every intersection found: the masses of a sample sum to what the sources'
   /// products do. The recommended conjunctive rule. Beyond five clusters it goes by commonalities, at a cost
