@@ -42,8 +42,7 @@ class DampedSystem {
   double* TrialPoint(double damping) {
     if (n_ == 0) return nullptr;
     Load(damping);
-    const std::unique_ptr<MTH_MATRIX> step(IsFinite() ? mth_internal::SolveBySVDSilently(hessian_, gradient_)
-                                                      : nullptr);
+    const std::unique_ptr<MTH_MATRIX> step(mth_internal::SolveBySVDSilently(hessian_, gradient_));
     for (int i = 0; i < n_; ++i) {
       // An unsolvable system has no elements: the step is 0, which ends the iteration.
       trial_[i] = cost_.GetParameters()[i] + (step ? step->Get(i, 0) : 0.0);
@@ -52,14 +51,6 @@ class DampedSystem {
   }
 
  private:
-  // The decomposition would show a message for any other.
-  bool IsFinite() const {
-    const auto isFinite = [](double element) { return std::isfinite(element); };
-    const double* const gradient = cost_.GetGradient();
-    return std::all_of(damped_.Get(), damped_.Get() + std::ptrdiff_t{n_} * n_, isFinite) &&
-           std::all_of(gradient, gradient + n_, isFinite);
-  }
-
   void Load(double damping) {
     const std::ptrdiff_t n = n_;
     std::copy_n(cost_.GetHessian(), n * n, damped_.Get());

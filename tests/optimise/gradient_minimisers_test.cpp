@@ -124,7 +124,7 @@ TEST(LevenbergMarquardt, DampsAnUndefinedObjectThatDoesNotMove) {
 
 TEST(LevenbergMarquardt, ShowsNothingWhateverTheSystem) {
   for (const double value : {std::nan(""), HUGE_VAL, -HUGE_VAL}) {
-    for (int finiteEvaluations = 0; finiteEvaluations < 26; ++finiteEvaluations) {
+    for (int finiteEvaluations = 0; finiteEvaluations < 60; ++finiteEvaluations) {
       const RecordingDisplay display;
       int calls = 0;
       RecordingCost cost({0.0, 0.0}, [&](const double* x) {
