@@ -25,10 +25,12 @@ TEST_F(DesktopHostScreen, ShowsItsProgressFromItsMenu) {
   std::optional<desktop_host::MainWindow> window;
   const auto probe = [&] {
     ++probes;
+    auto* progress = Shown<STD_WAIT_BAR_WINDOW>();
+    ASSERT_NE(progress, nullptr);
+    ASSERT_TRUE(PumpUntil([&] { return progress->windowHandle()->isExposed(); }));
+    progress->repaint();  // the worker waits, and what it told last may not be painted yet
     const QImage screenshot = Screenshot();
     EXPECT_TRUE(screenshot.copy(window->frameGeometry()).save(MTH_PICTURES_DIR "/desktop_host.png"));
-    const auto* progress = Shown<STD_WAIT_BAR_WINDOW>();
-    ASSERT_NE(progress, nullptr);
     const QRect bar = PlaceOnScreen(*progress->ProgressBar1);
     EXPECT_GT(screenshot.pixelColor(bar.left() + bar.width() / 20, bar.center().y()).saturation(), 80);
     EXPECT_LT(screenshot.pixelColor(bar.right() - bar.width() / 4, bar.center().y()).saturation(), 80);
