@@ -212,6 +212,7 @@ void SolveColumn(Block<const Element> l, double* x, std::int64_t stride, std::in
 // Solves L U X = X in place, L and U in one row-major matrix, column by column of X.
 template <class T, class Element>
 void SolveColumns(const Element* lu, std::int64_t size, double* x, std::int64_t columns) {
+  if (size == 0) return;
   const std::int64_t last = size - 1;
   for (std::int64_t j = 0; j < columns; ++j) {
     SolveColumn<T, Element, true>({lu, size, 1}, x + j, columns, size);
