@@ -178,7 +178,7 @@ MTH_INLINE V Lookup(const double (&table)[kCount], const Place<V>& place) {
           lower, _mm256_blendv_pd(quarter(kCount - 8), quarter(kCount - 4), place.isOddQuarter),
           place.isUpper));
 #else
-    V values;
+    V values = {};
     for (int lane = 0; lane < static_cast<int>(kLanes); ++lane)
       values[lane] = table[place.index[lane] & kMask];
     return values;
