@@ -39,21 +39,11 @@ std::string Names(int exceptions) {
   return names;
 }
 
-// Operations that are known to raise some, until they choose their operands first: the fuzzy run that follows
-// divides by the distance 0 of a sample on a centroid.
-bool IsKnown(const std::string& name) {
-  for (const char* known : {"clustering/InitialiseCentroidsFromSamples"}) {
-    if (name.rfind(known, 0) == 0) return true;
-  }
-  return false;
-}
-
 TEST(EveryOperation, RaisesNoExceptionThatAHostMayTrapOnOrdinaryInput) {
   const SilentDisplay display;
   for (const InstructionSet set : {InstructionSet::Baseline, InstructionSet::Avx2, InstructionSet::Avx512}) {
     const mth_internal::InstructionSetScope scope(set);
     for (const Operation& operation : AllOperations()) {
-      if (IsKnown(operation.name)) continue;
       TrapTrial trial;
       operation.run(trial);
       EXPECT_EQ(Names(trial.raised), "") << operation.name << ", instruction set " << static_cast<int>(set);
