@@ -71,8 +71,9 @@ function(mth_configure_target target)
     target_compile_definitions(${target} PRIVATE MTH_PLAIN_KERNELS)
   endif()
   if(MTH_SANITIZE)
+    # GCC warns of its own standard library, such as std::regex, when sanitizers are on.
     target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=all
-                                             -fno-omit-frame-pointer)
+                                             -fno-omit-frame-pointer -Wno-maybe-uninitialized)
     target_link_options(${target} PUBLIC -fsanitize=address,undefined)
   endif()
   if(MTH_SANITIZE_THREADS)
