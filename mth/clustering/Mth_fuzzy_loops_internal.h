@@ -107,7 +107,7 @@ inline bool ComputeDistances(const double* features, const CentroidView& centroi
     Store(LaneRow(rows.counted, k), isCounted ? one : Lanes{});
     const Lanes divisor = Opaque(isCounted ? distance : infinity);
     Store(LaneRow(rows.divisors, k), divisor);
-    isLarge |= ~(distance < kLargestCorrectable);  // a NaN, too
+    isLarge |= (distance >= kLargestCorrectable) | (distance != distance);  // a NaN, too
 #if MTH_HAS_FUSED
     Store(LaneRow(rows.reciprocals, k), 1.0 / divisor);
 #endif
