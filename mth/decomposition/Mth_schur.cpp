@@ -15,6 +15,10 @@ constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 constexpr int kBalancingPasses = 50;
 constexpr int kExceptionalPeriod = 10;  // a step with other shifts breaks cycles
 constexpr int kPatience = 30;  // iterations after which what is small beside the whole matrix counts as 0
+// Double eigenvalues can hold an element some roundings above that: it may then be larger with each
+// iteration.
+constexpr int kMostRoundings = 50;
+constexpr int kIterationCap = 300;  // for one eigenvalue; most need two or three
 
 // What a double-shift step begins with: the first column of (H - shift) (H - other shift), over a common
 // factor.
@@ -34,7 +38,7 @@ class SchurReduction {
     for (std::int64_t last = h_.size - 1; last >= 0;) {
       const std::int64_t first = FirstOfBlock(last, iterations);
       if (last - first >= 2) {
-        if (++iterations > kEigenvalueIterationCap) return false;
+        if (++iterations > kIterationCap) return false;
         Step(first, last, iterations % kExceptionalPeriod == 0);
         continue;
       }
@@ -49,7 +53,8 @@ class SchurReduction {
   std::int64_t FirstOfBlock(std::int64_t last, int iterations) {
     for (std::int64_t k = last; k > 0; --k) {
       double beside = std::abs(h_[k - 1][k - 1]) + std::abs(h_[k][k]);
-      if (beside == 0.0 || iterations > kPatience) beside = norm_;
+      if (beside == 0.0) beside = norm_;
+      if (iterations > kPatience) beside = norm_ * std::min(iterations - kPatience, kMostRoundings);
       // Products of what is smaller than the smallest normal number vanish.
       const double negligible = std::max(kEpsilon * beside, norm_ * std::numeric_limits<double>::min());
       if (std::abs(h_[k][k - 1]) <= negligible) {

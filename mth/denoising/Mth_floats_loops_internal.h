@@ -8,20 +8,20 @@ constexpr std::int64_t kFloats = VectorOf<float>::kCount;
 
 template <class V>
 MTH_INLINE V LoadFloats(const float* source) {
-  if constexpr (sizeof(V) == sizeof(float)) {
-    return *source;
-  } else {
+#if MTH_HAS_VECTORS
+  if constexpr (sizeof(V) != sizeof(float))
     return (V) * reinterpret_cast<const VectorOf<float>::Loose*>(source);
-  }
+#endif
+  if constexpr (sizeof(V) == sizeof(float)) return *source;
 }
 
 template <class V>
 MTH_INLINE void StoreFloats(float* target, V values) {
-  if constexpr (sizeof(V) == sizeof(float)) {
-    *target = values;
-  } else {
+#if MTH_HAS_VECTORS
+  if constexpr (sizeof(V) != sizeof(float))
     *reinterpret_cast<VectorOf<float>::Loose*>(target) = (VectorOf<float>::Loose)values;
-  }
+#endif
+  if constexpr (sizeof(V) == sizeof(float)) *target = values;
 }
 
 // Runs body(position, V{}) over [0, count).

@@ -7,7 +7,7 @@ template <class V>
 struct WholesOf {
   using Type = std::int32_t;
 };
-#if defined(__GNUC__) || defined(__clang__)
+#if MTH_HAS_VECTORS
 template <>
 struct WholesOf<Floats> {
   typedef std::int32_t Type __attribute__((vector_size(MTH_VECTOR_BYTES)));

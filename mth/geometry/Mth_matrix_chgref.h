@@ -16,7 +16,8 @@
 ///
 /// ChangeRef and ChangeRefCost work once the matrix is computed. No message is shown. Null arrays are
 /// ignored: nothing is read or written. Without memory the matrix is unallocated (GetStatusError() 1) and
-/// every computation fails.
+/// every computation fails. Do not delete one through a pointer to MTH_MATRIX, whose destructor is not
+/// virtual.
 class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
  public:
   /// The identity, not computed, as all but the last constructor; of double elements, as all but the one of

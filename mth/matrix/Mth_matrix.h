@@ -33,10 +33,13 @@ class MatrixAccess;
 /// | 7 | no determinant |
 /// | 8 | negative element in SquareRoot |
 /// | 9 | not invertible; an equation without the solution asked for |
-/// | 10 | the solution may be inaccurate: singular values were discarded, or the equation is nearly singular
-/// | | 11 | eigenvector search failed | | 12 | file cannot be created or written | | 13 | file cannot be
-/// opened | | 14 | element type neither 0 nor 1, or operands of different types | | 16 | zero row in LU | |
-/// 17 | no convergence in SVD |
+/// | 10 | may be inaccurate: singular values were discarded, or an equation is nearly singular |
+/// | 11 | eigenvector search failed |
+/// | 12 | file cannot be created or written |
+/// | 13 | file cannot be opened |
+/// | 14 | element type neither 0 nor 1, or operands of different types |
+/// | 16 | zero row in LU |
+/// | 17 | no convergence in SVD |
 ///
 /// Operations that return `MTH_MATRIX*` never change their operands and give a new matrix that the caller
 /// owns and deletes, also on failure; the pointer is null only when there is no memory for the matrix object

@@ -438,6 +438,26 @@ TEST(Riccati, PublishedAndClosedFormSolutions) {
   EXPECT_TRUE(Near(*MatrixPtr(floats.Solve(false)), Matrix({{2, 1}, {1, 2}}, kFloat), 1e-6));
 }
 
+// The Hamiltonian matrix has the double eigenvalues 1 and -1, on which a QR iteration may turn in circles.
+TEST(Riccati, DoubleEigenvaluesConvergeAtEveryScale) {
+  const MTH_MATRIX a = Matrix({{0, 1}, {0, 0}});
+  const MTH_MATRIX b = Matrix({{0}, {1}});
+  std::vector<double> scales = {1.3597274655935083, 1.8871770890429092, 1e-112, 1e-283};
+  for (double s = 0.01; s < 100.0; s *= 1.003) scales.push_back(s);
+  for (const double s : scales) {
+    const MatrixPtr x(a.SolveRiccati(b, Matrix({{s, 0}, {0, 2 * s}}), Matrix({{s}})));
+    ASSERT_EQ(x->GetStatusError(), 0) << s;
+    EXPECT_TRUE(Near(Scaled(*x, 1.0 / s), Matrix({{2, 1}, {1, 2}}), 1e-6)) << s;
+    MTH_COMPLEX* values = nullptr;
+    MTH_COMPLEX* vectors = nullptr;
+    EXPECT_TRUE(Matrix({{0, 1, 0, 0}, {0, 0, 0, -1 / s}, {-s, 0, 0, 0}, {0, -2 * s, -1, 0}})
+                    .RealEigenvalueProblem(&values, &vectors))
+        << s;
+    delete[] values;
+    delete[] vectors;
+  }
+}
+
 TEST(Riccati, EquationsWithoutAStabilisingSolutionAreTold) {
   const MTH_MATRIX one = Matrix({{1}});
   const MTH_MATRIX zero = Matrix({{0}});
