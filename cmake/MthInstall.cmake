@@ -1,14 +1,16 @@
-# Installation: libraries, public headers, the pages that they name, CMake package and pkg-config files.
+# Installation: libraries, public headers, the pages that they name, CMake package and pkg-config files; the command-line
+# hosts that were built. In components, of which `cmake --install … --component <name>` takes one: runtime (shared
+# libraries), development (headers, static libraries, CMake and pkg-config), qt (the windows), tools (the hosts).
 include(CMakePackageConfigHelpers)
 
 set(MTH_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/mth")
 set(MTH_DOC_DIR "${CMAKE_INSTALL_DATAROOTDIR}/doc/mth")  # not DOCDIR, which is an enclosing project's
 
 install(TARGETS mth mth_std EXPORT mthTargets
-        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-        RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-install(EXPORT mthTargets NAMESPACE mth:: DESTINATION "${MTH_PACKAGE_DIR}")
+        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development
+        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT runtime NAMELINK_COMPONENT development
+        RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT runtime)
+install(EXPORT mthTargets NAMESPACE mth:: DESTINATION "${MTH_PACKAGE_DIR}" COMPONENT development)
 
 # What an installation takes, for builds of less than everything.
 add_custom_target(mth_installed)
@@ -18,30 +20,30 @@ add_dependencies(mth_installed mth mth_std)
 if(MTH_QT)
   add_dependencies(mth_installed mth_std_qt)
   install(TARGETS mth_std_qt EXPORT mthQtTargets
-          ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-          LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-          RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-  install(EXPORT mthQtTargets NAMESPACE mth:: DESTINATION "${MTH_PACKAGE_DIR}")
-else()
-  set(MTH_WITHOUT_QT_HEADERS PATTERN "qt" EXCLUDE)
+          ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT qt
+          LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT qt
+          RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT qt)
+  install(EXPORT mthQtTargets NAMESPACE mth:: DESTINATION "${MTH_PACKAGE_DIR}" COMPONENT qt)
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/std/qt" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/std" COMPONENT qt
+          FILES_MATCHING PATTERN "*.h" PATTERN "*_internal.h" EXCLUDE)
 endif()
 
 # Every header is public but the internal ones, which share one of these names.
 foreach(folder std mth)
   install(DIRECTORY "${PROJECT_SOURCE_DIR}/${folder}/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}"
-          FILES_MATCHING PATTERN "*.h" PATTERN "*_internal.h" EXCLUDE ${MTH_WITHOUT_QT_HEADERS})
+          COMPONENT development FILES_MATCHING PATTERN "*.h" PATTERN "*_internal.h" EXCLUDE PATTERN "qt" EXCLUDE)
 endforeach()
 
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
-        DESTINATION "${MTH_DOC_DIR}")
+        DESTINATION "${MTH_DOC_DIR}" COMPONENT development)
 install(FILES "${PROJECT_SOURCE_DIR}/docs/minimisers.md" "${PROJECT_SOURCE_DIR}/docs/texture.md"
-        DESTINATION "${MTH_DOC_DIR}/docs")
+        DESTINATION "${MTH_DOC_DIR}/docs" COMPONENT development)
 
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/mthConfig.cmake.in"
                               "${PROJECT_BINARY_DIR}/mthConfig.cmake" INSTALL_DESTINATION "${MTH_PACKAGE_DIR}")
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/mthConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/mthConfig.cmake" "${PROJECT_BINARY_DIR}/mthConfigVersion.cmake"
-        DESTINATION "${MTH_PACKAGE_DIR}")
+        DESTINATION "${MTH_PACKAGE_DIR}" COMPONENT development)
 
 set(MTH_PKG_CONFIG_FILES mth)
 if(MTH_QT)
@@ -52,5 +54,10 @@ file(RELATIVE_PATH MTH_PKG_CONFIG_TO_PREFIX "${CMAKE_INSTALL_FULL_LIBDIR}/pkgcon
 string(REGEX REPLACE "/$" "" MTH_PKG_CONFIG_TO_PREFIX "${MTH_PKG_CONFIG_TO_PREFIX}")
 foreach(name ${MTH_PKG_CONFIG_FILES})
   configure_file("${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in" "${PROJECT_BINARY_DIR}/${name}.pc" @ONLY)
-  install(FILES "${PROJECT_BINARY_DIR}/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+  set(MTH_COMPONENT development)
+  if(name STREQUAL mth_std_qt)
+    set(MTH_COMPONENT qt)
+  endif()
+  install(FILES "${PROJECT_BINARY_DIR}/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+          COMPONENT ${MTH_COMPONENT})
 endforeach()

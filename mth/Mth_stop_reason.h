@@ -16,6 +16,5 @@ enum class MTH_STOP_REASON : std::uint8_t {
 };
 
 /// @return  a French sentence for people that tells the reason; never null. A value outside the enumeration
-/// has a
-///          sentence of its own.
+///          has a sentence of its own.
 MTH_EXPORT const char* Mth_StopReasonText(MTH_STOP_REASON reason);

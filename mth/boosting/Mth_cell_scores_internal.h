@@ -31,8 +31,7 @@ struct ScoredCell {
 class CellScores {
  public:
   /// @param confidences  one per cell; cells beyond their number, and null ones, add nothing. Borrows the
-  /// features.
-  ///                     May throw std::bad_alloc.
+  ///                     features. May throw std::bad_alloc.
   CellScores(const MTH_POINTER_LIST<MTH_CLUSTERING_TREE>& cells, const std::vector<double>& confidences,
              const MTH_MATRIX& features);
   /// Adds the confidences to the score of every column, cell by cell: the order in which a training adds

@@ -23,6 +23,7 @@
 ///       Statistics 28 (2000); Vezhnevets & Vezhnevets, Modest AdaBoost, Graphicon (2005).
 class MTH_EXPORT MTH_CLUSTERING_ADABOOST {
  public:
+  /// A list of trained cells.
   using CELLS = MTH_POINTER_LIST<MTH_CLUSTERING_TREE>;
 
   /// @param features  one row per feature, one column per training sample, in double storage; borrowed.
@@ -60,9 +61,8 @@ class MTH_EXPORT MTH_CLUSTERING_ADABOOST {
   ///                     goes on, in a cold start it is zeroed first; it holds the scores afterwards. Null:
   ///                     an array of the object's own, which a warm start fills by Classify.
   /// @return  true after all rounds, and after whole rounds when the display asked to cancel; false when
-  /// features,
-  ///          labels or tree are null or do not fit (MTH_CLUSTERING_TREE::DoTraining), when a label is
-  ///          neither +1 nor -1, or when a warm start's scores are not finite, all with nothing changed;
+  ///          features, labels or tree are null or do not fit (MTH_CLUSTERING_TREE::DoTraining), when a label
+  ///          is neither +1 nor -1, or when a warm start's scores are not finite, all with nothing changed;
   ///          false without memory, with the cells selected so far. GetStopReason tells them apart.
   bool RealAdaBoostClustering(std::vector<double> confidences, CELLS* cells, double* scores);
   /// Trains as RealAdaBoostClustering, with the confidence W+ (1 - V+) - W- (1 - V-), where V+ and V- are the

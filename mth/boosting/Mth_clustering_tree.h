@@ -23,14 +23,23 @@ class MTH_EXPORT MTH_CLUSTERING_TREE {
   ~MTH_CLUSTERING_TREE();
   MTH_CLUSTERING_TREE& operator=(const MTH_CLUSTERING_TREE&) = delete;
 
+  /// The value above which the feature of the node's samples lies, or kUnbounded.
   double GetLowerBound() const { return lowerBound_; }
+  /// The value below which it lies, or kUnbounded.
   double GetUpperBound() const { return upperBound_; }
+  /// The row of the feature that the bounds are for.
   int GetFeature() const { return feature_; }
+  /// The number of levels that Train grows, the first split included.
   int GetDepth() const { return depth_; }
+  /// The node whose conditions hold as well; null at the root. It stays the nodes' own.
   MTH_CLUSTERING_TREE* GetParent() const { return parent_; }
+  /// @copydoc GetLowerBound
   void SetLowerBound(const double bound) { lowerBound_ = bound; }
+  /// @copydoc GetUpperBound
   void SetUpperBound(const double bound) { upperBound_ = bound; }
+  /// @copydoc GetFeature
   void SetFeature(const int feature) { feature_ = feature; }
+  /// @copydoc GetDepth
   void SetDepth(const int depth) { depth_ = depth; }
   /// Shares `parent`, which must come from `new`, and lets the former parent go. A parent whose own chain
   /// reaches this node is refused, since the chain would have no end.

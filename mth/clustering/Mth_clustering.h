@@ -105,6 +105,7 @@ class MTH_EXPORT MTH_CLUSTERING {
   void SetTolerance(const double tolerance) { tolerance_ = tolerance; }
   /// The largest number of iterations of a run.
   void SetIterationsCount(const int iterationsCount) { iterationsCount_ = iterationsCount; }
+  /// @copydoc SetIterationsCount
   int GetIterationsCount() const { return iterationsCount_; }
   /// The fuzzifier m of fuzzy c-means; ignored unless it is greater than 1.
   void SetRegulationValue(double m);
@@ -115,18 +116,25 @@ class MTH_EXPORT MTH_CLUSTERING {
   ///               one that is not greater than 0.
   void SetParams(double alpha, double beta, double rho);
 
+  /// Number of samples that the engine holds.
   int GetSamplesCount() const { return samples_.GetCount(); }
+  /// Number of clusters, from 1.
   int GetClustersCount() const { return clustersCount_; }
+  /// Number of features of a sample.
   int GetDimensionsCount() const { return dimensionsCount_; }
   /// Number of subsets of the clusters, 2^clusters; the largest int from 31 clusters on.
   int GetHypothesesCount() const { return hypothesesCount_; }
   /// Whether evidential c-means has converged, or this is the copy of an engine with a credal partition.
   bool IsEvidential() const { return isEvidential_; }
+  /// @copydoc SetTolerance
   double GetTolerance() const { return tolerance_; }
+  /// The fuzzifier m, which is also beta of the evidential algorithm.
   double GetRegulationValue() const { return regulationValue_; }
+  /// How much the size of a subset counts against it in the evidential algorithm.
   double GetAlpha() const { return alpha_; }
   /// The distance at which outliers are assumed, set by OutlierProportion and by every evidential iteration.
   double GetDelta() const { return delta_; }
+  /// The distance of outliers, in mean distances between samples and centroids.
   double GetRho() const { return rho_; }
 
   /// The engine's own samples; do not delete them. A null entry is harmless: it is no distance away from
@@ -234,9 +242,8 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// does none of this; its credal partition belongs to the centroids before their last movement. Shows
   /// progress, a step an iteration.
   /// @return  1 after running, also when it was cancelled; 3.4028234663852886e38 without samples, clusters,
-  /// dimensions, centroids or
-  ///          memory, when the centroids cannot be solved for (NaN or infinite features), and after a message
-  ///          with more than 20 clusters or no memory for the hypotheses.
+  ///          dimensions, centroids or memory, when the centroids cannot be solved for (NaN or infinite
+  ///          features), and after a message with more than 20 clusters or no memory for the hypotheses.
   /// @see     Masson and Denoeux, ECM: an evidential version of the fuzzy c-means algorithm, Pattern
   ///          Recognition 41, 2008.
   double ApplyEvidentialFuzzyCMeanClustering();
@@ -248,6 +255,7 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// `ctx.txt` .. and `cox.txt` .. when it is that of hypothesis 1, 2 and 3. A file that cannot be opened is
   /// skipped.
   void SetDiagnosticPrefix(const std::string& prefix);
+  /// What the names of the diagnostic files begin with; empty for none.
   const std::string& GetDiagnosticPrefix() const { return diagnosticPrefix_; }
 
   /// Sets delta to rho times the mean distance between samples and centroids.

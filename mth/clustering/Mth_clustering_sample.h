@@ -48,11 +48,14 @@ class MTH_EXPORT MTH_CLUSTERING_SAMPLE {
   /// @return  whether there is such a membership, and it was set.
   bool SetMembership(int index, double value);
 
+  /// Number of features.
   int GetParametersCount() const { return parametersCount_; }
+  /// Number of memberships, one per cluster.
   int GetMembershipsCount() const { return membershipsCount_; }
 
   /// A class label for the caller's use; 0 until it is set. The algorithms neither read nor write it.
   int GetLabel() const { return label_; }
+  /// @copydoc GetLabel
   void SetLabel(const int label) { label_ = label; }
 
  private:

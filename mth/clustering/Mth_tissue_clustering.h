@@ -67,15 +67,14 @@ class MTH_EXPORT MTH_TISSUE_CLUSTERING {
   /// Divides an image. Shows progress.
   /// @param image       nx ny nz values.
   /// @param mask        as many; voxels that are not 0 are divided. Null: all that are above 0.
-  /// @param confidence  the share of the noise that is left in each voxel, smaller values being better; null:
-  /// the same
-  ///                    for all.
+  /// @param confidence  the share of the noise that is left in each voxel, smaller values being better;
+  ///                    null: the same for all.
   /// @return  false: null, a size or a number of tissues that is not legal, no finite voxel in the mask, or
-  /// fewer different
-  ///          values there than tissues (BadInput), without memory (NoMemory), or when the person cancels
-  ///          (Cancelled). Voxels of the mask that are not finite stay outside; values below 0 count as 0.
+  ///          fewer different values there than tissues (BadInput), without memory (NoMemory), or when the
+  ///          person cancels (Cancelled). Voxels of the mask that are not finite stay outside; values below 0 count as 0.
   bool Segment(const double* image, int nx, int ny, int nz, const std::uint8_t* mask,
                const double* confidence = nullptr);
+  /// @copydoc Segment
   bool Segment(const float* image, int nx, int ny, int nz, const std::uint8_t* mask,
                const float* confidence = nullptr);
   /// Divides several images of the same place, one image after the other; as Segment does for a single one. A
@@ -84,9 +83,11 @@ class MTH_EXPORT MTH_TISSUE_CLUSTERING {
   /// @param channels    count pointers to images of nx ny nz values.
   bool SegmentChannels(const double* const* channels, int count, int nx, int ny, int nz,
                        const std::uint8_t* mask);
+  /// @copydoc SegmentChannels
   bool SegmentChannels(const float* const* channels, int count, int nx, int ny, int nz,
                        const std::uint8_t* mask);
 
+  /// Number of tissues.
   int GetTissuesCount() const { return tissues_; }
   /// @return  channels of the last whole run, 0 before.
   int GetChannelsCount() const;
@@ -94,18 +95,20 @@ class MTH_EXPORT MTH_TISSUE_CLUSTERING {
   double GetCentroid(int tissue, int channel = 0) const;
   /// The fraction of a tissue in each voxel, from 0 to 1; 0 outside the mask. Those of a voxel sum to 1, but
   /// for rounding.
-  /// @return  false, nothing written, before a run, for null or for a tissue that does not exist; so for the
-  /// others.
+  /// @return  false, nothing written, before a run, for null or for a tissue that does not exist; so for
+  ///          the others.
   bool GetFractions(int tissue, double* fractions) const;
+  /// @copydoc GetFractions
   bool GetFractions(int tissue, float* fractions) const;
   /// The tissue of the largest fraction, counted from 1, the first one of equal ones; 0 outside the mask.
   bool GetLabels(std::uint8_t* labels) const;
   /// The field of a channel: the image divided by it has the same tissue equally bright everywhere. Beyond
   /// the box that holds the mask it goes on as at its border.
   bool GetField(double* field, int channel = 0) const;
+  /// @copydoc GetField
   bool GetField(float* field, int channel = 0) const;
   /// @return  how the last run ended: NotRun before the first, Converged for a whole one, BadInput, NoMemory
-  /// or Cancelled.
+  ///          or Cancelled.
   MTH_STOP_REASON GetStopReason() const { return stopReason_; }
 
  private:

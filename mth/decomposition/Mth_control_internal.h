@@ -19,8 +19,7 @@ struct Operand {
 
 /// Looks at the operands in the family's order.
 /// @return  0, 1 (one is unallocated), 14 (element types differ), 4 (a shape does not fit) or 5 (an element
-/// is
-///          not finite).
+///          is not finite).
 int CheckSystem(std::initializer_list<Operand> operands);
 
 /// The elements as doubles.

@@ -17,8 +17,7 @@ struct LyapunovKind {
 /// @param x            Q on entry, the solution afterwards; exactly symmetric where Q is.
 /// @param isSymmetric  whether Q is.
 /// @return             0, 1 (no memory), 5 (no convergence), 9 (no unique solution) or 10 (the solution may
-/// be
-///                     inaccurate).
+///                     be inaccurate).
 int SolveLyapunovEquation(SquareView a, SquareView x, bool isSymmetric, LyapunovKind kind);
 
 bool IsSymmetric(SquareView a);

@@ -20,8 +20,7 @@ struct Reflection {
 };
 
 /// @param squares  the squared norm of the whole vector. One so small that its reciprocal overflows belongs
-/// to
-///                 a vector that is nothing beside elements of about 1: it is left as it is.
+///                 to a vector that is nothing beside elements of about 1: it is left as it is.
 inline Reflection ReflectionOf(double alpha, double squares) {
   if (squares > 0.0 && squares < kSmallestSquares) return {alpha, alpha, 0.0, 0.0};
   const double norm = std::sqrt(squares);

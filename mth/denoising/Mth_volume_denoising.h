@@ -58,13 +58,12 @@ class MTH_EXPORT MTH_VOLUME_DENOISING {
   /// @param noisy       nx ny nz values.
   /// @param denoised    receives as many; may be the noisy ones themselves.
   /// @param confidence  receives sqrt(sum of w^2) / sum of w of each voxel: the deviation of the noise that
-  /// is left in
-  ///                    it as a share of the former one, from about 0.09 where all of 125 voxels are alike to
-  ///                    1 where none is like it; null for none.
+  ///                    is left in it as a share of the former one, from about 0.09 where all of 125 voxels
+  ///                    are alike to 1 where none is like it; null for none.
   /// @return  false, nothing written: for a null array or a size below 1 (BadInput), without memory
-  /// (NoMemory) and when
-  ///          the person cancels (Cancelled), see GetStopReason.
+  ///          (NoMemory) and when the person cancels (Cancelled), see GetStopReason.
   bool Denoise(const double* noisy, double* denoised, double* confidence = nullptr);
+  /// @copydoc Denoise
   bool Denoise(const float* noisy, float* denoised, float* confidence = nullptr);
 
   /// Deviation of the noise of a volume: from the air where there is air, otherwise from the finest details
@@ -76,13 +75,13 @@ class MTH_EXPORT MTH_VOLUME_DENOISING {
   /// blocks with least structure in their other coefficients counts. On a brain without its surroundings it
   /// is within 5 per cent, from 3 per cent of noise on.
   /// @return  0 when no block is free of zeros, when some axis has 2 or 3 voxels, for null, a size below 1
-  /// and without
-  ///          memory.
+  ///          and without memory.
   double EstimateNoiseDeviation(const double* noisy) const;
+  /// @copydoc EstimateNoiseDeviation
   double EstimateNoiseDeviation(const float* noisy) const;
 
   /// @return  how the last run ended: NotRun before the first, Converged for a whole one, BadInput, NoMemory
-  /// or Cancelled.
+  ///          or Cancelled.
   MTH_STOP_REASON GetStopReason() const { return stopReason_; }
 
  private:

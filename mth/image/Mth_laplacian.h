@@ -18,9 +18,8 @@
 /// @param out   receives the result: allocated, of the shape and element type of `in`.
 /// @param type  0 for double, 1 for float matrices.
 /// @return      false for any other type and when cancelled. Null `in`: false, shows "Matrice d'entrée est
-/// nulle!". Null or
-///              unallocated matrices, shapes that differ or element types that are not `type`: false. `out`
-///              is then untouched.
+///              nulle!". Null or unallocated matrices, shapes that differ or element types that are not
+///              `type`: false. `out` is then untouched.
 MTH_EXPORT bool Mth_ComputeLaplacien(MTH_MATRIX* in, MTH_MATRIX* out, int type);
 
 /// Second derivatives along the three axes of a volume, each halved, and their mean. The derivative along an

@@ -216,9 +216,8 @@ class MTH_EXPORT MTH_MATRIX {
   /// Solves A X = B for this square matrix A by LU.
   /// @param b  right-hand sides, rows(A) x m, of this matrix's element type; not modified.
   /// @return   new rows(A) x m matrix. Status 1 (operand unallocated or no memory), 14 (element types
-  /// differ),
-  ///           4 (A not square, or rows differ), 5 (LU failed), 6 (product of the pivots below 1e-30 in
-  ///           magnitude).
+  ///           differ), 4 (A not square, or rows differ), 5 (LU failed), 6 (product of the pivots below 1e-30
+  ///           in magnitude).
   [[nodiscard]] MTH_MATRIX* SolveLinearSystemByLU(const MTH_MATRIX& b) const;
   /// The same for a matrix that is already what LU returned, with its permutation. Intended: here the system
   /// counts as singular (status 6) when the product of the pivots is below 1e-10 in magnitude. Null
@@ -309,10 +308,9 @@ class MTH_EXPORT MTH_MATRIX {
   /// are an ordinary case.
   /// @param q  receives a new orthogonal matrix.
   /// @param t  receives a new quasi-triangular matrix: a block of two rows stands for a complex pair only,
-  /// with
-  ///           equal diagonal elements and off-diagonal ones of opposite signs; all else below the diagonal
-  ///           is exactly 0. Eigenvalues stand in the order in which they were found; those of an upper
-  ///           triangular A keep theirs.
+  ///           with equal diagonal elements and off-diagonal ones of opposite signs; all else below the
+  ///           diagonal is exactly 0. Eigenvalues stand in the order in which they were found; those of an
+  ///           upper triangular A keep theirs.
   /// @return   false after a failure, with new unallocated factors that carry the status, also 5 when an
   ///           eigenvalue does not converge; for a null argument false alone, nothing written.
   /// @see      Golub and Van Loan, Matrix Computations, sections 7.4 and 7.5.
@@ -339,8 +337,7 @@ class MTH_EXPORT MTH_MATRIX {
   /// @param vectors  receives a new array (delete[]) of n x n entries, row-major, column j being v_j of unit
   ///                 Euclidean norm; a null pointer asks for none.
   /// @return         false and nulls when null `alphas` or `betas`, an operand or its shape, type or
-  /// elements,
-  ///                 the convergence or the memory do not allow an answer.
+  ///                 elements, the convergence or the memory do not allow an answer.
   bool GeneralisedEigenvalueProblem(const MTH_MATRIX& b, MTH_COMPLEX** alphas, double** betas,
                                     MTH_COMPLEX** vectors) const;
   /// Solves the Lyapunov equation A X + X At + Q = 0 for this square matrix A.

@@ -79,6 +79,7 @@ class MTH_EXPORT MTH_FUNCT {
   double* GetParam() const { return GetParameters(); }
   /// @return  the cost stored last, which after a minimiser or EvaluateAtPoint is that of the parameters.
   double GetValue() const { return value_; }
+  /// Stores the cost that GetValue tells, as Evaluate() of a cost of one's own does.
   void SetValue(const double value) { value_ = value; }
   /// How the last run of a minimiser ended. Every minimiser that met its tolerance has converged, so have an
   /// annealing that fell below its final temperature or went stale and a Levenberg-Marquardt run that can go
@@ -183,24 +184,22 @@ class MTH_EXPORT MTH_FUNCT {
   /// forward differences: n evaluations of the residuals for each accepted step, one for each trial.
   /// @param start       null starts from the parameters; counts whether the object is defined or not.
   /// @param ftol        has converged when a step changes the cost, and the linear model had promised to
-  /// change
-  ///                    it, by at most this, relative to the cost; also when rounding allows no progress.
+  ///                    change it, by at most this, relative to the cost; also when rounding allows no
+  ///                    progress.
   /// @param maxIter     trial steps at most; 0 or below evaluates the start and returns false.
   /// @param iterations  receives the trial steps.
   /// @return            whether it has converged. False, with nothing changed, for fewer residuals than
-  /// parameters
-  ///                    or none (BadInput), without memory (NoMemory), and with the start in the parameters
-  ///                    for residuals that are not finite or not given there (NotFinite). Residuals that are
-  ///                    not finite later on only refuse a step; EvaluateResiduals returning false ends the
-  ///                    run at the best point (NotFinite).
+  ///                    parameters or none (BadInput), without memory (NoMemory), and with the start in the
+  ///                    parameters for residuals that are not finite or not given there (NotFinite).
+  ///                    Residuals that are not finite later on only refuse a step; EvaluateResiduals
+  ///                    returning false ends the run at the best point (NotFinite).
   /// @see  Marquardt, J. SIAM 11 (1963) 431; Nielsen, IMM-REP-1999-05, Technical University of Denmark.
   bool ComputeOptimumLeastSquares(double* start, double ftol, int maxIter, int* iterations);
   /// The covariance of the parameters after ComputeOptimumLeastSquares, for residuals of equal variance:
   /// 2 value / (m - n) times the inverse of J^T J, J being the derivatives of the residuals. The roots of its
   /// diagonal are the standard errors.
   /// @return  the object's own n x n array, row-major; null before a run, after one that was refused or met
-  /// what
-  ///          is not finite, and where m = n or J^T J is singular.
+  ///          what is not finite, and where m = n or J^T J is singular.
   const double* GetCovariance() const { return covariance_.get(); }
 
   /// Copies the settings into the object's own record. Null is ignored.

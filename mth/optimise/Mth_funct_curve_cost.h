@@ -13,13 +13,17 @@ class MTH_EXPORT MTH_FUNCT_CURVE_COST : public MTH_FUNCT {
  public:
   ~MTH_FUNCT_CURVE_COST() override;
 
+  /// Number of samples.
   int GetSamplesCount() const { return samplesCount_; }
-  /// @return  the object's own abscissae, one per sample; null when there are none. So the two below.
+  /// @return  the object's own abscissae, one per sample; null when there are none.
   double* GetAbscissae() const { return abscissae_.get(); }
+  /// @return  the object's own ordinates, as GetAbscissae.
   double* GetOrdinates() const { return ordinates_.get(); }
+  /// @return  the model at the abscissae as of the last Evaluate(), 0 before; as GetAbscissae.
   double* GetModel() const { return model_.get(); }
 
  protected:
+  /// A cost without samples.
   explicit MTH_FUNCT_CURVE_COST(int parametersCount);
   /// Copies the samples. Null arrays, a negative count or no memory: no samples.
   MTH_FUNCT_CURVE_COST(int parametersCount, int count, const double* x, const double* y);

@@ -15,8 +15,7 @@ double MedianOfSorted(int count, At at) {
 
 /// Mth_Median of a matrix with rows and columns, for callers whose results depend on whether there is memory.
 /// @param isCounted  for each element, row after row, whether it counts: columns without any are passed over,
-/// and the
-///                   median of none is 0. Null: all count.
+///                   and the median of none is 0. Null: all count.
 /// @return           false, with the matrix as it was, without memory.
 bool MedianOfMagnitudes(MTH_MATRIX& m, double& median, const bool* isCounted = nullptr);
 

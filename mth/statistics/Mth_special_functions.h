@@ -16,9 +16,8 @@ MTH_EXPORT double Mth_Gamma(double x);
 
 /// Regularised incomplete beta function I_x(a, b), for a, b > 0.
 /// @return  0 for x outside [0, 1], after "x non adapté dans Mth_IncompleteBeta". Where the continued
-/// fraction
-///          fails it counts as 0, after its message: the result is then 0 below (a + 1) / (a + b + 2), 1 from
-///          there on, and NaN for x NaN.
+///          fraction fails it counts as 0, after its message: the result is then 0 below (a + 1) / (a + b +
+///          2), 1 from there on, and NaN for x NaN.
 /// @see     Abramowitz & Stegun, Handbook of Mathematical Functions, 26.5.8.
 MTH_EXPORT double Mth_IncompleteBeta(double a, double b, double x);
 

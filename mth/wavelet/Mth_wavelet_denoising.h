@@ -48,10 +48,12 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
   /// How many noise levels a coefficient has to stand out to count as signal; its sign does not matter. A
   /// larger factor smooths more.
   double GetThrFactor() const { return thresholdFactor_; }
+  /// @copydoc GetThrFactor
   void SetThrFactor(double factor) { thresholdFactor_ = factor; }
   /// Side, in pixels, of the neighbourhood that supports or contradicts a coefficient. An even side counts as
   /// the next odd one, one below 1 as 1.
   int GetWindowSize() const { return windowSize_; }
+  /// @copydoc GetWindowSize
   void SetWindowSize(const int size) { windowSize_ = size; }
 
   /// The working image: a copy of the input, after ApplyDenoisingMRImage the result. It belongs to this

@@ -26,14 +26,18 @@ class MTH_EXPORT STD_CUSTOM_DIALOG : public QDialog {
   QLabel* const Label1;
   /// The icon: the host sets its pixmap.
   QLabel* const Image1;
+  /// "Oui".
   QPushButton* const Button1;
+  /// "Non".
   QPushButton* const Button2;
-  /// Null in a dialog with two buttons.
+  /// "Annuler"; null in a dialog with two buttons.
   QPushButton* const Button3;
 
-  /// The handlers of the three buttons; an empty one does nothing.
+  /// What a click on the first button calls; an empty handler does nothing.
   ClickHandler Button1Click;
+  /// @copydoc Button1Click
   ClickHandler Button2Click;
+  /// @copydoc Button1Click
   ClickHandler Button3Click;
 
   /// Shows the dialog in the middle of the screen and waits for its end.

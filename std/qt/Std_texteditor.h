@@ -26,8 +26,7 @@ class MTH_EXPORT STD_TEXT_EDITOR_WINDOW : public QMainWindow {
   /// Shows a file's text. A byte order mark at its start is not part of it. Asks before it drops unsaved
   /// changes.
   /// @return  false, after a message, when the file cannot be read or is not UTF-8, and false when the
-  /// changes are not
-  ///          to be dropped or could not be saved; the text is as before.
+  ///          changes are not to be dropped or could not be saved; the text is as before.
   bool OpenFile(const QString& path);
   /// Writes the text to a file, whole or not at all, and makes it the file of the next saving.
   /// @return  false, after a message, when the file cannot be written; it is as before.
@@ -41,6 +40,7 @@ class MTH_EXPORT STD_TEXT_EDITOR_WINDOW : public QMainWindow {
   bool Find(const QString& text);
 
  protected:
+  /// Asks whether a changed text is to be saved.
   void closeEvent(QCloseEvent* event) override;
 
  private:

@@ -9,9 +9,13 @@
 /// first. They belong to the library, which deletes them at the start of the QApplication's destruction: do
 /// not delete them, and do not use them afterwards.
 struct STD_WINDOWS {
+  /// A question with two answers.
   STD_CUSTOM_DIALOG* Std_Custom_Dialog_2B = nullptr;
+  /// A question with three answers.
   STD_CUSTOM_DIALOG* Std_Custom_Dialog_3B = nullptr;
+  /// The progress window.
   STD_WAIT_BAR_WINDOW* STD_WAIT_BAR = nullptr;
+  /// The text editor.
   STD_TEXT_EDITOR_WINDOW* STD_TEXT_EDITOR = nullptr;
 };
 

@@ -13,8 +13,7 @@ bool IsWorkerThread();
 
 /// Runs a function in the thread of the user interface and waits for its end.
 /// @return  false, without having run it, when that thread does not take it up: the application ends, or
-/// waits for
-///          this thread itself.
+///          waits for this thread itself.
 bool RunInUserInterface(const std::function<void()>& function);
 
 /// Progress of a computation in a worker thread. The calls leave what is to be shown and return at once; the
