@@ -71,7 +71,8 @@ class MTH_EXPORT MTH_TISSUE_CLUSTERING {
   ///                    null: the same for all.
   /// @return  false: null, a size or a number of tissues that is not legal, no finite voxel in the mask, or
   ///          fewer different values there than tissues (BadInput), without memory (NoMemory), or when the
-  ///          person cancels (Cancelled). Voxels of the mask that are not finite stay outside; values below 0 count as 0.
+  ///          person cancels (Cancelled). Voxels of the mask that are not finite stay outside; values below 0
+  ///          count as 0.
   bool Segment(const double* image, int nx, int ny, int nz, const std::uint8_t* mask,
                const double* confidence = nullptr);
   /// @copydoc Segment
