@@ -23,15 +23,16 @@ void* AllocateStorage(std::size_t bytes) {
   if (bytes < kSmallBlock) return ::operator new(bytes, std::nothrow);
   const bool isHuge = bytes >= kHugePageThreshold;
   const std::size_t alignment = isHuge ? kHugePage : kCacheLine;
-  const std::size_t size = isHuge ? (bytes + kHugePage - 1) / kHugePage * kHugePage : bytes;
-  void* const block = ::operator new(size + alignment + sizeof(void*), std::nothrow);
+  void* const block = ::operator new(bytes + alignment + sizeof(void*), std::nothrow);
   if (block == nullptr) return nullptr;
   void* storage = static_cast<void**>(block) + 1;
-  std::size_t room = size + alignment;
-  std::align(alignment, size, storage, room);
+  std::size_t room = bytes + alignment;
+  std::align(alignment, bytes, storage, room);
   static_cast<void**>(storage)[-1] = block;
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
-  if (isHuge) madvise(storage, size, MADV_HUGEPAGE);  // only advice: no harm when the system declines
+  // Whole pages only: the rest of the last one is nobody's memory. It is only advice: no harm when the system
+  // declines.
+  if (isHuge) madvise(storage, bytes / kHugePage * kHugePage, MADV_HUGEPAGE);
 #endif
   return storage;
 }

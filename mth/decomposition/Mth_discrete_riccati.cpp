@@ -152,12 +152,6 @@ int FirstExponent(const RiccatiSystem& system) {
   return 0;
 }
 
-double NormOf(SquareView a) {
-  double squares = 0.0;
-  for (std::int64_t i = 0; i < a.size * a.size; ++i) squares += a.elements[i] * a.elements[i];
-  return std::sqrt(squares);
-}
-
 // The closed loop A - B (R + Bt X B)^-1 Bt X A and the feedback B (R + Bt X B)^-1 Bt, in the units of a
 // pencil that Fill has just written.
 // @return  0, 1 or 9 for a singular R + Bt X B.

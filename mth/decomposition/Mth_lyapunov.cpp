@@ -17,12 +17,6 @@ namespace {
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 constexpr double kDoubtfulCondition = 1e-15;  // times the order
 
-double NormOf(SquareView a) {
-  double squares = 0.0;
-  for (std::int64_t i = 0; i < a.size * a.size; ++i) squares += a.elements[i] * a.elements[i];
-  return std::sqrt(squares);
-}
-
 // T Y + Y Tt = F, or T Y Tt - identity Y = F, for a real Schur form T: rows of Y from the last block up, and
 // in them columns from the last block down; what is known is subtracted from the rest at once, along memory.
 class TriangularEquation {
@@ -248,6 +242,19 @@ bool IsSymmetric(SquareView a) {
     }
   }
   return true;
+}
+
+double NormOf(SquareView a) {
+  const std::int64_t count = a.size * a.size;
+  const auto squaresOf = [&](double scale) {
+    double sum = 0.0;
+    for (std::int64_t i = 0; i < count; ++i) sum += (a.elements[i] * scale) * (a.elements[i] * scale);
+    return sum;
+  };
+  const double squares = squaresOf(1.0);
+  if (AreSquaresSafe(squares)) return std::sqrt(squares);
+  const double scale = PowerToUnit(LargestMagnitude(a.elements, count));
+  return std::sqrt(squaresOf(scale)) / scale;
 }
 
 void Symmetrise(SquareView a) {

@@ -22,6 +22,9 @@ int SolveLyapunovEquation(SquareView a, SquareView x, bool isSymmetric, Lyapunov
 
 bool IsSymmetric(SquareView a);
 
+/// The Frobenius norm of elements of any finite size.
+double NormOf(SquareView a);
+
 /// a becomes half of a + at.
 void Symmetrise(SquareView a);
 

@@ -144,7 +144,7 @@ bool MTH_MATRIX::PowerMethod(double tolerance, double* dominant) const {
   if (!x || !y) return false;
   const double scale = OnStorage(
       *this, [&](auto* elements) { return mth_internal::ScaleToUnit(elements, ElementsCount(*this)); });
-  tolerance = std::max(tolerance, 0.0) * scale;
+  tolerance = tolerance > 0.0 ? tolerance * scale : 0.0;  // a NaN counts as 0 too
   std::fill_n(x.Get(), columns_, 1.0);
   double quotient = 0.0;
   for (int iteration = 0; iteration < kPowerIterationCap; ++iteration) {

@@ -30,16 +30,20 @@ int ExponentOf(SquareView a) {
   return largest == 0.0 ? 0 : std::ilogb(largest);
 }
 
-// Brings A to a size whose squares are in range; a triangular A keeps all its elements.
+// Brings A to a size whose squares are in range; a triangular A keeps all its elements, but for those that
+// vanish beside others near the largest number.
 // @return  the exponent by which it was multiplied.
 int ScaleSystem(SquareView a, bool isDiscrete) {
   constexpr int kFar = 400;
-  constexpr int kFarthest = 510;
+  constexpr int kFarthest = 530;  // the square of its power of two is no smaller than the smallest number
+  constexpr int kFarthestTriangular = 1000;  // sums of eigenvalues and their reciprocals do not overflow
   const int exponent = ExponentOf(a);
   int shift = 0;
   if (isDiscrete) {
     shift = -std::clamp(exponent, 0, kFarthest);
-  } else if (std::abs(exponent) > kFar && !mth_internal::IsUpperTriangular(a)) {
+  } else if (mth_internal::IsUpperTriangular(a)) {
+    shift = std::clamp(exponent, -kFarthestTriangular, kFarthestTriangular) - exponent;
+  } else if (std::abs(exponent) > kFar) {
     shift = -exponent;
   }
   Scale(a, shift);
@@ -58,7 +62,8 @@ MTH_MATRIX* Solve(const MTH_MATRIX& a, const MTH_MATRIX& q, bool isDiscrete) {
   mth_internal::CopyElements(a, system.elements);
   mth_internal::CopyElements(q, x.elements);
   const int shiftOfA = ScaleSystem(system, isDiscrete);
-  const int shiftOfQ = -ExponentOf(x);
+  // Where A is far from 1, so is the reciprocal of what is left of the identity.
+  const int shiftOfQ = -ExponentOf(x) + (isDiscrete ? shiftOfA / 8 : 0);
   Scale(x, shiftOfQ);
   const LyapunovKind kind{isDiscrete, isDiscrete ? std::ldexp(1.0, 2 * shiftOfA) : 0.0};
   const bool isSymmetric = mth_internal::IsSymmetric(x);

@@ -63,13 +63,9 @@ inline void MakeReflection(const double* column, std::int64_t stride, const Refl
     squares += vector[i] * vector[i];
   }
   BringSquaresNearOne(vector + k, reflections.rows - k, squares);
-  const double alpha = vector[k];
-  const double norm = std::sqrt(squares);
-  // The sign avoids cancellation; 0 counts as positive.
-  const bool isPositive = alpha >= 0.0;
-  vector[k] = isPositive ? alpha + norm : alpha - norm;
-  const double h = isPositive ? 2.0 * alpha * norm + 2.0 * squares : 2.0 * squares - 2.0 * alpha * norm;
-  reflections.factors[k] = h == 0.0 ? 0.0 : 2.0 / h;
+  const Reflection reflection = ReflectionOf(vector[k], squares);
+  vector[k] = reflection.head;
+  reflections.factors[k] = reflection.factor;
 }
 
 // Makes the reflections of the panel's columns, global columns from `first` on, and applies them to it.
@@ -97,18 +93,31 @@ void ForEachPanel(double* panels, std::int64_t rows, std::int64_t columns, Visit
   if (columns - j > 0) run(std::integral_constant<int, 1>{});
 }
 
+// The power of two by which elements are multiplied on their way: sums over those near the largest number
+// would overflow, and products of those near the smallest one lose their last bits or their sign.
+template <class T>
+double ScaleToReflect(const T* elements, std::int64_t count) {
+  constexpr double kLargest = 0x1p1000;
+  constexpr double kSmallest = 0x1p-900;
+  const double largest = LargestMagnitude(elements, count);
+  const bool isOrdinary =
+      largest == 0.0 || !std::isfinite(largest) || (largest < kLargest && largest > kSmallest);
+  return isOrdinary ? 1.0 : PowerToUnit(largest);
+}
+
 // Factors r (rows x columns) in place and writes Q (rows x rows).
 template <class T>
 void FactorQR(T* r, std::int64_t rows, std::int64_t columns, T* q, double* scratch) {
   const std::int64_t count = std::min(rows, columns);
   const Reflections reflections{scratch, scratch + rows * count, rows};
   double* panels = reflections.factors + columns;
+  const double scale = ScaleToReflect(r, rows * columns);
   ForEachPanel(panels, rows, columns, [&](std::int64_t first, double* panel, auto width) {
     const std::int64_t stride = width * kLanes;
     const std::int64_t used = std::min(stride, columns - first);
     for (std::int64_t i = 0; i < rows; ++i) {
       for (std::int64_t j = 0; j < used; ++j)
-        panel[i * stride + j] = static_cast<double>(r[i * columns + first + j]);
+        panel[i * stride + j] = static_cast<double>(r[i * columns + first + j]) * scale;
       std::fill_n(panel + i * stride + used, stride - used, 0.0);
     }
     FactorPanel<T, width>(panel, reflections, first, count);
@@ -118,7 +127,7 @@ void FactorQR(T* r, std::int64_t rows, std::int64_t columns, T* q, double* scrat
     ReflectPanel<T, width>(panel, reflections, std::min(first + stride, count), count);
     for (std::int64_t i = 0; i < rows; ++i) {
       for (std::int64_t j = 0; j < std::min(stride, columns - first); ++j)
-        r[i * columns + first + j] = static_cast<T>(panel[i * stride + j]);
+        r[i * columns + first + j] = static_cast<T>(panel[i * stride + j] / scale);
     }
   });
   double* chunk = panels;

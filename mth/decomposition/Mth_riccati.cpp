@@ -98,12 +98,6 @@ int FirstExponent(int ofA, int ofG, int ofQ, bool hasA, bool hasG, bool hasQ) {
   return 0;
 }
 
-double NormOf(SquareView a) {
-  double squares = 0.0;
-  for (std::int64_t i = 0; i < a.size * a.size; ++i) squares += a.elements[i] * a.elements[i];
-  return std::sqrt(squares);
-}
-
 struct ContinuousWork {
   explicit ContinuousWork(std::int64_t n) : memory(13 * n * n + 6 * n), size(n) {}
   SquareView At(int index) const { return {memory.Get() + index * size * size, size}; }

@@ -303,8 +303,10 @@ TEST(Lyapunov, SolutionsFulfilTheirEquations) {
     }
   }
   // -1 / (2 a), and 1 / (1 - a a), at every size of a.
-  for (const double size : {1e-300, 1e-150, 1.0, 1e150, 1e300}) {
-    EXPECT_DOUBLE_EQ(MatrixPtr(Matrix({{-size}}).SolveLyapunov(Matrix({{size}})))->Get(0, 0), 0.5);
+  for (const double size : {1e-307, 1e-300, 1e-155, 1e-150, 1.0, 1e150, 1e154, 1e300, 1.7e308}) {
+    const MatrixPtr half(Matrix({{-size}}).SolveLyapunov(Matrix({{size}})));
+    EXPECT_EQ(half->GetStatusError(), 0) << size;
+    EXPECT_DOUBLE_EQ(half->Get(0, 0), 0.5);
     const MatrixPtr x(Matrix({{0.5 * size, 0}, {0, 0}}).SolveDiscreteLyapunov(Matrix({{1, 0}, {0, 1}})));
     EXPECT_DOUBLE_EQ(x->Get(1, 1), 1.0);
     EXPECT_DOUBLE_EQ(x->Get(0, 0), 1.0 / (1.0 - 0.25 * size * size));

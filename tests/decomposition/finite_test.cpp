@@ -55,7 +55,7 @@ std::vector<MTH_MATRIX> Nasty() {
   }
   list.push_back(OnlyLast(100, 100, 95, 0));
   for (const double beside : {1e-155, 1e-158, 1e-160, 1e-161, 1e-162}) list.push_back(NearlyDiagonal(beside));
-  for (const double size : {1e300, 1e155, 1e-155, 1e-300})
+  for (const double size : {1e305, 1e300, 1e155, 1e-155, 1e-300, 1e-307})
     list.push_back(Scaled(RandomMatrix(9, 7, kDouble, 3), size));
   list.push_back(RandomMatrix(3, 40, kDouble, 4));
   list.push_back(MTH_MATRIX(0, 3, kDouble));
@@ -135,7 +135,7 @@ TEST(FiniteMatrices, PowerMethodTellsEigenvaluesOnly) {
   EXPECT_EQ(value, 7.0);
   EXPECT_TRUE(Identity(3).PowerMethod(0.0, &value));
   EXPECT_EQ(value, 1.0);
-  EXPECT_TRUE(Identity(3).PowerMethod(-1.0, &value));
+  EXPECT_TRUE(Identity(3).PowerMethod(-1.0, &value) && Identity(3).PowerMethod(kNaN, &value));
   for (const double size : {1e300, 1e-300}) {
     EXPECT_TRUE(Matrix({{2 * size, 0}, {0, size}}).PowerMethod(size * 1e-10, &value));
     EXPECT_NEAR(value / size, 2.0, 1e-8);

@@ -139,6 +139,8 @@ TEST(MatrixConvolution, RefusesWhatItCannotConvolve) {
     EXPECT_EQ(status(empty, empty, mode), 1);
   }
   EXPECT_EQ(status(floats, wide, 1), 1);
+  MTH_MATRIX flat(1, 0, kFloat);  // leaves one column more than an int counts
+  EXPECT_EQ(status(MTH_MATRIX(0, std::numeric_limits<int>::max(), kFloat), flat, 1), 1);
   EXPECT_TRUE(display.messages.empty());
 
   {  // no memory for the message: nothing reaches the host but the failure value
