@@ -25,14 +25,14 @@ slice=data/t1_brain_axial.nii.gz
 echo
 "$hosts/denoise_mr/denoise_mr" "$slice" --add-noise 9 --output demo_output/denoised
 echo
-"$hosts/segment_mr/segment_mr" "$slice" --denoise --method tissue --clusters 3 --output demo_output/tissues
+"$hosts/segment_mr/segment_mr" "$slice" --output demo_output/tissues
 echo
 "$hosts/segment_mr/segment_mr" "$slice" --denoise --method ecm --clusters 3 --alpha 3 --rho 1 --adjacent-sets \
-  --output demo_output/evidential
+  --over demo_output/tissues/labels.nii.gz --output demo_output/evidential
 echo
 "$hosts/texture_mr/texture_mr" "$slice" --mask demo_output/tissues/labels.nii.gz --output demo_output/texture
 echo
 "$hosts/stack_pictures/stack_pictures" demo_output/{denoised,tissues,evidential}/panel.png \
-  --output demo_output/panel.png
+  --names 'denoised,tissues and their mixtures,undecided voxels' --output demo_output/panel.png
 echo
 echo "Look at $PWD/demo_output/panel.png, and at the pictures, plots and tables in its folders"

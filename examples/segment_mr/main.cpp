@@ -16,6 +16,7 @@
 #include "support/denoising.h"
 #include "support/failure.h"
 #include "support/image.h"
+#include "support/json_text.h"
 #include "support/results.h"
 #include "support/segmentation.h"
 #include "support/text.h"
@@ -71,10 +72,11 @@ std::vector<std::string> CertainNames() {
   return {"labels.png", "panel.png", "histogram.svg", "report.txt", "report.json"};
 }
 
-void WriteResults(example::Results& results, const GreyImage& image, const Inside& inside,
-                  const Segmentation& segmentation, const std::string& text, const Options& options) {
-  segment_mr::WritePictures(results, image, segmentation, segment_mr::LabelColours(segmentation),
-                            options.side);
+// Returns the report for programs.
+std::string WriteResults(example::Results& results, const GreyImage& image, const GreyImage* over,
+                         const Inside& inside, const Segmentation& segmentation, const std::string& text,
+                         const Options& options) {
+  segment_mr::WritePictures(results, image, over, segmentation, options.side);
   results.WriteText("histogram.svg", segment_mr::DrawHistogram(image, segmentation));
   if (!segmentation.changes.empty())
     results.WriteText("convergence.svg", DrawConvergence(segmentation, options));
@@ -84,6 +86,7 @@ void WriteResults(example::Results& results, const GreyImage& image, const Insid
   results.WriteText("report.json", json);
   results.WriteTextFile(options.output.jsonPath, json);
   results.Commit();
+  return json;
 }
 
 // Values that are not the 0 of a background.
@@ -114,7 +117,7 @@ std::vector<GreyImage> ReadChannels(Options& options) {
 
 std::vector<std::string> InputsOf(const Options& options) {
   std::vector<std::string> inputs = options.channelPaths;
-  for (const std::string& path : {options.fusedPath, options.maskPath}) {
+  for (const std::string& path : {options.fusedPath, options.maskPath, options.overPath}) {
     if (!path.empty()) inputs.push_back(path);
   }
   return inputs;
@@ -132,16 +135,23 @@ std::vector<double> DenoiseAll(std::vector<GreyImage>& channels, std::optional<G
   return channels.size() == 1 ? confidence : std::vector<double>();
 }
 
-// Segments one scan into the folder of the options; returns its row of the summary.
-std::string SegmentScan(Options options) {
+// What is told of one scan among several.
+struct ScanSummary {
+  std::string row;   // of the table
+  std::string json;  // its report
+};
+
+// Segments one scan into the folder of the options.
+ScanSummary SegmentScan(Options options) {
   example::Results results("segment_mr", InputsOf(options), options.output.isForced);
   results.OpenFolder(options.output.path);
   results.Announce(CertainNames());
   results.AnnounceFile(options.output.jsonPath);
   std::vector<GreyImage> channels = ReadChannels(options);
-  ChooseMethod(channels.front(), options);
+  ChooseMethod(channels, options);
   std::optional<GreyImage> second = ReadCompanion(options.fusedPath, channels.front(), options);
   const std::optional<GreyImage> mask = ReadCompanion(options.maskPath, channels.front(), options);
+  const std::optional<GreyImage> over = ReadCompanion(options.overPath, channels.front(), options);
   const std::vector<double> confidence = DenoiseAll(channels, second, options);
   const GreyImage& image = channels.front();
   const GreyImage* fused = second ? &*second : nullptr;
@@ -153,13 +163,14 @@ std::string SegmentScan(Options options) {
   const Segmentation segmentation = isTissue ? DivideTissues(channels, inside, confidence, options.settings)
                                              : Segment(image, inside, fused, options.settings);
   const std::string text = TextReport(image, inside, segmentation, options);
-  WriteResults(results, image, inside, segmentation, text, options);
+  const std::string json =
+      WriteResults(results, image, over ? &*over : nullptr, inside, segmentation, text, options);
 
   std::printf("%s\n", text.c_str());
   TellDropped(image, inside, options);
   std::printf("%zu files written into %s: panel.png shows the classes at a glance\n",
               results.GetNames().size(), options.output.path.c_str());
-  return segment_mr::SummaryRow(image, segmentation, options);
+  return {segment_mr::SummaryRow(image, segmentation, options), json};
 }
 
 // "scan" of "data/scan.nii.gz".
@@ -178,7 +189,9 @@ void SegmentEach(const Options& options) {
   example::Results results("segment_mr", InputsOf(options), options.output.isForced);
   results.OpenFolder(options.output.path);
   results.Announce({"summary.csv"});
-  std::string summary = segment_mr::SummaryHeader();
+  results.AnnounceFile(options.output.jsonPath);
+  std::string table = segment_mr::SummaryHeader();
+  example::Json reports = example::Json::array();
   for (const std::string& path : options.channelPaths) {
     Options one = options;
     one.imagePath = path;
@@ -186,10 +199,13 @@ void SegmentEach(const Options& options) {
     one.output.jsonPath.clear();
     one.output.path = (std::filesystem::path(options.output.path) / StemOf(path)).string();
     one.clock = {};
-    summary += SegmentScan(one);
+    const ScanSummary summary = SegmentScan(one);
+    table += summary.row;
+    reports.push_back(example::Json::parse(summary.json));
     std::printf("\n");
   }
-  results.WriteText("summary.csv", summary);
+  results.WriteText("summary.csv", table);
+  results.WriteTextFile(options.output.jsonPath, example::JsonText(reports));
   results.Commit();
 }
 

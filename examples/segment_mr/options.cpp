@@ -27,6 +27,7 @@ constexpr const char* kFooter =
     "  histogram.svg             intensities with the centroids and the memberships\n"
     "  convergence.svg           change in each iteration, but of tissue\n"
     "  undecided.png             ecm: mass on sets of several classes, black 0, white 1\n"
+    "  undecided_over_labels.png ecm with --over: undecided in white over the labels of another run\n"
     "  outliers.png              ecm: mass on no class; with --fuse conflict.png: how much the images "
     "disagree\n"
     "and for a NIfTI image, each in its place in the scanner, also of a single plane:\n"
@@ -63,12 +64,11 @@ void AddOptions(CLI::App& app, Options& options) {
        {"kmeans", Method::KMeans},
        {"ecm", Method::EvidentialCMeans}},
       "METHOD",
-      "tissue (tissues, their mixtures and a bias field: the default of\nvolumes), fcm (fuzzy c-means, that "
-      "of planes), "
-      "kmeans, or ecm (evidential\n"
-      "c-means: for undecided voxels and outliers; its labels alone are\nno tissue map)");
+      "tissue (tissues, their mixtures and a bias field: the default), fcm\n(fuzzy c-means: the default of "
+      "what has values below 0), kmeans, or\necm (evidential c-means: for undecided voxels and outliers; its "
+      "labels\nalone are no tissue map)");
   example::AddNumber(app, "-c,--clusters", options.settings.clusters, 2, kMostClusters,
-                     "Number of classes, 2 to 64 (ecm: to 10)");
+                     "Number of classes, 2 to 64 (ecm: to 10, tissue: to 16, and 3 without\nit)");
   app.add_option("--fuzzifier", options.settings.fuzzifier,
                  "Exponent of fuzzy and evidential c-means, above 1:\nlarger values blur the classes more")
       ->capture_default_str();
@@ -87,6 +87,10 @@ void AddOptions(CLI::App& app, Options& options) {
       app, "--fuse-centroids", options.settings.fusedCentroids, "A,B",
       "Intensities of the second image to start from, in the order of\nthe first one's classes; without "
       "them its classes are numbered by\nincreasing intensity, too");
+  app.add_option("--over", options.overPath,
+                 "Of ecm: draw what is undecided over these labels of the same grid,\nof a run of another "
+                 "method, instead of its own")
+      ->type_name("LABELS");
   example::AddNumber(app, "-n,--iterations", options.settings.iterations, 1, 1000000,
                      "Most iterations, 1 to 1000000; without it ecm takes 1000");
   app.add_option("-t,--tolerance", options.settings.tolerance,
@@ -104,10 +108,14 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--threshold", options.threshold,
                  "Voxels at or below this intensity are outside; below 0 for CT\nor z-scores")
       ->capture_default_str();
-  app.add_flag(
-      "--denoise,!--no-denoise", options.denoises,
-      "Take the noise off first (the default with tissues of volumes);\nvoxels at 0 before or after it are "
-      "outside");
+  // Two flags: a flag that can be negated sets its value also when it is not there.
+  CLI::Option* denoise = app.add_flag_callback(
+      "--denoise", [&options] { options.denoises = true; },
+      "Take the noise off first (the default of tissue, but where values\nare below 0); voxels at 0 before "
+      "or after it are outside");
+  app.add_flag_callback(
+         "--no-denoise", [&options] { options.denoises = false; }, "Take the image as it is")
+      ->excludes(denoise);
   app.add_flag("--bias-field,!--no-bias-field", options.settings.estimatesField,
                "Of tissue: whether to look for a bias field (the default)");
   app.add_option("--sigma", options.sigma,
@@ -142,6 +150,7 @@ void CheckOptions(const Options& options) {
   Require(!isEvidential || options.settings.clusters <= kMostEvidentialClusters,
           "--method ecm takes 2 to 10 classes");
   Require(isEvidential || options.fusedPath.empty(), "--fuse needs --method ecm");
+  Require(isEvidential || options.overPath.empty(), "--over needs --method ecm");
   Require(!options.fusedPath.empty() || options.settings.fusedCentroids.empty(),
           "--fuse-centroids needs --fuse");
   CheckCentroids("--centroids", options.settings.centroids, options.settings.clusters);
@@ -189,12 +198,15 @@ void UseTissues(Options& options) {
 
 }  // namespace
 
-void ChooseMethod(const example::GreyImage& image, Options& options) {
-  const bool canBeTissues = options.settings.clusters <= example::kMostTissues;
-  if (options.isMethodOpen && example::IsVolume(image) && canBeTissues) UseTissues(options);
+void ChooseMethod(const std::vector<example::GreyImage>& channels, Options& options) {
+  const bool areMagnitudes = std::all_of(channels.begin(), channels.end(), [](const auto& channel) {
+    return std::all_of(channel.values.begin(), channel.values.end(),
+                       [](double value) { return value >= 0.0; });
+  });
+  const bool canBeTissues = options.settings.clusters <= example::kMostTissues && areMagnitudes;
+  if (options.isMethodOpen && canBeTissues) UseTissues(options);
   options.isMethodOpen = false;
-  if (!options.denoises)
-    options.denoises = options.settings.method == Method::Tissue && example::IsVolume(image);
+  if (!options.denoises) options.denoises = options.settings.method == Method::Tissue && areMagnitudes;
 }
 
 std::optional<Options> ParseOptions(int argc, char** argv) {

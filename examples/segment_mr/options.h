@@ -16,23 +16,24 @@ struct Options {
   std::string imagePath;                  ///< the first channel
   std::vector<std::string> channelPaths;  ///< all channels, the first one included
   bool takesEach = false;                 ///< the images are no channels: one run for each
-  bool isMethodOpen = false;  ///< tissues, with denoising, for a volume; fuzzy c-means for a plane
-  bool isCountOpen = false;   ///< of the classes
+  bool isMethodOpen = false;              ///< tissues; fuzzy c-means for what has values below 0
+  bool isCountOpen = false;               ///< of the classes
   example::OutputOptions output{"segment_mr_output", "", false};
   example::SegmentationSettings settings;
   std::string fusedPath;         ///< second image; empty: none
+  std::string overPath;          ///< labels to draw what is undecided over; empty: none
   std::string maskPath;          ///< empty: none
   double threshold = 0.0;        ///< intensities at or below it are outside
   std::optional<int> axis;       ///< 0, 1 or 2
   std::optional<int> index;      ///< of the plane along the axis
-  std::optional<bool> denoises;  ///< before the segmentation; open: tissues of volumes
+  std::optional<bool> denoises;  ///< before the segmentation; open: for tissues, without values below 0
   double sigma = 0.0;            ///< deviation of the noise; 0: estimated
   example::Side side = example::Side::Radiological;
   example::Stopwatch clock;  ///< of the run
 };
 
-/// Completes the options of a user who left the method open, by what the image is.
-void ChooseMethod(const example::GreyImage& image, Options& options);
+/// Completes the options of a user who left the method open, by what the images are.
+void ChooseMethod(const std::vector<example::GreyImage>& channels, Options& options);
 
 /// @return  nothing when the user asked for help, which is printed.
 /// @throws example::Failure  for an unknown, missing or illegal option.

@@ -1,8 +1,11 @@
 #include "pictures.h"
 
 #include <algorithm>
+#include <cmath>
 #include <optional>
 
+#include "maps.h"
+#include "support/failure.h"
 #include "support/panel.h"
 #include "support/png_io.h"
 #include "support/raster.h"
@@ -28,9 +31,10 @@ struct Drawn {
   std::vector<std::uint8_t> labels;
   std::vector<std::vector<float>> memberships;
   std::optional<example::Evidence> evidence;
+  std::optional<GreyImage> over;
 };
 
-Drawn PlaneToDraw(const GreyImage& image, const Segmentation& segmentation) {
+Drawn PlaneToDraw(const GreyImage& image, const GreyImage* over, const Segmentation& segmentation) {
   const int middle = image.size[2] / 2;
   Drawn drawn;
   drawn.image = example::ExtractPlane(image, kAxisZ, middle);
@@ -38,6 +42,7 @@ Drawn PlaneToDraw(const GreyImage& image, const Segmentation& segmentation) {
   for (const auto& membership : segmentation.memberships) {
     drawn.memberships.push_back(example::ExtractPlaneValues(membership, image.size, kAxisZ, middle));
   }
+  if (over != nullptr) drawn.over = example::ExtractPlane(*over, kAxisZ, middle);
   if (segmentation.evidence) {
     drawn.evidence.emplace();
     const auto plane = [&](const std::vector<float>& values) {
@@ -47,6 +52,14 @@ Drawn PlaneToDraw(const GreyImage& image, const Segmentation& segmentation) {
     drawn.evidence->unassigned = plane(segmentation.evidence->unassigned);
   }
   return drawn;
+}
+
+void RequireLabels(const GreyImage& over) {
+  const bool areLabels = std::all_of(over.values.begin(), over.values.end(), [](double value) {
+    return value >= 0.0 && value <= example::kMostClusters && value == std::floor(value);
+  });
+  if (!areLabels)
+    throw example::Failure("--over needs labels from 0 to " + std::to_string(example::kMostClusters));
 }
 
 // Draws a plane and puts its pictures into files and onto the panel.
@@ -67,7 +80,21 @@ class Pictures {
     };
     const Raster labels = example::DrawPlane(drawn_.image, colourOf, side_);
     Write("labels", labels);
-    tiles_.push_back({labels, "labels", std::nullopt, false});
+    if (!drawn_.over) tiles_.push_back({labels, "labels", std::nullopt, false});
+  }
+
+  // The labels of another method, with this one's undecided voxels in the last colour.
+  void AddUndecidedOver(std::uint8_t undecidedLabel, Colour undecided) {
+    const std::vector<Colour> colours = example::DistinctColours(
+        static_cast<int>(*std::max_element(drawn_.over->values.begin(), drawn_.over->values.end())));
+    const auto colourOf = [&](std::size_t voxel) {
+      if (drawn_.labels[voxel] == undecidedLabel) return undecided;
+      const auto label = static_cast<std::size_t>(drawn_.over->values[voxel]);
+      return label == 0 ? kBlack : colours[label - 1];
+    };
+    const Raster picture = example::DrawPlane(drawn_.image, colourOf, side_);
+    Write("undecided_over_labels", picture);
+    tiles_.push_back({picture, "undecided (white) over labels", undecided, false});
   }
 
   void AddMembership(std::size_t k, double centroid, Colour colour) {
@@ -119,11 +146,14 @@ class Pictures {
 
 }  // namespace
 
-void WritePictures(example::Results& results, const GreyImage& image, const Segmentation& segmentation,
-                   const std::vector<Colour>& colours, example::Side side) {
-  Pictures pictures(results, PlaneToDraw(image, segmentation), side);
+void WritePictures(example::Results& results, const GreyImage& image, const GreyImage* over,
+                   const Segmentation& segmentation, example::Side side) {
+  if (over != nullptr) RequireLabels(*over);
+  const std::vector<Colour> colours = LabelColours(segmentation);
+  Pictures pictures(results, PlaneToDraw(image, over, segmentation), side);
   pictures.AddImage();
   pictures.AddLabels(colours);
+  if (over != nullptr) pictures.AddUndecidedOver(static_cast<std::uint8_t>(colours.size()), colours.back());
   for (std::size_t k = 0; k < segmentation.centroids.size(); ++k)
     pictures.AddMembership(k, segmentation.centroids[k], colours[k]);
   if (const auto& evidence = pictures.GetDrawn().evidence) {

@@ -38,32 +38,18 @@ void CheckIntensities(const std::vector<double>& sorted) {
     throw Failure("the image has intensities beyond single precision");
 }
 
-// The middle of each of as many equal shares of the values as there are classes.
-std::vector<double> Quantiles(const std::vector<double>& sorted, int count) {
-  std::vector<double> quantiles;
-  for (int k = 0; k < count; ++k) {
-    quantiles.push_back(sorted[(2 * static_cast<std::size_t>(k) + 1) * sorted.size() /
-                               (2 * static_cast<std::size_t>(count))]);
-  }
-  return quantiles;
-}
-
-std::vector<double> StartingCentroids(const std::vector<double>& sorted, const std::vector<double>& given,
-                                      int clusters) {
+void CheckDistinct(const std::vector<double>& sorted, int clusters) {
   std::vector<double> distinct = sorted;
   distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
-  if (distinct.size() < static_cast<std::size_t>(clusters)) {
-    throw Failure("the image has " + std::to_string(distinct.size()) +
-                  " distinct intensities above 0, too few for " + std::to_string(clusters) + " classes");
-  }
-  if (distinct.back() - distinct.front() < kLeastRange) {
-    throw Failure("the intensities span only " + Rounded(distinct.back() - distinct.front(), 3) +
-                  ": rescale the image");
-  }
-  if (!given.empty()) return given;
-  const std::vector<double> quantiles = Quantiles(sorted, clusters);
-  const bool areDistinct = std::adjacent_find(quantiles.begin(), quantiles.end()) == quantiles.end();
-  return areDistinct ? quantiles : Quantiles(distinct, clusters);
+  if (distinct.size() >= static_cast<std::size_t>(clusters)) return;
+  throw Failure("the image has " + std::to_string(distinct.size()) +
+                " distinct intensities above 0, too few for " + std::to_string(clusters) + " classes");
+}
+
+void CheckRange(const std::vector<double>& sorted) {
+  if (sorted.back() - sorted.front() >= kLeastRange) return;
+  throw Failure("the intensities span only " + Rounded(sorted.back() - sorted.front(), 3) +
+                ": rescale the image");
 }
 
 void AddVoxels(MTH_CLUSTERING& engine, const GreyImage& image, const Inside& inside) {
@@ -76,6 +62,23 @@ void AddVoxels(MTH_CLUSTERING& engine, const GreyImage& image, const Inside& ins
     sample.ChangeParameters(&value, 1);
     if (!engine.AddSample(&sample)) throw std::bad_alloc();
   }
+}
+
+std::vector<double> CentroidsOf(const MTH_CLUSTERING& engine) {
+  std::vector<double> centroids;
+  for (const MTH_MATRIX* centroid : *engine.GetCentroids()) centroids.push_back(centroid->Get(0, 0));
+  return centroids;
+}
+
+// Spread over the quantiles; where one intensity takes several of them, over the intensities.
+std::vector<double> SetStart(MTH_CLUSTERING& engine, const std::vector<double>& given) {
+  for (std::size_t k = 0; k < given.size(); ++k) engine.InitialiseCentroid(static_cast<int>(k), &given[k], 1);
+  if (!given.empty()) return given;
+  if (!engine.InitialiseCentroidsFromSamples(MTH_CENTROID_START::Quantiles)) throw std::bad_alloc();
+  const std::vector<double> start = CentroidsOf(engine);
+  if (std::adjacent_find(start.begin(), start.end()) == start.end()) return start;
+  if (!engine.InitialiseCentroidsFromSamples(MTH_CENTROID_START::FarthestFirst)) throw std::bad_alloc();
+  return CentroidsOf(engine);
 }
 
 // Runs the engine; the last change is kept as the engine returns it, the former ones as its texts round them.
@@ -174,7 +177,8 @@ void Warn(const SegmentationSettings& settings, Segmentation& result) {
   }
   for (std::size_t k = 0; k < result.voxelCounts.size(); ++k) {
     if (result.voxelCounts[k] == 0)
-      result.warnings.push_back("class " + std::to_string(k + 1) + " has no voxel");
+      result.warnings.push_back("class " + std::to_string(k + 1) +
+                                " has no voxel: it died, and its centroid tells nothing");
   }
 }
 
@@ -195,15 +199,13 @@ std::vector<double> Prepare(MTH_CLUSTERING& engine, const GreyImage& image, cons
                             const std::vector<double>& given, const SegmentationSettings& settings) {
   const std::vector<double> sorted = SortedIntensities(image, inside);
   CheckIntensities(sorted);
-  std::vector<double> start = StartingCentroids(sorted, given, settings.clusters);
+  CheckDistinct(sorted, settings.clusters);
+  CheckRange(sorted);
   engine.SetIterationsCount(settings.iterations);
   engine.SetTolerance(settings.tolerance);
   engine.SetParams(settings.alpha, settings.fuzzifier, settings.rho);
-  for (int k = 0; k < settings.clusters; ++k) {
-    engine.InitialiseCentroid(k, &start[static_cast<std::size_t>(k)], 1);
-  }
   AddVoxels(engine, image, inside);
-  return start;
+  return SetStart(engine, given);
 }
 
 // Clusters the second image and fuses its evidence into the engine's.
@@ -242,7 +244,9 @@ void ReadTissues(const MTH_TISSUE_CLUSTERING& engine, std::size_t voxels, Segmen
 Segmentation DivideTissues(const std::vector<GreyImage>& channels, const Inside& inside,
                            const std::vector<double>& confidence, const SegmentationSettings& settings) {
   const GreyImage& image = channels.front();
-  CheckIntensities(SortedIntensities(image, inside));
+  const std::vector<double> sorted = SortedIntensities(image, inside);
+  CheckIntensities(sorted);
+  CheckDistinct(sorted, settings.clusters);
   MTH_TISSUE_CLUSTERING engine(settings.clusters);
   engine.SetFieldEstimation(settings.estimatesField);
   if (image.voxelSize)

@@ -24,7 +24,8 @@ struct TissueResult;
 ///  between c_k and
 ///    c_(k+1) with the noise of a normal law. Shares of the 2 K - 1 classes and the deviation belong to a
 ///    stratum, the means c_k to all. They are fitted by expectation and maximisation to histograms of 384
-///    bins: 40 steps at first, 4 in each round, 20 at the end.
+///    bins: 40 steps at first, 4 in each round, 20 at the end. No mean passes the middle between two of the
+///    fuzzy clusters that the fit starts from.
 ///  - Field: the logarithm of b grows by G*(w log(v / y)) / G*(w), y being the signal expected at v and w =
 ///  P(pure tissue)
 ///    y^2 / deviation^2; sums over cubes of 4 voxels, G a Gaussian of 25 mm. The mean of log b is 0. 10

@@ -78,6 +78,7 @@ void TissueMixture::StartMixture() {
   }
   deviations_.fill(weight > 0.0 ? std::sqrt(squares / weight) : 0.0);
   for (auto& shares : shares_) shares.fill(1.0 / Classes());
+  start_ = means_;
   BoundDeviations();
 }
 
@@ -133,8 +134,19 @@ void TissueMixture::Fit(int steps) {
     for (std::size_t k = 0; k < static_cast<std::size_t>(tissues_); ++k) {
       if (weights[k] > 0.0) means_[k] += sums[k] / weights[k];
     }
+    KeepNearStart();
     KeepApart();
     BoundDeviations();
+  }
+}
+
+// In an image without noise the mixture of two tissues can stand for a third one between them, whose mean
+// then runs into a neighbour: no mean leaves its own side of the middle between two fuzzy clusters.
+void TissueMixture::KeepNearStart() {
+  for (std::size_t k = 0; k + 1 < static_cast<std::size_t>(tissues_); ++k) {
+    const double middle = 0.5 * (start_[k] + start_[k + 1]);
+    means_[k] = std::min(means_[k], middle);
+    means_[k + 1] = std::max(means_[k + 1], middle);
   }
 }
 

@@ -70,11 +70,13 @@ class TissueMixture {
   double MaximiseStratum(int stratum, double* weights, double* sums);
   void BoundDeviations();
   void KeepApart();
+  void KeepNearStart();
 
   int tissues_;
   int strata_;
   double inverseStep_ = 0.0;
   std::array<double, kMostTissues> means_{};
+  std::array<double, kMostTissues> start_{};  // the means that the fit began from
   std::array<double, kMostStrata> deviations_{};
   std::array<std::array<double, 2 * kMostTissues>, kMostStrata> shares_{};
   WorkArray<double> counts_;

@@ -233,6 +233,20 @@ TEST(SegmentMrEvidential, LabelsTellWhatIsUndecidedAndFollowGreyLevels) {
   }
 }
 
+// What is undecided can be shown over the labels of another method.
+TEST(SegmentMrEvidential, ShowsWhatIsUndecidedOverOtherLabels) {
+  const ScratchFolder folder;
+  const std::string image = Image(folder, "image.nii", kFirst);
+  const std::string over = Image(folder, "over.nii", std::vector<int>(kFirst.size(), 65));
+  const ProgramRun run = RunProgram(
+      MTH_SEGMENT_MR, Quoted(image) + " -m ecm -c 3 --over " + Quoted(over) + " -o " + Quoted(folder / "no"));
+  EXPECT_EQ(run.status, 2);
+  EXPECT_NE(run.errors.find("--over needs labels from 0 to 64"), std::string::npos) << run.errors;
+  Segment(folder, image,
+          "-c 3 --over " + Quoted(Image(folder, "over.nii", std::vector<int>(kFirst.size(), 2))));
+  EXPECT_TRUE(std::filesystem::exists(folder / "result/undecided_over_labels.png"));
+}
+
 // Classes are numbered by intensity, whatever the order of the start, and so are those of the second image.
 TEST(SegmentMrEvidential, TheOrderOfTheStartDoesNotMatter) {
   const ScratchFolder folder;

@@ -299,7 +299,7 @@ TEST(SegmentMr, APlaneOfAVolumeHasTheAreasOfItsPixels) {
       const int value = values[static_cast<std::size_t>(voxel)];
       if (position[plane.axis] == plane.index && value > 0) areas[value < 50 ? 0 : 1] += plane.pixelArea;
     }
-    const Json report = Segment(folder, folder / "volume.nii", std::string("-c 2 ") + plane.options);
+    const Json report = Segment(folder, folder / "volume.nii", std::string("-m fcm -c 2 ") + plane.options);
     ExpectNear(Column(report, "area_mm2"), areas, 1e-12);
     EXPECT_EQ(report["image"]["plane"]["index"], plane.index);
     // The labels of the plane lie in it: along its axis at the plane's place.
@@ -509,7 +509,8 @@ TEST(SegmentMr, TakesEachOfSeveralImages) {
   file.SetVoxels<std::uint8_t>({10, 60, 60, 0, 60, 10});
   for (const char* name : {"a.nii", "b.nii", "other/a.nii"}) WriteFile(folder / name, file.Bytes(8));
   const auto run = [&](const std::string& images) {
-    return RunProgram(MTH_SEGMENT_MR, images + " --each -m kmeans -c 2 -o " + Quoted(folder / "result"));
+    return RunProgram(MTH_SEGMENT_MR, images + " --each -m kmeans -c 2 --json " +
+                                          Quoted(folder / "all.json") + " -o " + Quoted(folder / "result"));
   };
   const ProgramRun same = run(Quoted(folder / "a.nii") + " " + Quoted(folder / "other/a.nii"));
   EXPECT_EQ(same.status, 2);
@@ -520,6 +521,28 @@ TEST(SegmentMr, TakesEachOfSeveralImages) {
   const std::string summary = ReadFile(folder / "result/summary.csv");
   EXPECT_EQ(std::count(summary.begin(), summary.end(), '\n'), 3);
   EXPECT_NE(summary.find("\",k-means,2,yes,mm2,10 60,2 3,2 3\n"), std::string::npos) << summary;
+  const Json reports = Json::parse(ReadFile(folder / "all.json"), nullptr, false);
+  ASSERT_EQ(reports.size(), 2U);
+  EXPECT_EQ(reports[1]["image"]["path"], folder / "b.nii");
+}
+
+// Planes are denoised and divided into tissues, too, and grey matter is told also without the denoising,
+// though the mixture of the two others could stand for it; z-scores are clustered.
+TEST(SegmentMr, DividesPlanesIntoTissues) {
+  const ScratchFolder folder;
+  for (const bool denoises : {true, false}) {
+    const Json report = Segment(folder, kSlice, denoises ? "" : "--no-denoise");
+    EXPECT_EQ(report["method"], "tissues and mixtures");
+    EXPECT_EQ(report["image"]["denoised"], denoises);
+    ExpectNear(Column(report, "centroid"), {31.0, 72.0, 113.0}, 9.0);
+  }
+  NiftiFile scores = TwoClasses();
+  scores.datatype = 4;
+  scores.SetVoxels<std::int16_t>({-10, 60, 60, -30, 60, -10});
+  WriteFile(folder / "scores.nii", scores.Bytes(16));
+  const Json report = Segment(folder, folder / "scores.nii", "-c 2 --threshold -20");
+  EXPECT_EQ(report["method"], "fuzzy c-means");
+  EXPECT_EQ(report["image"]["denoised"], false);
 }
 
 // Results that look valid and are none are told.

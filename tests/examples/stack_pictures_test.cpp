@@ -57,6 +57,11 @@ TEST(StackPictures, KeepsTheOrderAndFitsTheWidth) {
   EXPECT_EQ(stack.width, 6);
   EXPECT_EQ(stack.height, 6);  // 2 rows, and 2 at twice their size
   EXPECT_EQ(stack.bytes, Filled(6, 2, red).bytes + Filled(6, 4, blue).bytes);
+  const std::string named = Quoted(folder / "wide.png") + " -o " + Quoted(folder / "named.png") + " --names ";
+  EXPECT_EQ(mth_test::RunProgram(MTH_STACK_PICTURES, named + "a,b").status, 2);
+  ASSERT_EQ(mth_test::RunProgram(MTH_STACK_PICTURES, named + "a").status, 0);
+  EXPECT_TRUE(Read(folder / "named.png").bytes.ends_with(Filled(6, 2, red).bytes));
+  EXPECT_GT(Read(folder / "named.png").height, 2);
 }
 
 TEST(StackPictures, RefusesWhatIsNoPicture) {
