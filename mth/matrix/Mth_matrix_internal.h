@@ -14,6 +14,49 @@ class MatrixAccess {
  public:
   /// Results carry their status, and so do the operands of some operations, which are const.
   static void SetStatus(const MTH_MATRIX& matrix, int status) { matrix.status_ = status; }
+
+ private:
+  friend class BorrowedMatrix;
+
+  // Lays an unallocated matrix over elements that it does not own; `elements` null: forgets them.
+  template <class T>
+  static void Lay(MTH_MATRIX& matrix, T* elements, int rows, int columns) {
+    const bool isLaid = elements != nullptr;
+    if constexpr (std::is_same_v<T, double>) {
+      matrix.doubles_ = elements;
+    } else {
+      matrix.floats_ = elements;
+    }
+    matrix.rows_ = isLaid ? rows : -1;
+    matrix.columns_ = isLaid ? columns : -1;
+    matrix.type_ = std::is_same_v<T, double> ? 0 : 1;
+    matrix.allocated_ = isLaid;
+  }
+};
+
+/// A caller's array, row-major, as an operand of const operations, without a copy: the elements are borrowed
+/// for the life of this object and never written.
+class BorrowedMatrix {
+ public:
+  /// @param elements  rows x columns of them, not null; their number is at most 2^31 - 1.
+  template <class T>
+  BorrowedMatrix(const T* elements, int rows, int columns) {
+    MatrixAccess::Lay(matrix_, const_cast<T*>(elements), rows, columns);
+  }
+  BorrowedMatrix(const BorrowedMatrix&) = delete;
+  BorrowedMatrix& operator=(const BorrowedMatrix&) = delete;
+  ~BorrowedMatrix() {
+    MatrixAccess::Lay<double>(matrix_, nullptr, 0, 0);
+    MatrixAccess::Lay<float>(matrix_, nullptr, 0, 0);
+  }
+
+  const MTH_MATRIX& operator*() const { return matrix_; }
+  const MTH_MATRIX* operator->() const { return &matrix_; }
+  /// For operations that take a pointer without const and only read.
+  MTH_MATRIX* Get() { return &matrix_; }
+
+ private:
+  MTH_MATRIX matrix_;
 };
 
 /// Bytes of `count` elements of that valid element type.

@@ -1,0 +1,2 @@
+from ._mth import UnstableSolutionWarning
+from . import linalg

@@ -1,0 +1,181 @@
+#include "call.h"
+
+#include <memory>
+
+#include "std/Std.h"
+
+namespace mth_python {
+namespace {
+
+// Signals are looked at this often: a person cannot tell, and the interpreter's lock is hardly taken.
+constexpr auto kPollInterval = std::chrono::milliseconds(20);
+constexpr int kUnitsPerStep = 5;  // of a progress window
+
+thread_local Call* currentCall = nullptr;
+PyObject* unstableSolutionWarning = nullptr;  // lives as long as the process
+
+// Hands the steps of a run to its call.
+class ProgressView : public STD_WAIT_BAR_VIEW {
+ public:
+  explicit ProgressView(Call& call) : call_(call) {}
+  void SetTitle(const std::string&) override {}
+  void SetAction(const std::string&) override {}
+  void SetMaximum(int maximum) override { total_ = maximum / kUnitsPerStep; }
+  void SetPosition(int position) override {
+    if (isShown_ && position % kUnitsPerStep == 0) call_.ShowProgress(position / kUnitsPerStep, total_);
+  }
+  void Show() override { isShown_ = true; }
+  bool IsCancelRequested() const override { return call_.IsCancelRequested(); }
+
+ private:
+  Call& call_;
+  int total_ = 0;
+  bool isShown_ = false;
+};
+
+// Serves every thread by the call that it is in. What is no call of this module's is the former display's.
+class PythonDisplay : public STD_DISPLAY {
+ public:
+  int ShowMessage(const std::string& text, MessageKind kind, const std::string& caption) override {
+    if (Call* const call = Call::Current()) {
+      call->AddMessage(text);
+      return 1;
+    }
+    return Former().ShowMessage(text, kind, caption);
+  }
+  std::unique_ptr<STD_WAIT_BAR_VIEW> CreateWaitBarView() override {
+    Call* const call = Call::Current();
+    if (call == nullptr) return Former().CreateWaitBarView();
+    return call->HasProgress() ? std::make_unique<ProgressView>(*call) : nullptr;
+  }
+  bool IsCancelRequested() const override {
+    Call* const call = Call::Current();
+    return call != nullptr && call->IsCancelRequested();
+  }
+  void SetFormer(STD_DISPLAY* former) { former_ = former; }
+
+ private:
+  STD_DISPLAY& Former() { return former_ != nullptr ? *former_ : console_; }
+
+  STD_DISPLAY* former_ = nullptr;
+  STD_CONSOLE_DISPLAY console_;
+};
+
+void Warn(PyObject* category, const char* text) {
+  if (PyErr_WarnEx(category, text, 2) != 0) throw py::error_already_set();
+}
+
+}  // namespace
+
+Call::Call(py::object progress)
+    : progress_(std::move(progress)),
+      hasProgress_(!progress_.is_none()),
+      nextPoll_(Clock::now() + kPollInterval) {}
+
+Call::~Call() = default;
+
+Call::Entry::Entry(Call* call) : former(currentCall) {
+  currentCall = call;
+}
+
+Call::Entry::~Entry() {
+  currentCall = former;
+}
+
+Call* Call::Current() {
+  return currentCall;
+}
+
+void Call::Fail() {
+  if (!error_) error_ = std::current_exception();
+}
+
+bool Call::IsCancelRequested() {
+  if (error_) return true;
+  const Clock::time_point now = Clock::now();
+  if (now < nextPoll_) return false;
+  nextPoll_ = now + kPollInterval;
+  const py::gil_scoped_acquire locked;
+  try {
+    if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+  } catch (...) {
+    Fail();
+  }
+  return error_ != nullptr;
+}
+
+void Call::ShowProgress(int done, int total) {
+  if (error_) return;
+  const py::gil_scoped_acquire locked;
+  try {
+    progress_(done, total);
+  } catch (...) {
+    Fail();
+  }
+}
+
+void Call::Finish() {
+  if (error_) std::rethrow_exception(std::exchange(error_, nullptr));
+  // The other messages go with a failure value, which the caller of Run turns into an exception.
+  for (const std::string& text : std::exchange(messages_, {})) {
+    if (text.starts_with("Risque d'instabilité")) WarnUnstable();
+    if (text.starts_with("Problème dans Mth_UsedByIncompleteBeta"))
+      Warn(PyExc_RuntimeWarning, "the continued fraction of the incomplete beta function did not converge");
+    if (text.starts_with("a est très grand")) Warn(PyExc_RuntimeWarning, "the argument of erf is too large");
+  }
+}
+
+void InstallDisplay(py::module_& module) {
+  unstableSolutionWarning = PyErr_NewExceptionWithDoc(
+      "mth.UnstableSolutionWarning",
+      "A solution may be inaccurate: singular values were left out, or an equation is nearly singular.",
+      PyExc_RuntimeWarning, nullptr);
+  if (unstableSolutionWarning == nullptr) throw py::error_already_set();
+  module.add_object("UnstableSolutionWarning", unstableSolutionWarning);
+  static PythonDisplay* const display =
+      new PythonDisplay;  // never deleted: threads may outlive the interpreter's end
+  display->SetFormer(Std_SetDisplay(display));
+}
+
+void ThrowLinAlgError(const std::string& text) {
+  const py::object type = py::module_::import("numpy.linalg").attr("LinAlgError");
+  PyErr_SetString(type.ptr(), text.c_str());
+  throw py::error_already_set();
+}
+
+void ThrowMemoryError() {
+  PyErr_SetString(PyExc_MemoryError, "no memory for the result or the work of this operation");
+  throw py::error_already_set();
+}
+
+void WarnUnstable() {
+  Warn(unstableSolutionWarning, "the solution may be unstable");
+}
+
+void RequireRun(MTH_STOP_REASON reason, const char* what) {
+  const std::string name = what;
+  if (reason == MTH_STOP_REASON::NoMemory) ThrowMemoryError();
+  if (reason == MTH_STOP_REASON::BadInput) throw py::value_error(name + ": the input does not allow a run");
+  if (reason == MTH_STOP_REASON::NotFinite) throw py::value_error(name + ": values are not finite");
+}
+
+const char* ReasonName(MTH_STOP_REASON reason) {
+  switch (reason) {
+    case MTH_STOP_REASON::Converged:
+      return "converged";
+    case MTH_STOP_REASON::IterationCap:
+      return "iteration cap";
+    case MTH_STOP_REASON::Cancelled:
+      return "cancelled";
+    case MTH_STOP_REASON::NoMemory:
+      return "no memory";
+    case MTH_STOP_REASON::BadInput:
+      return "bad input";
+    case MTH_STOP_REASON::NotFinite:
+      return "not finite";
+    default:
+      return "not run";
+  }
+}
+
+}  // namespace mth_python

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <pybind11/pybind11.h>
+
+#include <chrono>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "mth/Mth_stop_reason.h"
+
+/// How the module calls the library.
+namespace mth_python {
+
+namespace py = pybind11;
+
+/// One call of the library by one thread. While it runs other Python threads go on; the signals of the
+/// process, a progress callback's exception, and so Ctrl-C, end the library's run and arrive in the caller.
+///
+/// Calls nest: a cost function that is written in Python may itself use this module.
+class Call {
+ public:
+  /// @param progress  called with the steps done and the number of steps; None for none.
+  explicit Call(py::object progress = py::none());
+  Call(const Call&) = delete;
+  Call& operator=(const Call&) = delete;
+  ~Call();
+
+  /// Runs `compute`, which touches nothing of Python's, without the interpreter's lock, and then throws what
+  /// came up.
+  template <class Compute>
+  void Run(Compute compute) {
+    {
+      const py::gil_scoped_release unlocked;
+      const Entry entry(this);
+      compute();
+    }
+    Finish();
+  }
+  /// The same for what calls back into Python all the time: the lock is kept.
+  template <class Compute>
+  void RunLocked(Compute compute) {
+    {
+      const Entry entry(this);
+      compute();
+    }
+    Finish();
+  }
+
+  /// The call that this thread is in; null outside.
+  static Call* Current();
+  /// Whether somebody asked to end the run: a signal has arrived or a callback has failed. Asked by the
+  /// library.
+  bool IsCancelRequested();
+  bool HasProgress() const { return hasProgress_; }
+  void ShowProgress(int done, int total);
+  void AddMessage(const std::string& text) { messages_.push_back(text); }
+  /// Keeps the present exception, which ends the run; the first one stays.
+  void Fail();
+  bool HasFailed() const { return error_ != nullptr; }
+
+ private:
+  struct Entry {
+    explicit Entry(Call* call);
+    ~Entry();
+    Call* former;
+  };
+  using Clock = std::chrono::steady_clock;
+
+  // Throws the kept exception, and turns messages into warnings.
+  void Finish();
+
+  py::object progress_;
+  bool hasProgress_;
+  Clock::time_point nextPoll_;
+  std::exception_ptr error_;
+  std::vector<std::string> messages_;
+};
+
+/// Installs the display that hands the library's messages and progress to the calls; adds the warning's
+/// class.
+void InstallDisplay(py::module_& module);
+
+/// Raise the exceptions of the names, with a text. Need the interpreter's lock.
+[[noreturn]] void ThrowLinAlgError(const std::string& text);
+[[noreturn]] void ThrowMemoryError();
+/// Warns; throws when the user made an error of warnings.
+void WarnUnstable();
+
+/// Throws for the reasons that are failures: NoMemory, BadInput and NotFinite.
+void RequireRun(MTH_STOP_REASON reason, const char* what);
+/// The reason as Python tells it, such as "converged".
+const char* ReasonName(MTH_STOP_REASON reason);
+
+}  // namespace mth_python
