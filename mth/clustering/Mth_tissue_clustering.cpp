@@ -68,6 +68,16 @@ ChannelValues ValuesOf(const MaskVoxels& voxels, const T* channel) {
   return values;
 }
 
+// Brings the greatest value to between 512 and 1024, so that squares are neither 0 nor infinite.
+/// @return  the power of two that the values were multiplied by.
+double Scale(ChannelValues& values) {
+  int exponent = 0;
+  std::frexp(*std::max_element(values.begin(), values.end()), &exponent);
+  const double factor = std::ldexp(1.0, std::clamp(10 - exponent, -1000, 1000));
+  for (double& value : values) value *= factor;
+  return factor;
+}
+
 // Strata of equal size by confidence; what is not a number is trusted least.
 template <class T>
 int DivideByConfidence(const T* confidence, MaskVoxels& voxels) {
@@ -153,11 +163,19 @@ bool MTH_TISSUE_CLUSTERING::Run(const T* const* channels, int count, const std::
     if (result->voxels.Count() == 0) return end(MTH_STOP_REASON::BadInput);
     const int strata = DivideByConfidence(confidence, result->voxels);
     std::vector<ChannelValues> values;
-    for (int c = 0; c < count; ++c) values.push_back(ValuesOf(result->voxels, channels[c]));
+    std::vector<double> factors;
+    for (int c = 0; c < count; ++c) {
+      values.push_back(ValuesOf(result->voxels, channels[c]));
+      factors.push_back(Scale(values.back()));
+    }
     const TissueSettings settings{tissues_, voxelSize_, estimatesField_, hasLocalMeans_, fieldWidth_};
     RunWatch watch("Segmentation des tissus", kTissueSteps + (count > 1 ? kChannelSteps : 0));
     const MTH_STOP_REASON reason = DivideChannels(settings, strata, values, watch, *result);
-    if (reason == MTH_STOP_REASON::Converged) result_ = std::move(result);
+    if (reason != MTH_STOP_REASON::Converged) return end(reason);
+    for (std::size_t c = 0; c < factors.size(); ++c) {
+      for (double& centroid : result->centroids[c]) centroid /= factors[c];
+    }
+    result_ = std::move(result);
     return end(reason);
   } catch (const std::bad_alloc&) {
     return end(MTH_STOP_REASON::NoMemory);

@@ -18,6 +18,8 @@ namespace {
 
 constexpr double kThreshold = 2.5;    // of a coefficient, in deviations of the noise; below 2.3 noise stays
 constexpr double kLeastNoise = 1e-6;  // over the greatest value: single precision does not resolve less
+constexpr double kMostNoise =
+    1e6;  // over the greatest value: nothing stands out long before, and squares stay finite
 
 // The size without axes of a single voxel in front of longer ones, in memory the same.
 VolumeSize WithoutSingleAxes(int nx, int ny, int nz) {
@@ -219,15 +221,15 @@ bool MTH_VOLUME_DENOISING::Run(const T* noisy, T* denoised, T* confidence) {
 
   const double scale = ScaleOf(noisy, count);
   CopyScaled(noisy, count, scale, denoiser.Noisy());
-  double deviation = deviation_ * scale;
-  if (deviation == 0.0 && !EstimateRicianNoise(size, denoiser.Noisy(), law, deviation))
-    return end(MTH_STOP_REASON::NoMemory);
   const auto greatest = static_cast<double>(*std::max_element(denoiser.Noisy(), denoiser.Noisy() + count));
+  double deviation = std::min(deviation_ * scale, kMostNoise * greatest);
+  if (deviation_ == 0.0 && !EstimateRicianNoise(size, denoiser.Noisy(), law, deviation))
+    return end(MTH_STOP_REASON::NoMemory);
   const bool isNoisy = deviation > kLeastNoise * greatest && greatest > 0.0;
   const MTH_STOP_REASON reason = isNoisy ? denoiser.Run(deviation) : MTH_STOP_REASON::Converged;
   if (reason != MTH_STOP_REASON::Converged) return end(reason);
 
-  usedDeviation_ = deviation / scale;
+  usedDeviation_ = deviation_ > 0.0 ? deviation_ : deviation / scale;
   for (std::int64_t i = 0; i < count; ++i) {
     denoised[i] = static_cast<T>(isNoisy ? denoiser.Value(i) / scale : MagnitudeOf(noisy[i]));
     if (confidence != nullptr) confidence[i] = static_cast<T>(isNoisy ? denoiser.Confidence(i) : 1.0);

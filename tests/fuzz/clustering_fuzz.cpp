@@ -62,7 +62,7 @@ void RunEngine(Setting& setting, bool isModerate, Results& results) {
 
 void TryBoosting(Input& input) {
   const int features = input.Whole(1, 4);
-  const int samples = input.Whole(1, 24);
+  const int samples = input.Size(1, 24);
   MTH_MATRIX x = input.Matrix(features, samples, 0, &Input::Any);
   MTH_MATRIX y(1, samples, 0);
   for (int i = 0; i < samples; ++i) y.Set(0, i, input.Byte() < 128 ? 1.0 : -1.0);
@@ -92,9 +92,9 @@ void TryInput(const std::uint8_t* bytes, std::size_t count) {
   if (input.Byte() < 64) return TryBoosting(input);
   Setting setting;
   setting.method = input.Whole(0, 2);
-  setting.clusters = input.Whole(1, setting.method == 2 ? 4 : 9);
-  setting.dimensions = input.Whole(1, 4);
-  setting.samples = input.Whole(1, 70);
+  setting.clusters = input.Size(1, setting.method == 2 ? 4 : 9);
+  setting.dimensions = input.Size(1, 4);
+  setting.samples = input.Size(1, 70);
   setting.exponent = input.Byte() < 128 ? 2.0 : std::max(1.01, std::abs(input.Moderate()));
   const bool isModerate = input.Byte() < 160;
   const auto draw = isModerate ? &Input::Moderate : &Input::Any;

@@ -136,8 +136,8 @@ void TryLU(const MTH_MATRIX& a) {
 void TryInput(const std::uint8_t* bytes, std::size_t count) {
   Input input(bytes, count);
   const int type = input.Whole(0, 1);
-  const int rows = input.Whole(1, 9);
-  const int columns = input.Byte() < 128 ? rows : input.Whole(1, 9);
+  const int rows = input.Size(1, 9);
+  const int columns = input.Byte() < 128 ? rows : input.Size(1, 9);
   MTH_MATRIX a = input.Matrix(rows, columns, type, input.Byte() < 128 ? &Input::Finite : &Input::Moderate);
   if (!std::isfinite(a.ComputeFrobeniusNorm()) && Largest(a) > 3e38 && type == 1)
     return;  // rounded to infinity

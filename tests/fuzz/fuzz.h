@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -47,6 +48,11 @@ class Input {
     const std::uint32_t value = Bits<std::uint32_t>();
     const std::uint64_t span = static_cast<std::uint64_t>(std::int64_t{high} - low) + 1;
     return static_cast<int>(low + static_cast<std::int64_t>(value % span));
+  }
+  /// A size in [low, high]: mostly one of the lowest, where the edges are and a run costs least.
+  int Size(int low, int high) {
+    const std::uint8_t kind = Byte();
+    return kind < 224 ? std::min(high, low + kind % 7) : Whole(low, high);
   }
   template <class T>
   T Bits() {

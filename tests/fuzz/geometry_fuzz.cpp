@@ -11,7 +11,7 @@ using Points = std::vector<MTH_3D_DOUBLE>;
 
 Points DrawPoints(Input& input) {
   const auto draw = input.Byte() < 200 ? &Input::Finite : &Input::Any;
-  Points points(static_cast<std::size_t>(input.Whole(1, 40)));
+  Points points(static_cast<std::size_t>(input.Size(1, 40)));
   for (MTH_3D_DOUBLE& point : points) {
     const double x = (input.*draw)();
     const double y = (input.*draw)();

@@ -51,15 +51,15 @@ void TryFile(Input& input, const MTH_MATRIX& matrix) {
 void TryInput(const std::uint8_t* bytes, std::size_t count) {
   Input input(bytes, count);
   const int type = input.Whole(0, 1);
-  const int rows = input.Whole(0, 24);
-  const int inner = input.Whole(0, 40);
-  const int columns = input.Whole(0, 40);
+  const int rows = input.Size(0, 24);
+  const int inner = input.Size(0, 40);
+  const int columns = input.Size(0, 40);
   const auto draw = input.Byte() < 128 ? &Input::Any : &Input::Finite;
   const MTH_MATRIX a = input.Matrix(rows, inner, type, draw);
   const MTH_MATRIX b = input.Matrix(inner, columns, type, draw);
   const MTH_MATRIX c = input.Matrix(rows, inner, type, draw);
   const double number = input.Any();
-  const int width = input.Whole(-1, 60);
+  const int width = input.Size(-1, 60);
   RequireSameBits([&](Results& results) {
     for (MTH_MATRIX* made :
          {a * b, a + c, a - c, a / c, a * number, a.Transpose(), a.AddColBySymetry(width),
@@ -77,14 +77,14 @@ void TryInput(const std::uint8_t* bytes, std::size_t count) {
   const MatrixPtr twice(MatrixPtr(a.Transpose())->Transpose());
   RequireSame(twice.get(), &a);
   if (type == 1) {
-    MTH_MATRIX kernel = input.Matrix(input.Whole(0, 5), input.Whole(0, 5), input.Whole(0, 1), draw);
+    MTH_MATRIX kernel = input.Matrix(input.Size(0, 5), input.Size(0, 5), input.Whole(0, 1), draw);
     const int mode = input.Whole(0, 1);
     RequireSameBits([&](Results& results) {
       const MatrixPtr made(a.Convolution2D(&kernel, mode));
       results.Add(made.get());
     });
   }
-  if (input.Byte() < 8) TryFile(input, a);
+  if (input.Byte() == 255) TryFile(input, a);
 }
 
 }  // namespace mth_fuzz

@@ -69,7 +69,7 @@ void TrySpecialFunctions(Input& input) {
 
 void TryInput(const std::uint8_t* bytes, std::size_t count) {
   Input input(bytes, count);
-  const int n = input.Whole(0, 90);
+  const int n = input.Size(0, 90);
   const auto draw = input.Byte() < 160 ? &Input::Finite : &Input::Any;
   std::vector<double> x = input.Numbers(n, draw);
   std::vector<double> y = input.Numbers(n, draw);
