@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "mth/boosting/Mth_clustering_tree.h"
-#include "mth/core/Mth_instruction_set_internal.h"
 
 // What the cells of a boosting add to the scores of many samples. The loops are in
 // Mth_cell_scores_loops_internal.h.
@@ -47,24 +46,3 @@ class CellScores {
 };
 
 }  // namespace mth_internal
-
-#define MTH_DECLARE_CELL_SCORES_KERNELS                                                                  \
-  /* Adds to the scores of the samples [first, last) what each cell adds, in the cells' order. */        \
-  void AddCellScores(const ScoredCell* cells, std::int64_t count, std::int64_t first, std::int64_t last, \
-                     double* scores);
-
-namespace mth_internal {
-namespace baseline {
-MTH_DECLARE_CELL_SCORES_KERNELS
-}
-#if MTH_MULTIVERSION
-namespace avx2 {
-MTH_DECLARE_CELL_SCORES_KERNELS
-}
-namespace avx512 {
-MTH_DECLARE_CELL_SCORES_KERNELS
-}
-#endif
-}  // namespace mth_internal
-
-#undef MTH_DECLARE_CELL_SCORES_KERNELS

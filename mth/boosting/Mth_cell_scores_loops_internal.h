@@ -2,8 +2,9 @@
 
 #include "mth/core/Mth_lanes_internal.h"
 
-void AddCellScores(const ScoredCell* cells, std::int64_t count, std::int64_t first, std::int64_t last,
-                   double* scores) {
+// Adds to the scores of the samples [first, last) what each cell adds, in the cells' order.
+inline void AddCellScores(const ScoredCell* cells, std::int64_t count, std::int64_t first, std::int64_t last,
+                          double* scores) {
   for (const ScoredCell* cell = cells; cell != cells + count; ++cell) {
     ForEachLanes(first, last, [&](std::int64_t i, auto lanes) {
       using V = decltype(lanes);

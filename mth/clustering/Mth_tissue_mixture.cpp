@@ -7,7 +7,7 @@
 
 #include "mth/clustering/Mth_tissue_mixture_internal.h"
 
-#define MTH_KERNEL_FILE "mth/clustering/Mth_tissue_loops_internal.h"
+#define MTH_KERNEL_FILE "mth/clustering/Mth_tissue_mixture_loops_internal.h"
 #include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 namespace mth_internal {

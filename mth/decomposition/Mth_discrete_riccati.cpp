@@ -3,7 +3,6 @@
 #include <limits>
 
 #include "mth/core/Mth_work_array_internal.h"
-#include "mth/decomposition/Mth_elimination_kernel_internal.h"
 #include "mth/decomposition/Mth_lu_internal.h"
 #include "mth/decomposition/Mth_lyapunov_internal.h"
 #include "mth/decomposition/Mth_ordering_internal.h"
@@ -12,7 +11,8 @@
 #include "mth/decomposition/Mth_riccati_internal.h"
 #include "mth/decomposition/Mth_scaling_internal.h"
 #include "mth/decomposition/Mth_small_reflections_internal.h"
-#include "mth/matrix/Mth_kernels_internal.h"
+#include "mth/matrix/Mth_product_kernel_internal.h"
+#include "mth/matrix/Mth_transpose_kernel_internal.h"
 
 // The discrete Riccati equation by the ordered generalised Schur form of the extended pencil (van Dooren):
 // with states x, costates p and inputs u it is

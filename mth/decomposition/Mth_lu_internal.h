@@ -18,6 +18,14 @@ constexpr std::int64_t kSmallSystem = 16;
 template <class T>
 int FactorMatrix(const T* elements, std::int64_t size, double* work, int* order);
 
+/// Solves L U X = X for size x columns doubles, L and U in one row-major matrix as LU leaves them.
+/// @tparam T           the element type that each unknown is rounded to when it is final.
+/// @param  isIdentity  whether X starts as the identity, whose zeros are then skipped: for finite factors.
+/// @return             false without memory.
+template <class T, class Element>
+bool SolveFactoredRows(const Element* lu, std::int64_t size, double* x, std::int64_t columns,
+                       bool isIdentity);
+
 /// The LU factors of a square matrix, in doubles, for as long as one operation needs them.
 class LUFactors {
  public:

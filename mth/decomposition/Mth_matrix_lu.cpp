@@ -5,7 +5,6 @@
 #include <new>
 
 #include "mth/core/Mth_work_array_internal.h"
-#include "mth/decomposition/Mth_elimination_kernel_internal.h"
 #include "mth/decomposition/Mth_lu_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"

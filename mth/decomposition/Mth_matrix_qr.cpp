@@ -4,9 +4,9 @@
 
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_reflections_internal.h"
-#include "mth/matrix/Mth_kernels_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
+#include "mth/matrix/Mth_product_kernel_internal.h"
 
 #define MTH_KERNEL_FILE "mth/decomposition/Mth_qr_loops_internal.h"
 #include "mth/core/Mth_for_each_instruction_set_internal.h"

@@ -8,9 +8,10 @@
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_svd_internal.h"
-#include "mth/matrix/Mth_kernels_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
+#include "mth/matrix/Mth_product_kernel_internal.h"
+#include "mth/matrix/Mth_transpose_kernel_internal.h"
 
 #define MTH_KERNEL_FILE "mth/decomposition/Mth_svd_loops_internal.h"
 #include "mth/core/Mth_for_each_instruction_set_internal.h"

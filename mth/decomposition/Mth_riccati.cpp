@@ -4,14 +4,13 @@
 
 #include "mth/core/Mth_complex_number_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
-#include "mth/decomposition/Mth_elimination_kernel_internal.h"
 #include "mth/decomposition/Mth_lu_internal.h"
 #include "mth/decomposition/Mth_lyapunov_internal.h"
 #include "mth/decomposition/Mth_ordering_internal.h"
 #include "mth/decomposition/Mth_riccati_internal.h"
 #include "mth/decomposition/Mth_scaling_internal.h"
 #include "mth/decomposition/Mth_schur_internal.h"
-#include "mth/matrix/Mth_kernels_internal.h"
+#include "mth/matrix/Mth_product_kernel_internal.h"
 
 // The continuous Riccati equation by ordered Schur vectors (Laub).
 

@@ -1,8 +1,9 @@
 #include <algorithm>
 
-#include "mth/matrix/Mth_kernels_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
+#include "mth/matrix/Mth_product_kernel_internal.h"
+#include "mth/matrix/Mth_transpose_kernel_internal.h"
 
 #define MTH_KERNEL_FILE "mth/matrix/Mth_elementwise_loops_internal.h"
 #include "mth/core/Mth_for_each_instruction_set_internal.h"

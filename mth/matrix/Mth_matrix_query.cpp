@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "mth/matrix/Mth_kernels_internal.h"
+#include "mth/matrix/Mth_extremum_kernel_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 

@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "mth/matrix/Mth_kernels_internal.h"
+#include "mth/matrix/Mth_transpose_kernel_internal.h"
 
 #define MTH_KERNEL_FILE "mth/matrix/Mth_transpose_loops_internal.h"
 #include "mth/core/Mth_for_each_instruction_set_internal.h"

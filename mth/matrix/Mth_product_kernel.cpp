@@ -5,7 +5,7 @@
 
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
-#include "mth/matrix/Mth_kernels_internal.h"
+#include "mth/matrix/Mth_product_kernel_internal.h"
 #include "mth/matrix/Mth_register_tile_internal.h"
 
 namespace mth_internal {

@@ -1,5 +1,4 @@
-// The mixture of tissues over the bins of a histogram, and sums over neighbouring cubes. Lanes run across
-// bins and across the cubes of a row.
+// The mixture of tissues over the bins of a histogram, compiled per instruction set. Lanes run across bins.
 
 #include "mth/core/Mth_elementary_loops_internal.h"
 
@@ -47,23 +46,4 @@ inline void FindClassProbabilities(const MixtureView& mixture, std::int64_t bins
       Store(at, sum > kTiny ? Load<V>(at) / sum : V{});
     }
   });
-}
-
-// sums[i] += weight (a[i] + b[i])
-inline void AddWeightedPair(const double* a, const double* b, double weight, std::int64_t count,
-                            double* sums) {
-  ForEachLanes(0, count, [&]<class V>(std::int64_t i, V) {
-    Store(sums + i, Load<V>(sums + i) + weight * (Load<V>(a + i) + Load<V>(b + i)));
-  });
-}
-
-inline void AddWeighted(const double* a, double weight, std::int64_t count, double* sums) {
-  ForEachLanes(0, count, [&]<class V>(std::int64_t i, V) {
-    Store(sums + i, Load<V>(sums + i) + weight * Load<V>(a + i));
-  });
-}
-
-inline void Exponentials(const double* values, std::int64_t count, double* results) {
-  ForEachLanes(0, count,
-               [&]<class V>(std::int64_t i, V) { Store(results + i, Exponential<V>(Load<V>(values + i))); });
 }
