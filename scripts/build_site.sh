@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# Builds the whole manual into a folder that any browser or static server opens, without a network at reading time:
+# the C++ pages, the command-line hosts (from their --help) and, where they were built, Python's docstrings and the page
+# that segments in the browser.
+#   scripts/build_site.sh [FOLDER]      build/site; warnings of Doxygen are errors
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+command -v doxygen >/dev/null || { echo "Left out: the manual (needs doxygen)"; exit 0; }
+site="${1:-build/site}"
+build="${MTH_BUILD:-build/release}"
+generated=build/site-input
+rm -rf "$site" "$generated"
+mkdir -p "$site" "$generated"
+
+# One page of all hosts.
+tools=(classify denoise_mr describe_slice fit_curve make_phantom register_landmarks segment_mr stack_pictures texture_mr)
+{
+  printf '# Command-line hosts\n\nAs each tells by itself with `--help`.\n'
+  for tool in "${tools[@]}"; do
+    program="$build/examples/$tool/$tool"
+    [ -x "$program" ] || { echo "Left out: the page of $tool (not built in $build)" >&2; continue; }
+    printf '\n## %s\n\n```text\n' "$tool"
+    "$program" --help
+    printf '```\n'
+  done
+} >"$generated/command_line.md"
+
+{
+  cat docs/Doxyfile
+  printf 'INPUT += %s\nOUTPUT_DIRECTORY = %s\nHTML_OUTPUT = .\nPROJECT_NUMBER = %s\n' "$generated" "$site" \
+    "$(sed -n 's/^project(mth VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)"
+} | doxygen -
+
+# Sources that pages name stand beside them.
+grep -ohE 'href="(\.\./)?(mth|std|examples)/[^"]*\.(h|cpp)"' "$site"/*.html | sed -E 's#href="(\.\./)?([^"]*)"#\2#' | sort -u |
+  xargs -r cp --parents -t "$site"
+sed -i -E 's#href="\.\./((mth|std|examples)/[^"]*\.(h|cpp))"#href="\1"#g' "$site"/*.html
+
+# What formulas need of MathJax, beside the pages.
+mathjax=/usr/share/javascript/mathjax
+if [ -d "$mathjax" ]; then
+  for part in MathJax.js extensions jax/input/TeX jax/output/HTML-CSS jax/element fonts/HTML-CSS/TeX/woff; do
+    mkdir -p "$site/mathjax/$(dirname "$part")"
+    cp -rL "$mathjax/$part" "$site/mathjax/$part"
+  done
+else
+  echo "Left out: drawn formulas (needs libjs-mathjax)"
+fi
+[ -d web/dist ] && cp -r web/dist "$site/try"
+scripts/check_site.py "$site"
+echo "Open $site/index.html"

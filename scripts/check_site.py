@@ -1,0 +1,53 @@
+#!/usr/bin/env python3
+"""Names every link of a built site that leads nowhere inside it. check_site.py FOLDER"""
+
+import sys
+from html.parser import HTMLParser
+from pathlib import Path
+from urllib.parse import unquote, urlparse
+
+
+class Page(HTMLParser):
+    def __init__(self):
+        super().__init__()
+        self.links, self.names = [], set()
+
+    def handle_starttag(self, tag, attributes):
+        attributes = dict(attributes)
+        for key in ("id", "name"):
+            if attributes.get(key):
+                self.names.add(attributes[key])
+        for key in ("href", "src"):
+            if attributes.get(key):
+                self.links.append(attributes[key])
+
+
+def read(path):
+    page = Page()
+    page.feed(path.read_text(encoding="utf-8", errors="replace"))
+    return page
+
+
+def main(folder):
+    root = Path(folder).resolve()
+    pages = {path: read(path) for path in root.rglob("*.html") if "mathjax" not in path.parts}
+    dead = []
+    for path, page in pages.items():
+        for link in page.links:
+            url = urlparse(link)
+            if url.scheme or url.netloc or link.startswith("javascript:"):
+                continue
+            target = (path.parent / unquote(url.path)).resolve() if url.path else path
+            if not target.exists():
+                dead.append(f"{path.relative_to(root)}: {link}")
+            elif url.fragment == "nested-classes":
+                continue  # Doxygen names this list also where nothing in it is public
+            elif url.fragment and target in pages and unquote(url.fragment) not in pages[target].names:
+                dead.append(f"{path.relative_to(root)}: {link} (no such place)")
+    print("\n".join(sorted(set(dead))))
+    print(f"{len(pages)} pages, {len(set(dead))} dead links")
+    return 1 if dead or not pages else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1]))
