@@ -1,5 +1,7 @@
 #include "mth/curve/Mth_xy_plot.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <new>
 #include <utility>
 
@@ -34,14 +36,24 @@ MTH_XY_PLOT& MTH_XY_PLOT::operator=(MTH_XY_PLOT&& other) noexcept {
   if (this == &other) return *this;
   ClearData();
   std::swap(points_, other.points_);
+  std::swap(blocks_, other.blocks_);
+  nextPlace_ = std::exchange(other.nextPlace_, nullptr);
+  freePlaces_ = std::exchange(other.freePlaces_, 0);
   lowerLimit_ = std::exchange(other.lowerLimit_, 0.0);
   upperLimit_ = std::exchange(other.upperLimit_, 0.0);
   return *this;
 }
 
-bool MTH_XY_PLOT::Append(std::unique_ptr<MTH_2D_FLOAT> point) {
-  if (point == nullptr || points_.Add(point.get()) < 0) return false;
-  point.release();  // owned through the list from now on
+bool MTH_XY_PLOT::AddPlaces(int count) {
+  std::unique_ptr<MTH_2D_FLOAT[]> block(new (std::nothrow) MTH_2D_FLOAT[static_cast<std::size_t>(count)]);
+  if (block == nullptr) return false;
+  try {
+    blocks_.push_back(std::move(block));
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  nextPlace_ = blocks_.back().get();
+  freePlaces_ = count;
   return true;
 }
 
@@ -50,7 +62,13 @@ bool MTH_XY_PLOT::AddPoint(MTH_2D_FLOAT* point) {
 }
 
 bool MTH_XY_PLOT::AddPoint(float x, float y) {
-  return Append(std::unique_ptr<MTH_2D_FLOAT>(new (std::nothrow) MTH_2D_FLOAT(x, y)));
+  constexpr int kFirstPlaces = 8;
+  // As many as there are: a point of its own would cost an allocation, many times the point.
+  if (freePlaces_ == 0 && !AddPlaces(std::max(GetNumberOfPoints(), kFirstPlaces))) return false;
+  if (points_.Add(nextPlace_) < 0) return false;
+  nextPlace_++->Set2DCoord(x, y);
+  --freePlaces_;
+  return true;
 }
 
 bool MTH_XY_PLOT::AddPoint(int index, float x, float y) {
@@ -66,8 +84,10 @@ bool MTH_XY_PLOT::DeletePoint(int /*index*/) {
 }
 
 bool MTH_XY_PLOT::ClearData() {
-  for (const MTH_2D_FLOAT* point : points_) delete point;
   points_.Clear();
+  blocks_.clear();
+  nextPlace_ = nullptr;
+  freePlaces_ = 0;
   return true;
 }
 

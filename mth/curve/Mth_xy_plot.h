@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <type_traits>
+#include <vector>
 
 #include "mth/Mth_pointer_list.h"
 #include "mth/value/Mth_2d_float.h"
@@ -181,11 +182,14 @@ class MTH_EXPORT MTH_XY_PLOT {
  private:
   using Coordinate = float (MTH_2D_FLOAT::*)() const;
 
-  bool Append(std::unique_ptr<MTH_2D_FLOAT> point);
+  bool AddPlaces(int count);
   std::unique_ptr<double[]> Values(Coordinate coordinate) const;
   int CommonCount(const MTH_XY_PLOT* model) const;
 
   MTH_POINTER_LIST<MTH_2D_FLOAT> points_;
+  std::vector<std::unique_ptr<MTH_2D_FLOAT[]>> blocks_;  // where the points are
+  MTH_2D_FLOAT* nextPlace_ = nullptr;
+  int freePlaces_ = 0;
   double lowerLimit_ = 0.0;
   double upperLimit_ = 0.0;
 };

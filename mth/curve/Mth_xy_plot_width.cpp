@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
 #include <cstdint>
 #include <limits>
 
@@ -44,84 +43,114 @@ bool NeedsSecondSearch(const HalfMaximum& found) {
   return span < 5 && span != 1;
 }
 
-bool IsBelow(double a, double b) {
-  return a < b || (std::isnan(b) && !std::isnan(a));  // NaN behind the numbers
+// The same start of a search: of a NaN there is one kind.
+bool IsSameStart(double a, double b) {
+  return a == b || (std::isnan(a) && std::isnan(b));
 }
 
-// Many searches of one curve in less than linear time each. A search goes on to another one only when its
-// upper point is at most 4 points ahead or there is none, which a second search from point 0 would meet
-// again: so few of them look far ahead.
+// Many searches of one curve, each of which goes on to another one only when its upper point is at most 4
+// points ahead or there is none, which a second search from point 0 would meet again: so few of them look far
+// ahead. Their levels are near each other as a rule, and so are the points above them: each is looked for
+// from the one before.
 class ChainedSearch {
  public:
-  explicit ChainedSearch(const MTH_XY_PLOT& curve)
+  ChainedSearch(const MTH_XY_PLOT& curve, double a, double b)
       : curve_(curve),
         count_(curve.GetNumberOfPoints()),
+        firstStart_(a),
+        otherEnd_(b),
         highest_(count_),
-        starts_(count_),
-        isTaken_(count_) {
+        searchFrom_(count_),
+        searches_(std::int64_t{count_} + 1) {
     if (!IsAllocated()) return;
     double highest = -std::numeric_limits<double>::infinity();
     for (int i = 0; i < count_; ++i) {
       const double y = curve.GetPointY(i);
       highest = y > highest ? y : highest;
       highest_[i] = highest;
-      starts_[i] = y;
-      isTaken_[i] = false;
+      searchFrom_[i] = kNone;
     }
-    std::sort(starts_.Get(), starts_.Get() + count_, IsBelow);
   }
 
-  bool IsAllocated() const { return highest_ && starts_ && isTaken_; }
+  bool IsAllocated() const { return highest_ && searchFrom_ && searches_; }
+  const HalfMaximum& operator[](int search) const { return searches_[search]; }
 
-  HalfMaximum Find(double level) const {
-    const double* const begin = highest_.Get();
-    const double* const end = begin + count_;
-    const double* const above = std::upper_bound(begin, end, level);  // the end for a NaN
-    const int lower = above != end ? static_cast<int>(above - begin) : 0;
-    return {lower, FirstBelow(curve_, lower, level)};
-  }
-
-  // @return false for a start that was taken before. One that is no ordinate of the curve never comes back.
-  bool TakeStart(double start) {
-    const double* const begin = starts_.Get();
-    const double* const end = begin + count_;
-    const double* const place = std::lower_bound(begin, end, start, IsBelow);
-    if (place == end || IsBelow(start, *place)) return true;
-    bool& isTaken = isTaken_[place - begin];
-    const bool isNew = !isTaken;
-    isTaken = true;
-    return isNew;
+  // Each search but the first starts from the y of another point, so they end.
+  // @return the last of the searches, none of which starts as an earlier one did.
+  int Run(const HalfMaximum& first) {
+    int last = 0;
+    searches_[0] = first;
+    while (NeedsSecondSearch(searches_[last])) {
+      const int point = searches_[last].upper;
+      const int former = searchFrom_[point];
+      if (former != kNone) {
+        // What follows a start follows from its value alone. When the point before this one was another one
+        // of the same y, its search was a repetition already.
+        return IsSameStart(Start(last), Start(former - 1)) ? last - 1 : last;
+      }
+      searchFrom_[point] = ++last;
+      searches_[last] = Find(Level(Start(last), otherEnd_));
+    }
+    return last;
   }
 
  private:
+  static constexpr int kNone = -1;
+
+  double Start(int search) const {
+    return search == 0 ? firstStart_ : double{curve_.GetPointY(searches_[search - 1].upper)};
+  }
+
+  // The number of points, from the first one on, none of which is above the level; all for a NaN.
+  int CountUpTo(double level) {
+    const auto isAbove = [&](std::int64_t i) { return highest_[i] > level; };
+    std::int64_t below = -1;
+    std::int64_t above = count_;
+    const std::int64_t near = std::min(lower_, count_ - 1);
+    if (isAbove(near)) {
+      above = near;
+      std::int64_t step = 1;
+      for (; above - step >= 0 && isAbove(above - step); step *= 2) above -= step;
+      below = std::max<std::int64_t>(above - step, below);
+    } else {
+      below = near;
+      std::int64_t step = 1;
+      for (; below + step < count_ && !isAbove(below + step); step *= 2) below += step;
+      above = std::min<std::int64_t>(below + step, above);
+    }
+    const double* const highest = highest_.Get();
+    const double* const found = std::upper_bound(highest + below + 1, highest + above, level);
+    return lower_ = static_cast<int>(found - highest);
+  }
+
+  HalfMaximum Find(double level) {
+    const int upTo = CountUpTo(level);
+    const int lower = upTo < count_ ? upTo : 0;
+    return {lower, FirstBelow(curve_, lower, level)};
+  }
+
   const MTH_XY_PLOT& curve_;
   int count_;
+  double firstStart_;
+  double otherEnd_;
   WorkArray<double> highest_;  // ordinate up to each point
-  WorkArray<double> starts_;   // the ordinates in ascending order
-  WorkArray<bool> isTaken_;
+  WorkArray<int> searchFrom_;  // the search that started from each point
+  WorkArray<HalfMaximum> searches_;
+  int lower_ = 0;  // of the last search
 };
 
 // The innermost search whose width is not 0, or the first one. @return false without memory.
 bool FindInnermost(const MTH_XY_PLOT& curve, double a, double b, HalfMaximum& found) {
   found = FindHalfMaximum(curve, Level(a, b));
   if (!NeedsSecondSearch(found)) return true;
-  ChainedSearch search(curve);
-  // Every search but the first starts from another y of the curve, so they end.
-  const WorkArray<HalfMaximum> searches(std::int64_t{curve.GetNumberOfPoints()} + 1);
-  if (!search.IsAllocated() || !searches) return false;
-  int last = 0;
-  searches[0] = found;
-  search.TakeStart(a);
-  while (NeedsSecondSearch(searches[last])) {
-    const double start = curve.GetPointY(searches[last].upper);
-    if (!search.TakeStart(start)) break;
-    searches[++last] = search.Find(Level(start, b));
-  }
+  ChainedSearch search(curve, a, b);
+  if (!search.IsAllocated()) return false;
   const auto isWidthless = [&](const HalfMaximum& limits) {
     return static_cast<double>(curve.GetPointX(limits.upper)) - curve.GetPointX(limits.lower) == 0.0;
   };
-  while (last > 0 && isWidthless(searches[last])) --last;
-  found = searches[last];
+  int innermost = search.Run(found);
+  while (innermost > 0 && isWidthless(search[innermost])) --innermost;
+  found = search[innermost];
   return true;
 }
 

@@ -26,6 +26,10 @@ bool AreFilterable(const double* values, std::int64_t length) {
   return MTH_SELECT(Check)(values, length);
 }
 
+bool MarkNotFinite(const double* values, std::int64_t length, std::uint64_t* marks) {
+  return MTH_SELECT(SetMarks)(values, length, marks);
+}
+
 template <class T>
 void AddFourLines(const double* a, const double* b, const double* c, const double* d, std::int64_t length,
                   T* target) {

@@ -21,6 +21,9 @@ template <class T>
 bool CopyFilterable(const T* values, std::int64_t length, double* target);
 /// The same of a line that is in place.
 bool AreFilterable(const double* values, std::int64_t length);
+/// Sets bit i, from the lowest one of the first word on, when values[i] is not finite; the others are 0.
+/// @return  whether there are any.
+bool MarkNotFinite(const double* values, std::int64_t length, std::uint64_t* marks);
 /// target[i] = ((a[i] + b[i]) + c[i]) + d[i], of doubles or floats.
 template <class T>
 void AddFourLines(const double* a, const double* b, const double* c, const double* d, std::int64_t length,

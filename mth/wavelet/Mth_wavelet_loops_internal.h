@@ -108,3 +108,34 @@ bool CopyAndCheck(const T* values, std::int64_t length, double* target) {
     Store(target + i, value);
   });
 }
+
+// The lanes of a comparison's result, the first one lowest.
+MTH_INLINE std::uint64_t BitsOf(bool isTrue) {
+  return isTrue ? 1 : 0;
+}
+#if MTH_HAS_VECTORS
+MTH_INLINE std::uint64_t BitsOf(LaneIndices mask) {
+#if MTH_VECTOR_BYTES == 64
+  return _mm512_movepi64_mask(__m512i(mask));
+#elif MTH_VECTOR_BYTES == 32
+  return static_cast<std::uint64_t>(_mm256_movemask_pd(__m256d(mask)));
+#else
+  return (mask[0] & 1) | (mask[1] & 2);
+#endif
+}
+#endif
+
+inline bool SetMarks(const double* values, std::int64_t length, std::uint64_t* marks) {
+  constexpr std::int64_t kWord = 64;
+  std::uint64_t all = 0;
+  for (std::int64_t first = 0; first < length; first += kWord) {
+    std::uint64_t word = 0;
+    ForEachLanes(first, std::min(first + kWord, length), [&]<class V>(std::int64_t i, V zero) {
+      const V value = Load<V>(values + i);
+      word |= BitsOf(value - value != zero) << (i - first);
+    });
+    marks[first / kWord] = word;
+    all |= word;
+  }
+  return all != 0;
+}

@@ -8,13 +8,14 @@
 
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/wavelet/Mth_wavelet_kernel_internal.h"
+#include "mth/wavelet/Mth_wavelet_marks_internal.h"
 #include "mth/wavelet/Mth_wavelet_transform_internal.h"
 
 // The filters of the quadratic spline wavelet, along a row and across rows.
 //
 // Filters are applied without their zero taps, those that centre them and those of their dilation. These add
-// 0 to every sum, but NaN where they meet a value that is not finite: rows with such values are marked, and
-// what the zero taps make of them is put in afterwards.
+// 0 to every sum, but NaN where they meet a value that is not finite: these values are marked, and what the
+// zero taps make of them is put in afterwards.
 
 namespace mth_internal {
 
@@ -78,30 +79,34 @@ inline void AddZeroTaps(const double* line, WaveletFilter filter, std::int64_t s
 class ExtendedRow {
  public:
   ExtendedRow(std::int64_t length, std::int64_t step, int reach)
-      : length_(length), step_(step), margin_(reach * step), samples_(length + 2 * margin_) {}
-  explicit operator bool() const { return static_cast<bool>(samples_); }
+      : length_(length),
+        step_(step),
+        margin_(reach * step),
+        samples_(length + 2 * margin_),
+        marks_(length, margin_) {}
+  explicit operator bool() const { return samples_ && marks_; }
 
   /// Where to put the row; Extend then adds the margins.
   double* Row() const { return samples_.Get() + margin_; }
   /// @param isFilterable  whether the zero taps may be left out of this row.
   void Extend(bool isFilterable) {
-    isFilterable_ = isFilterable;
     double* const row = Row();
     for (std::int64_t i = 1; i <= margin_; ++i) {
       row[-i] = row[MirrorIndex(-i, length_)];
       row[length_ - 1 + i] = row[MirrorIndex(length_ - 1 + i, length_)];
     }
+    hasMarks_ = !isFilterable && marks_.Take(samples_.Get());
   }
   void Filter(const CompactFilter& filter, double* out) const {
     CombineLines(LinesOf(filter), filter.taps, filter.count, length_, out);
-    if (!isFilterable_) AddZeroTaps(Row(), filter.whole, step_, length_, out);
+    if (hasMarks_) marks_.AddZeroTaps(filter.whole, step_, out);
   }
   /// Both filters of the analysis.
   void Split(double* low, double* high) const {
     SplitLines(LinesOf(kSmoothing), kSmoothing.taps, kDifference.taps, length_, low, high);
-    if (isFilterable_) return;
-    AddZeroTaps(Row(), kSmoothing.whole, step_, length_, low);
-    AddZeroTaps(Row(), kDifference.whole, step_, length_, high);
+    if (!hasMarks_) return;
+    marks_.AddZeroTaps(kSmoothing.whole, step_, low);
+    marks_.AddZeroTaps(kDifference.whole, step_, high);
   }
 
  private:
@@ -116,7 +121,8 @@ class ExtendedRow {
   std::int64_t step_;
   std::int64_t margin_;
   WorkArray<double> samples_;
-  bool isFilterable_ = true;
+  RowMarks marks_;
+  bool hasMarks_ = false;
 };
 
 /// The rows of an array around the present one, already filtered along themselves, for filtering across them.
@@ -130,49 +136,35 @@ class RowWindow {
         kept_(std::min(size.rows, 2 * margin_ + 2)),
         stride_(size.columns + kRowGap),
         samples_(kept_ * stride_),
-        isMarked_(size.rows),
-        counts_(size.columns) {
-    hasMarks_ = static_cast<bool>(*this);
-    Restart();
-  }
-  explicit operator bool() const { return samples_ && isMarked_ && counts_; }
+        marks_(size) {}
+  explicit operator bool() const { return samples_ && marks_; }
 
   /// Forgets all rows.
-  void Restart() {
-    if (!hasMarks_) return;
-    std::fill_n(isMarked_.Get(), size_.rows, false);
-    std::fill_n(counts_.Get(), size_.columns, 0);
-    countedRows_ = 0;
-    present_ = kNoRow;
-    hasMarks_ = false;
-  }
+  void Restart() { hasMarks_ = false; }
 
   double* Row(std::int64_t row) const { return samples_.Get() + (row % kept_) * stride_; }
   /// Says that a row may hold values that are not finite.
   void Mark(std::int64_t row) {
-    isMarked_[row] = true;
+    if (!hasMarks_) marks_.Clear();
     hasMarks_ = true;
+    marks_.TakeRow(row, Row(row));
   }
 
-  void FilterAcross(const CompactFilter& filter, std::int64_t row, double* out) {
+  void FilterAcross(const CompactFilter& filter, std::int64_t row, double* out) const {
     CombineLines(LinesOf(filter, row), filter.taps, filter.count, size_.columns, out);
-    if (!hasMarks_) return;
-    SlideTo(row);
-    AddZeroTapsAcross(filter.whole, row, out);
+    if (hasMarks_) marks_.AddZeroTaps(filter.whole, step_, row, out);
   }
   /// Both filters of the analysis.
-  void SplitAcross(std::int64_t row, double* low, double* high) {
+  void SplitAcross(std::int64_t row, double* low, double* high) const {
     SplitLines(LinesOf(kSmoothing, row), kSmoothing.taps, kDifference.taps, size_.columns, low, high);
     if (!hasMarks_) return;
-    SlideTo(row);
-    AddZeroTapsAcross(kSmoothing.whole, row, low);
-    AddZeroTapsAcross(kDifference.whole, row, high);
+    marks_.AddZeroTaps(kSmoothing.whole, step_, row, low);
+    marks_.AddZeroTaps(kDifference.whole, step_, row, high);
   }
 
  private:
   // Between rows, so that those of a width that is a power of two do not share the sets of the cache.
   static constexpr std::int64_t kRowGap = 24;
-  static constexpr std::int64_t kNoRow = -2;  // nor the one before the first
 
   TapLines LinesOf(const CompactFilter& filter, std::int64_t row) const {
     TapLines lines{};
@@ -181,52 +173,13 @@ class RowWindow {
     return lines;
   }
 
-  // Adds to the counts, per column, the values that are not finite of the row at a place of the endless
-  // mirror image, or takes them off.
-  void Count(std::int64_t place, int sign) {
-    const std::int64_t row = MirrorIndex(place, size_.rows);
-    if (!isMarked_[row]) return;
-    const double* const values = Row(row);
-    for (std::int64_t c = 0; c < size_.columns; ++c) counts_[c] += std::isfinite(values[c]) ? 0 : sign;
-    countedRows_ += sign;
-  }
-
-  // Makes the counts those of all rows under a filter at that row.
-  void SlideTo(std::int64_t row) {
-    if (present_ == row - 1) {
-      Count(row + margin_, 1);
-      Count(row - 1 - margin_, -1);
-    } else {
-      for (std::int64_t place = row - margin_; place <= row + margin_; ++place) Count(place, 1);
-    }
-    present_ = row;
-  }
-
-  // As AddZeroTaps, along each column at one place.
-  void AddZeroTapsAcross(WaveletFilter filter, std::int64_t row, double* out) {
-    if (countedRows_ == 0) return;
-    const auto countTaps = [&](int sign) {
-      for (int k = 0; k < filter.length; ++k) {
-        if (filter.taps[k] != 0.0) Count(row + margin_ - k * step_, sign);
-      }
-    };
-    countTaps(-1);
-    for (std::int64_t c = 0; c < size_.columns; ++c) {
-      if (counts_[c] > 0) out[c] = std::numeric_limits<double>::quiet_NaN();
-    }
-    countTaps(1);
-  }
-
   ImageSize size_;
   std::int64_t step_;
   std::int64_t margin_;
   std::int64_t kept_;
   std::int64_t stride_;
   WorkArray<double> samples_;
-  WorkArray<bool> isMarked_;
-  WorkArray<int> counts_;  // of values that are not finite, per column, under a filter at the present row
-  std::int64_t countedRows_ = 0;
-  std::int64_t present_ = kNoRow;
+  ImageMarks marks_;
   bool hasMarks_ = false;
 };
 
