@@ -8,6 +8,7 @@
 #include "mth/decomposition/Mth_schur_internal.h"
 #include "mth/decomposition/Mth_small_systems_internal.h"
 #include "mth/matrix/Mth_product_kernel_internal.h"
+#include "mth/matrix/Mth_transpose_kernel_internal.h"
 
 // The Lyapunov equations: the real Schur form of A makes them triangular (Bartels and Stewart, Kitagawa).
 
