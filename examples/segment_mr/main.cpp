@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -13,10 +11,10 @@
 #include "pictures.h"
 #include "plots.h"
 #include "report.h"
+#include "support/batch.h"
 #include "support/denoising.h"
 #include "support/failure.h"
 #include "support/image.h"
-#include "support/json_text.h"
 #include "support/results.h"
 #include "support/segmentation.h"
 #include "support/text.h"
@@ -135,14 +133,8 @@ std::vector<double> DenoiseAll(std::vector<GreyImage>& channels, std::optional<G
   return channels.size() == 1 ? confidence : std::vector<double>();
 }
 
-// What is told of one scan among several.
-struct ScanSummary {
-  std::string row;   // of the table
-  std::string json;  // its report
-};
-
 // Segments one scan into the folder of the options.
-ScanSummary SegmentScan(Options options) {
+example::ImageSummary SegmentScan(Options options) {
   example::Results results("segment_mr", InputsOf(options), options.output.isForced);
   results.OpenFolder(options.output.path);
   results.Announce(CertainNames());
@@ -173,40 +165,17 @@ ScanSummary SegmentScan(Options options) {
   return {segment_mr::SummaryRow(image, segmentation, options), json};
 }
 
-// "scan" of "data/scan.nii.gz".
-std::string StemOf(const std::string& path) {
-  const std::string name = std::filesystem::path(path).filename().string();
-  return name.substr(0, name.find('.'));
-}
-
-// One run and one row for each image, each in a folder of its name.
 void SegmentEach(const Options& options) {
-  std::set<std::string> stems;
-  for (const std::string& path : options.channelPaths) {
-    if (!stems.insert(StemOf(path)).second)
-      throw Failure("two images are named " + StemOf(path) + ": their results would fall into one folder");
-  }
-  example::Results results("segment_mr", InputsOf(options), options.output.isForced);
-  results.OpenFolder(options.output.path);
-  results.Announce({"summary.csv"});
-  results.AnnounceFile(options.output.jsonPath);
-  std::string table = segment_mr::SummaryHeader();
-  example::Json reports = example::Json::array();
-  for (const std::string& path : options.channelPaths) {
+  const auto run = [&options](const std::string& path, const example::OutputOptions& output) {
     Options one = options;
     one.imagePath = path;
     one.channelPaths = {path};
-    one.output.jsonPath.clear();
-    one.output.path = (std::filesystem::path(options.output.path) / StemOf(path)).string();
+    one.output = output;
     one.clock = {};
-    const ScanSummary summary = SegmentScan(one);
-    table += summary.row;
-    reports.push_back(example::Json::parse(summary.json));
-    std::printf("\n");
-  }
-  results.WriteText("summary.csv", table);
-  results.WriteTextFile(options.output.jsonPath, example::JsonText(reports));
-  results.Commit();
+    return SegmentScan(one);
+  };
+  RunEach("segment_mr", options.channelPaths, InputsOf(options), options.output, segment_mr::SummaryHeader(),
+          run);
 }
 
 int Run(int argc, char** argv) {

@@ -18,7 +18,9 @@ constexpr Colour kUndecidedColour{255, 255, 255};
 // What a map is called: in words of our own, or as BIDS wants it.
 struct MapName {
   std::string own;
-  std::string bids;  // behind the entities of the image
+  std::string label;
+  std::string description;
+  std::string suffix;
 };
 
 // Writes maps of one image, each with its sidecar where the image is named as BIDS does.
@@ -33,7 +35,7 @@ class MapWriter {
   void WriteLabels(const std::vector<std::uint8_t>& labels, const std::vector<std::string>& names) const {
     example::Json sidecar;
     for (std::size_t k = 0; k < names.size(); ++k) sidecar["LabelMap"][std::to_string(k + 1)] = names[k];
-    Write({"labels", "dseg"}, sidecar, [&](const std::string& path) {
+    Write({"labels", "", "", "dseg"}, sidecar, [&](const std::string& path) {
       example::WriteNiftiLabels(path, image_, options_.imagePath, labels);
     });
   }
@@ -60,7 +62,8 @@ class MapWriter {
 
  private:
   void Write(const MapName& name, example::Json& sidecar, const example::Results::Writer& write) const {
-    const std::string stem = name_.IsBids() ? name_.entities + "_" + name.bids : name.own;
+    const std::string stem =
+        name_.IsBids() ? example::BidsResult(name_, name.label, name.description, name.suffix) : name.own;
     results_.Write(stem + ".nii.gz", write);
     if (!name_.IsBids()) return;
     sidecar["Sources"] = {options_.imagePath};
@@ -142,10 +145,10 @@ void WriteMaps(example::Results& results, const GreyImage& image, const Segmenta
   results.WriteText("labels.label.txt", ItkSnapTable(names, colours));
   for (std::size_t k = 0; k < segmentation.memberships.size(); ++k) {
     const std::string number = std::to_string(k + 1);
-    writer.WriteShares({"membership_" + number, "label-" + names[k] + "_probseg"},
-                       "membership of class " + number, segmentation.memberships[k]);
+    writer.WriteShares({"membership_" + number, names[k], "", "probseg"}, "membership of class " + number,
+                       segmentation.memberships[k]);
     if (!segmentation.evidence) continue;
-    writer.WriteShares({"plausibility_" + number, "label-" + names[k] + "_desc-plausibility_probseg"},
+    writer.WriteShares({"plausibility_" + number, names[k], "plausibility", "probseg"},
                        "plausibility of class " + number, segmentation.evidence->plausibility[k]);
   }
   for (std::size_t channel = 0; channel < segmentation.fields.size() && options.settings.estimatesField;
@@ -154,15 +157,15 @@ void WriteMaps(example::Results& results, const GreyImage& image, const Segmenta
     const std::string number = isOne ? "" : std::to_string(channel + 1);
     std::string name = "bias_field";
     if (!isOne) name.append("_").append(number);
-    writer.WriteField({name, "desc-biasfield" + number + "_map"}, segmentation.fields[channel]);
+    writer.WriteField({name, "", "biasfield" + number, "map"}, segmentation.fields[channel]);
   }
   if (!segmentation.evidence) return;
-  writer.WriteShares({"undecided", "label-undecided_probseg"}, "mass on sets of several classes",
+  writer.WriteShares({"undecided", "undecided", "", "probseg"}, "mass on sets of several classes",
                      segmentation.evidence->undecided);
   const bool isFused = segmentation.fused.has_value();
-  writer.WriteShares(
-      {isFused ? "conflict" : "outliers", isFused ? "label-conflict_probseg" : "label-outlier_probseg"},
-      isFused ? "conflict of the two images" : "mass on no class", segmentation.evidence->unassigned);
+  writer.WriteShares({isFused ? "conflict" : "outliers", isFused ? "conflict" : "outlier", "", "probseg"},
+                     isFused ? "conflict of the two images" : "mass on no class",
+                     segmentation.evidence->unassigned);
 }
 
 }  // namespace segment_mr

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "maps.h"
+#include "support/batch.h"
 #include "support/json_text.h"
 #include "support/raster.h"
 #include "support/resources.h"
@@ -311,9 +312,8 @@ std::string SummaryRow(const GreyImage& image, const Segmentation& segmentation,
         Rounded(static_cast<double>(segmentation.voxelCounts[k]) * measure.value_or(1.0), 8));
     softAmounts.append(separator).append(Rounded(segmentation.softVoxels[k] * measure.value_or(1.0), 8));
   }
-  std::string row = "\"";
-  for (const char character : options.imagePath) row.append(character == '"' ? 2 : 1, character);
-  row.append("\",").append(NameOf(options.settings.method)).append(",");
+  std::string row = example::CsvField(options.imagePath);
+  row.append(",").append(NameOf(options.settings.method)).append(",");
   row.append(std::to_string(segmentation.centroids.size()))
       .append(segmentation.hasConverged ? ",yes," : ",no,");
   return row.append(unit).append(",").append(centroids).append(",").append(amounts).append(",").append(

@@ -11,7 +11,26 @@ BidsName ParseBidsName(const std::string& path) {
   std::smatch match;
   const std::string name = std::filesystem::path(path).filename().string();
   if (!std::regex_match(name, match, pattern)) return {};
-  return {match[1], match[2]};
+  const std::string entities = match[1];
+  BidsName result{entities.substr(0, entities.find('_')), "", match[2]};
+  for (std::size_t at = entities.find('_'); at != std::string::npos;) {
+    const std::size_t next = entities.find('_', at + 1);
+    const std::string entity = entities.substr(at + 1, next - at - 1);
+    if (entity.starts_with("desc-")) {
+      result.description = entity.substr(5);
+    } else if (!entity.starts_with("label-")) {
+      result.entities += "_" + entity;
+    }
+    at = next;
+  }
+  return result;
+}
+
+std::string BidsResult(const BidsName& name, const std::string& label, const std::string& description,
+                       const std::string& suffix) {
+  const std::string& desc = description.empty() ? name.description : description;
+  return name.entities + (label.empty() ? "" : "_label-" + label) + (desc.empty() ? "" : "_desc-" + desc) +
+         "_" + suffix;
 }
 
 std::vector<std::string> ClassNames(const BidsName& name, int classes) {

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <string>
 
+#include "support/cancellation.h"
 #include "support/failure.h"
 #include "support/text.h"
 
@@ -14,31 +15,49 @@ namespace {
 using example::Failure;
 using example::GreyImage;
 
-/// Steps from a voxel to the other one of its pair, in the grid of the file.
-struct Offset {
-  int x;
-  int y;
-};
-
-Offset OffsetOf(int angle, int distance, const GreyImage& image) {
-  const example::ScreenOrder order = example::ScreenOrderOf(image, example::Side::Neurological);
+// Angles are those on the screen, whose columns and rows are two of the grid's axes.
+std::vector<Direction> AnglesOf(const GreyImage& image, int axis, int distance) {
+  const auto axes = example::LayoutOfPlane(image.size, axis, 0).axes;
+  const auto across = static_cast<std::size_t>(axes[0]);
+  const auto down = static_cast<std::size_t>(axes[1]);
+  GreyImage plane;
+  plane.direction = {image.direction[across], image.direction[down], 0};
+  const example::ScreenOrder order = example::ScreenOrderOf(plane, example::Side::Neurological);
   const int right = order.mirrorsColumns ? -distance : distance;
   const int up = order.mirrorsRows ? distance : -distance;
-  switch (angle) {
-    case 0:
-      return {right, 0};
-    case 45:
-      return {right, up};
-    case 90:
-      return {0, up};
-    default:
-      return {-right, up};
-  }
+  std::vector<Direction> directions;
+  const auto add = [&](const char* name, int x, int y) {
+    directions.push_back({name, {0, 0, 0}});
+    directions.back().offset[across] = x;
+    directions.back().offset[down] = y;
+  };
+  add("0", right, 0);
+  add("45", right, up);
+  add("90", 0, up);
+  add("135", -right, up);
+  return directions;
 }
 
-// The columns, or rows, from which `step` still leads into the image.
+// Of the 26 neighbours of a voxel one of each two that are opposite: whose last step that is not 0 is
+// forward.
+std::vector<Direction> DirectionsOfVolume(int distance) {
+  std::vector<Direction> directions;
+  const auto add = [&](int x, int y, int z) {
+    const std::string name = std::to_string(x) + " " + std::to_string(y) + " " + std::to_string(z);
+    directions.push_back({name, {x * distance, y * distance, z * distance}});
+  };
+  add(1, 0, 0);
+  for (const int x : {-1, 0, 1}) add(x, 1, 0);
+  for (const int y : {-1, 0, 1}) {
+    for (const int x : {-1, 0, 1}) add(x, y, 1);
+  }
+  return directions;
+}
+
+// The columns, rows or planes from which `step` still leads into the image.
 struct Span {
   Span(int step, int count) : first(std::max(0, -step)), last(step > 0 ? std::max(0, count - step) : count) {}
+  bool IsEmpty() const { return first >= last; }
   int first;
   int last;
 };
@@ -52,12 +71,15 @@ void AddPair(int level, int other, PairCounts& pairs) {
 
 // Calls visit(voxel, other voxel) for all pairs of an image.
 template <class Visit>
-void ForEachPair(const GreyImage& image, const Offset& offset, Visit visit) {
+void ForEachPair(const GreyImage& image, const std::array<int, 3>& offset, Visit visit) {
   const auto [nx, ny, nz] = image.size;
-  const Span columns(offset.x, nx);
-  const Span rows(offset.y, ny);
-  const std::ptrdiff_t step = offset.x + static_cast<std::ptrdiff_t>(nx) * offset.y;
-  for (std::ptrdiff_t z = 0; z < nz; ++z) {
+  const Span columns(offset[0], nx);
+  const Span rows(offset[1], ny);
+  const Span planes(offset[2], nz);
+  if (columns.IsEmpty() || rows.IsEmpty() || planes.IsEmpty()) return;
+  const std::ptrdiff_t step =
+      offset[0] + static_cast<std::ptrdiff_t>(nx) * (offset[1] + static_cast<std::ptrdiff_t>(ny) * offset[2]);
+  for (std::ptrdiff_t z = planes.first; z < planes.last; ++z) {
     for (std::ptrdiff_t y = rows.first; y < rows.last; ++y) {
       const std::ptrdiff_t row = nx * (y + ny * z);
       for (std::ptrdiff_t x = columns.first; x < columns.last; ++x)
@@ -66,13 +88,13 @@ void ForEachPair(const GreyImage& image, const Offset& offset, Visit visit) {
   }
 }
 
-std::vector<RegionPairs> EmptyMatrices(const Regions& regions, int levels) {
+std::vector<RegionPairs> EmptyMatrices(const Regions& regions, std::size_t directions, int levels) {
   const auto side = static_cast<std::size_t>(levels);
   std::vector<RegionPairs> result;
   for (const int label : regions.labels) {
     RegionPairs region;
     region.label = label;
-    region.pairs.fill({levels, 0, std::vector<std::int64_t>(side * side)});
+    region.pairs.assign(directions, {levels, 0, std::vector<std::int64_t>(side * side)});
     result.push_back(std::move(region));
   }
   return result;
@@ -119,19 +141,26 @@ Levels Quantise(const GreyImage& image, const Regions& regions, Options& options
   return levels;
 }
 
+std::vector<Direction> DirectionsOf(const GreyImage& image, const Options& options) {
+  if (!example::IsVolume(image) && options.axis) throw Failure("--axis needs a volume, not a single image");
+  const bool isAll = example::IsVolume(image) && !options.axis;
+  return isAll ? DirectionsOfVolume(options.distance)
+               : AnglesOf(image, options.axis.value_or(2), options.distance);
+}
+
 std::vector<RegionPairs> CountPairs(const GreyImage& image, const Levels& levels, const Regions& regions,
-                                    const Options& options) {
-  std::vector<RegionPairs> result = EmptyMatrices(regions, options.levels);
+                                    const std::vector<Direction>& directions, const Options& options) {
+  std::vector<RegionPairs> result = EmptyMatrices(regions, directions.size(), options.levels);
   for (const std::int16_t region : regions.ofVoxel) {
     if (region != kOutside) ++result[static_cast<std::size_t>(region)].voxels;
   }
-  for (std::size_t a = 0; a < kAngles.size(); ++a) {
-    const Offset offset = OffsetOf(kAngles[a], options.distance, image);
-    ForEachPair(image, offset, [&](std::size_t voxel, std::size_t other) {
+  for (std::size_t d = 0; d < directions.size(); ++d) {
+    example::ThrowIfCancelled();
+    ForEachPair(image, directions[d].offset, [&](std::size_t voxel, std::size_t other) {
       const int region = regions.ofVoxel[voxel];
       if (region == kOutside || region != regions.ofVoxel[other]) return;
       AddPair(levels.ofVoxel[voxel], levels.ofVoxel[other],
-              result[static_cast<std::size_t>(region)].pairs[a]);
+              result[static_cast<std::size_t>(region)].pairs[d]);
     });
   }
   if (std::none_of(result.begin(), result.end(), HasPairs))

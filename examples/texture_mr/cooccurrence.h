@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "options.h"
@@ -10,8 +11,15 @@
 
 namespace texture_mr {
 
-/// In degrees, on the screen.
-inline constexpr std::array<int, 4> kAngles{0, 45, 90, 135};
+/// A way from a voxel to the other one of its pair.
+struct Direction {
+  std::string name;           ///< an angle in degrees on the screen, or the steps along x, y and z
+  std::array<int, 3> offset;  ///< in the grid of the file
+};
+
+/// The four angles within the planes of an image or, where the user asks for them, of a volume; the thirteen
+/// directions of a volume otherwise.
+std::vector<Direction> DirectionsOf(const example::GreyImage& image, const Options& options);
 
 /// How often two levels stand beside each other, counted both ways: symmetric, levels x levels.
 struct PairCounts {
@@ -25,11 +33,11 @@ struct PairCounts {
   }
 };
 
-/// The matrices of one region, one per angle.
+/// The matrices of one region, one per direction.
 struct RegionPairs {
   int label = 0;
   std::int64_t voxels = 0;
-  std::array<PairCounts, kAngles.size()> pairs;
+  std::vector<PairCounts> pairs;
 };
 
 /// Intensities in levels of equal width.
@@ -47,6 +55,7 @@ Levels Quantise(const example::GreyImage& image, const Regions& regions, Options
 /// The pairs of every chosen region.
 /// @throws example::Failure  when there are none at all.
 std::vector<RegionPairs> CountPairs(const example::GreyImage& image, const Levels& levels,
-                                    const Regions& regions, const Options& options);
+                                    const Regions& regions, const std::vector<Direction>& directions,
+                                    const Options& options);
 
 }  // namespace texture_mr

@@ -3,6 +3,7 @@
 #include <mth/image/Mth_texture.h>
 
 #include <algorithm>
+#include <iterator>
 
 namespace texture_mr {
 
@@ -51,7 +52,7 @@ FeatureValues ComputeFeatures(const PairCounts& pairs) {
 double RegionTexture::Mean(std::size_t feature) const {
   double sum = 0.0;
   int count = 0;
-  for (const FeatureValues& values : ofAngle) {
+  for (const FeatureValues& values : ofDirection) {
     if (!values) continue;
     sum += (*values)[feature];
     ++count;
@@ -61,7 +62,7 @@ double RegionTexture::Mean(std::size_t feature) const {
 
 double RegionTexture::Range(std::size_t feature) const {
   std::vector<double> all;
-  for (const FeatureValues& values : ofAngle) {
+  for (const FeatureValues& values : ofDirection) {
     if (values) all.push_back((*values)[feature]);
   }
   const auto [lowest, highest] = std::minmax_element(all.begin(), all.end());
@@ -69,7 +70,7 @@ double RegionTexture::Range(std::size_t feature) const {
 }
 
 bool RegionTexture::HasPairs() const {
-  return std::any_of(ofAngle.begin(), ofAngle.end(),
+  return std::any_of(ofDirection.begin(), ofDirection.end(),
                      [](const FeatureValues& values) { return values.has_value(); });
 }
 
@@ -77,7 +78,8 @@ std::vector<RegionTexture> ComputeTextures(const std::vector<RegionPairs>& regio
   std::vector<RegionTexture> textures;
   for (const RegionPairs& region : regions) {
     RegionTexture texture{region.label, region.voxels, {}};
-    std::transform(region.pairs.begin(), region.pairs.end(), texture.ofAngle.begin(), ComputeFeatures);
+    std::transform(region.pairs.begin(), region.pairs.end(), std::back_inserter(texture.ofDirection),
+                   ComputeFeatures);
     textures.push_back(texture);
   }
   return textures;

@@ -29,9 +29,9 @@ FeatureValues ComputeFeatures(const PairCounts& pairs);
 struct RegionTexture {
   int label = 0;
   std::int64_t voxels = 0;
-  std::array<FeatureValues, kAngles.size()> ofAngle;
+  std::vector<FeatureValues> ofDirection;
 
-  /// Over the angles that have pairs, of which there must be one.
+  /// Over the directions that have pairs, of which there must be one.
   double Mean(std::size_t feature) const;
   double Range(std::size_t feature) const;
   bool HasPairs() const;

@@ -8,32 +8,56 @@
 #include "options.h"
 #include "regions.h"
 #include "report.h"
+#include "support/batch.h"
 #include "support/failure.h"
 #include "support/image.h"
 
 namespace {
 
-int Run(int argc, char** argv) {
-  auto options = texture_mr::ParseOptions(argc, argv);
-  if (!options) return 0;
-  std::vector<std::string> inputs{options->imagePath};
-  if (!options->maskPath.empty()) inputs.push_back(options->maskPath);
-  example::Results results("texture_mr", inputs, options->output.isForced);
-  results.OpenFolder(options->output.path);
+std::vector<std::string> InputsOf(const texture_mr::Options& options) {
+  std::vector<std::string> inputs = options.imagePaths;
+  if (!options.maskPath.empty()) inputs.push_back(options.maskPath);
+  return inputs;
+}
+
+// Measures one image into the folder of the options.
+example::ImageSummary Measure(texture_mr::Options options) {
+  example::Results results("texture_mr", InputsOf(options), options.output.isForced);
+  results.OpenFolder(options.output.path);
   results.Announce({"texture.csv", "matrices.csv"});
-  results.AnnounceFile(options->output.jsonPath);
-  const example::GreyImage image = example::ReadImage(options->imagePath);
-  const auto regions = ReadRegions(image, *options);
-  const auto levels = Quantise(image, regions, *options);
-  const auto pairs = CountPairs(image, levels, regions, *options);
+  results.AnnounceFile(options.output.jsonPath);
+  const example::GreyImage image = example::ReadImage(options.imagePath);
+  const auto directions = DirectionsOf(image, options);
+  const auto regions = ReadRegions(image, options);
+  const auto levels = Quantise(image, regions, options);
+  const auto pairs = CountPairs(image, levels, regions, directions, options);
   const auto textures = ComputeTextures(pairs);
 
-  results.WriteText("texture.csv", TextureTable(textures));
-  results.WriteText("matrices.csv", MatricesTable(pairs));
-  results.WriteTextFile(options->output.jsonPath, JsonReport(textures, levels, *options));
+  const std::string json = JsonReport(textures, levels, directions, options);
+  results.WriteText("texture.csv", TextureTable(textures, directions));
+  results.WriteText("matrices.csv", MatricesTable(pairs, directions));
+  results.WriteTextFile(options.output.jsonPath, json);
   results.Commit();
-  std::printf("%s2 files written into %s\n", TextReport(textures, levels, *options).c_str(),
-              options->output.path.c_str());
+  std::printf("%s2 files written into %s\n", TextReport(textures, levels, directions, options).c_str(),
+              options.output.path.c_str());
+  return {SummaryRows(textures, options), json};
+}
+
+int Run(int argc, char** argv) {
+  const auto options = texture_mr::ParseOptions(argc, argv);
+  if (!options) return 0;
+  if (options->imagePaths.size() == 1) {
+    Measure(*options);
+    return 0;
+  }
+  const auto run = [&options](const std::string& path, const example::OutputOptions& output) {
+    texture_mr::Options one = *options;
+    one.imagePath = path;
+    one.output = output;
+    return Measure(one);
+  };
+  RunEach("texture_mr", options->imagePaths, InputsOf(*options), options->output, texture_mr::SummaryHeader(),
+          run);
   return 0;
 }
 

@@ -12,21 +12,25 @@ namespace {
 constexpr const char* kDescription =
     "Measures the texture of an MR image, or of each region of a label image, by its grey-level "
     "co-occurrence\n"
-    "matrices: how often two grey levels stand at a distance from each other, in four directions.";
+    "matrices: how often two grey levels stand at a distance from each other, in the four directions of an "
+    "image or\n"
+    "the thirteen of a volume.";
 
 constexpr const char* kFooter =
     "Intensities become levels of equal width. Pairs are counted both ways, and only where both voxels "
     "belong to\n"
-    "the region; in a volume within its planes along z. Angles are those of the image on the screen: 0 is a "
-    "row,\n"
-    "45 rises to the right.\n"
+    "the region. Directions of a volume are steps along x, y and z of its grid. Those of an image, and with "
+    "--axis of\n"
+    "the planes of a volume, are angles on the screen: 0 is a row, 45 rises to the right.\n"
     "\n"
     "Files written into the folder (all or none):\n"
-    "  texture.csv    14 features of each region: one column per angle, their mean and range over the "
-    "angles, and\n"
+    "  texture.csv    14 features of each region: one column per direction, their mean and range over these, "
+    "and\n"
     "                 what Haralick and the imaging-biomarker standard call the same thing\n"
-    "  matrices.csv   the counts: region, angle, the two levels, number of pairs\n"
-    "A region without pairs along an angle has an empty value there.\n"
+    "  matrices.csv   the counts: region, direction, the two levels, number of pairs\n"
+    "A region without pairs along a direction has an empty value there. Of several images each gets a folder "
+    "of its\n"
+    "name, and summary.csv has one row for each of their regions, with the means.\n"
     "\n"
     "Examples:\n"
     "  texture_mr data/t1_brain_axial.nii.gz -o texture\n"
@@ -35,7 +39,7 @@ constexpr const char* kFooter =
 constexpr int kLargestNumber = std::numeric_limits<int>::max();
 
 void AddOptions(CLI::App& app, Options& options) {
-  app.add_option("IMAGE", options.imagePath, "Image or volume: .nii, .nii.gz or .png")->required();
+  app.add_option("IMAGE", options.imagePaths, "Images or volumes: .nii, .nii.gz or .png")->required();
   example::AddOutputOptions(app, options.output);
   app.add_option("-m,--mask", options.maskPath,
                  "Label image of the same size: 0 is outside, every other\nnumber a region (segment_mr's "
@@ -50,6 +54,10 @@ void AddOptions(CLI::App& app, Options& options) {
       "Intensities of one level, instead of --levels: as many levels as\nthe range needs, at most 256");
   example::AddNumber(app, "-d,--distance", options.distance, 1, kLargestNumber,
                      "How many voxels the two of a pair are apart along each axis,\n1 or more");
+  example::AddAxis(
+      app, options.axis,
+      "Of a volume: only pairs within its planes across this axis of\nits grid, x, y or z, along "
+      "four angles");
   example::AddList(app, "--range", options.range, "A,B",
                    "Intensities of the first and the last level; what is beyond counts as\n"
                    "these (without it the lowest and the highest of the regions)");
@@ -79,6 +87,7 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
   const bool isWidth = std::isfinite(options.binWidth) && options.binWidth > 0.0;
   example::Require(app.count("--bin-width") == 0 || isWidth, "--bin-width must be above 0");
   CheckOptions(options);
+  options.imagePath = options.imagePaths.front();
   return options;
 }
 

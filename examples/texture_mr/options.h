@@ -10,13 +10,16 @@ namespace texture_mr {
 
 /// What the user asks for; every value is within its legal range.
 struct Options {
-  std::string imagePath;
+  std::vector<std::string> imagePaths;
+  std::string imagePath;  ///< the one that is measured
   example::OutputOptions output{"texture_mr_output", "", false};
   std::string maskPath;     ///< empty: the whole image is one region
   std::vector<int> labels;  ///< of the mask's regions to measure; empty: all of them
   int levels = 32;
   int distance = 1;
-  double binWidth = 0.0;      ///< intensities of a level; 0: the range divided by the number of levels
+  std::optional<int>
+      axis;               ///< of a volume: pairs lie in its planes across this axis; open: in all directions
+  double binWidth = 0.0;  ///< intensities of a level; 0: the range divided by the number of levels
   std::vector<double> range;  ///< intensities of the first and the last level; empty: those of the regions
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "support/batch.h"
 #include "support/json_text.h"
 #include "support/text.h"
 
@@ -23,7 +24,7 @@ std::string RegionName(int label) {
 
 std::string ValuesText(const RegionTexture& texture, std::size_t feature) {
   std::string text;
-  for (const FeatureValues& values : texture.ofAngle) {
+  for (const FeatureValues& values : texture.ofDirection) {
     text += ',';
     if (values) text += NumberText((*values)[feature]);
   }
@@ -33,8 +34,11 @@ std::string ValuesText(const RegionTexture& texture, std::size_t feature) {
 
 }  // namespace
 
-std::string TextureTable(const std::vector<RegionTexture>& textures) {
-  std::string table = "region,voxels,feature,0,45,90,135,mean,range,function,haralick,standard,relation\n";
+std::string TextureTable(const std::vector<RegionTexture>& textures,
+                         const std::vector<Direction>& directions) {
+  std::string table = "region,voxels,feature,";
+  for (const Direction& direction : directions) table += direction.name + ",";
+  table += "mean,range,function,haralick,standard,relation\n";
   for (const RegionTexture& texture : textures) {
     const std::string start = RegionName(texture.label) + "," + std::to_string(texture.voxels) + ",";
     for (std::size_t feature = 0; feature < kFeatureCount; ++feature) {
@@ -46,12 +50,12 @@ std::string TextureTable(const std::vector<RegionTexture>& textures) {
   return table;
 }
 
-std::string MatricesTable(const std::vector<RegionPairs>& regions) {
-  std::string table = "region,angle,level,other level,pairs\n";
+std::string MatricesTable(const std::vector<RegionPairs>& regions, const std::vector<Direction>& directions) {
+  std::string table = "region,direction,level,other level,pairs\n";
   for (const RegionPairs& region : regions) {
-    for (std::size_t a = 0; a < kAngles.size(); ++a) {
-      const PairCounts& pairs = region.pairs[a];
-      const std::string start = RegionName(region.label) + "," + std::to_string(kAngles[a]) + ",";
+    for (std::size_t d = 0; d < directions.size(); ++d) {
+      const PairCounts& pairs = region.pairs[d];
+      const std::string start = RegionName(region.label) + "," + directions[d].name + ",";
       for (int i = 0; i < pairs.levels; ++i) {
         for (int j = 0; j < pairs.levels; ++j) {
           if (pairs.At(i, j) == 0) continue;
@@ -64,8 +68,28 @@ std::string MatricesTable(const std::vector<RegionPairs>& regions) {
   return table;
 }
 
+std::string SummaryHeader() {
+  std::string header = "image,region,voxels";
+  for (const FeatureKind& kind : kFeatureKinds) header.append(",").append(kind.name);
+  return header + "\n";
+}
+
+std::string SummaryRows(const std::vector<RegionTexture>& textures, const Options& options) {
+  std::string rows;
+  for (const RegionTexture& texture : textures) {
+    rows.append(example::CsvField(options.imagePath)).append(",").append(RegionName(texture.label));
+    rows.append(",").append(std::to_string(texture.voxels));
+    for (std::size_t feature = 0; feature < kFeatureCount; ++feature) {
+      rows.append(",");
+      if (texture.HasPairs()) rows.append(NumberText(texture.Mean(feature)));
+    }
+    rows.append("\n");
+  }
+  return rows;
+}
+
 std::string JsonReport(const std::vector<RegionTexture>& textures, const Levels& levels,
-                       const Options& options) {
+                       const std::vector<Direction>& directions, const Options& options) {
   example::Json json;
   json["image"] = options.imagePath;
   json["mask"] = nullptr;
@@ -73,6 +97,7 @@ std::string JsonReport(const std::vector<RegionTexture>& textures, const Levels&
   json["levels"] = options.levels;
   json["range"] = {levels.lowest, levels.highest};
   json["distance"] = options.distance;
+  for (const Direction& direction : directions) json["directions"].push_back(direction.name);
   json["regions"] = example::Json::array();
   for (const RegionTexture& texture : textures) {
     example::Json region;
@@ -88,14 +113,15 @@ std::string JsonReport(const std::vector<RegionTexture>& textures, const Levels&
 }
 
 std::string TextReport(const std::vector<RegionTexture>& textures, const Levels& levels,
-                       const Options& options) {
+                       const std::vector<Direction>& directions, const Options& options) {
   constexpr std::size_t kMostColumns = 8;
   constexpr std::size_t kWidth = 11;
   const std::size_t columns = std::min(kMostColumns, textures.size());
   const std::string distance = std::to_string(options.distance);
   std::string text = "Texture, " + std::to_string(options.levels) + " levels from " +
                      example::Rounded(levels.lowest, 6) + " to " + example::Rounded(levels.highest, 6) +
-                     ", distance " + distance + ", means of four angles\n";
+                     ", distance " + distance + ", means of " + std::to_string(directions.size()) +
+                     " directions\n";
   const auto addRow = [&](std::string name, auto cell) {
     name.resize(26, ' ');
     text += "  " + name;

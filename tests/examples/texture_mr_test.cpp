@@ -130,6 +130,8 @@ TEST(TextureMr, MeasuresEachRegionByItself) {
   ExpectValues(spread.at({"7", "contrast"}), {1.0, 1.0, 0.0, 1.0});
 }
 
+// The pairs of all planes are counted together, across whichever axis they lie; without an axis there are
+// thirteen directions, the nine that leave the plane included.
 TEST(TextureMr, CountsThePlanesOfAVolumeTogether) {
   const ScratchFolder folder;
   std::vector<int> values = kHaralick;
@@ -137,11 +139,31 @@ TEST(TextureMr, CountsThePlanesOfAVolumeTogether) {
   WriteImage(folder / "image.nii", 4, 4, 2, values);
   std::vector<double> halves;
   for (const double contrast : kHaralickContrasts) halves.push_back(contrast / 2.0);
-  ExpectValues(Measure(folder, Quoted(folder / "image.nii") + " --levels 4").at({"image", "contrast"}),
-               halves);
+  const std::string image = Quoted(folder / "image.nii") + " --levels 4";
+  ExpectValues(Measure(folder, image + " --axis z").at({"image", "contrast"}), halves);
+  // The same planes, stood up: x and y of each become x and z.
+  std::vector<int> stood;
+  for (std::size_t row = 0; row < 4; ++row) {
+    for (const std::size_t plane : {0, 1}) {
+      for (std::size_t x = 0; x < 4; ++x) stood.push_back(values[16 * plane + 4 * row + x]);
+    }
+  }
+  WriteImage(folder / "stood.nii", 4, 2, 4, stood);
+  ExpectValues(
+      Measure(folder, Quoted(folder / "stood.nii") + " --levels 4 --axis y").at({"image", "contrast"}),
+      halves);
+
+  ASSERT_EQ(RunProgram(MTH_TEXTURE_MR, image + " --force -o " + Quoted(folder / "all")).status, 0);
+  const auto table = ReadTable(folder / "all/texture.csv");
+  ASSERT_EQ(table[0].size(), kFields + 9);
+  EXPECT_EQ(table[0][kFirstAngle + 8], "0 0 1");
+  double contrast = 0.0;  // of a voxel with the one above it, which is 3
+  for (const int value : kHaralick) contrast += (value - 3) * (value - 3) / 16.0;
+  EXPECT_NEAR(std::stod(table[1][kFirstAngle + 8]), contrast, 1e-14);
   // Two apart: the rows have (2 3) twice and (0 2), (2 2), four times (0 1) in this order.
-  ExpectValues(Measure(folder, Quoted(folder / "image.nii") + " --levels 4 -d 2").at({"image", "contrast"}),
-               {(1 + 1 + 4 + 0 + 4) / 16.0});
+  ExpectValues(
+      Measure(folder, Quoted(folder / "image.nii") + " --levels 4 --axis z -d 2").at({"image", "contrast"}),
+      {(1 + 1 + 4 + 0 + 4) / 16.0});
 }
 
 // A file whose columns run to the patient's left is drawn mirrored, and its angles are those of the drawing.
@@ -205,6 +227,22 @@ TEST(TextureMr, TakesLevelsOfAWidthAndMasksOfTheSamePlace) {
   EXPECT_NE(run.errors.find("lie differently"), std::string::npos) << run.errors;
 }
 
+TEST(TextureMr, MeasuresSeveralImages) {
+  const ScratchFolder folder;
+  WriteImage(folder / "a.nii", 4, 4, 1, kHaralick);
+  WriteImage(folder / "b.nii", 4, 4, 1, kHaralick);
+  const ProgramRun run = RunProgram(
+      MTH_TEXTURE_MR, Quoted(folder / "a.nii") + " " + Quoted(folder / "b.nii") + " --levels 4 --json " +
+                          Quoted(folder / "all.json") + " -o " + Quoted(folder / "out"));
+  ASSERT_EQ(run.status, 0) << run.errors;
+  const auto summary = ReadTable(folder / "out/summary.csv");
+  ASSERT_EQ(summary.size(), 3U);
+  EXPECT_EQ(summary[2][0], "\"" + (folder / "b.nii") + "\"");
+  EXPECT_NEAR(std::stod(summary[2][3]), 137.0 / 144.0, 1e-14);
+  EXPECT_NE(ReadFile(folder / "all.json").find("b.nii"), std::string::npos);
+  EXPECT_FALSE(ReadFile(folder / "out/b/texture.csv").empty());
+}
+
 TEST(TextureMr, RefusesWhatItCannotMeasure) {
   const ScratchFolder folder;
   WriteImage(folder / "image.nii", 4, 4, 1, kHaralick);
@@ -236,6 +274,7 @@ TEST(TextureMr, RefusesWhatItCannotMeasure) {
       {image("image.nii") + " --range 3,3", "--range needs a lower and a higher intensity"},
       {image("image.nii") + " --range 0,nan", "--range needs a lower and a higher intensity"},
       {image("image.nii") + " --range 1", "--range needs two intensities"},
+      {image("image.nii") + " --axis z", "--axis needs a volume"},
       {image("image.nii") + " --label 1", "--label needs a --mask"},
       {image("image.nii") + " --mask ''", "--mask needs a label image"},
       {image("image.nii") + " --mask " + image("zeros.nii"), "no region in the mask"},
