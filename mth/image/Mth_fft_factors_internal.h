@@ -40,4 +40,10 @@ using FactorTable = std::array<Factors, kTabledStages>;
 
 FactorTable TableFor(int dir);
 
+/// Longer stages up to this number have a table of the first of every kStateSpan factors, in the direction
+/// kInverse: chains of steps can then begin at many places at once.
+constexpr int kStatedStages = 16;
+constexpr int kStateSpan = 32;
+Factors StatesOfStage(int stage);
+
 }  // namespace mth_internal

@@ -67,38 +67,6 @@ inline void RunTabledStages(const FactorTable& table, int stage, std::int64_t n,
   RunStages<kStages>(factors, span, 0, span, n, re, im);
 }
 
-// Stages beyond the table. Their factors are computed a chunk at a time, those of all rows side by side: each
-// waits for the one before it in its row.
-template <int kStages>
-inline void RunLongStages(int dir, int stage, std::int64_t n, double* re, double* im) {
-  constexpr int kRows = (1 << kStages) - 1;
-  constexpr std::int64_t kChunk = 256;
-  const std::int64_t span = std::int64_t{1} << stage;
-  Rotation rotations[kRows];
-  alignas(64) double chunk[kRows][2][kChunk];
-  Factors factors[kRows];
-  for (int s = 0; s < kStages; ++s) {
-    Rotation rotation = RotationOfStage(dir, stage + s);
-    for (int part = 0; part < 1 << s; ++part) {
-      const int row = (1 << s) - 1 + part;
-      rotations[row] = rotation;
-      factors[row] = {chunk[row][0], chunk[row][1]};
-      if (part + 1 == 1 << s) break;
-      for (std::int64_t j = 0; j < span; ++j) rotation.Step();
-    }
-  }
-  for (std::int64_t first = 0; first < span; first += kChunk) {
-    for (std::int64_t j = 0; j < kChunk; ++j) {
-      for (int row = 0; row < kRows; ++row) {
-        chunk[row][0][j] = rotations[row].u1;
-        chunk[row][1][j] = rotations[row].u2;
-        rotations[row].Step();
-      }
-    }
-    RunStages<kStages>(factors, span, first, first + kChunk, n, re, im);
-  }
-}
-
 constexpr int kReversed[kRowLength] = {0, 4, 2, 6, 1, 5, 3, 7};  // the three bits of an index, reversed
 
 // Takes the eight rows of a tile in reversed order through the first three stages, lanes running along the
@@ -220,6 +188,130 @@ inline void RunFirstStages(const FactorTable& table, int m, double* re, double* 
     std::int64_t bit = middles / 2;
     for (; bit > 0 && (reversed & bit) != 0; bit /= 2) reversed -= bit;
     reversed += bit;
+  }
+}
+
+// ---- stages beyond the table, whose factors are computed a chunk at a time ----
+
+constexpr std::int64_t kChunk = std::int64_t{kRowLength} * kStateSpan;
+
+// The factors of the stages from one on: row `part` of stage s has number 2^s - 1 + part.
+template <int kStages>
+struct FactorChunk {
+  static constexpr int kRows = (1 << kStages) - 1;
+  alignas(64) double re[kRows][kChunk];
+  alignas(64) double im[kRows][kChunk];
+
+  template <class Visit>
+  static void ForEachRow(Visit visit) {
+    for (int s = 0; s < kStages; ++s) {
+      for (int part = 0; part < 1 << s; ++part) visit((1 << s) - 1 + part, s, part);
+    }
+  }
+};
+
+// Where the stages have states: chains of steps from kRowLength of these, side by side in lanes.
+template <int kStages>
+class FactorsFromStates {
+ public:
+  FactorsFromStates(int dir, int stage) : stage_(stage), isForward_(dir == kForward) {
+    for (int s = 0; s < kStages; ++s) rotations_[s] = RotationOfStage(dir, stage + s);
+  }
+
+  void Compute(std::int64_t first, FactorChunk<kStages>& chunk) const {
+    FactorChunk<kStages>::ForEachRow([&](int row, int s, int part) {
+      const std::int64_t state = ((std::int64_t{part} << stage_) + first) / kStateSpan;
+      ComputeRow(rotations_[s], StatesOfStage(stage_ + s).From(state), chunk.re[row], chunk.im[row]);
+    });
+  }
+
+ private:
+  void ComputeRow(const Rotation& rotation, Factors states, double* re, double* im) const {
+    constexpr std::int64_t kGroups = kRowLength / kLanes;
+    alignas(64) double first[2][kRowLength];
+    for (int k = 0; k < kRowLength; ++k) {
+      first[0][k] = states.re[kReversed[k]];  // as rows come out of the transposition
+      first[1][k] = isForward_ ? 0.0 - states.im[kReversed[k]] : states.im[kReversed[k]];  // 0 stays 0
+    }
+    const Lanes c1 = Spread<Lanes>(rotation.c1);
+    const Lanes c2 = Spread<Lanes>(rotation.c2);
+    Lanes u1[kGroups];
+    Lanes u2[kGroups];
+#pragma GCC unroll 4
+    for (std::int64_t g = 0; g < kGroups; ++g) {
+      u1[g] = Load<Lanes>(first[0] + g * kLanes);
+      u2[g] = Load<Lanes>(first[1] + g * kLanes);
+    }
+    for (int step = 0; step < kStateSpan; step += kRowLength) {
+      Tile tile;
+#pragma GCC unroll 8
+      for (int k = 0; k < kRowLength; ++k) {
+#pragma GCC unroll 4
+        for (std::int64_t g = 0; g < kGroups; ++g) {
+          Store(tile.re[k] + g * kLanes, u1[g]);
+          Store(tile.im[k] + g * kLanes, u2[g]);
+          const Lanes next = u1[g] * c1 - u2[g] * c2;
+          u2[g] = u1[g] * c2 + u2[g] * c1;
+          u1[g] = next;
+        }
+      }
+      StoreTransposed(tile.re, re + step, kStateSpan);
+      StoreTransposed(tile.im, im + step, kStateSpan);
+    }
+  }
+
+  int stage_;
+  bool isForward_;
+  Rotation rotations_[kStages];
+};
+
+// Elsewhere: step by step, those of all rows side by side, since each waits for the one before it in its row.
+template <int kStages>
+class FactorsFromSteps {
+ public:
+  FactorsFromSteps(int dir, int stage) {
+    FactorChunk<kStages>::ForEachRow([&](int row, int s, int part) {
+      if (part == 0) {
+        rotations_[row] = RotationOfStage(dir, stage + s);
+        return;
+      }
+      rotations_[row] = rotations_[row - 1];
+      for (std::int64_t j = 0; j < std::int64_t{1} << stage; ++j) rotations_[row].Step();
+    });
+  }
+
+  void Compute(std::int64_t, FactorChunk<kStages>& chunk) {
+    for (std::int64_t j = 0; j < kChunk; ++j) {
+      for (int row = 0; row < FactorChunk<kStages>::kRows; ++row) {
+        chunk.re[row][j] = rotations_[row].u1;
+        chunk.im[row][j] = rotations_[row].u2;
+        rotations_[row].Step();
+      }
+    }
+  }
+
+ private:
+  Rotation rotations_[FactorChunk<kStages>::kRows];
+};
+
+template <int kStages, class Source>
+inline void RunChunks(Source source, int stage, std::int64_t n, double* re, double* im) {
+  FactorChunk<kStages> chunk;
+  Factors factors[FactorChunk<kStages>::kRows];
+  for (int row = 0; row < FactorChunk<kStages>::kRows; ++row) factors[row] = {chunk.re[row], chunk.im[row]};
+  const std::int64_t span = std::int64_t{1} << stage;
+  for (std::int64_t first = 0; first < span; first += kChunk) {
+    source.Compute(first, chunk);
+    RunStages<kStages>(factors, span, first, first + kChunk, n, re, im);
+  }
+}
+
+template <int kStages>
+inline void RunLongStages(int dir, int stage, std::int64_t n, double* re, double* im) {
+  if (stage + kStages <= kStatedStages) {
+    RunChunks<kStages>(FactorsFromStates<kStages>(dir, stage), stage, n, re, im);
+  } else {
+    RunChunks<kStages>(FactorsFromSteps<kStages>(dir, stage), stage, n, re, im);
   }
 }
 

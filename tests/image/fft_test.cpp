@@ -138,7 +138,7 @@ TEST(Fft, MatchesTheDirectSumRoundTripAndParseval) {
 
 TEST(Fft, EveryInstructionSetGivesTheBitsOfThePlainLoops) {
   using mth_internal::InstructionSet;
-  for (int m = 0; m <= 15; ++m) {
+  for (int m = 0; m <= 17; ++m) {
     Signal signal = RandomSignal(std::size_t{1} << m, 100U + static_cast<unsigned>(m));
     for (std::size_t i = 0; i < signal.size(); i += 5) signal[i] = {i % 2 == 0 ? -0.0 : 0.0, -0.0};
     for (const int dir : {1, -1, 3}) {
