@@ -61,3 +61,9 @@ foreach(name ${MTH_PKG_CONFIG_FILES})
   install(FILES "${PROJECT_BINARY_DIR}/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
           COMPONENT ${MTH_COMPONENT})
 endforeach()
+
+# The workflow over cohorts is Python's and Snakemake's: nothing of it is built.
+install(PROGRAMS "${PROJECT_SOURCE_DIR}/workflows/cohort/mth-cohort" DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/workflows/cohort/" DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/mth/cohort"
+        COMPONENT tools USE_SOURCE_PERMISSIONS
+        PATTERN "tests" EXCLUDE PATTERN "mth-cohort" EXCLUDE PATTERN "__pycache__" EXCLUDE)

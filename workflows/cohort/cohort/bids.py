@@ -1,0 +1,50 @@
+"""The names of the BIDS standard: where scans are, and what results are called."""
+
+import json
+from pathlib import Path
+
+from . import tools
+
+REPORT = "_desc-mth_T1w.json"
+RESOURCES = "_desc-mth_resources.json"
+# What else is made of a scan, by the end of its name.
+MAPS = ("_desc-denoised_T1w.*", "_dseg.*", "_label-*_probseg.*", "_desc-biasfield_map.*")
+MASK = "_desc-brain_mask.nii.gz"
+
+
+def find_scans(bids_dir, labels=None):
+    """The T1-weighted scans in the order of their names: key (path without _T1w), image and brain mask ("" for none).
+
+    A mask is taken from any derivative in the folder that has one of the scan's name.
+    """
+    wanted = {label.removeprefix("sub-") for label in labels} if labels else None
+    scans = []
+    root = Path(bids_dir)
+    for image in sorted(root.glob("sub-*/**/anat/*_T1w.nii*")):
+        relative = image.relative_to(root)
+        subject = relative.parts[0].removeprefix("sub-")
+        if image.suffix not in (".nii", ".gz") or (wanted is not None and subject not in wanted):
+            continue
+        key = str(relative).removesuffix(".gz").removesuffix("_T1w.nii")
+        if scans and scans[-1]["key"] == key:
+            continue  # the same scan packed and unpacked
+        masks = sorted(root.glob(f"derivatives/*/{key}{MASK}"))
+        scans.append({"key": key, "image": str(image.resolve()), "mask": str(masks[0].resolve()) if masks else ""})
+    if wanted is not None:
+        missing = wanted - {scan["key"].split("/")[0].removeprefix("sub-") for scan in scans}
+        if missing:
+            raise SystemExit("mth-cohort: no scan of " + ", ".join(sorted(missing)))
+    return scans
+
+
+def describe_dataset(output_dir, version):
+    """The description that makes the output folder a BIDS derivative."""
+    text = json.dumps({
+        "Name": "Tissues, denoised images and texture",
+        "BIDSVersion": "1.8.0",
+        "DatasetType": "derivative",
+        "GeneratedBy": [{"Name": "mth-cohort", "Version": version}],
+    }, indent=2) + "\n"
+    path = Path(output_dir) / "dataset_description.json"
+    if not path.is_file() or path.read_text(encoding="utf-8") != text:
+        tools.write_whole(path, text)

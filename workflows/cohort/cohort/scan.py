@@ -1,0 +1,131 @@
+"""Works on one scan: denoise, tissues, texture, quality. Its report, written last, tells how it went.
+
+    scan.py CONFIGURATION KEY
+"""
+
+import json
+import shutil
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
+
+from cohort import bids, tools  # noqa: E402
+
+
+class Scan:
+    """One scan on its way through the programs, in a scratch folder beside its results."""
+
+    def __init__(self, config, key, scratch):
+        self.settings = config["settings"]
+        self.tools = config["tools"]
+        self.output = Path(config["output_dir"])
+        self.key = key
+        self.entry = next(scan for scan in config["scans"] if scan["key"] == key)
+        self.scratch = Path(scratch)
+        self.masking = ["--mask", self.entry["mask"]] if self.entry["mask"] else []
+        self.maps = []
+
+    def denoise(self):
+        """The denoised scan and the deviation of its noise."""
+        folder = self.scratch / "denoised"
+        tools.run("denoise_mr", self.tools, self.entry["image"], "--volume", *self.masking, "--output", folder, "--json",
+                  self.scratch / "denoise.json")
+        image = next(path for path in sorted(folder.glob("*denoised*.nii*")))
+        self.keep(image, self.place("_desc-denoised_T1w.nii" + (".gz" if image.suffix == ".gz" else "")))
+        return read(self.scratch / "denoise.json")
+
+    def segment(self):
+        """Labels, fractions and field, and the volumes."""
+        folder = self.scratch / "tissues"
+        switches = ["--denoise" if self.settings["denoise"] else "--no-denoise"]
+        if not self.settings["bias_field"]:
+            switches.append("--no-bias-field")
+        tools.run("segment_mr", self.tools, self.entry["image"], "--method", "tissue", "--clusters",
+                  self.settings["clusters"], *switches, *self.masking, "--output", folder, "--json",
+                  self.scratch / "tissues.json")
+        self.labels = next(folder.glob("*dseg.nii.gz"))
+        for path in sorted(folder.glob("sub-*")):
+            if path != self.labels:
+                self.keep(path, self.place("", path.name))
+        tools.move_whole(folder / "panel.png", self.output / "report" / "mosaics" / (self.flat() + ".png"))
+        return read(self.scratch / "tissues.json")
+
+    def texture(self):
+        """Features of each tissue, means over the directions."""
+        tools.run("texture_mr", self.tools, self.entry["image"], "--mask", self.labels, "--output",
+                  self.scratch / "texture", "--json", self.scratch / "texture.json")
+        regions = read(self.scratch / "texture.json")["regions"]
+        return {region["region"]: {name: value["mean"] for name, value in region["features"].items()}
+                for region in regions}
+
+    def flat(self):
+        return Path(self.key).name
+
+    def place(self, suffix, name=None):
+        """Where a result goes: beside the scan's name, in the output."""
+        folder = self.output / Path(self.key).parent
+        return folder / (name or Path(self.key).name+ suffix)
+
+    def keep(self, path, target):
+        tools.move_whole(path, target)
+        self.maps.append(str(target.relative_to(self.output)))
+
+    def work(self):
+        noise = self.denoise() if self.settings["denoise"] else {"deviations": [0.0]}
+        tissues = self.segment()
+        texture = self.texture() if self.settings["texture"] else {}
+        self.keep(self.labels, self.place("", self.labels.name))
+        classes = [{name: tissue[name] for name in ("name", "centroid", "mean", "deviation", "volume_ml",
+                                                     "soft_volume_ml")} for tissue in tissues["classes"]]
+        deviation = max(noise["deviations"])
+        centroids = [tissue["centroid"] for tissue in classes]
+        contrast = min((b - a for a, b in zip(centroids, centroids[1:])), default=0.0)
+        return {
+            "classes": classes,
+            "noise": deviation,
+            "contrast": contrast,
+            "contrast_to_noise": contrast / deviation if deviation > 0 else None,
+            "converged": tissues["converged"],
+            "warnings": tissues["warnings"],
+            "dropped_voxels": tissues["image"]["dropped_voxels"],
+            "not_finite_voxels": tissues["image"]["not_finite_voxels"],
+            "texture": texture,
+            "maps": sorted(self.maps),
+        }, tissues.get("peak_memory_mib")
+
+
+def read(path):
+    return json.loads(Path(path).read_text(encoding="utf-8"))
+
+
+def main(configuration, key):
+    config = read(configuration)
+    start = time.monotonic()
+    report = {"image": key, "settings": config["settings"], "status": "done", "reason": ""}
+    memory = None
+    output = Path(config["output_dir"])
+    folder = output / Path(key).parent
+    folder.mkdir(parents=True, exist_ok=True)
+    for dead in folder.glob(f".{Path(key).name}_work-*"):  # what a killed run of this scan has left
+        if dead.is_dir():
+            shutil.rmtree(dead, ignore_errors=True)
+    with tempfile.TemporaryDirectory(prefix=f".{Path(key).name}_work-", dir=folder) as scratch:
+        try:
+            results, memory = Scan(config, key, scratch).work()
+            report.update(results)
+        except (tools.StepFailed, OSError) as failure:
+            report.update(status="failed", reason=str(failure))
+            for pattern in bids.MAPS:  # of an earlier image
+                for path in folder.glob(Path(key).name + pattern):
+                    path.unlink()
+    # What differs from run to run stands apart, so that reports are the same wherever they were made.
+    tools.write_whole(output / (key + bids.RESOURCES),
+                      json.dumps({"seconds": round(time.monotonic() - start, 3), "peak_memory_mib": memory}) + "\n")
+    tools.write_whole(output / (key + bids.REPORT), json.dumps(report, indent=2) + "\n")
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])

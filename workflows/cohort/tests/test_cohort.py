@@ -1,0 +1,184 @@
+#!/usr/bin/env python3
+"""A cohort of small phantoms through mth-cohort: whole, again, changed, killed, and on a cluster.
+
+    test_cohort.py TOOLS [--subjects N] [--slurm]     TOOLS: build/release/examples
+"""
+
+import argparse
+import gzip
+import json
+import os
+import shutil
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+HERE = Path(__file__).resolve().parent
+FRONT = HERE.parent / "mth-cohort"
+OPTIONS = argparse.Namespace(tools="", subjects=6, slurm=False)
+
+
+def make_phantom(folder, seed):
+    program = Path(OPTIONS.tools) / "make_phantom" / "make_phantom"
+    subprocess.run([program if program.is_file() else Path(OPTIONS.tools) / "make_phantom", "--size", "36,40,32", "--noise",
+                    str(2 + seed % 3), "--bias", str(10 * (seed % 4)), "--seed", str(seed), "--output", folder],
+                   check=True, stdout=subprocess.DEVNULL)
+
+
+def scan_of(root, subject):
+    folder = root / f"sub-{subject}" / "anat"
+    folder.mkdir(parents=True, exist_ok=True)
+    return folder / f"sub-{subject}_T1w.nii.gz"
+
+
+def make_cohort(root, scratch):
+    """Subjects 01 ..., and four that something is wrong with."""
+    root.mkdir()
+    (root / "dataset_description.json").write_text(json.dumps({"Name": "phantoms", "BIDSVersion": "1.8.0"}))
+    for seed in range(1, OPTIONS.subjects + 1):
+        make_phantom(scratch / str(seed), seed)
+        shutil.copy(scratch / str(seed) / "phantom.nii.gz", scan_of(root, f"{seed:02d}"))
+        mask = root / "derivatives" / "brain" / f"sub-{seed:02d}" / "anat" / f"sub-{seed:02d}_desc-brain_mask.nii.gz"
+        mask.parent.mkdir(parents=True)
+        shutil.copy(scratch / str(seed) / "mask.nii.gz", mask)
+    whole = scan_of(root, "01").read_bytes()
+    scan_of(root, "empty").write_bytes(b"")
+    scan_of(root, "half").write_bytes(whole[:len(whole) // 2])
+    voxels = bytearray(gzip.decompress(whole))
+    datatype, bits = struct.unpack_from("<hh", voxels, 70)
+    assert (datatype, bits) == (16, 32)
+    for i in range(0, 4000, 4):
+        voxels[352 + i:356 + i] = struct.pack("<f", float("nan"))
+    scan_of(root, "nan").write_bytes(gzip.compress(bytes(voxels)))
+    shutil.copy(scan_of(root, "01"), scan_of(root, "grid"))
+    other = root / "derivatives" / "brain" / "sub-grid" / "anat" / "sub-grid_desc-brain_mask.nii.gz"
+    other.parent.mkdir(parents=True)
+    small = bytearray(gzip.decompress((scratch / "1" / "mask.nii.gz").read_bytes()))
+    struct.pack_into("<h", small, 46, 31)
+    other.write_bytes(gzip.compress(bytes(small)))
+
+
+def command(bids, output, *more):
+    return [sys.executable, FRONT, "run", bids, output, "--tools", OPTIONS.tools, *more]
+
+
+def run(bids, output, *more):
+    return subprocess.run(command(bids, output, *more), capture_output=True, text=True, check=False)
+
+
+def tables(output):
+    return {name: (output / name).read_bytes() for name in ("volumes.tsv", "texture.tsv")}
+
+
+def reports(output):
+    return {path: path.stat().st_mtime_ns for path in output.glob("sub-*/anat/*_desc-mth_T1w.json")}
+
+
+class Cohort(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.scratch = Path(tempfile.mkdtemp(prefix="mth-cohort-"))
+        cls.bids = cls.scratch / "bids"
+        make_cohort(cls.bids, cls.scratch)
+        cls.output = cls.scratch / "whole"
+        cls.first = run(cls.bids, cls.output)
+        cls.tables = tables(cls.output)
+
+    @classmethod
+    def tearDownClass(cls):
+        shutil.rmtree(cls.scratch)
+
+    def test_names_what_failed_and_does_the_rest(self):
+        self.assertEqual(self.first.returncode, 3, self.first.stderr)
+        lines = [line.split("\t") for line in self.tables["volumes.tsv"].decode().splitlines()]
+        rows = {line[0].split("/")[0]: dict(zip(lines[0], line)) for line in lines[1:]}
+        self.assertEqual(len(rows), OPTIONS.subjects + 4)
+        for name, row in rows.items():
+            is_bad = name in ("sub-empty", "sub-half", "sub-grid")
+            self.assertEqual(row["status"], "failed" if is_bad else "done", row)
+            self.assertEqual(row["reason"] == "n/a", not is_bad, row)
+        for seed in range(1, OPTIONS.subjects + 1):
+            # A mixture of voxels has the volume of its tissues: the truth is the sum of the fractions.
+            truth = sum(struct.iter_unpack("<f", gzip.decompress(
+                (self.scratch / str(seed) / "fraction_WM.nii.gz").read_bytes())[352:]), start=())
+            self.assertAlmostEqual(float(rows[f"sub-{seed:02d}"]["WM_ml"]), sum(truth) / 1000, delta=0.5)
+        page = (self.output / "report" / "index.html").read_text()
+        self.assertEqual(page.count("<tr class="), OPTIONS.subjects + 4)
+        self.assertNotIn("http", page)
+        leftovers = [path for path in self.output.rglob(".sub-*")]
+        self.assertEqual(leftovers, [])
+
+    def test_second_run_does_what_is_changed(self):
+        output = self.scratch / "again"
+        shutil.copytree(self.output, output)
+        shutil.rmtree(output / ".mth-cohort")  # as for another place: what is there is whole
+        self.assertEqual(run(self.bids, output).returncode, 3)
+        before = reports(output)
+        self.assertEqual(run(self.bids, output).returncode, 3)
+        self.assertEqual(reports(output), before)
+        os.utime(scan_of(self.bids, "02"))
+        self.assertEqual(run(self.bids, output).returncode, 3)
+        after = reports(output)
+        self.assertEqual([path.name for path in after if after[path] != before.get(path)], ["sub-02_desc-mth_T1w.json"])
+        self.assertEqual(tables(output), self.tables)
+        self.assertEqual(run(self.bids, output, "--no-texture").returncode, 3)
+        self.assertTrue(all(stamp != after[path] for path, stamp in reports(output).items()))
+
+    def test_killed_run_goes_on_with_the_same_bits(self):
+        output = self.scratch / "killed"
+        process = subprocess.Popen(command(self.bids, output, "--n-cpus", "2"), stdout=subprocess.DEVNULL,
+                                   stderr=subprocess.DEVNULL, start_new_session=True)
+        while process.poll() is None and not reports(output):
+            pass
+        os.killpg(process.pid, signal.SIGKILL)
+        process.wait()
+        for path in reports(output):
+            json.loads(path.read_text())
+        self.assertEqual(run(self.bids, output, "--n-cpus", "2").returncode, 3)
+        self.assertEqual(tables(output), self.tables)
+
+    def test_refuses_what_it_cannot_use(self):
+        cases = [
+            ((self.scratch / "missing", self.scratch / "out"), "no folder"),
+            ((self.scratch / "1", self.scratch / "out"), "dataset_description.json"),
+            ((self.bids, self.bids), "own"),
+            ((self.bids, self.scratch / "out", "--participant-label", "77"), "77"),
+        ]
+        for arguments, text in cases:
+            result = run(*arguments)
+            self.assertEqual(result.returncode, 2, arguments)
+            self.assertIn(text, result.stderr)
+
+    def test_page_opens_in_a_browser(self):
+        browser = shutil.which("chromium")
+        if not browser:
+            self.skipTest("needs chromium")
+        dom = subprocess.run([browser, "--headless", "--no-sandbox", "--disable-gpu", "--dump-dom",
+                              (self.output / "report" / "index.html").as_uri()], capture_output=True, text=True, check=True)
+        self.assertEqual(dom.stdout.count("<tr class="), OPTIONS.subjects + 4)
+
+    def test_cluster_gives_the_same_table(self):
+        if not OPTIONS.slurm:
+            self.skipTest("needs --slurm")
+        output = self.scratch / "cluster"
+        result = subprocess.run([HERE / "with_slurm.sh", *command(self.bids, output, "--profile", "slurm")],
+                                capture_output=True, text=True, check=False)
+        self.assertEqual(result.returncode, 3, result.stdout + result.stderr)
+        self.assertEqual(tables(output), self.tables)
+
+
+if __name__ == "__main__":
+    parser = argparse.ArgumentParser()
+    parser.add_argument("tools", type=Path)
+    parser.add_argument("--subjects", type=int, default=OPTIONS.subjects)
+    parser.add_argument("--slurm", action="store_true")
+    OPTIONS, rest = parser.parse_known_args()
+    OPTIONS.tools = str(OPTIONS.tools.resolve())
+    if not shutil.which("snakemake"):
+        print("Left out: cohorts (need snakemake)")
+        sys.exit(77)
+    unittest.main(argv=sys.argv[:1] + rest)
