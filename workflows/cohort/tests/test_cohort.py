@@ -5,6 +5,7 @@
 """
 
 import argparse
+import contextlib
 import gzip
 import json
 import os
@@ -134,7 +135,8 @@ class Cohort(unittest.TestCase):
                                    stderr=subprocess.DEVNULL, start_new_session=True)
         while process.poll() is None and not reports(output):
             pass
-        os.killpg(process.pid, signal.SIGKILL)
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(process.pid, signal.SIGKILL)
         process.wait()
         for path in reports(output):
             json.loads(path.read_text())
