@@ -37,10 +37,6 @@ double LargestError(const Group& group) {
   return group.errors.empty() ? 0.0 : *std::max_element(group.errors.begin(), group.errors.end());
 }
 
-const char* NameOf(const Outcome& outcome, const Group& group) {
-  return &group == &outcome.heldOut ? "held out" : "trained upon";
-}
-
 // Samples by what they are and what they are taken for; negative first.
 struct Confusion {
   std::size_t counts[2][2] = {};
@@ -78,25 +74,29 @@ std::string ConfusionTable(const Samples& samples, const Group& group) {
 std::string Summary(const Samples& samples, const Outcome& outcome, const Options& options) {
   const Group& judged = JudgedGroup(outcome);
   const Roc roc = ComputeRoc(judged);
-  std::string text = options.variant + " AdaBoost, " + std::to_string(options.rounds) + " rounds of depth " +
-                     std::to_string(options.depth) + ", " + std::to_string(outcome.cellsCount) + " cells\n";
+  const Model& model = outcome.model;
+  std::string text = model.variant + " AdaBoost, " + std::to_string(model.rounds) + " rounds of depth " +
+                     std::to_string(model.depth) + ", " + std::to_string(model.cells.size()) + " cells\n";
+  if (!options.applyModelPath.empty()) text += "  model          " + options.applyModelPath + "\n";
   text += "  samples        " + std::to_string(samples.Count()) + " of " +
           std::to_string(samples.FeaturesCount()) + " features, positive label " + samples.positiveLabel +
           ", negative " + samples.negativeLabel + "\n";
   for (const Group* group : {&outcome.trained, &outcome.heldOut}) {
-    if (group->samples.empty()) continue;
+    if (group->errors.empty()) continue;
     text += "  error          " + RightAligned(Percent(group->errors.back()), 8) + " of " +
-            std::to_string(group->samples.size()) + " samples " + NameOf(outcome, *group) + "\n";
+            std::to_string(group->samples.size()) + " samples " + group->name + "\n";
   }
   if (!roc.points.empty()) {
-    text += "  area under ROC " + RightAligned(Fixed(roc.area, 4), 8) + " on the samples " +
-            NameOf(outcome, judged) + "\n";
+    text +=
+        "  area under ROC " + RightAligned(Fixed(roc.area, 4), 8) + " on the samples " + judged.name + "\n";
   }
-  return text + ConfusionTable(samples, judged);
+  return judged.errors.empty() ? text : text + ConfusionTable(samples, judged);
 }
 
 std::string FullReport(const Samples& samples, const Outcome& outcome, const Options& options) {
-  std::string text = Summary(samples, outcome, options) + "\n  round   trained upon";
+  std::string text = Summary(samples, outcome, options);
+  if (outcome.trained.errors.empty()) return text;
+  text += "\n  round   trained upon";
   const bool tests = !outcome.heldOut.errors.empty();
   text += tests ? "   held out\n" : "\n";
   for (std::size_t i = 0; i < outcome.trained.errors.size(); ++i) {
@@ -110,17 +110,21 @@ std::string FullReport(const Samples& samples, const Outcome& outcome, const Opt
 std::string JsonReport(const Samples& samples, const Outcome& outcome, const Options& options) {
   example::Json json;
   json["data"] = options.dataPath;
-  json["variant"] = options.variant;
-  json["rounds"] = options.rounds;
-  json["depth"] = options.depth;
+  json["model"] = nullptr;
+  if (!options.applyModelPath.empty()) json["model"] = options.applyModelPath;
+  json["variant"] = outcome.model.variant;
+  json["rounds"] = outcome.model.rounds;
+  json["depth"] = outcome.model.depth;
+  if (options.folds > 0) json["folds"] = options.folds;
   json["labels"] = {samples.negativeLabel, samples.positiveLabel};
   json["samples"] = samples.Count();
   json["features"] = samples.FeaturesCount();
-  json["cells"] = outcome.cellsCount;
+  json["cells"] = outcome.model.cells.size();
   for (const Group* group : {&outcome.trained, &outcome.heldOut}) {
-    if (group->samples.empty()) continue;
+    if (group->errors.empty()) continue;
     const Roc roc = ComputeRoc(*group);
-    example::Json& entry = json[group == &outcome.heldOut ? "held_out" : "trained_upon"];
+    const char* key = !options.applyModelPath.empty() ? "applied_to" : "held_out";
+    example::Json& entry = json[group == &outcome.heldOut ? key : "trained_upon"];
     entry["samples"] = group->samples.size();
     entry["error"] = group->errors.back();
     entry["errors"] = group->errors;
@@ -142,9 +146,9 @@ std::string ScoresTable(const Samples& samples, const Outcome& outcome) {
       const auto labelOf = [&](bool isPositive) {
         return isPositive ? samples.positiveLabel : samples.negativeLabel;
       };
-      lines[place] = std::to_string(place + 1) + "," + NameOf(outcome, *group) + "," +
-                     labelOf(group->isPositive[i]) + "," + labelOf(group->scores[i] > 0.0) + "," +
-                     Shortest(group->scores[i]) + "\n";
+      const std::string label = group->isPositive.empty() ? "" : labelOf(group->isPositive[i]);
+      lines[place] = std::to_string(place + 1) + "," + group->name + "," + label + "," +
+                     labelOf(group->scores[i] > 0.0) + "," + Shortest(group->scores[i]) + "\n";
     }
   }
   std::string table = "sample,group,label,predicted,score\n";
@@ -158,7 +162,8 @@ std::string PlotErrors(const Outcome& outcome) {
   example::SvgPlot plot("Error over the rounds", PlotAxis{"round", 1.0, lastRound},
                         PlotAxis{"error (%)", 0.0, 105.0 * largest});
   plot.AddLine(ErrorLine(outcome.trained), kTrainedColour, "trained upon");
-  if (!outcome.heldOut.errors.empty()) plot.AddLine(ErrorLine(outcome.heldOut), kHeldOutColour, "held out");
+  if (!outcome.heldOut.errors.empty())
+    plot.AddLine(ErrorLine(outcome.heldOut), kHeldOutColour, outcome.heldOut.name);
   return plot.Render();
 }
 
@@ -166,7 +171,7 @@ std::string PlotRoc(const Outcome& outcome) {
   const Group& judged = JudgedGroup(outcome);
   const Roc roc = ComputeRoc(judged);
   constexpr Colour kChanceColour{160, 160, 160};
-  example::SvgPlot plot(std::string("Receiver operating characteristic, samples ") + NameOf(outcome, judged),
+  example::SvgPlot plot("Receiver operating characteristic, samples " + judged.name,
                         PlotAxis{"false positives", 0.0, 1.0}, PlotAxis{"true positives", 0.0, 1.0});
   plot.AddLine({{0.0, 0.0}, {1.0, 1.0}}, kChanceColour, "chance");
   if (!roc.points.empty()) plot.AddLine(roc.points, kTrainedColour, "area " + Fixed(roc.area, 4));

@@ -64,29 +64,37 @@ bool IsBefore(const std::string& first, const std::string& second) {
   return a && b ? *a < *b : first < second;
 }
 
+bool IsSame(const std::string& first, const std::string& second) {
+  return !IsBefore(first, second) && !IsBefore(second, first);
+}
+
 void SetClasses(Samples& samples, const std::vector<std::string>& labels, const std::string& path) {
   const auto [least, greatest] = std::minmax_element(labels.begin(), labels.end(), IsBefore);
   samples.negativeLabel = *least;
   samples.positiveLabel = *greatest;
-  const auto isSame = [](const std::string& a, const std::string& b) {
-    return !IsBefore(a, b) && !IsBefore(b, a);
-  };
   const bool areTwo =
       IsBefore(*least, *greatest) && std::all_of(labels.begin(), labels.end(), [&](const auto& label) {
-        return isSame(label, samples.negativeLabel) || isSame(label, samples.positiveLabel);
+        return IsSame(label, samples.negativeLabel) || IsSame(label, samples.positiveLabel);
       });
   if (!areTwo)
     throw example::Failure("the last column of " + path + " must hold exactly two different labels");
-  for (const std::string& label : labels) samples.isPositive.push_back(isSame(label, samples.positiveLabel));
+  for (const std::string& label : labels) samples.isPositive.push_back(IsSame(label, samples.positiveLabel));
 }
 
-}  // namespace
+// The lines of a file, with the number of each.
+struct Table {
+  std::vector<Line> lines;
+  std::vector<int> numbers;
+};
 
-Samples ReadSamples(const std::string& path) {
+std::string PlaceOf(const std::string& path, int number) {
+  return path + ", line " + std::to_string(number);
+}
+
+Table ReadTable(const std::string& path) {
   std::ifstream file(path);
   if (!file) throw example::Failure("cannot open " + path);
-  Samples samples;
-  std::vector<std::string> labels;
+  Table table;
   std::string text;
   bool mayBeNames = true;
   for (int number = 1; std::getline(file, text); ++number) {
@@ -97,18 +105,60 @@ Samples ReadSamples(const std::string& path) {
     const bool isNames = mayBeNames && !line;
     mayBeNames = false;
     if (isNames) continue;
-    const std::string place = path + ", line " + std::to_string(number);
-    if (!line) throw example::Failure(place + ": not finite numbers separated by commas, and a label");
-    if (line->features.empty()) throw example::Failure(place + ": needs a feature and a label at least");
-    if (!samples.features.empty() && line->features.size() != samples.FeaturesCount()) {
-      throw example::Failure(place + ": " + std::to_string(line->features.size()) + " features, but " +
+    if (!line)
+      throw example::Failure(PlaceOf(path, number) + ": not finite numbers separated by commas, and a label");
+    table.lines.push_back(std::move(*line));
+    table.numbers.push_back(number);
+  }
+  if (file.bad() || table.lines.empty()) throw example::Failure("no samples in " + path);
+  return table;
+}
+
+}  // namespace
+
+Samples ReadSamples(const std::string& path) {
+  Table table = ReadTable(path);
+  Samples samples;
+  std::vector<std::string> labels;
+  for (std::size_t i = 0; i < table.lines.size(); ++i) {
+    Line& line = table.lines[i];
+    const std::string place = PlaceOf(path, table.numbers[i]);
+    if (line.features.empty()) throw example::Failure(place + ": needs a feature and a label at least");
+    if (!samples.features.empty() && line.features.size() != samples.FeaturesCount()) {
+      throw example::Failure(place + ": " + std::to_string(line.features.size()) + " features, but " +
                              std::to_string(samples.FeaturesCount()) + " before");
     }
-    labels.push_back(line->label);
-    samples.features.push_back(std::move(line->features));
+    labels.push_back(line.label);
+    samples.features.push_back(std::move(line.features));
   }
-  if (file.bad() || labels.empty()) throw example::Failure("no samples in " + path);
   SetClasses(samples, labels, path);
+  return samples;
+}
+
+Samples ReadSamplesFor(const Model& model, const std::string& path) {
+  Table table = ReadTable(path);
+  const auto count = static_cast<std::size_t>(model.featuresCount);
+  const bool isLabelled = table.lines.front().features.size() == count;
+  Samples samples{{}, {}, model.negativeLabel, model.positiveLabel};
+  for (std::size_t i = 0; i < table.lines.size(); ++i) {
+    Line& line = table.lines[i];
+    const std::string place = PlaceOf(path, table.numbers[i]);
+    if (!isLabelled) {
+      const auto last = ParseNumber(line.label);
+      if (!last) throw example::Failure(place + ": not finite numbers separated by commas");
+      line.features.push_back(*last);
+    }
+    if (line.features.size() != count) {
+      throw example::Failure(place + ": " + std::to_string(line.features.size()) +
+                             " features, but the model has " + std::to_string(count));
+    }
+    samples.features.push_back(std::move(line.features));
+    if (!isLabelled) continue;
+    const bool isPositive = IsSame(line.label, model.positiveLabel);
+    if (!isPositive && !IsSame(line.label, model.negativeLabel))
+      throw example::Failure(place + ": the model does not know the label " + line.label);
+    samples.isPositive.push_back(isPositive);
+  }
   return samples;
 }
 

@@ -4,13 +4,15 @@
 #include <string>
 #include <vector>
 
+#include "model.h"
+
 namespace classify {
 
 /// Labelled samples; of the two labels the greater one is the positive class: in number, or in the alphabet
 /// where one of them is no number.
 struct Samples {
   std::vector<std::vector<double>> features;  ///< of each sample
-  std::vector<bool> isPositive;
+  std::vector<bool> isPositive;               ///< empty: the samples have no labels
   std::string negativeLabel;
   std::string positiveLabel;
 
@@ -23,5 +25,9 @@ struct Samples {
 /// when
 ///                           there are not exactly two labels.
 Samples ReadSamples(const std::string& path);
+
+/// Reads samples of a model's features, with labels of the model's or, in every line, without.
+/// @throws example::Failure  likewise, and for a label that the model does not know.
+Samples ReadSamplesFor(const Model& model, const std::string& path);
 
 }  // namespace classify

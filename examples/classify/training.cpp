@@ -99,39 +99,115 @@ struct CellsOwner {
   const MTH_CLUSTERING_ADABOOST& boosting;
 };
 
-void RecordError(Group& group) {
-  std::size_t wrong = 0;
+// How many samples are on the wrong side of 0.
+double CountWrong(const Group& group) {
+  double wrong = 0.0;
   for (std::size_t i = 0; i < group.scores.size(); ++i)
-    wrong += (group.scores[i] > 0.0) != group.isPositive[i] ? 1 : 0;
-  group.errors.push_back(static_cast<double>(wrong) / static_cast<double>(group.scores.size()));
+    wrong += (group.scores[i] > 0.0) != group.isPositive[i] ? 1.0 : 0.0;
+  return wrong;
 }
 
-}  // namespace
+void RecordError(Group& group) {
+  group.errors.push_back(CountWrong(group) / static_cast<double>(group.scores.size()));
+}
 
-Outcome TrainAndTest(const Samples& samples, const Options& options) {
-  Outcome outcome = SplitSamples(samples, options);
-  const auto features = FeatureMatrix(samples, outcome.trained);
-  const auto labels = LabelMatrix(outcome.trained);
-  const auto testFeatures = FeatureMatrix(samples, outcome.heldOut);
+Model ModelOf(const MTH_CLUSTERING_ADABOOST& boosting, const Samples& samples, const Options& options) {
+  Model model{options.variant,
+              options.rounds,
+              options.depth,
+              static_cast<int>(samples.FeaturesCount()),
+              samples.negativeLabel,
+              samples.positiveLabel,
+              {}};
+  for (int c = 0; c < boosting.GetCells()->GetCount(); ++c)
+    model.cells.push_back(
+        CellOf(*boosting.GetCells()->Get(c), boosting.GetConfidences()[static_cast<std::size_t>(c)]));
+  return model;
+}
+
+// Trains upon one group, round by round, and tests after each on the other one, if it has samples.
+Model Train(const Samples& samples, Group& trained, Group& tested, const Options& options) {
+  const auto features = FeatureMatrix(samples, trained);
+  const auto labels = LabelMatrix(trained);
+  const auto testFeatures = FeatureMatrix(samples, tested);
   MTH_CLUSTERING_TREE tree(options.depth);
   MTH_CLUSTERING_ADABOOST boosting(features.get(), labels.get(), 1, &tree);
   const CellsOwner owner(boosting);
   const Training train = TrainingOf(options.variant);
-  const bool tests = !outcome.heldOut.samples.empty();
   for (int round = 0; round < options.rounds; ++round) {
     example::ThrowIfCancelled();
     const int cellsBefore = round == 0 ? 0 : boosting.GetCells()->GetCount();
     // A warm start from the rounds so far gives the bits of one longer training.
     const bool hasTrained =
-        (boosting.*train)(boosting.GetConfidences(), boosting.GetCells(), outcome.trained.scores.data());
+        (boosting.*train)(boosting.GetConfidences(), boosting.GetCells(), trained.scores.data());
     example::ThrowIfCancelled();
     if (!hasTrained) throw example::Failure("no memory for the training");
-    RecordError(outcome.trained);
-    if (!tests) continue;
-    AddScores(boosting, cellsBefore, *testFeatures, outcome.heldOut);
-    RecordError(outcome.heldOut);
+    RecordError(trained);
+    if (tested.samples.empty()) continue;
+    AddScores(boosting, cellsBefore, *testFeatures, tested);
+    RecordError(tested);
   }
-  outcome.cellsCount = static_cast<std::size_t>(boosting.GetCells()->GetCount());
+  return ModelOf(boosting, samples, options);
+}
+
+// The fold of each sample; both classes are dealt out evenly.
+std::vector<int> FoldsOf(const Samples& samples, const Options& options) {
+  std::vector<int> folds(samples.Count());
+  int next[2] = {0, 0};
+  for (const std::size_t place : ShuffledPlaces(samples.Count(), options.seed)) {
+    int& fold = next[samples.isPositive[place] ? 1 : 0];
+    folds[place] = fold;
+    fold = (fold + 1) % options.folds;
+  }
+  return folds;
+}
+
+// Each sample is scored by the training that did not see it; errors are those of all folds together.
+Group CrossValidate(const Samples& samples, const Options& options) {
+  const std::vector<int> folds = FoldsOf(samples, options);
+  Group all{"held out in " + std::to_string(options.folds) + " folds", {}, {}, {}, {}};
+  for (std::size_t i = 0; i < samples.Count(); ++i) Join(all, samples, i);
+  all.errors.assign(static_cast<std::size_t>(options.rounds), 0.0);
+  for (int fold = 0; fold < options.folds; ++fold) {
+    Group trained;
+    Group tested;
+    for (std::size_t i = 0; i < samples.Count(); ++i) Join(folds[i] == fold ? tested : trained, samples, i);
+    if (tested.samples.empty()) continue;
+    Train(samples, trained, tested, options);
+    for (std::size_t i = 0; i < tested.samples.size(); ++i) all.scores[tested.samples[i]] = tested.scores[i];
+    for (std::size_t round = 0; round < all.errors.size(); ++round)
+      all.errors[round] += tested.errors[round] * static_cast<double>(tested.samples.size()) /
+                           static_cast<double>(samples.Count());
+  }
+  return all;
+}
+
+void CheckFolds(const Samples& samples, const Options& options) {
+  const auto positives = std::count(samples.isPositive.begin(), samples.isPositive.end(), true);
+  const auto rarer = std::min(positives, static_cast<std::ptrdiff_t>(samples.Count()) - positives);
+  if (options.folds > rarer)
+    throw example::Failure("--folds must not be above " + std::to_string(rarer) +
+                           ", the samples of the rarer class");
+}
+
+}  // namespace
+
+Outcome TrainAndTest(const Samples& samples, const Options& options) {
+  if (options.folds > 0) CheckFolds(samples, options);
+  Outcome outcome = SplitSamples(samples, options);
+  outcome.model = Train(samples, outcome.trained, outcome.heldOut, options);
+  if (options.folds > 0) outcome.heldOut = CrossValidate(samples, options);
+  return outcome;
+}
+
+Outcome ApplyModel(const Samples& samples, const Model& model) {
+  Outcome outcome;
+  outcome.model = model;
+  outcome.heldOut.name = "applied to";
+  for (std::size_t i = 0; i < samples.Count(); ++i) outcome.heldOut.samples.push_back(i);
+  outcome.heldOut.isPositive = samples.isPositive;
+  outcome.heldOut.scores = Scores(model, *FeatureMatrix(samples, outcome.heldOut));
+  if (!samples.isPositive.empty()) RecordError(outcome.heldOut);
   return outcome;
 }
 

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <utility>
 #include <vector>
 
+#include "model.h"
 #include "options.h"
 #include "samples.h"
 
@@ -11,21 +13,26 @@ namespace classify {
 
 /// Some of the samples, with what the classifier says of them.
 struct Group {
+  std::string name;
   std::vector<std::size_t> samples;  ///< their places in the file
-  std::vector<bool> isPositive;
+  std::vector<bool> isPositive;      ///< empty: unknown
   std::vector<double> scores;
   std::vector<double> errors;  ///< share of the samples on the wrong side of 0, after each round
 };
 
 struct Outcome {
-  Group trained;
-  Group heldOut;               ///< empty when nothing was held out
-  std::size_t cellsCount = 0;  ///< cells of the feature space that the classifier sums over
+  Group trained{"trained upon", {}, {}, {}, {}};
+  Group heldOut{"held out", {}, {}, {}, {}};  ///< empty when nothing was held out
+  Model model;                                ///< of the training, or the one that was applied
 };
 
-/// Splits the samples, trains round by round and tests after each.
+/// Splits the samples, trains round by round and tests after each. With folds every sample is held out once,
+/// and the model is that of all samples.
 /// @throws example::Failure  when a class has no sample to train upon, or without memory.
 Outcome TrainAndTest(const Samples& samples, const Options& options);
+
+/// Scores samples by a model; the group is called "applied to".
+Outcome ApplyModel(const Samples& samples, const Model& model);
 
 /// The group that a classifier is judged by: the samples held out, if any.
 const Group& JudgedGroup(const Outcome& outcome);

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <iostream>
 
+#include "support/batch.h"
+#include "support/bids.h"
 #include "support/command_line.h"
 #include "support/denoising.h"
 #include "support/failure.h"
@@ -25,7 +27,8 @@ constexpr int kLargestWindow = 99;
 constexpr double kMostNoise = 100.0;
 
 struct Options {
-  std::string imagePath;
+  std::vector<std::string> imagePaths;
+  std::string imagePath;  // the one that is denoised
   example::OutputOptions output{"denoise_mr_output", "", false};
   double addedNoise = 0.0;  // per cent of the brightest grey level
   std::optional<int> axis;
@@ -43,19 +46,22 @@ bool ParseOptions(int argc, char** argv, Options& options) {
       "overlapping blocks and means of similar places, an image, or a volume plane by plane, by its "
       "wavelets.",
       "denoise_mr");
-  app.footer(std::string(
-                 "Files written into the folder (all or none):\n"
-                 "  denoised.nii.gz  the result in the place and with the number type of the image; float32\n"
-                 "                   where these cannot hold it; denoised.png of a PNG\n"
-                 "  panel.png        before, after and difference; of a volume the middle plane\n"
-                 "\n"
-                 "Examples:\n"
-                 "  denoise_mr head.nii.gz --factor 2.5 -o result\n"
-                 "  denoise_mr clean.nii.gz --add-noise 9 -o trial\n"
-                 "\n") +
-             example::kReplacementText + example::kStatusText);
-  app.add_option("IMAGE", options.imagePath,
-                 "Image or volume: .nii, .nii.gz, or .png\n(colours become their luminance)")
+  app.footer(
+      std::string(
+          "Files written into the folder (all or none):\n"
+          "  denoised.nii.gz  the result in the place and with the number type of the image; float32\n"
+          "                   where these cannot hold it; denoised.png of a PNG; of an image named as\n"
+          "                   BIDS does sub-01_desc-denoised_T1w.nii.gz with its sidecar\n"
+          "  panel.png        before, after and difference; of a volume the middle plane\n"
+          "Of several images each gets a folder of its name, and summary.csv has one row for each.\n"
+          "\n"
+          "Examples:\n"
+          "  denoise_mr head.nii.gz --factor 2.5 -o result\n"
+          "  denoise_mr clean.nii.gz --add-noise 9 -o trial\n"
+          "\n") +
+      example::kReplacementText + example::kStatusText);
+  app.add_option("IMAGE", options.imagePaths,
+                 "Images or volumes: .nii, .nii.gz, or .png\n(colours become their luminance)")
       ->required();
   example::AddOutputOptions(app, options.output);
   app.add_option(
@@ -83,6 +89,7 @@ bool ParseOptions(int argc, char** argv, Options& options) {
       ->check(CLI::Range(0.0, kMostNoise).description(""))
       ->type_name("PERCENT");
   if (!example::ParseCommandLine(app, argc, argv)) return false;
+  options.imagePath = options.imagePaths.front();
   example::Require(std::isfinite(options.denoising.factor) && options.denoising.factor >= 0.0,
                    "--factor must be a number from 0 up");
   options.isByPlanes = app.count("--factor") + app.count("--window") + app.count("--axis") > 0;
@@ -126,6 +133,13 @@ void WritePanel(const std::string& path, const GreyImage& before, const GreyImag
                                                 example::LettersOf(first, side)));
 }
 
+// "denoised.nii.gz", or as BIDS wants it.
+std::string NameOfResult(const Options& options) {
+  if (!example::IsNiftiPath(options.imagePath)) return "denoised.png";
+  const example::BidsName name = example::ParseBidsName(options.imagePath);
+  return (name.IsBids() ? example::BidsResult(name, "", "denoised", name.suffix) : "denoised") + ".nii.gz";
+}
+
 // As the file of the image stores its numbers, so that all subjects of a study stay alike.
 void WriteDenoised(example::Results& results, const std::string& name, GreyImage& denoised,
                    const Options& options) {
@@ -164,6 +178,15 @@ std::string JsonReport(const Options& options, const GreyImage& image, const std
   return example::JsonText(json);
 }
 
+// What BIDS wants to be told of a result.
+std::string Sidecar(const Options& options) {
+  example::Json json;
+  json["Description"] = options.denoising.isPlaneByPlane ? "denoised plane by plane by its wavelets"
+                                                         : "denoised by blocks and non-local means";
+  json["Sources"] = {options.imagePath};
+  return example::JsonText(json);
+}
+
 void Print(const Options& options, const GreyImage& image, const std::vector<double>& deviations) {
   const auto [least, greatest] = std::minmax_element(deviations.begin(), deviations.end());
   const std::string range = deviations.size() == 1
@@ -182,14 +205,33 @@ double AddedDeviation(const Options& options, const GreyImage& image) {
   return options.addedNoise / 100.0 * *std::max_element(image.values.begin(), image.values.end());
 }
 
-int Run(int argc, char** argv) {
-  Options options;
-  if (!ParseOptions(argc, argv, options)) return 0;
-  std::vector<std::string> inputs{options.imagePath};
+std::vector<std::string> InputsOf(const Options& options) {
+  std::vector<std::string> inputs = options.imagePaths;
   if (!options.maskPath.empty()) inputs.push_back(options.maskPath);
-  example::Results results("denoise_mr", inputs, options.output.isForced);
+  return inputs;
+}
+
+// What lies outside the mask becomes 0.
+void ApplyMask(const Options& options, GreyImage& denoised) {
+  if (options.maskPath.empty()) return;
+  const GreyImage mask = example::ReadImage(options.maskPath);
+  example::RequireSameGrid(denoised, options.imagePath, mask, options.maskPath);
+  for (std::size_t voxel = 0; voxel < denoised.values.size(); ++voxel) {
+    if (!(mask.values[voxel] > 0.0)) denoised.values[voxel] = 0.0;
+  }
+}
+
+std::string SummaryRow(const Options& options, const std::vector<double>& deviations, double seconds) {
+  const auto [least, greatest] = std::minmax_element(deviations.begin(), deviations.end());
+  return example::CsvField(options.imagePath) + "," + example::Rounded(*least, 6) + "," +
+         example::Rounded(*greatest, 6) + "," + example::Fixed(seconds, 2) + "\n";
+}
+
+// Denoises one image into the folder of the options.
+example::ImageSummary DenoiseImage(Options options) {
+  example::Results results("denoise_mr", InputsOf(options), options.output.isForced);
   results.OpenFolder(options.output.path);
-  const std::string name = example::IsNiftiPath(options.imagePath) ? "denoised.nii.gz" : "denoised.png";
+  const std::string name = NameOfResult(options);
   results.Announce({name, "panel.png"});
   results.AnnounceFile(options.output.jsonPath);
   GreyImage image = example::ReadImage(options.imagePath);
@@ -198,29 +240,43 @@ int Run(int argc, char** argv) {
   options.denoising.isPlaneByPlane = options.isByPlanes || (!options.isVolume && !example::IsVolume(image));
   const double addedDeviation = AddedDeviation(options, image);
   if (addedDeviation > 0.0) example::AddNoise(image, addedDeviation);
-  std::optional<GreyImage> mask;
-  if (!options.maskPath.empty()) {
-    mask = example::ReadImage(options.maskPath);
-    example::RequireSameGrid(image, options.imagePath, *mask, options.maskPath);
-  }
   const example::Stopwatch clock;
   GreyImage denoised = image;
   const std::vector<double> deviations = example::Denoise(denoised, options.denoising).deviations;
-  for (std::size_t voxel = 0; mask && voxel < denoised.values.size(); ++voxel) {
-    if (!(mask->values[voxel] > 0.0)) denoised.values[voxel] = 0.0;
-  }
+  ApplyMask(options, denoised);
 
+  const double seconds = clock.Seconds();
+  const std::string json = JsonReport(options, image, deviations, addedDeviation, seconds);
   WriteDenoised(results, name, denoised, options);
+  if (example::ParseBidsName(options.imagePath).IsBids())
+    results.WriteText(name.substr(0, name.find('.')) + ".json", Sidecar(options));
   results.Write("panel.png", [&](const std::string& path) {
     WritePanel(path, image, denoised, options.denoising.axis, options.side);
   });
-  results.WriteTextFile(options.output.jsonPath,
-                        JsonReport(options, image, deviations, addedDeviation, clock.Seconds()));
+  results.WriteTextFile(options.output.jsonPath, json);
   results.Commit();
   if (addedDeviation > 0.0)
     std::printf("Added   noise of standard deviation %s\n", ShortText(addedDeviation).c_str());
   Print(options, image, deviations);
   std::printf("Written %s: %s, panel.png\n", options.output.path.c_str(), name.c_str());
+  return {SummaryRow(options, deviations, seconds), json};
+}
+
+int Run(int argc, char** argv) {
+  Options options;
+  if (!ParseOptions(argc, argv, options)) return 0;
+  if (options.imagePaths.size() == 1) {
+    DenoiseImage(options);
+    return 0;
+  }
+  const auto run = [&options](const std::string& path, const example::OutputOptions& output) {
+    Options one = options;
+    one.imagePath = path;
+    one.output = output;
+    return DenoiseImage(one);
+  };
+  RunEach("denoise_mr", options.imagePaths, InputsOf(options), options.output,
+          "image,least deviation,greatest deviation,seconds\n", run);
   return 0;
 }
 

@@ -8,6 +8,7 @@
 
 #include "mth/geometry/Mth_3d_geometry.h"
 #include "slice_geometry.h"
+#include "support/batch.h"
 #include "support/command_line.h"
 #include "support/failure.h"
 #include "support/json_text.h"
@@ -20,7 +21,8 @@ using example::Failure;
 using example::Fixed;
 
 struct Options {
-  std::string path;
+  std::vector<std::string> paths;
+  std::string csvPath;
   std::vector<double> cosines;
   std::vector<double> centre = {0.0, 0.0, 0.0};
   std::optional<int> index;
@@ -81,18 +83,27 @@ void Print(const Description& slice) {
               Fixed(slice.angles[0], 2).c_str(), Fixed(slice.angles[1], 2).c_str());
 }
 
-std::string JsonReport(const Description& slice) {
+example::Json JsonReport(const std::string& path, const Description& slice) {
   example::Json json;
+  if (!path.empty()) json["image"] = path;
   json["orientation"] = slice.orientation;
   json["shift_mm"] = slice.shift;
   json["normal_lps"] = {slice.normal.GetX(), slice.normal.GetY(), slice.normal.GetZ()};
   json["codes"] = slice.codes;
   json["angles_degrees"] = slice.angles;
-  return example::JsonText(json);
+  return json;
 }
 
-SliceGeometry GeometryOf(const Options& options) {
-  if (!options.path.empty()) return describe_slice::ReadSliceGeometry(options.path, options.index);
+std::string TableRow(const std::string& path, const Description& slice) {
+  std::string row = example::CsvField(path) + "," + example::CsvField(slice.orientation);
+  for (const double number : {slice.shift, slice.normal.GetX(), slice.normal.GetY(), slice.normal.GetZ()})
+    row.append(",").append(example::Rounded(number, 8));
+  return row + "\n";
+}
+
+// No path: the slice of the cosines.
+SliceGeometry GeometryOf(const std::string& path, const Options& options) {
+  if (!path.empty()) return describe_slice::ReadSliceGeometry(path, options.index);
   std::array<double, 6> cosines{};
   std::array<double, 3> centre{};
   std::copy_n(options.cosines.begin(), 6, cosines.begin());
@@ -109,7 +120,7 @@ bool ParseOptions(int argc, char** argv, Options& options) {
                  "Directions and places are those of DICOM: x to the patient's left, y to the back, z to the "
                  "head.\n") +
              example::kStatusText);
-  auto* file = app.add_option("FILE", options.path, "NIfTI image");
+  auto* file = app.add_option("FILE", options.paths, "NIfTI images");
   auto* cosines = app.add_option("-c,--cosines", options.cosines,
                                  "Direction cosines along a row and along a column, separated by commas");
   cosines->delimiter(',')->expected(6)->type_name("RX,RY,RZ,CX,CY,CZ")->excludes(file);
@@ -120,23 +131,39 @@ bool ParseOptions(int argc, char** argv, Options& options) {
       ->needs(cosines);
   app.add_option("-i,--index", options.index, "Slice along the third axis of FILE; the middle one without it")
       ->needs(file);
+  app.add_option("--csv", options.csvPath, "Write a table with a row for each FILE, too")
+      ->type_name("FILE")
+      ->needs(file);
   example::AddReportOptions(app, options.output);
   if (!example::ParseCommandLine(app, argc, argv)) return false;
-  if (options.path.empty() && options.cosines.empty()) throw Failure("FILE or --cosines is needed");
+  if (options.paths.empty() && options.cosines.empty()) throw Failure("FILE or --cosines is needed");
   return true;
 }
 
 int Run(int argc, char** argv) {
   Options options;
   if (!ParseOptions(argc, argv, options)) return 0;
-  std::vector<std::string> inputs;
-  if (!options.path.empty()) inputs.push_back(options.path);
-  example::Results results("describe_slice", inputs, options.output.isForced);
+  example::Results results("describe_slice", options.paths, options.output.isForced);
   results.AnnounceFile(options.output.jsonPath);
-  const Description slice = Describe(GeometryOf(options));
-  results.WriteTextFile(options.output.jsonPath, JsonReport(slice));
+  results.AnnounceFile(options.csvPath);
+  std::vector<std::string> paths = options.paths;
+  if (paths.empty()) paths.emplace_back();
+  std::vector<Description> slices;
+  example::Json reports = example::Json::array();
+  std::string table = "image,orientation,shift mm,normal x,normal y,normal z\n";
+  for (const std::string& path : paths) {
+    slices.push_back(Describe(GeometryOf(path, options)));
+    reports.push_back(JsonReport(path, slices.back()));
+    table += TableRow(path, slices.back());
+  }
+  results.WriteTextFile(options.output.jsonPath,
+                        example::JsonText(paths.size() == 1 ? reports.front() : reports));
+  results.WriteTextFile(options.csvPath, table);
   results.Commit();
-  Print(slice);
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    if (paths.size() > 1) std::printf("%sImage        %s\n", i == 0 ? "" : "\n", paths[i].c_str());
+    Print(slices[i]);
+  }
   return 0;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <vector>
 
 #include "mth/matrix/Mth_matrix.h"
@@ -15,6 +16,9 @@
 /// array per dimension, of n samples each. A null array counts as one without values; where results are
 /// written to arguments, nothing is when an argument is null. New matrices belong to the caller; they are
 /// null when an argument is null or unallocated or when memory runs out.
+///
+/// What takes arrays takes constant ones too: by templates at the end, so that a literal null pointer finds
+/// the one function.
 
 /// Mean of n values; 0 without values.
 MTH_EXPORT double Mth_Mean(double* x, long n);
@@ -110,3 +114,59 @@ MTH_EXPORT double Mth_Pente(int* x, int* y, int n);
 MTH_EXPORT double Mth_Pente(float* x, float* y, int n);
 /// Slope over the elements of two vectors; of vectors of different lengths the common part counts.
 MTH_EXPORT double Mth_Pente(std::vector<double> x, std::vector<double> y);
+
+/// @copydoc Mth_Mean(double*,long)
+template <std::same_as<double> T>
+double Mth_Mean(const T* x, long n) {
+  return Mth_Mean(const_cast<T*>(x), n);
+}
+/// @copydoc Mth_StdDeviation(double*,long)
+template <std::same_as<double> T>
+double Mth_StdDeviation(const T* x, long n) {
+  return Mth_StdDeviation(const_cast<T*>(x), n);
+}
+/// @copydoc Mth_Min(double*,int)
+template <std::same_as<double> T>
+double Mth_Min(const T* x, int n) {
+  return Mth_Min(const_cast<T*>(x), n);
+}
+/// @copydoc Mth_Ind_Min
+template <std::same_as<double> T>
+int Mth_Ind_Min(const T* x, int n) {
+  return Mth_Ind_Min(const_cast<T*>(x), n);
+}
+/// @copydoc Mth_Ind_Max
+template <std::same_as<double> T>
+int Mth_Ind_Max(const T* x, int n) {
+  return Mth_Ind_Max(const_cast<T*>(x), n);
+}
+/// @copydoc Mth_MeanVector(double**,int,short,double*)
+template <std::same_as<double> T>
+void Mth_MeanVector(const T* const* x, int n, short d, double* out) {
+  Mth_MeanVector(const_cast<T**>(x), n, d, out);
+}
+/// @copydoc Mth_CovarianceMatrix(double**,double**,int,short)
+template <std::same_as<double> T>
+[[nodiscard]] MTH_MATRIX* Mth_CovarianceMatrix(const T* const* x, const T* const* y, int n, short d) {
+  return Mth_CovarianceMatrix(const_cast<T**>(x), const_cast<T**>(y), n, d);
+}
+/// @copydoc Mth_CorrelationRatioOfSpearman
+template <std::same_as<double> T>
+void Mth_CorrelationRatioOfSpearman(const T* x, const T* y, int n, double* d, double* zd, double* probd,
+                                    double* rs, double* probrs) {
+  Mth_CorrelationRatioOfSpearman(const_cast<T*>(x), const_cast<T*>(y), n, d, zd, probd, rs, probrs);
+}
+/// @copydoc Mth_StatisticalCriterionCalculations
+template <std::same_as<double> T>
+void Mth_StatisticalCriterionCalculations(const T* x, const T* y, int n, double* meanX, double* varX,
+                                          double* meanY, double* varY, double* covXY, double* r,
+                                          double* slope, double* prob) {
+  Mth_StatisticalCriterionCalculations(const_cast<T*>(x), const_cast<T*>(y), n, meanX, varX, meanY, varY,
+                                       covXY, r, slope, prob);
+}
+/// @copydoc Mth_Pente(double*,double*,int)
+template <class T>
+requires std::same_as<T, double> || std::same_as<T, float> || std::same_as<T, int>
+double Mth_Pente(const T* x, const T* y, int n) {
+  return Mth_Pente(const_cast<T*>(x), const_cast<T*>(y), n);
+}

@@ -142,6 +142,65 @@ TEST(Classify, TellsWhatIsTakenForWhat) {
   EXPECT_NE(ReadFile(folder / "out/scores.csv").find(",sick,healthy,"), std::string::npos);
 }
 
+// A model applied to the samples that it was trained upon gives their very scores, with labels and without;
+// files that are none are refused.
+TEST(Classify, AppliesTheModelThatItSaved) {
+  const ScratchFolder folder;
+  const std::string labelled = Quarters(60, 0.1);
+  std::string plain;
+  std::istringstream lines(labelled);
+  for (std::string line; std::getline(lines, line);)
+    if (line[0] == '0') plain += line.substr(0, line.rfind(',')) + "\n";
+  WriteFile(folder / "samples.csv", labelled);
+  WriteFile(folder / "plain.csv", plain);
+  WriteFile(folder / "odd.csv", "0.5,0.5,6\n");
+  WriteFile(folder / "few.csv", "0.5\n");
+  const auto run = [&](const std::string& data, const std::string& options) {
+    return RunProgram(MTH_CLASSIFY, Quoted(folder / data) + " -o " + Quoted(folder / "out") + " " + options);
+  };
+  const std::string apply = "--apply-model " + Quoted(folder / "model.json");
+  ASSERT_EQ(run("samples.csv", "--held-out 0 -n 9 --save-model " + Quoted(folder / "model.json")).status, 0);
+  const std::vector<ScoredSample> trained = ReadScores(folder / "out/scores.csv");
+  for (const char* data : {"samples.csv", "plain.csv"}) {
+    const ProgramRun applied = run(data, apply);
+    ASSERT_EQ(applied.status, 0) << applied.errors;
+    EXPECT_EQ(applied.output.find("area under ROC") != std::string::npos, data[0] == 's');
+    const std::vector<ScoredSample> scores = ReadScores(folder / "out/scores.csv");
+    ASSERT_EQ(scores.size(), trained.size());
+    for (std::size_t i = 0; i < scores.size(); ++i) EXPECT_EQ(scores[i].score, trained[i].score) << i;
+  }
+  EXPECT_NE(run("odd.csv", apply).errors.find("does not know the label 6"), std::string::npos);
+  EXPECT_NE(run("few.csv", apply).errors.find("1 features, but the model has 2"), std::string::npos);
+  EXPECT_NE(run("plain.csv", apply + " --rounds 3").errors.find("--rounds does not belong"),
+            std::string::npos);
+  const std::string model = ReadFile(folder / "model.json");
+  for (const std::string& damaged :
+       {std::string("{"), model.substr(0, model.size() / 2), std::string("{\"kind\": 3}")}) {
+    WriteFile(folder / "model.json", damaged);
+    EXPECT_NE(run("plain.csv", apply).errors.find("holds no model"), std::string::npos);
+  }
+}
+
+// Every sample is held out once, and scored by a training without it.
+TEST(Classify, ValidatesInFolds) {
+  const ScratchFolder folder;
+  std::string text;
+  for (int i = 0; i < 40; ++i) text += std::to_string(i) + "," + (i < 25 ? "-1" : "1") + "\n";
+  WriteFile(folder / "samples.csv", text);
+  const auto run = [&](const std::string& options) {
+    return RunProgram(MTH_CLASSIFY, Quoted(folder / "samples.csv") + " -d 1 -n 1 -o " +
+                                        Quoted(folder / "out") + " --folds " + options);
+  };
+  const ProgramRun folds = run("15");
+  ASSERT_EQ(folds.status, 0) << folds.errors;
+  EXPECT_EQ(NumberBefore(folds.output, " % of 40 samples trained upon"), 0.0);
+  // Of each two next to the border the threshold that was trained without one may be on its wrong side.
+  EXPECT_LE(NumberBefore(folds.output, " % of 40 samples held out in 15 folds"), 5.0) << folds.output;
+  EXPECT_GE(NumberAfter(folds.output, "area under ROC"), 0.95);
+  EXPECT_NE(run("16").errors.find("must not be above 15"), std::string::npos);
+  EXPECT_NE(run("5 --held-out 0.2").errors.find("exclude each other"), std::string::npos);
+}
+
 TEST(Classify, RefusesWhatItCannotTrainUpon) {
   const ScratchFolder folder;
   const std::string good = "1,2,0\n2,3,1\n";

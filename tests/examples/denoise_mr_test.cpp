@@ -265,6 +265,28 @@ TEST(DenoiseMrRefuses, WhatItCannotUse) {
   }
 }
 
+// Names of the Brain Imaging Data Structure are kept, each with its sidecar; a description is replaced.
+TEST(DenoiseMr, KeepsBidsNamesOfSeveralImages) {
+  const ScratchFolder folder;
+  NiftiFile file;
+  file.dimensions = {2, 20, 20, 1, 1, 1, 1, 1};
+  file.SetVoxels<std::uint8_t>(NoisyValues(20, 20, 1));
+  for (const char* name : {"sub-01_T1w.nii", "sub-02_ses-1_desc-raw_T1w.nii"})
+    WriteFile(folder / name, file.Bytes(8));
+  const ProgramRun run =
+      Denoise(folder, folder / "sub-01_T1w.nii",
+              Quoted(folder / "sub-02_ses-1_desc-raw_T1w.nii") + " --json " + Quoted(folder / "all.json"));
+  ASSERT_EQ(run.status, 0) << run.errors;
+  for (const char* name :
+       {"sub-01_T1w/sub-01_desc-denoised_T1w", "sub-02_ses-1_desc-raw_T1w/sub-02_ses-1_desc-denoised_T1w"}) {
+    for (const char* ending : {".nii.gz", ".json"})
+      EXPECT_TRUE(std::filesystem::exists(folder / ("result/" + std::string(name) + ending))) << name;
+  }
+  const std::string summary = ReadFile(folder / "result/summary.csv");
+  EXPECT_EQ(std::count(summary.begin(), summary.end(), '\n'), 3) << summary;
+  EXPECT_NE(ReadFile(folder / "all.json").find("sub-02"), std::string::npos);
+}
+
 // --denoise of segment_mr: what is outside stays outside, and tissue in noise falls into fewer pieces.
 TEST(SegmentMrDenoise, KeepsTheOutsideAndGathersTissue) {
   constexpr int kWidth = 64;

@@ -157,6 +157,13 @@ TEST(DescribeSlice, SpeaksTheScannersWords) {
     EXPECT_NE(run.output.find(std::string("Orientation  ") + orientation), std::string::npos) << run.output;
     EXPECT_NE(run.output.find(shift), std::string::npos) << run.output;
   }
+  const ScratchFolder folder;
+  const ProgramRun both =
+      RunProgram(MTH_DESCRIBE_SLICE, slice + " " + slice + " --csv " + Quoted(folder / "all.csv"));
+  EXPECT_EQ(both.status, 0) << both.errors;
+  const std::string table = ReadFile(folder / "all.csv");
+  EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 3) << table;
+  EXPECT_NE(table.find(",\"AXI\",-71,"), std::string::npos) << table;
   for (const std::string& arguments :
        {std::string(), std::string("-c 1,0,0,2,0,0"), std::string("nowhere.nii"), slice + " -i 99999"}) {
     EXPECT_EQ(RunProgram(MTH_DESCRIBE_SLICE, arguments).status, 2) << arguments;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <fstream>
@@ -239,6 +240,37 @@ struct Spearman {
     Mth_CorrelationRatioOfSpearman(x.data(), y.data(), Size(x), &d, &zd, &probd, &rs, &probrs);
   }
 };
+
+// Beside the published forms, which a literal null pointer still finds.
+TEST(Descriptive, ConstantArraysAreTakenToo) {
+  Values x{3, 1, 4, 1, 5};
+  Values y{2, 7, 1, 8, 2};
+  const Values& cx = x;
+  const Values& cy = y;
+  EXPECT_EQ(Mth_Mean(nullptr, 0), 0.0);
+  EXPECT_EQ(Mth_Mean(cx.data(), 5), Mth_Mean(x.data(), 5));
+  EXPECT_EQ(Mth_StdDeviation(cx.data(), 5), Mth_StdDeviation(x.data(), 5));
+  EXPECT_EQ(Mth_Min(cx.data(), 5), 1.0);
+  EXPECT_EQ(Mth_Ind_Min(cx.data(), 5), 1);
+  EXPECT_EQ(Mth_Ind_Max(cx.data(), 5), 4);
+  EXPECT_EQ(Mth_Pente(cx.data(), cy.data(), 5), Mth_Pente(x.data(), y.data(), 5));
+  const double* rows[] = {cx.data(), cy.data()};
+  double* published[] = {x.data(), y.data()};
+  double means[2];
+  Mth_MeanVector(rows, 5, short{2}, means);
+  EXPECT_EQ(means[1], Mth_Mean(y.data(), 5));
+  EXPECT_EQ(ElementsOf(Mth_CovarianceMatrix(rows, rows, 5, 2)),
+            ElementsOf(Mth_CovarianceMatrix(published, published, 5, 2)));
+  double out[2][8];
+  Mth_StatisticalCriterionCalculations(cx.data(), cy.data(), 5, &out[0][0], &out[0][1], &out[0][2],
+                                       &out[0][3], &out[0][4], &out[0][5], &out[0][6], &out[0][7]);
+  Mth_StatisticalCriterionCalculations(x.data(), y.data(), 5, &out[1][0], &out[1][1], &out[1][2], &out[1][3],
+                                       &out[1][4], &out[1][5], &out[1][6], &out[1][7]);
+  EXPECT_EQ(std::to_array(out[0]), std::to_array(out[1]));
+  Mth_CorrelationRatioOfSpearman(cx.data(), cy.data(), 5, &out[0][0], &out[0][1], &out[0][2], &out[0][3],
+                                 &out[0][4]);
+  EXPECT_EQ(out[0][3], Spearman(x, y).rs);
+}
 
 TEST(Descriptive, SpearmanMeetsTablesWithAndWithoutTies) {
   struct Case {
