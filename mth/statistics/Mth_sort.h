@@ -8,14 +8,13 @@
 /// Sorting, ranking and comparison callbacks. Counts below 1 and null arrays change nothing. A NaN compares
 /// as neither below nor above anything, and never makes a sort hang or leave its array:
 ///
-/// | Operation             | What a NaN does |
-/// |-----------------------|-----------------------------------------------------------------------------------|
-/// | Mth_Sort of one array | keeps its place; the other values are sorted around it | | Mth_Sort of a pair |
-/// stops each scan and each insertion that meets it, as an equal key does: every key | | | keeps its
-/// companion, and keys on both sides of a NaN may stay out of order        | | Mth_ReplaceByRank     | is a
-/// group of its own, whatever stands beside it                                  | | Mth_SortVector        |
-/// comes first, each one, as it differs from every value                             | | the comparisons |
-/// compares equal                                                                    |
+/// | Operation | What a NaN does |
+/// |---|---|
+/// | Mth_Sort of one array | keeps its place; the other values are sorted around it |
+/// | Mth_Sort of a pair | stops each scan and each insertion that meets it; both sides may stay unordered |
+/// | Mth_ReplaceByRank | is a group of its own, whatever stands beside it |
+/// | Mth_SortVector | comes first, each one, as it differs from every value |
+/// | the comparisons | compares equal |
 
 /// Sorts n values in place, ascending or descending.
 ///
