@@ -3,14 +3,30 @@
 //   desktop_host [IMAGE]
 
 #include <QApplication>
+#include <algorithm>
+#include <string_view>
 
 #include "main_window.h"
 #include "std/qt/Std_qt_display.h"
+#include "support/command_line.h"
 #include "support/failure.h"
 
 namespace {
 
+// Help and version are told without a screen; all else that begins with a dash is Qt's.
+bool IsAnswered(int argc, char** argv) {
+  const bool asks = std::any_of(argv, argv + argc, [](const char* argument) {
+    return std::string_view(argument) == "--help" || std::string_view(argument) == "--version";
+  });
+  if (!asks) return false;
+  CLI::App app("Shows an image, divides it into tissues and denoises it.", "desktop_host");
+  std::string path;
+  app.add_option("IMAGE", path, "Image or volume to open");
+  return !example::ParseCommandLine(app, argc, argv);
+}
+
 int Run(int argc, char** argv) {
+  if (IsAnswered(argc, argv)) return 0;
   const QApplication application(argc, argv);
   STD_QT_DISPLAY display;
   const STD_DISPLAY_SCOPE scope(&display);

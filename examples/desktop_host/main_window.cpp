@@ -1,16 +1,17 @@
 #include "main_window.h"
 
 #include <QAction>
-#include <QActionGroup>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDockWidget>
+#include <QDragEnterEvent>
 #include <QFileDialog>
 #include <QFileInfo>
-#include <QInputDialog>
+#include <QGridLayout>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenuBar>
+#include <QMimeData>
 #include <QSlider>
 #include <QSpinBox>
 #include <QStatusBar>
@@ -18,10 +19,12 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
-#include "mth/clustering/Mth_clustering.h"
 #include "slice_view.h"
 #include "std/Std_message.h"
 #include "support/cancellation.h"
+
+// The window's parts, its image and its computations; what is shown of them is in main_window_views.cpp, what
+// is saved in main_window_files.cpp.
 
 namespace desktop_host {
 
@@ -29,23 +32,20 @@ namespace {
 
 constexpr int kAxisZ = 2;
 constexpr int kMostClasses = 8;
-constexpr example::Colour kBlack{0, 0, 0};
-
-QString ClassText(const Segmentation& segmentation, std::size_t k) {
-  return QString("class %1: grey level %2").arg(k + 1).arg(segmentation.centroids[k], 0, 'f', 1);
-}
 
 }  // namespace
 
 MainWindow::MainWindow() {
   setWindowTitle("mth desktop host");
-  resize(720, 600);
+  resize(860, 680);
+  setAcceptDrops(true);
   BuildPanels();
   BuildToolBar();
+  BuildFileMenu();
   BuildMenus();
   ListOverlays();
   EnableActions();
-  statusBar()->showMessage("File, Open shows a NIfTI or PNG image");
+  statusBar()->showMessage("File, Open shows a NIfTI or PNG image; or drop one here");
 }
 
 QAction* MainWindow::AddAction(QMenu* menu, const QString& text, const char* name) {
@@ -54,15 +54,24 @@ QAction* MainWindow::AddAction(QMenu* menu, const QString& text, const char* nam
   return action;
 }
 
-void MainWindow::BuildMenus() {
+void MainWindow::BuildFileMenu() {
   QMenu* file = menuBar()->addMenu("&File");
   open_ = AddAction(file, "&Open...", "open");
   open_->setShortcut(QKeySequence::Open);
   connect(open_, &QAction::triggered, this, [this] { AskForFile(); });
+  file->addSeparator();
+  AddSaving(file, "Save &labels...", "saveLabels", "NIfTI labels (*.nii.gz)", &MainWindow::SaveLabels);
+  AddSaving(file, "Save &table...", "saveTable", "Tables (*.csv)", &MainWindow::SaveTable);
+  AddSaving(file, "Save &picture...", "savePicture", "Pictures (*.png)", &MainWindow::SavePicture);
+  savePicture_ = segmentationActions_.takeLast();  // needs an image alone
+  imageActions_.append(savePicture_);
+  file->addSeparator();
   QAction* quit = AddAction(file, "&Quit", "quit");
   quit->setShortcut(QKeySequence::Quit);
   connect(quit, &QAction::triggered, this, &QWidget::close);
+}
 
+void MainWindow::BuildMenus() {
   QMenu* compute = menuBar()->addMenu("&Compute");
   compute->setToolTipsVisible(true);
   for (const Processing& processing : Processings()) {
@@ -72,6 +81,9 @@ void MainWindow::BuildMenus() {
     connect(action, &QAction::triggered, this, [this, &processing] { Compute(processing); });
   }
   compute->addSeparator();
+  undo_ = AddAction(compute, "&Undo denoise", "undo");
+  undo_->setShortcut(QKeySequence::Undo);
+  connect(undo_, &QAction::triggered, this, [this] { Undo(); });
   distance_ = AddAction(compute, "D&istance to a class...", "distance");
   connect(distance_, &QAction::triggered, this, [this] { AskForDistance(); });
 
@@ -82,27 +94,58 @@ void MainWindow::BuildToolBar() {
   classes_ = new QSpinBox;
   classes_->setObjectName("classes");
   classes_->setRange(2, kMostClasses);
-  classes_->setValue(4);
+  classes_->setValue(example::kUsualTissues);
+  opacity_ = new QSlider(Qt::Horizontal);
+  opacity_->setObjectName("opacity");
+  opacity_->setRange(0, 100);
+  opacity_->setMaximumWidth(120);
+  opacity_->setValue(static_cast<int>(100.0 * overlay_.labelOpacity));
+  connect(opacity_, &QSlider::valueChanged, this, [this](int percent) {
+    overlay_.labelOpacity = percent / 100.0;
+    Redraw();
+  });
   QToolBar* bar = addToolBar("Settings");
   bar->addWidget(new QLabel(" Classes "));
   bar->addWidget(classes_);
+  bar->addWidget(new QLabel("  Labels "));
+  bar->addWidget(opacity_);
+}
+
+SliceView* MainWindow::BuildView(int axis) {
+  auto* view = new SliceView;
+  view->onPixelChosen = [this, axis](QPoint pixel) { ChoosePixel(axis, pixel); };
+  view->onMove = [this, axis](QPoint pixels) { MovePixel(axis, pixels); };
+  view->onStep = [this, axis](int slices) {
+    auto position = position_;
+    position[static_cast<std::size_t>(axis)] += slices;
+    MoveTo(position);
+  };
+  view->onWindowDragged = [this](QPointF share) { DragWindow(share); };
+  return view;
 }
 
 void MainWindow::BuildPanels() {
-  view_ = new SliceView;
-  view_->setObjectName("slice");
-  view_->setFocusPolicy(Qt::StrongFocus);
-  view_->setFocus();
-  view_->onPixelChosen = [this](QPoint pixel) { ChoosePixel(pixel); };
+  const char* const names[] = {"slice_x", "slice_y", "slice"};
+  for (int axis = 0; axis < 3; ++axis) {
+    views_[static_cast<std::size_t>(axis)] = BuildView(axis);
+    views_[static_cast<std::size_t>(axis)]->setObjectName(names[axis]);
+  }
   slider_ = new QSlider(Qt::Horizontal);
   slider_->hide();
-  connect(slider_, &QSlider::valueChanged, this, [this](int index) { ShowSlice(index); });
+  connect(slider_, &QSlider::valueChanged, this, [this](int index) {
+    MoveTo({position_[0], position_[1], index});
+  });
 
   auto* centre = new QWidget;
-  auto* layout = new QVBoxLayout(centre);
-  layout->addWidget(view_, 1);
-  layout->addWidget(slider_);
+  auto* layout = new QGridLayout(centre);
+  layout->addWidget(views_[2], 0, 0);
+  layout->addWidget(views_[1], 0, 1);
+  layout->addWidget(views_[0], 1, 0);
+  layout->addWidget(slider_, 2, 0, 1, 2);
   setCentralWidget(centre);
+  views_[0]->hide();
+  views_[1]->hide();
+  views_[2]->setFocus();
 
   legend_ = new QListWidget;
   legend_->setObjectName("legend");
@@ -121,52 +164,67 @@ void MainWindow::AskForFile() {
   if (!path.isEmpty()) Open(path.toStdString());
 }
 
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+  const QList<QUrl> urls = event->mimeData()->urls();
+  if (!IsBusy() && urls.size() == 1 && urls.front().isLocalFile()) event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+  const QList<QUrl> urls = event->mimeData()->urls();
+  if (urls.size() != 1 || !urls.front().isLocalFile()) return;
+  event->acceptProposedAction();
+  Open(urls.front().toLocalFile().toStdString());
+}
+
 void MainWindow::Open(const std::string& path) {
   if (IsBusy()) {
     statusBar()->showMessage("A computation runs: cancel it, or wait for its end");
     return;
   }
+  example::GreyImage image;
   try {
-    image_ = example::ReadImage(path);
+    image = example::ReadImage(path);
   } catch (const std::exception& failure) {
     Std_ShowMessage(failure.what(), MessageKind::Error, "");
     return;
   }
-  white_ = example::WhiteLevel(image_);
-  wholeSegmentation_.reset();
-  const int count = image_.size[kAxisZ];
+  path_ = path;
+  former_.reset();
+  window_ = {0.0, example::WhiteLevel(image)};
+  const auto [nx, ny, nz] = image.size;
+  position_ = {nx / 2, ny / 2, nz / 2};
+  for (SliceView* view : views_) view->ShowWhole();
+  views_[0]->setVisible(nz > 1);
+  views_[1]->setVisible(nz > 1);
   const QSignalBlocker blocker(slider_);
-  slider_->setRange(0, count - 1);
-  slider_->setValue(count / 2);
-  slider_->setVisible(count > 1);
-  ShowSlice(count / 2);
-  EnableActions();
+  slider_->setRange(0, nz - 1);
+  slider_->setValue(nz / 2);
+  slider_->setVisible(nz > 1);
+  SetImage(std::move(image));
   const QString name = QFileInfo(QString::fromStdString(path)).fileName();
   setWindowTitle(name + " - mth desktop host");
-  statusBar()->showMessage(name);
 }
 
-void MainWindow::ShowSlice(int index) {
-  slice_ = example::ExtractPlane(image_, kAxisZ, index);
-  // First: what the status bar tells of a pixel is that of this slice.
-  ShowSegmentation(wholeSegmentation_ ? std::optional(SegmentationOfSlice(index)) : std::nullopt);
-  ChoosePixel({slice_.size[0] / 2, slice_.size[1] / 2});
+void MainWindow::SetImage(example::GreyImage image) {
+  image_ = std::move(image);
+  wholeSegmentation_.reset();
+  ShowSlice(position_[kAxisZ]);
+  EnableActions();
 }
 
-Segmentation MainWindow::SegmentationOfSlice(int index) const {
-  const Segmentation& whole = *wholeSegmentation_;
-  Segmentation slice;
-  slice.centroids = whole.centroids;
-  slice.labels = example::ExtractPlaneValues(whole.labels, image_.size, kAxisZ, index);
-  for (const auto& membership : whole.memberships)
-    slice.memberships.push_back(example::ExtractPlaneValues(membership, image_.size, kAxisZ, index));
-  return slice;
+void MainWindow::Undo() {
+  if (!former_) return;
+  example::GreyImage image = std::move(*former_);
+  former_.reset();
+  SetImage(std::move(image));
+  statusBar()->showMessage("The image is as it was before the denoising");
 }
 
 // In a worker, so that the user can go on looking at slices; its progress window has a button to cancel.
 void MainWindow::Compute(const Processing& processing) {
   if (IsBusy() || image_.values.empty()) return;
-  const auto request = std::make_shared<Request>(Request{image_, slice_, classes_->value()});
+  const auto request =
+      std::make_shared<Request>(Request{image_, slice_, classes_->value(), position_[kAxisZ]});
   statusBar()->showMessage("Computing");
   worker_ = std::thread([this, request, run = processing.run] {
     const auto outcome = std::make_shared<Outcome>();
@@ -192,35 +250,39 @@ void MainWindow::Finish(const std::shared_ptr<Outcome>& outcome, const QString& 
 
 void MainWindow::Keep(Outcome outcome) {
   if (outcome.image) {
-    image_ = std::move(*outcome.image);
-    wholeSegmentation_.reset();
-    ShowSlice(slider_->value());
+    former_ = std::move(image_);
+    SetImage(std::move(*outcome.image));
   } else if (outcome.segmentation) {
-    const bool hasConverged = outcome.segmentation->hasConverged;
-    wholeSegmentation_.reset();
-    if (outcome.isOfWholeImage) wholeSegmentation_ = std::move(outcome.segmentation);
-    ShowSegmentation(wholeSegmentation_ ? SegmentationOfSlice(slider_->value())
-                                        : std::move(outcome.segmentation));
-    if (!hasConverged) statusBar()->showMessage("Not converged: these classes are not final");
+    KeepSegmentation(std::move(outcome));
   } else {
     statusBar()->showMessage("The computation has no result; the picture is as before");
   }
 }
 
-void MainWindow::ShowSegmentation(std::optional<Segmentation> segmentation) {
-  segmentation_ = std::move(segmentation);
-  ListOverlays();
-  SetOverlay(segmentation_ ? Overlay{Overlay::Kind::Labels, 0} : Overlay{});
-  EnableActions();
+// Classes of a slice are shown over that slice, wherever the user has gone meanwhile.
+void MainWindow::KeepSegmentation(Outcome outcome) {
+  const bool hasConverged = outcome.segmentation->hasConverged;
+  wholeSegmentation_.reset();
+  if (outcome.isOfWholeImage) {
+    wholeSegmentation_ = std::move(outcome.segmentation);
+    ShowSegmentation(SegmentationOfPlane(kAxisZ, position_[kAxisZ]));
+  } else {
+    MoveTo({position_[0], position_[1], outcome.sliceIndex});
+    ShowSegmentation(std::move(outcome.segmentation));
+  }
+  TellVoxel();
+  if (!hasConverged) statusBar()->showMessage("Not converged: these classes are not final");
 }
 
 // What cannot be done now is grey, and cannot be asked for ahead.
 void MainWindow::EnableActions() {
   const bool hasImage = !image_.values.empty();
   for (QAction* action : imageActions_) action->setEnabled(hasImage && !IsBusy());
+  for (QAction* action : segmentationActions_) action->setEnabled(segmentation_ && !IsBusy());
   open_->setEnabled(!IsBusy());
+  undo_->setEnabled(!IsBusy() && former_);
   classes_->setEnabled(!IsBusy());
-  slider_->setEnabled(!IsBusy() || wholeSegmentation_ || !segmentation_);
+  opacity_->setEnabled(segmentation_.has_value());
   distance_->setEnabled(!IsBusy() && segmentation_ && segmentation_->engine);
 }
 
@@ -231,99 +293,6 @@ MainWindow::~MainWindow() {
 void MainWindow::closeEvent(QCloseEvent* event) {
   event->setAccepted(!IsBusy());
   if (IsBusy()) statusBar()->showMessage("A computation runs: cancel it, or wait for its end");
-}
-
-// One menu entry for each overlay that there is now.
-void MainWindow::ListOverlays() {
-  overlayMenu_->clear();
-  delete overlayGroup_;
-  overlayGroup_ = new QActionGroup(this);
-  const auto add = [this](const QString& text, const Overlay& overlay) {
-    QAction* action = overlayMenu_->addAction(text);
-    action->setCheckable(true);
-    overlayGroup_->addAction(action);
-    connect(action, &QAction::triggered, this, [this, overlay] { SetOverlay(overlay); });
-  };
-  add("&None", {});
-  if (!segmentation_) return;
-  add("&Labels", {Overlay::Kind::Labels, 0});
-  for (std::size_t k = 0; k < segmentation_->centroids.size(); ++k) {
-    add(QString("Membership of class &%1").arg(k + 1), {Overlay::Kind::Membership, k});
-  }
-}
-
-void MainWindow::SetOverlay(const Overlay& overlay) {
-  overlay_ = overlay;
-  const auto position = overlay.kind == Overlay::Kind::Membership ? 2 + overlay.classIndex
-                                                                  : static_cast<std::size_t>(overlay.kind);
-  overlayGroup_->actions()[static_cast<qsizetype>(position)]->setChecked(true);
-  Redraw();
-}
-
-void MainWindow::Redraw() {
-  const auto& size = slice_.voxelSize;
-  view_->SetPicture(DrawSlice(slice_, white_, segmentation_ ? &*segmentation_ : nullptr, overlay_),
-                    size ? (*size)[1] / (*size)[0] : 1.0, overlay_.kind != Overlay::Kind::Labels);
-  FillLegend();
-}
-
-void MainWindow::FillLegend() {
-  legend_->clear();
-  if (!segmentation_ || overlay_.kind == Overlay::Kind::None) return;
-  const std::vector<example::Colour> colours = LabelColours(*segmentation_);
-  if (overlay_.kind == Overlay::Kind::Membership) {
-    const std::size_t k = overlay_.classIndex;
-    legend_->addItem(new QListWidgetItem(DrawChip(kBlack, colours[k]), "membership 0 to 1"));
-    legend_->addItem(ClassText(*segmentation_, k));
-    return;
-  }
-  for (std::size_t k = 0; k < colours.size(); ++k) {
-    const bool isClass = k < segmentation_->centroids.size();
-    legend_->addItem(new QListWidgetItem(DrawChip(colours[k], colours[k]),
-                                         isClass ? ClassText(*segmentation_, k) : QString("undecided")));
-  }
-}
-
-std::size_t MainWindow::ChosenVoxel() const {
-  const example::ScreenOrder order = example::ScreenOrderOf(slice_);
-  const int x = order.mirrorsColumns ? slice_.size[0] - 1 - chosenPixel_->x() : chosenPixel_->x();
-  const int y = order.mirrorsRows ? slice_.size[1] - 1 - chosenPixel_->y() : chosenPixel_->y();
-  return static_cast<std::size_t>(x) + static_cast<std::size_t>(slice_.size[0]) * static_cast<std::size_t>(y);
-}
-
-void MainWindow::ChoosePixel(QPoint pixel) {
-  chosenPixel_ = pixel;
-  view_->SetChosenPixel(pixel);
-  const std::size_t voxel = ChosenVoxel();
-  QString text = QString("grey %1").arg(slice_.values[voxel]);
-  if (segmentation_ && segmentation_->labels[voxel] > 0) {
-    const bool isClass = segmentation_->labels[voxel] <= segmentation_->centroids.size();
-    text += isClass ? QString(", class %1").arg(segmentation_->labels[voxel]) : QString(", undecided");
-  }
-  statusBar()->showMessage(text);
-}
-
-// Any class can be asked for: the library tells the user about one that does not exist.
-void MainWindow::AskForDistance() {
-  if (!segmentation_ || !segmentation_->engine || segmentation_->labels[ChosenVoxel()] == 0) {
-    Std_ShowMessage("Segment the slice, then choose a pixel of a class", MessageKind::Warning, "");
-    return;
-  }
-  bool isOk = false;
-  const int number =
-      QInputDialog::getInt(this, "Distance to a class", "Class:", 1, 1, kMostClasses + 1, 1, &isOk);
-  if (!isOk) return;
-  const auto& order = segmentation_->clusterOfClass;
-  const auto k = static_cast<std::size_t>(number - 1);
-  const int cluster = k < order.size() ? order[k] : number - 1;
-  // The voxels inside are the engine's samples, in their order.
-  const auto end = segmentation_->labels.begin() + static_cast<std::ptrdiff_t>(ChosenVoxel());
-  const auto sample = std::count_if(segmentation_->labels.begin(), end, [](int label) { return label > 0; });
-  const double distance =
-      segmentation_->engine->GetSampleDistanceToCentroid(static_cast<int>(sample), cluster);
-  if (k < order.size()) {
-    statusBar()->showMessage(QString("distance to class %1: %2").arg(number).arg(distance));
-  }
 }
 
 }  // namespace desktop_host

@@ -13,7 +13,6 @@ using example::GreyImage;
 
 constexpr Colour kBlack{0, 0, 0};
 constexpr Colour kWhite{255, 255, 255};
-constexpr double kLabelOpacity = 0.55;
 constexpr double kMembershipOpacity = 0.9;
 
 QColor ToQColor(Colour colour) {
@@ -25,7 +24,7 @@ Colour OverlayColour(Colour grey, const Segmentation& segmentation, const Overla
                      const std::vector<Colour>& colours) {
   if (overlay.kind == Overlay::Kind::Labels) {
     const std::uint8_t label = segmentation.labels[voxel];
-    return label == 0 ? grey : example::Mix(grey, colours[label - 1U], kLabelOpacity);
+    return label == 0 ? grey : example::Mix(grey, colours[label - 1U], overlay.labelOpacity);
   }
   const double membership = segmentation.memberships[overlay.classIndex][voxel];
   return example::Mix(grey, colours[overlay.classIndex], kMembershipOpacity * membership);
@@ -40,12 +39,13 @@ std::vector<Colour> LabelColours(const Segmentation& segmentation) {
   return colours;
 }
 
-QImage DrawSlice(const GreyImage& slice, double white, const Segmentation* segmentation,
+QImage DrawSlice(const GreyImage& slice, const Window& window, const Segmentation* segmentation,
                  const Overlay& overlay) {
   const bool hasOverlay = segmentation != nullptr && overlay.kind != Overlay::Kind::None;
   const std::vector<Colour> colours = LabelColours(hasOverlay ? *segmentation : Segmentation());
   const example::Raster raster = example::DrawPlane(slice, [&](std::size_t voxel) {
-    const Colour grey = example::Mix(kBlack, kWhite, slice.values[voxel] / white);
+    const Colour grey =
+        example::Mix(kBlack, kWhite, (slice.values[voxel] - window.black) / (window.white - window.black));
     return hasOverlay ? OverlayColour(grey, *segmentation, overlay, voxel, colours) : grey;
   });
   const QImage borrowed(raster.bytes.data(), raster.width, raster.height, raster.width * raster.channels,

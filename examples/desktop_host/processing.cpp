@@ -1,5 +1,7 @@
 #include "processing.h"
 
+#include <algorithm>
+
 #include "support/denoising.h"
 
 namespace desktop_host {
@@ -20,17 +22,24 @@ example::SegmentationSettings SettingsOf(Method method, int classesCount) {
 Outcome SegmentSlice(const Request& request, Method method) {
   const example::Inside inside = example::FindInside(request.slice, 0.0, nullptr);
   Outcome outcome;
+  outcome.sliceIndex = request.sliceIndex;
   outcome.segmentation =
       example::Segment(request.slice, inside, nullptr, SettingsOf(method, request.classesCount));
   return outcome;
 }
 
+// Noise is taken off first, as on the command line, where the image is one of magnitudes.
 Outcome DivideWhole(const Request& request) {
-  const example::Inside inside = example::FindInside(request.image, 0.0, nullptr);
+  std::vector<example::GreyImage> channels{request.image};
+  std::vector<double> confidence;
+  const auto& values = request.image.values;
+  if (std::all_of(values.begin(), values.end(), [](double value) { return value >= 0.0; }))
+    confidence = example::DenoiseInside(channels.front(), {}).confidence;
+  const example::Inside inside = example::FindInside(channels.front(), 0.0, nullptr);
   Outcome outcome;
   outcome.isOfWholeImage = true;
   outcome.segmentation =
-      example::DivideTissues({request.image}, inside, {}, SettingsOf(Method::Tissue, request.classesCount));
+      example::DivideTissues(channels, inside, confidence, SettingsOf(Method::Tissue, request.classesCount));
   return outcome;
 }
 

@@ -16,6 +16,7 @@ struct Request {
   example::GreyImage image;
   example::GreyImage slice;  ///< the plane of it that is shown
   int classesCount;
+  int sliceIndex = 0;
 };
 
 /// What came out of a computation: classes of the slice or of the whole image, a new image, or nothing when
@@ -23,6 +24,7 @@ struct Request {
 struct Outcome {
   std::optional<Segmentation> segmentation;
   bool isOfWholeImage = false;
+  int sliceIndex = 0;  ///< of classes of a slice
   std::optional<example::GreyImage> image;
 };
 

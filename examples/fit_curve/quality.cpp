@@ -35,7 +35,8 @@ std::vector<double> Derivative(const Problem& problem, const Curve& curve, std::
 }
 
 // The roots of the diagonal of variance * inverse(J' J), each column of J scaled to length 1 first.
-std::vector<double> StandardErrors(const Problem& problem, const Curve& curve, double variance) {
+std::vector<double> StandardErrors(const Problem& problem, const Curve& curve, double variance,
+                                   std::string& whyNone) {
   const std::size_t count = problem.names.size();
   std::vector<std::vector<double>> columns;
   std::vector<double> lengths;
@@ -52,9 +53,10 @@ std::vector<double> StandardErrors(const Problem& problem, const Curve& curve, d
     }
   }
   const std::unique_ptr<MTH_MATRIX> inverse(normal.Inverse());
+  const bool isKnown = inverse && inverse->IsAllocated();
+  if (!isKnown) whyNone = Mth_StatusText(inverse ? inverse->GetStatusError() : normal.GetStatusError());
   std::vector<double> errors;
   for (std::size_t k = 0; k < count; ++k) {
-    const bool isKnown = inverse && inverse->IsAllocated();
     const int place = static_cast<int>(k);
     errors.push_back(isKnown ? std::sqrt(variance * inverse->Get(place, place)) / lengths[k]
                              : std::numeric_limits<double>::quiet_NaN());
@@ -78,7 +80,7 @@ Quality Assess(const Problem& problem, const Curve& curve) {
   // Without samples to spare 0 / 0, or less than nothing: not a number either way.
   const double freedom = static_cast<double>(curve.y.size()) - static_cast<double>(parameters.size());
   const double variance = freedom > 0.0 ? unexplained / freedom : std::numeric_limits<double>::quiet_NaN();
-  quality.standardErrors = StandardErrors(problem, curve, variance);
+  quality.standardErrors = StandardErrors(problem, curve, variance, quality.whyNoErrors);
   return quality;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "curve.h"
@@ -15,6 +16,7 @@ struct Quality {
   /// Of each parameter, from the model's derivatives at the fit and the variance of the residuals; not a
   /// number where the samples do not tell the parameters apart, or are no more than these.
   std::vector<double> standardErrors;
+  std::string whyNoErrors;  ///< in the library's words, where their equations have no solution; else empty
 };
 
 Quality Assess(const Problem& problem, const Curve& curve);

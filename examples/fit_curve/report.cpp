@@ -46,6 +46,7 @@ std::string TextReport(const Problem& problem, const Outcome& outcome, const Qua
     text += Line("standard error " + problem.names[k],
                  std::isfinite(error) ? example::Rounded(error, 3) : "unknown");
   }
+  if (!quality.whyNoErrors.empty()) text += Line("why unknown", quality.whyNoErrors);
   text += Line(problem.costName, example::Rounded(outcome.cost, kDigits));
   text += Line("R squared", example::Rounded(quality.rSquared, kDigits));
   text += Line("ended", Mth_StopReasonText(outcome.stopReason));

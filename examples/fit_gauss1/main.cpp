@@ -3,6 +3,10 @@
 
 #include <mth/optimise/Mth_funct.h>
 
+#ifndef MTH_EXAMPLE_VERSION
+#define MTH_EXAMPLE_VERSION "unknown"
+#endif
+
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -39,6 +43,8 @@ class TwoPeaksCost : public MTH_FUNCT {
 };
 
 int main(int argc, char** argv) {
+  if (argc > 1 && std::string(argv[1]) == "--version")
+    return std::puts("fit_gauss1 " MTH_EXAMPLE_VERSION) < 0;
   std::ifstream file(argc > 1 ? argv[1] : "data/reference/Gauss1.dat");
   std::string line;
   for (int i = 0; i < 60; ++i) std::getline(file, line);  // the data start at line 61

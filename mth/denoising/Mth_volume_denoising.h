@@ -71,9 +71,9 @@ class MTH_EXPORT MTH_VOLUME_DENOISING {
   ///
   /// Air is found as blocks of 4 voxels a side whose variance is to their squared mean as in pure noise.
   /// Without any, the deviation is 1.4826 times the median magnitude of the highest cosine coefficient over
-  /// the blocks without a zero, each over what a magnitude of the block's mean spreads; the quarter of the
-  /// blocks with least structure in their other coefficients counts. On a brain without its surroundings it
-  /// is within 5 per cent, from 3 per cent of noise on.
+  /// the blocks without a zero, each over what a magnitude of the block's mean spreads; the eighth of the
+  /// blocks with least structure in their other coefficients counts, of a plane the quarter. On a brain
+  /// without its surroundings it is within 5 per cent, from 1 per cent of noise on.
   /// @return  0 when no block is free of zeros, when some axis has 2 or 3 voxels, for null, a size below 1
   ///          and without memory.
   double EstimateNoiseDeviation(const double* noisy) const;

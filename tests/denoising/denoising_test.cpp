@@ -154,7 +154,7 @@ TEST(VolumeDenoising, RestoresThePhantom) {
 TEST(VolumeDenoising, EstimatesTheNoise) {
   for (const Size& size : {Size{80, 90, 70}, Size{128, 128, 1}}) {
     example::Phantom phantom = example::MakeShapesPhantom(size);
-    for (const double percent : {3.0, 9.0, 15.0}) {
+    for (const double percent : {1.0, 3.0, 9.0, 15.0}) {
       const double truth = 10.0 * percent;
       Values noisy = NoisyImage(phantom, ScanWithNoise(percent));
       const MTH_VOLUME_DENOISING denoising(size[0], size[1], size[2]);

@@ -55,7 +55,7 @@ TEST_F(DesktopHostScreen, ShowsItsProgressFromItsMenu) {
     ASSERT_TRUE(ClickOnEntry(entries, entries.actionGeometry(entries.actions()[0])));
     EXPECT_TRUE(PumpUntil([&] { return probes == run && !window->IsBusy(); }));
   }
-  EXPECT_EQ(window->findChild<QListWidget*>("legend")->count(), 4);
+  EXPECT_EQ(window->findChild<QListWidget*>("legend")->count(), 3);
 }
 
 }  // namespace

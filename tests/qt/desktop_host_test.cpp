@@ -1,22 +1,33 @@
 #include <QAction>
 #include <QActionGroup>
+#include <QDragEnterEvent>
+#include <QFile>
 #include <QInputDialog>
+#include <QKeyEvent>
 #include <QListWidget>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QMimeData>
+#include <QMouseEvent>
 #include <QPushButton>
+#include <QSlider>
 #include <QSpinBox>
 #include <QStatusBar>
+#include <QTemporaryDir>
+#include <QWheelEvent>
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <fstream>
+#include <nlohmann/json.hpp>
 #include <set>
 
 #include "application.h"
 #include "main_window.h"
 #include "slice_view.h"
 #include "std/qt/Std_wait_bar_window.h"
+#include "support/nifti_io.h"
 
 namespace mth_test {
 namespace {
@@ -109,8 +120,10 @@ TEST_F(DesktopHost, ShowsASliceAndItsClassesWithALegend) {
   for (int k = 0; k < 3; ++k) {
     const QString text = legend->item(k)->text();
     ASSERT_TRUE(text.startsWith(QString("class %1: grey level ").arg(k + 1))) << text.toStdString();
-    EXPECT_GT(text.section(' ', -1).toDouble(), former);
-    former = text.section(' ', -1).toDouble();
+    const double level = text.section('\n', 0, 0).section(' ', -1).toDouble();
+    EXPECT_GT(level, former);
+    former = level;
+    EXPECT_TRUE(text.endsWith(" mm\u00b2")) << text.toStdString();
     EXPECT_FALSE(legend->item(k)->icon().isNull());
   }
 
@@ -192,8 +205,152 @@ TEST_F(DesktopHost, DenoisesImagesOfFractions) {
   EXPECT_LT(difference, 0.2);
 }
 
+void PressKey(QWidget* widget, int key) {
+  QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
+  QApplication::sendEvent(widget, &press);
+}
+
+void PressButton(QWidget* widget, Qt::MouseButton button, QPointF place) {
+  QMouseEvent press(QEvent::MouseButtonPress, place, place, button, button, {});
+  QApplication::sendEvent(widget, &press);
+}
+
+// A volume of 20 x 24 x 12 voxels whose value tells the place, in the grid of a scanner.
+std::string WriteVolume(const QTemporaryDir& folder) {
+  example::GreyImage image;
+  image.size = {20, 24, 12};
+  image.voxelSize = {1.0, 1.0, 2.0};
+  image.affine = example::Affine{{{1, 0, 0, -10}, {0, 1, 0, 0}, {0, 0, 2, 5}}};
+  std::vector<float> values;
+  for (int i = 0; i < 20 * 24 * 12; ++i) values.push_back(static_cast<float>(10 + i % 20 + i / 20 % 24));
+  const std::string path = folder.filePath("volume.nii.gz").toStdString();
+  example::WriteNiftiFloats(path, image, "", values, example::Meaning::Intensities);
+  return path;
+}
+
+// A click in one view moves the others; keys and wheel go to other voxels and slices, in the patient's
+// directions: his right is on the left of the screen.
+TEST_F(DesktopHost, ShowsThreeViewsOfOneVoxel) {
+  const QTemporaryDir folder;
+  window_->Open(WriteVolume(folder));
+  auto* axial = Find<SliceView>("slice");
+  auto* coronal = Find<SliceView>("slice_y");
+  auto* sagittal = Find<SliceView>("slice_x");
+  EXPECT_TRUE(coronal->isVisible() && sagittal->isVisible());
+  EXPECT_EQ(axial->GetCaption(), "z = 6 of 0 to 11");
+  const auto status = [this] { return window_->statusBar()->currentMessage(); };
+  EXPECT_TRUE(status().endsWith("voxel 10 12 6, R 0.0 A 12.0 S 17.0 mm")) << status().toStdString();
+
+  PressKey(axial, Qt::Key_Right);  // to the patient's left
+  PressKey(axial, Qt::Key_Up);
+  PressKey(axial, Qt::Key_PageUp);
+  EXPECT_TRUE(status().contains("voxel 9 13 7,")) << status().toStdString();
+  EXPECT_EQ(coronal->GetCaption(), "y = 13 of 0 to 23");
+  EXPECT_EQ(sagittal->GetCaption(), "x = 9 of 0 to 19");
+  const QRectF area = coronal->PictureArea();
+  PressButton(coronal, Qt::LeftButton, area.topLeft() + QPointF(1.0, 1.0));
+  EXPECT_TRUE(status().contains("voxel 19 13 11,")) << status().toStdString();
+  QWheelEvent wheel(QPointF(9, 9), QPointF(9, 9), {}, {0, -240}, Qt::NoButton, Qt::NoModifier,
+                    Qt::NoScrollPhase, false);
+  QApplication::sendEvent(sagittal, &wheel);
+  EXPECT_TRUE(status().contains("voxel 17 13 11,")) << status().toStdString();
+  for (int i = 0; i < 30; ++i) PressKey(axial, Qt::Key_PageDown);  // ends at the first slice
+  EXPECT_EQ(axial->GetCaption(), "z = 0 of 0 to 11");
+}
+
+TEST_F(DesktopHost, ZoomsAndMovesTheWindowOfGreys) {
+  const QTemporaryDir folder;
+  window_->Open(WriteVolume(folder));
+  auto* axial = Find<SliceView>("slice");
+  const QRectF whole = axial->PictureArea();
+  PressKey(axial, Qt::Key_Plus);
+  EXPECT_NEAR(axial->PictureArea().width(), 1.25 * whole.width(), 1e-9);
+  const QRectF zoomed = axial->PictureArea();
+  PressButton(axial, Qt::MiddleButton, {30, 30});
+  QMouseEvent pan(QEvent::MouseMove, QPointF(40, 25), QPointF(40, 25), Qt::NoButton, Qt::MiddleButton, {});
+  QApplication::sendEvent(axial, &pan);
+  EXPECT_EQ(axial->PictureArea(), zoomed.translated(10, -5));
+  PressKey(axial, Qt::Key_Home);
+  EXPECT_EQ(axial->PictureArea(), whole);
+
+  const QImage plain = Picture();
+  PressButton(axial, Qt::RightButton, {30, 30});
+  QMouseEvent drag(QEvent::MouseMove, QPointF(30, 60), QPointF(30, 60), Qt::NoButton, Qt::RightButton, {});
+  QApplication::sendEvent(axial, &drag);
+  EXPECT_GT(Picture().pixelColor(5, 5).red(), plain.pixelColor(5, 5).red());
+}
+
+// The desktop and the command line give the same classes, of all methods that both have.
+TEST_F(DesktopHost, HasTheNumbersOfTheCommandLine) {
+  const QTemporaryDir folder;
+  window_->Open(kSlice);
+  const std::pair<const char*, const char*> methods[] = {
+      {"Tissues", ""}, {"Fuzzy c-means", "-m fcm -c 3"}, {"Evidential c-means", "-m ecm -c 3"}};
+  for (const auto& [entry, options] : methods) {
+    const std::string output = folder.filePath("result").toStdString();
+    const std::string command = std::string(MTH_SEGMENT_MR) + " " + kSlice + " " + options + " -o " + output;
+    ASSERT_EQ(std::system((command + " > /dev/null").c_str()), 0) << command;
+    std::ifstream file(output + "/report.json");
+    const auto report = nlohmann::json::parse(file);
+    ASSERT_TRUE(TakeAndWait("Compute", entry));
+    for (int k = 0; k < 3; ++k) {
+      const auto& entryOfClass = report["classes"][static_cast<std::size_t>(k)];
+      EXPECT_EQ(Find<QListWidget>("legend")->item(k)->text(),
+                QString("class %1: grey level %2\n%3 mm\u00b2")
+                    .arg(k + 1)
+                    .arg(entryOfClass["centroid"].get<double>(), 0, 'f', 1)
+                    .arg(entryOfClass["area_mm2"].get<double>(), 0, 'f', 1));
+    }
+  }
+}
+
+// Classes of the whole volume stay from slice to slice and overlay all views; what is saved is what is shown.
+TEST_F(DesktopHost, SavesWhatItShows) {
+  const QTemporaryDir folder;
+  window_->Open(WriteVolume(folder));
+  const auto file = [&](const char* name) { return folder.filePath(name).toStdString(); };
+  EXPECT_FALSE(Take("File", "Save labels"));
+  ASSERT_TRUE(TakeAndWait("Compute", "Tissues"));
+  EXPECT_GE(CountHues(Find<SliceView>("slice_x")->GetPicture()), 2U);
+  EXPECT_TRUE(Find<QListWidget>("legend")->item(0)->text().endsWith(" ml"));
+  Find<QSlider>("opacity")->setValue(0);
+  EXPECT_EQ(CountHues(Picture()), 0U);
+  window_->SaveLabels(file("labels.nii.gz"));
+  window_->SaveTable(file("table.csv"));
+  window_->SavePicture(file("picture.png"));
+  const example::GreyImage labels = example::ReadImage(file("labels.nii.gz"));
+  EXPECT_EQ(labels.size, (std::array<int, 3>{20, 24, 12}));
+  EXPECT_EQ(*std::max_element(labels.values.begin(), labels.values.end()), 3.0);
+  EXPECT_FALSE(QImage(folder.filePath("picture.png")).isNull());
+  QFile table(folder.filePath("table.csv"));
+  ASSERT_TRUE(table.open(QIODevice::ReadOnly));
+  EXPECT_EQ(table.readAll().count('\n'), 4);
+  // The image itself is never replaced.
+  const QString text = TextOfNextMessage([&] { window_->SaveLabels(file("volume.nii.gz")); });
+  EXPECT_TRUE(text.contains("is an input of this run")) << text.toStdString();
+}
+
+TEST_F(DesktopHost, TakesBackADenoisingAndOpensWhatIsDropped) {
+  QMimeData dropped;
+  dropped.setUrls({QUrl::fromLocalFile(kSlice)});
+  QDragEnterEvent enter({9, 9}, Qt::CopyAction, &dropped, Qt::LeftButton, {});
+  QApplication::sendEvent(&*window_, &enter);
+  EXPECT_TRUE(enter.isAccepted());
+  QDropEvent drop({9, 9}, Qt::CopyAction, &dropped, Qt::LeftButton, {});
+  QApplication::sendEvent(&*window_, &drop);
+  EXPECT_TRUE(window_->windowTitle().startsWith("t1_brain_axial.nii.gz"));
+  const QImage plain = Picture();
+  EXPECT_FALSE(Take("Compute", "Undo"));
+  ASSERT_TRUE(TakeAndWait("Compute", "Denoise"));
+  EXPECT_NE(Picture(), plain);
+  ASSERT_TRUE(Take("Compute", "Undo"));
+  EXPECT_EQ(Picture(), plain);
+  EXPECT_FALSE(Take("Compute", "Undo"));
+}
+
 TEST_F(DesktopHost, TheLibraryTellsOfAClassThatDoesNotExist) {
   window_->Open(kSlice);
+  Find<QSpinBox>("classes")->setValue(4);
   ASSERT_TRUE(TakeAndWait("Compute", "Fuzzy c-means"));
   const auto askFor = [this](int number) {
     AnswerNext<QInputDialog>([number](QInputDialog& dialog) {
