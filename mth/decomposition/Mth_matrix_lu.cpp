@@ -36,34 +36,37 @@ double DiagonalProduct(const MTH_MATRIX& factors) {
   return product;
 }
 
-// The product of the permutation matrix and B, term by term: zeros times an infinity are NaN.
-MTH_MATRIX* PermuteByProduct(const MTH_MATRIX& b, const int* permutation) {
-  const int rows = b.GetNbRows();
-  MTH_MATRIX matrix(rows, rows, b.GetType());
-  if (!matrix.IsAllocated()) return NewFailure(1);
-  matrix.SetZero();
-  for (int i = 0; i < rows; ++i) matrix.Set(i, permutation[i], 1.0);
-  return matrix * b;
+// Row i of the result is row permutation[i] of B, a row of zeros where there is none, as the product with the
+// permutation matrix makes it: its sums have no -0, and its zeros times what is not finite are NaN. With
+// `strangers`, the number of such values in each column.
+template <class T>
+void PermuteElements(const T* elements, std::int64_t rows, std::int64_t columns, const int* permutation,
+                     const int* strangers, T* target) {
+  for (std::int64_t i = 0; i < rows; ++i, target += columns) {
+    const bool isRow = permutation[i] >= 0 && permutation[i] < rows;
+    const T* row = isRow ? elements + std::int64_t{permutation[i]} * columns : nullptr;
+    for (std::int64_t j = 0; j < columns; ++j) target[j] = isRow ? row[j] + T{0} : T{0};
+    for (std::int64_t j = 0; strangers != nullptr && j < columns; ++j) {
+      const int own = std::isfinite(target[j]) ? 0 : 1;
+      if (strangers[j] > own) target[j] = std::numeric_limits<T>::quiet_NaN();
+    }
+  }
 }
 
-// Row i of the result is row permutation[i] of B, by the rules of the product.
 MTH_MATRIX* PermuteRows(const MTH_MATRIX& b, const int* permutation) {
-  if (!AreFinite(b)) return PermuteByProduct(b, permutation);
   const std::int64_t rows = b.GetNbRows();
   const std::int64_t columns = b.GetNbCols();
+  const bool isFinite = AreFinite(b);
+  const WorkArray<int> strangers(isFinite ? 0 : columns);
   MatrixPtr result(NewResult(rows, columns, b.GetType()));
+  if (!strangers) return NewFailure(1);
   if (!IsUsable(result.get())) return result.release();
   OnStorage(b, [&](auto* elements) {
     using T = std::remove_pointer_t<decltype(elements)>;
-    T* target = Elements<T>(*result);
-    for (std::int64_t i = 0; i < rows; ++i, target += columns) {
-      if (permutation[i] < 0 || permutation[i] >= rows) {
-        std::fill_n(target, columns, T{0});
-        continue;
-      }
-      const T* row = elements + std::int64_t{permutation[i]} * columns;
-      for (std::int64_t j = 0; j < columns; ++j) target[j] = row[j] + T{0};  // the sum has no -0
-    }
+    if (!isFinite) std::fill_n(strangers.Get(), columns, 0);
+    for (std::int64_t i = 0; !isFinite && i < rows * columns; ++i)
+      strangers[i % columns] += std::isfinite(elements[i]) ? 0 : 1;
+    PermuteElements<T>(elements, rows, columns, permutation, strangers.Get(), Elements<T>(*result));
   });
   return result.release();
 }

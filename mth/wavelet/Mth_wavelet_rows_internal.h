@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstdint>
-#include <limits>
 
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/wavelet/Mth_wavelet_kernel_internal.h"
@@ -53,27 +51,6 @@ inline constexpr CompactFilter kLowRebuilding = Compact(kLowRebuildingTaps);
 inline constexpr CompactFilter kHighRebuilding = Compact(kHighRebuildingTaps);
 
 static_assert(kSmoothing.count == 4 && kDifference.count == 2 && kSmoothing.lead == kDifference.lead + 1);
-
-/// What the zero taps of a filter add to its results on a line: NaN where one of them meets what is not
-/// finite, and nothing else. The samples under the filter are counted as it slides on, since at high levels
-/// there are many.
-inline void AddZeroTaps(const double* line, WaveletFilter filter, std::int64_t step, std::int64_t n,
-                        double* out) {
-  const std::int64_t reach = filter.length - 1;
-  const std::int64_t centre = reach / 2 * step;
-  const auto countAt = [=](std::int64_t index) { return std::isfinite(line[MirrorIndex(index, n)]) ? 0 : 1; };
-  std::int64_t count = 0;
-  for (std::int64_t t = 1; t <= reach * step; ++t) count += countAt(centre - t);
-  for (std::int64_t i = 0; i < n; ++i) {
-    count += countAt(i + centre);
-    std::int64_t countAtTaps = 0;
-    for (std::int64_t k = 0; k <= reach; ++k) {
-      if (filter.taps[k] != 0.0) countAtTaps += countAt(i + centre - k * step);
-    }
-    if (count > countAtTaps) out[i] = std::numeric_limits<double>::quiet_NaN();
-    count -= countAt(i + centre - reach * step);
-  }
-}
 
 /// A row with its mirror image at both ends, as far as the filters reach.
 class ExtendedRow {

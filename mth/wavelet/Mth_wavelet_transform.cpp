@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/wavelet/Mth_wavelet_kernel_internal.h"
@@ -103,6 +104,45 @@ void AnalyseWithoutStep(const RowReader& image, ImageSize size, const Subbands& 
   RunOnAll(LastTapFilter(size), subbands, kSmoothing, kDifference);
 }
 
+// The outputs [begin, end) of a line that samples which are not finite may reach. They are looked for block
+// by block; the mirror images of the samples reach no farther.
+struct Reached {
+  std::int64_t begin;
+  std::int64_t end;
+};
+
+Reached OutputsOfNonFinite(const double* line, std::int64_t n, std::int64_t reach) {
+  constexpr std::int64_t kBlock = 1024;
+  Reached reached{n, 0};
+  for (std::int64_t first = 0; first < n; first += kBlock) {
+    const std::int64_t last = std::min(first + kBlock, n);
+    if (AreFilterable(line + first, last - first)) continue;
+    reached = {std::min(reached.begin, std::max<std::int64_t>(first - reach, 0)), std::min(last + reach, n)};
+  }
+  return reached;
+}
+
+// What the zero taps of a filter add to its results on a line: NaN where one of them meets what is not
+// finite, and nothing else. The samples under the filter are counted as it slides on, since at high levels
+// there are many.
+void AddZeroTaps(const double* line, WaveletFilter filter, std::int64_t step, std::int64_t n, double* out) {
+  const std::int64_t reach = filter.length - 1;
+  const std::int64_t centre = reach / 2 * step;
+  const auto countAt = [=](std::int64_t index) { return std::isfinite(line[MirrorIndex(index, n)]) ? 0 : 1; };
+  const auto [begin, end] = OutputsOfNonFinite(line, n, reach * step);
+  std::int64_t count = 0;
+  for (std::int64_t t = 1; t <= reach * step; ++t) count += countAt(begin + centre - t);
+  for (std::int64_t i = begin; i < end; ++i) {
+    count += countAt(i + centre);
+    std::int64_t countAtTaps = 0;
+    for (std::int64_t k = 0; k <= reach; ++k) {
+      if (filter.taps[k] != 0.0) countAtTaps += countAt(i + centre - k * step);
+    }
+    if (count > countAtTaps) out[i] = std::numeric_limits<double>::quiet_NaN();
+    count -= countAt(i + centre - reach * step);
+  }
+}
+
 }  // namespace
 
 std::int64_t StepOfLevel(int level, std::int64_t n) {
@@ -131,7 +171,7 @@ void FilterLine(const double* line, WaveletFilter filter, std::int64_t step, std
   for (std::int64_t k = 0; k <= reach; ++k) {
     if (filter.taps[k] != 0.0) addTap(k * step, filter.taps[k]);
   }
-  if (!AreFilterable(line, n)) AddZeroTaps(line, filter, step, n, out);
+  AddZeroTaps(line, filter, step, n, out);
 }
 
 bool Analyse(const MTH_MATRIX& image, int level, ImageSize size, const Subbands& subbands) {
