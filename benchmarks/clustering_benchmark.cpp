@@ -93,6 +93,21 @@ void BM_KMeans(benchmark::State& state) {
   MeasureEngine(state, [](MTH_CLUSTERING& engine) { return engine.ApplyKMeanClustering(); });
 }
 
+// All samples into an engine at once, their decisions out, and the engine's end.
+void BM_InAndOut(benchmark::State& state) {
+  const int dimensions = static_cast<int>(state.range(0));
+  const std::vector<double> features = ReadFeatures(dimensions);
+  if (features.empty()) return state.SkipWithError("needs Debian's mricron-data");
+  const int count = static_cast<int>(features.size()) / dimensions;
+  std::vector<int> decisions(static_cast<std::size_t>(count));
+  for (auto _ : state) {
+    MTH_CLUSTERING engine(kClusters, dimensions);
+    engine.AddSamples(features.data(), count);
+    engine.GetDecisions(decisions.data());
+    benchmark::DoNotOptimize(decisions.data());
+  }
+}
+
 void BM_FuzzyCMeans(benchmark::State& state) {
   MeasureEngine(state, [](MTH_CLUSTERING& engine) { return engine.ApplyFuzzyCMeanClustering(); });
 }
@@ -229,6 +244,15 @@ BENCHMARK(BM_KMeansOpenCv)
 #endif
 
 BENCHMARK(BM_KMeans)->Name("k-means/mth")->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_InAndOut)->Name("samples in and out/mth")->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
+// An engine for each thread: as long for two as for one where there are two processors.
+BENCHMARK(BM_FuzzyCMeans)
+    ->Name("volumes in threads/mth")
+    ->Arg(1)
+    ->Threads(1)
+    ->Threads(2)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_KMeansPlainLoop)->Name("k-means/plain loop")->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FuzzyCMeans)->Name("fuzzy c-means/mth")->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FuzzyCMeansPlainLoop)

@@ -209,6 +209,11 @@ void AddCurves(Cases& cases) {
   add("width", [](MTH_XY_PLOT& c) { c.GetFWHM(0.0, 1000.0); });
   add("sliding mean", [](MTH_XY_PLOT& c) { Free(c.GetSlidingMean(101)); });
   add("spline", [](MTH_XY_PLOT& c) { Free(c.GetCubicSpline(3)); });
+  add("spline at many abscissae", [](MTH_XY_PLOT& c) {
+    std::vector<float> at;
+    for (int i = 0; i < c.GetNumberOfPoints(); ++i) at.push_back(c.GetPointX(i) + 0.2f);
+    c.DotSplinePoint(at.data(), at.data(), c.GetNumberOfPoints());
+  });
   add("spline of x and y", [](MTH_XY_PLOT& c) { Free(c.GetDotSplineXY()); });
 }
 

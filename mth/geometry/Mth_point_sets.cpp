@@ -60,6 +60,10 @@ struct SearchedSet {
   }
 };
 
+bool IsSame(const Vector3& a, const Vector3& b) {
+  return a.x == b.x && a.y == b.y && a.z == b.z;
+}
+
 // Raises `largest` to the directed squared distance, where that is more; false when the grid gives up. A
 // point is done with as soon as some neighbour is no farther than `largest`; a sample first finds a value
 // that most points stay below.
@@ -68,8 +72,10 @@ bool RaiseByGrid(const PointSet& from, PointGrid& to, double& largest, CancelPol
   for (const int step : {kSampleStep, 1}) {
     for (int i = 0; i < from.GetFiniteCount(); i += step) {
       if (poll.IsCancelled()) return true;
+      const Vector3& point = from.GetFinite()[i];
+      if (i >= step && IsSame(point, from.GetFinite()[i - step])) continue;  // sets repeat points
       double square = 0.0;
-      if (!to.FindNearestSquare(from.GetFinite()[i], largest, square)) return false;
+      if (!to.FindNearestSquare(point, largest, square)) return false;
       largest = std::max(largest, square);
     }
   }
