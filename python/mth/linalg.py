@@ -7,7 +7,7 @@ types are converted. The result is float32 only where every operand is; the sums
 
 from __future__ import annotations
 
-from typing import NamedTuple
+from typing import Any, NamedTuple
 
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
@@ -19,7 +19,7 @@ __all__ = [
     "lstsq", "lu", "lyapunov", "matrix_rank", "pinv", "product", "qr", "qz", "riccati", "schur", "solve", "svd",
 ]
 
-Array = NDArray[np.floating]
+Array = NDArray[Any]
 
 
 class LU(NamedTuple):

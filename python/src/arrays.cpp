@@ -33,9 +33,14 @@ std::string ShapeText(const py::array& array) {
   return py::str(py::tuple(array.attr("shape")));
 }
 
-py::array RealArray(const py::handle& value, const char* name) {
+py::array AnyArray(const py::handle& value) {
   py::array array = py::array::ensure(value);
-  if (!array) throw py::error_already_set();
+  if (array) return array;
+  return py::module_::import("numpy").attr("asarray")(value);  // once more, for the reason
+}
+
+py::array RealArray(const py::handle& value, const char* name) {
+  py::array array = AnyArray(value);
   const char kind = array.dtype().kind();
   if (kind != 'f' && kind != 'i' && kind != 'u' && kind != 'b')
     throw py::type_error(std::string(name) + " has elements of type " + std::string(py::str(array.dtype())) +

@@ -2,9 +2,11 @@
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,12 +20,15 @@ namespace mth_python {
 
 namespace py = pybind11;
 
-constexpr int kContiguous = int{py::array::c_style} | int{py::detail::npy_api::NPY_ARRAY_ALIGNED_};
+constexpr int kContiguous =
+    int{py::array::c_style} | int{py::array::forcecast} | int{py::detail::npy_api::NPY_ARRAY_ALIGNED_};
 
 /// Contiguous numbers of one type in C order and in the machine's byte order.
 template <class T>
 using Array = py::array_t<T, kContiguous>;
 
+/// @return  what NumPy takes the value for, with its exception otherwise.
+py::array AnyArray(const py::handle& value);
 /// @return  the value as an array of real numbers of any type and layout; a TypeError names the argument
 /// otherwise.
 py::array RealArray(const py::handle& value, const char* name);
@@ -36,7 +41,7 @@ std::string ShapeText(const py::array& array);
 template <class T>
 Array<T> Contiguous(const py::array& array) {
   Array<T> result = Array<T>::ensure(array);
-  if (!result) throw py::error_already_set();
+  if (!result) throw std::bad_alloc();
   return result;
 }
 /// The same from anything; the dimensions are checked when they are not negative.
@@ -92,6 +97,13 @@ py::array FromMatrix(std::unique_ptr<MTH_MATRIX> matrix);
 py::array FromMatrixFlat(std::unique_ptr<MTH_MATRIX> matrix);
 
 /// The functions of each subject.
+void DefineBoosting(py::module_& module);
+void DefineClustering(py::module_& module);
+void DefineGeometry(py::module_& module);
+void DefineImage(py::module_& module);
 void DefineLinalg(py::module_& module);
+void DefineOptimise(py::module_& module);
+void DefineStatistics(py::module_& module);
+void DefineTissue(py::module_& module);
 
 }  // namespace mth_python

@@ -46,7 +46,7 @@ class PythonDisplay : public STD_DISPLAY {
   std::unique_ptr<STD_WAIT_BAR_VIEW> CreateWaitBarView() override {
     Call* const call = Call::Current();
     if (call == nullptr) return Former().CreateWaitBarView();
-    return call->HasProgress() ? std::make_unique<ProgressView>(*call) : nullptr;
+    return std::make_unique<ProgressView>(*call);
   }
   bool IsCancelRequested() const override {
     Call* const call = Call::Current();
@@ -82,6 +82,14 @@ Call::Entry::~Entry() {
   currentCall = former;
 }
 
+void Call::CountQuestions(const py::object& progress, int total) {
+  if (progress.is_none()) return;
+  SetQuestion([progress, total, done = 0]() mutable {
+    progress(++done, total);
+    return false;
+  });
+}
+
 Call* Call::Current() {
   return currentCall;
 }
@@ -91,7 +99,16 @@ void Call::Fail() {
 }
 
 bool Call::IsCancelRequested() {
-  if (error_) return true;
+  if (error_ || isEnded_) return true;
+  if (question_) {
+    const py::gil_scoped_acquire locked;
+    try {
+      isEnded_ = question_();
+    } catch (...) {
+      Fail();
+    }
+    if (error_ || isEnded_) return true;
+  }
   const Clock::time_point now = Clock::now();
   if (now < nextPoll_) return false;
   nextPoll_ = now + kPollInterval;
@@ -105,7 +122,8 @@ bool Call::IsCancelRequested() {
 }
 
 void Call::ShowProgress(int done, int total) {
-  if (error_) return;
+  stepsCount_ = done;
+  if (error_ || !hasProgress_) return;
   const py::gil_scoped_acquire locked;
   try {
     progress_(done, total);
@@ -152,11 +170,11 @@ void WarnUnstable() {
   Warn(unstableSolutionWarning, "the solution may be unstable");
 }
 
-void RequireRun(MTH_STOP_REASON reason, const char* what) {
-  const std::string name = what;
+void RequireRun(MTH_STOP_REASON reason, const char* name) {
+  const std::string prefix = std::string(name) + ": ";
   if (reason == MTH_STOP_REASON::NoMemory) ThrowMemoryError();
-  if (reason == MTH_STOP_REASON::BadInput) throw py::value_error(name + ": the input does not allow a run");
-  if (reason == MTH_STOP_REASON::NotFinite) throw py::value_error(name + ": values are not finite");
+  if (reason == MTH_STOP_REASON::BadInput) throw py::value_error(prefix + "the input does not allow a run");
+  if (reason == MTH_STOP_REASON::NotFinite) throw py::value_error(prefix + "values are not finite");
 }
 
 const char* ReasonName(MTH_STOP_REASON reason) {

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <exception>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -52,8 +53,16 @@ class Call {
   /// Whether somebody asked to end the run: a signal has arrived or a callback has failed. Asked by the
   /// library.
   bool IsCancelRequested();
+  /// Calls `progress`, if it is not None, with the number of questions so far: for runs that show no steps of
+  /// their own.
+  void CountQuestions(const py::object& progress, int total);
+  /// What to ask beside the signals, with the interpreter's lock, whenever the library asks; true ends the
+  /// run.
+  void SetQuestion(std::function<bool()> question) { question_ = std::move(question); }
   bool HasProgress() const { return hasProgress_; }
   void ShowProgress(int done, int total);
+  /// Steps that the library's progress window was told: whole iterations.
+  int GetStepsCount() const { return stepsCount_; }
   void AddMessage(const std::string& text) { messages_.push_back(text); }
   /// Keeps the present exception, which ends the run; the first one stays.
   void Fail();
@@ -74,6 +83,9 @@ class Call {
   bool hasProgress_;
   Clock::time_point nextPoll_;
   std::exception_ptr error_;
+  std::function<bool()> question_;
+  bool isEnded_ = false;
+  int stepsCount_ = 0;
   std::vector<std::string> messages_;
 };
 
@@ -88,7 +100,7 @@ void InstallDisplay(py::module_& module);
 void WarnUnstable();
 
 /// Throws for the reasons that are failures: NoMemory, BadInput and NotFinite.
-void RequireRun(MTH_STOP_REASON reason, const char* what);
+void RequireRun(MTH_STOP_REASON reason, const char* name);
 /// The reason as Python tells it, such as "converged".
 const char* ReasonName(MTH_STOP_REASON reason);
 

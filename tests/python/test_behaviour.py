@@ -1,0 +1,174 @@
+"""What users of Python expect beside numbers: progress, Ctrl-C, threads, forks, documentation."""
+
+import doctest
+import importlib
+import os
+import pathlib
+import pkgutil
+import subprocess
+import sys
+from concurrent.futures import ThreadPoolExecutor
+
+import numpy as np
+import pytest
+
+import mth
+
+SAMPLES = np.random.default_rng(2).normal(size=(500, 2))
+MODULES = ["mth"] + [f"mth.{module.name}" for module in pkgutil.iter_modules(mth.__path__) if module.name[0] != "_"]
+
+# A run that ends for nothing but a signal: no membership ever changes by less than a negative tolerance.
+ENDLESS = """
+import os, signal, threading, time
+import numpy as np, mth
+x = np.random.default_rng(0).normal(size=(3000, 3))
+def interrupt():
+    time.sleep(0.3)
+    os.kill(os.getpid(), signal.SIGINT)
+threading.Thread(target=interrupt).start()
+try:
+    {run}
+except KeyboardInterrupt:
+    assert mth.k_means(x, 3).labels.shape == (3000,)  # nothing is broken
+    print("interrupted")
+"""
+
+
+def run_python(code):
+    return subprocess.run([sys.executable, "-c", code], check=True, capture_output=True, text=True).stdout
+
+
+@pytest.mark.parametrize("run", [
+    "mth.fuzzy_c_means(x, 4, tol=-1.0, max_iter=10**9)",
+    "mth.minimise(lambda p: p[0] % 1.0, [0.3], callback=lambda p: time.sleep(0.01) or [mth.k_means(x, 3) for _ in range(10**9)])",
+    "mth.denoise(np.abs(np.random.default_rng(0).normal(size=(400, 400, 400)).astype(np.float32)))",
+], ids=["clustering", "callback", "denoising"])
+def test_an_interrupt_ends_a_run(run):
+    assert run_python(ENDLESS.format(run=run)) == "interrupted\n"
+
+
+def test_progress_in_all_its_forms(capsys):
+    steps = []
+    found = mth.fuzzy_c_means(SAMPLES, 3, progress=lambda done, total: steps.append((done, total)))
+    assert steps == [(i + 1, 100) for i in range(found.n_iter)]
+    mth.k_means(SAMPLES, 3, progress=True)
+    assert "k-means: " in capsys.readouterr().err
+    tqdm = pytest.importorskip("tqdm").tqdm
+    mth.k_means(SAMPLES, 3, progress=tqdm)
+    with tqdm() as bar:
+        n_iter = mth.evidential_c_means(SAMPLES, 3, progress=bar).n_iter
+        assert (bar.n, bar.total) == (n_iter, 100)
+    steps.clear()
+    mth.minimise(lambda p: p[0] ** 2, [3.0], progress=lambda done, total: steps.append(done))
+    mth.AdaBoost(rounds=3, progress=lambda done, total: steps.append(total)).fit(SAMPLES, SAMPLES[:, 0] > 0)
+    mth.denoise(np.ones((9, 9)), noise=1.0, progress=lambda done, total: steps.append(total))
+    assert steps[0] == 1 and 3 in steps
+
+
+def test_an_exception_of_a_callback_arrives():
+    class Mine(Exception):
+        pass
+
+    def fail(done, total):
+        raise Mine("no")
+
+    for call in (lambda: mth.k_means(SAMPLES, 3, progress=fail), lambda: mth.evidential_c_means(SAMPLES, 3, progress=fail),
+                 lambda: mth.AdaBoost(progress=fail).fit(SAMPLES, SAMPLES[:, 0] > 0),
+                 lambda: mth.denoise(np.ones((64, 64)), noise=1.0, progress=fail)):
+        references = sys.getrefcount(fail)
+        with pytest.raises(Mine):
+            call()
+        assert sys.getrefcount(fail) == references
+
+
+def test_threads_compute_at_the_same_time():
+    def work(seed):
+        x = np.random.default_rng(seed).normal(size=(2000, 3))
+        fuzzy = mth.fuzzy_c_means(x, 4, seed=seed, progress=lambda done, total: None)
+        best = mth.minimise(lambda p: (p[0] - seed) ** 2, [0.0])
+        with pytest.raises(ValueError, match="NaN"):
+            mth.k_means(x * np.nan, 2)
+        return fuzzy.memberships.tobytes() + best.x.tobytes() + mth.linalg.svd(x[:50]).s.tobytes()
+
+    expected = [work(seed) for seed in range(8)]
+    with ThreadPoolExecutor(4) as pool:
+        assert list(pool.map(work, range(8))) == expected
+
+
+def test_threads_draw_from_one_stream():
+    stream = mth.random.Uniform(2, seed=5)
+    expected = np.sort(stream.draw(40000))
+    stream = mth.random.Uniform(2, seed=5)
+    with ThreadPoolExecutor(4) as pool:
+        drawn = list(pool.map(lambda _: stream.draw(10), range(4000)))
+    np.testing.assert_array_equal(np.sort(np.concatenate(drawn)), expected)
+
+
+def test_threads_share_evidence():
+    evidence = mth.evidential_c_means(SAMPLES, 4)
+    with ThreadPoolExecutor(4) as pool:
+        answers = list(pool.map(lambda _: evidence.plausibility().tobytes(), range(8)))
+    assert len(set(answers)) == 1
+
+
+@pytest.mark.skipif(not hasattr(os, "fork"), reason="there is no fork")
+def test_a_fork_in_the_middle():
+    code = """
+import os, threading
+import numpy as np, mth
+x = np.random.default_rng(0).normal(size=(3000, 3))
+started = threading.Event()
+stop = []
+def work():
+    mth.fuzzy_c_means(x, 4, tol=-1.0, max_iter=10**9, progress=lambda done, total: started.set() or stop and 1 / 0)
+def run():
+    try:
+        work()
+    except ZeroDivisionError:
+        pass
+    finally:
+        started.set()
+thread = threading.Thread(target=run)
+thread.start()
+started.wait()
+child = os.fork()
+if child == 0:
+    same = mth.k_means(x, 3).labels.tobytes() == mth.k_means(x, 3).labels.tobytes()
+    mth.random.Uniform(seed=7).draw(5)
+    os._exit(0 if same else 1)
+status = os.waitpid(child, 0)[1]
+stop.append(True)
+thread.join()
+print(os.waitstatus_to_exitcode(status))
+"""
+    assert run_python(code) == "0\n"
+
+
+@pytest.mark.parametrize("name", MODULES)
+def test_examples_in_the_documentation(name):
+    module = importlib.import_module(name)
+    assert doctest.testmod(module).failed == 0
+    for public in getattr(module, "__all__", []):
+        item = getattr(module, public)
+        if callable(item) and not isinstance(item, type):
+            assert ">>>" in item.__doc__, public
+
+
+def test_types():
+    pytest.importorskip("mypy")
+    package = str(pathlib.Path(mth.linalg.__file__).resolve().parent)
+    for command in (["mypy", "--config-file", os.path.join(os.path.dirname(__file__), "../../pyproject.toml"), "--no-incremental", "--cache-dir", os.devnull, package],
+                    ["mypy.stubtest", "mth._mth"]):
+        environment = dict(os.environ, MYPYPATH=os.path.dirname(package) if command[0] == "mypy" else "")
+        done = subprocess.run([sys.executable, "-m", *command], capture_output=True, text=True, env=environment)
+        assert done.returncode == 0, done.stdout + done.stderr
+
+
+def test_the_guide_names_everything():
+    names = [name for name in mth.__all__ if callable(getattr(mth, name)) and not isinstance(getattr(mth, name), type)]
+    assert [name for name in names if f"`{name}`" not in mth.__doc__ and name not in ("ifft", "ifft2",
+                                                                                     "inverse_redundant_wavelet")] == []
+
+
+def test_the_module_loads_nothing_but_numpy():
+    assert run_python("import mth, sys; print('sklearn' in sys.modules, 'scipy' in sys.modules)") == "False False\n"
