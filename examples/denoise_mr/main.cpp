@@ -9,6 +9,7 @@
 #include "support/bids.h"
 #include "support/command_line.h"
 #include "support/denoising.h"
+#include "support/dicom_results.h"
 #include "support/failure.h"
 #include "support/image.h"
 #include "support/json_text.h"
@@ -37,6 +38,8 @@ struct Options {
   bool isVolume = false;  // by blocks, also of a single image
   bool isByPlanes = false;
   example::DenoisingOptions denoising;
+  example::SeriesChoice series;
+  example::DicomOutput dicom;
 };
 
 bool ParseOptions(int argc, char** argv, Options& options) {
@@ -60,10 +63,13 @@ bool ParseOptions(int argc, char** argv, Options& options) {
           "  denoise_mr clean.nii.gz --add-noise 9 -o trial\n"
           "\n") +
       example::kReplacementText + example::kStatusText);
-  app.add_option("IMAGE", options.imagePaths,
-                 "Images or volumes: .nii, .nii.gz, or .png\n(colours become their luminance)")
+  app.add_option(
+         "IMAGE", options.imagePaths,
+         "Images or volumes: .nii, .nii.gz, or .png\n(colours become their luminance), or DICOM: a file, a "
+         "folder\nor a DICOMDIR")
       ->required();
   example::AddOutputOptions(app, options.output);
+  example::AddSeriesOptions(app, options.series);
   app.add_option(
          "-f,--factor", options.denoising.factor,
          "Of wavelets: how many noise levels a detail must stand out to\nstay; larger values smooth more")
@@ -88,7 +94,12 @@ bool ParseOptions(int argc, char** argv, Options& options) {
          "up to 100")
       ->check(CLI::Range(0.0, kMostNoise).description(""))
       ->type_name("PERCENT");
+  example::AddDicomOutputOptions(
+      app, options.dicom, "Of a DICOM image: write the result into this folder as a derived\nseries, too",
+      "");
   if (!example::ParseCommandLine(app, argc, argv)) return false;
+  example::Require(options.dicom.folder.empty() || options.imagePaths.size() == 1,
+                   "--dicom-output takes one image");
   options.imagePath = options.imagePaths.front();
   example::Require(std::isfinite(options.denoising.factor) && options.denoising.factor >= 0.0,
                    "--factor must be a number from 0 up");
@@ -135,7 +146,7 @@ void WritePanel(const std::string& path, const GreyImage& before, const GreyImag
 
 // "denoised.nii.gz", or as BIDS wants it.
 std::string NameOfResult(const Options& options) {
-  if (!example::IsNiftiPath(options.imagePath)) return "denoised.png";
+  if (example::IsPicturePath(options.imagePath)) return "denoised.png";
   const example::BidsName name = example::ParseBidsName(options.imagePath);
   return (name.IsBids() ? example::BidsResult(name, "", "denoised", name.suffix) : "denoised") + ".nii.gz";
 }
@@ -143,7 +154,7 @@ std::string NameOfResult(const Options& options) {
 // As the file of the image stores its numbers, so that all subjects of a study stay alike.
 void WriteDenoised(example::Results& results, const std::string& name, GreyImage& denoised,
                    const Options& options) {
-  if (!example::IsNiftiPath(options.imagePath)) {
+  if (example::IsPicturePath(options.imagePath)) {
     results.Write(name, [&](const std::string& path) { example::WriteGreyPng(path, denoised); });
     return;
   }
@@ -201,6 +212,20 @@ void Print(const Options& options, const GreyImage& image, const std::vector<dou
     std::printf("No noise was found: the image has none, is a single line, or is black in more than half\n");
 }
 
+// What made the result, for the objects of an archive.
+example::DicomMaker MakerOf(const Options& options, const std::vector<double>& deviations) {
+  const auto [least, greatest] = std::minmax_element(deviations.begin(), deviations.end());
+  std::string settings = "noise deviation " + ShortText(*least);
+  if (*least != *greatest) settings += " to " + ShortText(*greatest);
+  if (options.denoising.isPlaneByPlane)
+    settings += ", factor " + example::Shortest(options.denoising.factor) + ", window " +
+                std::to_string(options.denoising.window);
+  if (options.addedNoise > 0.0)
+    settings += ", " + example::Shortest(options.addedNoise) + " % noise added before";
+  return {"denoise_mr", options.denoising.isPlaneByPlane ? "wavelets of planes" : "blocks of the volume",
+          settings};
+}
+
 double AddedDeviation(const Options& options, const GreyImage& image) {
   return options.addedNoise / 100.0 * *std::max_element(image.values.begin(), image.values.end());
 }
@@ -234,7 +259,8 @@ example::ImageSummary DenoiseImage(Options options) {
   const std::string name = NameOfResult(options);
   results.Announce({name, "panel.png"});
   results.AnnounceFile(options.output.jsonPath);
-  GreyImage image = example::ReadImage(options.imagePath);
+  GreyImage image = example::ReadImage(options.imagePath, options.series);
+  example::RequireDicomOutput(options.dicom, image, options.imagePath);
   if (!example::IsVolume(image) && options.axis) throw Failure("--axis needs a volume, not a single image");
   options.denoising.axis = options.axis.value_or(2);
   options.denoising.isPlaneByPlane = options.isByPlanes || (!options.isVolume && !example::IsVolume(image));
@@ -250,6 +276,8 @@ example::ImageSummary DenoiseImage(Options options) {
   WriteDenoised(results, name, denoised, options);
   if (example::ParseBidsName(options.imagePath).IsBids())
     results.WriteText(name.substr(0, name.find('.')) + ".json", Sidecar(options));
+  if (!options.dicom.folder.empty())
+    WriteDicomSeries(results, denoised, "denoised", MakerOf(options, deviations), options.dicom);
   results.Write("panel.png", [&](const std::string& path) {
     WritePanel(path, image, denoised, options.denoising.axis, options.side);
   });

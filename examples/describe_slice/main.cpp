@@ -10,6 +10,7 @@
 #include "slice_geometry.h"
 #include "support/batch.h"
 #include "support/command_line.h"
+#include "support/dicom_io.h"
 #include "support/failure.h"
 #include "support/json_text.h"
 #include "support/text.h"
@@ -17,6 +18,7 @@
 namespace {
 
 using describe_slice::SliceGeometry;
+using describe_slice::SliceStack;
 using example::Failure;
 using example::Fixed;
 
@@ -26,6 +28,8 @@ struct Options {
   std::vector<double> cosines;
   std::vector<double> centre = {0.0, 0.0, 0.0};
   std::optional<int> index;
+  example::SeriesChoice series;
+  bool listsSeries = false;
   example::OutputOptions output;
 };
 
@@ -58,10 +62,11 @@ struct Description {
   MTH_3D_VECT_DOUBLE normal;
   short codes[2];
   double angles[2];
+  std::optional<SliceStack> stack;  // of a DICOM series
 };
 
 Description Describe(const SliceGeometry& slice) {
-  Description result{"", 0.0, NormalOf(slice), {0, 0}, {0.0, 0.0}};
+  Description result{"", 0.0, NormalOf(slice), {0, 0}, {0.0, 0.0}, slice.stack};
   Mth_3D_CalculParamCoupePerp(&result.normal, &result.codes[0], &result.codes[1], &result.angles[0],
                               &result.angles[1]);
   // A sagittal slice tilted to the axial plane alone keeps the name that the record holds before.
@@ -74,6 +79,10 @@ Description Describe(const SliceGeometry& slice) {
   return result;
 }
 
+std::string PlaceText(const std::array<double, 3>& place) {
+  return Fixed(place[0], 2) + " " + Fixed(place[1], 2) + " " + Fixed(place[2], 2);
+}
+
 void Print(const Description& slice) {
   std::printf("Orientation  %s\n", slice.orientation.c_str());
   std::printf("Shift        %s mm\n", Fixed(slice.shift, 1).c_str());
@@ -81,6 +90,11 @@ void Print(const Description& slice) {
               Fixed(slice.normal.GetY(), 4).c_str(), Fixed(slice.normal.GetZ(), 4).c_str());
   std::printf("Codes        %d %d, angles %s %s degrees\n", slice.codes[0], slice.codes[1],
               Fixed(slice.angles[0], 2).c_str(), Fixed(slice.angles[1], 2).c_str());
+  if (!slice.stack) return;
+  std::printf("Slices       %d, %s mm apart\n", slice.stack->count,
+              example::Rounded(slice.stack->spacing, 6).c_str());
+  std::printf("First voxel  %s of the first slice, %s of the last\n", PlaceText(slice.stack->first).c_str(),
+              PlaceText(slice.stack->last).c_str());
 }
 
 example::Json JsonReport(const std::string& path, const Description& slice) {
@@ -91,6 +105,11 @@ example::Json JsonReport(const std::string& path, const Description& slice) {
   json["normal_lps"] = {slice.normal.GetX(), slice.normal.GetY(), slice.normal.GetZ()};
   json["codes"] = slice.codes;
   json["angles_degrees"] = slice.angles;
+  if (slice.stack)
+    json["slices"] = {{"count", slice.stack->count},
+                      {"spacing_mm", slice.stack->spacing},
+                      {"first_lps", slice.stack->first},
+                      {"last_lps", slice.stack->last}};
   return json;
 }
 
@@ -103,7 +122,7 @@ std::string TableRow(const std::string& path, const Description& slice) {
 
 // No path: the slice of the cosines.
 SliceGeometry GeometryOf(const std::string& path, const Options& options) {
-  if (!path.empty()) return describe_slice::ReadSliceGeometry(path, options.index);
+  if (!path.empty()) return describe_slice::ReadSliceGeometry(path, options.index, options.series);
   std::array<double, 6> cosines{};
   std::array<double, 3> centre{};
   std::copy_n(options.cosines.begin(), 6, cosines.begin());
@@ -120,7 +139,7 @@ bool ParseOptions(int argc, char** argv, Options& options) {
                  "Directions and places are those of DICOM: x to the patient's left, y to the back, z to the "
                  "head.\n") +
              example::kStatusText);
-  auto* file = app.add_option("FILE", options.paths, "NIfTI images");
+  auto* file = app.add_option("FILE", options.paths, "NIfTI images, or DICOM: files, folders or DICOMDIRs");
   auto* cosines = app.add_option("-c,--cosines", options.cosines,
                                  "Direction cosines along a row and along a column, separated by commas");
   cosines->delimiter(',')->expected(6)->type_name("RX,RY,RZ,CX,CY,CZ")->excludes(file);
@@ -134,6 +153,8 @@ bool ParseOptions(int argc, char** argv, Options& options) {
   app.add_option("--csv", options.csvPath, "Write a table with a row for each FILE, too")
       ->type_name("FILE")
       ->needs(file);
+  example::AddSeriesOptions(app, options.series);
+  app.add_flag("--list", options.listsSeries, "Only list the series of DICOM folders")->needs(file);
   example::AddReportOptions(app, options.output);
   if (!example::ParseCommandLine(app, argc, argv)) return false;
   if (options.paths.empty() && options.cosines.empty()) throw Failure("FILE or --cosines is needed");
@@ -143,6 +164,10 @@ bool ParseOptions(int argc, char** argv, Options& options) {
 int Run(int argc, char** argv) {
   Options options;
   if (!ParseOptions(argc, argv, options)) return 0;
+  if (options.listsSeries) {
+    for (const std::string& path : options.paths) std::printf("%s", example::ListDicomSeries(path).c_str());
+    return 0;
+  }
   example::Results results("describe_slice", options.paths, options.output.isForced);
   results.AnnounceFile(options.output.jsonPath);
   results.AnnounceFile(options.csvPath);

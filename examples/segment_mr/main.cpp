@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "dicom.h"
 #include "maps.h"
 #include "options.h"
 #include "pictures.h"
@@ -29,7 +30,7 @@ using segment_mr::Options;
 
 // The image as it is, or the plane of the volume that the user asks for; completes the options with it.
 GreyImage ReadChosenImage(const std::string& path, Options& options) {
-  GreyImage image = example::ReadImage(path);
+  GreyImage image = example::ReadImage(path, options.series);
   if (!options.axis && !options.index) return image;
   if (!example::IsVolume(image)) throw Failure("--axis and --index need a volume, not a single image");
   const int axis = options.axis.value_or(2);
@@ -78,7 +79,8 @@ std::string WriteResults(example::Results& results, const GreyImage& image, cons
   results.WriteText("histogram.svg", segment_mr::DrawHistogram(image, segmentation));
   if (!segmentation.changes.empty())
     results.WriteText("convergence.svg", DrawConvergence(segmentation, options));
-  if (example::IsNiftiPath(options.imagePath)) WriteMaps(results, image, segmentation, options);
+  if (!example::IsPicturePath(options.imagePath)) WriteMaps(results, image, segmentation, options);
+  WriteDicom(results, image, segmentation, options);
   results.WriteText("report.txt", text);
   const std::string json = JsonReport(image, inside, segmentation, options, results.GetNames());
   results.WriteText("report.json", json);
@@ -139,7 +141,9 @@ example::ImageSummary SegmentScan(Options options) {
   results.OpenFolder(options.output.path);
   results.Announce(CertainNames());
   results.AnnounceFile(options.output.jsonPath);
+  results.AnnounceInFolder(options.dicom.folder, segment_mr::kDicomName);
   std::vector<GreyImage> channels = ReadChannels(options);
+  example::RequireDicomOutput(options.dicom, channels.front(), options.imagePath);
   ChooseMethod(channels, options);
   std::optional<GreyImage> second = ReadCompanion(options.fusedPath, channels.front(), options);
   const std::optional<GreyImage> mask = ReadCompanion(options.maskPath, channels.front(), options);

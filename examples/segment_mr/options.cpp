@@ -30,7 +30,7 @@ constexpr const char* kFooter =
     "  undecided_over_labels.png ecm with --over: undecided in white over the labels of another run\n"
     "  outliers.png              ecm: mass on no class; with --fuse conflict.png: how much the images "
     "disagree\n"
-    "and for a NIfTI image, each in its place in the scanner, also of a single plane:\n"
+    "and for a NIfTI or DICOM image, each in its place in the scanner, also of a single plane:\n"
     "  labels.nii.gz             class number per voxel, 0 outside; ecm: one above the classes is undecided\n"
     "  labels.ctbl, labels.lut, labels.label.txt   names and colours for Slicer, FSLeyes and ITK-SNAP\n"
     "  membership_K.nii.gz       membership of class K; tissue: its fraction; ecm: its probability\n"
@@ -50,13 +50,15 @@ constexpr const char* kFooter =
 void AddOptions(CLI::App& app, Options& options) {
   app.add_option(
          "IMAGE", options.channelPaths,
-         "Image or volume to segment: .nii, .nii.gz, or .png\n(colours become their luminance); several are "
+         "Image or volume to segment: .nii, .nii.gz, or .png\n(colours become their luminance), or DICOM: a "
+         "file, a folder\nor a DICOMDIR; several are "
          "the channels of one\nscan, in one grid")
       ->required();
   app.add_flag(
       "--each", options.takesEach,
       "Several images are no channels: segment each into a folder of\nits name, with one row in summary.csv");
   example::AddOutputOptions(app, options.output);
+  example::AddSeriesOptions(app, options.series);
   example::AddChoice<Method>(
       app, "-m,--method", options.settings.method,
       {{"tissue", Method::Tissue},
@@ -121,6 +123,11 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--sigma", options.sigma,
                  "Deviation of the noise for --denoise; without it it is estimated");
   example::AddSide(app, options.side);
+  example::AddDicomOutputOptions(
+      app, options.dicom,
+      "Of a DICOM image: write its classes into this folder as a\nSegmentation object, "
+      "too, which viewers lay over the image",
+      "Write the membership of every class there instead of the labels");
   example::AddAxis(
       app, options.axis,
       "Segment one plane of a volume, across this axis of its grid:\nx, y or z (z with --index alone)");
@@ -178,6 +185,7 @@ void RefuseWhatDoesNotApply(const CLI::App& app, const Options& options) {
           "several images need --method tissue, or --each to be taken one by one");
   Require(options.fusedPath.empty() || options.channelPaths.size() == 1,
           "--fuse takes one image and its second");
+  Require(options.dicom.folder.empty() || !options.takesEach, "--dicom-output does not belong to --each");
   for (const char* name : {"--alpha", "--rho", "--adjacent-sets"})
     Require(app.count(name) == 0 || method == Method::EvidentialCMeans,
             std::string(name) + " needs --method ecm");

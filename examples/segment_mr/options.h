@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "support/dicom_results.h"
 #include "support/image.h"
 #include "support/resources.h"
 #include "support/results.h"
@@ -14,11 +15,13 @@ namespace segment_mr {
 /// What the user asks for; every value is within its legal range.
 struct Options {
   std::string imagePath;                  ///< the first channel
+  example::SeriesChoice series;           ///< of DICOM folders
   std::vector<std::string> channelPaths;  ///< all channels, the first one included
   bool takesEach = false;                 ///< the images are no channels: one run for each
   bool isMethodOpen = false;              ///< tissues; fuzzy c-means for what has values below 0
   bool isCountOpen = false;               ///< of the classes
   example::OutputOptions output{"segment_mr_output", "", false};
+  example::DicomOutput dicom;
   example::SegmentationSettings settings;
   std::string fusedPath;         ///< second image; empty: none
   std::string overPath;          ///< labels to draw what is undecided over; empty: none

@@ -10,7 +10,9 @@
 namespace example {
 
 std::string StemOf(const std::string& path) {
-  const std::string name = std::filesystem::path(path).filename().string();
+  std::filesystem::path place(path);
+  if (!place.has_filename()) place = place.parent_path();  // "folder/" means "folder"
+  const std::string name = place.filename().string();
   return name.substr(0, name.find('.'));
 }
 

@@ -73,6 +73,13 @@ CLI::Option* AddAxis(CLI::App& app, std::optional<int>& axis, const std::string&
       ->type_name("AXIS");
 }
 
+void AddSeriesOptions(CLI::App& app, SeriesChoice& choice) {
+  app.add_option("--series", choice.series,
+                 "Of a DICOM folder with several series: the one of that number\nor unique identifier")
+      ->type_name("SERIES");
+  app.add_option("--echo", choice.echo, "Of a DICOM series with several echoes: the one of that number");
+}
+
 void AddSide(CLI::App& app, Side& side) {
   app.add_flag_callback(
       "--neurological", [&side] { side = Side::Neurological; },

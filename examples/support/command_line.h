@@ -72,6 +72,9 @@ CLI::Option* AddList(CLI::App& app, const std::string& names, std::vector<T>& va
 /// --axis: x, y or z as 0, 1 or 2.
 CLI::Option* AddAxis(CLI::App& app, std::optional<int>& axis, const std::string& text);
 
+/// --series and --echo, which choose among the images of a DICOM folder.
+void AddSeriesOptions(CLI::App& app, SeriesChoice& choice);
+
 /// --neurological, for pictures with the patient's left on the left.
 void AddSide(CLI::App& app, Side& side);
 

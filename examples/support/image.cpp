@@ -7,6 +7,7 @@
 #include <iterator>
 #include <limits>
 
+#include "support/dicom_io.h"
 #include "support/failure.h"
 #include "support/nifti_io.h"
 #include "support/png_io.h"
@@ -155,13 +156,19 @@ double WhiteLevel(const GreyImage& image) {
   return inside[static_cast<std::size_t>(rank)];
 }
 
-GreyImage ReadImage(const std::string& path) {
+bool IsPicturePath(const std::string& path) {
+  return EndsWith(LowerCase(path), ".png");
+}
+
+GreyImage ReadImage(const std::string& path, const SeriesChoice& choice) {
   std::error_code error;
   if (!std::filesystem::exists(path, error)) throw Failure("cannot find the image " + path);
-  if (!std::filesystem::is_regular_file(path, error)) throw Failure(path + " is not a file");
-  if (IsNiftiPath(path)) return ReadNifti(path);
-  if (EndsWith(LowerCase(path), ".png")) return ReadPng(path);
-  throw Failure("unsupported image " + path + ": .nii, .nii.gz and .png are read");
+  const bool isFile = std::filesystem::is_regular_file(path, error);
+  if (isFile && IsNiftiPath(path)) return ReadNifti(path);
+  if (isFile && IsPicturePath(path)) return ReadPng(path);
+  if (IsDicomPath(path)) return ReadDicom(path, choice);
+  if (!isFile) throw Failure(path + " is not a file");
+  throw Failure("unsupported image " + path + ": .nii, .nii.gz, .png and DICOM are read");
 }
 
 }  // namespace example

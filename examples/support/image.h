@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +23,14 @@ struct Storage {
 /// three times x, y and z, and the last; x of the patient goes to the right, y to the front, z to the head.
 using Affine = std::array<std::array<double, 4>, 3>;
 
+struct DicomStack;
+
+/// Which images of a DICOM folder are meant, where there are several.
+struct SeriesChoice {
+  std::string series;       ///< number or unique identifier; empty: the only one
+  std::optional<int> echo;  ///< by its number
+};
+
 /// A grey image (one plane) or volume, with its voxel sizes where the file tells them.
 struct GreyImage {
   std::array<int, 3> size{0, 0, 0};  ///< along x, y and z; an image has one plane, size[2] = 1
@@ -32,6 +41,8 @@ struct GreyImage {
   std::optional<Affine> affine;       ///< where the file tells it
   Storage storage;                    ///< of the file
   std::vector<std::size_t> replaced;  ///< voxels that were no finite numbers, and are 0 here
+  /// The DICOM slices that it was read from whole, for results that go back as DICOM; null of other files.
+  std::shared_ptr<const DicomStack> dicom;
 };
 
 inline bool IsVolume(const GreyImage& image) {
@@ -100,11 +111,16 @@ void RequireSameGrid(const GreyImage& image, const std::string& path, const Grey
 /// Whether a file of that name is read as NIfTI.
 bool IsNiftiPath(const std::string& path);
 
+/// Whether a file of that name is read as a picture: it tells no place in the patient, and results of it are
+/// pictures, too.
+bool IsPicturePath(const std::string& path);
+
 /// The intensity to draw as white: a few bright voxels, of vessels or noise, would darken all others.
 double WhiteLevel(const GreyImage& image);
 
-/// Reads a NIfTI (.nii, .nii.gz) or PNG (.png) file.
-/// @throws Failure  naming the file, when it is missing, damaged or of an unsupported kind.
-GreyImage ReadImage(const std::string& path);
+/// Reads a NIfTI (.nii, .nii.gz) or PNG (.png) file, or DICOM slices: a file, a folder or a DICOMDIR.
+/// @throws Failure  naming the file, when it is missing, damaged or of an unsupported kind; of DICOM slices
+/// as ReadDicom.
+GreyImage ReadImage(const std::string& path, const SeriesChoice& choice = {});
 
 }  // namespace example

@@ -1,5 +1,6 @@
 #include "support/nifti_io.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -122,16 +123,20 @@ std::optional<Affine> AffineOf(const nifti_image& image) {
   return affine;
 }
 
-std::array<char, 3> Directions(const nifti_image& image) {
-  if (!TellsPlace(image)) return {0, 'A', 'S'};                   // the custom without a reference
+std::array<char, 3> LettersOf(const nifti_dmat44& place) {
   constexpr char kLetters[] = {0, 'R', 'L', 'A', 'P', 'S', 'I'};  // in the order of the library's codes
   std::array<int, 3> code{};
-  nifti_dmat44_to_orientation(PlaceOf(image), &code[0], &code[1], &code[2]);
+  nifti_dmat44_to_orientation(place, &code[0], &code[1], &code[2]);
   std::array<char, 3> letters{};
   for (std::size_t axis = 0; axis < 3; ++axis) {
     if (code[axis] >= NIFTI_L2R && code[axis] <= NIFTI_S2I) letters[axis] = kLetters[code[axis]];
   }
   return letters;
+}
+
+std::array<char, 3> Directions(const nifti_image& image) {
+  if (!TellsPlace(image)) return {0, 'A', 'S'};  // the custom without a reference
+  return LettersOf(PlaceOf(image));
 }
 
 GreyImage GridOf(const nifti_image& image) {
@@ -144,6 +149,13 @@ GreyImage GridOf(const nifti_image& image) {
 }
 
 }  // namespace
+
+std::array<char, 3> DirectionsOf(const Affine& affine) {
+  nifti_dmat44 place{};
+  for (std::size_t row = 0; row < 3; ++row) std::copy(affine[row].begin(), affine[row].end(), place.m[row]);
+  place.m[3][3] = 1.0;
+  return LettersOf(place);
+}
 
 GreyImage ReadNiftiGrid(const std::string& path) {
   return GridOf(*ReadNiftiHeader(path));

@@ -15,6 +15,9 @@ GreyImage ReadNifti(const std::string& path);
 /// The same without its voxels: `values` is empty.
 GreyImage ReadNiftiGrid(const std::string& path);
 
+/// The letters of the directions that the axes of a grid point to most: 'L', 'R', 'A', 'P', 'I' or 'S'.
+std::array<char, 3> DirectionsOf(const Affine& affine);
+
 /// What a file of results stands for beside its numbers.
 enum class Meaning { Intensities, Labels, Probabilities };
 

@@ -121,6 +121,14 @@ void Results::WriteText(const std::string& name, const std::string& text) {
   Write(name, [&](const std::string& path) { WriteBytes(path, text.data(), text.size()); });
 }
 
+void Results::AnnounceInFolder(const std::string& folder, const std::string& name) {
+  if (!folder.empty()) FolderOf(folder).CheckPlace(name, inputs_, isForced_);
+}
+
+void Results::WriteInFolder(const std::string& folder, const std::string& name, const Writer& write) {
+  if (!folder.empty()) WriteInto(FolderOf(folder), name, false, write);
+}
+
 void Results::WriteFile(const std::string& path, const Writer& write) {
   if (path.empty()) return;
   WriteInto(FolderAround(path), fs::path(path).filename().string(), true, write);

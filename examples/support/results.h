@@ -40,6 +40,10 @@ class Results {
   void Write(const std::string& name, const Writer& write);
   void WriteText(const std::string& name, const std::string& text);
 
+  /// The same for a file of another folder, which is created if it is missing; no folder: nothing.
+  void AnnounceInFolder(const std::string& folder, const std::string& name);
+  void WriteInFolder(const std::string& folder, const std::string& name, const Writer& write);
+
   /// The same for a single file outside the folder of the results; no name: nothing.
   void WriteFile(const std::string& path, const Writer& write);
   void WriteTextFile(const std::string& path, const std::string& text);

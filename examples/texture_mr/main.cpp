@@ -26,7 +26,7 @@ example::ImageSummary Measure(texture_mr::Options options) {
   results.OpenFolder(options.output.path);
   results.Announce({"texture.csv", "matrices.csv"});
   results.AnnounceFile(options.output.jsonPath);
-  const example::GreyImage image = example::ReadImage(options.imagePath);
+  const example::GreyImage image = example::ReadImage(options.imagePath, options.series);
   const auto directions = DirectionsOf(image, options);
   const auto regions = ReadRegions(image, options);
   const auto levels = Quantise(image, regions, options);

@@ -39,8 +39,11 @@ constexpr const char* kFooter =
 constexpr int kLargestNumber = std::numeric_limits<int>::max();
 
 void AddOptions(CLI::App& app, Options& options) {
-  app.add_option("IMAGE", options.imagePaths, "Images or volumes: .nii, .nii.gz or .png")->required();
+  app.add_option("IMAGE", options.imagePaths,
+                 "Images or volumes: .nii, .nii.gz or .png, or DICOM: a file,\na folder or a DICOMDIR")
+      ->required();
   example::AddOutputOptions(app, options.output);
+  example::AddSeriesOptions(app, options.series);
   app.add_option("-m,--mask", options.maskPath,
                  "Label image of the same size: 0 is outside, every other\nnumber a region (segment_mr's "
                  "labels.nii.gz)")

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "support/image.h"
 #include "support/results.h"
 
 namespace texture_mr {
@@ -12,6 +13,7 @@ namespace texture_mr {
 struct Options {
   std::vector<std::string> imagePaths;
   std::string imagePath;  ///< the one that is measured
+  example::SeriesChoice series;  ///< of a DICOM folder
   example::OutputOptions output{"texture_mr_output", "", false};
   std::string maskPath;     ///< empty: the whole image is one region
   std::vector<int> labels;  ///< of the mask's regions to measure; empty: all of them

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "options.h"
+#include "support/image.h"
+#include "support/results.h"
+#include "support/segmentation.h"
+
+namespace segment_mr {
+
+/// The name of the Segmentation object in its folder.
+inline constexpr const char* kDicomName = "segmentation.dcm";
+
+/// Writes the classes as a Segmentation object, where the user asks for it. Three tissues of a T1-weighted
+/// image are cerebrospinal fluid, grey and white matter; other classes are tissue, numbered.
+void WriteDicom(example::Results& results, const example::GreyImage& image,
+                const example::Segmentation& segmentation, const Options& options);
+
+}  // namespace segment_mr

@@ -1,0 +1,40 @@
+#include "support/dicom_io.h"
+
+#include <filesystem>
+
+#include "support/dicom_files.h"
+#include "support/dicom_pixels.h"
+#include "support/dicom_series.h"
+#include "support/dicom_stack.h"
+#include "support/failure.h"
+#include "support/text.h"
+
+namespace example {
+
+bool IsDicomPath(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::is_directory(path, error) || LooksLikeDicom(path);
+}
+
+GreyImage ReadDicom(const std::string& path, const SeriesChoice& choice) {
+  auto stack = std::make_shared<DicomStack>(StackSlices(ChooseDicomFrames(path, choice)));
+  GreyImage image = GridOf(*stack);
+  ReadDicomVoxels(*stack, image);
+  image.dicom = stack;
+  return image;
+}
+
+SeriesGeometry ReadDicomGeometry(const std::string& path, const SeriesChoice& choice) {
+  const DicomStack stack = StackSlices(ChooseDicomFrames(path, choice));
+  if (!stack.place) throw Failure("no place in the patient in " + path);
+  const DicomStack::Place& place = *stack.place;
+  return {place.alongRow, place.alongColumn, place.origin, place.step, GridOf(stack).size, place.voxelSize};
+}
+
+std::string ListDicomSeries(const std::string& path) {
+  std::string text;
+  for (const DicomSeries& series : FindDicomSeries(path)) text += OnOneLine(SeriesText(series)) + "\n";
+  return text;
+}
+
+}  // namespace example

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "support/image.h"
+#include "support/raster.h"
+#include "support/results.h"
+
+namespace CLI {
+class App;
+}
+
+namespace example {
+
+/// How results go back into an archive.
+struct DicomOutput {
+  std::string folder;            ///< empty: they do not
+  bool isAnonymous = false;      ///< leaves out who the patient is
+  bool writesFractions = false;  ///< probabilities instead of labels
+  std::string uidRoot;           ///< of the user's organisation; empty: that of random numbers
+  std::string uidSeed;           ///< empty: identifiers are random
+};
+
+/// --dicom-output, --anonymous, --uid-root and --uid-seed; --dicom-fractions where it has a text.
+void AddDicomOutputOptions(CLI::App& app, DicomOutput& output, const std::string& text,
+                           const std::string& fractionsText);
+
+/// @throws Failure  before a long run: the image is not DICOM or not whole, the folder is one of the source,
+/// or the root is none.
+void RequireDicomOutput(const DicomOutput& output, const GreyImage& image, const std::string& imagePath);
+
+/// Whether an image read from DICOM is T1-weighted, by what the scanner says of its timing: a short echo
+/// time, and a short repetition time or an inversion.
+bool IsT1Weighted(const GreyImage& image);
+
+enum class DicomTissue { Fluid, GreyMatter, WhiteMatter, Lesion, Other };
+
+/// What a label stands for.
+struct DicomSegment {
+  std::string name;
+  DicomTissue tissue;
+  Colour colour;
+};
+
+/// Who made the results, and how, for people.
+struct DicomMaker {
+  std::string host;       ///< the program
+  std::string algorithm;  ///< its method
+  std::string settings;   ///< in words
+};
+
+/// Writes a Segmentation object that viewers lay over the slices of the image: a segment for each label from
+/// 1 up, its frames where it is.
+/// @param labels  of every voxel; 0 is outside.
+/// @throws WriteFailure  when the file cannot be written whole.
+void WriteDicomLabels(const std::string& path, const GreyImage& image,
+                      const std::vector<DicomSegment>& segments, const std::vector<std::uint8_t>& labels,
+                      const DicomMaker& maker, const DicomOutput& output);
+
+/// The same with the probability of each segment in every voxel, in steps of 1/255.
+void WriteDicomFractions(const std::string& path, const GreyImage& image,
+                         const std::vector<DicomSegment>& segments,
+                         const std::vector<std::vector<float>>& shares, const DicomMaker& maker,
+                         const DicomOutput& output);
+
+/// Writes the image as a derived series, a file for each one that it was read from: of the same patient,
+/// study and place, its window kept, with the voxels of `image`.
+/// @param suffix  of the series' description.
+void WriteDicomSeries(Results& results, const GreyImage& image, const std::string& suffix,
+                      const DicomMaker& maker, const DicomOutput& output);
+
+}  // namespace example
