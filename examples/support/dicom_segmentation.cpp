@@ -149,22 +149,51 @@ void AddFrame(DcmSegmentation& object, const DicomStack& stack, std::size_t segm
   Require(object.addFrame(pixels.data(), static_cast<Uint16>(segment + 1), groups));
 }
 
+// The voxels of all frames bit after bit, from the lowest of each byte.
+class PackedBits {
+ public:
+  void Append(const std::vector<Uint8>& pixels) {
+    bytes_.resize((count_ + pixels.size() + 7) / 8);
+    for (const Uint8 pixel : pixels) {
+      if (pixel != 0) bytes_[count_ / 8] = static_cast<Uint8>(bytes_[count_ / 8] | 1U << count_ % 8);
+      ++count_;
+    }
+  }
+
+  // In an even number of bytes.
+  std::vector<Uint8> Bytes() const {
+    std::vector<Uint8> bytes = bytes_;
+    bytes.resize((bytes.size() + 1) / 2 * 2);
+    return bytes;
+  }
+
+ private:
+  std::vector<Uint8> bytes_;
+  std::size_t count_ = 0;
+};
+
 // A segment that is nowhere keeps one empty frame: an object without frames of a segment is none.
-void AddFrames(DcmSegmentation& object, const DicomStack& stack, std::size_t segments,
-               const FrameOf& frameOf) {
+PackedBits AddFrames(DcmSegmentation& object, const DicomStack& stack, std::size_t segments,
+                     const FrameOf& frameOf) {
   const auto voxels = static_cast<std::size_t>(stack.slices.front().rows) *
                       static_cast<std::size_t>(stack.slices.front().columns);
+  PackedBits packed;
+  const auto add = [&](std::size_t segment, std::size_t slice, std::vector<Uint8> pixels) {
+    packed.Append(pixels);
+    AddFrame(object, stack, segment, slice, std::move(pixels));
+  };
   for (std::size_t segment = 0; segment < segments; ++segment) {
     bool isSomewhere = false;
     for (std::size_t slice = 0; slice < stack.slices.size(); ++slice) {
       ThrowIfCancelled();
       std::vector<Uint8> pixels = frameOf(segment, slice);
       if (pixels.empty()) continue;
-      AddFrame(object, stack, segment, slice, std::move(pixels));
+      add(segment, slice, std::move(pixels));
       isSomewhere = true;
     }
-    if (!isSomewhere) AddFrame(object, stack, segment, 0, std::vector<Uint8>(voxels));
+    if (!isSomewhere) add(segment, 0, std::vector<Uint8>(voxels));
   }
+  return packed;
 }
 
 // The slices that the object refers to, in their series.
@@ -218,11 +247,18 @@ void WriteObject(const std::string& path, const GreyImage& image, const std::vec
                                        DCM_SegmentIdentificationSequence, "Segment"));
   Require(dimensions.addDimensionIndex(DCM_ImagePositionPatient, dimensionsUid, DCM_PlanePositionSequence,
                                        "Slice"));
-  AddFrames(*object, stack, segments.size(), frameOf);
+  const PackedBits packed = AddFrames(*object, stack, segments.size(), frameOf);
   if (!source.getDataset()->tagExists(DCM_FrameOfReferenceUID))
     Require(object->getFrameOfReference().setFrameOfReferenceUID(uids.Make("frame of reference").c_str()));
+  Require(
+      object->getSeries().setSeriesNumber("1"));  // for the toolkit's check; SetIdentity gives the true one
   DcmFileFormat file;
   Require(object->writeDataset(*file.getDataset()));
+  if (!output.writesFractions) {
+    // The toolkit (3.6.7) packs frames that do not fill their last byte wrongly from the third one on.
+    const std::vector<Uint8> bytes = packed.Bytes();
+    Require(file.getDataset()->putAndInsertUint8Array(DCM_PixelData, bytes.data(), bytes.size()));
+  }
   if (output.isAnonymous) Anonymise(*file.getDataset());
   SetIdentity(*file.getDataset(), stack, uids, maker);
   AddReferences(*file.getDataset(), stack);
