@@ -141,8 +141,8 @@ DicomFrame IdentityOf(DcmItem& dataset, const std::string& path) {
   frame.seriesNumber = IntegerOf(dataset, DCM_SeriesNumber);
   frame.description = DicomText(dataset, DCM_SeriesDescription);
   frame.kind = DicomText(dataset, DCM_ImageType);
-  frame.rows = static_cast<int>(DicomNumber(dataset, DCM_Rows, 0.0));
-  frame.columns = static_cast<int>(DicomNumber(dataset, DCM_Columns, 0.0));
+  frame.rows = IntegerOf(dataset, DCM_Rows).value_or(0);
+  frame.columns = IntegerOf(dataset, DCM_Columns).value_or(0);
   return frame;
 }
 
