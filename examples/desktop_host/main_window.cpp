@@ -143,8 +143,7 @@ void MainWindow::BuildPanels() {
   layout->addWidget(views_[0], 1, 0);
   layout->addWidget(slider_, 2, 0, 1, 2);
   setCentralWidget(centre);
-  views_[0]->hide();
-  views_[1]->hide();
+  ShowViews(false);
   views_[2]->setFocus();
 
   legend_ = new QListWidget;
@@ -156,6 +155,17 @@ void MainWindow::BuildPanels() {
   dock->setFeatures(QDockWidget::NoDockWidgetFeatures);
   dock->setWidget(legend_);
   addDockWidget(Qt::RightDockWidgetArea, dock);
+}
+
+// Three views of a volume, one of an image, which then has all the room.
+void MainWindow::ShowViews(bool areThree) {
+  views_[0]->setVisible(areThree);
+  views_[1]->setVisible(areThree);
+  auto* layout = dynamic_cast<QGridLayout*>(centralWidget()->layout());
+  layout->setColumnStretch(0, 1);
+  layout->setRowStretch(0, 1);
+  layout->setColumnStretch(1, areThree ? 1 : 0);
+  layout->setRowStretch(1, areThree ? 1 : 0);
 }
 
 void MainWindow::AskForFile() {
@@ -194,8 +204,7 @@ void MainWindow::Open(const std::string& path) {
   const auto [nx, ny, nz] = image.size;
   position_ = {nx / 2, ny / 2, nz / 2};
   for (SliceView* view : views_) view->ShowWhole();
-  views_[0]->setVisible(nz > 1);
-  views_[1]->setVisible(nz > 1);
+  ShowViews(nz > 1);
   const QSignalBlocker blocker(slider_);
   slider_->setRange(0, nz - 1);
   slider_->setValue(nz / 2);

@@ -57,6 +57,7 @@ class MainWindow : public QMainWindow {
   void AddSaving(QMenu* menu, const QString& text, const char* name, const QString& kind,
                  void (MainWindow::*save)(const std::string& path));
 
+  void ShowViews(bool areThree);
   void AskForFile();
   void Compute(const Processing& processing);
   void Finish(const std::shared_ptr<Outcome>& outcome, const QString& failure);
