@@ -95,6 +95,10 @@ function(mth_configure_library target)
                                               $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
                                              POSITION_INDEPENDENT_CODE ON WINDOWS_EXPORT_ALL_SYMBOLS ON)
+  if(MINGW)
+    # What a DLL takes from the compiler's own archives is not for others: two of them would hand it out.
+    target_link_options(${target} PRIVATE -Wl,--exclude-libs,ALL)
+  endif()
   if(NOT APPLE AND NOT WIN32)
     # The libraries stand beside each other wherever they are installed, and find each other there.
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")

@@ -71,16 +71,26 @@ struct ProductPower {
   }
 };
 
+struct FirstPower {
+  Lanes operator()(const Lanes& base) const { return base; }
+};
+
 struct AnyPower {
+  explicit AnyPower(double value) : exponent(value), ofZero(mth_internal::Power(0.0, value)) {}
   double exponent;
-  Lanes operator()(const Lanes& base) const { return Power<Lanes>(base, Spread<Lanes>(exponent)); }
+  double ofZero;  // memberships are 0 often enough not to be taken one by one
+  Lanes operator()(const Lanes& base) const {
+    const LaneIndices isZero = base == 0.0;
+    const Lanes power = Power<Lanes>(isZero ? Spread<Lanes>(1.0) : base, Spread<Lanes>(exponent));
+    return isZero ? Spread<Lanes>(ofZero) : power;
+  }
 };
 
 template <class Function>
 inline auto WithPower(const PowerRule& rule, Function function) {
   if (rule.factors == 2) return function(SquarePower{});
   if (rule.factors != 0) return function(ProductPower{rule.factors});
-  return function(AnyPower{rule.exponent});
+  return function(AnyPower(rule.exponent));
 }
 
 // Four rows of four values, rows and columns exchanged.

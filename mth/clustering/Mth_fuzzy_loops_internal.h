@@ -1,10 +1,11 @@
 // The memberships of fuzzy c-means, compiled per instruction set; included by
-// Mth_clustering_loops_internal.h.
+// Mth_clustering_loops_internal.h. A whole power of the ratio of two distances is a product; of any other
+// one, the power of each distance is taken once and the ratio is that of the powers.
 
 // Distances below this are far from overflow, whatever is done to them here.
 inline constexpr double kLargestCorrectable = 1e100;
 
-// What the ratios need of the distances of kLanes samples: a vector per cluster each.
+// What the ratios need of the distances of kLanes samples, or of their powers: a vector per cluster each.
 struct DistanceRows {
   double* distances;
   double* divisors;     // the distances; infinite for one that does not count
@@ -69,17 +70,14 @@ MTH_INLINE Lanes CorrectedQuotient(Lanes numerator, Lanes denominator, Lanes rec
   return Fused(FusedNegative(denominator, quotient, numerator), reciprocal, quotient);
 }
 
-// The same sums with corrected quotients; a reciprocal of 0 gives the quotient 0.
+// The same sums with corrected quotients; a reciprocal of 0 gives the quotient 0, and so does its power.
 struct CorrectedRatios {
   template <class Power>
   static Lanes Sum(const DistanceRows& rows, std::ptrdiff_t k, std::ptrdiff_t clusters, Power power) {
-    constexpr bool keepsZero = std::is_same_v<Power, SquarePower>;  // others may be raised to the power 0
     const Lanes own = Load<Lanes>(LaneRow(rows.distances, k));
     return SumWithOwn(k, clusters, Load<Lanes>(LaneRow(rows.counted, k)), [&](std::ptrdiff_t j) {
-      const Lanes ratio = power(CorrectedQuotient(own, Load<Lanes>(LaneRow(rows.distances, j)),
-                                                  Load<Lanes>(LaneRow(rows.reciprocals, j))));
-      if constexpr (keepsZero) return ratio;
-      return Load<Lanes>(LaneRow(rows.counted, j)) > 0.0 ? ratio : Lanes{};
+      return power(CorrectedQuotient(own, Load<Lanes>(LaneRow(rows.distances, j)),
+                                     Load<Lanes>(LaneRow(rows.reciprocals, j))));
     });
   }
 };
@@ -91,10 +89,52 @@ using FastRatios = DividedRatios<true>;
 
 #endif
 
-// Fills the rows. Returns whether FastRatios is exact.
-template <int kDimensions>
-inline bool ComputeDistances(const double* features, const CentroidView& centroids, int dimensions,
-                             const DistanceRows& rows) {
+// Distances as they are, for ratios to a power that is a product.
+struct PlainDistance {
+  Lanes operator()(const Lanes& distance, LaneIndices& isLarge) const {
+    isLarge |= (distance >= kLargestCorrectable) | (distance != distance);  // a NaN, too
+    return distance;
+  }
+};
+
+// Distances to any power, where no ratio of two such powers leaves the range of a double.
+class PowerOfDistance {
+ public:
+  explicit PowerOfDistance(double exponent)
+      : exponent_(exponent), ofZero_(mth_internal::Power(0.0, exponent)) {
+    constexpr double kLargestLogarithm = 200.0;  // e to it is below kLargestCorrectable
+    longest_ = mth_internal::Exponential(kLargestLogarithm / std::max(exponent, 2.0));
+    shortest_ = 1.0 / longest_;
+  }
+  Lanes operator()(const Lanes& distance, LaneIndices& isLarge) const {
+    const LaneIndices isZero = distance == 0.0;
+    const LaneIndices isInRange = (distance <= longest_) & (distance >= shortest_);
+    isLarge |= (isInRange | isZero) == 0;
+    const Lanes base = Opaque(isInRange ? distance : Spread<Lanes>(1.0));
+    const Lanes power = PowerOfNormal<Lanes>(base, Spread<Lanes>(exponent_));
+    return isZero ? Spread<Lanes>(ofZero_) : power;
+  }
+
+ private:
+  double exponent_;
+  double ofZero_;
+  double longest_;
+  double shortest_;
+};
+
+template <class Power>
+inline PlainDistance MeasureFor(const Power&) {
+  return {};
+}
+inline PowerOfDistance MeasureFor(const AnyPower& power) {
+  return PowerOfDistance(power.exponent);
+}
+
+// Fills the rows with what measure(distance, isLarge) makes of the distances. Returns where it says that
+// FastRatios would not be exact.
+template <int kDimensions, class Measure>
+inline LaneIndices ComputeDistances(const double* features, const CentroidView& centroids, int dimensions,
+                                    const DistanceRows& rows, const Measure& measure) {
   constexpr double kSmallestDistance = 0.000001;
   LaneIndices isLarge = {};
   const double* centroid = centroids.coordinates;
@@ -103,33 +143,61 @@ inline bool ComputeDistances(const double* features, const CentroidView& centroi
   for (int k = 0; k < centroids.count; ++k, centroid += dimensions) {
     const Lanes distance = SquareRoots(SquaredDistances<kDimensions>(features, centroid, dimensions));
     const LaneIndices isCounted = distance > kSmallestDistance;
-    Store(LaneRow(rows.distances, k), distance);
+    const Lanes measured = measure(distance, isLarge);
+    Store(LaneRow(rows.distances, k), measured);
     Store(LaneRow(rows.counted, k), isCounted ? one : Lanes{});
-    const Lanes divisor = Opaque(isCounted ? distance : infinity);
+    const Lanes divisor = Opaque(isCounted ? measured : infinity);
     Store(LaneRow(rows.divisors, k), divisor);
-    isLarge |= (distance >= kLargestCorrectable) | (distance != distance);  // a NaN, too
 #if MTH_HAS_FUSED
     Store(LaneRow(rows.reciprocals, k), 1.0 / divisor);
 #endif
   }
-  return !HasAny(isLarge);
+  return isLarge;
 }
 
-// New memberships of kLanes samples; returns their changes where isSample says so, or largest so far.
+// New memberships in the lanes where isWritten says so; returns their changes where isSample does, or largest
+// so far.
 template <class Ratios, class Power>
-MTH_INLINE Lanes UpdateLanes(const DistanceRows& rows, int clusters, Power power, LaneIndices isSample,
-                             double* memberships, Lanes largest) {
+MTH_INLINE Lanes UpdateLanes(const DistanceRows& rows, int clusters, Power power, LaneIndices isWritten,
+                             LaneIndices isSample, double* memberships, Lanes largest) {
   constexpr double kSmallestSum = 0.001;
   const Lanes infinity = Spread<Lanes>(std::numeric_limits<double>::infinity());
   for (int k = 0; k < clusters; ++k) {
     const Lanes sum = Ratios::Sum(rows, k, clusters, power);
+    const Lanes old = Load<Lanes>(memberships);
     const Lanes updated = 1.0 / Opaque(sum > kSmallestSum ? sum : infinity);
-    const Lanes difference = updated - Load<Lanes>(memberships);
+    const Lanes difference = updated - old;
     const Lanes change = difference < 0.0 ? -difference : difference;
-    const LaneIndices isLarger = isSample & (change > largest);  // a change that is no number does not count
+    const LaneIndices isLarger =
+        isWritten & isSample & (change > largest);  // a change that is no number does not count
     largest = isLarger ? change : largest;
-    Store(memberships, updated);
+    Store(memberships, isWritten ? updated : old);
     memberships += kBlockSamples;
+  }
+  return largest;
+}
+
+// New memberships of kLanes samples, as UpdateLanes; measure is PowerOfDistance where power is AnyPower.
+template <int kDimensions, class Measure, class Power>
+MTH_INLINE Lanes UpdateSamples(const double* features, const CentroidView& centroids, int dimensions,
+                               const DistanceRows& rows, const Measure& measure, Power power,
+                               LaneIndices isSample, double* memberships, Lanes largest) {
+  const LaneIndices isEvery = LaneIndices{} == 0;
+  const LaneIndices isLarge = ComputeDistances<kDimensions>(features, centroids, dimensions, rows, measure);
+  const auto update = [&]<class Ratios>(Ratios, auto ratioPower, LaneIndices isWritten) {
+    largest =
+        UpdateLanes<Ratios>(rows, centroids.count, ratioPower, isWritten, isSample, memberships, largest);
+  };
+  if constexpr (std::is_same_v<Power, AnyPower>) {
+    update(FastRatios{}, FirstPower{}, isLarge == 0);
+    if (!HasAny(isLarge)) return largest;
+    ComputeDistances<kDimensions>(features, centroids, dimensions, rows, PlainDistance{});
+    update(DividedRatios<false>{}, power,
+           isLarge);  // each sample by itself: the lanes beside it do not count
+  } else if (HasAny(isLarge)) {
+    update(DividedRatios<false>{}, power, isEvery);
+  } else {
+    update(FastRatios{}, power, isEvery);
   }
   return largest;
 }
@@ -141,17 +209,15 @@ double UpdateMemberships(const SampleView& samples, const CentroidView& centroid
                           LaneRow(scratch, std::ptrdiff_t{2} * clusters)};
   const LaneIndices lane = LaneNumbers();
   Lanes largest = {};
-  const auto update = [&](auto constant, auto ratioPower) {
+  const auto update = [&](auto constant, auto ratioPower, const auto& measure) {
     constexpr int kDimensions = decltype(constant)::value;
     const int dimensions = kDimensions > 0 ? kDimensions : samples.dimensions;
     ForEachBlock(samples, [&](std::ptrdiff_t block, int count, const double* features) {
       double* members = memberships + block * clusters * kBlockSamples;
       for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
         const LaneIndices isSample = lane < count - b;
-        const bool isFast = ComputeDistances<kDimensions>(features + b, centroids, dimensions, rows);
-        largest = isFast ? UpdateLanes<FastRatios>(rows, clusters, ratioPower, isSample, members + b, largest)
-                         : UpdateLanes<DividedRatios<false>>(rows, clusters, ratioPower, isSample,
-                                                             members + b, largest);
+        largest = UpdateSamples<kDimensions>(features + b, centroids, dimensions, rows, measure, ratioPower,
+                                             isSample, members + b, largest);
       }
       WithPower(rule.weight, [&](auto weightPower) {
         AddMemberBlock<kDimensions>(members, features, count, clusters, dimensions, weightPower, sums);
@@ -159,7 +225,7 @@ double UpdateMemberships(const SampleView& samples, const CentroidView& centroid
     });
   };
   WithDimensions(samples.dimensions, [&](auto constant) {
-    WithPower(rule.ratio, [&](auto ratioPower) { update(constant, ratioPower); });
+    WithPower(rule.ratio, [&](auto ratioPower) { update(constant, ratioPower, MeasureFor(ratioPower)); });
   });
   double changes[kLanes];
   Store(changes, largest);

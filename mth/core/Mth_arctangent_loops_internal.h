@@ -16,14 +16,17 @@ MTH_INLINE V AddAngle(const Bearing<V>& bearing, V n, V d) {
   constexpr double kSeries[] = {-0x1.36b0cf7f7aec4p-4, 0x1.74564947c799fp-4,  -0x1.c71c6ce79efdp-4,
                                 0x1.24924923c8405p-3,  -0x1.999999999981bp-3, 0x1.5555555555555p-2};
   // 1 + i / 8 for the nearest c = 37 i / 256: the three bits behind its point are i in every rounding mode.
-  const auto bits = ToBits((n / d) * (1.0 / (8.0 * kTableStep)) + (1.0 + 1.0 / 16.0)) & 0xFFFE000000000000ULL;
-  const V c = (FromBits<V>(bits) - 1.0) * (8.0 * kTableStep);
-  const Place<V> place = PlaceAt<V>(bits >> 49);
+  const V nearest =
+      Masked<V>((n / d) * (1.0 / (8.0 * kTableStep)) + (1.0 + 1.0 / 16.0), 0xFFFE000000000000ULL);
+  const V c = (nearest - 1.0) * (8.0 * kTableStep);
+  const Place<V> place = PlaceAt<V>(ToBits(nearest) >> 49);
 
-  // The quotient and its rest.
+  // The quotient and its rest, with the sign of the direction.
+  const V sign = bearing.sign;
+  const V signedC = sign * c;
   const V dHead = Head(d);
-  const V large = n - c * dHead;    // exact
-  const V small = c * (d - dHead);  // exact
+  const V large = sign * n - signedC * dHead;  // exact
+  const V small = signedC * (d - dHead);       // exact
   const V top = large - small;
   const V topRest = (large - top) - small;
   const V bottom = d + c * n;
@@ -37,13 +40,11 @@ MTH_INLINE V AddAngle(const Bearing<V>& bearing, V n, V d) {
   const V tRest = (missing + (topRest - t * bottomRest)) * reciprocal;
 
   const V square = t * t;
-  const V sign = bearing.sign;
   const V base = bearing.base + sign * Lookup(kArctangents, place);  // exact
   const V baseRest = bearing.baseRest + sign * Lookup(kArctangentRests, place);
-  const V step = sign * t;
-  const V sum = base + step;
-  const V bent = t * (square * Polynomial<V>(square, kSeries));
-  return sum + (((base - sum) + step) + (baseRest + sign * (tRest - bent)));
+  const V sum = base + t;
+  const V bent = (t * square) * TwoChains<V>(square, square * square, kSeries);
+  return sum + (((base - sum) + t) + (baseRest + (tRest - bent)));
 }
 
 template <class V>
@@ -62,9 +63,8 @@ MTH_INLINE V Arctangent(V x) {
 template <class V>
 struct ArcsineParts {
   V s;
-  V rest;   // of s
-  V cube;   // most of arcsin s - s, exact
-  V small;  // what is left of that
+  V cube;  // most of arcsin s - s, exact
+  V rest;  // what is left of both
 };
 
 // The first 24 bits.
@@ -73,8 +73,9 @@ MTH_INLINE V ShortHead(V x) {
   return Masked(x, 0xFFFFFFFFE0000000ULL);
 }
 
+// `factor` times arcsin s; the factor is 1, 2 or minus those.
 template <class V, class Mask>
-MTH_INLINE ArcsineParts<V> TakeArcsine(V size, Mask isLarge) {
+MTH_INLINE ArcsineParts<V> TakeArcsine(V size, Mask isLarge, V factor) {
   constexpr double kMeanSeries = 11.0 / 64.0;  // P between 0 and 1/4, of few bits
   constexpr double kSeries[] = {0x1.d78189767524ep-6,
                                 -0x1.e7a24f548c99fp-7,
@@ -90,44 +91,41 @@ MTH_INLINE ArcsineParts<V> TakeArcsine(V size, Mask isLarge) {
                                 0x1.3333333332ec4p-4,
                                 0x1.5555555555556p-3 - kMeanSeries};
   const V square = isLarge ? (1.0 - size) * 0.5 : size * size;
-  V s = size;
-  V rest{};
+  V s = factor * size;
+  V rootRest{};
   if (sizeof(V) > sizeof(double) || HasAny(isLarge)) {  // a single number goes without the root where it can
     const V root = SquareRoots<V>(square);
     const V rootHead = ShortHead(root);
     const V rootTail = root - rootHead;
     const V missing = ((square - rootHead * rootHead) - 2.0 * rootHead * rootTail) - rootTail * rootTail;
-    s = isLarge ? root : size;
-    rest = isLarge ? missing / (root + (root + 0x1p-1000)) : rest;  // 0 of a root of 0
+    s = isLarge ? factor * root : s;
+    rootRest = isLarge ? (factor * missing) / (root + (root + 0x1p-1000)) : rootRest;  // 0 of a root of 0
   }
   const V sHead = ShortHead(s);
   const V squareHead = ShortHead(square);
   const V cubeRest = sHead * (square - squareHead) + (s - sHead) * square;
-  const V variation = s * (square * TwoChains<V>(square, square * square, kSeries));
-  return {s, rest, kMeanSeries * (sHead * squareHead), kMeanSeries * cubeRest + variation};
+  const V variation = (s * square) * TwoChains<V>(square, square * square, kSeries);
+  return {s, kMeanSeries * (sHead * squareHead), (kMeanSeries * cubeRest + variation) + rootRest};
 }
 
-// base + direction arcsin s, where the direction is 1, 2 or minus those; each step of the sum is smaller.
+// base + the parts; each step of the sum is smaller.
 template <class V>
-MTH_INLINE V AddArcsine(V base, V baseRest, V direction, const ArcsineParts<V>& parts) {
-  const V step = direction * parts.s;
-  const V cube = direction * parts.cube;
-  const V first = base + step;
-  const V firstRest = (base - first) + step;
-  const V second = first + cube;
-  const V secondRest = (first - second) + cube;
-  return second + ((firstRest + secondRest) + (baseRest + direction * (parts.small + parts.rest)));
+MTH_INLINE V AddArcsine(V base, V baseRest, const ArcsineParts<V>& parts) {
+  const V first = base + parts.s;
+  const V firstRest = (base - first) + parts.s;
+  const V second = first + parts.cube;
+  const V secondRest = (first - second) + parts.cube;
+  return second + ((firstRest + secondRest) + (baseRest + parts.rest));
 }
 
 template <class V>
 MTH_INLINE V Arcsine(V x) {
   const V size = Magnitude(x);
   const auto isLarge = size > 0.5;
-  const ArcsineParts<V> parts = TakeArcsine<V>(size, isLarge);
+  const V factor = isLarge ? Spread<V>(-2.0) : Spread<V>(1.0);
   const V base = isLarge ? Spread<V>(kHalfPi) : V{};
   const V baseRest = isLarge ? Spread<V>(kHalfPiRest) : V{};
-  const V direction = isLarge ? Spread<V>(-2.0) : Spread<V>(1.0);
-  return WithSignOf<V>(AddArcsine(base, baseRest, direction, parts), x);
+  return WithSignOf<V>(AddArcsine(base, baseRest, TakeArcsine<V>(size, isLarge, factor)), x);
 }
 
 // pi / 2 - arcsin x; beyond 1/2, 2 arcsin s, and below -1/2 what that misses from pi.
@@ -135,13 +133,11 @@ template <class V>
 MTH_INLINE V Arccosine(V x) {
   const V size = Magnitude(x);
   const auto isLarge = size > 0.5;
-  const ArcsineParts<V> parts = TakeArcsine<V>(size, isLarge);
-  const V factor = isLarge ? Spread<V>(2.0) : Spread<V>(1.0);
   const V sign = x < 0.0 ? Spread<V>(1.0) : Spread<V>(-1.0);
+  const V factor = isLarge ? -2.0 * sign : sign;
   const auto isNearOne = isLarge & (x > 0.0);
   const auto isNearMinusOne = isLarge & (x < 0.0);
   const V base = isNearOne ? V{} : isNearMinusOne ? Spread<V>(2.0 * kHalfPi) : Spread<V>(kHalfPi);
   const V baseRest = isNearOne ? V{} : isNearMinusOne ? Spread<V>(2.0 * kHalfPiRest) : Spread<V>(kHalfPiRest);
-  const V direction = (isLarge ? -sign : sign) * factor;
-  return AddArcsine(base, baseRest, direction, parts);
+  return AddArcsine(base, baseRest, TakeArcsine<V>(size, isLarge, factor));
 }

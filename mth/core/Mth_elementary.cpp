@@ -131,9 +131,10 @@ double PowerOfPositive(double x, double y) {
   const auto logarithm = baseline::LongLogarithm<double>(isTiny ? x * 0x1p54 : x, isTiny ? -54.0 : 0.0);
   const auto product =
       baseline::TimesLong<double>(std::clamp(y, -kLargestExponent, kLargestExponent), logarithm);
-  if (product.value > kBeyondRange) return kInfinity;
-  if (product.value < -kBeyondRange) return 0.0;
-  return baseline::ComposeAnywhere(baseline::TakeExponential<double>(product.value, product.rest));
+  if (product.head > kBeyondRange) return kInfinity;
+  if (product.head < -kBeyondRange) return 0.0;
+  return baseline::ComposeAnywhere(
+      baseline::TakeExponential<double>(product.head, product.rest, product.near));
 }
 
 }  // namespace

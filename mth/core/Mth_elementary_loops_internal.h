@@ -28,13 +28,18 @@ MTH_INLINE V FromBits(typename BitsOf<V>::Type bits) {
 inline constexpr std::uint64_t kSignBit = 0x8000000000000000ULL;
 inline constexpr std::uint64_t kBitsOfOne = 0x3FF0000000000000ULL;
 
-// The bits of x that a mask has. A single number stays in its vector register, too.
+// The bits of x that a mask has. A single number stays in its vector register, too: compilers would take it
+// to a general one and back.
 template <class V>
 MTH_INLINE V Masked(V x, std::uint64_t mask) {
 #if MTH_MULTIVERSION
   if constexpr (sizeof(V) == sizeof(double)) {
-    const auto bits = static_cast<long long>(mask);
-    return _mm_cvtsd_f64(_mm_and_pd(_mm_set_sd(x), _mm_castsi128_pd(_mm_set_epi64x(bits, bits))));
+#if MTH_VECTOR_BYTES == 16
+    asm("andpd %1, %0" : "+x"(x) : "x"(FromBits<double>(mask)));
+#else
+    asm("vandpd %1, %0, %0" : "+x"(x) : "x"(FromBits<double>(mask)));
+#endif
+    return x;
   }
 #endif
   return FromBits<V>(ToBits(x) & mask);
@@ -93,8 +98,8 @@ struct Whole {
 template <class V>
 MTH_INLINE Whole<V> NearestWhole(V x, double offset = 0.0) {  // of x + offset
   constexpr double kUnitAtBit16 = 0x1.8p36;
-  const auto bits = ToBits(x + (kUnitAtBit16 + 0.5 + offset)) & ~0xFFFFULL;
-  return {FromBits<V>(bits) - kUnitAtBit16, bits};
+  const V whole = Masked<V>(x + (kUnitAtBit16 + 0.5 + offset), ~0xFFFFULL);
+  return {whole - kUnitAtBit16, ToBits(whole)};
 }
 
 // The polynomial whose coefficients are given from the highest power down.
@@ -186,19 +191,87 @@ MTH_INLINE V Lookup(const double (&table)[kCount], const Place<V>& place) {
   }
 }
 
+// Three columns of one row of a table.
+template <class V>
+struct TableRow {
+  V first;
+  V second;
+  V third;
+};
+
+// kRows is a power of 2; other bits of the index do not count.
+template <class V, int kRows>
+MTH_INLINE TableRow<V> LookupRow(const double (&rows)[kRows][4], typename BitsOf<V>::Type index) {
+  constexpr std::uint64_t kMask = kRows - 1;
+  const auto rowOf = [&](int lane) {
+    if constexpr (sizeof(V) == sizeof(double)) {
+      return rows[index & kMask];
+    } else {
+      return rows[index[lane] & kMask];
+    }
+  };
+  if constexpr (sizeof(V) == sizeof(double)) {
+    const double* row = rowOf(0);
+    return {row[0], row[1], row[2]};
+#if MTH_VECTOR_BYTES == 64
+  } else {
+    using Row = Doubles<4>;
+    const auto pair = [&](int lane) {
+      return __builtin_shufflevector(At<Row>(rowOf(lane)), At<Row>(rowOf(lane + 2)), 0, 1, 2, 3, 4, 5, 6, 7);
+    };
+    const V a = pair(0), b = pair(1), c = pair(4), d = pair(5);
+    const V evenAb = __builtin_shufflevector(a, b, 0, 8, 2, 10, 4, 12, 6, 14);
+    const V evenCd = __builtin_shufflevector(c, d, 0, 8, 2, 10, 4, 12, 6, 14);
+    const V oddAb = __builtin_shufflevector(a, b, 1, 9, 3, 11, 5, 13, 7, 15);
+    const V oddCd = __builtin_shufflevector(c, d, 1, 9, 3, 11, 5, 13, 7, 15);
+    return {__builtin_shufflevector(evenAb, evenCd, 0, 1, 4, 5, 8, 9, 12, 13),
+            __builtin_shufflevector(oddAb, oddCd, 0, 1, 4, 5, 8, 9, 12, 13),
+            __builtin_shufflevector(evenAb, evenCd, 2, 3, 6, 7, 10, 11, 14, 15)};
+#elif MTH_VECTOR_BYTES == 32
+  } else {
+    const V a = At<V>(rowOf(0)), b = At<V>(rowOf(1)), c = At<V>(rowOf(2)), d = At<V>(rowOf(3));
+    const V evenAb = __builtin_shufflevector(a, b, 0, 4, 2, 6);
+    const V evenCd = __builtin_shufflevector(c, d, 0, 4, 2, 6);
+    const V oddAb = __builtin_shufflevector(a, b, 1, 5, 3, 7);
+    const V oddCd = __builtin_shufflevector(c, d, 1, 5, 3, 7);
+    return {__builtin_shufflevector(evenAb, evenCd, 0, 1, 4, 5),
+            __builtin_shufflevector(oddAb, oddCd, 0, 1, 4, 5),
+            __builtin_shufflevector(evenAb, evenCd, 2, 3, 6, 7)};
+#else
+  } else {
+    TableRow<V> values{};
+    for (int lane = 0; lane < static_cast<int>(kLanes); ++lane) {
+      const double* row = rowOf(lane);
+      values.first[lane] = row[0];
+      values.second[lane] = row[1];
+      values.third[lane] = row[2];
+    }
+    return values;
+#endif
+  }
+}
+
 // ---- arguments that lanes do not take ----
 
-// The values, but function(lane) in those lanes where a comparison says so.
+// function(lane) in those lanes where a comparison says so. Apart, so that the common lanes keep their
+// registers.
+template <class V, class Mask, class Function>
+MTH_NOINLINE V ReplaceLanes(Mask where, V values, Function function) {
+  for (int lane = 0; lane < static_cast<int>(kLanes); ++lane) {
+    if (where[lane] != 0) values[lane] = function(lane);
+  }
+  return values;
+}
+
+// The values, but function(lane) in those lanes where a comparison says so; it holds what it needs by value.
 template <class V, class Mask, class Function>
 MTH_INLINE V ReplaceWhere(Mask where, V values, Function function) {
   if constexpr (sizeof(V) == sizeof(double)) {
     return where ? function(0) : values;
   } else {
-    if (!HasAny(where)) return values;
-    for (int lane = 0; lane < static_cast<int>(kLanes); ++lane) {
-      if (where[lane] != 0) values[lane] = function(lane);
-    }
-    return values;
+    if (!HasAny(where)) [[likely]]
+      return values;
+    return ReplaceLanes<V>(where, values, function);
   }
 }
 

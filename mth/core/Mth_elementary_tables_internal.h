@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "mth/core/Mth_power_table_internal.h"
+
 /// @file
 /// Tables and constants of the elementary functions. Each value of a table is the nearest double, or one with
 /// as few bits as its comment says, and the rest of it stands in a second table.
@@ -66,25 +68,6 @@ alignas(64) inline constexpr double kLogRests[16] = {0x1.f4bd8db0a7cc1p-44,  -0x
                                                      0x1.1ef78ce2d07f2p-44,  0x1.06c18fb4c14c5p-44};
 inline constexpr double kLn2 = 0x1.62e42fefa38p-1;  // to 42 places: sums of logarithms are exact
 inline constexpr double kLn2Rest = 0x1.ef35793c7673p-45;
-
-// ---- power: a second step of the logarithm, reciprocals of 12 bits near 1 / (1 + (i - 8) / 208) ----
-
-alignas(64) inline constexpr double kFineReciprocals[16] = {
-    0x1.0a4p+0, 0x1.08ep+0, 0x1.07ap+0, 0x1.064p+0, 0x1.05p+0,  0x1.03cp+0, 0x1.028p+0, 0x1.014p+0,
-    0x1p+0,     0x1.fd8p-1, 0x1.fbp-1,  0x1.f8cp-1, 0x1.f64p-1, 0x1.f4p-1,  0x1.f1cp-1, 0x1.ef4p-1};
-alignas(64) inline constexpr double kFineLogs[16] = {-0x1.419a90959p-5, -0x1.173023d46p-5, -0x1.e0dfa32efp-6,
-                                                     -0x1.8b31facaap-6, -0x1.3cea44347p-6, -0x1.dc84b1912p-7,
-                                                     -0x1.3e7295d26p-7, -0x1.3f38a60fp-8,  0x0p+0,
-                                                     0x1.40c8a7478p-8,  0x1.41929f968p-7,  0x1.d351063fap-7,
-                                                     0x1.3b024b78cp-6,  0x1.8492528c9p-6,  0x1.ce77491e5p-6,
-                                                     0x1.107b57c5fp-5};
-alignas(64) inline constexpr double kFineLogRests[16] = {
-    -0x1.b5cdc67d48ea7p-44, 0x1.5a3a261846dd8p-48,  0x1.c5bb7fc30e3c9p-44,
-    0x1.3fc78a96e4964p-44,  0x1.6a2c432d6a40bp-44,  -0x1.c0a541e3a5b3p-46,
-    0x1.609c1ff29a114p-45,  -0x1.9225693c93749p-46, 0x0p+0,
-    0x1.e3871df070002p-46,  0x1.977c755d01368p-46,  0x1.1a8d92df000bfp-45,
-    0x1.59a5e23a02f83p-44,  -0x1.aa0ba325a0c34p-45, -0x1.3ca0c430b6b9ap-45,
-    0x1.54ae07a52bc2ap-44};
 
 // ---- sine and cosine of i pi / 16; the cosines to 26 bits ----
 

@@ -9,12 +9,12 @@ struct ExponentialParts {
   Whole<V> sixteenths;  // 16 exponent + index of the root
 };
 
-// Of x + rest, where the rest is small beside 1; |x| < 2^13.
+// Of x + rest, where the rest is small beside 1; |x| < 2^13. `near` is x to 0.004: a power knows it before x.
 template <class V>
-MTH_INLINE ExponentialParts<V> TakeExponential(V x, V rest) {
+MTH_INLINE ExponentialParts<V> TakeExponential(V x, V rest, V near) {
   constexpr double kSeries[] = {0x1.a01c6ef6bbf0dp-13, 0x1.6c1789fabdbbdp-10, 0x1.111111109b8cap-7,
                                 0x1.555555553d2aap-5,  0x1.5555555555555p-3,  0.5};
-  const Whole<V> sixteenths = NearestWhole<V>(x * kSixteenOverLn2);
+  const Whole<V> sixteenths = NearestWhole<V>(near * kSixteenOverLn2);
   const V large = x - sixteenths.value * kLn2Sixteenth;  // exact
   const V small = sixteenths.value * kLn2SixteenthRest - rest;
   const V r = large - small;
@@ -34,7 +34,7 @@ MTH_INLINE V ComposeAnywhere(const ExponentialParts<V>& parts) {
   const V missing = kSmallestExponent - exponent;
   // Adding so much leaves exactly the bits that a subnormal result has room for: also just below the normal
   // ones.
-  const V beside = (missing == 0.0) & (parts.root + parts.power < 1.0) ? Spread<V>(0.5) : V{};
+  const V beside = ((missing == 0.0) & (parts.root + parts.power < 1.0)) ? Spread<V>(0.5) : V{};
   const V large = missing > 0.0 ? PowerOfTwo<V>(missing) : beside;
   const V sum = large + parts.root;
   const V value = (sum + (((large - sum) + parts.root) + parts.root * parts.power)) - large;
@@ -56,9 +56,9 @@ template <class V>
 MTH_INLINE V Exponential(V x) {
   constexpr double kBeyondRange = 1000.0;  // the result is 0 or infinite long before
   if (!HasAny((Magnitude(x) < kLargestNormalExponent) == 0)) [[likely]]
-    return ComposeNormal(TakeExponential<V>(x, V{}));
+    return ComposeNormal(TakeExponential<V>(x, V{}, x));
   x = x > kBeyondRange ? Spread<V>(kBeyondRange) : x;
   x = x < -kBeyondRange ? Spread<V>(-kBeyondRange) : x;
-  const ExponentialParts<V> parts = TakeExponential<V>(x, V{});
+  const ExponentialParts<V> parts = TakeExponential<V>(x, V{}, x);
   return ComposeAnywhere(parts);
 }

@@ -30,5 +30,5 @@ MTH_INLINE V Hypotenuse(V x, V y) {
   const ValueAndRest<V> root = LongRoot(sum.value, sum.rest);
   const auto isCommon = (longer < kLargest) & (longer > kSmallest) & (shorter < kLargest);
   return ReplaceWhere<V>(isCommon == 0, root.value + root.rest,
-                         [&](int lane) { return SpecialHypotenuse(LaneOf(x, lane), LaneOf(y, lane)); });
+                         [=](int lane) { return SpecialHypotenuse(LaneOf(x, lane), LaneOf(y, lane)); });
 }

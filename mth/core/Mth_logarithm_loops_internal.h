@@ -4,21 +4,20 @@
 inline constexpr double kSmallestNormal = 0x1p-1022;
 inline constexpr double kLargestDouble = 0x1.fffffffffffffp1023;
 
-// x = 2^exponent z, z in [0.703, 1.406], of a positive normal number.
+// x = 2^exponent z of a positive normal number, z in [least, 2 least).
 template <class V>
 struct ScaledNumber {
   V exponent;
   V z;
-  typename BitsOf<V>::Type sixteenth;  // of the range of z, in the last four bits
+  typename BitsOf<V>::Type place;  // of z in its range, as the highest bits below the twelfth
 };
 template <class V>
-MTH_INLINE ScaledNumber<V> TakeExponent(V x) {
+MTH_INLINE ScaledNumber<V> TakeExponent(V x, std::uint64_t bitsOfLeast) {
   constexpr std::uint64_t kExponentOf2To52 = 0x4330000000000000ULL;  // low bits count units
-  constexpr std::uint64_t kBitsOfLeast = 0x3FE6800000000000ULL;      // 0.703125
   const auto bits = ToBits(x);
-  const auto raised = bits + (kBitsOfOne - kBitsOfLeast);  // z goes from 1 to 2 in these
+  const auto raised = bits + (kBitsOfOne - bitsOfLeast);  // z goes from 1 to 2 in these
   const V exponent = FromBits<V>((raised >> 52) | kExponentOf2To52) - (0x1p52 + 1023.0);
-  return {exponent, FromBits<V>(bits - (raised & 0xFFF0000000000000ULL) + kBitsOfOne), raised >> 48};
+  return {exponent, FromBits<V>(bits - (raised & 0xFFF0000000000000ULL) + kBitsOfOne), raised};
 }
 
 // (ln(1 + r) - r + r^2 / 2) / r^3 for |r| < 0.0333.
@@ -33,9 +32,10 @@ MTH_INLINE V LogarithmSeries(V r, V square) {
 // Of a positive normal number x, times 2^more unless that is 0 for all.
 template <class V, class... More>
 MTH_INLINE V LogarithmOfNormal(V x, More... more) {
-  const ScaledNumber<V> scaled = TakeExponent<V>(x);
+  constexpr std::uint64_t kBitsOfLeast = 0x3FE6800000000000ULL;  // 0.703125
+  const ScaledNumber<V> scaled = TakeExponent<V>(x, kBitsOfLeast);
   const V exponent = (scaled.exponent + ... + more);
-  const Place<V> place = PlaceAt<V>(scaled.sixteenth);
+  const Place<V> place = PlaceAt<V>(scaled.place >> 48);
   const V reciprocal = Lookup(kReciprocals, place);
   const V zHead = Head(scaled.z);
   const V rHead = zHead * reciprocal - 1.0;         // exact

@@ -56,7 +56,7 @@ MTH_INLINE V SineOrCosine(V x) {
   angle.sixteenths += kTurn;
   const V result = SineOfReduced<V>(angle);
   const auto isCommon = (size < kFar) & ((r > kNearMultiple) | (size < 0.125));
-  return ReplaceWhere<V>(isCommon == 0, result, [&](int lane) {
+  return ReplaceWhere<V>(isCommon == 0, result, [=](int lane) {
     return kTurn == 0 ? SineOfFar(LaneOf(x, lane)) : CosineOfFar(LaneOf(x, lane));
   });
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -38,15 +39,19 @@ struct LiteralClustering {
   }
 
   double RunFuzzyCMeans(int iterationsCount, double tolerance, double m) {
+    const double exponent = 2.0 / (m - 1.0);
     double delta = kNoDistance;
     for (int iteration = 0; iteration < iterationsCount && delta > tolerance; ++iteration) {
       UpdateCentroids(iteration, [&](double u) { return Power(u, m); });
       delta = 0.0;
       for (std::size_t i = 0; i < samples.size(); ++i) {
+        const bool takesPowers = !IsProduct(exponent) && HasModerateDistances(i, exponent);
         for (std::size_t k = 0; k < centroids.size(); ++k) {
           double sum = 0.0;
           for (std::size_t j = 0; j < centroids.size(); ++j) {
-            if (Distance(i, j) > 0.000001) sum += Power(Distance(i, k) / Distance(i, j), 2.0 / (m - 1.0));
+            if (!(Distance(i, j) > 0.000001)) continue;
+            sum += takesPowers ? Power(Distance(i, k), exponent) / Power(Distance(i, j), exponent)
+                               : Power(Distance(i, k) / Distance(i, j), exponent);
           }
           const double updated = sum > 0.001 ? 1.0 / sum : 0.0;
           if (std::abs(updated - memberships[i][k]) > delta) delta = std::abs(updated - memberships[i][k]);
@@ -58,11 +63,23 @@ struct LiteralClustering {
   }
 
  private:
+  static bool IsProduct(double exponent) { return exponent == std::floor(exponent) && exponent <= 16.0; }
+
   static double Power(double base, double exponent) {
-    if (exponent != std::floor(exponent) || exponent > 16.0) return mth_internal::Power(base, exponent);
+    if (!IsProduct(exponent)) return mth_internal::Power(base, exponent);
     double product = base;
     for (int factor = 1; factor < static_cast<int>(exponent); ++factor) product *= base;
     return product;
+  }
+
+  // Whether the powers of a sample's distances may be divided instead of the distances.
+  bool HasModerateDistances(std::size_t i, double exponent) const {
+    const double longest = mth_internal::Exponential(200.0 / std::max(exponent, 2.0));
+    for (std::size_t k = 0; k < centroids.size(); ++k) {
+      const double distance = Distance(i, k);
+      if (distance != 0.0 && !(distance <= longest && distance >= 1.0 / longest)) return false;
+    }
+    return true;
   }
 
   double Distance(std::size_t i, std::size_t k) const {
