@@ -1,5 +1,7 @@
 #include "dicom.h"
 
+#include <algorithm>
+
 #include "maps.h"
 #include "support/text.h"
 
@@ -39,6 +41,23 @@ std::string SettingsText(const Segmentation& segmentation, const Options& option
   return text + (options.settings.estimatesField ? ", bias field estimated" : ", no bias field");
 }
 
+// What bears each label, in millilitres.
+std::vector<example::DicomRegion> VolumesOf(const GreyImage& image, const Segmentation& segmentation,
+                                            const std::vector<DicomSegment>& segments) {
+  constexpr double kPerMillilitre = 1000.0;
+  const auto [x, y, z] = *image.voxelSize;
+  std::vector<example::DicomRegion> regions;
+  for (std::size_t k = 0; k < segments.size(); ++k) {
+    const auto voxels = std::count(segmentation.labels.begin(), segmentation.labels.end(), k + 1);
+    regions.push_back(
+        {segments[k].name,
+         segments[k].tissue,
+         static_cast<int>(k + 1),
+         {example::VolumeMeasurement(static_cast<double>(voxels) * x * y * z / kPerMillilitre)}});
+  }
+  return regions;
+}
+
 }  // namespace
 
 void WriteDicom(example::Results& results, const GreyImage& image, const Segmentation& segmentation,
@@ -47,14 +66,19 @@ void WriteDicom(example::Results& results, const GreyImage& image, const Segment
   const std::vector<DicomSegment> segments = SegmentsOf(image, segmentation, options);
   const example::DicomMaker maker{"segment_mr", example::NameOf(options.settings.method),
                                   SettingsText(segmentation, options)};
+  example::DicomReference written;
   results.WriteInFolder(options.dicom.folder, kDicomName, [&](const std::string& path) {
     if (!options.dicom.writesFractions) {
-      example::WriteDicomLabels(path, image, segments, segmentation.labels, maker, options.dicom);
+      written = example::WriteDicomLabels(path, image, segments, segmentation.labels, maker, options.dicom);
       return;
     }
     std::vector<std::vector<float>> shares = segmentation.memberships;
     if (segmentation.evidence) shares.push_back(segmentation.evidence->undecided);
-    example::WriteDicomFractions(path, image, segments, shares, maker, options.dicom);
+    written = example::WriteDicomFractions(path, image, segments, shares, maker, options.dicom);
+  });
+  results.WriteInFolder(options.dicom.folder, kDicomReportName, [&](const std::string& path) {
+    example::WriteDicomReport(path, image, VolumesOf(image, segmentation, segments), written, maker,
+                              options.dicom);
   });
 }
 

@@ -7,11 +7,13 @@
 
 namespace segment_mr {
 
-/// The name of the Segmentation object in its folder.
+/// The names of the Segmentation object, and of the report of its volumes, in their folder.
 inline constexpr const char* kDicomName = "segmentation.dcm";
+inline constexpr const char* kDicomReportName = "measurements.dcm";
 
-/// Writes the classes as a Segmentation object, where the user asks for it. Three tissues of a T1-weighted
-/// image are cerebrospinal fluid, grey and white matter; other classes are tissue, numbered.
+/// Writes the classes as a Segmentation object, with a report of their volumes, where the user asks for it.
+/// Three tissues of a T1-weighted image are cerebrospinal fluid, grey and white matter; other classes are
+/// tissue, numbered.
 void WriteDicom(example::Results& results, const example::GreyImage& image,
                 const example::Segmentation& segmentation, const Options& options);
 

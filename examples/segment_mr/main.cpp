@@ -141,7 +141,8 @@ example::ImageSummary SegmentScan(Options options) {
   results.OpenFolder(options.output.path);
   results.Announce(CertainNames());
   results.AnnounceFile(options.output.jsonPath);
-  results.AnnounceInFolder(options.dicom.folder, segment_mr::kDicomName);
+  for (const char* name : {segment_mr::kDicomName, segment_mr::kDicomReportName})
+    results.AnnounceInFolder(options.dicom.folder, name);
   std::vector<GreyImage> channels = ReadChannels(options);
   example::RequireDicomOutput(options.dicom, channels.front(), options.imagePath);
   ChooseMethod(channels, options);

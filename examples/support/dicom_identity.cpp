@@ -180,7 +180,8 @@ void SetDicomCode(DcmItem& item, const DcmTagKey& sequence, const std::string& v
 void Anonymise(DcmDataset& dataset) {
   const bool hasNumber = dataset.tagExists(DCM_DeviceSerialNumber);
   RemoveIdentity(dataset);
-  if (hasNumber) SetDicomText(dataset, DCM_DeviceSerialNumber, "0");  // objects of several frames must have one
+  if (hasNumber)
+    SetDicomText(dataset, DCM_DeviceSerialNumber, "0");  // objects of several frames must have one
   for (const DcmTagKey& key :
        {DCM_PatientName, DCM_PatientID, DCM_PatientBirthDate, DCM_PatientSex, DCM_StudyDate, DCM_StudyTime,
         DCM_StudyID, DCM_AccessionNumber, DCM_ReferringPhysicianName, DCM_PositionReferenceIndicator})

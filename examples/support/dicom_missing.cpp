@@ -38,13 +38,23 @@ bool IsT1Weighted(const GreyImage&) {
   return false;
 }
 
-void WriteDicomLabels(const std::string& path, const GreyImage&, const std::vector<DicomSegment>&,
-                      const std::vector<std::uint8_t>&, const DicomMaker&, const DicomOutput&) {
+DicomMeasurement VolumeMeasurement(double millilitres) {
+  return {{}, millilitres, {}};
+}
+
+DicomReference WriteDicomLabels(const std::string& path, const GreyImage&, const std::vector<DicomSegment>&,
+                                const std::vector<std::uint8_t>&, const DicomMaker&, const DicomOutput&) {
   Refuse(path);
 }
 
-void WriteDicomFractions(const std::string& path, const GreyImage&, const std::vector<DicomSegment>&,
-                         const std::vector<std::vector<float>>&, const DicomMaker&, const DicomOutput&) {
+DicomReference WriteDicomFractions(const std::string& path, const GreyImage&,
+                                   const std::vector<DicomSegment>&, const std::vector<std::vector<float>>&,
+                                   const DicomMaker&, const DicomOutput&) {
+  Refuse(path);
+}
+
+void WriteDicomReport(const std::string& path, const GreyImage&, const std::vector<DicomRegion>&,
+                      const DicomReference&, const DicomMaker&, const DicomOutput&) {
   Refuse(path);
 }
 

@@ -44,6 +44,34 @@ struct DicomSegment {
   Colour colour;
 };
 
+/// A term of a coding scheme.
+struct DicomCode {
+  std::string value;
+  std::string scheme;
+  std::string meaning;
+};
+
+struct DicomMeasurement {
+  DicomCode what;
+  double value;
+  DicomCode unit;
+};
+DicomMeasurement VolumeMeasurement(double millilitres);
+
+/// What was measured in a part of an image.
+struct DicomRegion {
+  std::string name;
+  DicomTissue tissue;
+  int segment;  ///< of the Segmentation object; 0: the part is in none
+  std::vector<DicomMeasurement> measurements;
+};
+
+/// An object that others refer to.
+struct DicomReference {
+  std::string series;
+  std::string instance;
+};
+
 /// Who made the results, and how, for people.
 struct DicomMaker {
   std::string host;       ///< the program
@@ -55,15 +83,23 @@ struct DicomMaker {
 /// 1 up, its frames where it is.
 /// @param labels  of every voxel; 0 is outside.
 /// @throws WriteFailure  when the file cannot be written whole.
-void WriteDicomLabels(const std::string& path, const GreyImage& image,
-                      const std::vector<DicomSegment>& segments, const std::vector<std::uint8_t>& labels,
-                      const DicomMaker& maker, const DicomOutput& output);
+DicomReference WriteDicomLabels(const std::string& path, const GreyImage& image,
+                                const std::vector<DicomSegment>& segments,
+                                const std::vector<std::uint8_t>& labels, const DicomMaker& maker,
+                                const DicomOutput& output);
 
 /// The same with the probability of each segment in every voxel, in steps of 1/255.
-void WriteDicomFractions(const std::string& path, const GreyImage& image,
-                         const std::vector<DicomSegment>& segments,
-                         const std::vector<std::vector<float>>& shares, const DicomMaker& maker,
-                         const DicomOutput& output);
+DicomReference WriteDicomFractions(const std::string& path, const GreyImage& image,
+                                   const std::vector<DicomSegment>& segments,
+                                   const std::vector<std::vector<float>>& shares, const DicomMaker& maker,
+                                   const DicomOutput& output);
+
+/// Writes a Structured Report of the measurements (template TID 1500); values that are no finite numbers are
+/// left out.
+/// @param segmentation  the object whose segments the regions name; empty: none.
+void WriteDicomReport(const std::string& path, const GreyImage& image,
+                      const std::vector<DicomRegion>& regions, const DicomReference& segmentation,
+                      const DicomMaker& maker, const DicomOutput& output);
 
 /// Writes the image as a derived series, a file for each one that it was read from: of the same patient,
 /// study and place, its window kept, with the voxels of `image`.

@@ -15,6 +15,7 @@
 #include <memory>
 
 #include "support/cancellation.h"
+#include "support/dicom_codes.h"
 #include "support/dicom_identity.h"
 #include "support/dicom_stack.h"
 
@@ -31,24 +32,6 @@ constexpr std::uint8_t kFullFraction = 255;
 void Require(const OFCondition& status) {
   if (status.bad()) throw Failure(std::string("cannot make a DICOM segmentation: ") + status.text());
 }
-
-struct TissueCode {
-  DicomTissue tissue;
-  const char* category[2];  // value in SNOMED CT, and meaning
-  const char* type[2];
-};
-
-constexpr const char* kStructure[2] = {"123037004", "Anatomical Structure"};
-constexpr const char* kTissue[2] = {"85756007", "Tissue"};
-constexpr const char* kAbnormal[2] = {"49755003", "Morphologically Abnormal Structure"};
-
-constexpr TissueCode kCodes[] = {
-    {DicomTissue::Fluid, {kStructure[0], kStructure[1]}, {"65216001", "Cerebrospinal Fluid"}},
-    {DicomTissue::GreyMatter, {kStructure[0], kStructure[1]}, {"389081007", "Gray Matter"}},
-    {DicomTissue::WhiteMatter, {kStructure[0], kStructure[1]}, {"389080008", "White Matter"}},
-    {DicomTissue::Lesion, {kAbnormal[0], kAbnormal[1]}, {"52988006", "Lesion"}},
-    {DicomTissue::Other, {kTissue[0], kTissue[1]}, {kTissue[0], kTissue[1]}},
-};
 
 // The frame of a segment in a slice, rows from the first to the last; empty where the segment is not there.
 using FrameOf = std::function<std::vector<Uint8>(std::size_t segment, std::size_t slice)>;
@@ -74,13 +57,12 @@ Segmentation CreateObject(const DicomStack& stack, bool hasFractions, const Dico
 }
 
 void AddSegment(DcmSegmentation& object, const DicomSegment& segment, const DicomMaker& maker) {
-  const TissueCode& code = *std::find_if(std::begin(kCodes), std::end(kCodes), [&](const TissueCode& entry) {
-    return entry.tissue == segment.tissue;
-  });
+  const auto code = [](const DicomCode& entry) {
+    return CodeSequenceMacro(entry.value.c_str(), entry.scheme.c_str(), entry.meaning.c_str());
+  };
   DcmSegment* made = nullptr;
-  Require(DcmSegment::create(made, segment.name.c_str(),
-                             CodeSequenceMacro(code.category[0], "SCT", code.category[1]),
-                             CodeSequenceMacro(code.type[0], "SCT", code.type[1]), DcmSegTypes::SAT_AUTOMATIC,
+  Require(DcmSegment::create(made, segment.name.c_str(), code(CategoryCodeOf(segment.tissue)),
+                             code(TypeCodeOf(segment.tissue)), DcmSegTypes::SAT_AUTOMATIC,
                              maker.algorithm.c_str()));
   std::unique_ptr<DcmSegment> owner(made);
   AlgorithmIdentificationMacro algorithm;
@@ -231,8 +213,9 @@ void SetIdentity(DcmDataset& dataset, const DicomStack& stack, const DicomUids& 
   }
 }
 
-void WriteObject(const std::string& path, const GreyImage& image, const std::vector<DicomSegment>& segments,
-                 const FrameOf& frameOf, DicomUids uids, const DicomMaker& maker, const DicomOutput& output) {
+DicomReference WriteObject(const std::string& path, const GreyImage& image,
+                           const std::vector<DicomSegment>& segments, const FrameOf& frameOf, DicomUids uids,
+                           const DicomMaker& maker, const DicomOutput& output) {
   const DicomStack& stack = *image.dicom;
   const Segmentation object = CreateObject(stack, output.writesFractions, maker);
   DcmFileFormat source;
@@ -263,6 +246,8 @@ void WriteObject(const std::string& path, const GreyImage& image, const std::vec
   SetIdentity(*file.getDataset(), stack, uids, maker);
   AddReferences(*file.getDataset(), stack);
   SaveDicom(file, path);
+  return {DicomText(*file.getDataset(), DCM_SeriesInstanceUID),
+          DicomText(*file.getDataset(), DCM_SOPInstanceUID)};
 }
 
 // The index of the voxel at a place in a slice, its rows counted from the first: the image counts from the
@@ -288,9 +273,10 @@ std::vector<Uint8> SliceOf(const GreyImage& image, std::size_t slice, const Valu
 
 }  // namespace
 
-void WriteDicomLabels(const std::string& path, const GreyImage& image,
-                      const std::vector<DicomSegment>& segments, const std::vector<std::uint8_t>& labels,
-                      const DicomMaker& maker, const DicomOutput& output) {
+DicomReference WriteDicomLabels(const std::string& path, const GreyImage& image,
+                                const std::vector<DicomSegment>& segments,
+                                const std::vector<std::uint8_t>& labels, const DicomMaker& maker,
+                                const DicomOutput& output) {
   DicomUids uids(output);
   uids.Add(labels.data(), labels.size());
   const auto frameOf = [&](std::size_t segment, std::size_t slice) {
@@ -298,13 +284,13 @@ void WriteDicomLabels(const std::string& path, const GreyImage& image,
       return static_cast<Uint8>(labels[voxel] == segment + 1 ? 1 : 0);
     });
   };
-  WriteObject(path, image, segments, frameOf, uids, maker, output);
+  return WriteObject(path, image, segments, frameOf, uids, maker, output);
 }
 
-void WriteDicomFractions(const std::string& path, const GreyImage& image,
-                         const std::vector<DicomSegment>& segments,
-                         const std::vector<std::vector<float>>& shares, const DicomMaker& maker,
-                         const DicomOutput& output) {
+DicomReference WriteDicomFractions(const std::string& path, const GreyImage& image,
+                                   const std::vector<DicomSegment>& segments,
+                                   const std::vector<std::vector<float>>& shares, const DicomMaker& maker,
+                                   const DicomOutput& output) {
   DicomUids uids(output);
   for (const std::vector<float>& share : shares) uids.Add(share.data(), share.size() * sizeof(float));
   const auto frameOf = [&](std::size_t segment, std::size_t slice) {
@@ -313,7 +299,7 @@ void WriteDicomFractions(const std::string& path, const GreyImage& image,
           std::clamp(std::nearbyint(shares[segment][voxel] * kFullFraction), 0.0F, 255.0F));
     });
   };
-  WriteObject(path, image, segments, frameOf, uids, maker, output);
+  return WriteObject(path, image, segments, frameOf, uids, maker, output);
 }
 
 }  // namespace example

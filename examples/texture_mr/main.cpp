@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "cooccurrence.h"
+#include "dicom.h"
 #include "features.h"
 #include "options.h"
 #include "regions.h"
@@ -26,7 +27,9 @@ example::ImageSummary Measure(texture_mr::Options options) {
   results.OpenFolder(options.output.path);
   results.Announce({"texture.csv", "matrices.csv"});
   results.AnnounceFile(options.output.jsonPath);
+  results.AnnounceInFolder(options.dicom.folder, texture_mr::kDicomName);
   const example::GreyImage image = example::ReadImage(options.imagePath, options.series);
+  example::RequireDicomOutput(options.dicom, image, options.imagePath);
   const auto directions = DirectionsOf(image, options);
   const auto regions = ReadRegions(image, options);
   const auto levels = Quantise(image, regions, options);
@@ -37,6 +40,7 @@ example::ImageSummary Measure(texture_mr::Options options) {
   results.WriteText("texture.csv", TextureTable(textures, directions));
   results.WriteText("matrices.csv", MatricesTable(pairs, directions));
   results.WriteTextFile(options.output.jsonPath, json);
+  WriteDicom(results, image, textures, options);
   results.Commit();
   std::printf("%s2 files written into %s\n", TextReport(textures, levels, directions, options).c_str(),
               options.output.path.c_str());

@@ -64,6 +64,10 @@ void AddOptions(CLI::App& app, Options& options) {
   example::AddList(app, "--range", options.range, "A,B",
                    "Intensities of the first and the last level; what is beyond counts as\n"
                    "these (without it the lowest and the highest of the regions)");
+  example::AddDicomOutputOptions(app, options.dicom,
+                                 "Of a DICOM image: write the measurements into this folder as a\nStructured "
+                                 "Report, too",
+                                 "");
 }
 
 void CheckOptions(const Options& options) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "support/dicom_results.h"
 #include "support/image.h"
 #include "support/results.h"
 
@@ -12,8 +13,9 @@ namespace texture_mr {
 /// What the user asks for; every value is within its legal range.
 struct Options {
   std::vector<std::string> imagePaths;
-  std::string imagePath;  ///< the one that is measured
+  std::string imagePath;         ///< the one that is measured
   example::SeriesChoice series;  ///< of a DICOM folder
+  example::DicomOutput dicom;
   example::OutputOptions output{"texture_mr_output", "", false};
   std::string maskPath;     ///< empty: the whole image is one region
   std::vector<int> labels;  ///< of the mask's regions to measure; empty: all of them

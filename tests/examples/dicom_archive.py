@@ -78,7 +78,7 @@ def make_objects(folder):
 
 def check(archive, files):
     sent = {str(pydicom.dcmread(file, stop_before_pixels=True).SOPInstanceUID): file for file in files}
-    subprocess.run(["storescu", "127.0.0.1", str(archive.dicom), *files], check=True)
+    subprocess.run(["storescu", "-R", "127.0.0.1", str(archive.dicom), *files], check=True)
     studies = json.loads(archive.get("/studies"))
     assert len(studies) == 1, studies
     found = json.loads(archive.get(f"/studies/{studies[0]}/instances"))

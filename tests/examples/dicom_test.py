@@ -259,9 +259,12 @@ class Writing(Hosts):
             with self.subTest(orientation):
                 shutil.rmtree(self.path("series"), ignore_errors=True)
                 sources = write_series(self.path("series"), orientation, PLANES)
-                object_, = self.make_objects("segment_mr")
+                report, object_ = self.make_objects("segment_mr")
                 labels, affine = read_nifti(self.path("result/labels.nii.gz"))
                 self.expect_laid_over(object_, object_.pixel_array, affine, lambda segment: labels == segment)
+        volumes = self.measurements(report)
+        for label, name in enumerate(("Cerebrospinal fluid", "Grey matter", "White matter"), 1):
+            self.assertAlmostEqual(volumes[name]["Volume"], (labels == label).sum() * 0.9 * 1.1 * 2.5 / 1000, 6)
         segments = object_.SegmentSequence
         self.assertEqual([item.SegmentedPropertyTypeCodeSequence[0].CodeValue for item in segments],
                          ["65216001", "389081007", "389080008"])
@@ -274,13 +277,38 @@ class Writing(Hosts):
         for name in ("PatientName", "PatientID", "StudyInstanceUID", "FrameOfReferenceUID"):
             self.assertEqual(object_[name].value, sources[0][name].value)
         self.assertEqual(object_.ContentDate, "20200913")
-        object_, = self.make_objects("segment_mr", "--method", "ecm", "-c", "3", "--dicom-fractions", "--anonymous")
+        _, object_ = self.make_objects("segment_mr", "--method", "ecm", "-c", "3", "--dicom-fractions", "--anonymous")
         shares = [read_nifti(self.path(f"result/{name}.nii.gz"))[0] for name in
                   ("membership_1", "membership_2", "membership_3", "undecided")]
         self.expect_laid_over(object_, object_.pixel_array, affine, lambda segment: numpy.rint(
             shares[segment - 1].astype("f4") * numpy.float32(255)))
         self.assertNotIn("Doe", str(object_))
         self.assertNotIn("secret42", str(object_))
+
+    def measurements(self, report):
+        """The numbers of a Structured Report, by the tracking identifiers of their groups."""
+        found = {}
+        groups = [item for item in report.ContentSequence if item.get("ConceptNameCodeSequence") and
+                  item.ConceptNameCodeSequence[0].CodeMeaning == "Imaging Measurements"][0].ContentSequence
+        for group in groups:
+            names = [item.TextValue for item in group.ContentSequence if item.ValueType == "TEXT"]
+            found[names[0]] = {item.ConceptNameCodeSequence[0].CodeMeaning: float(item.MeasuredValueSequence[0].NumericValue)
+                               for item in group.ContentSequence if item.ValueType == "NUM"}
+        return found
+
+    def test_reports_textures(self):
+        write_series(self.path("series"), "coronal", PLANES)
+        for options in ([], ["--anonymous"]):
+            report, = self.make_objects("texture_mr", *options)
+            self.assertEqual("Doe" in str(report), not options)
+            with open(self.path("result/texture.csv"), encoding="utf-8") as file:
+                rows = [line.split(",") for line in file.read().splitlines()]
+            column = rows[0].index("mean")
+            values = self.measurements(report)["image"]
+            self.assertAlmostEqual(values.pop("Volume"), 7 * 91 * 109 * 0.9 * 1.1 * 2.5 / 1000, 6)
+            self.assertEqual(len(values), len(rows) - 1)
+            for row in rows[1:]:
+                self.assertAlmostEqual(values[row[2]] / float(row[column]), 1, 9)
 
     def test_writes_a_derived_series(self):
         sources = write_series(self.path("series"), "oblique", PLANES)
