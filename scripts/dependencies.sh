@@ -33,3 +33,9 @@ ensure_packages() {
   "${as_root[@]}" apt-get update -qq
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
+
+# try_packages NAME...: as ensure_packages, for what only optional parts need: without them the build and the tests say
+# what they leave out.
+try_packages() {
+  (ensure_packages "$@") || echo "Left out: what needs some of: $*"
+}
