@@ -25,6 +25,12 @@ tools=(classify denoise_mr describe_slice fit_curve make_phantom register_landma
   done
 } >"$generated/command_line.md"
 
+# And one of the Python module.
+if ! PYTHONPATH="$build/python" /usr/bin/python3 scripts/python_page.py >"$generated/python.md" 2>/dev/null; then
+  rm "$generated/python.md"
+  echo "Left out: the page of the Python module (not built in $build)"
+fi
+
 {
   cat docs/Doxyfile
   printf 'INPUT += %s\nOUTPUT_DIRECTORY = %s\nHTML_OUTPUT = .\nPROJECT_NUMBER = %s\n' "$generated" "$site" \

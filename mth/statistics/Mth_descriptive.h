@@ -130,12 +130,12 @@ template <std::same_as<double> T>
 double Mth_Min(const T* x, int n) {
   return Mth_Min(const_cast<T*>(x), n);
 }
-/// @copydoc Mth_Ind_Min
+/// @copydoc Mth_Ind_Min(double*,int)
 template <std::same_as<double> T>
 int Mth_Ind_Min(const T* x, int n) {
   return Mth_Ind_Min(const_cast<T*>(x), n);
 }
-/// @copydoc Mth_Ind_Max
+/// @copydoc Mth_Ind_Max(double*,int)
 template <std::same_as<double> T>
 int Mth_Ind_Max(const T* x, int n) {
   return Mth_Ind_Max(const_cast<T*>(x), n);
@@ -150,13 +150,13 @@ template <std::same_as<double> T>
 [[nodiscard]] MTH_MATRIX* Mth_CovarianceMatrix(const T* const* x, const T* const* y, int n, short d) {
   return Mth_CovarianceMatrix(const_cast<T**>(x), const_cast<T**>(y), n, d);
 }
-/// @copydoc Mth_CorrelationRatioOfSpearman
+/// @copydoc Mth_CorrelationRatioOfSpearman(double*,double*,int,double*,double*,double*,double*,double*)
 template <std::same_as<double> T>
 void Mth_CorrelationRatioOfSpearman(const T* x, const T* y, int n, double* d, double* zd, double* probd,
                                     double* rs, double* probrs) {
   Mth_CorrelationRatioOfSpearman(const_cast<T*>(x), const_cast<T*>(y), n, d, zd, probd, rs, probrs);
 }
-/// @copydoc Mth_StatisticalCriterionCalculations
+/// As with arrays that are not const.
 template <std::same_as<double> T>
 void Mth_StatisticalCriterionCalculations(const T* x, const T* y, int n, double* meanX, double* varX,
                                           double* meanY, double* varY, double* covXY, double* r,
