@@ -55,7 +55,7 @@ def denoise(image: ArrayLike, method: str = "volume", *, noise: float = 0.0, fac
         if method == "volume":
             result = Denoised(*_mth.denoise_volume(image, noise, report))
         else:
-            plane, deviation = _mth.denoise_plane(image, factor, window, report)
+            plane, deviation = _mth.denoise_plane(image, factor, window, full, report)
             result = Denoised(plane, None, deviation)
     return result if full else result.image
 

@@ -16,12 +16,11 @@ namespace {
 
 using Complex = std::complex<double>;
 
-py::array NewPlane(int rows, int columns) {
-  return Array<double>({rows, columns});
-}
-
-double* Elements(py::array& plane) {
-  return static_cast<double*>(plane.mutable_data());
+// A plane in memory of the library's, which asks for huge pages.
+std::unique_ptr<MTH_MATRIX> NewPlane(int rows, int columns, int type) {
+  auto plane = std::make_unique<MTH_MATRIX>(rows, columns, type);
+  if (!plane->IsAllocated()) ThrowMemoryError();
+  return plane;
 }
 
 void RequireLevel(int level) {
@@ -33,18 +32,19 @@ py::tuple WaveletLevel(const py::handle& value, int level) {
   RequireLevel(level);
   const Array<double> array = Numbers<double>(value, "image", 2);
   Operand image(array, false, "image");
-  py::array bands[4];
-  for (py::array& band : bands) band = NewPlane(image.Rows(), image.Columns());
-  double* const elements[] = {Elements(bands[0]), Elements(bands[1]), Elements(bands[2]), Elements(bands[3])};
+  std::unique_ptr<MTH_MATRIX> bands[4];
+  for (auto& band : bands) band = NewPlane(image.Rows(), image.Columns(), 0);
   const MTH_WAVELET_DENOISING transform(nullptr);
   bool isDone = false;
   Call call;
   call.Run([&] {
-    isDone = transform.RedundantWaveletTransform(image.Get(), elements[0], elements[1], elements[2],
-                                                 elements[3], level, image.Rows(), image.Columns());
+    isDone = transform.RedundantWaveletTransform(
+        image.Get(), bands[0]->GetEDataAddress(), bands[1]->GetEDataAddress(), bands[2]->GetEDataAddress(),
+        bands[3]->GetEDataAddress(), level, image.Rows(), image.Columns());
   });
   if (!isDone) ThrowMemoryError();
-  return py::make_tuple(bands[0], bands[1], bands[2], bands[3]);
+  return py::make_tuple(FromMatrix(std::move(bands[0])), FromMatrix(std::move(bands[1])),
+                        FromMatrix(std::move(bands[2])), FromMatrix(std::move(bands[3])));
 }
 
 py::array InverseWaveletLevel(const py::args& values, int level) {
@@ -56,9 +56,9 @@ py::array InverseWaveletLevel(const py::args& values, int level) {
   }
   const int rows = ToInt(bands.at(3).shape(0), "subband");
   const int columns = ToInt(bands[0].shape(1), "subband");
-  double* const elements[] = {Elements(bands[0]), Elements(bands[1]), Elements(bands[2]), Elements(bands[3])};
-  auto image = std::make_unique<MTH_MATRIX>(rows, columns, 0);
-  if (!image->IsAllocated()) ThrowMemoryError();
+  double* elements[4];
+  for (std::size_t i = 0; i < 4; ++i) elements[i] = static_cast<double*>(bands[i].mutable_data());
+  auto image = NewPlane(rows, columns, 0);
   const MTH_WAVELET_DENOISING transform(nullptr);
   bool isDone = false;
   Call call;
@@ -70,7 +70,8 @@ py::array InverseWaveletLevel(const py::args& values, int level) {
   return FromMatrix(std::move(image));
 }
 
-py::tuple DenoisePlane(const py::handle& value, double factor, int window, const py::object& progress) {
+py::tuple DenoisePlane(const py::handle& value, double factor, int window, bool tellsNoise,
+                       const py::object& progress) {
   const py::array array = RealArray(value, "image");
   Operand image(array, IsFloat(array), "image");
   MTH_WAVELET_DENOISING denoising(image.Get());  // which copies it
@@ -81,7 +82,7 @@ py::tuple DenoisePlane(const py::handle& value, double factor, int window, const
   bool isDone = false;
   Call call(progress);
   call.Run([&] {
-    noise = denoising.EstimateNoiseDeviation();
+    if (tellsNoise) noise = denoising.EstimateNoiseDeviation();
     isDone = denoising.ApplyDenoisingMRImage();
   });
   if (!isDone) ThrowMemoryError();
@@ -91,8 +92,7 @@ py::tuple DenoisePlane(const py::handle& value, double factor, int window, const
 py::array LaplacianOfPlane(const py::array& array) {
   Operand image(array, IsFloat(array), "image");
   const int type = image->GetType();
-  auto result = std::make_unique<MTH_MATRIX>(image.Rows(), image.Columns(), type);
-  if (!result->IsAllocated()) ThrowMemoryError();
+  auto result = NewPlane(image.Rows(), image.Columns(), type);
   Call call;
   call.Run([&] { Mth_ComputeLaplacien(image.Get(), result.get(), type); });
   return FromMatrix(std::move(result));

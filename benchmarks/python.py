@@ -1,0 +1,177 @@
+"""The Python module beside the libraries that its users would take, each side in a process of its own.
+
+    PYTHONPATH=build/release/python python3 benchmarks/python.py
+
+prints a table for benchmarks/python.md. Times are those of the processor, medians of repetitions, with one thread each.
+"""
+
+import json
+import os
+import statistics
+import subprocess
+import sys
+import time
+
+import numpy as np
+
+RANDOM = np.random.default_rng(1)
+
+
+def rosenbrock(p):
+    return 100.0 * (p[1] - p[0] ** 2) ** 2 + (1.0 - p[0]) ** 2
+
+
+def fuzzy_in_numpy(x, start, m, iterations):
+    """The formula as scikit-fuzzy writes it."""
+    centroids = start
+    for _ in range(iterations):
+        distances = np.fmax(np.linalg.norm(x[:, None] - centroids, axis=2), np.finfo(float).eps)
+        memberships = distances ** (-2.0 / (m - 1))
+        memberships /= memberships.sum(axis=1, keepdims=True)
+        weights = memberships ** m
+        centroids = weights.T @ x / weights.sum(axis=0)[:, None]
+    return memberships
+
+
+def fuzzy():
+    import mth
+    x = RANDOM.normal(size=(200000, 2))
+    start = x[:3]
+    return (lambda: mth.fuzzy_c_means(x, 3, init=start, tol=0.0, max_iter=20), lambda: fuzzy_in_numpy(x, start, 2.0, 20))
+
+
+def k_means():
+    import mth
+    from sklearn.cluster import KMeans
+    x = RANDOM.normal(size=(200000, 3))
+    start = x[:8]
+    return (lambda: mth.k_means(x, 8, init=start, max_iter=20),
+            lambda: KMeans(8, init=start, n_init=1, max_iter=20, tol=0.0, algorithm="lloyd").fit(x))
+
+
+def denoise():
+    import mth
+    from skimage.restoration import denoise_wavelet
+    image = np.abs(100.0 + 10.0 * RANDOM.normal(size=(512, 512)))
+    return (lambda: mth.denoise(image, "wavelet"),
+            lambda: denoise_wavelet(image, wavelet="db1", method="BayesShrink", wavelet_levels=4, rescale_sigma=True))
+
+
+def denoise_everywhere():
+    import mth
+    from skimage.restoration import cycle_spin, denoise_wavelet
+    image = np.abs(100.0 + 10.0 * RANDOM.normal(size=(512, 512)))
+    options = {"wavelet": "db1", "method": "BayesShrink", "wavelet_levels": 4, "rescale_sigma": True}
+    return (lambda: mth.denoise(image, "wavelet"),
+            lambda: cycle_spin(image, denoise_wavelet, max_shifts=3, func_kw=options, num_workers=1))
+
+
+def wavelet():
+    import mth
+    import pywt
+    image = RANDOM.normal(size=(512, 512))
+    return lambda: mth.redundant_wavelet(image, 3), lambda: pywt.swt2(image, "bior3.1", 3)
+
+
+def svd():
+    import mth
+    a = RANDOM.normal(size=(256, 256))
+    return lambda: mth.linalg.svd(a), lambda: np.linalg.svd(a)
+
+
+def solve():
+    import mth
+    a, b = RANDOM.normal(size=(512, 512)), RANDOM.normal(size=512)
+    return lambda: mth.linalg.solve(a, b), lambda: np.linalg.solve(a, b)
+
+
+def hausdorff():
+    import mth
+    from scipy.spatial.distance import directed_hausdorff
+    a, b = RANDOM.normal(size=(2, 20000, 3))
+    return lambda: mth.hausdorff(a, b), lambda: max(directed_hausdorff(a, b)[0], directed_hausdorff(b, a)[0])
+
+
+def powell():
+    import mth
+    from scipy.optimize import minimize
+    return (lambda: mth.minimise(rosenbrock, [-1.2, 1.0]),
+            lambda: minimize(rosenbrock, [-1.2, 1.0], method="Powell", options={"ftol": 1e-8}))
+
+
+def nelder_mead():
+    import mth
+    from scipy.optimize import minimize
+    return (lambda: mth.minimise(rosenbrock, [-1.2, 1.0], "nelder-mead"),
+            lambda: minimize(rosenbrock, [-1.2, 1.0], method="Nelder-Mead", options={"fatol": 1e-8, "xatol": 1e-4}))
+
+
+def small_solve():
+    import mth
+    a, b = RANDOM.normal(size=(4, 4)), RANDOM.normal(size=4)
+    return lambda: mth.linalg.solve(a, b), lambda: np.linalg.solve(a, b)
+
+
+def small_inverse():
+    import mth
+    a = RANDOM.normal(size=(4, 4))
+    return lambda: mth.linalg.inv(a), lambda: np.linalg.inv(a)
+
+
+def small_product():
+    import mth
+    a = RANDOM.normal(size=(4, 4))
+    return lambda: mth.linalg.product(a, a), lambda: a @ a
+
+
+CASES = {
+    "fuzzy c-means, 200,000 x 2, 3 clusters, 20 iterations": (fuzzy, "the formula in NumPy"),
+    "k-means, 200,000 x 3, 8 clusters, 20 iterations": (k_means, "scikit-learn KMeans"),
+    "denoise, wavelet, 512 x 512": (denoise, "skimage denoise_wavelet"),
+    "the same, beside one that does not depend on the place": (denoise_everywhere, "cycle_spin of it, 16 shifts"),
+    "redundant wavelet, 512 x 512, 3 levels": (wavelet, "pywt swt2, bior3.1"),
+    "SVD 256": (svd, "numpy.linalg.svd"),
+    "solve 512": (solve, "numpy.linalg.solve"),
+    "Hausdorff, 20,000 points each": (hausdorff, "scipy directed_hausdorff, twice"),
+    "Rosenbrock, Powell": (powell, "scipy Powell"),
+    "Rosenbrock, Nelder-Mead": (nelder_mead, "scipy Nelder-Mead"),
+    "solve 4 x 4": (small_solve, "numpy.linalg.solve"),
+    "inverse 4 x 4": (small_inverse, "numpy.linalg.inv"),
+    "product 4 x 4": (small_product, "numpy @"),
+}
+
+
+def measure(run):
+    """Median seconds of processor time of a run."""
+    run()
+    once = time.process_time()
+    run()
+    once = max(time.process_time() - once, 1e-6)
+    count = max(1, int(0.02 / once))
+    times = []
+    for _ in range(9):
+        start = time.process_time()
+        for _ in range(count):
+            run()
+        times.append((time.process_time() - start) / count)
+    return statistics.median(times)
+
+
+def text(seconds):
+    return f"{1e3 * seconds:.3g} ms" if seconds >= 1e-4 else f"{1e6 * seconds:.2g} µs"
+
+
+def main():
+    if len(sys.argv) == 3:
+        print(json.dumps(measure(CASES[sys.argv[1]][0]()[int(sys.argv[2])])))
+        return
+    threads = {name: "1" for name in ("OMP_NUM_THREADS", "OPENBLAS_NUM_THREADS", "MKL_NUM_THREADS")}
+    print("| | mth | peer | | ratio |\n|---|---:|---|---:|---:|")
+    for name, (_, peer) in CASES.items():
+        ours, theirs = (float(subprocess.run([sys.executable, __file__, name, side], env={**os.environ, **threads},
+                                             check=True, capture_output=True, text=True).stdout) for side in "01")
+        print(f"| {name} | {text(ours)} | {peer} | {text(theirs)} | {ours / theirs:.2f} |", flush=True)
+
+
+if __name__ == "__main__":
+    main()
