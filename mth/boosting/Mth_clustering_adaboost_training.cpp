@@ -97,8 +97,8 @@ struct MTH_CLUSTERING_ADABOOST::Boosting {
   }
 
   void SetWeights(const double exponentOfOne) {
-    for (std::size_t i = 0; i < weights.size(); ++i)
-      weights[i] = mth_internal::Exponential(-labels[i] * scores[i] - exponentOfOne);
+    for (std::size_t i = 0; i < weights.size(); ++i) weights[i] = -labels[i] * scores[i] - exponentOfOne;
+    mth_internal::Exponentials(weights.data(), static_cast<std::int64_t>(weights.size()), weights.data());
   }
 
   void InvertWeights() {

@@ -5,12 +5,12 @@
 #include <limits>
 
 #include "mth/core/Mth_convert_internal.h"
-
 #include "mth/core/Mth_elementary_internal.h"
 
 namespace {
 
 constexpr int kParametersCount = 3;
+constexpr int kBlock = 256;  // samples whose exponentials are taken together
 
 }  // namespace
 
@@ -34,10 +34,19 @@ void MTH_FUNCT_AJUST_RAYLEIGH_COST::Evaluate() {
   const int first = std::min(mth_internal::TruncateToInt(onset), count_);
   double error = 0.0;
   for (int i = 0; i < first; ++i) error += data_[i] * data_[i];
-  for (int i = first; i < count_; ++i) {
-    const double t = i - onset;
-    const double model = t * amplitude / variance * mth_internal::Exponential(-0.5 * (t * t) / variance);
-    error += (data_[i] - model) * (data_[i] - model);
+  double bells[kBlock];
+  for (int start = first, length = 0; start < count_; start += length) {
+    length = std::min(kBlock, count_ - start);
+    for (int i = 0; i < length; ++i) {
+      const double t = (start + i) - onset;
+      bells[i] = -0.5 * (t * t) / variance;
+    }
+    mth_internal::Exponentials(bells, length, bells);
+    for (int i = 0; i < length; ++i) {
+      const double t = (start + i) - onset;
+      const double difference = data_[start + i] - t * amplitude / variance * bells[i];
+      error += difference * difference;
+    }
   }
   SetValue(std::sqrt(error));
 }

@@ -74,10 +74,13 @@ void MTH_FUNCT_PROFILE_COST::Evaluate() {
   const double amplitude = GetParameters()[1];
   const double centre = GetParameters()[2];
   const double width = GetParameters()[3];
-  EvaluateMeanSquaredError([=](double x) {
-    return baseline +
-           amplitude * mth_internal::Exponential(-((x - centre) * (x - centre)) / (width * width * 2.0));
-  });
+  const double* const x = GetAbscissae();
+  double* const model = GetModel();
+  const int count = x != nullptr ? GetSamplesCount() : 0;
+  for (int i = 0; i < count; ++i) model[i] = -((x[i] - centre) * (x[i] - centre)) / (width * width * 2.0);
+  mth_internal::Exponentials(model, count, model);
+  for (int i = 0; i < count; ++i) model[i] = baseline + amplitude * model[i];
+  StoreMeanSquaredError();
 }
 
 bool MTH_FUNCT_PROFILE_COST::LoadProfile(const char* path) try {
