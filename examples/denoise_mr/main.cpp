@@ -264,6 +264,8 @@ example::ImageSummary DenoiseImage(Options options) {
   if (!example::IsVolume(image) && options.axis) throw Failure("--axis needs a volume, not a single image");
   options.denoising.axis = options.axis.value_or(2);
   options.denoising.isPlaneByPlane = options.isByPlanes || (!options.isVolume && !example::IsVolume(image));
+  example::Require(!options.denoising.isPlaneByPlane || options.denoising.deviation == 0.0,
+                   "--sigma of a single image needs --volume");
   const double addedDeviation = AddedDeviation(options, image);
   if (addedDeviation > 0.0) example::AddNoise(image, addedDeviation);
   const example::Stopwatch clock;

@@ -26,7 +26,10 @@ std::string Rounded(double value, int significantDigits) {
 }
 
 std::string Fixed(double value, int decimals) {
-  return Digits(value, std::chars_format::fixed, decimals);
+  std::string digits = Digits(value, std::chars_format::fixed, decimals);
+  const bool isZero = digits.find_first_of("123456789in") == std::string::npos;  // not infinity or NaN either
+  if (isZero && digits.front() == '-') digits.erase(0, 1);
+  return digits;
 }
 
 std::string OnOneLine(std::string text) {

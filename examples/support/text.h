@@ -10,7 +10,7 @@ std::string Shortest(double value);
 /// The number rounded to so many significant digits, without trailing zeros: 12.3, 1e-09.
 std::string Rounded(double value, int significantDigits);
 
-/// The number with so many decimals: 12.30.
+/// The number with so many decimals: 12.30; a zero without its sign.
 std::string Fixed(double value, int decimals);
 
 /// The text with every control character replaced by a blank.

@@ -248,6 +248,7 @@ TEST(DenoiseMrRefuses, WhatItCannotUse) {
       {Quoted(folder / "mixed.nii") + " --add-noise 9", "below 0"},
       {slice + " --axis y", "volume"},
       {slice + " --axis t", "--axis"},
+      {slice + " --sigma 5", "--sigma of a single image needs --volume"},
       {slice + " --sharpen", "--sharpen"},
       {slice + " -o ''", "folder"},
       {slice + " -o " + slice, "t1_head_axial"},

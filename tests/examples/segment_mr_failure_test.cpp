@@ -107,7 +107,7 @@ TEST(SegmentMrRefuses, DamagedAndUnsupportedImages) {
       {"coloured.nii", coloured.Bytes(24), "RGB"},
       {"text.png", "not a picture", "damaged"},
       {"cut.png", kPngMark + std::string(9, '\0'), "damaged"},
-      {"image.dcm", bytes, "unsupported"},
+      {"image.mha", bytes, "unsupported"},
   };
   const ScratchFolder folder;
   for (const auto& [name, content, reason] : cases) {
