@@ -21,19 +21,20 @@ constexpr int kEigenvalueIterationCap = 60;
 /// @param a     elements of about 1 at most; destroyed.
 /// @param work   size x (size + 3) doubles.
 /// @param order  size numbers.
-/// @return       false when an eigenvalue does not converge.
+/// @return       false when an eigenvalue does not converge or the host gives up.
 bool SolveSymmetric(SquareView a, double* values, SquareView vectors, double* work, std::int64_t* order);
 
 /// Balances `a`, scaling by powers of two, which are exact: a becomes D^-1 a D with D in `scales`.
 void Balance(SquareView a, double* scales);
 
 /// Reduces `a` to Hessenberg form h = Qt a Q in place; `qt` receives Q transposed. Work: 2 rows.
-void ReduceToHessenberg(SquareView a, SquareView qt, double* work);
+/// @return  false when the host gives up.
+bool ReduceToHessenberg(SquareView a, SquareView qt, double* work);
 
 /// Reduces a Hessenberg matrix to real Schur form in place and carries `qt` along: blocks of two rows are
 /// left for complex pairs only, with equal diagonal elements and off-diagonal ones of opposite signs; all
 /// else below the diagonal is exactly 0.
-/// @return  false when an eigenvalue does not converge.
+/// @return  false when an eigenvalue does not converge or the host gives up.
 bool ReduceToSchur(SquareView h, SquareView qt);
 
 /// The eigenvalues of a real Schur form, in the order of its diagonal, of pairs the positive imaginary part

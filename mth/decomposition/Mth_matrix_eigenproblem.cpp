@@ -8,6 +8,7 @@
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
 #include "mth/decomposition/Mth_eigenvectors_internal.h"
+#include "mth/decomposition/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_lyapunov_internal.h"
 #include "mth/decomposition/Mth_scaling_internal.h"
 #include "mth/matrix/Mth_matrix.h"
@@ -74,8 +75,8 @@ bool SolveScaled(SquareView a, const Workspace& space, double* scales, SquareVie
   const std::int64_t n = a.size;
   const SquareView qt{space.vectors.Get(), n};
   const SquareView schurVectors{space.work.Get(), n};
-  mth_internal::ReduceToHessenberg(a, qt, scales + n);
-  if (!mth_internal::ReduceToSchur(a, qt)) return false;
+  if (!mth_internal::ReduceToHessenberg(a, qt, scales + n) || !mth_internal::ReduceToSchur(a, qt))
+    return false;
   mth_internal::SchurValues(a, space.values.Get());
   mth_internal::SchurVectors(a, space.values.Get(), schurVectors, space.complexWork.Get());
   MultiplyVectors(schurVectors, qt, scales, vectors);
@@ -113,7 +114,9 @@ bool SolveGeneral(SquareView original, SquareView a, const Workspace& space, MTH
   const bool isHarmless = n == 0 || *largest <= kHarmlessScales * *smallest;
   bool isDone = SolveScaled(a, space, scales, a);
   if (isDone) WriteVectors(a, space.values.Get(), vectors);
-  if (isHarmless || (isDone && AreEigenvectors(original, space.values.Get(), vectors))) return isDone;
+  if (isHarmless || mth_internal::IsGivenUp(n) ||
+      (isDone && AreEigenvectors(original, space.values.Get(), vectors)))
+    return isDone;
   std::copy_n(original.elements, n * n, a.elements);
   std::fill_n(scales, n, 1.0);
   isDone = SolveScaled(a, space, scales, a);

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "mth/core/Mth_message_internal.h"
+#include "mth/decomposition/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_pseudo_inverse_internal.h"
 #include "mth/decomposition/Mth_svd_internal.h"
 #include "mth/matrix/Mth_matrix.h"
@@ -123,7 +124,8 @@ MTH_MATRIX* MTH_MATRIX::SolveLinearSystemBySVD(const MTH_MATRIX& b) const {
   if (rows_ != b.rows_) return NewFailure(4);
   const MatrixPtr inverse(PseudoInverse());
   if (!IsInverse(inverse.get())) {
-    mth_internal::ShowInformation(mth_internal::kNotInvertible);
+    const bool isGivenUp = mth_internal::IsGivenUp(std::min(rows_, columns_));
+    if (!isGivenUp) mth_internal::ShowInformation(mth_internal::kNotInvertible);
     return NewFailure(9);
   }
   if (inverse->status_ == 10) mth_internal::ShowInformation(mth_internal::kUnstableSolution);

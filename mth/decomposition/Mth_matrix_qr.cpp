@@ -3,6 +3,7 @@
 #include <new>
 
 #include "mth/core/Mth_work_array_internal.h"
+#include "mth/decomposition/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_reflections_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
@@ -38,6 +39,7 @@ bool IterateQR(const T* elements, std::int64_t size, double tolerance, double* d
   std::copy_n(elements, size * size, iterate.Get());
   // The first step only prepares the matrix whose diagonal is watched.
   for (int iterations = -1; iterations <= kIterationCap; ++iterations) {
+    if (mth_internal::IsGivenUp(size)) return false;
     std::copy_n(iterate.Get(), size * size, r.Get());
     factor(r.Get(), size, size, q.Get(), scratch.Get());
     mth_internal::Multiply<T>({r.Get(), q.Get(), iterate.Get(), size, size, size});

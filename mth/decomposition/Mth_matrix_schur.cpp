@@ -50,8 +50,7 @@ bool IsUpperTriangular(SquareView a) {
 
 bool DecomposeBySchur(SquareView a, SquareView qt, double* work) {
   if (!IsUpperTriangular(a)) {
-    ReduceToHessenberg(a, qt, work);
-    return ReduceToSchur(a, qt);
+    return ReduceToHessenberg(a, qt, work) && ReduceToSchur(a, qt);
   }
   std::fill_n(qt.elements, a.size * a.size, 0.0);
   for (std::int64_t i = 0; i < a.size; ++i) {

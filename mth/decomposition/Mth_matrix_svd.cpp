@@ -7,6 +7,7 @@
 
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
+#include "mth/decomposition/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_svd_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
@@ -55,42 +56,53 @@ class Workspace {
   std::array<std::int64_t, kSmallSize> smallOrder_;
 };
 
+// The triangle S of H0 H1 ... = I - Yt S Y, where gram = Y Yt.
+void WriteTriangle(const double* factors, const double* gram, std::int64_t count, double* s) {
+  std::fill_n(s, count * count, 0.0);
+  for (std::int64_t k = 0; k < count; ++k) {
+    for (std::int64_t i = 0; i < k; ++i) {
+      double sum = 0.0;
+      for (std::int64_t j = i; j < k; ++j) sum += s[i * count + j] * gram[j * count + k];
+      s[i * count + k] = -factors[k] * sum;
+    }
+    s[k * count + k] = factors[k];
+  }
+}
+
 // Columns beyond `columns` of the product of reflections that the decomposition of a tall matrix began with:
 // an orthonormal basis of what its columns do not span. H0 H1 ... = I - Yt S Y with the vectors as the rows
 // of Y and a triangular S, which makes it two products (Schreiber and Van Loan 1989).
 // @return  false without memory.
 template <class T>
 bool CompleteBasis(double* scratch, std::int64_t rows, std::int64_t columns, T* target, std::int64_t stride) {
+  constexpr std::int64_t kChunkRows = 48;  // of the basis, in cache
   const SVDSlices slices(rows, columns);
   double* y = scratch + slices.qrVectors;
   for (std::int64_t k = 0; k < columns; ++k) std::fill_n(y + k * rows, k, 0.0);  // nobody has written them
-  const double* factors = scratch + slices.qrFactors;
+  double* yt = scratch + slices.panels;  // nobody needs them any more, nor what the square matrix took
+  double* s = scratch + slices.ut;
+  double* gram = scratch + slices.vt;
   const std::int64_t rest = rows - columns;
-  const WorkArray<double> yt(rows * columns);
-  const WorkArray<double> gram(columns * columns);
-  const WorkArray<double> s(columns * columns);
-  const WorkArray<double> end(columns * rest);
-  const WorkArray<double> weights(columns * rest);
-  const WorkArray<double> basis(rows * rest);
-  if (!yt || !gram || !s || !end || !weights || !basis) return false;
-  mth_internal::Transpose<double>(y, columns, rows, yt.Get());
-  mth_internal::Multiply<double>({y, yt.Get(), gram.Get(), columns, rows, columns});
-  std::fill_n(s.Get(), columns * columns, 0.0);
-  for (std::int64_t k = 0; k < columns; ++k) {
-    for (std::int64_t i = 0; i < k; ++i) {
-      double sum = 0.0;
-      for (std::int64_t j = i; j < k; ++j) sum += s[i * columns + j] * gram[j * columns + k];
-      s[i * columns + k] = -factors[k] * sum;
-    }
-    s[k * columns + k] = factors[k];
-  }
-  for (std::int64_t k = 0; k < columns; ++k) std::copy_n(y + k * rows + columns, rest, end.Get() + k * rest);
-  mth_internal::Multiply<double>({s.Get(), end.Get(), weights.Get(), columns, columns, rest});
-  mth_internal::Multiply<double>({yt.Get(), weights.Get(), basis.Get(), rows, columns, rest});
-  for (std::int64_t i = 0; i < rows; ++i) {
-    for (std::int64_t j = 0; j < rest; ++j) {
-      const double unit = i == columns + j ? 1.0 : 0.0;
-      target[i * stride + columns + j] = static_cast<T>(unit - basis[i * rest + j]);
+  const WorkArray<double> memory((2 * columns + kChunkRows) * rest);
+  if (!memory) return false;
+  double* end = memory.Get();
+  double* weights = end + columns * rest;
+  double* chunk = weights + columns * rest;
+  mth_internal::Transpose<double>(y, columns, rows, yt);
+  mth_internal::Multiply<double>({y, yt, gram, columns, rows, columns});
+  WriteTriangle(scratch + slices.qrFactors, gram, columns, s);
+  for (std::int64_t k = 0; k < columns; ++k) std::copy_n(y + k * rows + columns, rest, end + k * rest);
+  mth_internal::Multiply<double>({s, end, weights, columns, columns, rest});
+  for (std::int64_t first = 0; first < rows; first += kChunkRows) {
+    const std::int64_t count = std::min(kChunkRows, rows - first);
+    mth_internal::Multiply<double>({yt + first * columns, weights, chunk, count, columns, rest});
+    for (std::int64_t i = 0; i < count; ++i) {
+      double* row = chunk + i * rest;
+      for (std::int64_t j = 0; j < rest; ++j) row[j] = 0.0 - row[j];
+      const std::int64_t unit = first + i - columns;
+      if (unit >= 0) row[unit] += 1.0;
+      std::transform(row, row + rest, target + (first + i) * stride + columns,
+                     [](double x) { return static_cast<T>(x); });
     }
   }
   return true;
@@ -103,8 +115,7 @@ SVDResult DecomposeTall(const T* input, std::int64_t rows, std::int64_t columns,
   Workspace space(rows, columns);
   if (!space) return SVDResult::NoMemory;
   const auto decompose = MTH_SELECT(DecomposeBySVD<T>);
-  const bool hasConverged = decompose(input, rows, columns, targets, space.Scratch(), space.Order());
-  return hasConverged ? SVDResult::Done : SVDResult::NoConvergence;
+  return decompose(input, rows, columns, targets, space.Scratch(), space.Order());
 }
 
 // A matrix with fewer rows than columns: its transpose is decomposed, whose U and V are the first columns of
@@ -120,8 +131,9 @@ SVDResult DecomposeWide(const T* input, std::int64_t rows, std::int64_t columns,
   const auto decompose = MTH_SELECT(DecomposeBySVD<T>);
   const SVDTargets<T> swapped{targets.v,           targets.vStride, targets.values,
                               targets.valueStride, targets.u,       targets.uStride};
-  if (!decompose(transposed.Get(), columns, rows, swapped, space.Scratch(), space.Order()))
-    return SVDResult::NoConvergence;
+  const SVDResult result =
+      decompose(transposed.Get(), columns, rows, swapped, space.Scratch(), space.Order());
+  if (result != SVDResult::Done) return result;
   const bool isComplete = CompleteBasis(space.Scratch(), columns, rows, targets.v, targets.vStride);
   return isComplete ? SVDResult::Done : SVDResult::NoMemory;
 }
@@ -162,7 +174,7 @@ SVDFactors DecomposeSilently(const MTH_MATRIX& matrix) {
   if (IsUsable(factors.u.get()) && IsUsable(factors.w.get()) && IsUsable(factors.v.get()))
     factors.result = DecomposeInto(matrix, factors);
   if (factors.result == SVDResult::Done) return factors;
-  const int status = factors.result == SVDResult::NoConvergence ? 17 : 1;
+  const int status = factors.result == SVDResult::NoMemory ? 1 : 17;
   Discard(factors.u, status);
   Discard(factors.w, status);
   Discard(factors.v, status);

@@ -2,11 +2,11 @@
 #include <cmath>
 #include <limits>
 
+#include "mth/decomposition/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_qz_internal.h"
-#include "mth/decomposition/Mth_reflections_internal.h"
 #include "mth/decomposition/Mth_small_reflections_internal.h"
 
-// Generalised real Schur form: Hessenberg-triangular form and the double-shift steps of Moler and Stewart.
+// Generalised real Schur form: the double-shift steps of Moler and Stewart.
 
 namespace mth_internal {
 namespace {
@@ -14,72 +14,6 @@ namespace {
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 constexpr int kIterationCap = 120;
 constexpr int kExceptionalPeriod = 10;  // a step with other shifts breaks cycles
-
-void RotateRows(const Pencil& p, std::int64_t k, std::int64_t firstOfA, std::int64_t firstOfB,
-                PlaneRotation rotation) {
-  const std::int64_t n = p.a.size;
-  RotateTwoRows(p.a[k], p.a[k + 1], firstOfA, n, rotation);
-  RotateTwoRows(p.b[k], p.b[k + 1], firstOfB, n, rotation);
-  RotateTwoRows(p.qt[k], p.qt[k + 1], 0, n, rotation);
-}
-
-// Columns k and k + 1 of the first rows.
-void RotateColumns(const Pencil& p, std::int64_t k, std::int64_t rowsOfA, std::int64_t rowsOfB,
-                   PlaneRotation rotation) {
-  RotateTwoColumns(p.a, k, rowsOfA, rotation);
-  RotateTwoColumns(p.b, k, rowsOfB, rotation);
-  RotateTwoRows(p.zt[k], p.zt[k + 1], 0, p.a.size, rotation);
-}
-
-// The rotation of two columns that sends the row (x, y) to (0, r).
-PlaneRotation ToTheRight(double x, double y) {
-  const PlaneRotation rotation = RotationOf(y, x);
-  return {rotation.c, -rotation.s};
-}
-
-void SetIdentity(SquareView matrix) {
-  std::fill_n(matrix.elements, matrix.size * matrix.size, 0.0);
-  for (std::int64_t i = 0; i < matrix.size; ++i) matrix[i][i] = 1.0;
-}
-
-// b becomes upper triangular by reflections of rows.
-void Triangularise(const Pencil& p, double* work) {
-  const std::int64_t n = p.a.size;
-  double* v = work;
-  double* sums = work + n;
-  for (std::int64_t k = 0; k + 1 < n; ++k) {
-    double squares = 0.0;
-    double below = 0.0;
-    for (std::int64_t i = k; i < n; ++i) {
-      v[i] = p.b[i][k];
-      squares += v[i] * v[i];
-      if (i > k) below = std::max(below, std::abs(v[i]));
-    }
-    if (below == 0.0) continue;
-    const double scale = BringSquaresNearOne(v + k, n - k, squares);
-    const Reflection reflection = ReflectionOf(v[k], squares);
-    v[k] = reflection.head;
-    ReflectRowsBy(p.b.elements, n, n, v, reflection.factor, k, k + 1, sums);
-    ReflectRowsBy(p.a.elements, n, n, v, reflection.factor, k, 0, sums);
-    ReflectRowsBy(p.qt.elements, n, n, v, reflection.factor, k, 0, sums);
-    p.b[k][k] = reflection.image / scale;
-    for (std::int64_t i = k + 1; i < n; ++i) p.b[i][k] = 0.0;
-  }
-}
-
-// a becomes Hessenberg: each element is rotated away from below, and b made triangular again.
-void ReduceToHessenbergTriangular(const Pencil& p) {
-  const std::int64_t n = p.a.size;
-  for (std::int64_t j = 0; j + 2 < n; ++j) {
-    for (std::int64_t i = n - 1; i >= j + 2; --i) {
-      if (p.a[i][j] == 0.0) continue;
-      RotateRows(p, i - 1, j, i - 1, RotationOf(p.a[i - 1][j], p.a[i][j]));
-      p.a[i][j] = 0.0;
-      RotateColumns(p, i - 1, n, i + 1, ToTheRight(p.b[i][i - 1], p.b[i][i]));
-      p.b[i][i - 1] = 0.0;
-    }
-  }
-}
 
 class QZReduction {
  public:
@@ -92,6 +26,7 @@ class QZReduction {
   bool Run() {
     int iterations = 0;
     for (std::int64_t last = n_ - 1; last >= 0;) {
+      if (iterations == 0 && IsGivenUp(n_)) return false;
       const std::int64_t first = FirstOfBlock(last);
       if (first < last && DeflateInfinite(first, last)) {
         iterations = 0;
@@ -258,100 +193,10 @@ class QZReduction {
   double negligibleB_;
 };
 
-// Columns and then rows k and k + 1 are rotated so that b is diagonal there: its columns become orthogonal,
-// and the first, which is the longer one, points along its axis.
-void DiagonaliseB(const Pencil& p, std::int64_t k) {
-  const double upper = p.b[k][k];
-  const double beside = p.b[k][k + 1];
-  const double lower = p.b[k + 1][k + 1];
-  if (beside != 0.0) {
-    const double scale = PowerToUnit(std::max({std::abs(upper), std::abs(beside), std::abs(lower)}));
-    const double f = upper * scale;
-    const double g = beside * scale;
-    const double h = lower * scale;
-    // Half the angle of (f f - g g - h h, 2 f g).
-    const double across = 2.0 * f * g;
-    const double along = f * f - g * g - h * h;
-    const PlaneRotation half =
-        RotationOf(std::abs(along) + std::sqrt(along * along + across * across), across);
-    RotateColumns(p, k, k + 2, k + 2, along >= 0.0 ? half : PlaneRotation{half.s, half.c});
-    RotateRows(p, k, k, k, RotationOf(p.b[k][k], p.b[k + 1][k]));
-  }
-  p.b[k][k + 1] = 0.0;
-  p.b[k + 1][k] = 0.0;
-  MakePositive(p, k);
-  MakePositive(p, k + 1);
-}
-
 }  // namespace
 
-void MakePositive(const Pencil& p, std::int64_t k) {
-  const std::int64_t n = p.a.size;
-  if (!std::signbit(p.b[k][k])) return;
-  if (p.b[k][k] != 0.0) {
-    // The row of a block with a complex pair begins one column further to the left.
-    for (std::int64_t j = std::max<std::int64_t>(k - 1, 0); j < n; ++j) p.a[k][j] = 0.0 - p.a[k][j];
-    for (std::int64_t j = k + 1; j < n; ++j) p.b[k][j] = 0.0 - p.b[k][j];
-    for (std::int64_t j = 0; j < n; ++j) p.qt[k][j] = 0.0 - p.qt[k][j];
-  }
-  p.b[k][k] = std::abs(p.b[k][k]);
-}
-
-void StandardisePair(const Pencil& p, std::int64_t k) {
-  DiagonaliseB(p, k);
-  const double b1 = p.b[k][k];
-  const double b2 = p.b[k + 1][k + 1];
-  // The eigenvalues are w / (b1 b2); w = a22 b1 + half + or - the root of the discriminant.
-  const double scale = PowerToUnit(std::max(
-      {std::abs(p.a[k][k]), std::abs(p.a[k][k + 1]), std::abs(p.a[k + 1][k]), std::abs(p.a[k + 1][k + 1])}));
-  const double below = p.a[k + 1][k] * scale;
-  if (below == 0.0) {
-    p.a[k + 1][k] = 0.0;
-    return;
-  }
-  const double half = 0.5 * (p.a[k][k] * scale * b2 - p.a[k + 1][k + 1] * scale * b1);
-  const double discriminant = half * half + p.a[k][k + 1] * scale * b2 * (below * b1);
-  if (discriminant < 0.0) return;
-  const double root = std::sqrt(discriminant);
-  const double z = half + (half < 0.0 ? -root : root);
-  // The eigenvector of that eigenvalue becomes the first axis, and so does what both matrices send it to.
-  RotateColumns(p, k, k + 2, k + 2, RotationOf(z, below * b1));
-  const double image = std::max(std::abs(p.b[k][k]), std::abs(p.b[k + 1][k]));
-  const double other = std::max(std::abs(p.a[k][k]), std::abs(p.a[k + 1][k])) * scale;
-  const bool isOfB = image >= other;
-  RotateRows(p, k, k, k, isOfB ? RotationOf(p.b[k][k], p.b[k + 1][k]) : RotationOf(p.a[k][k], p.a[k + 1][k]));
-  p.a[k + 1][k] = 0.0;
-  p.b[k + 1][k] = 0.0;
-  MakePositive(p, k);
-  MakePositive(p, k + 1);
-}
-
 bool ReduceToGeneralisedSchur(const Pencil& p, double* work) {
-  SetIdentity(p.qt);
-  SetIdentity(p.zt);
-  Triangularise(p, work);
-  ReduceToHessenbergTriangular(p);
-  return QZReduction(p).Run();
-}
-
-void GeneralisedValues(SquareView a, SquareView b, Complex* alphas, double* betas) {
-  for (std::int64_t k = 0; k < a.size; ++k) {
-    alphas[k] = a[k][k];
-    betas[k] = b[k][k];
-    if (!IsPair(a, k)) continue;
-    const double b1 = b[k][k];
-    const double b2 = b[k + 1][k + 1];
-    // Over the mean of b1 and b2, which is their size.
-    const double beta = std::sqrt(b1) * std::sqrt(b2);
-    const double ratio = std::sqrt(b1) / std::sqrt(b2);
-    const double half = 0.5 * (a[k][k] / ratio - a[k + 1][k + 1] * ratio);
-    const double discriminant = half * half + a[k][k + 1] * a[k + 1][k];
-    const double imaginary = std::sqrt(std::max(-discriminant, 0.0));
-    alphas[k] = {a[k + 1][k + 1] * ratio + half, std::max(imaginary, std::numeric_limits<double>::min())};
-    alphas[k + 1] = Conjugate(alphas[k]);
-    betas[k] = betas[k + 1] = beta;
-    ++k;
-  }
+  return ReduceToHessenbergTriangular(p, work) && QZReduction(p).Run();
 }
 
 }  // namespace mth_internal

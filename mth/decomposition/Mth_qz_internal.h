@@ -4,6 +4,7 @@
 
 #include "mth/core/Mth_complex_number_internal.h"
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
+#include "mth/decomposition/Mth_small_reflections_internal.h"
 
 namespace mth_internal {
 
@@ -25,8 +26,12 @@ inline Pencil PencilIn(double* memory, std::int64_t size) {
 /// Sets qt and zt to the identity and brings the pencil, of elements of about 1 at most, to generalised real
 /// Schur form: `a` quasi-triangular with blocks of two rows for complex pairs only, `b` triangular with no
 /// negative diagonal element and diagonal in those blocks. All else is exactly 0. Work: 2 rows.
-/// @return  false when an eigenvalue does not converge.
+/// @return  false when an eigenvalue does not converge or the host gives up.
 bool ReduceToGeneralisedSchur(const Pencil& pencil, double* work);
+
+/// The first half of that: b triangular, a Hessenberg.
+/// @return  false when the host gives up.
+bool ReduceToHessenbergTriangular(const Pencil& pencil, double* work);
 
 /// Brings rows k and k + 1 of a pencil, all else in place and b triangular, to that form.
 void StandardisePair(const Pencil& pencil, std::int64_t k);
@@ -47,5 +52,28 @@ void GeneralisedValues(SquareView a, SquareView b, Complex* alphas, double* beta
 /// eigenvalue j, rows j and j + 1 the real and imaginary parts for a complex pair. Work: size numbers.
 void GeneralisedSchurVectors(SquareView a, SquareView b, const Complex* alphas, const double* betas,
                              SquareView vectors, Complex* work);
+
+/// Rows k and k + 1, from these columns on.
+inline void RotateRows(const Pencil& p, std::int64_t k, std::int64_t firstOfA, std::int64_t firstOfB,
+                       PlaneRotation rotation) {
+  const std::int64_t n = p.a.size;
+  RotateTwoRows(p.a[k], p.a[k + 1], firstOfA, n, rotation);
+  RotateTwoRows(p.b[k], p.b[k + 1], firstOfB, n, rotation);
+  RotateTwoRows(p.qt[k], p.qt[k + 1], 0, n, rotation);
+}
+
+/// Columns k and k + 1 of the first rows.
+inline void RotateColumns(const Pencil& p, std::int64_t k, std::int64_t rowsOfA, std::int64_t rowsOfB,
+                          PlaneRotation rotation) {
+  RotateTwoColumns(p.a, k, rowsOfA, rotation);
+  RotateTwoColumns(p.b, k, rowsOfB, rotation);
+  RotateTwoRows(p.zt[k], p.zt[k + 1], 0, p.a.size, rotation);
+}
+
+/// The rotation of two columns that sends the row (x, y) to (0, r).
+inline PlaneRotation ToTheRight(double x, double y) {
+  const PlaneRotation rotation = RotationOf(y, x);
+  return {rotation.c, -rotation.s};
+}
 
 }  // namespace mth_internal

@@ -84,11 +84,6 @@ class Hamiltonian {
   double* scales_;
 };
 
-void CopyTimes(const double* source, int exponent, SquareView target) {
-  for (std::int64_t i = 0; i < target.size * target.size; ++i)
-    target.elements[i] = std::ldexp(source[i], exponent);
-}
-
 // The exponent of the unknown that makes Q and G alike beside each other, or beside A where one of them is 0.
 int FirstExponent(int ofA, int ofG, int ofQ, bool hasA, bool hasG, bool hasQ) {
   if (hasG && hasQ) return (ofQ - ofG) / 2;
@@ -106,62 +101,146 @@ struct ContinuousWork {
   std::int64_t size;
 };
 
-// One pass with X in units of 2^exponent.
-int SolveHamiltonian(const RiccatiSystem& system, SquareView feedback, int feedbackExponent, int exponent,
-                     const ContinuousWork& work, SquareView x, bool* isOnBoundary) {
-  const std::int64_t n = x.size;
-  const SquareView a = work.At(1);
-  const SquareView g = work.At(2);
-  const SquareView q = work.At(3);
-  const int ofG = exponent - feedbackExponent;
-  const int ofQ = -exponent - system.q.exponent;
-  const int ofA = -system.a.exponent;
-  int largest = std::numeric_limits<int>::min();
-  if (!system.a.isZero) largest = std::max(largest, ofA);
-  if (!system.q.isZero) largest = std::max(largest, ofQ);
-  if (LargestMagnitude(feedback.elements, n * n) != 0.0) largest = std::max(largest, ofG);
-  if (largest == std::numeric_limits<int>::min()) largest = 0;
-  CopyTimes(system.a.elements, ofA - largest, a);
-  CopyTimes(feedback.elements, ofG - largest, g);
-  CopyTimes(system.q.elements, ofQ - largest, q);
-  double* scales = work.Rest() + 4 * n;
-  Hamiltonian hamiltonian(a, g, q, scales);
-  hamiltonian.Balance();
-  const SquareView h = work.Large(0);
-  const SquareView qt = work.Large(1);
-  hamiltonian.WriteTo(h);
-  if (!DecomposeBySchur(h, qt, work.Rest())) return 5;
-  const std::int64_t stable = MoveNegativeUp(h, qt);
-  if (stable < 0) return 5;
-  if (stable != n) return 9;
-  const int status = SolveSubspace(qt.elements, x);
-  if (status != 0 && status != 10) return status;
-  const SquareView closed = work.At(4);
-  Multiply<double>({g.elements, x.elements, closed.elements, n, n, n});
-  for (std::int64_t i = 0; i < n * n; ++i) closed.elements[i] = a.elements[i] - closed.elements[i];
-  const double sizeOfX = NormOf(x);
-  const double doubt = 2.0 * NormOf(a) * sizeOfX + NormOf(q) + NormOf(g) * sizeOfX * sizeOfX;
-  double margin = std::numeric_limits<double>::infinity();
-  for (std::int64_t k = 0; k < n; ++k) margin = std::min(margin, -h[k][k]);
-  // At X + X A - X G X + Q = Y + Yt + Q with Y = (A - G X / 2)t X.
-  const SquareView half{h.elements, n};  // the form has told its eigenvalues
-  const SquareView residual{h.elements + n * n, n};
-  const SquareView product{h.elements + 2 * n * n, n};
-  const double formNorm = NormOf(h);
-  for (std::int64_t i = 0; i < n; ++i) {
-    for (std::int64_t j = 0; j < n; ++j) half[j][i] = 0.5 * (a[i][j] + closed[i][j]);
+class ContinuousRiccati {
+ public:
+  ContinuousRiccati(const RiccatiSystem& system, const ContinuousWork& work)
+      : system_(system),
+        work_(work),
+        n_(work.size),
+        feedback_(work.At(0)),
+        feedbackExponent_(2 * system.b.exponent - system.r.exponent) {}
+
+  // To be called first. 0, 1 or 6.
+  int FindFeedback() {
+    return MakeFeedback(system_.r.elements, system_.b.elements, n_, system_.b.columns, feedback_);
   }
-  Multiply<double>({half.elements, x.elements, product.elements, n, n, n});
-  for (std::int64_t i = 0; i < n; ++i) {
-    for (std::int64_t j = 0; j < n; ++j) residual[i][j] = product[i][j] + product[j][i] + q[i][j];
+
+  // In one unit for all states, which the solution has a say in.
+  RiccatiAttempt SolveInOneUnit(SquareView x, RiccatiUnits* units) const {
+    const bool hasA = !system_.a.isZero;
+    const bool hasQ = !system_.q.isZero;
+    const bool hasG = LargestMagnitude(feedback_.elements, n_ * n_) != 0.0;
+    const int first =
+        FirstExponent(-system_.a.exponent, -feedbackExponent_, -system_.q.exponent, hasA, hasG, hasQ);
+    const int ofA = (feedbackExponent_ + system_.q.exponent) / 2 - system_.a.exponent;
+    const int slack = kFreeExponents + (hasA && hasG && hasQ ? std::max(0, ofA) : 0);
+    std::fill_n(units->states, n_, 0);
+    units->exponent = first;
+    for (int pass = 1;; ++pass) {
+      const RiccatiAttempt attempt = Solve(*units, true, x);
+      if (pass == kMostPasses || (attempt.status != 0 && attempt.status != 10)) return attempt;
+      // A unit that makes the solution about 1, where Q and G stay small beside A.
+      const int next = std::clamp(units->exponent + ExponentToUnit(x), first - slack, first + slack);
+      if (next == units->exponent) return attempt;
+      units->exponent = next;
+    }
   }
-  Refine(x, closed, residual, false);
-  *isOnBoundary = IsOnBoundary(margin / formNorm, closed, g, doubt, false);
-  for (std::int64_t i = 0; i < n; ++i) {
-    for (std::int64_t j = 0; j < n; ++j) x[i][j] = x[i][j] / scales[i] / scales[j];
+
+  // In the units of what each state would cost by itself; `units` tells that of the others.
+  RiccatiAttempt SolveInOwnUnits(SquareView x, RiccatiUnits* units) const {
+    double* logarithms = work_.Rest();
+    for (std::int64_t i = 0; i < n_; ++i) {
+      const ScalarRiccati own(system_, feedback_, feedbackExponent_, i);  // g x x = 2 a x + q
+      const double root = std::max(own.a, 0.5 * (own.g + own.q));
+      logarithms[i] = own.isPositive ? root - own.g : own.q - root;
+    }
+    ChooseUnits(logarithms, units->exponent, n_, units);
+    return Solve(*units, false, x);
   }
-  return status;
-}
+
+ private:
+  SquareView A() const { return work_.At(1); }
+  SquareView G() const { return work_.At(2); }
+  SquareView Q() const { return work_.At(3); }
+
+  // The equation in these units, its largest element about 1.
+  void WriteEquation(const RiccatiUnits& units) const {
+    const auto exponentOfA = [&](std::int64_t i, std::int64_t j) {
+      return units.states[i] - units.states[j] - system_.a.exponent;
+    };
+    const auto exponentOfG = [&](std::int64_t i, std::int64_t j) {
+      return units.Of(i, j) - feedbackExponent_;
+    };
+    const auto exponentOfQ = [&](std::int64_t i, std::int64_t j) {
+      return -units.Of(i, j) - system_.q.exponent;
+    };
+    constexpr int kNone = std::numeric_limits<int>::min();
+    int largest = kNone;
+    const auto measure = [&](double element, int exponent) {
+      if (element != 0.0) largest = std::max(largest, std::ilogb(element) + exponent);
+    };
+    const auto forEach = [&](auto visit) {
+      for (std::int64_t i = 0; i < n_; ++i) {
+        for (std::int64_t j = 0; j < n_; ++j) visit(i, j);
+      }
+    };
+    forEach([&](std::int64_t i, std::int64_t j) {
+      measure(system_.a.At(i, j), exponentOfA(i, j));
+      measure(feedback_[i][j], exponentOfG(i, j));
+      measure(system_.q.At(i, j), exponentOfQ(i, j));
+    });
+    if (largest == kNone) largest = 0;
+    forEach([&](std::int64_t i, std::int64_t j) {
+      A()[i][j] = std::ldexp(system_.a.At(i, j), exponentOfA(i, j) - largest);
+      G()[i][j] = std::ldexp(feedback_[i][j], exponentOfG(i, j) - largest);
+      Q()[i][j] = std::ldexp(system_.q.At(i, j), exponentOfQ(i, j) - largest);
+    });
+  }
+
+  RiccatiAttempt Solve(const RiccatiUnits& units, bool isBalanced, SquareView x) const {
+    WriteEquation(units);
+    double* scales = work_.Rest() + 4 * n_;
+    Hamiltonian hamiltonian(A(), G(), Q(), scales);
+    if (isBalanced) hamiltonian.Balance();
+    const SquareView h = work_.Large(0);
+    const SquareView qt = work_.Large(1);
+    hamiltonian.WriteTo(h);
+    if (!DecomposeBySchur(h, qt, work_.Rest())) return {5};
+    const std::int64_t stable = MoveNegativeUp(h, qt);
+    if (stable != n_) return {stable < 0 ? 5 : 9};
+    const int status = SolveSubspace(qt.elements, x);
+    if (status != 0 && status != 10) return {status, status == 9};
+    const RiccatiAttempt attempt = Confirm(status, h, x);
+    for (std::int64_t i = 0; i < n_; ++i) {
+      for (std::int64_t j = 0; j < n_; ++j) x[i][j] = x[i][j] / scales[i] / scales[j];
+    }
+    return attempt;
+  }
+
+  // One step of Newton's method, and a look at how near the closed loop is to its boundary.
+  // @param form  the Schur form of the Hamiltonian matrix, the stable eigenvalues first; destroyed.
+  RiccatiAttempt Confirm(int status, SquareView form, SquareView x) const {
+    double margin = std::numeric_limits<double>::infinity();
+    for (std::int64_t k = 0; k < n_; ++k) margin = std::min(margin, -form[k][k]);
+    margin /= NormOf(form);
+    const SquareView a = A();
+    const SquareView closed = work_.At(4);
+    Multiply<double>({G().elements, x.elements, closed.elements, n_, n_, n_});
+    for (std::int64_t i = 0; i < n_ * n_; ++i) closed.elements[i] = a.elements[i] - closed.elements[i];
+    const double sizeOfX = NormOf(x);
+    const double doubt = 2.0 * NormOf(a) * sizeOfX + NormOf(Q()) + NormOf(G()) * sizeOfX * sizeOfX;
+    // At X + X A - X G X + Q = Y + Yt + Q with Y = (A - G X / 2)t X.
+    const SquareView half{form.elements, n_};
+    const SquareView residual{form.elements + n_ * n_, n_};
+    const SquareView product{form.elements + 2 * n_ * n_, n_};
+    for (std::int64_t i = 0; i < n_; ++i) {
+      for (std::int64_t j = 0; j < n_; ++j) half[j][i] = 0.5 * (a[i][j] + closed[i][j]);
+    }
+    Multiply<double>({half.elements, x.elements, product.elements, n_, n_, n_});
+    for (std::int64_t i = 0; i < n_; ++i) {
+      for (std::int64_t j = 0; j < n_; ++j) residual[i][j] = product[i][j] + product[j][i] + Q()[i][j];
+    }
+    const bool isLost = sizeOfX == 0.0 && !system_.q.isZero;
+    const bool isConfirmed = std::isfinite(Refine(x, closed, residual, false)) && !isLost;
+    return {status, status == 10 || !isConfirmed, IsOnBoundary(margin, closed, G(), doubt, false)};
+  }
+
+  const RiccatiSystem& system_;
+  const ContinuousWork& work_;
+  std::int64_t n_;
+  SquareView feedback_;
+  int feedbackExponent_;
+};
 
 }  // namespace
 
@@ -169,29 +248,9 @@ int SolveContinuousRiccati(const RiccatiSystem& system, SquareView x, int* expon
   const std::int64_t n = system.a.rows;
   const ContinuousWork work(n);
   if (!work.memory) return 1;
-  const SquareView feedback = work.At(0);
-  const int feedbackExponent = 2 * system.b.exponent - system.r.exponent;
-  if (const int refusal = MakeFeedback(system.r.elements, system.b.elements, n, system.b.columns, feedback))
-    return refusal;
-  const bool hasFeedback = LargestMagnitude(feedback.elements, n * n) != 0.0;
-  *exponent = FirstExponent(-system.a.exponent, -feedbackExponent, -system.q.exponent, !system.a.isZero,
-                            hasFeedback, !system.q.isZero);
-  const int first = *exponent;
-  const bool isCoupled = hasFeedback && !system.q.isZero && !system.a.isZero;
-  const int slack =
-      kFreeExponents +
-      (isCoupled ? std::max(0, (feedbackExponent + system.q.exponent) / 2 - system.a.exponent) : 0);
-  bool isOnBoundary = false;
-  int status = 0;
-  for (int pass = 0; pass < kMostPasses; ++pass) {
-    status = SolveHamiltonian(system, feedback, feedbackExponent, *exponent, work, x, &isOnBoundary);
-    // A unit that makes the solution about 1, where Q and G stay small beside A.
-    const int wanted = status == 0 || status == 10 ? *exponent + ExponentToUnit(x) : *exponent;
-    const int next = std::clamp(wanted, first - slack, first + slack);
-    if (next == *exponent || pass + 1 == kMostPasses) break;
-    *exponent = next;
-  }
-  return status == 0 && isOnBoundary ? 9 : status;
+  ContinuousRiccati equation(system, work);
+  if (const int refusal = equation.FindFeedback()) return refusal;
+  return SolveByAttempts(equation, x, exponent);
 }
 
 }  // namespace mth_internal

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
+#include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
 
 namespace mth_internal {
@@ -23,6 +25,37 @@ struct RiccatiSystem {
   ScaledMatrix q;
   ScaledMatrix r;
 };
+
+/// What the solution is told in: X(i, j) in 2^(exponent + states[i] + states[j]).
+struct RiccatiUnits {
+  int exponent;
+  int* states;
+  int Of(std::int64_t i, std::int64_t j) const { return exponent + states[i] + states[j]; }
+  /// Brings a solution told in these units to the unit 2^exponent.
+  void ApplyTo(SquareView x) const;
+};
+
+/// What came of an attempt to solve an equation in some units.
+struct RiccatiAttempt {
+  int status = 0;
+  bool isDoubtful = false;  // other units may do better
+  bool isOnBoundary = false;
+};
+
+/// Logarithms to base 2 that tell what one state would cost by itself: of its element of A, and of those
+/// of G = B R^-1 Bt and of Q; minus infinity for 0.
+struct ScalarRiccati {
+  ScalarRiccati(const RiccatiSystem& system, SquareView feedback, int feedbackExponent, std::int64_t state);
+  bool isPositive;  // the element of A
+  double a;
+  double g;
+  double q;
+};
+
+/// Sets the units in which each state's own solution is about 1.
+/// @param logarithms  those of the states' own solutions; not finite for those that are not known.
+/// @param exponent    what counts for them.
+void ChooseUnits(const double* logarithms, int exponent, std::int64_t n, RiccatiUnits* units);
 
 /// The stabilising solution of the continuous equation times 2^-exponent.
 /// @param x         n x n doubles.
@@ -49,10 +82,36 @@ int ExponentToUnit(SquareView x);
 /// @param doubt     the size of the terms of the equation, of which rounding has left epsilon undecided.
 bool IsOnBoundary(double margin, SquareView closed, SquareView feedback, double doubt, bool isDiscrete);
 
+/// Solves an equation in one unit for all states and, where that leaves a doubt, in the states' own units.
+/// @return  a status: 0 or 10 beside a solution.
+template <class Equation>
+int SolveByAttempts(Equation& equation, SquareView x, int* exponent) {
+  const std::int64_t n = x.size;
+  const WorkArray<double> other(n * n);
+  const WorkArray<int> states(2 * n);
+  if (!other || !states) return 1;
+  RiccatiUnits units{0, states.Get()};
+  RiccatiAttempt attempt = equation.SolveInOneUnit(x, &units);
+  if (attempt.isDoubtful) {
+    RiccatiUnits ownUnits{units.exponent, states.Get() + n};
+    const SquareView y{other.Get(), n};
+    const RiccatiAttempt second = equation.SolveInOwnUnits(y, &ownUnits);
+    if (second.status == 0 && !second.isDoubtful) {
+      std::copy_n(y.elements, n * n, x.elements);
+      attempt = second;
+      units = ownUnits;
+    }
+  }
+  units.ApplyTo(x);
+  *exponent = units.exponent;
+  return attempt.status == 0 && attempt.isOnBoundary ? 9 : attempt.status;
+}
+
 /// One step of Newton's method: x gains what takes the residual away, unless that is no small change.
+/// @return  the change beside x: infinity when it was no small one, so that x is not confirmed.
 /// @param closed    the closed loop.
 /// @param residual  what the equation leaves for x, symmetric; destroyed.
-void Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete);
+double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete);
 
 /// g = B R^-1 Bt for a symmetric m x m matrix R and an n x m matrix B.
 /// @return  0, 1 (no memory) or 6 (R is singular).

@@ -114,19 +114,42 @@ int MakeFeedback(const double* r, const double* b, std::int64_t n, std::int64_t 
   return 0;
 }
 
-void Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete) {
+ScalarRiccati::ScalarRiccati(const RiccatiSystem& system, SquareView feedback, int feedbackExponent,
+                             std::int64_t state)
+    : isPositive(system.a.At(state, state) > 0.0),
+      a(std::log2(std::abs(system.a.At(state, state))) - system.a.exponent),
+      g(std::log2(std::abs(feedback[state][state])) - feedbackExponent),
+      q(std::log2(std::abs(system.q.At(state, state))) - system.q.exponent) {}
+
+void RiccatiUnits::ApplyTo(SquareView x) const {
+  for (std::int64_t i = 0; i < x.size; ++i) {
+    for (std::int64_t j = 0; j < x.size; ++j) x[i][j] = std::ldexp(x[i][j], states[i] + states[j]);
+  }
+}
+
+void ChooseUnits(const double* logarithms, int exponent, std::int64_t n, RiccatiUnits* units) {
+  const auto unitOf = [&](std::int64_t i) {
+    return std::isfinite(logarithms[i]) ? static_cast<int>(std::lround(logarithms[i])) : exponent;
+  };
+  units->exponent = n == 0 ? exponent : unitOf(0);
+  for (std::int64_t i = 1; i < n; ++i) units->exponent = std::max(units->exponent, unitOf(i));
+  for (std::int64_t i = 0; i < n; ++i) units->states[i] = (unitOf(i) - units->exponent) / 2;
+}
+
+double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete) {
   const std::int64_t n = x.size;
   constexpr double kSmallChange = 1e-2;
   const WorkArray<double> transposed(n * n);
-  if (!transposed) return;
+  if (!transposed) return 0.0;
   Transpose<double>(closed.elements, n, n, transposed.Get());
   Symmetrise(residual);
   const int status =
       SolveLyapunovEquation({transposed.Get(), n}, residual, true, {isDiscrete, isDiscrete ? 1.0 : 0.0});
   const double change = LargestMagnitude(residual.elements, n * n);
-  const bool isSmall = change <= kSmallChange * LargestMagnitude(x.elements, n * n);
-  if (status != 0 || !isSmall) return;
+  const double size = LargestMagnitude(x.elements, n * n);
+  if (status != 0 || !(change <= kSmallChange * size)) return std::numeric_limits<double>::infinity();
   for (std::int64_t i = 0; i < n * n; ++i) x.elements[i] += residual.elements[i];
+  return size == 0.0 ? 0.0 : change / size;
 }
 
 int ExponentToUnit(SquareView x) {

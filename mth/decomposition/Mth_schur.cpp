@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
+#include "mth/decomposition/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_reflections_internal.h"
 #include "mth/decomposition/Mth_small_reflections_internal.h"
 
@@ -36,6 +37,7 @@ class SchurReduction {
   bool Run() {
     int iterations = 0;
     for (std::int64_t last = h_.size - 1; last >= 0;) {
+      if (iterations == 0 && IsGivenUp(h_.size)) return false;
       const std::int64_t first = FirstOfBlock(last, iterations);
       if (last - first >= 2) {
         if (++iterations > kIterationCap) return false;
@@ -236,13 +238,14 @@ void Balance(SquareView a, double* scales) {
   }
 }
 
-void ReduceToHessenberg(SquareView a, SquareView qt, double* work) {
+bool ReduceToHessenberg(SquareView a, SquareView qt, double* work) {
   const std::int64_t n = a.size;
   double* v = work;
   double* sums = work + n;
   std::fill_n(qt.elements, n * n, 0.0);
   for (std::int64_t i = 0; i < n; ++i) qt[i][i] = 1.0;
   for (std::int64_t k = 0; k + 2 < n; ++k) {
+    if (IsGivenUp(n)) return false;
     double squares = 0.0;
     double below = 0.0;
     for (std::int64_t i = k + 1; i < n; ++i) {
@@ -266,6 +269,7 @@ void ReduceToHessenberg(SquareView a, SquareView qt, double* work) {
     }
     ReflectRowsBy(qt.elements, n, n, v, factor, k + 1, 0, sums);
   }
+  return true;
 }
 
 bool ReduceToSchur(SquareView h, SquareView qt) {

@@ -64,7 +64,8 @@ inline double MakeReflectionVector(double* vector, std::int64_t first, std::int6
 // Reduces a (size x size, rows `stride` apart, padded with zeros) to the diagonal d and superdiagonal e.
 // Left reflection k is 0 above row k, right reflection k up to column k; each row of `left` and `right` is
 // one.
-inline void Bidiagonalise(double* a, std::int64_t size, std::int64_t stride, const Reflections& left,
+// @return  false when the host gives up.
+inline bool Bidiagonalise(double* a, std::int64_t size, std::int64_t stride, const Reflections& left,
                           const Reflections& right, double* d, double* e, double* work) {
   double* sums = work;           // ut A
   double* dots = work + stride;  // A v
@@ -73,6 +74,7 @@ inline void Bidiagonalise(double* a, std::int64_t size, std::int64_t stride, con
   const double* formerRight = zeros;
   double formerFactor = 0.0;
   for (std::int64_t k = 0; k < size; ++k) {
+    if (IsGivenUp(size)) return false;
     const std::int64_t start = k / kDotLanes * kDotLanes;
     // Column k once the former right reflection has reached it.
     double* u = left.vectors + k * stride;
@@ -99,6 +101,7 @@ inline void Bidiagonalise(double* a, std::int64_t size, std::int64_t stride, con
     formerRight = v;
     formerFactor = rightFactor;
   }
+  return true;
 }
 
 // Sends a panel through reflections count - 1 down to 0; reflection k is 0 above row k + offset.
@@ -157,23 +160,23 @@ class BidiagonalQR {
   BidiagonalQR(double* d, double* e, std::int64_t size, RotationBatch& left, RotationBatch& right)
       : d_(d), e_(e), size_(size), left_(left), right_(right) {}
 
-  // False when a singular value needs too many sweeps.
-  bool Run() {
+  SVDResult Run() {
     double norm = 0.0;
     for (std::int64_t k = 0; k < size_; ++k) norm = std::max(norm, std::abs(d_[k]) + std::abs(e_[k]));
     negligible_ = norm * std::numeric_limits<double>::epsilon();
     for (std::int64_t last = size_ - 1; last > 0; --last) {
       int iterations = 0;
+      if (IsGivenUp(size_)) return SVDResult::Cancelled;
       for (;;) {
         const std::int64_t first = FindBlock(last);
         if (first == last) break;
-        if (++iterations == kSVDIterationCap) return false;
+        if (++iterations == kSVDIterationCap) return SVDResult::NoConvergence;
         Sweep(first, last);
       }
     }
     left_.Apply();
     right_.Apply();
-    return true;
+    return SVDResult::Done;
   }
 
  private:
@@ -312,10 +315,9 @@ inline void OrderByMagnitude(const double* values, std::int64_t count, std::int6
 }
 
 // Decomposes a rows x size matrix of finite elements.
-// @return  false when a singular value does not converge.
 template <class T>
-bool DecomposeBySVD(const T* input, std::int64_t rows, std::int64_t size, const SVDTargets<T>& targets,
-                    double* scratch, std::int64_t* order) {
+SVDResult DecomposeBySVD(const T* input, std::int64_t rows, std::int64_t size, const SVDTargets<T>& targets,
+                         double* scratch, std::int64_t* order) {
   // Elements of about 1: their squares do not overflow, and those that vanish are nothing beside the others.
   const double scale = PowerToUnit(LargestMagnitude(input, rows * size));
   const SVDSlices slices(rows, size);
@@ -331,12 +333,13 @@ bool DecomposeBySVD(const T* input, std::int64_t rows, std::int64_t size, const 
   const Reflections qr{scratch + slices.qrVectors, scratch + slices.qrFactors, rows};
 
   PrepareSquare(input, rows, size, scale, qr, panels, a, stride);
-  Bidiagonalise(a, size, stride, left, right, d, e, scratch + slices.work);
+  if (!Bidiagonalise(a, size, stride, left, right, d, e, scratch + slices.work)) return SVDResult::Cancelled;
   AccumulateTransposed(left, size, stride, 0, panels, ut);
   AccumulateTransposed(right, size, stride, 1, panels, vt);
   RotationBatch leftBatch(ut, stride, reinterpret_cast<Rotation*>(scratch + slices.leftRotations), size);
   RotationBatch rightBatch(vt, stride, reinterpret_cast<Rotation*>(scratch + slices.rightRotations), size);
-  if (!BidiagonalQR(d, e, size, leftBatch, rightBatch).Run()) return false;
+  const SVDResult result = BidiagonalQR(d, e, size, leftBatch, rightBatch).Run();
+  if (result != SVDResult::Done) return result;
 
   OrderByMagnitude(d, size, order);
   for (std::int64_t j = 0; j < size; ++j) {
@@ -348,5 +351,5 @@ bool DecomposeBySVD(const T* input, std::int64_t rows, std::int64_t size, const 
       targets.v[i * targets.vStride + j] = static_cast<T>(sign * vector[i]);
   }
   WriteLeftVectors(qr, rows, size, ut, stride, order, panels, targets.u, targets.uStride);
-  return true;
+  return SVDResult::Done;
 }

@@ -4,6 +4,7 @@
 #include <numeric>
 
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
+#include "mth/decomposition/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_reflections_internal.h"
 
 // Symmetric matrices: Householder tridiagonal form, then QR steps with Wilkinson's shift.
@@ -13,9 +14,11 @@ namespace {
 
 // Two reflections from both sides at once: A - v wt - w vt. Row k of `vt` keeps vector k; d and e receive the
 // diagonals.
-void Tridiagonalise(SquareView a, double* d, double* e, SquareView reflections, double* w) {
+// @return  false when the host gives up.
+bool Tridiagonalise(SquareView a, double* d, double* e, SquareView reflections, double* w) {
   const std::int64_t n = a.size;
   for (std::int64_t k = 0; k + 1 < n; ++k) {
+    if (IsGivenUp(n)) return false;
     double* v = reflections[k];
     std::fill_n(v, n, 0.0);
     double squares = 0.0;
@@ -49,6 +52,7 @@ void Tridiagonalise(SquareView a, double* d, double* e, SquareView reflections, 
   }
   if (n > 0) d[n - 1] = a[n - 1][n - 1];
   if (n > 0) e[n - 1] = 0.0;
+  return true;
 }
 
 // The product of the reflections, transposed.
@@ -105,6 +109,7 @@ bool DiagonaliseTridiagonal(double* d, double* e, SquareView vectors) {
   for (std::int64_t k = 0; k < vectors.size; ++k) norm = std::max(norm, std::abs(d[k]) + std::abs(e[k]));
   const auto isSmall = [&](std::int64_t k) { return std::abs(e[k]) <= 0.5 * kEpsilon * norm; };
   for (std::int64_t last = vectors.size - 1; last > 0; --last) {
+    if (IsGivenUp(vectors.size)) return false;
     for (int iterations = 0; !isSmall(last - 1); ++iterations) {
       if (iterations == kEigenvalueIterationCap) return false;
       std::int64_t first = last - 1;
@@ -137,7 +142,7 @@ bool SolveSymmetric(SquareView a, double* values, SquareView vectors, double* wo
   double* e = d + n;
   double* w = e + n;
   const SquareView reflections{w + n, n};
-  Tridiagonalise(a, d, e, reflections, w);
+  if (!Tridiagonalise(a, d, e, reflections, w)) return false;
   AccumulateTransposed(reflections, vectors);
   if (!DiagonaliseTridiagonal(d, e, vectors)) return false;
   // Descending, equal ones as they stand.

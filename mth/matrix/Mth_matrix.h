@@ -50,6 +50,9 @@ class MatrixAccess;
 /// negative, above 2^31 - 1 or beyond the memory at hand are refused with status 1 before anything is
 /// allocated.
 ///
+/// Decompositions and eigenproblems of an order above 512 ask the display whether to go on
+/// (Std_IsCancelRequested). One that is given up shows nothing and fails as without convergence.
+///
 /// Const operations may write the status, so that a matrix is read by one thread at a time. What counts as
 /// singular (SolveLinearSystemByLU, Inverse, Det) is told by a product of pivots and depends on the scale of
 /// the system: scale it, or solve it by SolveLinearSystemBySVD, where elements are far from 1.
@@ -273,7 +276,8 @@ class MTH_EXPORT MTH_MATRIX {
   /// @return  unallocated with status 11 on failure.
   [[nodiscard]] MTH_MATRIX* SearchEigenValuesAndVectors(double tolerance, double** values) const;
   /// Eigenvalue of largest modulus of this square matrix by the power method, from a vector of ones, in
-  /// double: iterates until two successive Rayleigh quotients differ by less than the tolerance. A start that
+  /// double: iterates until two successive Rayleigh quotients differ by less than the tolerance, of which a
+  /// negative one or NaN counts as 0. A start that
   /// has no part along the dominant eigenvector finds another eigenvalue.
   /// @param dominant  receives the last quotient; unchanged on failure.
   /// @return  false for a null argument, an unallocated or non-square matrix, one without rows, after 10,000

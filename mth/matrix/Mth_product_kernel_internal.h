@@ -16,8 +16,7 @@ struct ProductTask {
 };
 
 /// Computes the product. Every entry is summed in double from 0 over ascending inner index, products and sums
-/// rounded one by one, and rounded to T once. An entry that is NaN is the first NaN that its sum meets, the
-/// left factor's before the right one's.
+/// rounded one by one, and rounded to T once. An entry that is NaN has no sign and no payload.
 ///
 /// It needs scratch memory for speed alone: without, it computes the same more slowly.
 template <class T>

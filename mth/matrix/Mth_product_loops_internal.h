@@ -32,48 +32,42 @@ MTH_INLINE void ForEachTileColumn(std::int64_t columns, Body body) {
 
 // The part of the product in place that one column of tiles is: kVectors vectors V of columns from column j
 // on.
-// @return  NaN when an entry is.
 template <class Step, class V, int kVectors, int kRows, class T>
-MTH_INLINE double MultiplyTile(const ProductTask<T>& task, std::int64_t i, std::int64_t j) {
+MTH_INLINE void MultiplyTile(const ProductTask<T>& task, std::int64_t i, std::int64_t j) {
   Tile<V, kRows, kVectors> tile;
   tile.Clear();
   tile.template Accumulate<Step>(LeftFactor<T>{task.left + i * task.inner, task.inner, 1}, task.right + j,
                                  task.columns, task.inner);
+  tile.MakeNaNsPlain();
   tile.StoreTo(task.result + i * task.columns + j, task.columns);
-  return tile.Probe();
 }
 
 // The product of so few columns that they are fewer than a vector has: by vectors of kWidth. A function of
 // its own and lower tiles, because at this size the way into a large loop costs more than the loop.
 template <class Step, int kWidth, class T>
-MTH_NOINLINE bool MultiplyNarrow(const ProductTask<T>& task) {
+MTH_NOINLINE void MultiplyNarrow(const ProductTask<T>& task) {
   constexpr int kNarrower = kWidth / 2;
   if constexpr (kNarrower > 0) {
     if (task.columns < kWidth) return MultiplyNarrow<Step, kNarrower>(task);
   }
   using V = Doubles<kWidth>;
-  double probe = 0.0;
   ForEachTileRow<4>(0, task.rows, [&](std::int64_t i, auto rows) {
-    probe += MultiplyTile<Step, V, 1, rows()>(task, i, 0);
-    if (task.columns > kWidth) probe += MultiplyTile<Step, V, 1, rows()>(task, i, task.columns - kWidth);
+    MultiplyTile<Step, V, 1, rows()>(task, i, 0);
+    if (task.columns > kWidth) MultiplyTile<Step, V, 1, rows()>(task, i, task.columns - kWidth);
   });
-  return probe == probe;
 }
 
 // The product with both factors where they lie: for small ones, and where there is no memory for scratch.
-// @return  false when an entry may be NaN.
 template <class Step, class T>
-bool MultiplyInPlace(const ProductTask<T>& task) {
+void MultiplyInPlace(const ProductTask<T>& task) {
   if constexpr (kLanes > 1) {
     if (task.columns < kLanes) return MultiplyNarrow<Step, kLanes / 2>(task);
   }
-  double probe = 0.0;
   ForEachTileRow<kTileRows>(0, task.rows, [&](std::int64_t i, auto rows) {
     ForEachTileColumn(task.columns, [&](std::int64_t j, auto lanes, auto vectors) {
-      probe += MultiplyTile<Step, decltype(lanes), vectors(), rows()>(task, i, j);
+      MultiplyTile<Step, decltype(lanes), vectors(), rows()>(task, i, j);
     });
   });
-  return probe == probe;
 }
 
 // The product of larger matrices, in blocks that stay in cache. Both factors are packed as doubles, the right
@@ -84,8 +78,7 @@ class PackedProduct {
  public:
   PackedProduct(const ProductTask<T>& task, const ProductScratch& scratch) : task_(task), scratch_(scratch) {}
 
-  // @return  false when an entry may be NaN.
-  bool Run() {
+  void Run() {
     for (std::int64_t j = 0; j < task_.columns; j += kSlabColumns) {
       firstColumn_ = j;
       // A last slab that is too narrow for a tile overlaps the one before.
@@ -97,7 +90,6 @@ class PackedProduct {
       PackRight();
       for (std::int64_t i = 0; i < task_.rows; i += kStripRows) MultiplyStrip(i);
     }
-    return probe_ == probe_;
   }
 
  private:
@@ -151,8 +143,8 @@ class PackedProduct {
           tile.template Accumulate<Step>(LeftFactor<double>{left, PackedStride(task_.inner), 1}, right,
                                          kTileColumns, depth);
           if (!isLast) return tile.StoreTo(sums + i * kTileColumns, kTileColumns);
+          tile.MakeNaNsPlain();
           tile.StoreTo(result + i * task_.columns, task_.columns);
-          probe_ += tile.Probe();
         });
         right += depth * kTileColumns;
         sums += rows * kTileColumns;
@@ -164,17 +156,11 @@ class PackedProduct {
   ProductScratch scratch_;
   std::int64_t firstColumn_ = 0;
   std::int64_t columns_ = 0;
-  double probe_ = 0.0;
 };
-
-template <class Step, class T>
-bool MultiplyBy(const ProductTask<T>& task, const ProductScratch& scratch) {
-  if (scratch.right == nullptr) return MultiplyInPlace<Step>(task);
-  return PackedProduct<Step, T>(task, scratch).Run();
-}
 
 template <class T>
 void MultiplyMatrices(const ProductTask<T>& task, const ProductScratch& scratch) {
   using Step = std::conditional_t<std::is_same_v<T, float>, FusedStep, SeparateStep>;
-  if (!MultiplyBy<Step>(task, scratch)) MultiplyBy<NanStep>(task, scratch);
+  if (scratch.right == nullptr) return MultiplyInPlace<Step>(task);
+  PackedProduct<Step, T>(task, scratch).Run();
 }

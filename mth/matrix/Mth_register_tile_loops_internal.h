@@ -56,31 +56,6 @@ struct FusedStep {
   }
 };
 
-// Where two NaN meet, which one goes on is up to the instruction and to the compiler's order of operands.
-// This step decides it: the sum's, else the left factor's, else the right one's. x + x makes a NaN quiet, as
-// any operation does.
-struct NanStep {
-  template <class V>
-  MTH_INLINE static V Add(V sum, V left, V right) {
-    const V next = sum + left * right;
-    const V ofRight = right != right ? right + right : next;
-    const V fresh = left != left ? left + left : ofRight;
-    const V chosen = next != next ? fresh : next;
-    return sum != sum ? sum : chosen;
-  }
-};
-
-// Leaves the sum of the first kCount values in the first one.
-template <int kCount, class V>
-MTH_INLINE void AddHalves(V* values) {
-  if constexpr (kCount > 1) {
-    constexpr int kHalf = (kCount + 1) / 2;
-#pragma GCC unroll 6
-    for (int i = kHalf; i < kCount; ++i) values[i - kHalf] += values[i];
-    AddHalves<kHalf>(values);
-  }
-}
-
 // Elements of the left factor, as far apart as said.
 template <class T>
 struct LeftFactor {
@@ -117,17 +92,17 @@ struct Tile {
       for (int v = 0; v < kVectors; ++v) Store(target + i * stride + v * kWidth, sums[i][v]);
     }
   }
-  // NaN when one of the sums is (also, harmlessly, when there are infinities of both signs). Sums in pairs: a
-  // small product waits for it.
-  MTH_INLINE double Probe() const {
-    V totals[kRows];
+  // Which NaN a sum has become depends on the processor and on the compiler's order of operands: it becomes
+  // the one without a sign or a payload.
+  MTH_INLINE void MakeNaNsPlain() {
 #pragma GCC unroll 12
-    for (int i = 0; i < kRows; ++i) totals[i] = sums[i][0] + sums[i][kVectors - 1];
-    AddHalves<kRows>(totals);
-    double lanes[kWidth];
-    Store(lanes, totals[0]);
-    AddHalves<kWidth>(lanes);
-    return lanes[0];
+    for (int i = 0; i < kRows; ++i) {
+#pragma GCC unroll 2
+      for (int v = 0; v < kVectors; ++v) {
+        const V sum = sums[i][v];
+        sums[i][v] = sum == sum ? sum : Spread<V>(std::numeric_limits<double>::quiet_NaN());
+      }
+    }
   }
   // Lets `depth` products join each sum; the right factor is row-major.
   template <class Step, class T>

@@ -425,6 +425,34 @@ TEST(Riccati, PublishedAndClosedFormSolutions) {
     EXPECT_NEAR(MatrixPtr(scalar.Solve(true))->Get(0, 0), half + std::sqrt(half * half + 5.0),
                 1e-13 * (1 + a * a));
   }
+  // Far apart: g x x = 2 a x + q and g x x = (a a - 1) x + 1 + q g x.
+  struct Scalar {
+    double a, b, q, r;
+  };
+  for (const auto& [a, b, q, r] : {Scalar{-1e16, 1, 1, 1},
+                                   {1e15, 1, 1, 1},
+                                   {1e19, 1, 1, 1},
+                                   {1, 1e-12, 1, 1},
+                                   {-2, 1e-30, 1, 1},
+                                   {1e-100, 1e-200, 1e-200, 1},
+                                   {-1e200, 1e-150, 1e-100, 1},
+                                   {1, 1, 1e-30, 1},
+                                   {2, 1e30, 1, 1e-30}}) {
+    const MatrixPtr x(Regulator{Matrix({{a}}), Matrix({{b}}), Matrix({{q}}), Matrix({{r}})}.Solve(false));
+    EXPECT_EQ(x->GetStatusError(), 0) << a;
+    const double root = std::hypot(a, b * std::sqrt(q / r));
+    const double solution = a > 0.0 ? (a + root) / b / b * r : q / (root - a);
+    EXPECT_NEAR(x->Get(0, 0) / solution, 1.0, 1e-13) << a;
+  }
+  for (const auto& [a, b, q, r] : {Scalar{1e4, 1, 1, 1}, {1e6, 1e-3, 1, 1}, {-100, 1e-100, 1e-200, 1e-8}}) {
+    const MatrixPtr x(Regulator{Matrix({{a}}), Matrix({{b}}), Matrix({{q}}), Matrix({{r}})}.Solve(true));
+    EXPECT_EQ(x->GetStatusError(), 0) << a;
+    EXPECT_NEAR(x->Get(0, 0) / (r * (a * a - 1.0) / b / b + q + q / (a * a - 1.0)), 1.0, 1e-8) << a;
+  }
+  const MatrixPtr apart(
+      Regulator{Diagonal({-1e16, 1e16}), Identity(2), Identity(2), Identity(2)}.Solve(false));
+  EXPECT_EQ(apart->GetStatusError(), 0);
+  EXPECT_TRUE(Near(*apart, Diagonal({0.5e-16, 2e16}), 20.0));
   // Without inputs they are Lyapunov equations; a singular A is none to the discrete one.
   const Regulator none{Diagonal({-1, -2}), MTH_MATRIX(2, 0, kDouble), Identity(2), MTH_MATRIX(0, 0, kDouble)};
   EXPECT_TRUE(Near(*MatrixPtr(none.Solve(false)), Diagonal({0.5, 0.25}), 4.0 * kEpsilon));

@@ -8,6 +8,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "mth/decomposition/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_svd_internal.h"
 
 #define MTH_KERNEL_FILE "mth/decomposition/Mth_svd_loops_internal.h"
@@ -29,7 +30,7 @@ bool Diagonalise(std::vector<double>& d, std::vector<double> e) {
   std::vector<mth_internal::Rotation> rotations(static_cast<std::size_t>(2 * recorded));
   RotationBatch left(vectors.data(), stride, rotations.data(), size);
   RotationBatch right(vectors.data() + size * stride, stride, rotations.data() + recorded, size);
-  return BidiagonalQR(d.data(), e.data(), size, left, right).Run();
+  return BidiagonalQR(d.data(), e.data(), size, left, right).Run() == mth_internal::SVDResult::Done;
 }
 
 TEST(SVDSweeps, ConvergeOrGiveUpAtTheirCap) {

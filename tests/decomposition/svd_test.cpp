@@ -2,13 +2,16 @@
 
 #include <array>
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "mth/core/Mth_instruction_set_internal.h"
+#include "mth/value/Mth_complex.h"
 #include "support/allocation_faults.h"
+#include "support/cancelling_display.h"
 #include "support/decomposition_cases.h"
 #include "support/matrices.h"
 #include "support/recording_display.h"
@@ -290,6 +293,36 @@ TEST(SVD, WithoutMemoryEveryOperationFailsCleanly) {
                              });
     }
   }
+}
+
+// Beyond order 512 the host may give up, which nobody is told of.
+TEST(LargeDecompositions, AreGivenUpOnRequest) {
+  const MTH_MATRIX a = RandomMatrix(513, 513, kDouble, 9);
+  const MTH_MATRIX symmetric = FromRule(513, 513, kDouble, [](int i, int j) { return std::sin(i * j); });
+  for (const int yes : {1, 20}) {
+    const CancellingDisplay display(yes);
+    const SVDFactors factors(a);
+    EXPECT_FALSE(factors.isDone);
+    for (const MatrixPtr& factor : {std::cref(factors.u), std::cref(factors.w), std::cref(factors.v)})
+      EXPECT_FALSE(factor->IsAllocated());
+    EXPECT_EQ(display.questions, yes);
+    EXPECT_EQ(MatrixPtr(a.SolveLinearSystemBySVD(a))->GetStatusError(), 9);
+    MTH_COMPLEX* values = nullptr;
+    MTH_COMPLEX* vectors = nullptr;
+    for (const MTH_MATRIX& matrix : {std::cref(a), std::cref(symmetric)}) {
+      EXPECT_FALSE(matrix.RealEigenvalueProblem(&values, &vectors));
+      EXPECT_EQ(values, nullptr);
+    }
+    MTH_MATRIX* q = nullptr;
+    MTH_MATRIX* t = nullptr;
+    EXPECT_FALSE(a.SchurDecomposition(&q, &t));
+    EXPECT_EQ(MatrixPtr(q)->GetStatusError() + MatrixPtr(t)->GetStatusError(), 10);
+    EXPECT_EQ(display.messages, 0);
+  }
+  const CancellingDisplay display(600);  // while its sweeps go on
+  EXPECT_EQ(a.Rank(), 0);
+  EXPECT_TRUE(SVDFactors(RandomMatrix(3, 600, kDouble, 9)).isDone);
+  EXPECT_EQ(display.questions, 600);
 }
 
 }  // namespace

