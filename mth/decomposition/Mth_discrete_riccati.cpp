@@ -110,12 +110,13 @@ class ClosedLoop {
 
 // What the discrete equation of one state would be solved by: log2 of x in g x x + (1 - a a - q g) x = q.
 double OwnLogarithm(const ScalarRiccati& own) {
-  constexpr double kFar = 500.0;
-  const double modulus = std::exp2(std::clamp(own.a, -kFar, kFar));
-  const double growth = own.a > kFar ? 2.0 * own.a : std::log2(std::abs((modulus - 1.0) * (modulus + 1.0)));
+  constexpr double kFar = 0x1p500;
+  const double modulus = std::abs(own.elementOfA);
+  const bool isFast = modulus > 1.0;
+  const double growth = modulus > kFar ? 2.0 * own.a : RoughLogarithm((modulus - 1.0) * (modulus + 1.0));
   const double product = own.q + own.g;
-  if (own.a > 0.0 || product > growth)
-    return std::max(own.a > 0.0 ? std::max(growth, product) : product, 0.5 * product) - own.g;
+  if (isFast) return std::max({growth, product, 0.5 * product}) - own.g;
+  if (product > growth) return std::max(product, 0.5 * product) - own.g;
   return own.q - std::max(growth, 0.5 * product);
 }
 

@@ -142,7 +142,7 @@ class ContinuousRiccati {
     for (std::int64_t i = 0; i < n_; ++i) {
       const ScalarRiccati own(system_, feedback_, feedbackExponent_, i);  // g x x = 2 a x + q
       const double root = std::max(own.a, 0.5 * (own.g + own.q));
-      logarithms[i] = own.isPositive ? root - own.g : own.q - root;
+      logarithms[i] = own.elementOfA > 0.0 ? root - own.g : own.q - root;
     }
     ChooseUnits(logarithms, units->exponent, n_, units);
     return Solve(*units, false, x);

@@ -42,11 +42,13 @@ struct RiccatiAttempt {
   bool isOnBoundary = false;
 };
 
-/// Logarithms to base 2 that tell what one state would cost by itself: of its element of A, and of those
-/// of G = B R^-1 Bt and of Q; minus infinity for 0.
+/// The logarithm to base 2 of a magnitude, to a tenth; minus infinity for 0.
+double RoughLogarithm(double x);
+
+/// What one state would cost by itself: its elements of A, of G = B R^-1 Bt and of Q as rough logarithms.
 struct ScalarRiccati {
   ScalarRiccati(const RiccatiSystem& system, SquareView feedback, int feedbackExponent, std::int64_t state);
-  bool isPositive;  // the element of A
+  double elementOfA;  // beyond the numbers, infinite or 0
   double a;
   double g;
   double q;

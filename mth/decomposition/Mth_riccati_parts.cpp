@@ -114,12 +114,19 @@ int MakeFeedback(const double* r, const double* b, std::int64_t n, std::int64_t 
   return 0;
 }
 
+double RoughLogarithm(double x) {
+  if (x == 0.0) return -std::numeric_limits<double>::infinity();
+  int exponent = 0;
+  const double half = std::frexp(std::abs(x), &exponent);
+  return exponent + 2.0 * half - 2.0;
+}
+
 ScalarRiccati::ScalarRiccati(const RiccatiSystem& system, SquareView feedback, int feedbackExponent,
                              std::int64_t state)
-    : isPositive(system.a.At(state, state) > 0.0),
-      a(std::log2(std::abs(system.a.At(state, state))) - system.a.exponent),
-      g(std::log2(std::abs(feedback[state][state])) - feedbackExponent),
-      q(std::log2(std::abs(system.q.At(state, state))) - system.q.exponent) {}
+    : elementOfA(std::ldexp(system.a.At(state, state), -system.a.exponent)),
+      a(RoughLogarithm(system.a.At(state, state)) - system.a.exponent),
+      g(RoughLogarithm(feedback[state][state]) - feedbackExponent),
+      q(RoughLogarithm(system.q.At(state, state)) - system.q.exponent) {}
 
 void RiccatiUnits::ApplyTo(SquareView x) const {
   for (std::int64_t i = 0; i < x.size; ++i) {
