@@ -84,13 +84,13 @@ void AddOfMatrix(Cases& cases, const std::string& name, int size, Operation oper
 
 void AddMatrices(Cases& cases) {
   using M = MTH_MATRIX;
-  AddOfMatrix(cases, "sum", 1500, [](M& m) { Free(m + m); });
+  AddOfMatrix(cases, "sum", 500, [](M& m) { Free(m + m); });
   AddOfMatrix(cases, "quotient", 300, [](M& m) { Free(m / m); });
   AddOfMatrix(cases, "product", 400, [](M& m) { Free(m * m); });
-  AddOfMatrix(cases, "transpose", 1500, [](M& m) { Free(m.Transpose()); });
-  AddOfMatrix(cases, "largest", 1500, [](M& m) { m.GetMax(nullptr, nullptr); });
-  AddOfMatrix(cases, "norm", 1500, [](M& m) { m.ComputeFrobeniusNorm(); });
-  AddOfMatrix(cases, "threshold", 1500, [](M& m) { Free(m.GetThresholding(100.0)); });
+  AddOfMatrix(cases, "transpose", 500, [](M& m) { Free(m.Transpose()); });
+  AddOfMatrix(cases, "largest", 500, [](M& m) { m.GetMax(nullptr, nullptr); });
+  AddOfMatrix(cases, "norm", 500, [](M& m) { m.ComputeFrobeniusNorm(); });
+  AddOfMatrix(cases, "threshold", 500, [](M& m) { Free(m.GetThresholding(100.0)); });
   AddOfMatrix(cases, "convolution", 400, [](M& m) {
     M kernel(5, 5, 1);
     kernel.SetIdentity();

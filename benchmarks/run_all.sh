@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Runs every benchmark under every instruction set that the machine has, peers beside them, and writes one table:
 #   benchmarks/run_all.sh [FILE [SUBJECT ...]]     FILE: build/benchmarks.md
-# Medians of five interleaved repetitions; under ten minutes.
+# Medians of five interleaved repetitions; under ten minutes. Of all subjects also how costs grow and what single values add.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 file="${1:-build/benchmarks.md}"
 shift || true
+isWhole=$([ $# -eq 0 ] && echo yes || echo no)
 cmake --preset release -DMTH_BUILD_BENCHMARKS=ON >/dev/null
 cmake --build --preset release >/dev/null
 programs=()
@@ -32,4 +33,8 @@ for set in baseline avx2 avx512; do
   done
 done
 python3 benchmarks/table.py "$results"/*.json >"$file"
+if [ "$isWhole" = yes ]; then
+  echo >>"$file"
+  build/release/benchmarks/costs >>"$file"
+fi
 echo "$file"

@@ -2,6 +2,7 @@
 the fastest peer of the same workload and size in the same run. Names are workload/who[/size]."""
 
 import json
+import math
 import re
 import sys
 from collections import defaultdict
@@ -58,6 +59,31 @@ def cells(entries):
     return f"{text(median)} ± {100 * deviation / median:.0f} %", ratio
 
 
+def growth(sizes):
+    """Exponent of the line that fits the logarithms of {size: time} best; nothing for fewer than three numbers."""
+    points = [(math.log(float(size)), math.log(time)) for size, time in sizes.items() if size.isdigit() and size != "0"]
+    if len(points) < 3:
+        return None
+    x, y = (sum(values) / len(points) for values in zip(*points))
+    return sum((a - x) * (b - y) for a, b in points) / sum((a - x) ** 2 for a, _ in points)
+
+
+def print_growth(times, present):
+    """One line for each workload that was measured at three sizes or more."""
+    sizes = defaultdict(lambda: defaultdict(dict))
+    for (subject, workload, size), by_set in times.items():
+        for instruction_set, entries in by_set.items():
+            if OURS in entries:
+                sizes[subject, workload][instruction_set][size] = entries[OURS][0]
+    print("\nHow the library's cost grows: the fitted exponent of the size.\n")
+    print("| workload | " + " | ".join(present) + " |\n|---|" + "---|" * len(present))
+    for (subject, workload), by_set in sorted(sizes.items()):
+        exponents = [growth(by_set[s]) for s in present]
+        if any(exponent is not None for exponent in exponents):
+            row = ["" if exponent is None else f"{exponent:.2f}" for exponent in exponents]
+            print(f"| {subject}: {workload} | " + " | ".join(row) + " |")
+
+
 def main():
     times, context = read(sys.argv[1:])
     present = [s for s in SETS if any(s in by_set for by_set in times.values())]
@@ -70,6 +96,7 @@ def main():
             continue
         row = [cell for s in present for cell in cells(by_set[s])]
         print(f"| {subject}: {workload} | {size} | " + " | ".join(row) + " |")
+    print_growth(times, present)
 
 
 if __name__ == "__main__":
