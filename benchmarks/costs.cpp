@@ -224,7 +224,8 @@ void AddImages(Cases& cases) {
                      return [re = Make(kind, n), im = Make(Kind::Ordinary, n, 2), n] {
                        Values a = re;
                        Values b = im;
-                       Mth_FFT(1, static_cast<int>(std::bit_width(static_cast<unsigned>(n))) - 1, a.data(), b.data());
+                       Mth_FFT(1, static_cast<int>(std::bit_width(static_cast<unsigned>(n))) - 1, a.data(),
+                               b.data());
                      };
                    }});
   cases.push_back({"image/Laplacian", 1024, [](Kind kind, int n) -> Run {

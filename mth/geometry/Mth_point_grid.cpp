@@ -90,7 +90,9 @@ PointGrid::PointGrid(const Vector3* points, int count)
       count_(division_.IsPoint() ? 1 : count),
       starts_(division_.CellsCount() + 1),
       sorted_(count_),
-      patience_(division_.IsSafe() ? kLooksPerPoint * count_ : -1) {
+      patience_(!division_.IsSafe()   ? -1
+                : division_.IsPoint() ? std::numeric_limits<std::int64_t>::max()  // nothing is faster
+                                      : kLooksPerPoint * count_) {
   if (IsUsable() && division_.IsSafe()) Sort(points);
 }
 
