@@ -45,7 +45,8 @@ MainWindow::MainWindow() {
   BuildMenus();
   ListOverlays();
   EnableActions();
-  statusBar()->showMessage("File, Open shows a NIfTI or PNG image; or drop one here");
+  statusBar()->showMessage(
+      "File, Open shows a NIfTI, PNG or DICOM image; or drop one, or a folder of slices, here");
 }
 
 QAction* MainWindow::AddAction(QMenu* menu, const QString& text, const char* name) {
@@ -60,6 +61,10 @@ void MainWindow::BuildFileMenu() {
   open_->setShortcut(QKeySequence::Open);
   connect(open_, &QAction::triggered, this, [this] { AskForFile(); });
   file->addSeparator();
+  openSeries_ = AddAction(file, "Open s&eries...", "openSeries");
+  connect(openSeries_, &QAction::triggered, this, [this] { AskForFolder(); });
+  AddSaving(file, "Save &segmentation...", "saveSegmentation", "DICOM segmentations (*.dcm)",
+            &MainWindow::SaveSegmentation);
   AddSaving(file, "Save &labels...", "saveLabels", "NIfTI labels (*.nii.gz)", &MainWindow::SaveLabels);
   AddSaving(file, "Save &table...", "saveTable", "Tables (*.csv)", &MainWindow::SaveTable);
   AddSaving(file, "Save &picture...", "savePicture", "Pictures (*.png)", &MainWindow::SavePicture);
@@ -169,8 +174,8 @@ void MainWindow::ShowViews(bool areThree) {
 }
 
 void MainWindow::AskForFile() {
-  const QString path =
-      QFileDialog::getOpenFileName(this, "Open an image", QString(), "Images (*.nii *.nii.gz *.png)");
+  const QString path = QFileDialog::getOpenFileName(
+      this, "Open an image", QString(), "Images (*.nii *.nii.gz *.png *.dcm *.ima DICOMDIR);;All files (*)");
   if (!path.isEmpty()) Open(path.toStdString());
 }
 
@@ -193,7 +198,9 @@ void MainWindow::Open(const std::string& path) {
   }
   example::GreyImage image;
   try {
-    image = example::ReadImage(path);
+    const std::optional<example::SeriesChoice> series = AskForSeries(path);
+    if (!series) return;
+    image = example::ReadImage(path, *series);
   } catch (const std::exception& failure) {
     Std_ShowMessage(failure.what(), MessageKind::Error, "");
     return;
@@ -289,6 +296,7 @@ void MainWindow::EnableActions() {
   for (QAction* action : imageActions_) action->setEnabled(hasImage && !IsBusy());
   for (QAction* action : segmentationActions_) action->setEnabled(segmentation_ && !IsBusy());
   open_->setEnabled(!IsBusy());
+  openSeries_->setEnabled(!IsBusy());
   undo_->setEnabled(!IsBusy() && former_);
   classes_->setEnabled(!IsBusy());
   opacity_->setEnabled(segmentation_.has_value());

@@ -40,6 +40,7 @@ class MainWindow : public QMainWindow {
   void SaveLabels(const std::string& path);
   void SavePicture(const std::string& path);
   void SaveTable(const std::string& path);
+  void SaveSegmentation(const std::string& path);
 
  protected:
   /// Stays open while a computation runs, which its progress window cancels.
@@ -59,6 +60,8 @@ class MainWindow : public QMainWindow {
 
   void ShowViews(bool areThree);
   void AskForFile();
+  void AskForFolder();
+  std::optional<example::SeriesChoice> AskForSeries(const std::string& path);
   void Compute(const Processing& processing);
   void Finish(const std::shared_ptr<Outcome>& outcome, const QString& failure);
   void Keep(Outcome outcome);
@@ -103,6 +106,7 @@ class MainWindow : public QMainWindow {
   QList<QAction*> imageActions_;         // that need an image
   QList<QAction*> segmentationActions_;  // that need classes
   QAction* open_ = nullptr;
+  QAction* openSeries_ = nullptr;
   QAction* undo_ = nullptr;
   QAction* savePicture_ = nullptr;
   QAction* distance_ = nullptr;

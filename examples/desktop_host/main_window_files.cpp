@@ -1,5 +1,7 @@
 #include <QAction>
 #include <QFileDialog>
+#include <QFileInfo>
+#include <QInputDialog>
 #include <QMenu>
 #include <QPixmap>
 #include <QStatusBar>
@@ -7,14 +9,35 @@
 #include "main_window.h"
 #include "std/Std_message.h"
 #include "support/batch.h"
+#include "support/dicom_io.h"
+#include "support/dicom_results.h"
 #include "support/failure.h"
 #include "support/nifti_io.h"
 #include "support/results.h"
 #include "support/text.h"
 
-// What the window saves: labels, a table of the classes, a picture of the views.
+// Which series of a folder the window opens, and what it saves: labels, a table of the classes, a picture of
+// the views.
 
 namespace desktop_host {
+
+void MainWindow::AskForFolder() {
+  const QString path = QFileDialog::getExistingDirectory(this, "Open a folder of DICOM slices");
+  if (!path.isEmpty()) Open(path.toStdString());
+}
+
+// Nothing where the user takes none of several.
+std::optional<example::SeriesChoice> MainWindow::AskForSeries(const std::string& path) {
+  if (example::IsNiftiPath(path) || example::IsPicturePath(path) || !example::IsDicomPath(path))
+    return example::SeriesChoice();
+  const QStringList lines =
+      QString::fromStdString(example::ListDicomSeries(path)).split('\n', Qt::SkipEmptyParts);
+  if (lines.size() < 2) return example::SeriesChoice();
+  bool isOk = false;
+  const QString line = QInputDialog::getItem(this, "Several series", "Series:", lines, 0, false, &isOk);
+  if (!isOk) return std::nullopt;
+  return example::SeriesChoice{line.section(' ', 0, 0).toStdString(), std::nullopt};
+}
 
 void MainWindow::AddSaving(QMenu* menu, const QString& text, const char* name, const QString& kind,
                            void (MainWindow::*save)(const std::string& path)) {
@@ -45,6 +68,22 @@ void MainWindow::SaveLabels(const std::string& path) {
   const std::string model = example::IsNiftiPath(path_) ? path_ : "";
   Save(path,
        [&](const std::string& place) { example::WriteNiftiLabels(place, grid, model, classes->labels); });
+}
+
+void MainWindow::SaveSegmentation(const std::string& path) {
+  if (!image_.dicom || !wholeSegmentation_) {
+    Std_ShowMessage("Open a DICOM series and divide all of it first", MessageKind::Warning, "");
+    return;
+  }
+  const Segmentation& classes = *wholeSegmentation_;
+  example::DicomOutput output;
+  output.folder = QFileInfo(QString::fromStdString(path)).absolutePath().toStdString();
+  Save(path, [&](const std::string& place) {
+    RequireDicomOutput(output, image_, path_);
+    const std::string method = classes.fields.empty() ? "clustering" : "tissues and mixtures";
+    WriteDicomLabels(place, image_, SegmentsOf(image_, classes), classes.labels,
+                     {"desktop_host", method, std::to_string(classes.centroids.size()) + " classes"}, output);
+  });
 }
 
 void MainWindow::SavePicture(const std::string& path) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "maps.h"
 #include "support/text.h"
 
 namespace segment_mr {
@@ -10,26 +9,8 @@ namespace segment_mr {
 namespace {
 
 using example::DicomSegment;
-using example::DicomTissue;
 using example::GreyImage;
 using example::Segmentation;
-
-std::vector<DicomSegment> SegmentsOf(const GreyImage& image, const Segmentation& segmentation,
-                                     const Options& options) {
-  const std::vector<example::Colour> colours = LabelColours(segmentation);
-  const std::size_t classes = segmentation.centroids.size();
-  const bool isBrain = options.settings.method == example::Method::Tissue &&
-                       classes == example::kUsualTissues && example::IsT1Weighted(image);
-  if (isBrain)
-    return {{"Cerebrospinal fluid", DicomTissue::Fluid, colours[0]},
-            {"Grey matter", DicomTissue::GreyMatter, colours[1]},
-            {"White matter", DicomTissue::WhiteMatter, colours[2]}};
-  std::vector<DicomSegment> segments;
-  for (std::size_t k = 0; k < classes; ++k)
-    segments.push_back({"Class " + std::to_string(k + 1), DicomTissue::Other, colours[k]});
-  if (segmentation.evidence) segments.push_back({"Undecided", DicomTissue::Other, colours.back()});
-  return segments;
-}
 
 std::string SettingsText(const Segmentation& segmentation, const Options& options) {
   std::string text = std::to_string(segmentation.centroids.size()) + " classes, threshold " +
@@ -63,7 +44,7 @@ std::vector<example::DicomRegion> VolumesOf(const GreyImage& image, const Segmen
 void WriteDicom(example::Results& results, const GreyImage& image, const Segmentation& segmentation,
                 const Options& options) {
   if (options.dicom.folder.empty()) return;
-  const std::vector<DicomSegment> segments = SegmentsOf(image, segmentation, options);
+  const std::vector<DicomSegment> segments = example::SegmentsOf(image, segmentation);
   const example::DicomMaker maker{"segment_mr", example::NameOf(options.settings.method),
                                   SettingsText(segmentation, options)};
   example::DicomReference written;

@@ -78,7 +78,7 @@ void RequireDicomOutput(const DicomOutput& output, const GreyImage& image, const
         return fs::equivalent(fs::path(slice.path).parent_path(), output.folder, error);
       });
   if (isSource || holdsSlice)
-    throw Failure("--dicom-output must not be the folder of the source: " + output.folder);
+    throw Failure("DICOM results do not go into the folder of the source: " + output.folder);
 }
 
 bool IsT1Weighted(const GreyImage& image) {

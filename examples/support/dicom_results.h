@@ -14,6 +14,8 @@ class App;
 
 namespace example {
 
+struct Segmentation;
+
 /// How results go back into an archive.
 struct DicomOutput {
   std::string folder;            ///< empty: they do not
@@ -43,6 +45,10 @@ struct DicomSegment {
   DicomTissue tissue;
   Colour colour;
 };
+
+/// What the labels of a segmentation stand for: three tissues of a T1-weighted image are cerebrospinal fluid,
+/// grey and white matter; other classes are tissue, numbered; one label above them is undecided.
+std::vector<DicomSegment> SegmentsOf(const GreyImage& image, const Segmentation& segmentation);
 
 /// A term of a coding scheme.
 struct DicomCode {

@@ -1,5 +1,6 @@
 // For the tests of DICOM: reads as the hosts do and writes the image as NIfTI, or reads files with random faults.
 //   dicom_probe read PATH SERIES|- ECHO|- OUT.nii
+//   dicom_probe open PATH SERIES|- ECHO|-      reads only
 //   dicom_probe mutate COUNT SEED SCRATCH.dcm FILE...
 
 #include <cstdio>
@@ -15,7 +16,7 @@ namespace {
 
 std::string Mutated(std::string bytes, std::mt19937& engine) {
   const auto below = [&](std::size_t count) { return engine() % std::max<std::size_t>(count, 1); };
-  for (std::size_t fault = 0, faults = 1 + below(8); fault < faults; ++fault) {
+  for (std::size_t fault = 0, faults = 1 + below(3); fault < faults; ++fault) {
     const std::size_t header = std::min<std::size_t>(bytes.size(), 4096);
     const std::size_t place = below(below(4) == 0 ? bytes.size() : header);
     switch (below(5)) {
@@ -65,6 +66,7 @@ int Run(int argc, char** argv) {
   if (words.at(2) != "-") choice.series = words[2];
   if (words.at(3) != "-") choice.echo = std::stoi(words[3]);
   const example::GreyImage image = example::ReadImage(words.at(1), choice);
+  if (words[0] == "open") return image.values.empty() ? 1 : 0;
   example::WriteNifti(words.at(4), image, "", image.values, {example::VoxelType::Double, 1.0, 0.0},
                       example::Meaning::Intensities);
   return 0;
