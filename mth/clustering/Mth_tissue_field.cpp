@@ -60,6 +60,7 @@ void FieldEstimate::Clear() {
 }
 
 void FieldEstimate::Update() {
+  constexpr double kMostLogarithm = 20.0;  // far beyond any coil: next to nothing stays next to nothing
   field_.grid.Blur(deviation_, weights_.data(), work_.data());
   field_.grid.Blur(deviation_, logarithms_.data(), work_.data());
   // Cubes that hardly see a voxel of a tissue keep what they have.
@@ -71,7 +72,7 @@ void FieldEstimate::Update() {
   }
   const double mean = sum / static_cast<double>(sample_.Count());
   for (std::size_t i = 0; i < logField_.size(); ++i) {
-    logField_[i] -= mean;
+    logField_[i] = std::clamp(logField_[i] - mean, -kMostLogarithm, kMostLogarithm);
     field_.values[i] = Exponential(logField_[i]);
   }
 }
