@@ -17,6 +17,8 @@ namespace {
 
 constexpr int kBalancingPasses = 50;
 
+constexpr double kNoGap = 1e-200;  // squared, beside elements of 1: no rotation could tell it from none
+
 // Makes the diagonal elements of a block with a complex pair equal. The difference of the off-diagonal
 // elements does not change, and neither does the discriminant, which becomes their product.
 // @param scale  the power of two that brings the block to about 1, which the discriminant refers to.
@@ -25,7 +27,12 @@ void EqualiseDiagonal(SquareView t, SquareView qt, std::int64_t k, double scale,
   const double difference = t[k][k + 1] * scale - t[k + 1][k] * scale;
   const double gap = t[k][k] * scale - t[k + 1][k + 1] * scale;
   const double middle = t[k + 1][k + 1] * scale + 0.5 * gap;
-  const double radius = std::sqrt(sum * sum + gap * gap);
+  const double squares = sum * sum + gap * gap;
+  if (squares < kNoGap) {
+    t[k][k] = t[k + 1][k + 1] = middle / scale;
+    return;
+  }
+  const double radius = std::sqrt(squares);
   const double sign = sum < 0.0 ? -1.0 : 1.0;
   const double cosine = std::sqrt(0.5 * (1.0 + std::abs(sum) / radius));
   RotateSchur(t, qt, k, {cosine, 0.5 * -gap * sign / radius / cosine});

@@ -120,6 +120,7 @@ TEST(FiniteMatrices, HaveEigenvectors) {
   CheckEigenproblem(Matrix({{0, 0, 0, 1}, {1, 0, 1, 0}, {0, 1, 0, 0}, {1, 0, 0, 0}}));
   CheckEigenproblem(Matrix({{0, 0, 0, 0}, {1, 1, 1, 1}, {1, 0, 1, 1}, {0, 1, 0, 0}}));
   CheckEigenproblem(Matrix({{1 - 1e-9, 1e-9, -2e-9}, {-1e-9, 1 + 1e-9, -2e-9}, {1e-9, 1e-9, 1 - 1e-9}}));
+  CheckEigenproblem(Matrix({{0, -4}, {4, 1.2e-306}}));
   for (const int n : {5, 10, 20, 40}) {
     const MTH_MATRIX a = RandomMatrix(n, n, kDouble, static_cast<unsigned>(n));
     CheckEigenproblem(*MatrixPtr(a * *MatrixPtr(a.Inverse())));

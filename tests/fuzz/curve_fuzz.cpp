@@ -27,7 +27,8 @@ void TryCurve(Input& input) {
     delete made;
   }
   Results results;
-  results.Add(curve.GetFWHM(input.Any(), input.Any()) + curve.GetSimpleIntegral() + curve.GetXYCorrelation());
+  const double low = input.Any();
+  results.Add(curve.GetFWHM(low, input.Any()) + curve.GetSimpleIntegral() + curve.GetXYCorrelation());
   results.Add(
       static_cast<double>(curve.GetChi2() + curve.GetIntegral() + curve.GetXMediane() + curve.GetYMediane()));
   if (isModerate && points > 0) Require(curve.GetYMin() <= curve.GetYMax());

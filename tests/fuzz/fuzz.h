@@ -66,7 +66,10 @@ class Input {
     const std::uint8_t kind = Byte();
     if (kind < 100) return Whole(-4, 4);
     if (kind < 180) return Whole(-1000000, 1000000) / 1000.0;
-    if (kind < 200) return std::ldexp(Whole(-1000, 1000), Whole(-1060, 1000));
+    if (kind < 200) {
+      const int exponent = Whole(-1060, 1000);  // drawn one by one: compilers evaluate arguments in any order
+      return std::ldexp(Whole(-1000, 1000), exponent);
+    }
     if (kind < 210) return 1.0 + std::ldexp(Whole(-4, 4), -52);
     const auto bits = Bits<std::uint64_t>();
     double value = 0.0;

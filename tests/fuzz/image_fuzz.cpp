@@ -24,7 +24,9 @@ void TryFFT(Input& input) {
 
 void TryTexture(Input& input) {
   const int n = input.Size(0, 20);
-  MTH_MATRIX p = input.Matrix(n, input.Byte() < 200 ? n : input.Size(0, 20), input.Whole(0, 1), &Input::Any);
+  const int columns = input.Byte() < 200 ? n : input.Size(0, 20);
+  const int type = input.Whole(0, 1);
+  MTH_MATRIX p = input.Matrix(n, columns, type, &Input::Any);
   RequireSameBits([&](Results& results) {
     for (const double feature : {Mth_Contrast(&p), static_cast<double>(Mth_Homogeneity(&p)), Mth_Energy(&p),
                                  Mth_Mean(&p), Mth_Variance(&p), Mth_Entropy(&p), Mth_Correlation(&p),

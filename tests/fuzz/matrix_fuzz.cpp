@@ -77,7 +77,9 @@ void TryInput(const std::uint8_t* bytes, std::size_t count) {
   const MatrixPtr twice(MatrixPtr(a.Transpose())->Transpose());
   RequireSame(twice.get(), &a);
   if (type == 1) {
-    MTH_MATRIX kernel = input.Matrix(input.Size(0, 5), input.Size(0, 5), input.Whole(0, 1), draw);
+    const int kernelRows = input.Size(0, 5);
+    const int kernelColumns = input.Size(0, 5);
+    MTH_MATRIX kernel = input.Matrix(kernelRows, kernelColumns, rows % 2, draw);
     const int mode = input.Whole(0, 1);
     RequireSameBits([&](Results& results) {
       const MatrixPtr made(a.Convolution2D(&kernel, mode));
