@@ -181,7 +181,7 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// The quadratic form (x - c)' M (x - c) of sample i and centroid k: no root is taken.
   /// @param m  dimensions x dimensions of double elements, usually an inverse covariance; not modified.
   /// @return   0 when the shape or type of M does not fit: a refused product reads as 0. Otherwise as
-  ///           GetSampleDistanceToCentroid; the same failure value when M is null.
+  ///           GetSampleDistanceToCentroid; the same failure value when M is null or without memory.
   double GetSampleMahalanobisDistanceToCentroid(int i, int k, MTH_MATRIX* m) const;
   /// Euclidean distance between two samples.
   /// @return  3.4028234663852886e38, after a message (which names the centroid method, by intention), when an

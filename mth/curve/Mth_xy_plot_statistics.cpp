@@ -34,6 +34,10 @@ Points SortedByX(const Points& points) {
   return sorted;
 }
 
+double VariationOf(double* values, int count) {
+  return values != nullptr ? Mth_StdDeviation(values, count) / Mth_Mean(values, count) : 0.0;
+}
+
 // In double, where the sum of two coordinates cannot overflow.
 template <class Coordinate>
 float MedianOf(const Points& sorted, Coordinate coordinate) {
@@ -73,11 +77,11 @@ double MTH_XY_PLOT::GetYStandardDeviation() const {
 }
 
 double MTH_XY_PLOT::GetXVariationCoef() const {
-  return GetXStandardDeviation() / GetXMean();
+  return VariationOf(Values(&MTH_2D_FLOAT::GetX).get(), GetNumberOfPoints());
 }
 
 double MTH_XY_PLOT::GetYVariationCoef() const {
-  return GetYStandardDeviation() / GetYMean();
+  return VariationOf(Values(&MTH_2D_FLOAT::GetY).get(), GetNumberOfPoints());
 }
 
 float MTH_XY_PLOT::GetXMediane() const {

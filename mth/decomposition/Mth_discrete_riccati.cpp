@@ -214,6 +214,7 @@ class DiscreteRiccati {
       if (const int refusal = loop.Find(a, x, feedback, closed)) return {refusal, refusal == 9};
       WriteResidual(units, a, x, closed, Work(5));
       change = Refine(x, closed, Work(5), true);
+      if (std::isnan(change)) return {1};
     } while (std::isfinite(change) && change > kLargeChange && ++steps < kMostSteps);
     const bool isLost = NormOf(x) == 0.0 && !system_.q.isZero;
     double sizeOfQ = 0.0;

@@ -231,7 +231,9 @@ class ContinuousRiccati {
       for (std::int64_t j = 0; j < n_; ++j) residual[i][j] = product[i][j] + product[j][i] + Q()[i][j];
     }
     const bool isLost = sizeOfX == 0.0 && !system_.q.isZero;
-    const bool isConfirmed = std::isfinite(Refine(x, closed, residual, false)) && !isLost;
+    const double change = Refine(x, closed, residual, false);
+    if (std::isnan(change)) return {1};
+    const bool isConfirmed = std::isfinite(change) && !isLost;
     return {status, status == 10 || !isConfirmed, IsOnBoundary(margin, closed, G(), doubt, false)};
   }
 

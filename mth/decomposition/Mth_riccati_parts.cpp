@@ -147,13 +147,14 @@ double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscr
   const std::int64_t n = x.size;
   constexpr double kSmallChange = 1e-2;
   const WorkArray<double> transposed(n * n);
-  if (!transposed) return 0.0;
+  if (!transposed) return std::numeric_limits<double>::quiet_NaN();
   Transpose<double>(closed.elements, n, n, transposed.Get());
   Symmetrise(residual);
   const int status =
       SolveLyapunovEquation({transposed.Get(), n}, residual, true, {isDiscrete, isDiscrete ? 1.0 : 0.0});
   const double change = LargestMagnitude(residual.elements, n * n);
   const double size = LargestMagnitude(x.elements, n * n);
+  if (status == 1) return std::numeric_limits<double>::quiet_NaN();
   if (status != 0 || !(change <= kSmallChange * size)) return std::numeric_limits<double>::infinity();
   for (std::int64_t i = 0; i < n * n; ++i) x.elements[i] += residual.elements[i];
   return size == 0.0 ? 0.0 : change / size;

@@ -107,7 +107,7 @@ TEST(EveryOperation, EndsUnderEveryModeAndLeavesItAsItWas) {
       ModeTrial trial(mode);
       operation.run(trial);
       EXPECT_TRUE(trial.isKept) << operation.name << ", " << mode.name;
-      EXPECT_LE(trial.NaNs(), nearest.NaNs()) << operation.name << ", " << mode.name;
+      EXPECT_LE(trial.NotFinite(), nearest.NotFinite()) << operation.name << ", " << mode.name;
     }
   }
 }

@@ -34,10 +34,12 @@ void AddTrees(Operations& list) {
            MTH_CLUSTERING_TREE model(2);
            MTH_CLUSTERING_TREE left(2);
            MTH_CLUSTERING_TREE right(2);
-           t([&] {
-             return model.DoTraining(&model, &training.data, &training.labels, training.weights.data(),
-                                     nullptr, &left, &right);
-           });
+           t(
+               [&] {
+                 return model.DoTraining(&model, &training.data, &training.labels, training.weights.data(),
+                                         nullptr, &left, &right);
+               },
+               -1);
            CountChain(t, &left);
            CountChain(t, &right);
            const std::unique_ptr<int[]> output(

@@ -19,7 +19,9 @@ void AddSamples(Operations& list) {
                       t([&] { sample.emplace(values.data(), features, memberships.data(), clusters); });
                       sample->SetLabel(7);
                       t.Count(*sample);
-                      t([&] { return MTH_CLUSTERING_SAMPLE(*sample); });
+                      std::optional<MTH_CLUSTERING_SAMPLE> copy;
+                      t([&] { copy.emplace(*sample); });
+                      t.Count(*copy);
                       t([&] { sample->ChangeParameters(memberships.data(), clusters); });
                       t([&] { sample->ChangeMembership(values.data(), features); });
                       t([&] { return sample->SetMembership(0, 0.25); });
@@ -58,7 +60,7 @@ void AddRun(Operations& list, const std::string& name, Run run, double m) {
                         input.Fill(engine, hasCentroids);
                         engine.SetRegulationValue(m);
                         engine.SetTolerance(1e-6);
-                        t([&] { return (engine.*run)(); });
+                        t([&] { return (engine.*run)(); }, kNoDistance);
                         CountEngine(t, engine);
                       }});
     }
@@ -78,7 +80,7 @@ void AddBulk(Operations& list) {
            t([&] { return engine.AddSamples(features.data(), 97); });
            t([&] { return engine.InitialiseCentroidsFromSamples(start, 12); });
            CountEngine(t, engine);
-           t([&] { return engine.ApplyFuzzyCMeanClustering(); });
+           t([&] { return engine.ApplyFuzzyCMeanClustering(); }, kNoDistance);
            std::vector<double> memberships(4 * 97);
            std::vector<int> decisions(97);
            t([&] { return engine.GetMemberships(memberships.data()); });
@@ -97,7 +99,8 @@ void AddDistances(Operations& list) {
                     for (int i = 0; i < 40; ++i) {
                       for (int k = 0; k < 3; ++k) {
                         t([&] { return engine.GetSampleDistanceToCentroid(i, k); });
-                        t([&] { return engine.GetSampleMahalanobisDistanceToCentroid(i, k, &form); });
+                        t([&] { return engine.GetSampleMahalanobisDistanceToCentroid(i, k, &form); },
+                          kNoDistance);
                       }
                       t([&] { return engine.GetSampleDistanceToSample(i, 39 - i); });
                       t([&] { return engine.MaxMembershipDecision(i); });

@@ -82,11 +82,11 @@ void AddDerivatives(Operations& list) {
   Add(list, "GetSecondDerivative_NoSort",
       [](Trial& t, MTH_XY_PLOT& curve) { t([&] { return curve.GetSecondDerivative_NoSort(); }); });
   Add(list, "GetFirstDerivativeNorm",
-      [](Trial& t, MTH_XY_PLOT& curve) { t([&] { return curve.GetFirstDerivativeNorm(); }); });
+      [](Trial& t, MTH_XY_PLOT& curve) { t([&] { return curve.GetFirstDerivativeNorm(); }, 0); });
 }
 
 void AddMeasures(Operations& list) {
-  Add(list, "GetIntegral", [](Trial& t, MTH_XY_PLOT& curve) { t([&] { return curve.GetIntegral(); }); });
+  Add(list, "GetIntegral", [](Trial& t, MTH_XY_PLOT& curve) { t([&] { return curve.GetIntegral(); }, 0); });
   Add(list, "GetSimpleIntegral", [](Trial& t, MTH_XY_PLOT& curve) {
     t([&] { return curve.GetSimpleIntegral(); });
     t([&] { return curve.GetSimpleIntegral(1, 5.5f); });
@@ -98,22 +98,22 @@ void AddMeasures(Operations& list) {
     t([&] { return curve.GetYMaxIndex(); });
   });
   Add(list, "GetXMean", [](Trial& t, MTH_XY_PLOT& curve) {
-    t([&] { return curve.GetXMean(); });
-    t([&] { return curve.GetYMean(); });
+    t([&] { return curve.GetXMean(); }, 0);
+    t([&] { return curve.GetYMean(); }, 0);
   });
   Add(list, "GetXStandardDeviation", [](Trial& t, MTH_XY_PLOT& curve) {
-    t([&] { return curve.GetXStandardDeviation(); });
-    t([&] { return curve.GetYStandardDeviation(); });
-    t([&] { return curve.GetXVariationCoef(); });
-    t([&] { return curve.GetYVariationCoef(); });
+    t([&] { return curve.GetXStandardDeviation(); }, 0);
+    t([&] { return curve.GetYStandardDeviation(); }, 0);
+    t([&] { return curve.GetXVariationCoef(); }, 0);
+    t([&] { return curve.GetYVariationCoef(); }, 0);
   });
   Add(list, "GetXMediane", [](Trial& t, MTH_XY_PLOT& curve) {
-    t([&] { return curve.GetXMediane(); });
-    t([&] { return curve.GetYMediane(); });
+    t([&] { return curve.GetXMediane(); }, 0);
+    t([&] { return curve.GetYMediane(); }, 0);
     t.Count(curve);
   });
   Add(list, "GetXYCorrelation",
-      [](Trial& t, MTH_XY_PLOT& curve) { t([&] { return curve.GetXYCorrelation(); }); });
+      [](Trial& t, MTH_XY_PLOT& curve) { t([&] { return curve.GetXYCorrelation(); }, 0); });
   Add(list, "GetLinearRegression", [](Trial& t, MTH_XY_PLOT& curve) {
     float slope = 0.0f;
     float intercept = 0.0f;
@@ -123,12 +123,12 @@ void AddMeasures(Operations& list) {
   });
   Add(list, "GetChi2", [](Trial& t, MTH_XY_PLOT& curve) {
     MTH_XY_PLOT model = Bell(curve.GetNumberOfPoints(), 602);
-    t([&] { return curve.GetChi2(); });
-    t([&] { return curve.GetChi2(&model); });
+    t([&] { return curve.GetChi2(); }, 0);
+    t([&] { return curve.GetChi2(&model); }, 0);
     t([&] { return curve.GetMeanSquared(&model); });
   });
   Add(list, "GetFWHM", [](Trial& t, MTH_XY_PLOT& curve) {
-    t([&] { return curve.GetFWHM(0.0, curve.GetYMax()); });
+    t([&] { return curve.GetFWHM(0.0, curve.GetYMax()); }, 0);
     t.CountAll(curve.GetFWHMLower_limit(), curve.GetFWHMUpper_limit());
   });
 }
@@ -142,7 +142,7 @@ void AddSmoothing(Operations& list) {
       [](Trial& t, MTH_XY_PLOT& curve) { t([&] { return curve.GetCubicSpline(6); }); });
   Add(list, "DotSpline", [](Trial& t, MTH_XY_PLOT& curve) { t([&] { return curve.DotSpline(3, 4); }); });
   Add(list, "DotSplinePoint", [](Trial& t, MTH_XY_PLOT& curve) {
-    for (const float x : FloatValues(40, 603, -3.0, 40.0)) t([&] { return curve.DotSplinePoint(x); });
+    for (const float x : FloatValues(40, 603, -3.0, 40.0)) t([&] { return curve.DotSplinePoint(x); }, 0);
   });
   Add(list, "DotSplinePoint/array", [](Trial& t, MTH_XY_PLOT& curve) {
     const auto x = FloatValues(40, 603, -3.0, 40.0);

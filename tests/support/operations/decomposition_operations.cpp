@@ -73,13 +73,13 @@ void AddLinearSystems(Operations& list) {
   AddOfOrders(list, "SolveLinearSystemByLU", 200, Regular, [](Trial& t, const MTH_MATRIX& m) {
     for (const int columns : {1, 7, 33}) {
       const MTH_MATRIX b = Matrix(m.GetNbRows(), columns, m.GetType(), 231);
-      t([&] { return m.SolveLinearSystemByLU(b); });
+      t([&] { return m.SolveLinearSystemByLU(b); }, 5, 1);
     }
   });
   AddOfOrders(list, "Inverse", 200, Regular,
-              [](Trial& t, const MTH_MATRIX& m) { t([&] { return m.Inverse(); }); });
+              [](Trial& t, const MTH_MATRIX& m) { t([&] { return m.Inverse(); }, 5, 1); });
   AddOfOrders(list, "Det", 70, Regular, [](Trial& t, const MTH_MATRIX& m) {
-    t([&] { return m.Det(); });
+    t([&] { return m.Det(); }, 0);
     t.Count(m.GetStatusError());
   });
   AddOfOrders(list, "Householder", 40, Regular, [](Trial& t, const MTH_MATRIX& m) {
@@ -100,7 +100,7 @@ void AddEigenproblems(Operations& list) {
       list, "SearchEigenValuesAndVectors", 5, Symmetric,
       [](Trial& t, const MTH_MATRIX& m) {
         double* values = nullptr;
-        t([&] { return m.SearchEigenValuesAndVectors(1e-5, &values); });
+        t([&] { return m.SearchEigenValuesAndVectors(1e-5, &values); }, 11);
         t.Count(std::unique_ptr<double[]>(values).get(), m.GetNbRows());
       },
       2);
@@ -125,24 +125,25 @@ void AddSingularValues(Operations& list) {
     t([&] { return m.SVD(&u, &w, &v); });
     CountOwned(t, u, w, v);
   });
-  AddOfShapes(list, "Rank", [](Trial& t, const MTH_MATRIX& m) { t([&] { return m.Rank(); }); });
+  AddOfShapes(list, "Rank", [](Trial& t, const MTH_MATRIX& m) { t([&] { return m.Rank(); }, 0); });
   AddOfShapes(list, "PseudoInverse", [](Trial& t, const MTH_MATRIX& m) {
     MTH_MATRIX* u = nullptr;
     MTH_MATRIX* w = nullptr;
     MTH_MATRIX* v = nullptr;
     int rank = -1;
-    t([&] { return m.PseudoInverse(&u, &w, &v, &rank); });
+    t([&] { return m.PseudoInverse(&u, &w, &v, &rank); }, 9, 1);
     CountOwned(t, u, w, v);
     t.Count(rank);
-    t([&] { return m.PseudoInverse(); });
+    t([&] { return m.PseudoInverse(); }, 9, 1);
   });
   AddOfShapes(list, "SolveLinearSystemBySVD", [](Trial& t, const MTH_MATRIX& m) {
     const MTH_MATRIX b = Matrix(m.GetNbRows(), 3, m.GetType(), 233);
-    t([&] { return m.SolveLinearSystemBySVD(b); });
+    t([&] { return m.SolveLinearSystemBySVD(b); }, 9, 1);
   });
-  AddOfShapes(list, "Projection", [](Trial& t, const MTH_MATRIX& m) { t([&] { return m.Projection(); }); });
+  AddOfShapes(list, "Projection",
+              [](Trial& t, const MTH_MATRIX& m) { t([&] { return m.Projection(); }, 9, 1); });
   AddOfShapes(list, "OrthogonalProjection",
-              [](Trial& t, const MTH_MATRIX& m) { t([&] { return m.OrthogonalProjection(); }); });
+              [](Trial& t, const MTH_MATRIX& m) { t([&] { return m.OrthogonalProjection(); }, 9, 1); });
 }
 
 void AddControlFamily(Operations& list) {

@@ -47,7 +47,7 @@ void AddVolumes(Operations& list, const std::string& name) {
     list.push_back({"denoising/EstimateNoiseDeviation/" + ending, [shape](Trial& t) {
                       const std::vector<T> values = Volume<T>(shape);
                       const MTH_VOLUME_DENOISING denoising(shape.nx, shape.ny, shape.nz);
-                      t([&] { return denoising.EstimateNoiseDeviation(values.data()); });
+                      t([&] { return denoising.EstimateNoiseDeviation(values.data()); }, 0);
                     }});
   }
 }

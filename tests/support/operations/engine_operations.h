@@ -4,6 +4,9 @@
 
 namespace mth_test {
 
+/// What a run answers without memory.
+inline constexpr double kNoDistance = 3.4028234663852886e38;
+
 /// Samples in blobs around as many points as there are clusters, with memberships and centroids to start
 /// from.
 class EngineInput {

@@ -84,7 +84,7 @@ void AddRuns(Operations& list) {
                         input.Fill(engine, true);
                         engine.SetDiagnosticPrefix("");
                         engine.SetParams(alpha, beta, rho);
-                        t([&] { return engine.ApplyEvidentialFuzzyCMeanClustering(); });
+                        t([&] { return engine.ApplyEvidentialFuzzyCMeanClustering(); }, kNoDistance);
                         CountEngine(t, engine);
                       }});
     }
@@ -110,7 +110,7 @@ void AddDiagnostics(Operations& list) {
          engine.SetIterationsCount(100);
          const TemporaryPath base;
          t([&] { engine.SetDiagnosticPrefix(base.Path()); });
-         t([&] { return engine.ApplyEvidentialFuzzyCMeanClustering(); });
+         t([&] { return engine.ApplyEvidentialFuzzyCMeanClustering(); }, kNoDistance);
          for (const char* name : {"centres", "credal_partition", "oox", "ooy", "ooz", "cpx", "ctx", "cox"}) {
            const TemporaryPath file(base.Path() + name + ".txt");
            t.Count(file.Bytes());
@@ -129,7 +129,8 @@ void AddHypotheses(Operations& list) {
                     t([&] { engine->CalculCentresHypotheses(); });
                     for (int j = 0; j < engine->GetHypothesesCount(); ++j) {
                       t([&] { return engine->GetSampleDistanceToHypothese(3, j); });
-                      t([&] { return engine->GetSampleMahalanobisDistanceToHypothese(4, j, &form); });
+                      t([&] { return engine->GetSampleMahalanobisDistanceToHypothese(4, j, &form); },
+                        kNoDistance);
                       t([&] { return engine->BelongsToHypothese(j, 1); });
                       t([&] { return engine->BelongsToHypothese(j, 0, 2); });
                       t([&] { return engine->findHypothese(engine->GetHypotheses()->Get(j)); });
@@ -137,7 +138,7 @@ void AddHypotheses(Operations& list) {
                       for (int k = 0; k < engine->GetHypothesesCount(); ++k) {
                         std::vector<int> shared;
                         t([&] { return engine->HypotheseIntersection(j, k); });
-                        t([&] { return engine->HypotheseIntersection(j, k, &shared); });
+                        t([&] { return engine->HypotheseIntersection(j, k, &shared); }, 0);
                         t.Count(shared);
                       }
                     }

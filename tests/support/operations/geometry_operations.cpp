@@ -104,12 +104,12 @@ void AddPointSets(Operations& list) {
     list.push_back({"geometry/Mth_Hausdorff_Distance/" + std::to_string(count), [count](Trial& t) {
                       auto a = Points(count, 940);
                       auto b = Points(count + 3, 941);
-                      t([&] { return Mth_Hausdorff_Distance(a.data(), b.data(), count, count + 3); });
+                      t([&] { return Mth_Hausdorff_Distance(a.data(), b.data(), count, count + 3); }, -1);
                       MTH_POINTER_LIST<MTH_3D_DOUBLE> listA;
                       MTH_POINTER_LIST<MTH_3D_DOUBLE> listB;
                       for (auto& point : a) listA.Add(&point);
                       for (auto& point : b) listB.Add(&point);
-                      t([&] { return Mth_Hausdorff_Distance(&listA, &listB); });
+                      t([&] { return Mth_Hausdorff_Distance(&listA, &listB); }, -1);
                     }});
   }
   list.push_back({"geometry/Mth_ApplyTransformationToSet", [](Trial& t) {

@@ -1,3 +1,4 @@
+#include <limits>
 #include <string>
 
 #include "support/operations/operations.h"
@@ -120,7 +121,7 @@ void AddTextures(Operations& list) {
           {std::string("image/texture/") + name + "/" + typeName, [feature = feature, type = type](Trial& t) {
              for (const int levels : {2, 5, 8, 17, 64}) {
                MTH_MATRIX p = CoOccurrences(levels, type);
-               t([&] { return feature(&p); });
+               t([&] { return feature(&p); }, std::numeric_limits<double>::quiet_NaN());
              }
            }});
     }

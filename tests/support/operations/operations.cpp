@@ -31,14 +31,14 @@ void Trial::CountBits(std::uint64_t bits) {
 void Trial::Count(double value) {
   const auto bits = BitsOf<std::uint64_t>(value);
   const bool isNaN = (bits & 0x7fffffffffffffffu) > 0x7ff0000000000000u;
-  nans_ += isNaN ? 1 : 0;
+  notFinite_ += (bits & 0x7ff0000000000000u) == 0x7ff0000000000000u ? 1 : 0;
   CountBits(isNaN ? kNaNBits : bits);
 }
 
 void Trial::Count(float value) {
   const auto bits = BitsOf<std::uint32_t>(value);
   const bool isNaN = (bits & 0x7fffffffu) > 0x7f800000u;
-  nans_ += isNaN ? 1 : 0;
+  notFinite_ += (bits & 0x7f800000u) == 0x7f800000u ? 1 : 0;
   CountBits(isNaN ? kNaNBits : bits);
 }
 

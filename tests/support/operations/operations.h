@@ -36,16 +36,18 @@ class Trial {
   }
 
   /// Runs a call and counts its result; an object that comes as a pointer without const is the caller's.
-  template <class Call>
-  void operator()(Call call) {
+  /// @param failures  what the call answers without memory, a status for a matrix; with none: false, null, an
+  ///                  unallocated matrix of status 1, and of a number nothing but the result itself.
+  template <class Call, class... Failures>
+  void operator()(Call call, Failures... failures) {
     using Result = std::remove_cvref_t<decltype(call())>;
     if constexpr (std::is_void_v<Result>) {
       Run(call);
     } else if constexpr (IsNewObject<Result>) {
       const std::unique_ptr<std::remove_pointer_t<Result>> made(Run(call));
-      Count(static_cast<const std::remove_pointer_t<Result>*>(made.get()));
+      CountResult(static_cast<const std::remove_pointer_t<Result>*>(made.get()), failures...);
     } else {
-      Count(Run(call));
+      CountResult(Run(call), failures...);
     }
   }
 
@@ -96,14 +98,43 @@ class Trial {
   }
 
   std::uint64_t Hash() const { return hash_; }
-  /// How many of the numbers counted were none.
-  int NaNs() const { return nans_; }
+  /// How many of the numbers counted were infinite or none.
+  int NotFinite() const { return notFinite_; }
 
  protected:
   virtual void Arm() {}
   virtual void Disarm() {}
+  /// After each call: the hash of its result alone, and whether that is what it answers without memory.
+  virtual void Judge(std::uint64_t /*hash*/, bool /*isFailure*/) {}
 
  private:
+  template <class Result, class... Failures>
+  void CountResult(const Result& result, Failures... failures) {
+    Trial alone;
+    alone.Count(result);
+    Judge(alone.Hash(), IsFailure(result, failures...));
+    Count(result);
+  }
+
+  template <class Result, class... Failures>
+  static bool IsFailure(const Result& result, Failures... failures) {
+    if constexpr (std::is_base_of_v<MTH_MATRIX, Result>) {
+      const int status = result.GetStatusError();
+      return !result.IsAllocated() &&
+             (sizeof...(failures) == 0 ? status == 1 : ((status == failures) || ...));
+    } else if constexpr (std::is_pointer_v<Result>) {
+      if (result == nullptr) return true;
+      if constexpr (std::is_class_v<std::remove_pointer_t<Result>>) return IsFailure(*result, failures...);
+      return false;
+    } else if constexpr (std::is_same_v<Result, bool>) {
+      return !result;
+    } else if constexpr (std::is_arithmetic_v<Result>) {
+      return ((result == static_cast<Result>(failures) || (result != result && failures != failures)) || ...);
+    } else {
+      return false;
+    }
+  }
+
   template <class T>
   static constexpr bool IsNewObject = std::is_pointer_v<T>&& std::is_class_v<std::remove_pointer_t<T>> &&
                                       !std::is_const_v<std::remove_pointer_t<T>>;
@@ -122,7 +153,7 @@ class Trial {
   void CountBits(std::uint64_t bits);
 
   std::uint64_t hash_ = 0xcbf29ce484222325u;
-  int nans_ = 0;
+  int notFinite_ = 0;
 };
 
 struct Operation {

@@ -48,7 +48,7 @@ void AddSummaries(Operations& list) {
   });
   AddOfCounts(list, "Mth_Median/vector", [](Trial& t, std::vector<double> v) {
     int index = -7;
-    t([&] { return Mth_Median(std::move(v), index); });
+    t([&] { return Mth_Median(std::move(v), index); }, 0);
     t.Count(index);
   });
   AddOfCounts(list, "Mth_Pente", [](Trial& t, std::vector<double> v) {
@@ -114,7 +114,7 @@ void AddMultivariate(Operations& list) {
         {std::string("statistics/Mth_Median/matrix/") + typeName, [type = type](Trial& t) {
            for (const auto& [rows, columns] : {std::pair(1, 1), std::pair(8, 9), std::pair(31, 34)}) {
              MTH_MATRIX m = Matrix(rows, columns, type, 341);
-             t([&] { return Mth_Median(&m); });
+             t([&] { return Mth_Median(&m); }, 0);
              t.Count(m);
            }
          }});
@@ -155,7 +155,7 @@ void AddTests(Operations& list) {
                       for (const int n : {5, 40, 200}) {
                         auto x = make(n, 354);
                         auto y = make(n, 355);
-                        t([&] { return Mth_TestMannWhitney(x.data(), y.data(), n); });
+                        t([&] { return Mth_TestMannWhitney(x.data(), y.data(), n); }, 1);
                         t.CountAll(x, y);
                       }
                     }});

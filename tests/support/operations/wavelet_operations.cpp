@@ -135,7 +135,7 @@ void AddShrinkage(Operations& list) {
                         MTH_MATRIX picture = Picture(rows, columns, type);
                         std::optional<MTH_WAVELET_DENOISING> wavelet;
                         t([&] { wavelet.emplace(&picture); });
-                        t([&] { return wavelet->EstimateNoiseDeviation(); });
+                        t([&] { return wavelet->EstimateNoiseDeviation(); }, 0);
                         t([&] { return wavelet->ApplyDenoisingMRImage(); });
                         t.Count(static_cast<const MTH_MATRIX*>(wavelet->GetImage()));
                         wavelet->SetThrFactor(3.0);
