@@ -94,10 +94,12 @@ int SolveByAttempts(Equation& equation, SquareView x, int* exponent) {
   if (!other || !states) return 1;
   RiccatiUnits units{0, states.Get()};
   RiccatiAttempt attempt = equation.SolveInOneUnit(x, &units);
+  if (attempt.status == 1) return 1;
   if (attempt.isDoubtful) {
     RiccatiUnits ownUnits{units.exponent, states.Get() + n};
     const SquareView y{other.Get(), n};
     const RiccatiAttempt second = equation.SolveInOwnUnits(y, &ownUnits);
+    if (second.status == 1) return 1;
     if (second.status == 0 && !second.isDoubtful) {
       std::copy_n(y.elements, n * n, x.elements);
       attempt = second;

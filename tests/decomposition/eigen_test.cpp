@@ -87,10 +87,11 @@ double QuotientAfter(int k) {
 TEST(EigenValues, GiveUpAfterTenThousandIterations) {
   const double half = 0.5 * (1.0 + kSlow);
   const MTH_MATRIX a = Matrix({{half, 1.0 - half}, {1.0 - half, half}});
-  // The step that comparison number k, from 1, sees on the diagonal.
+  // The step that comparison number k, from 1, sees on the diagonal; half a step beyond comparison number k.
   const auto step = [](int k) { return QuotientAfter(k + 1) - QuotientAfter(k); };
-  EXPECT_FALSE(EigenValuesOf(a, step(9995)).empty());
-  EXPECT_TRUE(EigenValuesOf(a, step(10005)).empty());
+  const auto beyond = [step](int k) { return 0.5 * (step(k) + step(k - 1)); };
+  EXPECT_FALSE(EigenValuesOf(a, beyond(10001)).empty());
+  EXPECT_TRUE(EigenValuesOf(a, beyond(10002)).empty());
 }
 
 TEST(EigenValues, FailuresGiveNoArray) {

@@ -60,6 +60,9 @@ TEST(Lines, ThatAreNearlyParallelHaveTheirSegment) {
   ASSERT_EQ(Mth_3D_ShortSegmentBetweenLines(line, nearly, segment, mu), 0);
   double point[3];
   EXPECT_NEAR(Mth_3D_LinesIntersection(line, nearly, point), 1.0, 1e-15);
+  double tiny[2][3] = {{0, 0, 0}, {1e-7, 0, 0}};  // short, but a line
+  double across[2][3] = {{0, -1, 1}, {0, 1, 1}};
+  EXPECT_NEAR(Mth_3D_LinesIntersection(tiny, across, point), 1.0, 1e-15);
 }
 
 // Whatever the system: the failure value tells.

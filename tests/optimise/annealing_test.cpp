@@ -213,6 +213,11 @@ TEST(Annealing, RejectsAtEquality) {
   const AnnealingRun below =
       Anneal(Settings(1.0, 1, 9, 1), [&](const double* x) { return 0.999 * rise * x[0]; });
   EXPECT_EQ(below.moves, "i>");
+  // A cost that stays is accepted without a draw.
+  EXPECT_EQ(Anneal(Settings(1.0, 3, 9, 1), [](const double*) { return 2.0; }).moves, "i>>>");
+  const double next = Mth_Random1(0);
+  Mth_InitRandom1(0);
+  EXPECT_EQ(next, Mth_Random1(0));
   Mth_SetRandomClock(former);
 }
 

@@ -237,6 +237,13 @@ TEST(SteepestDescent, DividesNoSlopeByZero) {
   steep.SetConstant_for_Steepes_Optimization(0.0);
   EXPECT_TRUE(steep.Compute_Optimum_Steepes(start.data(), 0.0, 1, nullptr));
   EXPECT_EQ(steep.visited.back(), start);
+  // So does a shift that underflows: (1e-9 - 0) / 1e-12 in x, beside 600 over the shift in y.
+  RecordingCost faint({0.0, 0.0}, Script({5, 5, 4, 4, 3, 0.0, 5e-324, 1e3, -1, 0.0, 1e-9, 600, 2.0}));
+  faint.Compute_Optimum_Steepes(start.data(), 0.0, 2, nullptr);
+  const Point& here = faint.visited.at(9);
+  const Point& there = faint.visited.at(12);
+  const double slope = 600.0 / (faint.visited[11][1] - here[1]);
+  EXPECT_NEAR((there[0] - here[0]) / (there[1] - here[1]), 1e3 / slope, 1e-9);
 }
 
 TEST(SteepestDescent, ComparesWithTheFirstTwoRecordsAlone) {

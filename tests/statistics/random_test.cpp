@@ -368,13 +368,15 @@ TEST(Random, NormalDeviatesComeInPairsFromTheUniformOnes) {
     } while (square >= 1.0f);
     const auto factor = static_cast<float>(std::sqrt(-2.0 * std::log(static_cast<double>(square)) / square));
     EXPECT_EQ(Mth_NormalRandomGenerator(0), v2 * factor);
+    EXPECT_TRUE(Mth_InitNormalRandom(1));                          // forgets nothing
     EXPECT_EQ(Mth_NormalRandomGenerator(kUnseeded), v1 * factor);  // kept for any stream
     EXPECT_EQ(Mth_Random1(0), uniforms[used++]);                   // nothing else was drawn
   }
 }
 
 TEST(Random, NormalDeviatesAcceptThePairOfZeros) {
-  std::vector<double> uniforms = {0.25, 0.25, 0.5, 0.5};
+  std::vector<double> uniforms = {0.25, 0.25, 0.5,
+                                  0.0,  0.5,  0.5};  // from the last; (0, 1/2) lies on the circle
   const auto draw = [&uniforms] {
     const double last = uniforms.back();
     uniforms.pop_back();
@@ -382,7 +384,7 @@ TEST(Random, NormalDeviatesAcceptThePairOfZeros) {
   };
   const mth_internal::NormalPair zeros = mth_internal::MakeNormalPair(draw);
   EXPECT_TRUE(std::isnan(zeros.first) && std::isnan(zeros.second));
-  EXPECT_EQ(uniforms.size(), 2u);
+  EXPECT_EQ(uniforms.size(), 4u);
   EXPECT_EQ(mth_internal::MakeNormalPair(draw).first,
             mth_internal::MakeNormalPair([] { return 0.25; }).second);
 }
