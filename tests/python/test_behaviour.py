@@ -17,20 +17,25 @@ import mth
 SAMPLES = np.random.default_rng(2).normal(size=(500, 2))
 MODULES = ["mth"] + [f"mth.{module.name}" for module in pkgutil.iter_modules(mth.__path__) if module.name[0] != "_"]
 
-# A run that ends for nothing but a signal: no membership ever changes by less than a negative tolerance.
-ENDLESS = """
-import os, signal, threading, time
+# A run that ends for nothing but the signal that another thread sends once it is on its way.
+INTERRUPTED = """
+import os, signal, threading
 import numpy as np, mth
 x = np.random.default_rng(0).normal(size=(3000, 3))
+started = threading.Event()
+def on_its_way(*arguments):
+    started.set()
 def interrupt():
-    time.sleep(0.3)
+    started.wait()
     os.kill(os.getpid(), signal.SIGINT)
-threading.Thread(target=interrupt).start()
+thread = threading.Thread(target=interrupt)
 try:
+    thread.start()
     {run}
 except KeyboardInterrupt:
-    assert mth.k_means(x, 3).labels.shape == (3000,)  # nothing is broken
-    print("interrupted")
+    print("interrupted", mth.k_means(x, 3).labels.shape)  # nothing is broken
+finally:
+    started.set()
 """
 
 
@@ -39,12 +44,12 @@ def run_python(code):
 
 
 @pytest.mark.parametrize("run", [
-    "mth.fuzzy_c_means(x, 4, tol=-1.0, max_iter=10**9)",
-    "mth.minimise(lambda p: p[0] % 1.0, [0.3], callback=lambda p: time.sleep(0.01) or [mth.k_means(x, 3) for _ in range(10**9)])",
-    "mth.denoise(np.resize(np.abs(x.astype(np.float32)), (300, 300, 300)), noise=0.5)",
+    "mth.fuzzy_c_means(x, 4, tol=-1.0, max_iter=10**9, progress=on_its_way)",  # no change is below a negative tolerance
+    "mth.minimise(lambda p: p[0] % 1.0, [0.3], callback=lambda p: on_its_way() or [mth.k_means(x, 3) for _ in range(10**9)])",
+    "mth.denoise(np.resize(np.abs(x.astype(np.float32)), (300, 300, 300)), noise=0.5, progress=on_its_way)",
 ], ids=["clustering", "callback", "denoising"])
 def test_an_interrupt_ends_a_run(run):
-    assert run_python(ENDLESS.format(run=run)) == "interrupted\n"
+    assert run_python(INTERRUPTED.format(run=run)) == "interrupted (3000,)\n"
 
 
 def test_progress_in_all_its_forms(capsys):
