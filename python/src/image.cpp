@@ -101,7 +101,9 @@ py::array LaplacianOfPlane(const py::array& array) {
 template <class T>
 py::array LaplacianOfVolume(const py::array& array) {
   const Volume<T> image(array, "image");
-  const auto [nx, ny, nz] = image.Size();
+  const int nx = image.Size()[0];
+  const int ny = image.Size()[1];
+  const int nz = image.Size()[2];
   T* const voxels = const_cast<T*>(image.Data());  // only read
   Call call;
   if constexpr (std::is_same_v<T, float>) {

@@ -36,7 +36,9 @@ py::dict Tissues(const std::vector<py::array>& images, const py::object& maskVal
   if (confidence) RequireSameShape(confidence->GetArray(), images.front(), "confidence");
   const std::uint8_t* const inside = mask ? mask->Data() : nullptr;
   const T* const left = confidence ? confidence->Data() : nullptr;
-  const auto [nx, ny, nz] = first.Size();
+  const int nx = first.Size()[0];
+  const int ny = first.Size()[1];
+  const int nz = first.Size()[2];
   Call call(progress);
   call.Run([&] {
     if (pointers.size() == 1) {
