@@ -8,7 +8,7 @@ source scripts/dependencies.sh
 preset="${1:-release}"
 ensure_packages "${BUILD_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}" "${TEST_PACKAGES[@]}"
 
-cmake --preset "$preset" -DMTH_BUILD_TESTS=ON -DMTH_BUILD_EXAMPLES=ON \
+cmake --preset "$preset" -DMTH_BUILD_TESTS=ON -DMTH_BUILD_EXAMPLES=ON -DMTH_QUICK_BUILD=ON \
   -DMTH_WARNINGS_AS_ERRORS="${CI:+ON}" "${@:2}"
 cmake --build --preset "$preset"
 ctest --preset "$preset" -j "$(nproc)"

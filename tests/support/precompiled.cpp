@@ -1,0 +1,1 @@
+// Nothing: it stands for the headers that are compiled beside it.
