@@ -6,7 +6,6 @@
 
 #include "clustering/credal_cases.h"
 #include "mth/core/Mth_instruction_set_internal.h"
-#include "support/allocation_faults.h"
 #include "support/recording_display.h"
 
 namespace mth_test {
@@ -103,20 +102,6 @@ TEST(Hypotheses, DistancesHaveTheirValuesAndTexts) {
   const Engine unbuilt = WithMasses(RandomMasses(2, 2, 1), 2);
   EXPECT_EQ(unbuilt->GetSampleDistanceToHypothese(0, 1), kNoDistance);
   EXPECT_TRUE(display.messages.empty());
-}
-
-TEST(Hypotheses, QuadraticDistancesOutOfMemoryAreNone) {
-  LiteralEvidential start;  // of more features than a matrix keeps inside itself
-  start.samples = {{1.0, 2.0, 3.0, 4.0, 5.0}, {2.0, 0.0, 1.0, 0.0, 2.0}};
-  start.centroids = {{0.0, 0.0, 0.0, 0.0, 1.0}};
-  const Engine engine = MakeEvidentialEngine(start);
-  engine->SetIterationsCount(0);
-  ASSERT_EQ(engine->ApplyEvidentialFuzzyCMeanClustering(), 1.0);
-  MTH_MATRIX weights = FromRule(5, 5, kDouble, [](int i, int j) { return i == j ? 2.0 : 0.0; });
-  EXPECT_GT(ForEachAllocationFault(
-                [&] { return engine->GetSampleMahalanobisDistanceToHypothese(1, 1, &weights); },
-                [&](double value) { EXPECT_TRUE(value == kNoDistance || value == 2.0 * 6.0) << value; }),
-            3);
 }
 
 TEST(Hypotheses, EvidentialSamplesBringOneMassEach) {

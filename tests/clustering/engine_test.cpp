@@ -269,27 +269,6 @@ TEST(ClusteringEngine, InitialisedCentroidsAreKeptByEveryLaterFirstIteration) {
   EXPECT_EQ(engine.GetCentroid(0)->Get(0, 0), 0.0);
 }
 
-TEST(ClusteringEngine, RunsOutOfMemoryWithItsFailureValue) {
-  RecordingDisplay display;
-  MTH_CLUSTERING engine(5, 6);
-  for (int i = 0; i < 300; ++i) Add(engine, std::vector<double>(6, i), std::vector<double>(5, 0.2));
-  MTH_CLUSTERING_SAMPLE sample = Sample(std::vector<double>(6, 1.0), std::vector<double>(5, 0.0));
-  {
-    const AllocationFaults faults(0);
-    EXPECT_EQ(engine.GetSampleDistanceToCentroid(-1, 0), kNoDistance);  // its message is not shown
-  }
-  EXPECT_TRUE(display.messages.empty());
-  MTH_CLUSTERING fresh(5, 6);
-  int added = 0;
-  const auto checkValue = [](double value) { EXPECT_TRUE(value == kNoDistance || value < 1e9); };
-  EXPECT_GT(ForEachAllocationFault([&] { return engine.ApplyKMeanClustering(); }, checkValue), 2);
-  EXPECT_GT(ForEachAllocationFault([&] { return engine.ApplyFuzzyCMeanClustering(); }, checkValue), 2);
-  EXPECT_GT(ForEachAllocationFault([&] { return fresh.AddSample(&sample); },
-                                   [&](bool isAdded) { added += isAdded ? 1 : 0; }),
-            1);
-  EXPECT_EQ(fresh.GetSamplesCount(), added);
-}
-
 // Centroids that come one by one would be granted until the machine ends the host.
 TEST(ClusteringEngine, AsksForTheMemoryOfVeryManyCentroidsAtOnce) {
   {

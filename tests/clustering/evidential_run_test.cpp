@@ -14,7 +14,6 @@
 #include "clustering/iris.h"
 #include "mth/clustering/Mth_evidential_kernel_internal.h"
 #include "mth/core/Mth_instruction_set_internal.h"
-#include "support/allocation_faults.h"
 #include "support/recording_display.h"
 #include "support/text_file.h"
 
@@ -331,27 +330,6 @@ TEST(EvidentialRun, CanBeRepeatedCopiedAndMixed) {
   EXPECT_EQ(copyOfCopy->GetPignisticPartition(), nullptr);
   EXPECT_TRUE(copyOfCopy->initPignisticPartition());
   EXPECT_TRUE(copyOfCopy->WeakenCredalPartition(0.5));
-}
-
-TEST(EvidentialRun, RunsOutOfMemoryWithItsFailureValue) {
-  RecordingDisplay display;
-  const Engine engine = MakeEvidentialEngine(RandomStart(100, 4, 3, 1));
-  engine->SetTolerance(1e9);
-  engine->SetDiagnosticPrefix("");
-  int successes = 0;
-  const int failures = ForEachAllocationFault(
-      [&] {
-        engine->SetIterationsCount(5);
-        return engine->ApplyEvidentialFuzzyCMeanClustering();
-      },
-      [&](double value) {
-        EXPECT_TRUE(value == kNoDistance || value == 1.0);
-        successes += value == 1.0 ? 1 : 0;
-      });
-  EXPECT_GT(failures, 40);  // the hypotheses alone are sixteen vectors in a list
-  EXPECT_GE(successes, 1);
-  EXPECT_EQ(engine->GetCredalPartition()->GetNbCols(), 16);
-  EXPECT_EQ(engine->GetHypotheses()->GetCount(), 16);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <set>
 
 #include "mth/clustering/Mth_subsets.h"
-#include "support/allocation_faults.h"
 #include "support/matrices.h"
 #include "support/recording_display.h"
 
@@ -76,19 +75,6 @@ TEST(GenerateSubsets, RefusesWithItsMessages) {
             (std::vector<mth_test::ShownMessage>{invalid, invalid, invalid, size, size, missing}));
   EXPECT_EQ(four.subsets[0], (Subset{-1, -2}));
   EXPECT_EQ(holed.subsets[0], (Subset{-1, -2}));
-}
-
-TEST(GenerateSubsets, GivesFalseWithoutMemory) {
-  MTH_MATRIX elements = Elements(3);
-  bool hasSucceeded = false;
-  const int faults = mth_test::ForEachAllocationFault(
-      [&, containers = Containers(8)]() mutable {
-        for (Subset& subset : containers.subsets) subset = Subset();
-        return Mth_GenerateSubsets(&elements, &containers.list);
-      },
-      [&](bool result) { hasSucceeded = result; });
-  EXPECT_GT(faults, 3);
-  EXPECT_TRUE(hasSucceeded);
 }
 
 }  // namespace

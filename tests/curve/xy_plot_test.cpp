@@ -560,29 +560,6 @@ TEST(XyPlot, SmoothingSurvivesFewPoints) {
   EXPECT_EQ(CurveOfY({0, 1, 2}).GetCubicSpline(std::numeric_limits<int>::max()), nullptr);
 }
 
-TEST(XyPlot, GivesNullWhenMemoryRunsOut) {
-  const MTH_XY_PLOT curve = CurveOfY({1, 2, 6, 3});
-  const std::pair<std::function<MTH_XY_PLOT*()>, int> makers[] = {
-      {[&] { return curve.GetSecondDerivative(); }, 4},
-      {[&] { return curve.GetLinearRegression(); }, 4},
-      {[&] { return curve.DotSmoothFunction(3, 2); }, 4},
-      {[&] { return curve.DotSpline(3, 2); }, 7},
-      {[&] { return curve.GetDotSplineXY(); }, 31}};
-  for (const auto& [make, count] : makers) {
-    int complete = 0;
-    const auto countOf = [&make = make] {
-      const CurvePtr made(make());
-      return made != nullptr ? made->GetNumberOfPoints() : -1;
-    };
-    const int failures = mth_test::ForEachAllocationFault(countOf, [&, count = count](int made) {
-      EXPECT_TRUE(made == -1 || made == count) << made;
-      complete += made == count ? 1 : 0;
-    });
-    EXPECT_GT(failures, 2);
-    EXPECT_EQ(complete, 1);
-  }
-}
-
 // Points that come one by one would be granted until the machine ends the host.
 TEST(XyPlot, AsksForTheMemoryOfVeryManySamplesAtOnce) {
   const MTH_XY_PLOT curve = CurveOfY({1, 2, 6, 3});

@@ -10,7 +10,6 @@
 
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/value/Mth_complex.h"
-#include "support/allocation_faults.h"
 #include "support/cancelling_display.h"
 #include "support/decomposition_cases.h"
 #include "support/matrices.h"
@@ -73,19 +72,6 @@ TEST(SVD, ReconstructsWithOrthogonalFactorsAndOrderedValues) {
           }
         }
       }
-    }
-  }
-}
-
-TEST(SVD, IsTheSameOnEveryInstructionSet) {
-  for (const DecompositionCase& c : CasesOf(kDouble)) {
-    const SVDFactors best(c.matrix);
-    for (const InstructionSet set : {InstructionSet::Baseline, InstructionSet::Avx2}) {
-      const mth_internal::InstructionSetScope scope(set);
-      const SVDFactors factors(c.matrix);
-      EXPECT_TRUE(SameBits(*factors.u, *best.u)) << c.name;
-      EXPECT_TRUE(SameBits(*factors.w, *best.w)) << c.name;
-      EXPECT_TRUE(SameBits(*factors.v, *best.v)) << c.name;
     }
   }
 }
@@ -264,34 +250,6 @@ TEST(Projection, IsTheSymmetricIdempotentProjectorOnTheRowSpace) {
     RecordingDisplay display;
     EXPECT_EQ(MatrixPtr(matrix.Projection())->GetStatusError(), status);
     EXPECT_EQ(MatrixPtr(matrix.OrthogonalProjection())->GetStatusError(), status);
-  }
-}
-
-TEST(SVD, WithoutMemoryEveryOperationFailsCleanly) {
-  RecordingDisplay display;
-  for (const int size : {5, 12}) {
-    const MTH_MATRIX a = RandomMatrix(size, size, kFloat, 8);
-    const int faults = ForEachAllocationFault(
-        [&] {
-          std::array<MTH_MATRIX*, 3> made{};
-          const bool isDone = a.SVD(&made[0], &made[1], &made[2]);
-          return std::pair(isDone, made);
-        },
-        [](const std::pair<bool, std::array<MTH_MATRIX*, 3>>& result) {
-          for (MTH_MATRIX* made : result.second) {
-            const MatrixPtr factor(made);
-            EXPECT_TRUE(!factor || factor->GetStatusError() == (result.first ? 0 : 1));
-          }
-        });
-    EXPECT_GE(faults, size > 8 ? 8 : 6);
-    for (const bool isProjection : {false, true}) {
-      ForEachAllocationFault([&] { return isProjection ? a.OrthogonalProjection() : a.PseudoInverse(); },
-                             [&](MTH_MATRIX* result) {
-                               const MatrixPtr owned(result);
-                               if (!owned || owned->IsAllocated()) return;
-                               EXPECT_TRUE(owned->GetStatusError() == 1 || owned->GetStatusError() == 9);
-                             });
-    }
   }
 }
 

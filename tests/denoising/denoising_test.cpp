@@ -12,7 +12,6 @@
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/denoising/Mth_rician_internal.h"
 #include "mth/denoising/Mth_volume_denoising.h"
-#include "support/allocation_faults.h"
 #include "support/cancelling_display.h"
 
 namespace {
@@ -92,19 +91,6 @@ TEST(VolumeDenoising, TurnsMagnitudesIntoSignalsAndBack) {
     EXPECT_NEAR(law.Variance(mean), 2.0 + signal * signal - mean * mean, 1e-3 * (1.0 + signal)) << signal;
   }
   EXPECT_EQ(law.Signal(1.0), 0.0);
-}
-
-TEST(VolumeDenoising, GivesTheSameBitsOnEveryInstructionSet) {
-  for (const Size& size : {Size{37, 21, 9}, Size{50, 33, 1}, Size{3, 40, 2}}) {
-    const Values noisy = NoisyShapes(size, 9.0);
-    const auto runWith = [&](InstructionSet highest) {
-      const InstructionSetScope scope(highest);
-      return Denoise(size, noisy, 0.0);
-    };
-    const Denoised baseline = runWith(InstructionSet::Baseline);
-    EXPECT_TRUE(runWith(InstructionSet::Avx2) == baseline);
-    EXPECT_TRUE(runWith(InstructionSet::Avx512) == baseline);
-  }
 }
 
 TEST(VolumeDenoising, KeepsItsIdentities) {
@@ -214,22 +200,6 @@ TEST(VolumeDenoising, RefusesWhatItCannotDo) {
     EXPECT_EQ(denoising.GetNoiseDeviation(), 0.0);
   }
   EXPECT_EQ(values, former);
-}
-
-TEST(VolumeDenoising, WritesNothingWithoutMemory) {
-  const Size size{9, 8, 7};
-  const Values noisy = NoisyShapes(size, 9.0);
-  const Values whole = Denoise(size, noisy, 0.0).values;
-  const Values untouched(noisy.size(), -1.0F);
-  Values values = untouched;
-  MTH_VOLUME_DENOISING denoising(size[0], size[1], size[2]);
-  const int faults = ForEachAllocationFault(
-      [&] {
-        values = untouched;
-        return denoising.Denoise(noisy.data(), values.data());
-      },
-      [&](bool isDone) { EXPECT_EQ(values, isDone ? whole : untouched); });
-  EXPECT_GT(faults, 10);
 }
 
 TEST(VolumeDenoising, EndsWhenThePersonCancels) {

@@ -10,7 +10,6 @@
 
 #include "mth/geometry/Mth_funct_chgref_param.h"
 #include "mth/geometry/Mth_matrix_chgref.h"
-#include "support/allocation_faults.h"
 #include "support/matrices.h"
 
 namespace {
@@ -399,29 +398,6 @@ TEST(ChangeOfReferenceCost, OfNothingIsNotANumber) {
     change.ChangeRefCost(false, nullptr);
     EXPECT_TRUE(std::isnan(change.GetCost())) << count;
   }
-}
-
-TEST(ChangeOfReference, SurvivesMissingMemory) {
-  const auto run = [] {
-    double rotation[3] = {10, 20, 30};
-    MTH_3D_DOUBLE points[3] = {{1, 0, 0}, {0, 2, 0}, {0, 0, 3}};
-    MTH_MATRIX_CHGREF change(3, points, points);
-    change.SetRotation(rotation);
-    change.ComputeFromRotTrans();
-    change.ChangeRefCost(false, nullptr);
-    const ChangePtr product(change * change);
-    double start[6] = {10, 20, 30, 0, 0, 0};
-    MTH_FUNCT_CHGREF_PARAM cost(start, 3, points, points);
-    cost.Evaluate();
-    MTH_3D_DOUBLE out;
-    const bool isUsable =
-        change.IsAllocated() && product && product->IsAllocated() && product->ChangeRef(points[0], &out);
-    return change.ComputeFromSetsByQuaternion() && isUsable;
-  };
-  bool hasSucceeded = false;
-  const int faults = mth_test::ForEachAllocationFault(run, [&](bool result) { hasSucceeded = result; });
-  EXPECT_GT(faults, 3);
-  EXPECT_TRUE(hasSucceeded);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cfenv>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -14,7 +13,6 @@
 #include "literal_texture.h"
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/image/Mth_texture.h"
-#include "support/allocation_faults.h"
 #include "support/matrices.h"
 
 namespace {
@@ -134,23 +132,6 @@ TEST(Texture, UnusualElementsGoThroughTheFormulas) {
     CheckAgainstLiteral(
         mth_test::FromRule(9, 140, kDouble, [&](int i, int j) { return isLarge(i, j) ? large : 0.0; }),
         "large elements among zeros");
-  }
-}
-
-// The example of Haralick, Shanmugam and Dinstein: its four co-occurrence matrices at distance 1.
-// Hosts may trap what an ordinary matrix, most of it zeros, must not raise.
-TEST(Texture, RaisesNoFloatingPointException) {
-  for (const auto set : {InstructionSet::Baseline, InstructionSet::Avx2, InstructionSet::Avx512}) {
-    const mth_internal::InstructionSetScope scope(set);
-    for (const int type : {kDouble, kFloat}) {
-      MTH_MATRIX matrix = RandomDistribution(19, 19, type, 0.7, 9);
-      for (const Feature& feature : kFeatures) {
-        std::feclearexcept(FE_ALL_EXCEPT);
-        const double value = feature.compute(&matrix);
-        EXPECT_EQ(std::fetestexcept(FE_INVALID | FE_DIVBYZERO | FE_OVERFLOW), 0) << feature.name;
-        EXPECT_TRUE(std::isfinite(value)) << feature.name;
-      }
-    }
   }
 }
 
@@ -310,17 +291,6 @@ TEST(Texture, WithoutElementsSumsAreZero) {
         EXPECT_EQ(value, 0.0) << name;
       }
     }
-  }
-}
-
-TEST(Texture, WithoutMemoryAFeatureIsNotANumber) {
-  MTH_MATRIX p = RandomDistribution(20, 20, kDouble, 0.0, 3);
-  for (const Feature& feature : kFeatures) {
-    const double expected = feature.compute(&p);
-    const int faults = mth_test::ForEachAllocationFault(
-        [&] { return feature.compute(&p); },
-        [&](double value) { EXPECT_TRUE(std::isnan(value) || value == expected) << feature.name; });
-    EXPECT_EQ(faults > 0, feature.allocates) << feature.name;
   }
 }
 

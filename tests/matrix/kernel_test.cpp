@@ -12,7 +12,6 @@
 
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/matrix/Mth_matrix.h"
-#include "support/allocation_faults.h"
 #include "support/matrices.h"
 
 // Every version of the hot loops, for every instruction set, against the loop that fixes the bits.
@@ -115,23 +114,6 @@ TEST(MatrixKernel, EveryNanOfAProductIsTheSame) {
       EXPECT_TRUE(std::isnan(product->Get(0, 0)));
     }
   }
-}
-
-TEST(MatrixKernel, APackedProductWithoutMemoryFailsOrIsRight) {
-  const MTH_MATRIX a = WildMatrix(140, 257, kDouble, 1, 0);
-  const MTH_MATRIX b = WildMatrix(257, 150, kDouble, 2, 0);
-  const MTH_MATRIX expected = LiteralProduct(a, b);
-  const int failures = ForEachAllocationFault([&] { return a * b; },
-                                              [&](MTH_MATRIX* made) {
-                                                const MatrixPtr product(made);
-                                                if (!product) return;
-                                                if (product->IsAllocated()) {
-                                                  EXPECT_TRUE(SameBits(*product, expected));
-                                                } else {
-                                                  EXPECT_EQ(product->GetStatusError(), 1);
-                                                }
-                                              });
-  EXPECT_GE(failures, 2);
 }
 
 struct ElementRule {

@@ -95,28 +95,5 @@ TEST(Memory, MinimisersFailWithoutIt) {
   }
 }
 
-TEST(Memory, CostFunctionsAreHarmlessWithoutIt) {
-  const ScratchFile file("memory.csv");
-  file.Write("1,2\n3,4\n");
-  double data[] = {1.0, 2.0, 3.0};
-  const auto use = [](MTH_FUNCT&& cost) {
-    cost.Evaluate();
-    EXPECT_TRUE(cost.GetParametersCount() > 0 || std::isnan(cost.GetValue()));
-    cost.ComputeGradient();
-    cost.ComputeHessian();
-    return cost.GetParametersCount();
-  };
-  const auto expect = [&](int parameters, auto make) {
-    const int faults = ForEachAllocationFault(
-        [&] { return use(make()); }, [&](int count) { EXPECT_TRUE(count == 0 || count == parameters); });
-    EXPECT_GE(faults, 11);  // seven blocks and the four derivative points
-  };
-  expect(2, [&] { return MTH_FUNCT_FIND_CHAINETTE(3, data, data); });
-  expect(6, [&] { return MTH_FUNCT_AJUST_GAUSS_COST(data, 3, 2); });
-  expect(3, [&] { return MTH_FUNCT_AJUST_RAYLEIGH_COST(data, 3); });
-  expect(4, [&] { return MTH_FUNCT_PROFILE_COST(3, data, data); });
-  expect(4, [&] { return MTH_FUNCT_PROFILE_COST(file.Path()); });
-}
-
 }  // namespace
 }  // namespace mth_test

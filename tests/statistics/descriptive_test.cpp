@@ -196,22 +196,6 @@ TEST(Descriptive, MeansAndCovariancesAreThePlainSums) {
   }
 }
 
-TEST(Descriptive, MatricesAreNullWhenMemoryRunsOut) {
-  double values[] = {1, 2, 3};
-  double* rows[] = {values, values, values};
-  MTH_MATRIX m = mth_test::RandomMatrix(3, 3, mth_test::kDouble, 3);
-  const std::function<MTH_MATRIX*()> makers[] = {
-      [&] { return Mth_CovarianceMatrix(rows, rows, 3, 3); }, [&] { return Mth_MeanVector(&m); },
-      [&] { return Mth_StdDeviationVector(&m); }, [&] { return Mth_Opt_Matrix(&m); }};
-  for (const auto& make : makers) {
-    int complete = 0;
-    const int faults = mth_test::ForEachAllocationFault([&] { return MatrixPtr(make()) != nullptr; },
-                                                        [&](bool isMade) { complete += isMade ? 1 : 0; });
-    EXPECT_GE(faults, 1);
-    EXPECT_EQ(complete, 1);
-  }
-}
-
 TEST(Descriptive, ColumnsKeepTheElementTypeAndTheSampleDivisor) {
   for (const int type : {mth_test::kDouble, mth_test::kFloat}) {
     MTH_MATRIX m = Matrix({{2, 1, -7}, {4, 1, 2}}, type);
@@ -316,22 +300,6 @@ TEST(Descriptive, SpearmanMeetsTablesWithAndWithoutTies) {
   EXPECT_EQ(constant.rs, 0.0);
   EXPECT_NEAR(constant.probd, 1.0, 5.2e-7);
   EXPECT_NEAR(constant.probrs, 1.0, 1e-6);
-}
-
-TEST(Descriptive, SpearmanWritesNothingWithoutMemory) {
-  Values x(100, 1.0);
-  double out[5];
-  const int faults = mth_test::ForEachAllocationFault(
-      [&] {
-        std::fill(std::begin(out), std::end(out), -9.0);
-        Mth_CorrelationRatioOfSpearman(x.data(), x.data(), 100, out, out + 1, out + 2, out + 3, out + 4);
-        return out[0];
-      },
-      [&](double) {
-        for (const double value : out) EXPECT_EQ(value == -9.0, out[0] == -9.0);
-      });
-  EXPECT_GE(faults, 1);
-  EXPECT_EQ(out[0], 0.0);
 }
 
 TEST(Descriptive, SpearmanWritesNothingAfterAFailedSort) {

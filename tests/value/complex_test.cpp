@@ -8,7 +8,6 @@
 #include <random>
 
 #include "mth/Mth.h"
-#include "support/allocation_faults.h"
 
 namespace mth_test {
 namespace {
@@ -142,14 +141,6 @@ TEST(Complex, SquareRootOfSpecialValues) {
     EXPECT_FALSE(std::signbit(root.real()));
   }
   EXPECT_TRUE(std::isnan(Value(MTH_COMPLEX(kNan, 0.0).sqrt_complex()).real()));
-}
-
-TEST(Complex, WithoutMemoryResultsAreNull) {
-  const MTH_COMPLEX z(1.0, 2.0);
-  const AllocationFaults faults(0);
-  for (MTH_COMPLEX* result : {z + z, z - z, z * z, z / z, z * 2.0, z.sqrt_complex(), z.sqr_complex()}) {
-    EXPECT_EQ(result, nullptr);
-  }
 }
 
 // The textbook formulas, where a careful library would scale.

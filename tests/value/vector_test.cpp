@@ -8,7 +8,6 @@
 #include <type_traits>
 
 #include "mth/Mth.h"
-#include "support/allocation_faults.h"
 
 namespace mth_test {
 namespace {
@@ -166,12 +165,6 @@ TEST(Vector, SquaresMayUnderflowOrOverflow) {
   huge.Normalise();
   ExpectVector(huge, 0.0, 0.0, 0.0, 1.0);
   EXPECT_EQ(MTH_3D_VECT_FLOAT(1e-30F, 0.0F, 0.0F).GetNorm(), 1e-30F);
-}
-
-TEST(Vector, WithoutMemoryResultsAreNull) {
-  const MTH_3D_VECT_DOUBLE v(1.0, 2.0, 3.0);
-  const AllocationFaults faults(0);
-  for (MTH_3D_VECT_DOUBLE* result : {v ^ v, v - v, v * 2.0, v * 2.0F}) EXPECT_EQ(result, nullptr);
 }
 
 TEST(Vector, IntegersTruncate) {

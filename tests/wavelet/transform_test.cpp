@@ -283,24 +283,6 @@ TEST(WaveletTransform, WritesNothingWithoutAllItNeeds) {
   EXPECT_EQ(bands.rows[0], 0.0);  // a filter without taps
 }
 
-TEST(WaveletTransform, SurvivesEveryAllocationFailure) {
-  MTH_MATRIX image = RandomMatrix(20, 31, kDouble, 31);
-  const SubbandArrays complete = LiteralAnalysis(image, 1);
-  const SubbandArrays untouched(20 * 31, 5.0);
-  const MTH_WAVELET_DENOISING wavelet(nullptr);
-  SubbandArrays bands = untouched;
-  const int failures = ForEachAllocationFault(
-      [&] {
-        return wavelet.RedundantWaveletTransform(&image, bands.approx.data(), bands.rows.data(),
-                                                 bands.cols.data(), bands.diag.data(), 1, 20, 31);
-      },
-      [&](bool isDone) {
-        ExpectSameBands(bands, isDone ? complete : untouched);
-        bands = untouched;
-      });
-  EXPECT_GT(failures, 0);
-}
-
 TEST(WaveletDenoising, StartsWithACopyAndItsDefaults) {
   MTH_MATRIX image = RandomMatrix(3, 4, kFloat, 37);
   MTH_WAVELET_DENOISING wavelet(&image);
