@@ -1,1 +1,0 @@
-// Nothing: it stands for the headers that are compiled beside it.
