@@ -18,8 +18,5 @@ function(mth_configure_example target)
   if(COMMAND mth_configure_target)
     mth_configure_target(${target})
     mth_build_quickly(${target})
-    if(MTH_QUICK_BUILD AND NOT target MATCHES "^desktop_host")  # Qt has flags of its own
-      target_precompile_headers(${target} REUSE_FROM mth_example_headers)
-    endif()
   endif()
 endfunction()

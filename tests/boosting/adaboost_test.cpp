@@ -12,7 +12,6 @@
 #include "boosting/boosting_cases.h"
 #include "mth/core/Mth_elementary_internal.h"
 #include "mth/core/Mth_instruction_set_internal.h"
-#include "support/allocation_faults.h"
 #include "support/cancelling_display.h"
 #include "support/recording_display.h"
 
@@ -155,26 +154,6 @@ TEST(AdaBoost, GivesTheConfidencesWorkedOutByHand) {
     for (std::size_t i = 0; i < each.confidences.size(); ++i) {
       EXPECT_DOUBLE_EQ(boosting.GetConfidences()[i], each.confidences[i]) << each.variant.name;
     }
-  }
-}
-
-TEST(AdaBoost, NeverIncreasesTheExponentialLossOfTheRealVariant) {
-  for (const int distinctValues : {0, 8}) {
-    LabelledSamples samples = mth_test::NoisySamples(4, 300, distinctValues, 21);
-    MTH_CLUSTERING_TREE tree(2);
-    OwningBoosting boosting(&samples.features, &samples.labels, 1, &tree);
-    std::vector<double> scores(300);
-    double former = 300.0;  // of scores 0
-    for (int round = 0; round < 25; ++round) {
-      mth_test::CellList* const cells = boosting.GetCells();
-      ASSERT_TRUE(boosting.RealAdaBoostClustering(boosting.GetConfidences(), cells, scores.data()));
-      double loss = 0.0;
-      for (int i = 0; i < 300; ++i)
-        loss += std::exp(-samples.labels.Get(0, i) * scores[static_cast<std::size_t>(i)]);
-      EXPECT_LE(loss, former * (1 + 1e-12)) << "round " << round;
-      former = loss;
-    }
-    EXPECT_LT(former, 200.0);
   }
 }
 
@@ -329,22 +308,6 @@ TEST(AdaBoost, CopiesDeeplyAndMovesWholly) {
   assigned = std::move(moved);
   EXPECT_EQ(assigned.GetCells(), cells);
   MTH_CLUSTERING_ADABOOST::DeleteCells(left);
-
-  int copies = 0;
-  mth_test::ForEachAllocationFault(
-      [&] {
-        const MTH_CLUSTERING_ADABOOST frail(assigned);
-        const bool isWhole =
-            frail.GetCells() != nullptr && frail.GetConfidences() == assigned.GetConfidences();
-        const bool isUntrained = frail.GetCells() == nullptr && frail.GetConfidences().empty();
-        MTH_CLUSTERING_ADABOOST::DeleteCells(frail.GetCells());
-        return isWhole ? 1 : isUntrained ? 0 : -1;
-      },
-      [&](int isCopied) {
-        EXPECT_GE(isCopied, 0);
-        copies += isCopied;
-      });
-  EXPECT_EQ(copies, 1);
   MTH_CLUSTERING_ADABOOST::DeleteCells(cells);
 }
 
@@ -495,22 +458,6 @@ TEST(AdaBoost, RefusesWhatDoesNotFit) {
     EXPECT_EQ(boosting.Classify(features), nullptr);
   }
   EXPECT_EQ(display.messages.size(), 6U);
-  bool lastAnswer = false;
-  EXPECT_GT(mth_test::ForEachAllocationFault(
-                [&] {
-                  OwningBoosting frail(&samples.features, &samples.labels, 2, &tree);
-                  const bool isTrained = frail.ModestAdaBoostClustering({}, nullptr, nullptr);
-                  return std::pair(isTrained, frail.GetStopReason());
-                },
-                [&](const auto& result) {
-                  lastAnswer = result.first;
-                  EXPECT_EQ(result.second,
-                            lastAnswer ? MTH_STOP_REASON::Converged : MTH_STOP_REASON::NoMemory);
-                }),
-            20);
-  mth_test::ForEachAllocationFault([&] { return boosting.Classify(&samples.features); },
-                                   [&](double* scores) { delete[] scores; });
-  EXPECT_TRUE(lastAnswer);
 }
 
 }  // namespace

@@ -284,49 +284,5 @@ TEST(ClusteringEngine, AsksForTheMemoryOfVeryManyCentroidsAtOnce) {
   }
 }
 
-// Counts the steps of the bar without memory of its own.
-class StepCounter : public STD_DISPLAY {
- public:
-  int ShowMessage(const std::string&, MessageKind, const std::string&) override { return 1; }
-  std::unique_ptr<STD_WAIT_BAR_VIEW> CreateWaitBarView() override { return std::make_unique<View>(position); }
-  int position = -1;
-
- private:
-  class View : public STD_WAIT_BAR_VIEW {
-   public:
-    explicit View(int& counter) : position_(counter) { position_ = 0; }
-    void SetTitle(const std::string&) override {}
-    void SetAction(const std::string&) override {}
-    void SetMaximum(int) override {}
-    void SetPosition(int reached) override { position_ = reached; }
-    void Show() override {}
-
-   private:
-    int& position_;
-  };
-  STD_DISPLAY_SCOPE scope_{this};
-};
-
-TEST(ClusteringEngine, ProgressMovesOnWithoutMemoryForItsText) {
-  StepCounter display;
-  MTH_CLUSTERING engine(2, 1);
-  for (double x : {0.0, 1.0, 8.0, 9.0}) Add(engine, {x}, {0.5, 0.5});
-  engine.SetTolerance(-1.0);
-  engine.SetIterationsCount(3);
-  int runsWithBar = 0;
-  const int faults = ForEachAllocationFault(
-      [&] {
-        display.position = -1;
-        return engine.ApplyFuzzyCMeanClustering();
-      },
-      [&](double delta) {
-        if (delta == kNoDistance || display.position < 0) return;
-        ++runsWithBar;
-        EXPECT_EQ(display.position, 15);
-      });
-  EXPECT_GT(runsWithBar, 2);  // not the last run alone: some had no memory for a text
-  EXPECT_GT(faults, runsWithBar);
-}
-
 }  // namespace
 }  // namespace mth_test

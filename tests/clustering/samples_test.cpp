@@ -109,27 +109,5 @@ TEST(ClusteringSamples, ComeAllOrNone) {
   EXPECT_TRUE(display.messages.empty());
 }
 
-// What an engine asks for: object and place in the list, a list and slabs that grow ahead of their use
-// included.
-TEST(ClusteringSamples, TakeFewBytesAndFewAllocations) {
-  struct Size {
-    int dimensions;
-    int clusters;
-    double bytes;
-  };
-  constexpr int kCount = 200000;
-  for (const Size& size : {Size{1, 4, 80.0}, Size{3, 4, 80.0}, Size{4, 5, 152.0}}) {
-    const std::vector<double> features(static_cast<std::size_t>(size.dimensions) * kCount, 1.0);
-    MTH_CLUSTERING engine(size.clusters, size.dimensions);
-    const AllocationWatch watch;
-    ASSERT_TRUE(engine.AddSamples(features.data(), kCount));
-    constexpr double kListBytes = 4.0 * sizeof(void*);  // with what it copied from while growing
-    constexpr double kLastSlab = 8.0e6;                 // and rounding to pages
-    EXPECT_LE(static_cast<double>(watch.RequestedBytes()),
-              (size.bytes + kListBytes) * kCount * 1.3 + kLastSlab);
-    EXPECT_LE(watch.Requests(), 100);
-  }
-}
-
 }  // namespace
 }  // namespace mth_test

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "mth/value/Mth_complex.h"
-#include "support/allocation_faults.h"
 #include "support/decomposition_cases.h"
 #include "support/matrices.h"
 #include "support/recording_display.h"
@@ -106,15 +105,6 @@ TEST(EigenValues, FailuresGiveNoArray) {
   MTH_MATRIX(0, 0, kDouble).EigenValues(1e-6, &empty);
   EXPECT_NE(Array(empty), nullptr);
   MTH_MATRIX().EigenValues(1e-6, nullptr);
-  const MTH_MATRIX a = PublishedSymmetric(kFloat);
-  const int faults = ForEachAllocationFault(
-      [&] {
-        double* values = nullptr;
-        a.EigenValues(1e-2, &values);
-        return values;
-      },
-      [](double* values) { delete[] values; });
-  EXPECT_GE(faults, 4);
 }
 
 TEST(EigenVectors, SolveTheEigenvalueEquation) {
@@ -190,18 +180,6 @@ TEST(EigenVectors, EveryFailureHasItsStatus) {
     EXPECT_FALSE(vectors->IsAllocated());
     EXPECT_EQ(vectors->GetStatusError(), 11);
   }
-  const MTH_MATRIX a = PublishedSymmetric(kDouble);
-  ForEachAllocationFault(
-      [&] {
-        double* values = nullptr;
-        MTH_MATRIX* vectors = a.SearchEigenValuesAndVectors(1e-2, &values);
-        return std::pair(values, vectors);
-      },
-      [](const std::pair<double*, MTH_MATRIX*>& result) {
-        const Array values(result.first);
-        const MatrixPtr vectors(result.second);
-        EXPECT_EQ(values != nullptr, vectors && vectors->IsAllocated());
-      });
 }
 
 TEST(PowerMethod, FindsTheDominantEigenvalue) {
@@ -344,19 +322,6 @@ TEST(RealEigenvalueProblem, FailuresGiveNulls) {
     EXPECT_FALSE(Eigenproblem(a).isDone);
   }
   EXPECT_FALSE(Identity(2).RealEigenvalueProblem(nullptr, nullptr));
-  const MTH_MATRIX a = RandomMatrix(6, 6, kDouble, 3);
-  const auto solve = [&] {
-    MTH_COMPLEX* values = nullptr;
-    MTH_COMPLEX* vectors = nullptr;
-    a.RealEigenvalueProblem(&values, &vectors);
-    return std::pair(values, vectors);
-  };
-  const int faults = ForEachAllocationFault(solve, [](const std::pair<MTH_COMPLEX*, MTH_COMPLEX*>& result) {
-    EXPECT_EQ(result.first == nullptr, result.second == nullptr);
-    delete[] result.first;
-    delete[] result.second;
-  });
-  EXPECT_GE(faults, 5);
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "mth/core/Mth_instruction_set_internal.h"
-#include "support/allocation_faults.h"
 #include "support/decomposition_cases.h"
 #include "support/matrices.h"
 
@@ -96,7 +95,7 @@ TEST(QR, SignsAvoidCancellation) {
   EXPECT_NEAR(QROf(Matrix({{-3}, {4}})).r->Get(0, 0), 5.0, 1e-15);
 }
 
-TEST(QR, FailsWithoutMatrixArgumentsOrMemory) {
+TEST(QR, FailsWithoutMatrixOrArguments) {
   MTH_MATRIX* q = nullptr;
   MTH_MATRIX* r = nullptr;
   EXPECT_FALSE(MTH_MATRIX().QR(&q, &r));
@@ -105,13 +104,6 @@ TEST(QR, FailsWithoutMatrixArgumentsOrMemory) {
   EXPECT_FALSE(a.QR(&q, nullptr));
   EXPECT_EQ(q, nullptr);
   EXPECT_EQ(r, nullptr);
-  const int faults = ForEachAllocationFault([&] { return a.QR(&q, &r); },
-                                            [&](bool isDone) {
-                                              EXPECT_EQ(isDone, q != nullptr && r != nullptr);
-                                              const MatrixPtr ownedQ(q);
-                                              const MatrixPtr ownedR(r);
-                                            });
-  EXPECT_GE(faults, 5);
 }
 
 TEST(Householder, ReflectsAColumnUnlessItIsNearlyZero) {
@@ -132,12 +124,6 @@ TEST(Householder, ReflectsAColumnUnlessItIsNearlyZero) {
   EXPECT_EQ(MatrixPtr(MTH_MATRIX().Householder())->GetStatusError(), 1);
   EXPECT_EQ(MatrixPtr(Matrix({{1, 2}}).Householder())->GetStatusError(), 4);
   EXPECT_TRUE(std::isnan(MatrixPtr(Matrix({{kNaN}}).Householder())->Get(0, 0)));
-  const MTH_MATRIX v = RandomMatrix(7, 1, kDouble, 32);
-  ForEachAllocationFault([&] { return v.Householder(); },
-                         [&](MTH_MATRIX* result) {
-                           const MatrixPtr owned(result);
-                           EXPECT_TRUE(!owned || owned->IsAllocated() || owned->GetStatusError() == 1);
-                         });
 }
 
 }  // namespace

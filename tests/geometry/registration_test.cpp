@@ -153,49 +153,6 @@ TEST(Registration, FindsTheTransformOfMatchedSets) {
   EXPECT_TRUE(display.messages.empty());
 }
 
-// More points than a plane is fitted to, and than one can be drawn from at random.
-TEST(Registration, TakesManyPointsByTheGeometricMethodToo) {
-  constexpr int kCount = 70000;
-  const MTH_MATRIX_CHGREF truth = Truth(0.9, 0.1, -0.3, 0.2);
-  Points first = RandomPoints(kCount, 5, 40.0);
-  Points second = MappedBy(truth, first, 0.0);
-  MTH_MATRIX_CHGREF found;
-  found.SetDimension(kCount);
-  ASSERT_TRUE(found.Initialise(first.data(), second.data()));
-  EXPECT_TRUE(mth_test::Near(found, truth, 1e-9));
-}
-
-// Nothing is drawn at random, no window opens: noisy sets give the same answer each time.
-TEST(Registration, ByTheGeometricMethodIsTheSameEachTime) {
-  mth_test::RecordingDisplay display;
-  Points first = RandomPoints(40, 6, 40.0);
-  Points second = MappedBy(Truth(0.9, 0.1, -0.3, 0.2), first, 2.0);
-  MTH_MATRIX_CHGREF found(40, first.data(), second.data());
-  ASSERT_TRUE(found.ComputeByGeometricMethod());
-  for (int run = 0; run < 5; ++run) {
-    MTH_MATRIX_CHGREF again(40, first.data(), second.data());
-    ASSERT_TRUE(again.ComputeByGeometricMethod());
-    EXPECT_TRUE(mth_test::SameBits(again, found));
-  }
-  EXPECT_TRUE(display.windows.empty());
-}
-
-TEST(Registration, OfIdenticalSetsIsTheIdentity) {
-  Points points = RandomPoints(20, 4, 40.0);
-  Points copy = points;
-  MTH_MATRIX_CHGREF found(20, points.data(), copy.data());
-  ASSERT_TRUE(found.ComputeFromSetsByQuaternion());
-  double q[4];
-  double t[3];
-  found.GetQuaternion(q);
-  found.GetTranslation(t);
-  EXPECT_NEAR(q[0], 1.0, 1e-14);
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_NEAR(q[i + 1], 0.0, 1e-14);
-    EXPECT_NEAR(t[i], 0.0, 1e-12);
-  }
-}
-
 TEST(Registration, GivesAProperRotationForDegenerateSets) {
   Points line;
   Points mirrored = RandomPoints(30, 8, 10.0);

@@ -164,25 +164,6 @@ TEST(Texture, HaralicksImage) {
   }
 }
 
-TEST(Texture, EqualPairsOfTwoLevels) {
-  MTH_MATRIX p = mth_test::Matrix({{0.25, 0.25}, {0.25, 0.25}});
-  EXPECT_EQ(Mth_Contrast(&p), 0.5);
-  EXPECT_EQ(Mth_Energy(&p), 0.25);
-  EXPECT_EQ(Mth_Mean(&p), 1.0);
-  EXPECT_EQ(Mth_Variance(&p), 0.5);
-  EXPECT_EQ(Mth_Homogeneity(&p), 0.75F);
-  EXPECT_DOUBLE_EQ(Mth_Entropy(&p), std::log(4.0));
-  // Of the sums only that of (1, 1) is counted: psum = (0.25, 0, 0).
-  EXPECT_EQ(Mth_MeanSum(&p), 0.5);
-  EXPECT_EQ(Mth_VarSum(&p), 0.0625);
-  EXPECT_DOUBLE_EQ(Mth_EntSum(&p), 0.25 * std::log(4.0));
-  // pdiff = (0.5, 0.5), m = 0.5.
-  EXPECT_EQ(Mth_VarDifferences(&p), 0.25);
-  EXPECT_DOUBLE_EQ(Mth_EntDifferences(&p), -std::log(2.0));
-  EXPECT_EQ(Mth_CorrelationInfo1(&p), 0.0);
-  EXPECT_EQ(Mth_CorrelationInfo2(&p), 0.0);
-}
-
 // Levels that always meet themselves tell all of each other; those that meet by chance tell nothing.
 TEST(Texture, InformationMeasuresAtTheirEnds) {
   for (const int n : {2, 5, 16, 100}) {

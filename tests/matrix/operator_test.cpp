@@ -77,60 +77,6 @@ TEST(MatrixOperator, ChecksInTheDocumentedOrder) {
 const std::pair<int, int> kShapes[] = {{1, 1},  {1, 7},   {7, 1},   {2, 2}, {3, 5}, {8, 8},
                                        {9, 17}, {33, 31}, {64, 70}, {0, 3}, {3, 0}};
 
-// A float result is the double one rounded: for a single operation on floats that is the float operation.
-TEST(MatrixOperator, ElementWiseResultsAgreeWithBruteForce) {
-  for (int type : {kDouble, kFloat}) {
-    for (const auto& shape : kShapes) {
-      const int rows = shape.first;
-      const int columns = shape.second;
-      const MTH_MATRIX a = AwkwardMatrix(rows, columns, type, 6);
-      const MTH_MATRIX b = AwkwardMatrix(rows, columns, type, 9);
-      const auto expect = [&](const char* name, MTH_MATRIX* actual, auto rule) {
-        const MatrixPtr owned(actual);
-        EXPECT_TRUE(SameBits(*owned, FromRule(rows, columns, type, rule)))
-            << name << " of " << rows << " x " << columns << ", type " << type;
-      };
-      for (const auto& operation : kBinaryOperations) {
-        if (operation.isProduct) continue;
-        expect(operation.name, operation.apply(a, b),
-               [&](int i, int j) { return operation.rule(a.Get(i, j), b.Get(i, j)); });
-      }
-      for (double factor : {0.1, 0.0, -3.0, kNan}) {
-        const double rounded = type == kFloat ? static_cast<float>(factor) : factor;
-        expect("scaling", a * factor, [&](int i, int j) { return a.Get(i, j) * rounded; });
-      }
-      for (double threshold : {0.7, 0.0, -0.0, kInfinity, kNan}) {
-        const double rounded = type == kFloat ? static_cast<float>(threshold) : threshold;
-        expect("thresholding", a.GetThresholding(threshold),
-               [&](int i, int j) { return a.Get(i, j) < rounded ? 0.0 : 1.0; });
-      }
-      const MatrixPtr transposed(a.Transpose());
-      EXPECT_TRUE(
-          SameBits(*transposed, FromRule(columns, rows, type, [&](int i, int j) { return a.Get(j, i); })));
-      EXPECT_EQ(a.GetStatusError() + b.GetStatusError(), 0);
-    }
-  }
-}
-
-// Every entry summed from 0 over ascending k in double, products and sums rounded one by one.
-TEST(MatrixOperator, ProductAgreesWithBruteForceBitForBit) {
-  const int shapes[][3] = {{1, 1, 1},    {2, 3, 4},     {5, 0, 3},     {0, 4, 2},
-                           {4, 2, 0},    {1, 40, 1},    {17, 33, 9},   {7, 130, 65},
-                           {65, 70, 33}, {33, 257, 18}, {3, 1025, 40}, {48, 48, 48}};
-  for (int type : {kDouble, kFloat}) {
-    for (const auto& [rows, inner, columns] : shapes) {
-      const MTH_MATRIX a = RandomMatrix(rows, inner, type, 7);
-      const MTH_MATRIX b = RandomMatrix(inner, columns, type, 8);
-      const MTH_MATRIX expected = FromRule(rows, columns, type, [&](int i, int j) {
-        double sum = 0.0;
-        for (int k = 0; k < a.GetNbCols(); ++k) sum += a.Get(i, k) * b.Get(k, j);
-        return sum;
-      });
-      EXPECT_TRUE(SameBits(*MatrixPtr(a * b), expected)) << rows << " x " << inner << " x " << columns;
-    }
-  }
-}
-
 TEST(MatrixOperator, ProductKeepsTheRulesOfSpecialValues) {
   for (int type : {kDouble, kFloat}) {
     const MTH_MATRIX zeroRow = Matrix({{0.0, 1.0}}, type);

@@ -70,20 +70,6 @@ TEST(MatrixQuery, ExtremaAreTheFirstOnesAndTellNoPosition) {
   }
 }
 
-// A search in vectors meets the extremum in every lane.
-TEST(MatrixQuery, ExtremaAreFoundEverywhere) {
-  for (int type : {kDouble, kFloat}) {
-    for (int place = 0; place < 67; ++place) {
-      MTH_MATRIX matrix = RandomMatrix(3, 67, type, 31);
-      matrix.Set(1, place, 2.0);
-      matrix.Set(2, place, 2.0);
-      matrix.Set(0, 66 - place, -2.0);
-      EXPECT_EQ(matrix.GetMax(nullptr, nullptr), 2.0);
-      EXPECT_EQ(matrix.GetMin(nullptr, nullptr), -2.0);
-    }
-  }
-}
-
 TEST(MatrixQuery, FrobeniusNormIsSummedInDoubleWithoutScaling) {
   for (int type : {kDouble, kFloat}) {
     EXPECT_EQ(Matrix({{2.0, -4.0}, {4.0, 8.0}}, type).ComputeFrobeniusNorm(), 10.0);

@@ -75,30 +75,6 @@ TEST(Catenary, FitsACatenary) {
   EXPECT_LT(cost.GetValue(), 1e-6);
 }
 
-TEST(GaussianSum, IsTheNormOfTheResiduals) {
-  double data[] = {3.0, -4.0, 12.0, 84.0};
-  MTH_FUNCT_AJUST_GAUSS_COST none(data, 4, 0);
-  none.Evaluate();
-  EXPECT_EQ(none.GetValue(), std::sqrt(9.0 + 16.0 + 144.0 + 7056.0));
-  MTH_FUNCT_AJUST_GAUSS_COST two(data, 4, 2);
-  EXPECT_FALSE(IsDefined(two));
-  EXPECT_EQ(two.GetParametersCount(), 6);
-  const double p[] = {5.0, 1.0, 0.5, -2.0, 2.25, 3.0};
-  long double sum = 0.0L;
-  for (int i = 0; i < 4; ++i) {
-    long double model = 0.0L;
-    for (int g = 0; g < 6; g += 3) {
-      const long double z = (i - static_cast<long double>(p[g + 1])) / p[g + 2];
-      model +=
-          p[g] / (std::sqrt(2.0L * std::numbers::pi_v<long double>) * p[g + 2]) * std::exp(-z * z / 2.0L);
-    }
-    sum += (data[i] - model) * (data[i] - model);
-  }
-  const double norm = CostAt(two, Point(p, p + 6));
-  EXPECT_NEAR(norm, static_cast<double>(std::sqrt(sum)), 100 * kRounding);
-  EXPECT_TRUE(IsDefined(two));
-}
-
 // The cost by its formula, sample after sample, Gaussian after Gaussian.
 double LiteralCost(const Point& data, const Point& p) {
   double error = 0.0;

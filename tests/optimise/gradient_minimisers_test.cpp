@@ -14,20 +14,6 @@
 namespace mth_test {
 namespace {
 
-// With exact gradients, n line searches see all of a quadratic; one more meets the tolerance.
-TEST(Bfgs, SolvesAQuadraticInAsManyStepsAsItHasParameters) {
-  for (int n : {1, 2, 3, 5, 8}) {
-    const Problem problem = Quadratic(n);
-    RecordingCost cost(problem.start, problem.cost);
-    short iterations = -1;
-    EXPECT_TRUE(cost.ComputeOptimumQNBFGS(nullptr, 1e-6, &iterations));
-    EXPECT_LE(iterations, n + 2);
-    EXPECT_LT(cost.GetValue(), 1e-8);
-    // Single evaluations: the start, one per line search, one before each further gradient.
-    EXPECT_EQ(cost.EvaluationsCount() % 2, (1 + iterations + (iterations - 1)) % 2);
-  }
-}
-
 // The product form of the update: (I - r s yt) (I - r y st) + r s st with r = 1 / yt s, for the step s and
 // the change y of the gradient. Only an inexact line search tells it from its rivals.
 TEST(Bfgs, UpdatesTheInverseByItsOwnFormula) {

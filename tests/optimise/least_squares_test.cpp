@@ -12,7 +12,6 @@
 
 #include "optimise/nist_problems.h"
 #include "optimise/problems.h"
-#include "support/allocation_faults.h"
 #include "support/cancelling_display.h"
 
 namespace mth_test {
@@ -243,33 +242,6 @@ TEST(LeastSquares, KeepsParametersAndValueTogetherHoweverItEnds) {
     EXPECT_EQ(iterations, yesAt);
     EXPECT_NEAR(cost.GetValue(), valueAt(cost), 1e-12 * cost.GetValue());
   }
-}
-
-TEST(LeastSquares, FailsWithoutMemory) {
-  const std::vector<NistProblem> problems = NistProblems(MTH_DATA_DIR "/reference");
-  class Line : public MTH_FUNCT {
-   public:
-    Line() : MTH_FUNCT(2) {}
-    void Evaluate() override {}
-    int GetResidualsCount() const override { return 5; }
-    bool EvaluateResiduals(double* residuals) override {
-      for (int i = 0; i < 5; ++i) residuals[i] = GetParameters()[0] + GetParameters()[1] * i - i % 2;
-      return true;
-    }
-  };
-  Line cost;
-  int successes = 0;
-  const int faults = ForEachAllocationFault(
-      [&] {
-        const bool result = cost.ComputeOptimumLeastSquares(nullptr, 1e-12, 50, nullptr);
-        return std::pair(result, cost.GetStopReason());
-      },
-      [&](const std::pair<bool, Reason>& made) {
-        EXPECT_EQ(made.second, made.first ? Reason::Converged : Reason::NoMemory);
-        successes += made.first ? 1 : 0;
-      });
-  EXPECT_GE(faults, 8);
-  EXPECT_EQ(successes, 2);  // the last allocation is that of the covariance, without which it is null
 }
 
 }  // namespace

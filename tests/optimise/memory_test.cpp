@@ -75,25 +75,5 @@ TEST(Memory, ManyParametersTouchNothingThatIsNotUsed) {
 }
 #endif
 
-TEST(Memory, MinimisersFailWithoutIt) {
-  const Minimisation levenbergMarquardt = [](MTH_FUNCT& cost, short) {
-    return cost.ComputeOptimumMarLev(nullptr);
-  };
-  for (Minimisation run : {kRuns[0], kRuns[1], kRuns[2], kRuns[3], levenbergMarquardt}) {
-    Valley expected;
-    run(expected, 20);
-    const int faults = ForEachAllocationFault(
-        [run] {
-          Valley cost;
-          const bool result = run(cost, 20);
-          return std::pair(result, cost.GetValue());
-        },
-        [&](std::pair<bool, double> made) {
-          EXPECT_TRUE(!made.first || made.second == expected.GetValue());
-        });
-    EXPECT_GE(faults, 8);  // the object alone has seven blocks
-  }
-}
-
 }  // namespace
 }  // namespace mth_test

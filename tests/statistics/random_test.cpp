@@ -102,22 +102,6 @@ TEST(Random, UniformDeviatesFillTheirInterval) {
   EXPECT_EQ(Mth_RandomGenerator(&seed), static_cast<float>(kLargestUniform));
 }
 
-TEST(Random, StreamsOfAFamilyShareTheirCursors) {
-  const std::vector<double> reference = Uniforms(0, 99, 6);
-  Seed(0, 99);
-  Seed(1, 99);
-  EXPECT_EQ(Mth_Random1(0), reference[0]);
-  EXPECT_EQ(Mth_Random1(1), reference[0]);  // its table sets the cursors back
-  EXPECT_EQ(Mth_Random1(0), reference[1]);
-  EXPECT_EQ(Mth_Random1(1), reference[2]);  // stream 0 has moved the cursors past the second entry
-  EXPECT_EQ(Mth_Random1(kUnseeded), 0.0);   // and so does a stream without a table
-  EXPECT_EQ(Mth_Random1(0), reference[4]);
-  const StoppedClock clock(99);
-  EXPECT_TRUE(Mth_InitRandom2(0, 0, 1));
-  Mth_Random2(0);  // another family
-  EXPECT_EQ(Mth_Random1(1), reference[5]);
-}
-
 // Knuth's generator as it is published, one table for each stream and one pair of cursors for all.
 class SubtractiveRecurrences {
  public:
@@ -413,22 +397,6 @@ TEST(Random, GuessedQuotientsAreRightOrOneTooSmall) {
   CheckGuesses<mth_internal::SecondCongruence>(40692, 52774, 3791);
   EXPECT_EQ(mth_internal::FirstCongruence::Guess(0), 0);
   EXPECT_EQ(mth_internal::FirstCongruence::Guess(2147483573), 2147483563);  // its next is 0
-}
-
-TEST(Random, NormalDeviatesHaveTheMomentsOfTheirLaw) {
-  const StoppedClock clock(31415);
-  EXPECT_TRUE(Mth_InitNormalRandom(2));
-  constexpr int kCount = 200000;
-  double sums[4] = {};
-  for (int i = 0; i < kCount; ++i) {
-    const double x = static_cast<double>(Mth_NormalRandomGenerator(2));
-    sums[0] += x;
-    sums[1] += x * x;
-    sums[2] += x * x * x;
-    sums[3] += x * x * x * x;
-  }
-  const double moments[] = {0.0, 1.0, 0.0, 3.0};
-  for (int k = 0; k < 4; ++k) EXPECT_NEAR(sums[k] / kCount, moments[k], 0.06) << k + 1;
 }
 
 TEST(Random, SelectsDistinctIntegersTheSameInEveryProcess) {

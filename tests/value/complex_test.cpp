@@ -25,23 +25,6 @@ MTH_COMPLEX ToMth(std::complex<double> z) {
   return {z.real(), z.imag()};
 }
 
-TEST(Complex, ArithmeticOfRoundNumbersIsExact) {
-  MTH_COMPLEX z;
-  EXPECT_EQ(z.getReal(), 0.0);
-  EXPECT_EQ(z.getImag(), 0.0);
-  z.setReal(1.0);
-  z.setImag(2.0);
-  const MTH_COMPLEX w(3.0, 4.0);
-  using C = std::complex<double>;
-  EXPECT_EQ(Value(z + w), C(4.0, 6.0));
-  EXPECT_EQ(Value(z - w), C(-2.0, -2.0));
-  EXPECT_EQ(Value(z * w), C(-5.0, 10.0));
-  EXPECT_EQ(Value(z / w), C(0.44, 0.08));
-  EXPECT_EQ(Value(z * -2.0), C(-2.0, -4.0));
-  EXPECT_EQ(Value(MTH_COMPLEX(1.0, 1.0).sqr_complex()), C(0.0, 2.0));
-  EXPECT_EQ(w.module(), 5.0);
-}
-
 TEST(Complex, AgreesWithTheStandardLibraryOnTheRightHalfPlane) {
   std::mt19937 engine(14);
   std::uniform_real_distribution<double> uniform(-2.0, 2.0);

@@ -184,17 +184,6 @@ TEST(WaveletDenoising, KeepsStructureAtTheBorders) {
   EXPECT_LT(std::sqrt(squares / count), kNoise);
 }
 
-TEST(WaveletDenoising, SmoothsMoreWithALargerFactor) {
-  const MTH_MATRIX noisy =
-      WithRicianNoise(FromRule(80, 80, kDouble, [](int, int) { return 100.0; }), 10.0, 6);
-  double former = Deviation(noisy, 0, 0, 80, 80);
-  for (const double factor : {1.0, 1.5, 2.0, 3.0}) {
-    const double deviation = Deviation(Denoised(noisy, factor), 0, 0, 80, 80);
-    EXPECT_LT(deviation, former) << "factor " << factor;
-    former = deviation;
-  }
-}
-
 TEST(WaveletDenoising, GivesWholeGreyLevelsForEveryShapeAndSetting) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const int shapes[][2] = {{1, 1}, {1, 40}, {33, 1}, {2, 3}, {31, 17}, {50, 64}};
@@ -246,42 +235,6 @@ TEST(WaveletDenoising, TakesPixelsThatAreNotFiniteAsBlack) {
   EXPECT_TRUE(SameBits(Denoised(special), Denoised(black)));
   MTH_MATRIX huge = FromRule(12, 12, kDouble, [](int r, int c) { return (r + c) % 2 == 0 ? 1e307 : 0.0; });
   EXPECT_TRUE(IsWholeAndNotNegative(Denoised(huge)));
-}
-
-// The factor of every coefficient, from subbands of any kind.
-TEST(WaveletDenoising, MultipliesByFactorsBetween0And1) {
-  constexpr int kRows = 23;
-  constexpr int kColumns = 31;
-  constexpr std::size_t kCount = std::size_t{kRows} * kColumns;
-  for (const double spread : {0.0, 1e-3, 1.0, 30.0, 1e200}) {
-    for (const double factor : {0.0, 2.0, 1e6}) {
-      for (const double agreement : {1.0, -1.0}) {  // of the parents' signs
-        SCOPED_TRACE(std::to_string(spread) + " factor " + std::to_string(factor));
-        NormalDeviates normal(9);
-        std::vector<double> detail(kCount);
-        for (double& value : detail) value = spread * normal() * normal();
-        const std::vector<double> before = detail;
-        MTH_WAVELET_DENOISING wavelet(nullptr);
-        wavelet.SetThrFactor(factor);
-        std::vector<double> energy(kCount);
-        ASSERT_TRUE(wavelet.AdaptEnergy(detail.data(), 1.0, energy.data(), kRows, kColumns));
-        std::vector<double> parents = detail;
-        for (double& value : parents) value *= agreement;
-        ASSERT_TRUE(wavelet.RemoveNoiseAdaptative(detail.data(), energy.data(),
-                                                  {parents.data(), energy.data(), energy.data()}, 1.0, kRows,
-                                                  kColumns));
-        const auto isShrunk = [](double old, double now) {
-          return std::abs(now) <= std::abs(old) && old * now >= 0.0;
-        };
-        EXPECT_TRUE(std::equal(before.begin(), before.end(), detail.begin(), isShrunk));
-        const bool isNoneMasked = *std::max_element(energy.begin(), energy.end()) <= factor * factor;
-        // Nothing is left of what is all below the threshold, nearly all of what is all above it.
-        const double kept = isNoneMasked ? 0.0 : 1.0;
-        for (std::size_t i = 0; i < kCount && (isNoneMasked || factor == 0.0); ++i)
-          ASSERT_NEAR(detail[i], kept * before[i], 1e-4 * kept * std::abs(before[i]));
-      }
-    }
-  }
 }
 
 // Where all energies are alike there are no two histograms to compare, and the odds follow by hand.

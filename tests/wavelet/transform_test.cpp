@@ -176,32 +176,6 @@ TEST(WaveletTransform, SpreadsWhatIsNotFiniteOverALongLineAtAHighLevel) {
   EXPECT_TRUE(std::all_of(out.begin(), out.end(), [](double value) { return std::isnan(value); }));
 }
 
-// Closed forms, independent of the code that defines the transform: a constant has no details, and those of a
-// ramp are half the distance of two taps.
-TEST(WaveletTransform, HasNoDetailsOfAConstantAndEvenOnesOfARamp) {
-  for (int level = 0; level <= 30; level += level < 4 ? 1 : 13) {
-    MTH_MATRIX constant = FromRule(37, 18, kDouble, [](int, int) { return 77.0; });
-    SubbandArrays expected(37 * 18);
-    std::fill(expected.approx.begin(), expected.approx.end(), 77.0);
-    ExpectSameBands(Analyse(constant, level), expected);
-  }
-  for (int level = 0; level <= 3; ++level) {
-    constexpr int kSide = 64;
-    const int step = 1 << level;
-    MTH_MATRIX ramp = FromRule(kSide, kSide, kDouble, [](int r, int c) { return 3 * r + c; });
-    const SubbandArrays bands = Analyse(ramp, level);
-    for (int r = 2 * step; r < kSide - 2 * step; ++r) {
-      for (int c = 2 * step; c < kSide - 2 * step; ++c) {
-        const auto i = static_cast<std::size_t>(r * kSide + c);
-        ASSERT_EQ(bands.rows[i], 1.5 * step);
-        ASSERT_EQ(bands.cols[i], 0.5 * step);
-        ASSERT_EQ(bands.diag[i], 0.0);
-        ASSERT_EQ(bands.approx[i], 3.0 * r + c + 2.0 * step);  // centred half a step on, in both directions
-      }
-    }
-  }
-}
-
 TEST(WaveletTransform, RebuildsAllButTheBorders) {
   constexpr int kRows = 70;
   constexpr int kColumns = 90;
