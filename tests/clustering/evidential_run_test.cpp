@@ -109,18 +109,6 @@ TEST(EvidentialRun, AgreesWithAnIndependentImplementation) {
   }
 }
 
-// What the masses are for: the point between the wings belongs to both, the far one to none.
-TEST(EvidentialRun, ButterflyHasAnUndecidedPointAndAnOutlier) {
-  const Engine engine = MakeEvidentialEngine(Butterfly());
-  engine->SetIterationsCount(200);
-  engine->ApplyEvidentialFuzzyCMeanClustering();
-  const int left = engine->MaxBeliefDecision(2);
-  EXPECT_EQ(left, 1);
-  EXPECT_EQ(engine->MaxBeliefDecision(8), 2);
-  EXPECT_EQ(engine->MaxBeliefDecision(5), 3);
-  EXPECT_EQ(engine->MaxBeliefDecision(11), 0);
-}
-
 TEST(EvidentialRun, EveryInstructionSetGivesTheBitsOfThePlainLoops) {
   using mth_internal::InstructionSet;
   const auto solve = [](const Rows& h, const Rows& b) {

@@ -83,30 +83,6 @@ TEST(Fusion, ExactRulesOfManyClustersAgreeWithTheRuleOverSets) {
   }
 }
 
-TEST(Fusion, ManyClustersKnowCertaintyIgnoranceAndConflict) {
-  constexpr int kClusters = 8;
-  const auto certain = [](int hypothesis) {
-    MTH_MATRIX masses(1, 1 << kClusters, kDouble);
-    masses.SetZero();
-    masses.Set(0, hypothesis, 1.0);
-    return masses;
-  };
-  const MTH_MATRIX known = RandomMasses(1, kClusters, 3);
-  const Engine engine = WithMasses(known, kClusters);
-  MTH_MATRIX nothing = certain((1 << kClusters) - 1);
-  EXPECT_TRUE(Near(*MatrixPtr(engine->CredalConjFusionExact(&nothing)), known, 1e-15));
-  MTH_MATRIX third = certain(3);
-  const MatrixPtr decided(engine->DempsterFusionExact(&third));
-  EXPECT_TRUE(Near(*decided, third, 1e-15));
-  const Engine opposite = WithMasses(certain(5), kClusters);
-  const MatrixPtr conflict(opposite->CredalConjFusionExact(&third));
-  EXPECT_TRUE(SameBits(*conflict, certain(0)));
-  EXPECT_TRUE(std::isnan(MatrixPtr(opposite->DempsterFusionExact(&third))->Get(0, 5)));
-  MTH_MATRIX noNumber = certain(7);
-  noNumber.Set(0, 20, std::nan(""));
-  EXPECT_TRUE(std::isnan(MatrixPtr(opposite->CredalConjFusionExact(&noNumber))->Get(0, 0)));
-}
-
 // All four rules in the order that fixes their roundings, on every instruction set and around the kernels'
 // sizes.
 TEST(Fusion, EveryInstructionSetGivesTheBitsOfThePlainLoop) {

@@ -32,16 +32,6 @@ MTH_MATRIX PublishedSymmetric(int type) {
 }
 const double kPublished[] = {6.84462111, 2.26853141, 1.08436446, -2.19751698};
 
-TEST(EigenValues, FindsThoseOfDistinctModulus) {
-  for (const int type : {kDouble, kFloat}) {
-    std::vector<double> values = EigenValuesOf(PublishedSymmetric(type), 1e-6);
-    ASSERT_EQ(values.size(), 4u);
-    std::sort(values.rbegin(), values.rend());
-    for (std::size_t i = 0; i < 4; ++i) EXPECT_NEAR(values[i], kPublished[i], 3e-5);
-    EXPECT_EQ(EigenValuesOf(Matrix({{2, 0}, {0, 1}}, type), 1e-6), (std::vector<double>{2, 1}));
-  }
-}
-
 TEST(EigenValues, StepsLikeQRFollowedByTheProduct) {
   const MTH_MATRIX a = RandomMatrix(20, 20, kFloat, 91);
   const MatrixPtr symmetric(a + Transposed(a));

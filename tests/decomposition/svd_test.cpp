@@ -76,19 +76,6 @@ TEST(SVD, ReconstructsWithOrthogonalFactorsAndOrderedValues) {
   }
 }
 
-TEST(SVD, GivesKnownSingularValues) {
-  // [[3, 0], [4, 5]]: 3 sqrt(5) and sqrt(5). The second difference matrix of order n: 2 - 2 cos(k pi / (n +
-  // 1)).
-  const SVDFactors small(Matrix({{3, 0}, {4, 5}}));
-  EXPECT_NEAR(small.w->Get(0, 0), 3.0 * std::sqrt(5.0), 1e-14);
-  EXPECT_NEAR(small.w->Get(1, 1), std::sqrt(5.0), 1e-14);
-  constexpr int n = 30;
-  const SVDFactors factors(
-      FromRule(n, n, kDouble, [](int i, int j) { return i == j ? 2 : (i - j == 1 || j - i == 1 ? -1 : 0); }));
-  for (int k = 0; k < n; ++k)
-    EXPECT_NEAR(factors.w->Get(k, k), 2.0 - 2.0 * std::cos((n - k) * M_PI / (n + 1)), 1e-14) << k;
-}
-
 TEST(SVD, FailuresLeaveTheCallerThreeFactors) {
   const struct {
     int type;

@@ -93,23 +93,6 @@ TEST(SliceOrientation, FollowsTheRulesOverAGridOfNormals) {
   }
 }
 
-TEST(SliceOrientation, NamesThePurePlanesAndSimpleTilts) {
-  const double tilt = std::tan(20.0 * std::numbers::pi / 180.0);
-  struct Case {
-    double x, y, z;
-    short codeA;
-    double angleA;
-  };
-  for (const auto& [x, y, z, codeA, angleA] :
-       {Case{1, 0, 0, 2, 0}, Case{0, 1, 0, 6, 0}, Case{0, 0, 1, 1, 0}, Case{-1, 0, 0, 2, 0},
-        Case{0, 0, 0, 2, 0}, Case{tilt, 0, 1, 1, 20}, Case{1, 0, tilt, 2, -20 + 40}}) {
-    const Found found = OrientationOf(x, y, z);
-    EXPECT_EQ(found.codeA, codeA) << x << " " << y << " " << z;
-    EXPECT_NEAR(std::abs(found.angleA), angleA, 1e-12) << x << " " << y << " " << z;
-    EXPECT_NEAR(found.angleB, 0.0, 1e-12);
-  }
-}
-
 // 45 degrees belong to the middle band, 135 to the last one; 3 / sqrt(18) is a cosine of exactly 45 degrees.
 TEST(SliceOrientation, BoundsBelongToTheLaterBand) {
   struct Case {

@@ -226,38 +226,6 @@ struct Textbook {
   double productEntropy = 0.0;  // HXY2
 };
 
-// What docs/texture.md promises to those who compare with other programs.
-TEST(Texture, RelatesToTheTextbookAsDocumented) {
-  constexpr double kTolerance = 1e-10;
-  constexpr double kLn2 = std::numbers::ln2;
-  for (const bool hasLowPairs : {true, false}) {
-    constexpr int kSize = 12;
-    MTH_MATRIX half = RandomDistribution(kSize, kSize, kDouble, 0.4, 91);
-    const auto isKept = [&](int i, int j) { return hasLowPairs || i + j > 1; };
-    MTH_MATRIX p = mth_test::FromRule(kSize, kSize, kDouble, [&](int i, int j) {
-      return isKept(i, j) ? half.Get(i, j) + half.Get(j, i) + (i == j ? 0.01 : 0.0) : 0.0;
-    });
-    p = *mth_test::MatrixPtr(p * (1.0 / Mth_Mean(&p)));
-    const Textbook textbook(p);
-    EXPECT_NEAR(Mth_Variance(&p), textbook.jointVariance + std::pow(textbook.jointAverage - 1.0 - 1.0, 2),
-                kTolerance);
-    EXPECT_NEAR(Mth_Entropy(&p), textbook.jointEntropy * kLn2, kTolerance);
-    EXPECT_NEAR(Mth_MeanSum(&p), Textbook::Average(textbook.sums) - 2.0 - p.Get(0, 1) - p.Get(1, 0),
-                kTolerance);
-    EXPECT_NEAR(Mth_VarDifferences(&p),
-                Textbook::Variance(textbook.differences) +
-                    std::pow(Textbook::Average(textbook.differences) - 1.0 / kSize, 2),
-                kTolerance);
-    EXPECT_NEAR(Mth_EntDifferences(&p), -Textbook::Entropy(textbook.differences) * kLn2, kTolerance);
-    const double information = 1.0 - std::exp(-2.0 * (textbook.productEntropy - textbook.jointEntropy));
-    EXPECT_NEAR(information, 1.0 - std::pow(1.0 - std::pow(Mth_CorrelationInfo2(&p), 2), 1.0 / kLn2),
-                kTolerance);
-    if (hasLowPairs) continue;
-    EXPECT_NEAR(Mth_VarSum(&p), Textbook::Variance(textbook.sums) + 4.0, kTolerance);
-    EXPECT_NEAR(Mth_EntSum(&p), Textbook::Entropy(textbook.sums) * kLn2, kTolerance);
-  }
-}
-
 TEST(Texture, WithoutElementsSumsAreZero) {
   MTH_MATRIX unallocated;
   MTH_MATRIX empty(0, 0, kFloat);

@@ -17,18 +17,6 @@ MatrixPtr Bordered(const MTH_MATRIX& matrix, bool alongColumns, int width) {
   return MatrixPtr(alongColumns ? matrix.AddColBySymetry(width) : matrix.AddRowBySymetry(width));
 }
 
-TEST(MatrixBorder, RepeatsTheEdge) {
-  for (int type : {kDouble, kFloat}) {
-    const MTH_MATRIX row = Matrix({{1.0, 2.0, 3.0}}, type);
-    const MTH_MATRIX column = Matrix({{1.0}, {2.0}, {3.0}}, type);
-    const MTH_MATRIX expected = Matrix({{2.0, 1.0, 1.0, 2.0, 3.0, 3.0, 2.0}}, type);
-    EXPECT_TRUE(SameBits(*Bordered(row, true, 2), expected));
-    EXPECT_TRUE(SameBits(*MatrixPtr(Bordered(column, false, 2)->Transpose()), expected));
-    EXPECT_TRUE(SameBits(*Bordered(row, false, 1),
-                         Matrix({{1.0, 2.0, 3.0}, {1.0, 2.0, 3.0}, {1.0, 2.0, 3.0}}, type)));
-  }
-}
-
 // Walks outwards from the edge and stays at the farthest element when the border is wider than the matrix.
 int MirroredIndex(int position, int width, int count) {
   if (position < width) return std::min(width - 1 - position, count - 1);

@@ -198,40 +198,6 @@ TEST(LineSearch, TakesThePublishedSteps) {
   }
 }
 
-TEST(LineSearch, LooksWhereItsRulesSay) {
-  std::mt19937 engine(11);
-  std::uniform_real_distribution<double> uniform(-1.0, 1.0);
-  int wholeSearches = 0;
-  for (int i = 0; i < 400; ++i) {
-    // A bowl with waves and a kink: parabolas are often mistrusted.
-    const double minimum = 6.0 * uniform(engine);
-    const double waves = 3.0 * std::abs(uniform(engine));
-    const double turns = 1.0 + 3.0 * std::abs(uniform(engine));
-    const double kink = i % 2 == 0 ? 4.0 * uniform(engine) : 0.0;
-    const auto cost = [=](double t) {
-      return Square(t - minimum) + waves * std::cos(turns * t) + std::abs(kink * (t - 0.5 * minimum));
-    };
-    const auto [expected, isWhole] = LineSearchOracle::Visit(cost);
-    wholeSearches += isWhole ? 1 : 0;
-    const std::vector<double> visited = VisitedAbscissae([&](const double* x) { return cost(x[0]); });
-    ASSERT_TRUE(visited.size() == expected.size() || (visited.size() > expected.size() && !isWhole)) << i;
-    for (std::size_t k = 0; k < expected.size(); ++k) {
-      ASSERT_NEAR(visited[k], expected[k], 1e-6 * (1.0 + std::abs(expected[k]))) << i << ", point " << k;
-    }
-  }
-  EXPECT_GT(wholeSearches, 300);
-}
-
-TEST(LineSearch, QuadraticIsMinimisedWithinTheTolerance) {
-  for (double minimum : {-40.0, -0.3, 0.0, 1.0, 2.5, 1234.5}) {
-    RecordingCost cost({0.0}, [=](const double* x) { return Square(x[0] - minimum); });
-    double direction = 1.0;
-    cost.LinMin(cost.GetParameters(), &direction);
-    EXPECT_NEAR(cost.GetParameters()[0], minimum, 0.01 * std::abs(minimum) + 2e-5);
-    EXPECT_EQ(cost.GetValue(), Square(cost.GetParameters()[0] - minimum));
-  }
-}
-
 TEST(LineSearch, MovesTheArraysOfTheCallerAndEvaluatesTheObject) {
   RecordingCost cost({9.0, 9.0}, [](const double* x) { return Square(x[0] - 2.0) + Square(x[1] - 4.0); });
   double p[] = {0.0, 0.0};

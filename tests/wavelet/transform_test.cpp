@@ -198,29 +198,6 @@ TEST(WaveletTransform, RebuildsAllButTheBorders) {
   }
 }
 
-// What the filters make of white noise, from their response to one pixel: the noise levels of the shrinkage.
-TEST(WaveletTransform, HasTheNoiseGainsOfItsLevels) {
-  constexpr int kSide = 257;
-  const double diagonal[] = {1.0, 0.22, 0.09, 0.04};
-  const double others[] = {0.79, 0.25, 0.11, 0.05};
-  constexpr double kRounded = 0.005;
-  MTH_MATRIX image =
-      FromRule(kSide, kSide, kDouble, [](int r, int c) { return r == kSide / 2 && c == kSide / 2; });
-  const auto norm = [](const Samples& band) {
-    double sum = 0.0;
-    for (const double value : band) sum += value * value;
-    return std::sqrt(sum);
-  };
-  for (std::size_t level = 0; level < 4; ++level) {
-    const SubbandArrays bands = Analyse(image, static_cast<int>(level));
-    // The noise of the finest diagonal subband is half that of the image.
-    EXPECT_NEAR(norm(bands.diag) / 0.5, diagonal[level], kRounded);
-    EXPECT_NEAR(norm(bands.rows) / 0.5, others[level], kRounded);
-    EXPECT_NEAR(norm(bands.cols) / 0.5, others[level], kRounded);
-    image.SetVector(const_cast<double*>(bands.approx.data()), kSide * kSide);
-  }
-}
-
 TEST(WaveletTransform, ReadsAbsentElementsAsZero) {
   MTH_MATRIX image = RandomMatrix(5, 4, kDouble, 23);
   MTH_MATRIX padded =
