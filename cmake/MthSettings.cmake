@@ -82,8 +82,8 @@ function(mth_configure_target target)
   endif()
 endfunction()
 
-# mth_build_quickly(target): compiles what is run a few times at most without optimisation, where the build asks for it.
-# Optimised or not, the exact flags give the same bits.
+# mth_build_quickly(target): compiles what only calls the library, and is run a few times at most, without optimisation
+# where the build asks for it.
 function(mth_build_quickly target)
   if(MTH_QUICK_BUILD AND NOT MSVC)
     target_compile_options(${target} PRIVATE -O0 $<$<NOT:$<CONFIG:Release>>:-g1>)
