@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/value/Mth_complex.h"
 #include "support/cancelling_display.h"
 #include "support/decomposition_cases.h"
@@ -17,8 +16,6 @@
 
 namespace mth_test {
 namespace {
-
-using mth_internal::InstructionSet;
 
 struct SVDFactors {
   explicit SVDFactors(const MTH_MATRIX& a) {
