@@ -41,7 +41,8 @@ install(FILES "${PROJECT_SOURCE_DIR}/docs/minimisers.md" "${PROJECT_SOURCE_DIR}/
 
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/mthConfig.cmake.in"
                               "${PROJECT_BINARY_DIR}/mthConfig.cmake" INSTALL_DESTINATION "${MTH_PACKAGE_DIR}")
-write_basic_package_version_file("${PROJECT_BINARY_DIR}/mthConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
+# Version 1 has all that hosts of earlier ones use.
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/mthConfigVersion.cmake" COMPATIBILITY AnyNewerVersion)
 install(FILES "${PROJECT_BINARY_DIR}/mthConfig.cmake" "${PROJECT_BINARY_DIR}/mthConfigVersion.cmake"
         DESTINATION "${MTH_PACKAGE_DIR}" COMPONENT development)
 
