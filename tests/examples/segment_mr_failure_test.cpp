@@ -120,7 +120,7 @@ TEST(SegmentMrRefuses, DamagedAndUnsupportedImages) {
     ExpectRefusal(folder, Quoted(folder / name) + " -o " + Quoted(folder / "result"), reason);
   }
   ExpectRefusal(folder, Quoted(folder / "absent.nii") + " -o " + Quoted(folder / "result"), "cannot find");
-  ExpectRefusal(folder, Quoted(folder / "") + " -o " + Quoted(folder / "result"), " image ");  // of DICOM
+  ExpectRefusal(folder, Quoted(folder / "") + " -o " + Quoted(folder / "result"), folder / "");  // no series
 }
 
 TEST(SegmentMrRefuses, BadOptions) {
