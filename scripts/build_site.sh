@@ -9,8 +9,13 @@ command -v doxygen >/dev/null || { echo "Left out: the manual (needs doxygen)"; 
 site="${1:-build/site}"
 build="${MTH_BUILD:-build/release}"
 generated=build/site-input
+if [ -e "$site" ] && [ ! -f "$site/.mth-site" ] && [ -n "$(ls -A "$site")" ]; then
+  echo "$site is neither empty nor an earlier site" >&2
+  exit 1
+fi
 rm -rf "$site" "$generated"
 mkdir -p "$site" "$generated"
+touch "$site/.mth-site"
 
 # One page of all hosts.
 tools=(classify denoise_mr describe_slice fit_curve make_phantom register_landmarks segment_mr stack_pictures texture_mr)

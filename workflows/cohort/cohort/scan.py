@@ -3,6 +3,7 @@
     scan.py CONFIGURATION KEY
 """
 
+import contextlib
 import json
 import shutil
 import sys
@@ -27,6 +28,16 @@ class Scan:
         self.scratch = Path(scratch)
         self.masking = ["--mask", self.entry["mask"]] if self.entry["mask"] else []
         self.maps = []
+        self.manifest = tools.Manifest(self.output, key)
+
+    def earlier_maps(self):
+        """What lies where the maps of this scan go, and its picture."""
+        folder = (self.output / self.key).parent
+        maps = [path for pattern in bids.MAPS for path in sorted(folder.glob(Path(self.key).name + pattern))]
+        return maps + ([self.mosaic()] if self.mosaic().exists() else [])
+
+    def mosaic(self):
+        return self.output / "report" / "mosaics" / (Path(self.key).name + ".png")
 
     def denoise(self):
         """The denoised scan and the deviation of its noise."""
@@ -50,7 +61,7 @@ class Scan:
         for path in sorted(folder.glob("sub-*")):
             if path != self.labels:
                 self.keep(path, self.place("", path.name))
-        tools.move_whole(folder / "panel.png", self.output / "report" / "mosaics" / (self.flat() + ".png"))
+        self.manifest.move_in(folder / "panel.png", self.mosaic())
         return read(self.scratch / "tissues.json")
 
     def texture(self):
@@ -61,19 +72,17 @@ class Scan:
         return {region["region"]: {name: value["mean"] for name, value in region["features"].items()}
                 for region in regions}
 
-    def flat(self):
-        return Path(self.key).name
-
     def place(self, suffix, name=None):
         """Where a result goes: beside the scan's name, in the output."""
         folder = self.output / Path(self.key).parent
         return folder / (name or Path(self.key).name+ suffix)
 
     def keep(self, path, target):
-        tools.move_whole(path, target)
+        self.manifest.move_in(path, target)
         self.maps.append(str(target.relative_to(self.output)))
 
     def work(self):
+        self.manifest.require_ours(self.earlier_maps())
         noise = self.denoise() if self.settings["denoise"] else {"deviations": [0.0]}
         tissues = self.segment()
         texture = self.texture() if self.settings["texture"] else {}
@@ -113,14 +122,14 @@ def main(configuration, key):
         if dead.is_dir():
             shutil.rmtree(dead, ignore_errors=True)
     with tempfile.TemporaryDirectory(prefix=f".{Path(key).name}_work-", dir=folder) as scratch:
+        scan = Scan(config, key, scratch)
         try:
-            results, memory = Scan(config, key, scratch).work()
+            results, memory = scan.work()
             report.update(results)
         except (tools.StepFailed, OSError) as failure:
             report.update(status="failed", reason=str(failure))
-            for pattern in bids.MAPS:  # of an earlier image
-                for path in folder.glob(Path(key).name + pattern):
-                    path.unlink()
+            with contextlib.suppress(tools.StepFailed, OSError):
+                scan.manifest.remove(scan.earlier_maps())  # of an earlier image, when all are still ours
     # What differs from run to run stands apart, so that reports are the same wherever they were made.
     tools.write_whole(output / (key + bids.RESOURCES),
                       json.dumps({"seconds": round(time.monotonic() - start, 3), "peak_memory_mib": memory}) + "\n")

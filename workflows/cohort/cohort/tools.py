@@ -1,5 +1,7 @@
 """Running the command-line hosts, and writing files that are whole or not there."""
 
+import hashlib
+import json
 import os
 import shutil
 import subprocess
@@ -37,6 +39,49 @@ def run(name, folder, *arguments):
 def version(folder):
     """What the programs tell of themselves."""
     return run("segment_mr", folder, "--version").split()[-1]
+
+
+class Manifest:
+    """What earlier runs wrote of one scan, with checksums: only that is ever replaced or removed."""
+
+    def __init__(self, output, key):
+        self.output = Path(output)
+        self.path = self.output / ".mth-cohort" / "manifests" / (key.replace("/", "__") + ".json")
+        self.sums = json.loads(self.path.read_text(encoding="utf-8")) if self.path.is_file() else {}
+
+    def require_ours(self, paths):
+        """Raises StepFailed when one of the files is somebody else's, or was changed since it was written."""
+        for path in paths:
+            if path.is_symlink() or (path.exists() and checksum(path) not in self.sums.get(self.name(path), [])):
+                raise StepFailed(f"{path} is no unchanged result of an earlier run: move it away")
+
+    def move_in(self, source, target):
+        """Moves a result into its place. Until it is there both it and its predecessor count as ours: a run that is killed
+        in between leaves one of them."""
+        self.require_ours([target])
+        new = checksum(source)
+        self.sums[self.name(target)] = self.sums.get(self.name(target), []) + [new]
+        self.save()
+        move_whole(source, target)
+        self.sums[self.name(target)] = [new]
+        self.save()
+
+    def remove(self, paths):
+        self.require_ours(paths)
+        for path in paths:
+            path.unlink()
+            self.sums.pop(self.name(path), None)
+        self.save()
+
+    def name(self, path):
+        return str(path.relative_to(self.output))
+
+    def save(self):
+        write_whole(self.path, json.dumps(self.sums, indent=2) + "\n")
+
+
+def checksum(path):
+    return hashlib.sha256(Path(path).read_bytes()).hexdigest() if Path(path).is_file() else None
 
 
 def write_whole(path, text):

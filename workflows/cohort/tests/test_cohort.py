@@ -116,7 +116,6 @@ class Cohort(unittest.TestCase):
     def test_second_run_does_what_is_changed(self):
         output = self.scratch / "again"
         shutil.copytree(self.output, output)
-        shutil.rmtree(output / ".mth-cohort")  # as for another place: what is there is whole
         self.assertEqual(run(self.bids, output).returncode, 3)
         before = reports(output)
         self.assertEqual(run(self.bids, output).returncode, 3)
@@ -128,6 +127,12 @@ class Cohort(unittest.TestCase):
         self.assertEqual(tables(output), self.tables)
         self.assertEqual(run(self.bids, output, "--no-texture").returncode, 3)
         self.assertTrue(all(stamp != after[path] for path, stamp in reports(output).items()))
+        corrected = output / "sub-01" / "anat" / "sub-01_dseg.nii.gz"
+        corrected.write_bytes(b"by hand")
+        result = run(self.bids, output)
+        self.assertIn("move it away", result.stderr)
+        self.assertEqual(corrected.read_bytes(), b"by hand")
+        self.assertTrue((corrected.parent / "sub-01_label-GM_probseg.nii.gz").is_file())
 
     def test_killed_run_goes_on_with_the_same_bits(self):
         output = self.scratch / "killed"
@@ -149,6 +154,7 @@ class Cohort(unittest.TestCase):
             ((self.scratch / "1", self.scratch / "out"), "dataset_description.json"),
             ((self.bids, self.bids), "own"),
             ((self.bids, self.scratch / "out", "--participant-label", "77"), "77"),
+            ((self.bids, self.scratch / "1"), "neither empty"),
         ]
         for arguments, text in cases:
             result = run(*arguments)
