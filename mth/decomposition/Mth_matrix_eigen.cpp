@@ -13,21 +13,12 @@
 
 // Eigenvectors by inverse iteration, the power method, and the element-wise square and square root.
 
-using mth_internal::ElementsCount;
-using mth_internal::MatrixPtr;
-using mth_internal::NewFailure;
-using mth_internal::NewResult;
-using mth_internal::OnStorage;
-using mth_internal::WorkArray;
+using namespace mth_internal;
 
 namespace {
 
 constexpr int kInverseIterations = 50;  // always as many, without a convergence test
 constexpr int kPowerIterationCap = 10000;
-
-std::unique_ptr<double[]> NewArray(int count) {
-  return std::unique_ptr<double[]>(new (std::nothrow) double[static_cast<std::size_t>(std::max(count, 0))]);
-}
 
 // Divides every element by the largest magnitude.
 void DivideByLargest(const MTH_MATRIX& matrix) {
@@ -88,21 +79,21 @@ bool MTH_MATRIX::SearchOneEigenVector(double eigenvalue, double** vector) const 
   if (vector == nullptr || !allocated_) return fail(11);
   MatrixPtr x(NewResult(columns_, 1, type_));
   MTH_MATRIX shifted(*this);
-  auto result = NewArray(columns_);
-  if (!mth_internal::IsUsable(x.get()) || !shifted.allocated_ || !result) return fail(11);
+  std::unique_ptr<double[]> result(new (std::nothrow) double[static_cast<std::size_t>(columns_)]);
+  if (!IsUsable(x.get()) || !shifted.allocated_ || !result) return fail(11);
   OnStorage(*x, [&](auto* elements) { std::fill_n(elements, columns_, 1); });
   for (int i = 0; i < std::min(rows_, columns_); ++i) shifted.Set(i, i, Get(i, i) - eigenvalue);
 
   const MatrixPtr inverse(shifted.PseudoInverse());
-  if (!mth_internal::IsUsable(inverse.get())) return fail(14);
+  if (!IsUsable(inverse.get())) return fail(14);
   if (inverse->GetStatusError() == 9) {
-    mth_internal::ShowInformation(mth_internal::kNotInvertible);
+    ShowInformation(kNotInvertible);
     return fail(11);
   }
-  if (inverse->GetStatusError() == 10) mth_internal::ShowInformation(mth_internal::kUnstableSolution);
+  if (inverse->GetStatusError() == 10) ShowInformation(kUnstableSolution);
   for (int iteration = 0; iteration < kInverseIterations; ++iteration) {
     x.reset(*inverse * *x);
-    if (!mth_internal::IsUsable(x.get())) return fail(11);
+    if (!IsUsable(x.get())) return fail(11);
     DivideByLargest(*x);
   }
   for (int i = 0; i < columns_; ++i) result[static_cast<std::size_t>(i)] = x->Get(i, 0);
@@ -122,7 +113,7 @@ MTH_MATRIX* MTH_MATRIX::SearchEigenValuesAndVectors(double tolerance, double** v
     }
     return vectors.release();
   };
-  if (!mth_internal::IsUsable(vectors.get())) return fail();
+  if (!IsUsable(vectors.get())) return fail();
   double* found = nullptr;
   EigenValues(tolerance, &found);
   std::unique_ptr<double[]> eigenvalues(found);
@@ -142,8 +133,8 @@ bool MTH_MATRIX::PowerMethod(double tolerance, double* dominant) const {
   const WorkArray<double> x(columns_);
   const WorkArray<double> y(columns_);
   if (!x || !y) return false;
-  const double scale = OnStorage(
-      *this, [&](auto* elements) { return mth_internal::ScaleToUnit(elements, ElementsCount(*this)); });
+  const double scale =
+      OnStorage(*this, [&](auto* elements) { return ScaleToUnit(elements, ElementsCount(*this)); });
   tolerance = tolerance > 0.0 ? tolerance * scale : 0.0;  // a NaN counts as 0 too
   std::fill_n(x.Get(), columns_, 1.0);
   double quotient = 0.0;
@@ -172,10 +163,10 @@ bool MTH_MATRIX::PowerMethod(double tolerance, double* dominant) const {
 MTH_MATRIX* MTH_MATRIX::Square() const {
   if (!allocated_) return NewFailure(1);
   MTH_MATRIX* result = NewResult(rows_, columns_, type_);
-  if (!mth_internal::IsUsable(result)) return result;
+  if (!IsUsable(result)) return result;
   OnStorage(*this, [&](auto* elements) {
     using T = std::remove_pointer_t<decltype(elements)>;
-    std::transform(elements, elements + ElementsCount(*this), mth_internal::Elements<T>(*result),
+    std::transform(elements, elements + ElementsCount(*this), Elements<T>(*result),
                    [](T x) { return x * x; });
   });
   return result;
@@ -184,15 +175,15 @@ MTH_MATRIX* MTH_MATRIX::Square() const {
 MTH_MATRIX* MTH_MATRIX::SquareRoot() const {
   if (!allocated_) return NewFailure(1);
   MTH_MATRIX* result = NewResult(rows_, columns_, type_);
-  if (!mth_internal::IsUsable(result)) return result;
+  if (!IsUsable(result)) return result;
   OnStorage(*this, [&](auto* elements) {
     using T = std::remove_pointer_t<decltype(elements)>;
-    T* target = mth_internal::Elements<T>(*result);
+    T* target = Elements<T>(*result);
     const auto* end = elements + ElementsCount(*this);
     const auto* bad = std::find_if(elements, elements + ElementsCount(*this), [](T x) { return !(x >= 0); });
     std::transform(static_cast<const T*>(elements), bad, target, [](T x) { return std::sqrt(x); });
     std::fill(target + (bad - elements), target + (end - elements), T{0});
-    if (bad != end) mth_internal::MatrixAccess::SetStatus(*result, 8);
+    if (bad != end) MatrixAccess::SetStatus(*result, 8);
   });
   return result;
 }

@@ -86,7 +86,7 @@ bool IsInverse(const MTH_MATRIX* inverse) {
   return IsUsable(inverse) && inverse->GetStatusError() != 9;
 }
 
-// The step of a chain of operations: null with the status of a step that failed.
+// The status of a step of a chain of operations; a step that is null had no memory for its object.
 int StatusOf(const MatrixPtr& matrix) {
   return matrix ? matrix->GetStatusError() : 1;
 }

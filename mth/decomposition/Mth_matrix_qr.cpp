@@ -14,13 +14,7 @@
 
 // Householder reflections, QR and the unshifted QR iteration.
 
-using mth_internal::Elements;
-using mth_internal::ElementsCount;
-using mth_internal::MatrixPtr;
-using mth_internal::NewFailure;
-using mth_internal::NewResult;
-using mth_internal::OnStorage;
-using mth_internal::WorkArray;
+using namespace mth_internal;
 
 namespace {
 
@@ -33,16 +27,16 @@ bool IterateQR(const T* elements, std::int64_t size, double tolerance, double* d
   const WorkArray<T> iterate(size * size);
   const WorkArray<T> q(size * size);
   const WorkArray<T> r(size * size);
-  const WorkArray<double> scratch(mth_internal::QRScratch(size, size));
+  const WorkArray<double> scratch(QRScratch(size, size));
   if (!iterate || !q || !r || !scratch) return false;
   const auto factor = MTH_SELECT(FactorQR<T>);
   std::copy_n(elements, size * size, iterate.Get());
   // The first step only prepares the matrix whose diagonal is watched.
   for (int iterations = -1; iterations <= kIterationCap; ++iterations) {
-    if (mth_internal::IsGivenUp(size)) return false;
+    if (IsGivenUp(size)) return false;
     std::copy_n(iterate.Get(), size * size, r.Get());
     factor(r.Get(), size, size, q.Get(), scratch.Get());
-    mth_internal::Multiply<T>({r.Get(), q.Get(), iterate.Get(), size, size, size});
+    Multiply<T>({r.Get(), q.Get(), iterate.Get(), size, size, size});
     bool isStill = iterations >= 0;
     for (std::int64_t i = 0; i < size; ++i) {
       const double element = static_cast<double>(iterate[i * size + i]);
@@ -67,7 +61,7 @@ MTH_MATRIX* MTH_MATRIX::Householder() const {
     return sum;
   });
   MatrixPtr identity(NewResult(rows_, rows_, type_));
-  if (!mth_internal::IsUsable(identity.get())) return NewFailure(1);
+  if (!IsUsable(identity.get())) return NewFailure(1);
   identity->SetIdentity();
   if (std::abs(squares) < kNearlyZeroVector) return identity.release();
 
@@ -75,7 +69,7 @@ MTH_MATRIX* MTH_MATRIX::Householder() const {
   const MatrixPtr square(row ? *this * *row : nullptr);
   const MatrixPtr step(square ? *square * (2.0 / squares) : nullptr);
   MatrixPtr reflection(step ? *identity - *step : nullptr);
-  return mth_internal::IsUsable(reflection.get()) ? reflection.release() : NewFailure(1);
+  return IsUsable(reflection.get()) ? reflection.release() : NewFailure(1);
 }
 
 bool MTH_MATRIX::QR(MTH_MATRIX** q, MTH_MATRIX** r) const {
@@ -84,9 +78,8 @@ bool MTH_MATRIX::QR(MTH_MATRIX** q, MTH_MATRIX** r) const {
   if (q == nullptr || r == nullptr || !allocated_) return false;
   MatrixPtr orthogonal(NewResult(rows_, rows_, type_));
   MatrixPtr triangular(new (std::nothrow) MTH_MATRIX(*this));
-  const WorkArray<double> scratch(mth_internal::QRScratch(rows_, columns_));
-  if (!mth_internal::IsUsable(orthogonal.get()) || !mth_internal::IsUsable(triangular.get()) || !scratch)
-    return false;
+  const WorkArray<double> scratch(QRScratch(rows_, columns_));
+  if (!IsUsable(orthogonal.get()) || !IsUsable(triangular.get()) || !scratch) return false;
   OnStorage(*this, [&](auto* elements) {
     using T = std::remove_pointer_t<decltype(elements)>;
     const auto factor = MTH_SELECT(FactorQR<T>);
