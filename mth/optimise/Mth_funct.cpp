@@ -7,16 +7,13 @@
 #include <limits>
 #include <new>
 
+#include "mth/core/Mth_new_array_internal.h"
 #include "mth/core/Mth_text_file_internal.h"
 #include "mth/optimise/Mth_funct_internal.h"
 
 // Storage of a cost function, the evaluation protocol and the parameter dump.
 
 namespace mth_internal {
-
-std::unique_ptr<double[]> NewZeros(std::size_t count) {
-  return std::unique_ptr<double[]>(new (std::nothrow) double[count]());
-}
 
 template <class Fill>
 void OptimisationProgress::SetText(Fill fill) {
@@ -50,7 +47,6 @@ void OptimisationProgress::StepParameters(const double* parameters, int n) {
 }  // namespace mth_internal
 
 using mth_internal::CopyPoint;
-using mth_internal::NewZeros;
 
 MTH_FUNCT::MTH_FUNCT() = default;
 
@@ -79,7 +75,7 @@ bool MTH_FUNCT::AllocateArrays(std::size_t count) {
   if (!hessian_) return false;
   for (Array* array :
        {&linePoint_, &lineDirection_, &savedParameters_, &trialPoint_, &parameters_, &gradient_}) {
-    *array = NewZeros(count);
+    *array = mth_internal::NewArray<double>(static_cast<std::ptrdiff_t>(count));
     if (!*array) return false;
   }
   annealing_.reset(new (std::nothrow) SIMULATED_ANNEALING_PARAM{});

@@ -1,5 +1,6 @@
 #include "mth/optimise/Mth_funct_curve_cost.h"
 
+#include "mth/core/Mth_new_array_internal.h"
 #include "mth/optimise/Mth_funct_internal.h"
 
 MTH_FUNCT_CURVE_COST::MTH_FUNCT_CURVE_COST(int parametersCount) : MTH_FUNCT(parametersCount) {}
@@ -18,7 +19,7 @@ bool MTH_FUNCT_CURVE_COST::AllocateSamples(int count) {
   samplesCount_ = 0;
   if (count < 0) return false;
   for (auto* array : {&abscissae_, &ordinates_, &model_}) {
-    *array = mth_internal::NewZeros(static_cast<std::size_t>(count));
+    *array = mth_internal::NewArray<double>(count);
   }
   if (!abscissae_ || !ordinates_ || !model_) {
     ReleaseSamples();

@@ -1,5 +1,6 @@
 #include <initializer_list>
 
+#include "mth/core/Mth_new_array_internal.h"
 #include "mth/optimise/Mth_funct.h"
 #include "mth/optimise/Mth_funct_internal.h"
 
@@ -24,7 +25,7 @@ void FormPoint(const MTH_FUNCT& cost, std::initializer_list<Shift> shifts, doubl
 bool MTH_FUNCT::AllocateDerivativeWork() {
   bool isAllocated = true;
   for (Array& point : derivativeWork_) {
-    if (!point) point = mth_internal::NewZeros(static_cast<std::size_t>(parametersCount_));
+    if (!point) point = mth_internal::NewArray<double>(parametersCount_);
     isAllocated = isAllocated && point;
   }
   return isAllocated;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -10,9 +9,6 @@
 #include "std/Std_wait_bar.h"
 
 namespace mth_internal {
-
-/// `count` zeros; null when the memory cannot be had.
-std::unique_ptr<double[]> NewZeros(std::size_t count);
 
 /// Copies a point of n coordinates; the two may be the same.
 inline void CopyPoint(const double* from, int n, double* to) {

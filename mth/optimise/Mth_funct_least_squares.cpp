@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "mth/core/Mth_new_array_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/optimise/Mth_funct.h"
 #include "mth/optimise/Mth_funct_internal.h"
@@ -307,8 +308,7 @@ bool MTH_FUNCT::ComputeOptimumLeastSquares(double* start, double ftol, int maxIt
   if (stopReason_ == MTH_STOP_REASON::NotFinite || residualsCount == parametersCount_) {
     return stopReason_ == MTH_STOP_REASON::Converged;
   }
-  const auto n = static_cast<std::size_t>(parametersCount_);
-  covariance_ = mth_internal::NewZeros(n * n);
+  covariance_ = mth_internal::NewArray<double>(std::ptrdiff_t{parametersCount_} * parametersCount_);
   if (covariance_ && !problem.ComputeCovariance(covariance_.get())) covariance_.reset();
   return stopReason_ == MTH_STOP_REASON::Converged;
 }
