@@ -10,10 +10,12 @@
 #include "mth/clustering/Mth_sample_pool_internal.h"
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_new_array_internal.h"
+#include "mth/matrix/Mth_matrix_internal.h"
 
 // Samples, centroids, parameters and distances of the engine.
 
 using mth_internal::kNoDistance;
+using mth_internal::MatrixPtr;
 using mth_internal::ShowInformation;
 
 namespace {
@@ -30,7 +32,7 @@ std::unique_ptr<MTH_POINTER_LIST<MTH_MATRIX>> NewCentroids(int clustersCount, in
   const std::int64_t bytes = std::max(dimensionsCount, 0) * std::int64_t{sizeof(double)} + kObjectBytes;
   if (!mth_internal::HasMemoryForBlocks(clustersCount, bytes)) return centroids;
   for (int k = 0; centroids && k < clustersCount; ++k) {
-    std::unique_ptr<MTH_MATRIX> centroid(new (std::nothrow) MTH_MATRIX(dimensionsCount, 1, 0));
+    MatrixPtr centroid(new (std::nothrow) MTH_MATRIX(dimensionsCount, 1, 0));
     if (!centroid || centroids->Add(centroid.get()) < 0) break;
     centroid.release()->SetZero();
   }
@@ -62,14 +64,13 @@ double mth_internal::QuadraticForm(const double* features, int count, const MTH_
                                    const MTH_MATRIX& m) {
   const bool fits = IsDoubleMatrix(center, count, 1) && IsDoubleMatrix(m, count, count);
   if (!fits) return 0.0;  // an operator refuses them, and element (0, 0) of what it returns reads as 0
-  using Matrix = std::unique_ptr<MTH_MATRIX>;
   MTH_MATRIX sample(count, 1, 0);
   if (!sample.IsAllocated()) return kNoDistance;
   std::copy_n(features, count, sample.GetEDataAddress());
-  const Matrix difference(sample - center);
-  const Matrix transposed(difference ? difference->Transpose() : nullptr);
-  const Matrix weighted(transposed ? *transposed * m : nullptr);
-  const Matrix form(weighted ? *weighted * *difference : nullptr);
+  const MatrixPtr difference(sample - center);
+  const MatrixPtr transposed(difference ? difference->Transpose() : nullptr);
+  const MatrixPtr weighted(transposed ? *transposed * m : nullptr);
+  const MatrixPtr form(weighted ? *weighted * *difference : nullptr);
   return form && form->IsAllocated() ? form->Get(0, 0) : kNoDistance;
 }
 
@@ -104,8 +105,8 @@ void MTH_CLUSTERING::CopySamples(const MTH_CLUSTERING& source) {
 }
 
 void MTH_CLUSTERING::CopyCredalPartition(const MTH_CLUSTERING& source) {
-  const auto copyMatrix = [](const std::unique_ptr<MTH_MATRIX>& matrix) {
-    return std::unique_ptr<MTH_MATRIX>(matrix ? new (std::nothrow) MTH_MATRIX(*matrix) : nullptr);
+  const auto copyMatrix = [](const MatrixPtr& matrix) {
+    return MatrixPtr(matrix ? new (std::nothrow) MTH_MATRIX(*matrix) : nullptr);
   };
   hypothesesCount_ = source.hypothesesCount_;
   credalPartition_ = copyMatrix(source.credalPartition_);

@@ -10,8 +10,8 @@
 
 // What is read from a credal partition: beliefs, decisions, probabilities, plausibilities; and discounting.
 
-using mth_internal::CredalMatrix;
 using mth_internal::HypothesisTable;
+using mth_internal::MatrixPtr;
 using mth_internal::NewCredalMatrix;
 using mth_internal::RowOf;
 
@@ -25,7 +25,7 @@ int LastLargest(const MTH_MATRIX& matrix, int row) {
   return best;
 }
 
-bool HasRow(const CredalMatrix& matrix, int row) {
+bool HasRow(const MatrixPtr& matrix, int row) {
   return matrix != nullptr && row >= 0 && row < matrix->GetNbRows();
 }
 
@@ -41,9 +41,9 @@ void WeakenRow(MTH_MATRIX& masses, int row, double reliability) {
 
 // Both are null when there is no memory, and may throw std::bad_alloc.
 
-CredalMatrix PignisticPartition(const MTH_MATRIX& credal, int clustersCount) {
+MatrixPtr PignisticPartition(const MTH_MATRIX& credal, int clustersCount) {
   const HypothesisTable table(clustersCount);
-  CredalMatrix partition = NewCredalMatrix(credal.GetNbRows(), clustersCount);
+  MatrixPtr partition = NewCredalMatrix(credal.GetNbRows(), clustersCount);
   for (int i = 0; partition && i < credal.GetNbRows(); ++i) {
     const double* const masses = RowOf(credal, i);
     const double scale = 1.0 / (1.0 - masses[0]);
@@ -58,9 +58,9 @@ CredalMatrix PignisticPartition(const MTH_MATRIX& credal, int clustersCount) {
   return partition;
 }
 
-CredalMatrix PlausibilityPartition(const MTH_MATRIX& credal, int clustersCount) {
+MatrixPtr PlausibilityPartition(const MTH_MATRIX& credal, int clustersCount) {
   const HypothesisTable table(clustersCount);
-  CredalMatrix partition = NewCredalMatrix(credal.GetNbRows(), table.Count());
+  MatrixPtr partition = NewCredalMatrix(credal.GetNbRows(), table.Count());
   const mth_internal::WorkArray<double> scratch(mth_internal::CountFusionScratch(table.Count()));
   if (!partition || !scratch) return nullptr;
   MTH_SELECT(evidential::SumPlausibilities)
@@ -92,7 +92,7 @@ int MTH_CLUSTERING::MaxBeliefDecision(int i) const {
 
 void MTH_CLUSTERING::SetCredalPartition(MTH_MATRIX* m) {
   if (!IsPartition(m, GetSamplesCount())) return;
-  CredalMatrix copy = NewCredalMatrix(m->GetNbRows(), m->GetNbCols());
+  MatrixPtr copy = NewCredalMatrix(m->GetNbRows(), m->GetNbCols());
   if (!copy) return;
   for (int i = 0; i < m->GetNbRows(); ++i) {
     for (int j = 0; j < m->GetNbCols(); ++j) copy->Set(i, j, m->Get(i, j));
@@ -114,7 +114,7 @@ template <class Make>
 bool MTH_CLUSTERING::InitPartition(std::unique_ptr<MTH_MATRIX>& partition, Make make) {
   if (!HasCredalPartition()) return false;
   try {
-    CredalMatrix made = make();
+    MatrixPtr made = make();
     if (!made) return false;
     partition = std::move(made);
     return true;

@@ -1,8 +1,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <memory>
-#include <new>
 #include <vector>
 
 #include "mth/clustering/Mth_clustering.h"
@@ -12,6 +10,7 @@
 #include "mth/clustering/Mth_hypothesis_table_internal.h"
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
+#include "mth/matrix/Mth_matrix_internal.h"
 
 using namespace mth_internal;
 
@@ -82,7 +81,7 @@ class NormalEquations {
     return sums_.data();
   }
   // Null, or unallocated, when they cannot be solved.
-  std::unique_ptr<MTH_MATRIX> Solve() {
+  MatrixPtr Solve() {
     auto sum = sums_.begin();
     for (int k = 0; k < cross_.GetNbRows(); ++k) {
       for (int l = k; l < cross_.GetNbCols(); ++l) {
@@ -93,7 +92,7 @@ class NormalEquations {
     for (int l = 0; l < target_.GetNbRows(); ++l) {
       for (int q = 0; q < target_.GetNbCols(); ++q) target_.Set(l, q, *sum++);
     }
-    return std::unique_ptr<MTH_MATRIX>(cross_.SolveLinearSystemBySVD(target_));
+    return MatrixPtr(cross_.SolveLinearSystemBySVD(target_));
   }
 
  private:
@@ -135,11 +134,11 @@ double MTH_CLUSTERING::RunEvidentialCMeans() {
   const EvidentialRule rule = hypotheses.View();
   NormalEquations equations(clustersCount_, dimensionsCount_);
   std::vector<double> centroids = GatherCentroids();
-  std::unique_ptr<MTH_MATRIX> masses(new (std::nothrow) MTH_MATRIX(samplesCount, hypothesesCount_, kDouble));
+  MatrixPtr masses = NewMatrix(samplesCount, hypothesesCount_, kDouble);
   const WorkArray<double> scratch(CountEvidentialScratch(clustersCount_, hypothesesCount_, dimensionsCount_));
   SampleBlocks<double> features;
-  bool fits = equations.IsAllocated() && masses && masses->IsAllocated() && scratch &&
-              features.Allocate(samplesCount, dimensionsCount_);
+  bool fits =
+      equations.IsAllocated() && masses && scratch && features.Allocate(samplesCount, dimensionsCount_);
   if (!fits) return FailRun(MTH_STOP_REASON::NoMemory);
   ForEachSampleBlock(samplesCount, [&](int block, int first, int count) {
     fits = fits && GatherBlock(first, count, features.Block(block), scratch.Get());
@@ -165,7 +164,7 @@ double MTH_CLUSTERING::RunEvidentialCMeans() {
      scratch.Get(), isLast ? masses->GetEDataAddress() : nullptr,
      hasConverged ? nullptr : equations.ClearedSums());
     if (hasConverged) break;
-    const std::unique_ptr<MTH_MATRIX> solution = equations.Solve();
+    const MatrixPtr solution = equations.Solve();
     if (!solution || !solution->IsAllocated()) {
       return FailRun(equations.AreFinite() ? MTH_STOP_REASON::NoMemory : MTH_STOP_REASON::NotFinite);
     }

@@ -43,7 +43,7 @@ class Intersections {
 
 // The matrix itself when it is what the kernel takes; otherwise a copy with zeros where it has no element,
 // which is kept in `copy`. Null when there is no memory.
-const MTH_MATRIX* Fitted(const MTH_MATRIX& matrix, int rows, int columns, CredalMatrix& copy) {
+const MTH_MATRIX* Fitted(const MTH_MATRIX& matrix, int rows, int columns, MatrixPtr& copy) {
   if (matrix.GetEDataAddress() != nullptr && matrix.GetNbRows() == rows && matrix.GetNbCols() == columns) {
     return &matrix;
   }
@@ -57,13 +57,13 @@ const MTH_MATRIX* Fitted(const MTH_MATRIX& matrix, int rows, int columns, Credal
 }
 
 // Null, with the reason, when there is no memory or the run is cancelled.
-CredalMatrix Fuse(const MTH_MATRIX& first, const MTH_MATRIX& second, const FusionRule& rule,
-                  bool usesCommonalities, MTH_STOP_REASON& reason) {
+MatrixPtr Fuse(const MTH_MATRIX& first, const MTH_MATRIX& second, const FusionRule& rule,
+               bool usesCommonalities, MTH_STOP_REASON& reason) {
   reason = MTH_STOP_REASON::NoMemory;
   const int count = first.GetNbRows();
-  CredalMatrix copy;
+  MatrixPtr copy;
   const MTH_MATRIX* fitted = Fitted(second, count, rule.hypotheses, copy);
-  CredalMatrix fused = NewCredalMatrix(count, rule.hypotheses);
+  MatrixPtr fused = NewCredalMatrix(count, rule.hypotheses);
   const WorkArray<double> scratch(CountFusionScratch(rule.hypotheses));
   if (fitted == nullptr || !fused || !scratch) return nullptr;
   const auto fuse =

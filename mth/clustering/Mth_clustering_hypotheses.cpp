@@ -8,6 +8,7 @@
 #include "mth/clustering/Mth_hypothesis_table_internal.h"
 #include "mth/clustering/Mth_subsets.h"
 #include "mth/core/Mth_message_internal.h"
+#include "mth/matrix/Mth_matrix_internal.h"
 
 // The subsets of the clusters: their numbers, sizes, centres and intersections.
 
@@ -74,8 +75,8 @@ bool MTH_CLUSTERING::CreateHypotheses() {
   if (clustersCount_ > mth_internal::kMostEvidentialClusters) return false;
   OwnedHypotheses created;
   std::unique_ptr<int[]> sizes(new (std::nothrow) int[static_cast<std::size_t>(hypothesesCount_)]);
-  std::unique_ptr<MTH_MATRIX> centers(new (std::nothrow) MTH_MATRIX(hypothesesCount_, dimensionsCount_, 0));
-  const bool isCreated = sizes && centers && centers->IsAllocated() && created.AddEmpty(hypothesesCount_) &&
+  mth_internal::MatrixPtr centers = mth_internal::NewMatrix(hypothesesCount_, dimensionsCount_, 0);
+  const bool isCreated = sizes && centers && created.AddEmpty(hypothesesCount_) &&
                          FillWithSubsets(clustersCount_, created.List());
   if (!isCreated) return false;
   std::transform(created.List()->begin(), created.List()->end(), sizes.get(),

@@ -1,22 +1,16 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
-#include <new>
-#include <utility>
 
-#include "mth/matrix/Mth_matrix.h"
+#include "mth/matrix/Mth_matrix_internal.h"
 
 // Matrices with a row of masses, or of what is read from them, for each sample.
 
 namespace mth_internal {
 
-using CredalMatrix = std::unique_ptr<MTH_MATRIX>;
-
 /// A new matrix of doubles; null when there is no memory.
-inline CredalMatrix NewCredalMatrix(int rows, int columns) {
-  CredalMatrix matrix(new (std::nothrow) MTH_MATRIX(rows, columns, 0));
-  return matrix && matrix->IsAllocated() ? std::move(matrix) : nullptr;
+inline MatrixPtr NewCredalMatrix(int rows, int columns) {
+  return NewMatrix(rows, columns, 0);
 }
 
 /// The first element of a row of a matrix of doubles.

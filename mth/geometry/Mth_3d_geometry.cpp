@@ -1,16 +1,15 @@
 #include "mth/geometry/Mth_3d_geometry.h"
 
 #include <algorithm>
-#include <memory>
-#include <new>
 
 #include "mth/decomposition/Mth_pseudo_inverse_internal.h"
 #include "mth/geometry/Mth_vector3_internal.h"
-#include "mth/matrix/Mth_matrix.h"
+#include "mth/matrix/Mth_matrix_internal.h"
 
 using mth_internal::Dot;
 using mth_internal::IsFinite;
 using mth_internal::Length;
+using mth_internal::MatrixPtr;
 using mth_internal::ToPoint;
 using mth_internal::ToVector;
 using mth_internal::UnitNormal;
@@ -25,9 +24,9 @@ void Copy(const Vector3& v, double* out) {
 }
 
 // The points as rows of an n x 3 matrix; null without memory.
-std::unique_ptr<MTH_MATRIX> RowsOf(const MTH_3D_DOUBLE* points, int n) {
-  std::unique_ptr<MTH_MATRIX> rows(new (std::nothrow) MTH_MATRIX(n, 3, 0));
-  if (rows == nullptr || !rows->IsAllocated()) return nullptr;
+MatrixPtr RowsOf(const MTH_3D_DOUBLE* points, int n) {
+  MatrixPtr rows = mth_internal::NewMatrix(n, 3, 0);
+  if (rows == nullptr) return nullptr;
   double* row = rows->GetEDataAddress();
   for (int i = 0; i < n; ++i, row += 3) Copy(ToVector(points[i]), row);
   return rows;
@@ -77,8 +76,8 @@ bool Mth_3D_CalculCoeffPlan(MTH_3D_DOUBLE* points, short n, double* coeff) {
   MTH_MATRIX right(n, 1, 0);
   if (rows == nullptr || !right.IsAllocated()) return false;
   std::fill_n(right.GetEDataAddress(), n, -1.0);
-  const std::unique_ptr<MTH_MATRIX> solution(mth_internal::SolveBySVDSilently(*rows, right));
-  if (solution == nullptr || !solution->IsAllocated()) return false;
+  const MatrixPtr solution(mth_internal::SolveBySVDSilently(*rows, right));
+  if (!mth_internal::IsUsable(solution.get())) return false;
   for (int i = 0; i < 3; ++i) coeff[i] = solution->Get(i, 0);
   coeff[3] = 1.0;
   return true;

@@ -3,7 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <type_traits>
+#include <utility>
 
 #include "mth/matrix/Mth_matrix.h"
 
@@ -108,6 +110,12 @@ inline bool HasElements(const MTH_MATRIX* matrix) {
 }
 
 using MatrixPtr = std::unique_ptr<MTH_MATRIX>;
+
+/// A new matrix with its elements, not initialised; null without memory for them.
+inline MatrixPtr NewMatrix(int rows, int columns, int type) {
+  MatrixPtr matrix(new (std::nothrow) MTH_MATRIX(rows, columns, type));
+  return IsUsable(matrix.get()) ? std::move(matrix) : nullptr;
+}
 
 /// Whether all elements are finite.
 template <class T>

@@ -3,11 +3,11 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
-#include <new>
 
 #include "mth/core/Mth_new_array_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_matrix.h"
+#include "mth/matrix/Mth_matrix_internal.h"
 #include "mth/statistics/Mth_descriptive.h"
 #include "mth/statistics/Mth_descriptive_internal.h"
 #include "mth/statistics/Mth_sort.h"
@@ -19,27 +19,10 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-using MatrixPtr = std::unique_ptr<MTH_MATRIX>;
-
-bool HasElements(const MTH_MATRIX* m) {
-  return m != nullptr && m->IsAllocated();
-}
-
-// Null when there is no memory.
-MatrixPtr NewMatrix(int rows, int columns, int type) {
-  MatrixPtr matrix(new (std::nothrow) MTH_MATRIX(rows, columns, type));
-  return HasElements(matrix.get()) ? std::move(matrix) : nullptr;
-}
-
-template <class Operation>
-auto OnElements(const MTH_MATRIX& m, Operation operation) {
-  return m.GetType() == 0 ? operation(m.GetEDataAddress()) : operation(m.GetFDataAddress());
-}
-
 // Adds term(element, column) to each column's sum, row after row, as the elements lie in memory.
 template <class Term>
 void SumColumns(const MTH_MATRIX& m, double* sums, Term term) {
-  OnElements(m, [&](const auto* row) {
+  OnStorage(m, [&](const auto* row) {
     for (int i = 0; i < m.GetNbRows(); ++i, row += m.GetNbCols()) {
       for (int j = 0; j < m.GetNbCols(); ++j) sums[j] += term(static_cast<double>(row[j]), j);
     }
@@ -150,13 +133,13 @@ void Mth_MeanVector(double** x, int n, short d, double* out) {
 }
 
 MTH_MATRIX* Mth_MeanVector(MTH_MATRIX* m) {
-  if (!HasElements(m)) return nullptr;
+  if (!IsUsable(m)) return nullptr;
   const auto means = ColumnMeans(*m);
   return means == nullptr ? nullptr : NewRow(means.get(), m->GetNbCols(), m->GetType());
 }
 
 MTH_MATRIX* Mth_StdDeviationVector(MTH_MATRIX* m) {
-  if (!HasElements(m)) return nullptr;
+  if (!IsUsable(m)) return nullptr;
   const auto means = ColumnMeans(*m);
   const auto deviations = NewArray<double>(m->GetNbCols());
   if (means == nullptr || deviations == nullptr) return nullptr;
@@ -203,7 +186,7 @@ bool mth_internal::MedianOfMagnitudes(MTH_MATRIX& m, double& median, const bool*
 }
 
 double Mth_Median(MTH_MATRIX* m) {
-  if (!HasElements(m) || m->GetNbRows() == 0 || m->GetNbCols() == 0) return 0.0;
+  if (!HasElements(m)) return 0.0;
   double median = 0.0;
   MedianOfMagnitudes(*m, median);
   return median;
@@ -211,7 +194,7 @@ double Mth_Median(MTH_MATRIX* m) {
 
 MTH_MATRIX* Mth_Opt_Matrix(MTH_MATRIX* m) {
   constexpr int kResultColumns = 9;
-  if (!HasElements(m)) return nullptr;
+  if (!IsUsable(m)) return nullptr;
   const int columns = m->GetNbCols();
   MatrixPtr result = NewMatrix(m->GetNbRows(), kResultColumns, 0);
   if (result == nullptr) return nullptr;
@@ -220,7 +203,7 @@ MTH_MATRIX* Mth_Opt_Matrix(MTH_MATRIX* m) {
     return result.release();
   }
   double* out = result->GetEDataAddress();
-  OnElements(*m, [&](const auto* row) {
+  OnStorage(*m, [&](const auto* row) {
     Smallest first;  // keeps its column from row to row, as documented
     for (int i = 0; i < m->GetNbRows(); ++i, row += columns) {
       Smallest second;
