@@ -246,7 +246,7 @@ class MTH_EXPORT MTH_MATRIX {
   /// @param q  receives a new orthogonal matrix, rows x rows.
   /// @param r  receives a new upper triangular matrix, rows x columns.
   /// @return   false for a null argument, an unallocated matrix or no memory; the arguments then receive
-  /// null.
+  ///           null.
   ///
   /// Least squares of A x = b with at least as many rows as columns n: solve the first n rows of R
   /// (GetExtract, SolveLinearSystemByLU) with the first n rows of Qt b.
@@ -277,8 +277,9 @@ class MTH_EXPORT MTH_MATRIX {
   [[nodiscard]] MTH_MATRIX* SearchEigenValuesAndVectors(double tolerance, double** values) const;
   /// Eigenvalue of largest modulus of this square matrix by the power method, from a vector of ones, in
   /// double: iterates until two successive Rayleigh quotients differ by less than the tolerance, of which a
-  /// negative one or NaN counts as 0. A start that
-  /// has no part along the dominant eigenvector finds another eigenvalue.
+  /// negative one or NaN counts as 0, and the iterate is near an eigenvector, which it is not where two
+  /// eigenvalues of opposite signs share the largest modulus. A start that has no part along the dominant
+  /// eigenvector finds another eigenvalue.
   /// @param dominant  receives the last quotient; unchanged on failure.
   /// @return  false for a null argument, an unallocated or non-square matrix, one without rows, after 10,000
   ///          iterations, when an iterate is not finite, or without memory.
@@ -362,9 +363,8 @@ class MTH_EXPORT MTH_MATRIX {
   /// @param q  n x n; only its symmetric part counts, as that of `r`. Neither need be definite.
   /// @param r  m x m.
   /// @return   new, exactly symmetric matrix. Q and R times a number give the solution times it. Status 1,
-  /// 14,
-  ///           4 and 5 as SchurDecomposition, 5 also when the form cannot be ordered; 6 for a singular R; 9
-  ///           when there is no such solution: an unstabilisable pair (A, B) or eigenvalues on the boundary
+  ///           14, 4 and 5 as SchurDecomposition, 5 also when the form cannot be ordered; 6 for a singular R;
+  ///           9 when there is no such solution: an unstabilisable pair (A, B) or eigenvalues on the boundary
   ///           of stability; 10 beside a solution that may be inaccurate, also in place of 9 where rounding
   ///           hides an unstabilisable pair: 1 / |inverse of U11| of the orthonormal basis [U11; U21] of the
   ///           stable subspace is below 1e-15 n.
@@ -452,5 +452,5 @@ class MTH_EXPORT MTH_MATRIX {
 
 /// What a status code of MTH_MATRIX means, as a French sentence for people.
 /// @return  never null, and never to be freed: "" for 0, a sentence of its own for a code that does not
-/// exist.
+///          exist.
 MTH_EXPORT const char* Mth_StatusText(int status);

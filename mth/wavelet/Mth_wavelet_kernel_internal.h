@@ -16,7 +16,8 @@ void CombineLines(const TapLines& lines, const double* taps, int count, std::int
 void SplitLines(const TapLines& lines, const double* lowTaps, const double* highTaps, std::int64_t length,
                 double* low, double* high);
 /// Copies a line of doubles or floats.
-/// @return  whether all values are finite and at most 2^1020: no filter then makes an infinity of them.
+/// @return  whether all values are finite and below 2^1020 in magnitude: no filter then makes an infinity of
+///          them.
 template <class T>
 bool CopyFilterable(const T* values, std::int64_t length, double* target);
 /// The same of a line that is in place.

@@ -75,7 +75,7 @@ inline void AddScaledSquaresOfLine(const double* values, double scale, double we
   });
 }
 
-// Calls visit(i, values as V) over a line; whether all are finite and at most 2^1020.
+// Calls visit(i, values as V) over a line; whether all are finite and below 2^1020 in magnitude.
 template <class T, class Visit>
 MTH_INLINE bool VisitAndCheck(const T* values, std::int64_t length, Visit visit) {
   constexpr double kFromLimitToInfinity = 16.0;
