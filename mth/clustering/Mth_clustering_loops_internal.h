@@ -6,7 +6,7 @@
 
 using SumLanes = Doubles<kSumLanes>;
 
-inline constexpr int kCacheLine = 8;  // doubles
+inline constexpr int kCacheLineDoubles = 8;
 
 // ---- sums ----
 

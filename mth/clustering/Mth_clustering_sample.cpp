@@ -15,7 +15,10 @@ void Overwrite(double* values, int valuesCount, const double* source, int count)
 
 // At most 8 values, in moves of constant size.
 void CopyFew(const double* source, int count, double* values) {
-  if (count == 8) return void(std::memcpy(values, source, 8 * sizeof(double)));
+  if (count == 8) {
+    std::memcpy(values, source, 8 * sizeof(double));
+    return;
+  }
   const auto copy = [&](auto size) {
     if ((count & size) == 0) return;
     std::memcpy(values, source, size * sizeof(double));

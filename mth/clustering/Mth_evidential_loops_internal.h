@@ -58,7 +58,10 @@ MTH_INLINE Lanes Product(Lanes base, int factors) {
 
 // Powers by the evidential rule; `results` may be `values`.
 inline void TakePowers(const double* values, std::int64_t count, double exponent, double* results) {
-  if (exponent == 0.0) return void(std::fill_n(results, count, 1.0));
+  if (exponent == 0.0) {
+    std::fill_n(results, count, 1.0);
+    return;
+  }
   const int factors = CountFactors(std::abs(exponent));
   if (exponent == 2.0) return Transform(values, count, results, [](Lanes base) { return base * base; });
   if (factors > 0 && exponent > 0.0) {

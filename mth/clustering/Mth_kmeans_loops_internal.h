@@ -164,7 +164,7 @@ inline std::int64_t AssignBlocks(const SampleView& samples, const CentroidView& 
   AssignedBlock* present = &blocks[0];
   AssignedBlock* former = &blocks[1];  // empty before the first block
   ForEachBlock(samples, [&](std::ptrdiff_t block, int count, const double* features) {
-    for (std::ptrdiff_t i = 0; i < blockValues; i += kCacheLine)
+    for (std::ptrdiff_t i = 0; i < blockValues; i += kCacheLineDoubles)
       Prefetch(features + kBlocksAhead * blockValues + i);
     present->features = features;
     present->count = count;
