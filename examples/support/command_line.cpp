@@ -10,6 +10,20 @@
 
 namespace example {
 
+namespace {
+
+// --output, which may not be empty, and what tells of the results.
+void AddOutput(CLI::App& app, OutputOptions& output, const std::string& typeName, const std::string& text,
+               const std::string& ifEmpty) {
+  app.add_option("-o,--output", output.path, text)
+      ->type_name(typeName)
+      ->capture_default_str()
+      ->check([ifEmpty](const std::string& path) { return path.empty() ? ifEmpty : std::string(); });
+  AddReportOptions(app, output);
+}
+
+}  // namespace
+
 void AddReportOptions(CLI::App& app, OutputOptions& output) {
   app.add_option("--json", output.jsonPath, "Write a report for programs into this file, too")
       ->type_name("FILE");
@@ -38,22 +52,13 @@ void Require(bool isTrue, const std::string& text) {
 }
 
 void AddOutputOptions(CLI::App& app, OutputOptions& output) {
-  app.add_option("-o,--output", output.path, "Folder for the results, created if it is missing")
-      ->type_name("FOLDER")
-      ->capture_default_str()
-      ->check(
-          [](const std::string& path) { return std::string(path.empty() ? "--output needs a folder" : ""); });
-  AddReportOptions(app, output);
+  AddOutput(app, output, "FOLDER", "Folder for the results, created if it is missing",
+            "--output needs a folder");
 }
 
 void AddOutputFileOptions(CLI::App& app, OutputOptions& output, const std::string& typeName,
                           const std::string& text) {
-  app.add_option("-o,--output", output.path, text)
-      ->type_name(typeName)
-      ->capture_default_str()
-      ->check(
-          [](const std::string& path) { return std::string(path.empty() ? "--output needs a file" : ""); });
-  AddReportOptions(app, output);
+  AddOutput(app, output, typeName, text, "--output needs a file");
 }
 
 CLI::Option* AddWord(CLI::App& app, const std::string& names, std::string& value,
