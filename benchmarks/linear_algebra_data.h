@@ -4,6 +4,8 @@
 #include <random>
 #include <vector>
 
+#include "mth/matrix/Mth_matrix.h"
+
 namespace mth_benchmark {
 
 /// Uniform elements in [-1, 1], row-major; the same for this library and for every peer.
@@ -13,6 +15,14 @@ inline std::vector<double> Elements(int rows, int columns) {
   std::vector<double> elements(static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns));
   for (double& element : elements) element = uniform(engine);
   return elements;
+}
+
+/// The matrix of these elements.
+inline MTH_MATRIX Random(int rows, int columns) {
+  MTH_MATRIX matrix(rows, columns, 0);
+  std::vector<double> elements = Elements(rows, columns);
+  matrix.SetVector(elements.data(), rows * columns);
+  return matrix;
 }
 
 }  // namespace mth_benchmark

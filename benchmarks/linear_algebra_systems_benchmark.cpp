@@ -20,14 +20,8 @@
 namespace {
 
 using mth_benchmark::Elements;
+using mth_benchmark::Random;
 using Matrix = std::unique_ptr<MTH_MATRIX>;
-
-MTH_MATRIX Random(int rows, int columns) {
-  MTH_MATRIX matrix(rows, columns, 0);
-  std::vector<double> elements = Elements(rows, columns);
-  matrix.SetVector(elements.data(), rows * columns);
-  return matrix;
-}
 
 int Size(const benchmark::State& state) {
   return static_cast<int>(state.range(0));
