@@ -94,9 +94,9 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// PlusPlus: any sample, then each with a probability that is proportional to its squared distance from
   /// those chosen.
   /// @param seed  of PlusPlus, whose stream is the call's own: every int is a seed, and gives the same on
-  /// every machine.
+  ///              every machine.
   /// @return      false, with nothing changed, with fewer different samples than clusters, without centroids
-  /// or memory.
+  ///              or memory.
   /// @see         Arthur & Vassilvitskii, k-means++: the advantages of careful seeding, SODA 2007.
   bool InitialiseCentroidsFromSamples(MTH_CENTROID_START start, int seed = 1);
 

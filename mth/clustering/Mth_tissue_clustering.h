@@ -45,13 +45,12 @@ struct TissueResult;
 /// The same results to the last bit on every machine. Results are those of the last whole run: one that fails
 /// or is cancelled leaves them as they were.
 /// @see  Shattuck et al., NeuroImage 13 (2001) 856-876; Tohka, Zijdenbos and Evans, NeuroImage 23 (2004)
-/// 84-97; Wells,
-///       Grimson, Kikinis and Jolesz, IEEE Trans. Medical Imaging 15 (1996) 429-442; Pham and Prince, IEEE
-///       Trans. Medical Imaging 18 (1999) 737-752.
+///       84-97; Wells, Grimson, Kikinis and Jolesz, IEEE Trans. Medical Imaging 15 (1996) 429-442; Pham and
+///       Prince, IEEE Trans. Medical Imaging 18 (1999) 737-752.
 class MTH_EXPORT MTH_TISSUE_CLUSTERING {
  public:
   /// @param tissues  2 to 16, or 1, which has nothing to divide but a field to find; with others every run
-  /// fails.
+  ///                 fails.
   explicit MTH_TISSUE_CLUSTERING(int tissues = 3);
 
   /// Tells how large a voxel is, in mm; 1 along each axis at first. A length that is not a positive number

@@ -113,7 +113,7 @@ int SolveByAttempts(Equation& equation, SquareView x, int* exponent) {
 
 /// One step of Newton's method: x gains what takes the residual away, unless that is no small change.
 /// @return  the change beside x: infinity when it was no small one, so that x is not confirmed; NaN without
-/// memory.
+///          memory.
 /// @param closed    the closed loop.
 /// @param residual  what the equation leaves for x, symmetric; destroyed.
 double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete);
