@@ -20,9 +20,11 @@
 
 #if defined(__GNUC__) || defined(__clang__)
 #define MTH_INLINE [[gnu::always_inline]] inline
+#define MTH_INLINE_LAMBDA __attribute__((always_inline))  // after its parameters
 #define MTH_NOINLINE [[gnu::noinline]]
 #else
 #define MTH_INLINE inline
+#define MTH_INLINE_LAMBDA
 #define MTH_NOINLINE
 #endif
 

@@ -13,10 +13,9 @@ void Logarithms(const double* x, std::int64_t count, double* results) {
 }
 
 void Powers(const double* x, double y, std::int64_t count, double* results) {
-  ForEachLanes(
-      0, count, [=]<class V>(std::int64_t i, V) __attribute__((always_inline)) {
-        Store<V>(results + i, Power<V>(Load<V>(x + i), Spread<V>(y)));
-      });
+  ForEachLanes(0, count, [=]<class V>(std::int64_t i, V) MTH_INLINE_LAMBDA {
+    Store<V>(results + i, Power<V>(Load<V>(x + i), Spread<V>(y)));
+  });
 }
 
 void Sines(const double* x, std::int64_t count, double* results) {
