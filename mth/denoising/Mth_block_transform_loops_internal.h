@@ -82,10 +82,10 @@ inline void TransformRows(const float* const* from, float* to, std::int64_t stri
   for (std::int64_t i = 0; i < count; i += kFloats) {
     Floats values[kSide];
 #pragma GCC unroll 8
-    for (int k = 0; k < kSide; ++k) values[k] = LoadFloats<Floats>(from[k] + i);
+    for (int k = 0; k < kSide; ++k) values[k] = At<Floats>(from[k] + i);
     Transform<kSide>(values);
 #pragma GCC unroll 8
-    for (int k = 0; k < kSide; ++k) StoreFloats(to + k * stride + i, values[k]);
+    for (int k = 0; k < kSide; ++k) SetAt(to + k * stride + i, values[k]);
   }
 }
 
@@ -95,11 +95,11 @@ inline void AddRowsBack(const float* from, std::int64_t stride, float* const* to
   for (std::int64_t i = 0; i < count; i += kFloats) {
     Floats values[kSide];
 #pragma GCC unroll 8
-    for (int k = 0; k < kSide; ++k) values[k] = LoadFloats<Floats>(from + k * stride + i);
+    for (int k = 0; k < kSide; ++k) values[k] = At<Floats>(from + k * stride + i);
     TransformBack<kSide>(values);
 #pragma GCC unroll 8
     for (int k = 0; k < kSide; ++k) {
-      if (to[k] != nullptr) StoreFloats(to[k] + i, LoadFloats<Floats>(to[k] + i) + values[k]);
+      if (to[k] != nullptr) SetAt(to[k] + i, At<Floats>(to[k] + i) + values[k]);
     }
   }
 }
@@ -143,7 +143,7 @@ MTH_INLINE void LoadBlocks(const BlockRow& row, const float* lines, std::int64_t
     Floats samples[kSide];
 #pragma GCC unroll 8
     for (int t = 0; t < kSide; ++t)
-      samples[t] = LoadFloats<Floats>(lines + line * row.stride + SampleOffset<kStep>(t, row.half) + i);
+      samples[t] = At<Floats>(lines + line * row.stride + SampleOffset<kStep>(t, row.half) + i);
     Transform<kSide>(samples);
 #pragma GCC unroll 8
     for (int t = 0; t < kSide; ++t) coefficients[line * kSide + t] = samples[t];
@@ -165,14 +165,14 @@ inline void ShrinkBlocks(const BlockRow& row) {
     } else {
       weight = ShrinkByThreshold<kSide * kLines>(coefficients, row.level);
     }
-    StoreFloats(row.weights + i, weight);
+    SetAt(row.weights + i, weight);
     for (int line = 0; line < kLines; ++line) {
       Floats samples[kSide];
 #pragma GCC unroll 8
       for (int t = 0; t < kSide; ++t) samples[t] = weight * coefficients[line * kSide + t];
       TransformBack<kSide>(samples);
 #pragma GCC unroll 8
-      for (int t = 0; t < kSide; ++t) StoreFloats(row.samples + (line * kSide + t) * width + i, samples[t]);
+      for (int t = 0; t < kSide; ++t) SetAt(row.samples + (line * kSide + t) * width + i, samples[t]);
     }
   }
 }
@@ -185,9 +185,8 @@ MTH_INLINE void AddUpPhase(const float* samples, std::int64_t width, int phase, 
   for (std::int64_t i = 0; i < count; i += kFloats) {
     Floats sum{};
 #pragma GCC unroll 8
-    for (int b = kBlocks - 1; b >= 0; --b)
-      sum += LoadFloats<Floats>(samples + (b * kStep + phase) * width + i - b);
-    StoreFloats(to + i, sum);
+    for (int b = kBlocks - 1; b >= 0; --b) sum += At<Floats>(samples + (b * kStep + phase) * width + i - b);
+    SetAt(to + i, sum);
   }
 }
 
@@ -203,8 +202,8 @@ inline void AddUpBlocks(const BlockRow& row) {
     for (std::int64_t i = 0; i < row.positions; i += kFloats) {
       Floats sum{};
 #pragma GCC unroll 8
-      for (int b = kBlocks - 1; b >= 0; --b) sum += LoadFloats<Floats>(row.weights + i - b);
-      StoreFloats(row.weightSums + phase * row.half + i, sum);
+      for (int b = kBlocks - 1; b >= 0; --b) sum += At<Floats>(row.weights + i - b);
+      SetAt(row.weightSums + phase * row.half + i, sum);
     }
   }
 }
@@ -216,7 +215,5 @@ inline void FilterBlocks(const BlockRow& row) {
 }
 
 inline void AddRow(const float* from, std::int64_t count, float* to) {
-  ForEachFloats(count, [&]<class V>(std::int64_t i, V) {
-    StoreFloats(to + i, LoadFloats<V>(to + i) + LoadFloats<V>(from + i));
-  });
+  ForEachFloats(count, [&]<class V>(std::int64_t i, V) { SetAt(to + i, At<V>(to + i) + At<V>(from + i)); });
 }

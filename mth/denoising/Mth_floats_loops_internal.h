@@ -6,24 +6,6 @@
 using Floats = VectorOf<float>::Type;
 constexpr std::int64_t kFloats = VectorOf<float>::kCount;
 
-template <class V>
-MTH_INLINE V LoadFloats(const float* source) {
-#if MTH_HAS_VECTORS
-  if constexpr (sizeof(V) != sizeof(float))
-    return (V) * reinterpret_cast<const VectorOf<float>::Loose*>(source);
-#endif
-  if constexpr (sizeof(V) == sizeof(float)) return *source;
-}
-
-template <class V>
-MTH_INLINE void StoreFloats(float* target, V values) {
-#if MTH_HAS_VECTORS
-  if constexpr (sizeof(V) != sizeof(float))
-    *reinterpret_cast<VectorOf<float>::Loose*>(target) = (VectorOf<float>::Loose)values;
-#endif
-  if constexpr (sizeof(V) == sizeof(float)) *target = values;
-}
-
 // Runs body(position, V{}) over [0, count).
 template <class Body>
 MTH_INLINE void ForEachFloats(std::int64_t count, Body body) {

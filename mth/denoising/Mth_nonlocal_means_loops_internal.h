@@ -10,7 +10,7 @@ struct WholesOf {
 #if MTH_HAS_VECTORS
 template <>
 struct WholesOf<Floats> {
-  typedef std::int32_t Type __attribute__((vector_size(MTH_VECTOR_BYTES)));
+  using Type = VectorOf<std::int32_t>::Type;
 };
 #endif
 
@@ -52,32 +52,31 @@ inline void SumNeighbours(float* row, std::int64_t count, float* sums) {
   row[0] = row[1];
   row[count + 1] = row[count];
   ForEachFloats(count, [&]<class V>(std::int64_t i, V) {
-    StoreFloats(sums + i, (LoadFloats<V>(row + i) + LoadFloats<V>(row + i + 1)) + LoadFloats<V>(row + i + 2));
+    SetAt(sums + i, (At<V>(row + i) + At<V>(row + i + 1)) + At<V>(row + i + 2));
   });
 }
 
 inline void SquareDifferences(const float* a, const float* b, std::int64_t count, float* squares) {
   ForEachFloats(count, [&]<class V>(std::int64_t i, V) {
-    const V difference = LoadFloats<V>(a + i) - LoadFloats<V>(b + i);
-    StoreFloats(squares + i, difference * difference);
+    const V difference = At<V>(a + i) - At<V>(b + i);
+    SetAt(squares + i, difference * difference);
   });
 }
 
 inline void AddThreeRows(const float* a, const float* b, const float* c, std::int64_t count, float* sums) {
   ForEachFloats(count, [&]<class V>(std::int64_t i, V) {
-    StoreFloats(sums + i, (LoadFloats<V>(a + i) + LoadFloats<V>(b + i)) + LoadFloats<V>(c + i));
+    SetAt(sums + i, (At<V>(a + i) + At<V>(b + i)) + At<V>(c + i));
   });
 }
 
 // The weights of a row of pairs.
 inline void WeighRow(const PairRow& row, std::int64_t count, float* weights) {
   ForEachFloats(count, [&]<class V>(std::int64_t i, V) {
-    const V difference = LoadFloats<V>(row.guide + i) - LoadFloats<V>(row.otherGuide + i);
-    const V ofMeans = LoadFloats<V>(row.means + i) - LoadFloats<V>(row.otherMeans + i);
-    const V box =
-        (LoadFloats<V>(row.sums[0] + i) + LoadFloats<V>(row.sums[1] + i)) + LoadFloats<V>(row.sums[2] + i);
+    const V difference = At<V>(row.guide + i) - At<V>(row.otherGuide + i);
+    const V ofMeans = At<V>(row.means + i) - At<V>(row.otherMeans + i);
+    const V box = (At<V>(row.sums[0] + i) + At<V>(row.sums[1] + i)) + At<V>(row.sums[2] + i);
     const V distance = (difference * difference + 3.0F * (ofMeans * ofMeans)) + box * (1.0F / 27.0F);
-    StoreFloats(weights + i, DecayingExponential<V>(-(distance * row.decay)));
+    SetAt(weights + i, DecayingExponential<V>(-(distance * row.decay)));
   });
 }
 
@@ -85,9 +84,9 @@ inline void WeighRow(const PairRow& row, std::int64_t count, float* weights) {
 inline void GiveShares(const float* weights, const float* squares, std::int64_t count, float* sumOfWeights,
                        float* sumOfSquaredWeights, float* sumOfShares) {
   ForEachFloats(count, [&]<class V>(std::int64_t i, V) {
-    const V weight = LoadFloats<V>(weights + i);
-    StoreFloats(sumOfWeights + i, LoadFloats<V>(sumOfWeights + i) + weight);
-    StoreFloats(sumOfSquaredWeights + i, LoadFloats<V>(sumOfSquaredWeights + i) + weight * weight);
-    StoreFloats(sumOfShares + i, LoadFloats<V>(sumOfShares + i) + weight * LoadFloats<V>(squares + i));
+    const V weight = At<V>(weights + i);
+    SetAt(sumOfWeights + i, At<V>(sumOfWeights + i) + weight);
+    SetAt(sumOfSquaredWeights + i, At<V>(sumOfSquaredWeights + i) + weight * weight);
+    SetAt(sumOfShares + i, At<V>(sumOfShares + i) + weight * At<V>(squares + i));
   });
 }
