@@ -130,6 +130,7 @@ void AddZeroTaps(const double* line, WaveletFilter filter, std::int64_t step, st
   const std::int64_t centre = reach / 2 * step;
   const auto countAt = [=](std::int64_t index) { return std::isfinite(line[MirrorIndex(index, n)]) ? 0 : 1; };
   const auto [begin, end] = OutputsOfNonFinite(line, n, reach * step);
+  if (begin >= end) return;
   std::int64_t count = 0;
   for (std::int64_t t = 1; t <= reach * step; ++t) count += countAt(begin + centre - t);
   for (std::int64_t i = begin; i < end; ++i) {
