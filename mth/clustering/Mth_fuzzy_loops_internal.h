@@ -44,30 +44,14 @@ struct DividedRatios {
 
 #if MTH_HAS_FUSED
 
-inline Lanes FusedNegative(const Lanes& left, const Lanes& right, const Lanes& sum) {  // sum - left * right
-#if MTH_VECTOR_BYTES == 64
-  return Lanes(_mm512_fnmadd_pd(__m512d(left), __m512d(right), __m512d(sum)));
-#else
-  return Lanes(_mm256_fnmadd_pd(__m256d(left), __m256d(right), __m256d(sum)));
-#endif
-}
-
-inline Lanes Fused(const Lanes& left, const Lanes& right, const Lanes& sum) {  // left * right + sum
-#if MTH_VECTOR_BYTES == 64
-  return Lanes(_mm512_fmadd_pd(__m512d(left), __m512d(right), __m512d(sum)));
-#else
-  return Lanes(_mm256_fmadd_pd(__m256d(left), __m256d(right), __m256d(sum)));
-#endif
-}
-
 // The same quotients from the rounded reciprocal of the denominator, without the divider: each step takes the
 // remainder exactly and corrects the quotient by it (Markstein, IBM J. Res. Dev. 34, 1990). The remainders
 // are exact as long as no quotient is near underflow or overflow: distances, being roots, are 0 or above
 // 1e-162, and denominators that count are above 1e-6, so that it is enough to bound the distances from above.
 MTH_INLINE Lanes CorrectedQuotient(Lanes numerator, Lanes denominator, Lanes reciprocal) {
   Lanes quotient = numerator * reciprocal;
-  quotient = Fused(FusedNegative(denominator, quotient, numerator), reciprocal, quotient);
-  return Fused(FusedNegative(denominator, quotient, numerator), reciprocal, quotient);
+  quotient = FusedSum(FusedDifference(numerator, denominator, quotient), reciprocal, quotient);
+  return FusedSum(FusedDifference(numerator, denominator, quotient), reciprocal, quotient);
 }
 
 // The same sums with corrected quotients; a reciprocal of 0 gives the quotient 0, and so does its power.

@@ -174,8 +174,8 @@ MTH_INLINE V Spread(double value) {
   }
 }
 
-// The values, of which the compiler then knows nothing. Without it, it moves a choice between two operands behind the
-// operation, which then meets the operand that was not chosen, and a trap that a host has unmasked.
+// The values, of which the compiler then knows nothing. Without it, it moves a choice between two operands
+// behind the operation, which then meets the operand not chosen, and a trap that a host has unmasked.
 template <class V>
 MTH_INLINE V Opaque(V values) {
 #if (defined(__GNUC__) || defined(__clang__)) && defined(__x86_64__)
@@ -209,6 +209,27 @@ MTH_INLINE V SquareRoots(V values) {
     return roots;
   }
 }
+
+#if MTH_HAS_FUSED
+// left * right + sum, rounded once.
+template <class V>
+MTH_INLINE V FusedSum(V left, V right, V sum) {
+#if MTH_VECTOR_BYTES == 64
+  if constexpr (sizeof(V) == 64) return V(_mm512_fmadd_pd(__m512d(left), __m512d(right), __m512d(sum)));
+#endif
+  if constexpr (sizeof(V) == 32) return V(_mm256_fmadd_pd(__m256d(left), __m256d(right), __m256d(sum)));
+  if constexpr (sizeof(V) == 16) return V(_mm_fmadd_pd(__m128d(left), __m128d(right), __m128d(sum)));
+  if constexpr (sizeof(V) == sizeof(double)) return __builtin_fma(left, right, sum);
+}
+// sum - left * right, rounded once: g++ would not see it in a FusedSum of a negative.
+MTH_INLINE Lanes FusedDifference(Lanes sum, Lanes left, Lanes right) {
+#if MTH_VECTOR_BYTES == 64
+  return Lanes(_mm512_fnmadd_pd(__m512d(left), __m512d(right), __m512d(sum)));
+#else
+  return Lanes(_mm256_fnmadd_pd(__m256d(left), __m256d(right), __m256d(sum)));
+#endif
+}
+#endif
 
 // Whether some lane of a comparison's result is true.
 MTH_INLINE bool HasAny(bool isTrue) {

@@ -24,32 +24,13 @@ struct SubtractStep {
   }
 };
 
-#if MTH_HAS_FUSED
-template <class V>
-MTH_INLINE V FusedVectors(V sum, V left, V right) {
-  if constexpr (sizeof(V) == 16) {
-    return V(_mm_fmadd_pd(__m128d(left), __m128d(right), __m128d(sum)));
-  } else if constexpr (sizeof(V) == 32) {
-    return V(_mm256_fmadd_pd(__m256d(left), __m256d(right), __m256d(sum)));
-  } else {
-#if MTH_VECTOR_BYTES == 64
-    return V(_mm512_fmadd_pd(__m512d(left), __m512d(right), __m512d(sum)));
-#endif
-  }
-}
-#endif
-
 // For float elements: their product is exact in double, so the fused operation gives the bits of the separate
 // ones, at half the cost.
 struct FusedStep {
   template <class V>
   MTH_INLINE static V Add(V sum, V left, V right) {
 #if MTH_HAS_FUSED
-    if constexpr (sizeof(V) == sizeof(double)) {
-      return __builtin_fma(left, right, sum);
-    } else {
-      return FusedVectors(sum, left, right);
-    }
+    return FusedSum(left, right, sum);
 #else
     return SeparateStep::Add(sum, left, right);
 #endif
