@@ -24,12 +24,12 @@ double MTH_CLUSTERING::ApplyFuzzyCMeanClustering() {
 
 double MTH_CLUSTERING::RunFuzzyCMeans() {
   const int samplesCount = GetSamplesCount();
-  const FuzzyRule rule{PowerRule(2.0 / (regulationValue_ - 1.0)), PowerRule(regulationValue_)};
+  const FuzzyRule rule(regulationValue_);
   std::vector<double> centroids = GatherCentroids();
   CentroidSums sums(clustersCount_, dimensionsCount_);
   SampleBlocks<double> features;
   SampleBlocks<double> memberships;
-  const WorkArray<double> scratch(std::int64_t{4} * clustersCount_ * kMostLanes);
+  const WorkArray<double> scratch(FuzzyScratch(clustersCount_));
   const bool hasMemory = scratch && features.Allocate(samplesCount, dimensionsCount_) &&
                          memberships.Allocate(samplesCount, clustersCount_);
   if (!hasMemory) return FailRun(MTH_STOP_REASON::NoMemory);
@@ -49,9 +49,8 @@ double MTH_CLUSTERING::RunFuzzyCMeans() {
   bool isCancelled = false;
   for (int iteration = 0; iteration < iterationsCount_ && delta > tolerance_ && !isCancelled; ++iteration) {
     if (iteration > 0 || !areCentroidsInitialised_) sums.MoveCentroids(centroids);
-    sums.Reset();
-    delta = MTH_SELECT(UpdateMemberships)(samples, {centroids.data(), clustersCount_}, rule, scratch.Get(),
-                                          memberships.Data(), sums.View());
+    delta = StepFuzzyCMeans(samples, {centroids.data(), clustersCount_}, rule, scratch.Get(),
+                            memberships.Data(), sums);
     progress.Step("Evolution du delta : ", delta);
     isCancelled = progress.IsCancelRequested();
   }

@@ -56,8 +56,9 @@ struct PowerRule {
   int factors;  // 0 when it takes the power function
 };
 
-/// The powers of one fuzzy run.
+/// The powers of one fuzzy run with the fuzzifier m.
 struct FuzzyRule {
+  explicit FuzzyRule(double m) : ratio(2.0 / (m - 1.0)), weight(m) {}
   PowerRule ratio;   // of the ratios of distances
   PowerRule weight;  // of the memberships, as weights
 };

@@ -73,9 +73,8 @@ double MTH_CLUSTERING::RunKMeans() {
   bool isCancelled = false;
   for (int iteration = 0; iteration < iterationsCount_ && changes != 0 && !isCancelled; ++iteration) {
     if (iteration > 0 || !areCentroidsInitialised_) sums.MoveCentroids(centroids);
-    sums.Reset();
-    changes = MTH_SELECT(AssignToNearest)({features.Data(), samplesCount, dimensionsCount_},
-                                          {centroids.data(), clustersCount_}, labels.Data(), sums.View());
+    changes = StepKMeans({features.Data(), samplesCount, dimensionsCount_},
+                         {centroids.data(), clustersCount_}, labels.Data(), sums);
     if (iteration == 0) {
       for (int i : labels.SamplesOfSeveral()) changes -= GetSample(i)->GetMembership(labels.Data()[i]) == 1.0;
     }

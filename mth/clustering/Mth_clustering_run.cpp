@@ -9,6 +9,7 @@
 
 #include "mth/clustering/Mth_clustering.h"
 #include "mth/clustering/Mth_clustering_internal.h"
+#include "mth/clustering/Mth_clustering_part.h"
 #include "mth/clustering/Mth_clustering_run_internal.h"
 #include "mth/core/Mth_text_file_internal.h"
 
@@ -17,8 +18,6 @@
 
 namespace mth_internal {
 namespace {
-
-constexpr double kSmallestWeight = 0.000001;  // a cluster whose weights sum to no more goes to the origin
 
 bool HasDoubles(const MTH_MATRIX* column, int count) {
   return column != nullptr && column->GetEDataAddress() != nullptr && column->GetNbRows() >= count;
@@ -31,6 +30,7 @@ CentroidSums::CentroidSums(int clustersCount, int dimensionsCount)
   const auto lanes = static_cast<std::size_t>((clustersCount - 1) / kSumLanes + 1) * kSumLanes;
   weights_.resize(lanes);
   features_.resize(lanes * static_cast<std::size_t>(dimensions_));
+  rows_.resize(static_cast<std::size_t>(clustersCount) * (static_cast<std::size_t>(dimensions_) + 1));
 }
 
 void CentroidSums::Reset() {
@@ -38,16 +38,19 @@ void CentroidSums::Reset() {
   std::fill(features_.begin(), features_.end(), 0.0);
 }
 
-void CentroidSums::MoveCentroids(std::vector<double>& centroids) const {
-  auto coordinate = centroids.begin();
+void CentroidSums::CopyTo(double* rows) const {
   for (int k = 0; k < clusters_; ++k) {
-    const double weight = weights_[static_cast<std::size_t>(k)];
+    *rows++ = weights_[static_cast<std::size_t>(k)];
     for (int d = 0; d < dimensions_; ++d) {
       const std::int64_t row = std::int64_t{k / kSumLanes} * dimensions_ + d;
-      const double sum = features_[static_cast<std::size_t>(row * kSumLanes + k % kSumLanes)];
-      *coordinate++ = std::abs(weight) > kSmallestWeight ? sum / weight : 0.0;
+      *rows++ = features_[static_cast<std::size_t>(row * kSumLanes + k % kSumLanes)];
     }
   }
+}
+
+void CentroidSums::MoveCentroids(std::vector<double>& centroids) {
+  CopyTo(rows_.data());
+  Mth_MoveCentroids(rows_.data(), clusters_, dimensions_, centroids.data());
 }
 
 bool CentroidSums::AreFinite() const {

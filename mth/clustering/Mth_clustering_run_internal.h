@@ -47,9 +47,10 @@ class CentroidSums {
   CentroidSums(int clustersCount, int dimensionsCount);
   void Reset();
   SumView View() { return {weights_.data(), features_.data()}; }
-  /// Moves the centroids, clusters x dimensions, to the weighted means; to the origin where there is no
-  /// weight.
-  void MoveCentroids(std::vector<double>& centroids) const;
+  /// Copies them as MTH_CLUSTERING_PART gives them: clusters x (1 + dimensions).
+  void CopyTo(double* rows) const;
+  /// Moves the centroids, clusters x dimensions, by Mth_MoveCentroids.
+  void MoveCentroids(std::vector<double>& centroids);
   bool AreFinite() const;
 
  private:
@@ -57,7 +58,21 @@ class CentroidSums {
   int dimensions_;
   std::vector<double> weights_;
   std::vector<double> features_;
+  std::vector<double> rows_;
 };
+
+/// The half of an iteration that looks at samples: new labels, and the sums of this step alone.
+/// @return  the number of labels that changed.
+std::int64_t StepKMeans(const SampleView& samples, const CentroidView& centroids, std::int32_t* labels,
+                        CentroidSums& sums);
+/// The same for memberships.
+/// @param scratch  FuzzyScratch(clusters) values.
+/// @return         the largest change.
+double StepFuzzyCMeans(const SampleView& samples, const CentroidView& centroids, const FuzzyRule& rule,
+                       double* scratch, double* memberships, CentroidSums& sums);
+inline std::int64_t FuzzyScratch(int clustersCount) {
+  return std::int64_t{4} * clustersCount * kMostLanes;
+}
 
 bool AreFinite(const std::vector<double>& values);
 

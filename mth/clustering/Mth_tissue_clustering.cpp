@@ -14,102 +14,14 @@ using namespace mth_internal;
 
 namespace {
 
-bool IsLegal(const std::array<int, 3>& size) {
-  constexpr double kMost = 1e12;
-  return std::all_of(size.begin(), size.end(), [](int side) { return side > 0; }) &&
-         static_cast<double>(size[0]) * size[1] * size[2] < kMost;
-}
-
-template <class T>
-bool IsFinite(T value) {
-  return std::abs(value) <= std::numeric_limits<T>::max();
-}
-
-// The voxels that are finite, and inside the mask or above 0, in every channel.
-template <class T>
-MaskVoxels FindVoxels(const T* const* channels, int count, const std::array<int, 3>& size,
-                      const std::uint8_t* mask) {
-  MaskVoxels voxels;
-  voxels.size = size;
-  voxels.rows.reserve(static_cast<std::size_t>(size[1]) * static_cast<std::size_t>(size[2]) + 1);
-  voxels.rows.push_back(0);
-  const std::int64_t rows = std::int64_t{size[1]} * size[2];
-  for (std::int64_t row = 0; row < rows; ++row) {
-    for (int x = 0; x < size[0]; ++x) {
-      const std::int64_t i = row * size[0] + x;
-      if (mask != nullptr && mask[i] == 0) continue;
-      const auto belongs = [&](const T* channel) {
-        return IsFinite(channel[i]) && (mask != nullptr || channel[i] > 0);
-      };
-      if (std::all_of(channels, channels + count, belongs)) voxels.x.push_back(x);
-    }
-    voxels.rows.push_back(voxels.Count());
-  }
-  voxels.stratum.assign(voxels.x.size(), 0);
-  return voxels;
-}
-
-// Calls body(index in the list, index in the volume).
-template <class Body>
-void ForEachPlace(const MaskVoxels& voxels, Body body) {
-  for (std::size_t row = 0; row + 1 < voxels.rows.size(); ++row) {
-    for (std::int64_t i = voxels.rows[row]; i < voxels.rows[row + 1]; ++i)
-      body(static_cast<std::size_t>(i),
-           static_cast<std::int64_t>(row) * voxels.size[0] + voxels.x[static_cast<std::size_t>(i)]);
-  }
-}
-
-template <class T>
-ChannelValues ValuesOf(const MaskVoxels& voxels, const T* channel) {
-  ChannelValues values(voxels.x.size());
-  ForEachPlace(voxels, [&](std::size_t i, std::int64_t place) {
-    values[i] = std::max(0.0, static_cast<double>(channel[place]));
-  });
-  return values;
-}
-
-// Brings the greatest value to between 512 and 1024, so that squares are neither 0 nor infinite.
-/// @return  the power of two that the values were multiplied by.
-double Scale(ChannelValues& values) {
-  int exponent = 0;
-  std::frexp(*std::max_element(values.begin(), values.end()), &exponent);
-  const double factor = std::ldexp(1.0, std::clamp(10 - exponent, -1000, 1000));
-  for (double& value : values) value *= factor;
-  return factor;
-}
-
-// Strata of equal size by confidence; what is not a number is trusted least.
-template <class T>
-int DivideByConfidence(const T* confidence, MaskVoxels& voxels) {
-  constexpr int kStrata = TissueMixture::kMostStrata;
-  if (confidence == nullptr) return 1;
-  std::vector<T> values(voxels.x.size());
-  ForEachPlace(voxels, [&](std::size_t i, std::int64_t place) {
-    values[i] = confidence[place] == confidence[place] ? confidence[place] : std::numeric_limits<T>::max();
-  });
-  std::array<T, kStrata - 1> limits;
-  std::vector<T> sorted = values;
-  for (std::size_t s = 0; s < limits.size(); ++s) {
-    const auto at = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() * (s + 1) / kStrata);
-    std::nth_element(sorted.begin(), at, sorted.end());
-    limits[s] = *at;
-  }
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    int stratum = 0;
-    for (const T limit : limits) stratum += values[i] >= limit ? 1 : 0;
-    voxels.stratum[i] = static_cast<std::uint8_t>(stratum);
-  }
-  return kStrata;
-}
-
 template <class T>
 bool WriteFractions(const TissueResult& result, int tissue, T* fractions) {
   if (fractions == nullptr || tissue < 0 || tissue >= static_cast<int>(result.fractions.size())) return false;
   const auto& size = result.voxels.size;
   std::fill_n(fractions, std::int64_t{size[0]} * size[1] * size[2], T{0});
   const auto& values = result.fractions[static_cast<std::size_t>(tissue)];
-  ForEachPlace(result.voxels,
-               [&](std::size_t i, std::int64_t place) { fractions[place] = static_cast<T>(values[i]); });
+  result.voxels.ForEachPlace(
+      [&](std::size_t i, std::int64_t place) { fractions[place] = static_cast<T>(values[i]); });
   return true;
 }
 
@@ -145,6 +57,19 @@ void MTH_TISSUE_CLUSTERING::SetFieldWidth(double deviation) {
   fieldWidth_ = deviation > 0.0 && std::isfinite(deviation) ? deviation : kUsual;
 }
 
+bool MTH_TISSUE_CLUSTERING::SetMeans(const double* means) {
+  if (means != nullptr) {
+    if (tissues_ < 1 || tissues_ > TissueMeans::kMostTissues) return false;
+    for (int k = 0; k < tissues_; ++k) {
+      const bool ascends = k == 0 ? means[k] >= 0.0 : means[k] > means[k - 1];
+      if (!ascends || !std::isfinite(means[k])) return false;
+    }
+    std::copy_n(means, tissues_, means_.begin());
+  }
+  hasMeans_ = means != nullptr;
+  return true;
+}
+
 template <class T>
 bool MTH_TISSUE_CLUSTERING::Run(const T* const* channels, int count, const std::array<int, 3>& size,
                                 const std::uint8_t* mask, const T* confidence) {
@@ -152,28 +77,21 @@ bool MTH_TISSUE_CLUSTERING::Run(const T* const* channels, int count, const std::
     stopReason_ = reason;
     return reason == MTH_STOP_REASON::Converged;
   };
-  const bool isLegal =
-      channels != nullptr && count > 0 && IsLegal(size) && tissues_ >= 1 &&
-      tissues_ <= TissueMixture::kMostTissues &&
-      std::all_of(channels, channels + count, [](const T* channel) { return channel != nullptr; });
-  if (!isLegal) return end(MTH_STOP_REASON::BadInput);
+  if (hasMeans_ && count > 1) return end(MTH_STOP_REASON::BadInput);
   try {
     auto result = std::make_shared<TissueResult>();
-    result->voxels = FindVoxels(channels, count, size, mask);
-    if (result->voxels.Count() == 0) return end(MTH_STOP_REASON::BadInput);
-    const int strata = DivideByConfidence(confidence, result->voxels);
-    std::vector<ChannelValues> values;
-    std::vector<double> factors;
-    for (int c = 0; c < count; ++c) {
-      values.push_back(ValuesOf(result->voxels, channels[c]));
-      factors.push_back(Scale(values.back()));
-    }
-    const TissueSettings settings{tissues_, voxelSize_, estimatesField_, hasLocalMeans_, fieldWidth_};
-    RunWatch watch("Segmentation des tissus", kTissueSteps + (count > 1 ? kChannelSteps : 0));
-    const MTH_STOP_REASON reason = DivideChannels(settings, strata, values, watch, *result);
+    TissueInput input;
+    MTH_STOP_REASON reason = TakeImages(channels, count, size, mask, confidence, tissues_, input, *result);
     if (reason != MTH_STOP_REASON::Converged) return end(reason);
-    for (std::size_t c = 0; c < factors.size(); ++c) {
-      for (double& centroid : result->centroids[c]) centroid /= factors[c];
+    auto means = means_;
+    for (double& mean : means) mean *= input.factors[0];
+    const TissueSettings settings{tissues_,       voxelSize_,  estimatesField_,
+                                  hasLocalMeans_, fieldWidth_, hasMeans_ ? means.data() : nullptr};
+    RunWatch watch("Segmentation des tissus", kTissueSteps + (count > 1 ? kChannelSteps : 0));
+    reason = DivideChannels(settings, input.strata, input.channels, watch, *result);
+    if (reason != MTH_STOP_REASON::Converged) return end(reason);
+    for (std::size_t c = 0; c < input.factors.size(); ++c) {
+      for (double& centroid : result->centroids[c]) centroid /= input.factors[c];
     }
     result_ = std::move(result);
     return end(reason);
@@ -226,7 +144,7 @@ bool MTH_TISSUE_CLUSTERING::GetLabels(std::uint8_t* labels) const {
   if (!result_ || labels == nullptr) return false;
   const auto& size = result_->voxels.size;
   std::fill_n(labels, std::int64_t{size[0]} * size[1] * size[2], std::uint8_t{0});
-  ForEachPlace(result_->voxels, [&](std::size_t i, std::int64_t place) {
+  result_->voxels.ForEachPlace([&](std::size_t i, std::int64_t place) {
     std::size_t best = 0;
     for (std::size_t k = 1; k < result_->fractions.size(); ++k) {
       if (result_->fractions[k][i] > result_->fractions[best][i]) best = k;

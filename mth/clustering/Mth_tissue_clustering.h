@@ -63,6 +63,13 @@ class MTH_EXPORT MTH_TISSUE_CLUSTERING {
   /// Deviation of the Gaussian that keeps the field smooth, in mm; 25 at first, and for what is not a
   /// positive number.
   void SetFieldWidth(double deviation);
+  /// Gives the means of the tissues, such as those of many scans (MTH_TISSUE_MEANS), in the units of the
+  /// image: runs do not move them, and look only for the field, the noise and the shares. One channel only: a
+  /// run on several is then BadInput.
+  /// @param means  as many as tissues, finite, ascending, none below 0; null: they are looked for, as at
+  /// first.
+  /// @return       false, with nothing changed, for other values.
+  bool SetMeans(const double* means);
 
   /// Divides an image. Shows progress.
   /// @param image       nx ny nz values.
@@ -113,6 +120,7 @@ class MTH_EXPORT MTH_TISSUE_CLUSTERING {
   MTH_STOP_REASON GetStopReason() const { return stopReason_; }
 
  private:
+  friend class MTH_TISSUE_PART;
   template <class T>
   bool Run(const T* const* channels, int count, const std::array<int, 3>& size, const std::uint8_t* mask,
            const T* confidence);
@@ -122,6 +130,8 @@ class MTH_EXPORT MTH_TISSUE_CLUSTERING {
   bool estimatesField_ = true;
   bool hasLocalMeans_ = true;
   double fieldWidth_ = 25.0;
+  bool hasMeans_ = false;  // otherwise they are looked for
+  std::array<double, 16> means_{};
   MTH_STOP_REASON stopReason_ = MTH_STOP_REASON::NotRun;
   std::shared_ptr<const mth_internal::TissueResult> result_;  // never changed, so that copies can share it
 };

@@ -17,6 +17,15 @@ struct MaskVoxels {
   std::vector<std::uint8_t> stratum;
 
   std::int64_t Count() const { return static_cast<std::int64_t>(x.size()); }
+  /// Calls body(index in the list, index in the volume) for each voxel.
+  template <class Body>
+  void ForEachPlace(Body body) const {
+    for (std::size_t row = 0; row + 1 < rows.size(); ++row) {
+      for (std::int64_t i = rows[row]; i < rows[row + 1]; ++i)
+        body(static_cast<std::size_t>(i),
+             static_cast<std::int64_t>(row) * size[0] + x[static_cast<std::size_t>(i)]);
+    }
+  }
 };
 
 /// Cubes of voxels over the box that holds a mask: what is smooth is summed up, averaged and looked up there.

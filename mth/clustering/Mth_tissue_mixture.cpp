@@ -12,21 +12,12 @@
 
 namespace mth_internal {
 
-TissueMixture::TissueMixture(int tissues, int strata)
-    : tissues_(tissues),
+TissueMixture::TissueMixture(const TissueMeans& means, int strata)
+    : means_(means),
+      tissues_(means.Tissues()),
       strata_(strata),
       counts_(std::int64_t{strata} * kBins),
-      probabilities_(std::int64_t{2 * tissues - 1} * kBins),
-      values_(kBins) {}
-
-void TissueMixture::SetRange(double low, double high) {
-  const double step = (high - low) / (kBins - 1);
-  inverseStep_ = 1.0 / step;
-  for (int bin = 0; bin < kBins; ++bin) values_[bin] = low + bin * step;
-  for (int k = 0; k < tissues_; ++k)
-    means_[static_cast<std::size_t>(k)] = low + (high - low) * (0.25 + 0.5 * (k + 0.5) / tissues_);
-  ClearCounts();
-}
+      probabilities_(std::int64_t{2 * means.Tissues() - 1} * kBins) {}
 
 void TissueMixture::ClearCounts() {
   std::fill_n(counts_.Get(), std::int64_t{strata_} * kBins, 0.0);
@@ -36,7 +27,7 @@ std::array<double, TissueMixture::kMostTissues> TissueMixture::SquaredMembership
   std::array<double, kMostTissues> memberships{};
   double sum = 0.0;
   for (int k = 0; k < tissues_; ++k) {
-    const double distance = (value - Mean(k)) * inverseStep_;
+    const double distance = (value - Mean(k)) * means_.InverseBinWidth();
     memberships[static_cast<std::size_t>(k)] = 1.0 / (distance * distance + 1e-6);
     sum += memberships[static_cast<std::size_t>(k)];
   }
@@ -44,23 +35,21 @@ std::array<double, TissueMixture::kMostTissues> TissueMixture::SquaredMembership
   return memberships;
 }
 
-void TissueMixture::StepFuzzyMeans() {
+void TissueMixture::SumFuzzy(double* sums) const {
   std::array<double, kMostTissues> weights{};
-  std::array<double, kMostTissues> sums{};
+  std::array<double, kMostTissues> values{};
   for (int bin = 0; bin < kBins; ++bin) {
     double count = 0.0;
     for (int stratum = 0; stratum < strata_; ++stratum) count += counts_[stratum * kBins + bin];
     if (count == 0.0) continue;
-    const auto memberships = SquaredMemberships(values_[bin]);
+    const auto memberships = SquaredMemberships(BinValue(bin));
     for (std::size_t k = 0; k < weights.size(); ++k) {
       weights[k] += count * memberships[k];
-      sums[k] += count * memberships[k] * values_[bin];
+      values[k] += count * memberships[k] * BinValue(bin);
     }
   }
-  for (std::size_t k = 0; k < static_cast<std::size_t>(tissues_); ++k) {
-    if (weights[k] > 0.0) means_[k] = sums[k] / weights[k];
-  }
-  KeepApart();
+  std::copy_n(weights.begin(), tissues_, sums);
+  std::copy_n(values.begin(), tissues_, sums + tissues_);
 }
 
 void TissueMixture::StartMixture() {
@@ -69,22 +58,21 @@ void TissueMixture::StartMixture() {
   for (int bin = 0; bin < kBins; ++bin) {
     double count = 0.0;
     for (int stratum = 0; stratum < strata_; ++stratum) count += counts_[stratum * kBins + bin];
-    const auto memberships = SquaredMemberships(values_[bin]);
+    const auto memberships = SquaredMemberships(BinValue(bin));
     for (int k = 0; k < tissues_; ++k) {
       const double share = count * memberships[static_cast<std::size_t>(k)];
       weight += share;
-      squares += share * (values_[bin] - Mean(k)) * (values_[bin] - Mean(k));
+      squares += share * (BinValue(bin) - Mean(k)) * (BinValue(bin) - Mean(k));
     }
   }
   deviations_.fill(weight > 0.0 ? std::sqrt(squares / weight) : 0.0);
   for (auto& shares : shares_) shares.fill(1.0 / Classes());
-  start_ = means_;
   BoundDeviations();
 }
 
 MixtureView TissueMixture::View(int stratum) const {
-  return {tissues_, Deviation(stratum), means_.data(), shares_[static_cast<std::size_t>(stratum)].data(),
-          values_.Get()};
+  return {tissues_, Deviation(stratum), means_.Data(), shares_[static_cast<std::size_t>(stratum)].data(),
+          means_.BinValues()};
 }
 
 // New shares and deviation of a stratum. Adds to the weights and sums of the means.
@@ -92,6 +80,7 @@ MixtureView TissueMixture::View(int stratum) const {
 double TissueMixture::MaximiseStratum(int stratum, double* weights, double* sums) {
   MTH_SELECT(FindClassProbabilities)(View(stratum), kBins, probabilities_.Get());
   const double* const counts = counts_.Get() + std::int64_t{stratum} * kBins;
+  const double* const values = means_.BinValues();
   std::array<double, 2 * kMostTissues> voxels{};
   double total = 0.0;
   double ofTissues = 0.0;
@@ -105,7 +94,7 @@ double TissueMixture::MaximiseStratum(int stratum, double* weights, double* sums
     double second = 0.0;
     for (int bin = 0; bin < kBins; ++bin) {
       const double weight = counts[bin] * probabilities[bin];
-      const double distance = values_[bin] - mean;
+      const double distance = values[bin] - mean;
       sum += weight;
       first += weight * distance;
       second += weight * distance * distance;
@@ -126,28 +115,10 @@ double TissueMixture::MaximiseStratum(int stratum, double* weights, double* sums
   return total;
 }
 
-void TissueMixture::Fit(int steps) {
-  for (int step = 0; step < steps; ++step) {
-    std::array<double, kMostTissues> weights{};
-    std::array<double, kMostTissues> sums{};
-    for (int stratum = 0; stratum < strata_; ++stratum) MaximiseStratum(stratum, weights.data(), sums.data());
-    for (std::size_t k = 0; k < static_cast<std::size_t>(tissues_); ++k) {
-      if (weights[k] > 0.0) means_[k] += sums[k] / weights[k];
-    }
-    KeepNearStart();
-    KeepApart();
-    BoundDeviations();
-  }
-}
-
-// In an image without noise the mixture of two tissues can stand for a third one between them, whose mean
-// then runs into a neighbour: no mean leaves its own side of the middle between two fuzzy clusters.
-void TissueMixture::KeepNearStart() {
-  for (std::size_t k = 0; k + 1 < static_cast<std::size_t>(tissues_); ++k) {
-    const double middle = 0.5 * (start_[k] + start_[k + 1]);
-    means_[k] = std::min(means_[k], middle);
-    means_[k + 1] = std::max(means_[k + 1], middle);
-  }
+void TissueMixture::SumFit(double* sums) {
+  std::fill_n(sums, 2 * tissues_, 0.0);
+  for (int stratum = 0; stratum < strata_; ++stratum) MaximiseStratum(stratum, sums, sums + tissues_);
+  BoundDeviations();
 }
 
 // A stratum may have too few voxels of a tissue: its noise is not far from that of the others.
@@ -161,19 +132,12 @@ void TissueMixture::BoundDeviations() {
     voxels += count;
     sum += count * Deviation(stratum);
   }
-  const double step = 1.0 / inverseStep_;
+  const double step = means_.BinWidth();
   const double range = step * (kBins - 1);
   const double usual = voxels > 0.0 ? sum / voxels : step;
   const double least = std::max(0.5 * step, usual / kMostRatio);
   const double most = std::max(least, std::min(usual * kMostRatio, range));
   for (double& deviation : deviations_) deviation = std::clamp(deviation, least, most);
-}
-
-// Means ascend, by a bin or more.
-void TissueMixture::KeepApart() {
-  const double step = 1.0 / inverseStep_;
-  for (std::size_t k = 1; k < static_cast<std::size_t>(tissues_); ++k)
-    means_[k] = std::max(means_[k], means_[k - 1] + step);
 }
 
 void TissueMixture::Tabulate(int stratum, double* fractions, double* pure) const {
@@ -187,13 +151,13 @@ void TissueMixture::Tabulate(int stratum, double* fractions, double* pure) const
       pure[k * kBins + bin] = probability(2 * k, bin);
     }
     for (int k = 0; k + 1 < tissues_; ++k) {
-      const double share = std::clamp((values_[bin] - Mean(k)) / (Mean(k + 1) - Mean(k)), 0.0, 1.0);
+      const double share = std::clamp((BinValue(bin) - Mean(k)) / (Mean(k + 1) - Mean(k)), 0.0, 1.0);
       fractions[k * kBins + bin] += probability(2 * k + 1, bin) * (1.0 - share);
       fractions[(k + 1) * kBins + bin] += probability(2 * k + 1, bin) * share;
     }
     if (sum > 0.5) continue;
     // Too far from everything: what lies between two means is a mixture, what lies beyond all is the last.
-    const TissuePair pair = FindPair(means_.data(), tissues_, values_[bin]);
+    const TissuePair pair = FindPair(means_.Data(), tissues_, BinValue(bin));
     fractions[pair.lower * kBins + bin] = 1.0 - pair.shareOfUpper;
     if (pair.lower + 1 < tissues_) fractions[(pair.lower + 1) * kBins + bin] = pair.shareOfUpper;
   }

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 
+#include "mth/clustering/Mth_tissue_means_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 
 namespace mth_internal {
@@ -16,47 +17,45 @@ struct MixtureView {
   const double* values;  // of the bins
 };
 
-/// A mixture of K tissues and of the voxels between neighbours of them, fitted to histograms: one for each
-/// stratum of voxels, which differ in their noise. Tissue k is a normal law around its mean; between two
-/// tissues lie voxels of both, with all proportions alike, of the same noise.
+/// A mixture of K tissues and of the voxels between neighbours of them, fitted to the histograms of one scan:
+/// one for each stratum of voxels, which differ in their noise. Tissue k is a normal law around its mean;
+/// between two tissues lie voxels of both, with all proportions alike, of the same noise.
 /// @see  Shattuck, Sandor-Leahy, Schaper, Rottenberg and Leahy, NeuroImage 13 (2001) 856-876; Tohka,
 /// Zijdenbos and Evans,
 ///       NeuroImage 23 (2004) 84-97.
 class TissueMixture {
  public:
-  static constexpr int kBins = 384;
-  static constexpr int kMostTissues = 16;
+  static constexpr int kBins = TissueMeans::kBins;
+  static constexpr int kMostTissues = TissueMeans::kMostTissues;
   static constexpr int kMostStrata = 5;
 
-  TissueMixture(int tissues, int strata);
+  /// @param means  kept, not copied: of this scan alone, or of many.
+  TissueMixture(const TissueMeans& means, int strata);
   /// Whether it has its memory.
-  explicit operator bool() const { return counts_ && probabilities_ && values_; }
+  explicit operator bool() const { return counts_ && probabilities_; }
 
-  int Tissues() const { return tissues_; }
   int Strata() const { return strata_; }
-  double Mean(int tissue) const { return means_[static_cast<std::size_t>(tissue)]; }
+  double Mean(int tissue) const { return means_.Mean(tissue); }
   double Deviation(int stratum) const { return deviations_[static_cast<std::size_t>(stratum)]; }
-  double BinValue(int bin) const { return values_[bin]; }
+  double BinValue(int bin) const { return means_.BinValues()[bin]; }
 
-  /// Lays the bins from low to high; the counts are 0, the means spread over the middle of the range.
-  void SetRange(double low, double high);
   void ClearCounts();
   void Count(int stratum, double value) const {
     counts_[stratum * kBins + static_cast<std::int64_t>(Position(value) + 0.5)] += 1.0;
   }
   /// Where a value lies among the bins, from 0 to kBins - 1.
   double Position(double value) const {
-    const double position = (value - values_[0]) * inverseStep_;
+    const double position = (value - means_.BinValues()[0]) * means_.InverseBinWidth();
     if (!(position > 0.0)) return 0.0;
     return position < kBins - 1 ? position : kBins - 1;
   }
 
-  /// One step of fuzzy c-means on all counts.
-  void StepFuzzyMeans();
+  /// The sums of a step of fuzzy c-means on all counts, 2 x tissues: see TissueMeans::MoveFuzzy.
+  void SumFuzzy(double* sums) const;
   /// Equal shares, and the deviations of the fuzzy clusters.
   void StartMixture();
-  /// Steps of expectation and maximisation.
-  void Fit(int steps);
+  /// A step of expectation and maximisation but for the means; its sums as TissueMeans::MoveFit takes them.
+  void SumFit(double* sums);
 
   /// Fuzzy memberships of the tissues at a value, to the square; they need not sum to 1.
   std::array<double, kMostTissues> SquaredMemberships(double value) const;
@@ -69,19 +68,14 @@ class TissueMixture {
   MixtureView View(int stratum) const;
   double MaximiseStratum(int stratum, double* weights, double* sums);
   void BoundDeviations();
-  void KeepApart();
-  void KeepNearStart();
 
+  const TissueMeans& means_;
   int tissues_;
   int strata_;
-  double inverseStep_ = 0.0;
-  std::array<double, kMostTissues> means_{};
-  std::array<double, kMostTissues> start_{};  // the means that the fit began from
   std::array<double, kMostStrata> deviations_{};
   std::array<std::array<double, 2 * kMostTissues>, kMostStrata> shares_{};
   WorkArray<double> counts_;
   WorkArray<double> probabilities_;
-  WorkArray<double> values_;
 };
 
 /// Where between the means of two neighbours a value lies: the lower one, and the share of the upper one in

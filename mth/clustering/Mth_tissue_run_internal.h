@@ -15,7 +15,8 @@ struct TissueSettings {
   std::array<double, 3> voxelSize;  // mm
   bool estimatesField;
   bool hasLocalMeans;
-  double fieldWidth;  // mm
+  double fieldWidth;    // mm
+  const double* means;  // given ones, in the units of the values; null when they are looked for
 };
 
 /// A field on the cubes of a mask.
@@ -81,6 +82,23 @@ struct VoxelSample {
 
 constexpr int kTissueSteps = 20;   // of progress of a run on one channel
 constexpr int kChannelSteps = 20;  // of a run on several, after it
+
+/// What a run is given.
+struct TissueInput {
+  int strata = 1;
+  std::vector<ChannelValues> channels;  // multiplied by `factors`
+  std::vector<double> factors;
+};
+
+/// Looks at the images of one place and a mask: the voxels go into the result.
+/// @return  Converged, or BadInput when there is nothing to divide. Throws std::bad_alloc.
+template <class T>
+MTH_STOP_REASON TakeImages(const T* const* images, int count, const std::array<int, 3>& size,
+                           const std::uint8_t* mask, const T* confidence, int tissues, TissueInput& input,
+                           TissueResult& result);
+
+/// Whether there are as many different values as tissues.
+bool HasEnoughValues(const ChannelValues& values, int tissues);
 
 /// Divides the values of one channel; strata are those of the voxels.
 /// @return  Converged, Cancelled, or BadInput for fewer different values than tissues. Throws std::bad_alloc.

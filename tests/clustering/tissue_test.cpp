@@ -24,6 +24,7 @@ using mth_internal::CubeGrid;
 using mth_internal::InstructionSet;
 using mth_internal::InstructionSetScope;
 using mth_internal::MaskVoxels;
+using mth_internal::TissueMeans;
 using mth_internal::TissueMixture;
 using Mask = std::vector<std::uint8_t>;
 using Size = std::array<int, 3>;
@@ -178,8 +179,10 @@ TEST(TissueClustering, FitsAMixtureThatIsKnown) {
   const std::array<double, 3> means{200.0, 600.0, 1000.0};
   const std::array<double, 5> shares{0.15, 0.1, 0.35, 0.15, 0.25};
   const std::array<double, 2> deviations{30.0, 60.0};
-  TissueMixture mixture(3, 2);
-  mixture.SetRange(0.0, 1300.0);
+  TissueMeans tissues(3);
+  tissues.SetRange(0.0, 1300.0);
+  TissueMixture mixture(tissues, 2);
+  mixture.ClearCounts();
   std::mt19937 engine(5);
   const auto uniform = [&] { return (static_cast<double>(engine()) + 0.5) / 4294967296.0; };
   for (int i = 0; i < 300000; ++i) {
@@ -191,9 +194,17 @@ TEST(TissueClustering, FitsAMixtureThatIsKnown) {
     const double normal = std::sqrt(-2.0 * std::log(uniform())) * std::cos(6.283185307179586 * uniform());
     mixture.Count(stratum, signal + deviations[static_cast<std::size_t>(stratum)] * normal);
   }
-  for (int step = 0; step < 10; ++step) mixture.StepFuzzyMeans();
+  std::array<double, 6> sums{};
+  for (int step = 0; step < 10; ++step) {
+    mixture.SumFuzzy(sums.data());
+    tissues.MoveFuzzy(sums.data());
+  }
   mixture.StartMixture();
-  mixture.Fit(400);
+  tissues.StartFit();
+  for (int step = 0; step < 400; ++step) {
+    mixture.SumFit(sums.data());
+    tissues.MoveFit(sums.data());
+  }
   for (int k = 0; k < 3; ++k) EXPECT_NEAR(mixture.Mean(k), means[static_cast<std::size_t>(k)], 4.0);
   EXPECT_NEAR(mixture.Deviation(0), 30.0, 1.5);
   EXPECT_NEAR(mixture.Deviation(1), 60.0, 3.0);

@@ -90,6 +90,46 @@ void AddBulk(Operations& list) {
   }
 }
 
+// Both halves of some iterations over two parts.
+void AddParts(Operations& list) {
+  for (const double m : {0.0, 1.75, 2.0}) {  // 0: k-means
+    list.push_back(
+        {"clustering/MTH_CLUSTERING_PART/" +
+             (m == 0.0 ? "k-means" : "m=" + Shape(static_cast<int>(100 * m), 100)),
+         [m](Trial& t) {
+           constexpr int kClusters = 3;
+           constexpr int kDimensions = 2;
+           auto centroids = Values(kClusters * kDimensions, 1140);
+           std::optional<MTH_CLUSTERING_PART> parts[2];
+           for (unsigned p = 0; p < 2; ++p) {
+             const auto features = Values(kDimensions * 75, 1141 + p);
+             t.Run([&] { parts[p].emplace(kClusters, kDimensions); });
+             t([&] { return parts[p]->SetSamples(features.data(), 75); });
+           }
+           for (int iteration = 0; iteration < 4; ++iteration) {
+             std::vector<double> total(kClusters * (kDimensions + 1));
+             for (auto& part : parts) {
+               std::vector<double> sums(total.size());
+               double change = 0.0;
+               t([&] {
+                 return m == 0.0 ? part->StepKMeans(centroids.data(), sums.data(), &change)
+                                 : part->StepFuzzyCMeans(centroids.data(), m, sums.data(), &change);
+               });
+               for (std::size_t i = 0; i < total.size(); ++i) total[i] += sums[i];
+               t.Count(change);
+             }
+             t([&] { return Mth_MoveCentroids(total.data(), kClusters, kDimensions, centroids.data()); });
+             t.CountAll(total, centroids);
+           }
+           std::vector<double> memberships(kClusters * 75);
+           std::vector<int> decisions(75);
+           t([&] { return parts[1]->GetMemberships(memberships.data()); });
+           t([&] { return parts[1]->GetDecisions(decisions.data()); });
+           t.CountAll(memberships, decisions);
+         }});
+  }
+}
+
 void AddDistances(Operations& list) {
   list.push_back({"clustering/distances", [](Trial& t) {
                     const EngineInput input(40, 3, 3);
@@ -134,6 +174,7 @@ void AddClusteringOperations(Operations& list) {
   AddRun(list, "ApplyFuzzyCMeanClustering/m=1.5", &MTH_CLUSTERING::ApplyFuzzyCMeanClustering, 1.5);
   AddRun(list, "ApplyFuzzyCMeanClustering/m=1.75", &MTH_CLUSTERING::ApplyFuzzyCMeanClustering, 1.75);
   AddBulk(list);
+  AddParts(list);
   AddDistances(list);
   AddSubsets(list);
 }

@@ -1,3 +1,4 @@
+#include <array>
 #include <optional>
 
 #include "support/operations/operations.h"
@@ -66,11 +67,48 @@ void AddSegmentations(Operations& list, const std::string& name) {
                   }});
 }
 
+// Two scans with common means, which then divide a third one.
+template <class T>
+void AddStudy(Operations& list, const std::string& name) {
+  list.push_back({"tissue/MTH_TISSUE_PART/" + name, [](Trial& t) {
+                    MTH_TISSUE_CLUSTERING engine(3);
+                    MTH_TISSUE_MEANS means(3);
+                    std::optional<MTH_TISSUE_PART> parts[2];
+                    std::array<double, 3> range{};
+                    for (unsigned p = 0; p < 2; ++p) {
+                      const auto image = Image<T>(720 + p, 250.0);
+                      t.Run([&] { parts[p].emplace(engine); });
+                      t([&] { return parts[p]->SetImage(image.data(), kSide, kSide, kSide, nullptr); });
+                      t([&] { return parts[p]->GetRange(range.data()); });
+                      means.AddRange(range.data());
+                    }
+                    std::array<double, 6> sums{};
+                    while (!means.IsDone()) {
+                      std::array<double, 6> total{};
+                      for (auto& part : parts) {
+                        t([&] { return part->Step(means, sums.data()); });
+                        for (std::size_t i = 0; i < total.size(); ++i) total[i] += sums[i];
+                      }
+                      means.Move(total.data());
+                      t.Count(total.data(), 6);
+                    }
+                    t([&] { return parts[1]->Finish(means, &engine); });
+                    CountTissues(t, engine);
+                    const std::array<double, 3> found{means.GetMean(0), means.GetMean(1), means.GetMean(2)};
+                    const auto image = Image<T>(722, 250.0);
+                    t([&] { return engine.SetMeans(found.data()); });
+                    t([&] { return engine.Segment(image.data(), kSide, kSide, kSide, nullptr); });
+                    CountTissues(t, engine);
+                  }});
+}
+
 }  // namespace
 
 void AddTissueOperations(Operations& list) {
   AddSegmentations<double>(list, "double");
   AddSegmentations<float>(list, "float");
+  AddStudy<double>(list, "double");
+  AddStudy<float>(list, "float");
 }
 
 }  // namespace mth_test
