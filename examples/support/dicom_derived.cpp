@@ -95,11 +95,45 @@ void RemoveWhatNoLongerHolds(DcmDataset& dataset) {
   }
 }
 
-std::string DerivedType(const std::string& type) {
+// The second word of multi-frame images stays what it must be.
+std::string DerivedType(const std::string& type, bool isEnhanced) {
   std::string rest = type;
   for (int part = 0; part < 2; ++part)
     rest = rest.find('\\') == std::string::npos ? "" : rest.substr(rest.find('\\') + 1);
-  return "DERIVED\\SECONDARY" + (rest.empty() ? "" : "\\" + rest);
+  return std::string("DERIVED\\") + (isEnhanced ? "PRIMARY" : "SECONDARY") +
+         (rest.empty() ? "" : "\\" + rest);
+}
+
+// How a multi-frame image was acquired is told of original ones alone; a derived one names its sources.
+void DescribeEnhanced(DcmDataset& dataset, const DicomFrame& source) {
+  for (const DcmTagKey& key : {DCM_PulseSequenceName,
+                               DCM_MRAcquisitionType,
+                               DCM_EchoPulseSequence,
+                               DCM_MultipleSpinEcho,
+                               DCM_MultiPlanarExcitation,
+                               DCM_PhaseContrast,
+                               DCM_VelocityEncodingAcquisitionSequence,
+                               DCM_TimeOfFlightContrast,
+                               DCM_ArterialSpinLabelingContrast,
+                               DCM_SteadyStatePulseSequence,
+                               DCM_EchoPlanarPulseSequence,
+                               DCM_SaturationRecovery,
+                               DCM_SpectrallySelectedSuppression,
+                               DCM_OversamplingPhase,
+                               DCM_GeometryOfKSpaceTraversal,
+                               DCM_RectilinearPhaseEncodeReordering,
+                               DCM_SegmentedKSpaceTraversal,
+                               DCM_CoverageOfKSpace,
+                               DCM_NumberOfKSpaceTrajectories,
+                               DCM_SourceImageEvidenceSequence})
+    dataset.findAndDeleteElement(key);
+  DcmItem& study = AddDicomItem(dataset, DCM_SourceImageEvidenceSequence);
+  SetDicomText(study, DCM_StudyInstanceUID, DicomText(dataset, DCM_StudyInstanceUID));
+  DcmItem& series = AddDicomItem(study, DCM_ReferencedSeriesSequence);
+  SetDicomText(series, DCM_SeriesInstanceUID, source.seriesUid);
+  DcmItem& instance = AddDicomItem(series, DCM_ReferencedSOPSequence);
+  SetDicomText(instance, DCM_ReferencedSOPClassUID, source.sopClass);
+  SetDicomText(instance, DCM_ReferencedSOPInstanceUID, source.instance);
 }
 
 void AddSource(DcmItem& item, const DicomFrame& source) {
@@ -173,6 +207,7 @@ class SeriesWriter {
     SetIdentity(dataset, first, description);
     std::vector<Uint16> words;
     if (image_.dicom->slices[first].isEnhanced) {
+      DescribeEnhanced(dataset, image_.dicom->slices[first]);
       words = FillFrames(dataset, indices);
     } else {
       const DicomFrame& source = image_.dicom->slices[first];
@@ -197,7 +232,8 @@ class SeriesWriter {
     SetDicomText(dataset, DCM_SeriesNumber, std::to_string(kDerived + std::clamp(number, 0, 1000000)));
     SetDicomText(dataset, DCM_SeriesDescription, (description + suffix_).substr(0, 64));
     SetDicomText(dataset, DCM_InstanceNumber, std::to_string(first + 1));
-    SetDicomText(dataset, DCM_ImageType, DerivedType(DicomText(dataset, DCM_ImageType)));
+    SetDicomText(dataset, DCM_ImageType,
+                 DerivedType(DicomText(dataset, DCM_ImageType), image_.dicom->slices[first].isEnhanced));
     for (const DcmTagKey& key : {DCM_InstanceCreationDate, DCM_ContentDate, DCM_SeriesDate})
       SetDicomText(dataset, key, date);
     for (const DcmTagKey& key : {DCM_InstanceCreationTime, DCM_ContentTime, DCM_SeriesTime})
@@ -242,7 +278,7 @@ class SeriesWriter {
     DcmItem* const shared = DicomItemOf(&dataset, DCM_SharedFunctionalGroupsSequence);
     for (DcmItem* const groups : {shared, &own}) {
       if (DcmItem* const type = DicomItemOf(groups, DCM_MRImageFrameTypeSequence))
-        SetDicomText(*type, DCM_FrameType, DerivedType(DicomText(*type, DCM_FrameType)));
+        SetDicomText(*type, DCM_FrameType, DerivedType(DicomText(*type, DCM_FrameType), true));
     }
   }
 

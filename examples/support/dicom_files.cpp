@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "support/cancellation.h"
+#include "support/dicom_io.h"
 #include "support/dicom_toolkit.h"
 
 namespace example {
@@ -24,10 +25,6 @@ std::string LowerCase(std::string text) {
   return text;
 }
 
-bool IsDirectoryFile(const fs::path& path) {
-  return LowerCase(path.filename().string()).rfind("dicomdir", 0) == 0;
-}
-
 // Links to folders are not followed: they may lead in a circle.
 std::vector<std::string> FilesInFolder(const fs::path& folder) {
   std::vector<std::string> files;
@@ -38,7 +35,7 @@ std::vector<std::string> FilesInFolder(const fs::path& folder) {
     if (entry.depth() >= kDeepestFolder) entry.disable_recursion_pending();
     const bool isHidden = entry->path().filename().string().starts_with('.');
     if (isHidden) entry.disable_recursion_pending();
-    if (isHidden || !entry->is_regular_file(error) || IsDirectoryFile(entry->path())) continue;
+    if (isHidden || !entry->is_regular_file(error) || IsDicomDirectory(entry->path().string())) continue;
     if (LooksLikeDicom(entry->path().string())) files.push_back(entry->path().string());
   }
   if (error) throw Failure("cannot read the folder " + folder.string() + ": " + error.message());
@@ -83,6 +80,10 @@ std::vector<std::string> FilesOfDirectory(const std::string& path) {
 
 }  // namespace
 
+bool IsDicomDirectory(const std::string& path) {
+  return LowerCase(fs::path(path).filename().string()).starts_with("dicomdir");
+}
+
 bool LooksLikeDicom(const std::string& path) {
   const std::string ending = LowerCase(fs::path(path).extension().string());
   if (ending == ".dcm" || ending == ".ima" || ending == ".dicom") return true;
@@ -96,7 +97,7 @@ std::vector<std::string> FindDicomFiles(const std::string& path) {
   std::vector<std::string> files{path};
   if (fs::is_directory(path, error)) {
     files = FilesInFolder(path);
-  } else if (IsDirectoryFile(path)) {
+  } else if (IsDicomDirectory(path)) {
     files = FilesOfDirectory(path);
   }
   std::sort(files.begin(), files.end());

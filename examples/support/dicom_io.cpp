@@ -1,6 +1,7 @@
 #include "support/dicom_io.h"
 
 #include <filesystem>
+#include <set>
 
 #include "support/dicom_files.h"
 #include "support/dicom_pixels.h"
@@ -31,10 +32,22 @@ SeriesGeometry ReadDicomGeometry(const std::string& path, const SeriesChoice& ch
   return {place.alongRow, place.alongColumn, place.origin, place.step, GridOf(stack).size, place.voxelSize};
 }
 
-std::string ListDicomSeries(const std::string& path) {
-  std::string text;
-  for (const DicomSeries& series : FindDicomSeries(path)) text += OnOneLine(SeriesText(series)) + "\n";
-  return text;
+std::vector<SeriesEntry> ListDicomSeries(const std::string& path) {
+  std::vector<SeriesEntry> entries;
+  for (const DicomSeries& series : FindDicomSeries(path)) {
+    const std::set<int> echoes = EchoesOf(series);
+    for (const int echo : echoes) {
+      SeriesEntry entry;
+      entry.choice.series = series.name;
+      entry.text = OnOneLine(SeriesText(OfEcho(series, echo)));
+      if (echoes.size() > 1) {
+        entry.choice.echo = echo;
+        entry.text += ", echo " + std::to_string(echo);
+      }
+      entries.push_back(entry);
+    }
+  }
+  return entries;
 }
 
 }  // namespace example

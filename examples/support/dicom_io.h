@@ -2,6 +2,7 @@
 
 #include <array>
 #include <string>
+#include <vector>
 
 #include "support/image.h"
 
@@ -10,6 +11,9 @@ namespace example {
 /// Whether a path is read as DICOM: a folder, a DICOMDIR, or a file that begins as DICOM files do or is named
 /// so. Never, in a build without the DICOM toolkit, a folder.
 bool IsDicomPath(const std::string& path);
+
+/// Whether a file is named as the index of a disc: DICOMDIR.
+bool IsDicomDirectory(const std::string& path);
 
 /// Reads a series of slices, or a single image: a file, all files of a folder, or those that a DICOMDIR
 /// names. The image keeps its source, for results that go back as DICOM.
@@ -31,7 +35,14 @@ struct SeriesGeometry {
 /// @throws Failure  as ReadDicom; when the images do not tell their place.
 SeriesGeometry ReadDicomGeometry(const std::string& path, const SeriesChoice& choice);
 
-/// The series that a path holds, one line for each.
-std::string ListDicomSeries(const std::string& path);
+/// What can be read of a path that holds several series, or echoes.
+struct SeriesEntry {
+  SeriesChoice choice;
+  std::string
+      text;  ///< one line: what --series takes, description, slices, and the echo where there are several
+};
+
+/// The series that a path holds, and each echo of those that have several.
+std::vector<SeriesEntry> ListDicomSeries(const std::string& path);
 
 }  // namespace example

@@ -22,6 +22,10 @@ bool IsDicomPath(const std::string& path) {
   return ending == ".dcm" || ending == ".ima" || ending == ".IMA";
 }
 
+bool IsDicomDirectory(const std::string&) {
+  return false;
+}
+
 GreyImage ReadDicom(const std::string& path, const SeriesChoice&) {
   Refuse(path);
 }
@@ -63,7 +67,7 @@ void WriteDicomSeries(Results&, const GreyImage&, const std::string&, const Dico
   Refuse(output.folder);
 }
 
-std::string ListDicomSeries(const std::string& path) {
+std::vector<SeriesEntry> ListDicomSeries(const std::string& path) {
   Refuse(path);
 }
 

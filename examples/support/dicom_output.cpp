@@ -31,15 +31,6 @@ bool IsRoot(const std::string& root) {
   return root.find('.') != std::string::npos;
 }
 
-// Whether a folder is another one or lies in it, as far as both exist.
-bool IsWithin(const fs::path& folder, const fs::path& other) {
-  std::error_code error;
-  const fs::path inner = fs::weakly_canonical(folder, error);
-  const fs::path outer = fs::weakly_canonical(other, error);
-  const auto [end, place] = std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end());
-  return end == outer.end();
-}
-
 }  // namespace
 
 void AddDicomOutputOptions(CLI::App& app, DicomOutput& output, const std::string& text,

@@ -81,20 +81,16 @@ void NumberEchoes(std::vector<DicomFrame>& frames) {
   }
 }
 
-std::vector<DicomFrame> ChooseEcho(std::vector<DicomFrame> frames, const std::string& name,
-                                   std::optional<int> chosen) {
-  NumberEchoes(frames);
-  std::set<int> echoes;
-  for (const DicomFrame& frame : frames) echoes.insert(frame.echoNumber.value_or(1));
+std::vector<DicomFrame> ChooseEcho(const DicomSeries& series, std::optional<int> chosen) {
+  const std::string& name = series.name;
+  const std::set<int> echoes = EchoesOf(series);
   std::string list;
   for (const int echo : echoes) list.append(list.empty() ? "" : ", ").append(std::to_string(echo));
   if (!chosen && echoes.size() > 1)
     throw Failure("series " + name + " has several echoes, choose one with --echo: " + list);
   if (chosen && !echoes.contains(*chosen))
     throw Failure("no echo " + std::to_string(*chosen) + " in series " + name + ", --echo takes: " + list);
-  std::erase_if(frames,
-                [&](const DicomFrame& frame) { return chosen && frame.echoNumber.value_or(1) != *chosen; });
-  return frames;
+  return chosen ? OfEcho(series, *chosen).frames : series.frames;
 }
 
 std::string WordOf(const std::string& kind) {
@@ -112,9 +108,23 @@ std::vector<DicomSeries> FindDicomSeries(const std::string& path) {
   }
   if (found.empty()) throw Failure("no DICOM image in " + path);
   std::vector<DicomSeries> all;
-  for (auto& [key, series] : found) all.push_back(std::move(series));
+  for (auto& [key, series] : found) {
+    NumberEchoes(series.frames);
+    all.push_back(std::move(series));
+  }
   NameSeries(all);
   return all;
+}
+
+std::set<int> EchoesOf(const DicomSeries& series) {
+  std::set<int> echoes;
+  for (const DicomFrame& frame : series.frames) echoes.insert(frame.echoNumber.value_or(1));
+  return echoes;
+}
+
+DicomSeries OfEcho(DicomSeries series, int echo) {
+  std::erase_if(series.frames, [&](const DicomFrame& frame) { return frame.echoNumber.value_or(1) != echo; });
+  return series;
 }
 
 std::string SeriesText(const DicomSeries& series) {
@@ -134,7 +144,7 @@ std::vector<DicomFrame> ChooseDicomFrames(const std::string& path, const SeriesC
   for (const DicomFrame& frame : series.frames) {
     if (!frame.refusal.empty()) throw Failure(frame.refusal);
   }
-  return ChooseEcho(series.frames, series.name, choice.echo);
+  return ChooseEcho(series, choice.echo);
 }
 
 }  // namespace example

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,10 @@ struct DicomSeries {
 /// @throws Failure  naming the file, when one is damaged, is named by the DICOMDIR and not there, or when
 /// there is no image.
 std::vector<DicomSeries> FindDicomSeries(const std::string& path);
+
+/// The numbers of the echoes of a series; 1 of images that tell none.
+std::set<int> EchoesOf(const DicomSeries& series);
+DicomSeries OfEcho(DicomSeries series, int echo);
 
 /// "5 'T1 axial', 181 slices of 217 x 181, derived": for people who choose.
 std::string SeriesText(const DicomSeries& series);

@@ -8,6 +8,7 @@ Status 77, with a word, where one of them is missing.
 
 import glob
 import os
+import pathlib
 import shutil
 import subprocess
 import sys
@@ -17,6 +18,7 @@ import unittest
 try:
     import numpy
     import pydicom
+    from dicom_enhanced import write_enhanced
     from dicom_series import ORIENTATIONS, ROOT, read_nifti, volume, write_series
 except ImportError as error:
     print("left out:", error, "(Debian: python3-pydicom, python3-numpy)")
@@ -72,6 +74,9 @@ class Reading(Hosts):
                 folder = self.path(orientation)
                 images = write_series(folder, orientation, PLANES)
                 voxels, affine = self.read(folder)
+                write_enhanced(self.path("enhanced.dcm"), images)
+                frames, frames_affine = self.read(self.path("enhanced.dcm"))
+                self.assertTrue(numpy.array_equal(frames, voxels) and numpy.array_equal(frames_affine, affine))
                 run("dcm2niix", "-w", "1", "-b", "n", "-z", "n", "-f", "other", "-o", self.folder, folder)
                 other, other_affine = read_nifti(self.path("other.nii"))
                 self.assertTrue(numpy.array_equal(voxels, other))
@@ -162,6 +167,9 @@ class Reading(Hosts):
             write_series(self.path(f"echoes/{echo}"), "axial", PLANES[echo:echo + 3], echo=echo, changes=lambda k, image: (
                 setattr(image, "ImagePositionPatient", ["0", "0", str(k)]), setattr(image, "SeriesInstanceUID", ROOT + "3")))
         self.assertIn("--echo: 1, 2", self.read(self.path("echoes")))
+        listed = self.describe(self.path("echoes"), "--list").stdout
+        self.assertEqual([line.split(", ")[1:] for line in listed.splitlines()],
+                         [["3 slices of 91 x 109", "echo 1"], ["3 slices of 91 x 109", "echo 2"]])
         self.expect_planes(self.read(self.path("echoes"), echo="2")[0], PLANES[2:5])
 
     def test_refuses_what_would_have_to_be_guessed(self):
@@ -328,6 +336,27 @@ class Writing(Hosts):
             self.assertNotIn("Doe", str(image))
             self.assertNotIn("secret42", str(image))
 
+    def test_writes_over_the_frames_of_one_file(self):
+        sources = write_series(self.path("classic"), "oblique", PLANES)
+        os.mkdir(self.path("series"))
+        write_enhanced(self.path("series/frames.dcm"), sources)
+        image, = self.make_objects("denoise_mr")
+        voxels, affine = read_nifti(self.path("result/denoised.nii.gz"))
+        self.expect_planes(voxels, image.pixel_array)
+        self.assertEqual(list(image.ImageType), ["DERIVED", "PRIMARY", "M", "NONE"])
+        evidence = image.SourceImageEvidenceSequence[0].ReferencedSeriesSequence[0]
+        self.assertEqual((evidence.SeriesInstanceUID, evidence.ReferencedSOPSequence[0].ReferencedSOPInstanceUID),
+                         (sources[0].SeriesInstanceUID, sources[0].SOPInstanceUID))
+        for groups, source in zip(image.PerFrameFunctionalGroupsSequence, sources):
+            self.assertEqual(groups.PlanePositionSequence[0].ImagePositionPatient, source.ImagePositionPatient)
+            reference = groups.DerivationImageSequence[0].SourceImageSequence[0].ReferencedFrameNumber
+            self.assertEqual(reference, len(sources) + 1 - source.InstanceNumber)
+        self.assertTrue(numpy.array_equal(self.read(self.path("objects"))[0], voxels))
+        shutil.rmtree(self.path("result"))
+        object_ = self.make_objects("segment_mr")[1]
+        labels, affine = read_nifti(self.path("result/labels.nii.gz"))
+        self.expect_laid_over(object_, object_.pixel_array, affine, lambda segment: labels == segment)
+
     def test_makes_the_same_object_of_the_same_seed(self):
         write_series(self.path("series"), "axial", PLANES)
 
@@ -350,7 +379,11 @@ class Writing(Hosts):
 
     def test_refuses_what_would_harm_the_source(self):
         write_series(self.path("series"), "axial", PLANES)
-        before = sorted(os.listdir(self.path("series")))
+
+        def content():
+            return {path.name: path.read_bytes() for path in pathlib.Path(self.path("series")).iterdir()}
+
+        before = content()
         nifti = os.path.join(DATA, "t1_head_axial.nii.gz")
         for path, folder, options, reason in (
                 (self.path("series"), self.path("series"), [], "folder of the source"),
@@ -358,12 +391,13 @@ class Writing(Hosts):
                 (self.path("series"), self.path("series/below"), [], "folder of the source"),
                 (nifti, self.path("objects"), [], "needs a DICOM image"),
                 (self.path("series"), self.path("objects"), ["--axis", "x"], "taken whole"),
+                (self.path("series"), self.path("objects"), ["--json", self.path("series/17.dcm"), "--force"], "is an input"),
                 (self.path("series"), self.path("objects"), ["--uid-root", "1.02"], "--uid-root")):
             with self.subTest(reason):
                 done = self.host("segment_mr", path, "-o", self.path("result"), "--dicom-output", folder, *options)
                 self.assertEqual(done.returncode, 2)
                 self.assertIn(reason, done.stderr)
-        self.assertEqual(sorted(os.listdir(self.path("series"))), before)
+        self.assertEqual(content(), before)
 
 
 if __name__ == "__main__":
