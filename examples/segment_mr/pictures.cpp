@@ -114,8 +114,8 @@ class Pictures {
 
   void WritePanel() {
     const auto& size = drawn_.image.voxelSize;
-    Write("panel", example::ComposePanel(tiles_, size ? (*size)[1] / (*size)[0] : 1.0,
-                                         example::LettersOf(drawn_.image, side_)));
+    const Raster panel = example::ComposePanel(tiles_, size ? (*size)[1] / (*size)[0] : 1.0, Letters());
+    results_.Write("panel.png", [&](const std::string& path) { example::WritePng(path, panel); });
   }
 
   const Drawn& GetDrawn() const { return drawn_; }
@@ -134,8 +134,10 @@ class Pictures {
   void AddTile(const Raster& picture, const std::string& caption) {
     tiles_.push_back({picture, caption, std::nullopt, true});
   }
+  example::ScreenLetters Letters() const { return example::LettersOf(drawn_.image, side_); }
   void Write(const std::string& name, const Raster& picture) {
-    results_.Write(name + ".png", [&](const std::string& path) { example::WritePng(path, picture); });
+    const Raster lettered = drawn_.image.affine ? example::WithLetters(picture, Letters()) : picture;
+    results_.Write(name + ".png", [&](const std::string& path) { example::WritePng(path, lettered); });
   }
 
   example::Results& results_;

@@ -46,9 +46,10 @@ void DrawLetter(Raster& panel, char letter, int centreX, int centreY) {
   DrawText(panel, text, centreX - width / 2, centreY - height / 2, kFontScale, kText);
 }
 
+constexpr int kInset = kGlyphHeight * kFontScale;
+
 // Just inside the edges of a picture.
 void DrawLetters(Raster& panel, const ScreenLetters& letters, TileSize size, int x, int y) {
-  constexpr int kInset = kGlyphHeight * kFontScale;
   DrawLetter(panel, letters.left, x + kInset, y + size.height / 2);
   DrawLetter(panel, letters.right, x + size.width - kInset, y + size.height / 2);
   DrawLetter(panel, letters.top, x + size.width / 2, y + kInset);
@@ -70,6 +71,16 @@ void DrawTile(Raster& panel, const PanelTile& tile, TileSize size, const ScreenL
 }
 
 }  // namespace
+
+Raster WithLetters(const Raster& picture, const ScreenLetters& letters) {
+  constexpr int kBand = 2 * kInset;
+  const TileSize size{picture.width + 2 * kBand, picture.height + 2 * kBand};
+  Raster framed = BlankRaster(size.width, size.height, 3);
+  FillRectangle(framed, 0, 0, size.width, size.height, kBackground);
+  Paste(framed, InColour(picture), kBand, kBand);
+  DrawLetters(framed, letters, size, 0, 0);
+  return framed;
+}
 
 Raster ComposePanel(const std::vector<PanelTile>& tiles, double pixelAspect, const ScreenLetters& letters) {
   const int count = static_cast<int>(tiles.size());

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "support/image.h"
 #include "support/raster.h"
 
 namespace example {
@@ -20,5 +21,8 @@ struct PanelTile {
 /// @param pixelAspect  height of a pixel divided by its width, in the patient.
 /// @param letters      of the patient's directions, drawn at the edges of each picture.
 Raster ComposePanel(const std::vector<PanelTile>& tiles, double pixelAspect, const ScreenLetters& letters);
+
+/// The picture in a band that bears the letters.
+Raster WithLetters(const Raster& picture, const ScreenLetters& letters);
 
 }  // namespace example
