@@ -3,11 +3,13 @@
 //   desktop_host [IMAGE]
 
 #include <QApplication>
+#include <QTimer>
 #include <algorithm>
 #include <string_view>
 
 #include "main_window.h"
 #include "std/qt/Std_qt_display.h"
+#include "support/cancellation.h"
 #include "support/command_line.h"
 #include "support/failure.h"
 
@@ -25,15 +27,32 @@ bool IsAnswered(int argc, char** argv) {
   return !example::ParseCommandLine(app, argc, argv);
 }
 
+// A computation ends on Ctrl-C, too.
+class Display : public STD_QT_DISPLAY {
+ public:
+  bool IsCancelRequested() const override {
+    return STD_QT_DISPLAY::IsCancelRequested() || example::IsCancelled();
+  }
+};
+
 int Run(int argc, char** argv) {
   if (IsAnswered(argc, argv)) return 0;
   const QApplication application(argc, argv);
-  STD_QT_DISPLAY display;
+  Display display;
   const STD_DISPLAY_SCOPE scope(&display);
   desktop_host::MainWindow window;
   window.show();
+  // A signal wakes no event loop: what it asks for is looked at often enough for people.
+  constexpr int kMilliseconds = 100;
+  QTimer timer;
+  QObject::connect(&timer, &QTimer::timeout, [&window] {
+    if (example::IsCancelled() && !window.IsBusy()) QApplication::exit();
+  });
+  timer.start(kMilliseconds);
   if (argc > 1) window.Open(argv[1]);
-  return QApplication::exec();
+  const int status = QApplication::exec();
+  example::ThrowIfCancelled();
+  return status;
 }
 
 }  // namespace

@@ -63,11 +63,11 @@ void MainWindow::BuildFileMenu() {
   file->addSeparator();
   openSeries_ = AddAction(file, "Open s&eries...", "openSeries");
   connect(openSeries_, &QAction::triggered, this, [this] { AskForFolder(); });
-  AddSaving(file, "Save &segmentation...", "saveSegmentation", "DICOM segmentations (*.dcm)",
+  AddSaving(file, "Save &segmentation...", "saveSegmentation", "DICOM segmentations", "dcm",
             &MainWindow::SaveSegmentation);
-  AddSaving(file, "Save &labels...", "saveLabels", "NIfTI labels (*.nii.gz)", &MainWindow::SaveLabels);
-  AddSaving(file, "Save &table...", "saveTable", "Tables (*.csv)", &MainWindow::SaveTable);
-  AddSaving(file, "Save &picture...", "savePicture", "Pictures (*.png)", &MainWindow::SavePicture);
+  AddSaving(file, "Save &labels...", "saveLabels", "NIfTI labels", "nii.gz", &MainWindow::SaveLabels);
+  AddSaving(file, "Save &table...", "saveTable", "Tables", "csv", &MainWindow::SaveTable);
+  AddSaving(file, "Save &picture...", "savePicture", "Pictures", "png", &MainWindow::SavePicture);
   savePicture_ = segmentationActions_.takeLast();  // needs an image alone
   imageActions_.append(savePicture_);
   file->addSeparator();

@@ -56,7 +56,7 @@ class MainWindow : public QMainWindow {
   SliceView* BuildView(int axis);
   QAction* AddAction(QMenu* menu, const QString& text, const char* name);
   void AddSaving(QMenu* menu, const QString& text, const char* name, const QString& kind,
-                 void (MainWindow::*save)(const std::string& path));
+                 const QString& ending, void (MainWindow::*save)(const std::string& path));
 
   void ShowViews(bool areThree);
   void AskForFile();

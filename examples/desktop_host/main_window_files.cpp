@@ -30,22 +30,25 @@ void MainWindow::AskForFolder() {
 std::optional<example::SeriesChoice> MainWindow::AskForSeries(const std::string& path) {
   if (example::IsNiftiPath(path) || example::IsPicturePath(path) || !example::IsDicomPath(path))
     return example::SeriesChoice();
-  const QStringList lines =
-      QString::fromStdString(example::ListDicomSeries(path)).split('\n', Qt::SkipEmptyParts);
-  if (lines.size() < 2) return example::SeriesChoice();
+  const std::vector<example::SeriesEntry> entries = example::ListDicomSeries(path);
+  if (entries.size() < 2) return example::SeriesChoice();
+  QStringList lines;
+  for (const example::SeriesEntry& entry : entries) lines.append(QString::fromStdString(entry.text));
   bool isOk = false;
   const QString line = QInputDialog::getItem(this, "Several series", "Series:", lines, 0, false, &isOk);
   if (!isOk) return std::nullopt;
-  return example::SeriesChoice{line.section(' ', 0, 0).toStdString(), std::nullopt};
+  return entries[static_cast<std::size_t>(lines.indexOf(line))].choice;
 }
 
 void MainWindow::AddSaving(QMenu* menu, const QString& text, const char* name, const QString& kind,
-                           void (MainWindow::*save)(const std::string& path)) {
+                           const QString& ending, void (MainWindow::*save)(const std::string& path)) {
   QAction* action = AddAction(menu, text, name);
   segmentationActions_.append(action);
-  connect(action, &QAction::triggered, this, [this, kind, save] {
-    const QString path = QFileDialog::getSaveFileName(this, "Save", QString(), kind);
-    if (!path.isEmpty()) (this->*save)(path.toStdString());
+  connect(action, &QAction::triggered, this, [this, kind, ending, save] {
+    QFileDialog dialog(this, "Save", QString(), QString("%1 (*.%2)").arg(kind, ending));
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setDefaultSuffix(ending);  // before it asks whether to replace a file of that name
+    if (dialog.exec() == QDialog::Accepted) (this->*save)(dialog.selectedFiles().front().toStdString());
   });
 }
 
@@ -66,8 +69,11 @@ void MainWindow::SaveLabels(const std::string& path) {
   if (classes == nullptr) return;
   const example::GreyImage& grid = wholeSegmentation_ ? image_ : slice_;
   const std::string model = example::IsNiftiPath(path_) ? path_ : "";
-  Save(path,
-       [&](const std::string& place) { example::WriteNiftiLabels(place, grid, model, classes->labels); });
+  Save(path, [&](const std::string& place) {
+    if (!example::IsNiftiPath(place))
+      throw example::WriteFailure("labels need a name that ends in .nii.gz or .nii");
+    example::WriteNiftiLabels(place, grid, model, classes->labels);
+  });
 }
 
 void MainWindow::SaveSegmentation(const std::string& path) {
