@@ -63,7 +63,6 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
     for (const char* name :
          {"--variant", "--rounds", "--depth", "--held-out", "--seed", "--folds", "--save-model"})
       example::Require(app.count(name) == 0, std::string(name) + " does not belong to --apply-model");
-    example::Require(!options.applyModelPath.empty(), "--apply-model needs a file");
   }
   example::Require(options.folds == 0 || app.count("--held-out") == 0,
                    "--held-out and --folds exclude each other");

@@ -154,8 +154,11 @@ bool ParseOptions(int argc, char** argv, Options& options) {
       ->type_name("FILE")
       ->needs(file);
   example::AddSeriesOptions(app, options.series);
-  app.add_flag("--list", options.listsSeries, "Only list the series of DICOM folders")->needs(file);
   example::AddReportOptions(app, options.output);
+  CLI::Option* list =
+      app.add_flag("--list", options.listsSeries, "Only list the series of DICOM folders")->needs(file);
+  for (const char* name : {"--json", "--csv", "--index", "--series", "--echo"})
+    list->excludes(app.get_option(name));
   if (!example::ParseCommandLine(app, argc, argv)) return false;
   if (options.paths.empty() && options.cosines.empty()) throw Failure("FILE or --cosines is needed");
   return true;
@@ -165,7 +168,9 @@ int Run(int argc, char** argv) {
   Options options;
   if (!ParseOptions(argc, argv, options)) return 0;
   if (options.listsSeries) {
-    for (const std::string& path : options.paths) std::printf("%s", example::ListDicomSeries(path).c_str());
+    for (const std::string& path : options.paths) {
+      for (const auto& entry : example::ListDicomSeries(path)) std::printf("%s\n", entry.text.c_str());
+    }
     return 0;
   }
   example::Results results("describe_slice", options.paths, options.output.isForced);

@@ -77,6 +77,7 @@ bool ParseOptions(int argc, char** argv, Options& options) {
   example::Require(hasBrain ? IsAscending(options.levels) : options.levels.empty(),
                    hasBrain ? "BRAIN needs --levels with three ascending numbers" : "--levels needs BRAIN");
   example::Require(hasBrain || options.headPath.empty(), "--head needs BRAIN");
+  example::Require(!hasBrain || app.count("--size") == 0, "--size does not belong to BRAIN");
   example::Require(
       options.size.size() == 3 && std::all_of(options.size.begin(), options.size.end(),
                                               [](int side) { return side >= 1 && side <= kLargestSide; }),
@@ -99,7 +100,7 @@ example::Phantom MakePhantom(const Options& options, GreyImage& grid) {
   std::vector<double> head;
   if (!options.headPath.empty()) {
     GreyImage image = example::ReadImage(options.headPath);
-    if (image.size != grid.size) throw Failure("the head and the brain differ in size");
+    example::RequireSameGrid(grid, options.brainPath, image, options.headPath);
     head = std::move(image.values);
   }
   example::Phantom phantom = example::MakeAnatomicalPhantom(

@@ -135,9 +135,9 @@ std::vector<double> DenoiseAll(std::vector<GreyImage>& channels, std::optional<G
   return channels.size() == 1 ? confidence : std::vector<double>();
 }
 
-// Segments one scan into the folder of the options.
-example::ImageSummary SegmentScan(Options options) {
-  example::Results results("segment_mr", InputsOf(options), options.output.isForced);
+// Segments one scan into the folder of the options; all inputs of the run stay.
+example::ImageSummary SegmentScan(Options options, const std::vector<std::string>& inputs) {
+  example::Results results("segment_mr", inputs, options.output.isForced);
   results.OpenFolder(options.output.path);
   results.Announce(CertainNames());
   results.AnnounceFile(options.output.jsonPath);
@@ -171,16 +171,16 @@ example::ImageSummary SegmentScan(Options options) {
 }
 
 void SegmentEach(const Options& options) {
-  const auto run = [&options](const std::string& path, const example::OutputOptions& output) {
+  const std::vector<std::string> inputs = InputsOf(options);
+  const auto run = [&](const std::string& path, const example::OutputOptions& output) {
     Options one = options;
     one.imagePath = path;
     one.channelPaths = {path};
     one.output = output;
     one.clock = {};
-    return SegmentScan(one);
+    return SegmentScan(one, inputs);
   };
-  RunEach("segment_mr", options.channelPaths, InputsOf(options), options.output, segment_mr::SummaryHeader(),
-          run);
+  RunEach("segment_mr", options.channelPaths, inputs, options.output, segment_mr::SummaryHeader(), run);
 }
 
 int Run(int argc, char** argv) {
@@ -189,7 +189,7 @@ int Run(int argc, char** argv) {
   if (options->takesEach) {
     SegmentEach(*options);
   } else {
-    SegmentScan(*options);
+    SegmentScan(*options, InputsOf(*options));
   }
   return 0;
 }

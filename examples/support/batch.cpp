@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <set>
 
+#include "support/cancellation.h"
 #include "support/failure.h"
 #include "support/json_text.h"
 
@@ -22,6 +23,24 @@ std::string CsvField(const std::string& text) {
   return field + "\"";
 }
 
+namespace {
+
+// Adds to what ends a run in the middle that the images before have their results.
+ImageSummary TellingWhatIsDone(std::size_t done, const std::function<ImageSummary()>& run) {
+  const std::string text = "the results of " + std::to_string(done) + " images before it are written";
+  try {
+    return run();
+  } catch (const Cancelled&) {
+    if (done > 0) throw Cancelled("cancelled; " + text);
+    throw;
+  } catch (const Failure& failure) {
+    if (done > 0) throw Failure(failure.what() + ("; " + text));
+    throw;
+  }
+}
+
+}  // namespace
+
 void RunEach(const std::string& host, const std::vector<std::string>& paths,
              const std::vector<std::string>& inputs, const OutputOptions& output, const std::string& header,
              const std::function<ImageSummary(const std::string& path, const OutputOptions& output)>& run) {
@@ -38,7 +57,9 @@ void RunEach(const std::string& host, const std::vector<std::string>& paths,
   Json reports = Json::array();
   for (const std::string& path : paths) {
     const std::string folder = (std::filesystem::path(output.path) / StemOf(path)).string();
-    const ImageSummary summary = run(path, {folder, "", output.isForced});
+    const ImageSummary summary = TellingWhatIsDone(reports.size(), [&] {
+      return run(path, {folder, "", output.isForced});
+    });
     table += summary.rows;
     reports.push_back(Json::parse(summary.json));
     std::printf("\n");

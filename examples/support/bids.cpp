@@ -7,7 +7,7 @@ namespace example {
 
 BidsName ParseBidsName(const std::string& path) {
   static const std::regex pattern(
-      "(sub-[A-Za-z0-9]+(?:_[A-Za-z]+-[A-Za-z0-9+]+)*)_([A-Za-z0-9]+)\\.nii(?:\\.gz)?");
+      "(sub-[A-Za-z0-9]+(?:_[A-Za-z]+-[A-Za-z0-9+]+)*)_([A-Za-z0-9]+)(?:\\.nii(?:\\.gz)?|\\.json)");
   std::smatch match;
   const std::string name = std::filesystem::path(path).filename().string();
   if (!std::regex_match(name, match, pattern)) return {};
@@ -24,6 +24,13 @@ BidsName ParseBidsName(const std::string& path) {
     at = next;
   }
   return result;
+}
+
+bool AreOfOneScan(const BidsName& a, const BidsName& b) {
+  const auto isMap = [](const BidsName& name) {
+    return name.suffix == "dseg" || name.suffix == "probseg" || name.suffix == "map";
+  };
+  return a.entities == b.entities && (a.suffix == b.suffix || isMap(a) || isMap(b));
 }
 
 std::string BidsResult(const BidsName& name, const std::string& label, const std::string& description,

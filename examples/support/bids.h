@@ -13,7 +13,12 @@ struct BidsName {
   std::string suffix;
   bool IsBids() const { return !entities.empty(); }
 };
+/// @param path  of an image, or of the sidecar of one.
 BidsName ParseBidsName(const std::string& path);
+
+/// Whether images of these names are of one scan, as far as the names tell: maps made of an image do not tell
+/// its suffix.
+bool AreOfOneScan(const BidsName& a, const BidsName& b);
 
 /// The name, without its ending, of what is made of an image of that name: sub-01_label-GM_probseg.
 /// @param label        of what it shows alone; empty: none.

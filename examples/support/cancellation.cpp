@@ -43,6 +43,7 @@ CancellationScope::CancellationScope(const std::string& programName) {
   const std::string text = "\n" + programName + ": stopping; Ctrl-C again ends it at once\n";
   text.copy(notice.data(), notice.size() - 1);
   isCancelled = false;
+  std::signal(SIGXFSZ, SIG_IGN);
   for (const int number : kSignals) {
     // A program that runs under nohup, or in the background of a script, goes on ignoring what it is told to.
     if (std::signal(number, Handle) == SIG_IGN) std::signal(number, SIG_IGN);

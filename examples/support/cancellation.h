@@ -1,6 +1,6 @@
 #pragma once
 
-#include <exception>
+#include <stdexcept>
 #include <string>
 
 #include "std/Std_console_display.h"
@@ -11,7 +11,10 @@ namespace example {
 inline constexpr int kCancelledStatus = 130;
 
 /// Ends a host program whose user pressed Ctrl-C.
-class Cancelled : public std::exception {};
+class Cancelled : public std::runtime_error {
+ public:
+  explicit Cancelled(const std::string& text = "cancelled, nothing written") : std::runtime_error(text) {}
+};
 
 bool IsCancelled();
 
@@ -26,7 +29,7 @@ class CancellingDisplay : public STD_CONSOLE_DISPLAY {
 };
 
 /// While it lives, the first Ctrl-C (or request to terminate) says so and asks the run to end; a second one
-/// kills. It also installs a CancellingDisplay.
+/// kills. It also installs a CancellingDisplay, and makes a file that outgrows its limit a failure to write.
 class CancellationScope {
  public:
   explicit CancellationScope(const std::string& programName);

@@ -10,19 +10,9 @@
 
 namespace example {
 
-namespace {
-
-// --output, which may not be empty, and what tells of the results.
-void AddOutput(CLI::App& app, OutputOptions& output, const std::string& typeName, const std::string& text,
-               const std::string& ifEmpty) {
-  app.add_option("-o,--output", output.path, text)
-      ->type_name(typeName)
-      ->capture_default_str()
-      ->check([ifEmpty](const std::string& path) { return path.empty() ? ifEmpty : std::string(); });
-  AddReportOptions(app, output);
+void Require(bool isTrue, const std::string& text) {
+  if (!isTrue) throw Failure(text);
 }
-
-}  // namespace
 
 void AddReportOptions(CLI::App& app, OutputOptions& output) {
   app.add_option("--json", output.jsonPath, "Write a report for programs into this file, too")
@@ -30,6 +20,28 @@ void AddReportOptions(CLI::App& app, OutputOptions& output) {
   app.add_flag("--force", output.isForced,
                "Replace files of these names that are not results of an\nearlier run");
 }
+
+namespace {
+
+bool LooksLikeNumber(const std::string& text) {
+  const std::size_t first = text.find_first_not_of("+-.");
+  return first != std::string::npos && (text[first] >= '0' && text[first] <= '9');
+}
+
+// An empty value, as of a variable that a script has not set, would count as the option left out; one that
+// looks like an option is one whose value is missing.
+void CheckValues(const CLI::App& app) {
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& value : option->results()) {
+      Require(!value.empty(), option->get_name() + " needs a value");
+      const bool isOption = value.front() == '-' && !LooksLikeNumber(value);
+      Require(option->get_positional() || !isOption,
+              option->get_name() + " needs a value; a file of the name " + value + " is ./" + value);
+    }
+  }
+}
+
+}  // namespace
 
 bool ParseCommandLine(CLI::App& app, int argc, char** argv) {
   app.set_version_flag("--version", app.get_name() + " " MTH_EXAMPLE_VERSION, "Print the version and exit");
@@ -44,21 +56,18 @@ bool ParseCommandLine(CLI::App& app, int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     throw Failure(std::string(error.what()) + " (--help lists the options)");
   }
+  CheckValues(app);
   return true;
 }
 
-void Require(bool isTrue, const std::string& text) {
-  if (!isTrue) throw Failure(text);
-}
-
 void AddOutputOptions(CLI::App& app, OutputOptions& output) {
-  AddOutput(app, output, "FOLDER", "Folder for the results, created if it is missing",
-            "--output needs a folder");
+  AddOutputFileOptions(app, output, "FOLDER", "Folder for the results, created if it is missing");
 }
 
 void AddOutputFileOptions(CLI::App& app, OutputOptions& output, const std::string& typeName,
                           const std::string& text) {
-  AddOutput(app, output, typeName, text, "--output needs a file");
+  app.add_option("-o,--output", output.path, text)->type_name(typeName)->capture_default_str();
+  AddReportOptions(app, output);
 }
 
 CLI::Option* AddWord(CLI::App& app, const std::string& names, std::string& value,

@@ -40,8 +40,8 @@ int RunProgram(const std::string& name, int (*program)(int, char**), int argc, c
     const int status = program(argc, argv);
     FinishOutput();
     return status;
-  } catch (const Cancelled&) {
-    Report(name, "cancelled, nothing written");
+  } catch (const Cancelled& cancelled) {
+    Report(name, cancelled.what());
     return kCancelledStatus;
   } catch (const std::bad_alloc&) {
     return Report(name, "not enough memory");

@@ -61,8 +61,10 @@ Results::Results(std::string host, std::vector<std::string> inputs, bool isForce
 
 StagedFolder& Results::FolderOf(const std::string& path) {
   std::error_code error;
-  fs::path folder = fs::absolute(path, error).lexically_normal();
+  // As the system takes it: ".." after a link leads out of what the link names.
+  fs::path folder = fs::weakly_canonical(path.empty() ? "." : path, error);
   const auto fail = [&] { throw Failure("cannot write into the folder " + path); };
+  if (!error) folder = fs::absolute(folder, error);
   if (error) fail();
   if (!folder.has_filename()) folder = folder.parent_path();  // "folder/" means "folder"
   const fs::path existing = NearestExisting(folder);
@@ -70,7 +72,7 @@ StagedFolder& Results::FolderOf(const std::string& path) {
   for (const auto& staged : folders_) {
     if (staged->GetPath() == folder || fs::equivalent(staged->GetPath(), folder, error)) return *staged;
   }
-  folders_.push_back(std::make_unique<StagedFolder>(folder, host_));
+  folders_.push_back(std::make_unique<StagedFolder>(folder, host_, inputs_));
   return *folders_.back();
 }
 
@@ -79,32 +81,44 @@ void Results::OpenFolder(const std::string& path) {
   main_ = &FolderOf(path);
 }
 
-void Results::Announce(const std::vector<std::string>& names) {
-  for (const std::string& name : names) main_->CheckPlace(name, inputs_, isForced_);
+// Two results of one name would take each other's place.
+void Results::Append(std::vector<Target>& targets, StagedFolder& folder, const std::string& name) {
+  for (const Target& target : targets) {
+    if (target.folder == &folder && target.name == name)
+      throw Failure((folder.GetPath() / name).string() + " would be written twice");
+  }
+  targets.push_back({&folder, name});
 }
 
-// A single file goes into a folder that is there: its name may be a slip.
+void Results::AnnounceInto(StagedFolder& folder, const std::string& name) {
+  Append(announced_, folder, name);
+  folder.CheckPlace(name, isForced_);
+}
+
+void Results::Announce(const std::vector<std::string>& names) {
+  for (const std::string& name : names) AnnounceInto(*main_, name);
+}
+
+// A single file goes into a folder that is there, or that this run makes: another name may be a slip.
 StagedFolder& Results::FolderAround(const std::string& file) {
   const fs::path path(file);
   std::error_code error;
   if (!path.has_filename()) throw Failure(file + " is a folder: results do not replace one");
   const std::string folder = path.has_parent_path() ? path.parent_path().string() : ".";
-  if (!fs::is_directory(folder, error)) throw Failure("cannot write " + file + ": no folder " + folder);
-  return FolderOf(folder);
+  StagedFolder& around = FolderOf(folder);
+  if (&around != main_ && !fs::is_directory(folder, error))
+    throw Failure("cannot write " + file + ": no folder " + folder);
+  return around;
 }
 
 void Results::AnnounceFile(const std::string& path) {
   if (path.empty()) return;
-  FolderAround(path).CheckPlace(fs::path(path).filename().string(), inputs_, isForced_);
+  AnnounceInto(FolderAround(path), fs::path(path).filename().string());
 }
 
 void Results::WriteInto(StagedFolder& folder, const std::string& name, bool isAlone, const Writer& write) {
   ThrowIfCancelled();
-  for (const Target& target : targets_) {
-    if (target.folder == &folder && target.name == name)
-      throw Failure((folder.GetPath() / name).string() + " would be written twice");
-  }
-  targets_.push_back({&folder, name});
+  Append(targets_, folder, name);
   try {
     write(folder.Stage(name, isAlone).string());
   } catch (const WriteFailure& failure) {
@@ -122,7 +136,7 @@ void Results::WriteText(const std::string& name, const std::string& text) {
 }
 
 void Results::AnnounceInFolder(const std::string& folder, const std::string& name) {
-  if (!folder.empty()) FolderOf(folder).CheckPlace(name, inputs_, isForced_);
+  if (!folder.empty()) AnnounceInto(FolderOf(folder), name);
 }
 
 void Results::WriteInFolder(const std::string& folder, const std::string& name, const Writer& write) {
@@ -139,7 +153,7 @@ void Results::WriteTextFile(const std::string& path, const std::string& text) {
 }
 
 void Results::Commit() {
-  for (const Target& target : targets_) target.folder->CheckPlace(target.name, inputs_, isForced_);
+  for (const Target& target : targets_) target.folder->CheckPlace(target.name, isForced_);
   const UninterruptedScope scope;
   ThrowIfCancelled();
   std::vector<Move> moves;
@@ -149,6 +163,7 @@ void Results::Commit() {
   }
   MoveAll(moves);
   folders_.clear();
+  announced_.clear();
   targets_.clear();
   main_ = nullptr;
 }

@@ -57,6 +57,7 @@ class Results {
   void Commit();
 
  private:
+  void AnnounceInto(StagedFolder& folder, const std::string& name);
   StagedFolder& FolderOf(const std::string& path);
   StagedFolder& FolderAround(const std::string& file);
   void WriteInto(StagedFolder& folder, const std::string& name, bool isAlone, const Writer& write);
@@ -65,6 +66,7 @@ class Results {
     StagedFolder* folder;
     std::string name;
   };
+  static void Append(std::vector<Target>& targets, StagedFolder& folder, const std::string& name);
 
   std::string host_;
   std::vector<std::string> inputs_;
@@ -72,6 +74,7 @@ class Results {
   std::vector<std::unique_ptr<StagedFolder>> folders_;
   StagedFolder* main_ = nullptr;
   std::vector<std::string> names_;
+  std::vector<Target> announced_;
   std::vector<Target> targets_;
 };
 

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <fstream>
 
+#include "support/bids.h"
+#include "support/dicom_io.h"
 #include "support/failure.h"
 
 namespace example {
@@ -42,23 +44,52 @@ void TakeBack(const fs::path& folder, const fs::path& staging) {
   }
 }
 
+// A former file that cannot return, as its place was taken meanwhile, stays for the user: without the mark
+// nothing touches it any more.
+void ClearStaging(const fs::path& folder, const fs::path& staging) {
+  std::error_code ignored;
+  const bool isHalf = fs::exists(staging / kManifest, ignored);
+  if (isHalf) TakeBack(folder, staging);
+  if (isHalf && !fs::is_empty(staging / kFormer, ignored)) {
+    fs::remove(staging / kMark, ignored);
+  } else {
+    fs::remove_all(staging, ignored);
+  }
+}
+
 void ClearIfDead(const fs::path& folder, const fs::path& staging) {
   const int mark = open((staging / kMark).c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC);
   if (mark < 0) return;  // not one of ours
-  if (flock(mark, LOCK_EX | LOCK_NB) == 0) {
-    std::error_code ignored;
-    if (fs::exists(staging / kManifest, ignored)) TakeBack(folder, staging);
-    fs::remove_all(staging, ignored);
-  }
+  if (flock(mark, LOCK_EX | LOCK_NB) == 0) ClearStaging(folder, staging);
   close(mark);
 }
 
-void CheckNotInput(const fs::path& place, const std::vector<std::string>& inputs) {
+// A folder that is read, or the index of a disc, stands for every DICOM file below it.
+bool IsInput(const fs::path& place, const std::string& input) {
   std::error_code error;
-  for (const std::string& input : inputs) {
-    if (fs::equivalent(place, input, error))
-      throw Failure(place.string() + " is an input of this run: choose another output");
-  }
+  if (fs::equivalent(place, input, error)) return true;
+  const bool isFolder = fs::is_directory(input, error);
+  if (!isFolder && !IsDicomDirectory(input)) return false;
+  const fs::path folder = isFolder ? fs::path(input) : fs::absolute(input, error).parent_path();
+  return fs::is_regular_file(place, error) && IsWithin(place, folder) && IsDicomPath(place.string());
+}
+
+bool IsAnyInput(const fs::path& place, const std::vector<std::string>& inputs) {
+  return std::any_of(inputs.begin(), inputs.end(),
+                     [&](const std::string& input) { return IsInput(place, input); });
+}
+
+bool IsProtected(const fs::path& place) {
+  std::error_code error;
+  return (fs::status(place, error).permissions() & fs::perms::owner_write) == fs::perms::none;
+}
+
+// That of another subject, session or contrast.
+bool IsOfAnotherScan(const std::string& name, const Manifest& written) {
+  const BidsName former = ParseBidsName(name);
+  return former.IsBids() && std::none_of(written.begin(), written.end(), [&](const auto& entry) {
+           return AreOfOneScan(former, ParseBidsName(entry.first));
+         });
 }
 
 void WriteManifest(const fs::path& path, const Manifest& manifest) {
@@ -68,12 +99,20 @@ void WriteManifest(const fs::path& path, const Manifest& manifest) {
 
 }  // namespace
 
-StagedFolder::StagedFolder(fs::path folder, std::string host)
-    : folder_(std::move(folder)), host_(std::move(host)) {}
+bool IsWithin(const fs::path& place, const fs::path& folder) {
+  std::error_code error;
+  const fs::path inner = fs::weakly_canonical(place, error);
+  const fs::path outer = fs::weakly_canonical(folder, error);
+  const auto [end, rest] = std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end());
+  return end == outer.end();
+}
+
+StagedFolder::StagedFolder(fs::path folder, std::string host, const std::vector<std::string>& inputs)
+    : folder_(std::move(folder)), host_(std::move(host)), inputs_(inputs) {}
 
 StagedFolder::~StagedFolder() {
   std::error_code ignored;
-  if (!staging_.empty()) fs::remove_all(staging_, ignored);
+  if (!staging_.empty()) ClearStaging(folder_, staging_);
   if (mark_ >= 0) close(mark_);
   std::for_each(created_.rbegin(), created_.rend(), [&](const fs::path& path) {
     fs::remove(path, ignored);  // stays where it holds something
@@ -90,13 +129,22 @@ void StagedFolder::ClearDeadRuns() const {
   for (const fs::path& staging : found) ClearIfDead(folder_, staging);
 }
 
-void StagedFolder::CreateStaging() {
+// Keeps in mind what it has created itself: no link, which may lead nowhere, goes with a failed run.
+void StagedFolder::CreateFolder() {
   std::error_code error;
+  std::vector<fs::path> missing;
   for (fs::path path = folder_; !fs::exists(path, error) && path.has_relative_path();
        path = path.parent_path())
-    created_.insert(created_.begin(), path);
-  fs::create_directories(folder_, error);
+    missing.push_back(path);
+  std::for_each(missing.rbegin(), missing.rend(), [&](const fs::path& path) {
+    if (fs::create_directory(path, error)) created_.push_back(path);
+  });
+}
+
+void StagedFolder::CreateStaging() {
+  CreateFolder();
   ClearDeadRuns();
+  std::error_code error;
   const fs::path staging = folder_ / (kPrefix + std::to_string(getpid()));
   if (!fs::create_directory(staging, error)) CannotWrite(folder_);
   staging_ = staging;
@@ -116,13 +164,13 @@ fs::path StagedFolder::Stage(const std::string& name, bool isAlone) {
   return staging_ / kNew / name;
 }
 
-void StagedFolder::CheckPlace(const std::string& name, const std::vector<std::string>& inputs,
-                              bool isForced) const {
+void StagedFolder::CheckPlace(const std::string& name, bool isForced) const {
   const fs::path place = folder_ / name;
   std::error_code error;
   const fs::file_status status = fs::symlink_status(place, error);
   if (!fs::exists(status)) return;
-  CheckNotInput(place, inputs);
+  if (IsAnyInput(place, inputs_))
+    throw Failure(place.string() + " is an input of this run: choose another output");
   if (fs::is_symlink(status)) throw Failure(place.string() + " is a link: results do not replace one");
   if (fs::is_directory(status)) throw Failure(place.string() + " is a folder: results do not replace one");
   if (!fs::is_regular_file(status))
@@ -134,6 +182,15 @@ void StagedFolder::CheckPlace(const std::string& name, const std::vector<std::st
     throw Failure(place.string() + " is not a result of " + host_ + ": --force replaces it");
   if (FingerprintOf(place) != former->second.fingerprint)
     throw Failure(place.string() + " was changed since " + host_ + " wrote it: --force replaces it");
+  if (IsProtected(place)) throw Failure(place.string() + " is write-protected: --force replaces it");
+}
+
+// Whether a result of an earlier run that this one did not write is left where it is.
+bool StagedFolder::Stays(const std::string& name, const ManifestEntry& entry) const {
+  const bool writesFolder = std::any_of(written_.begin(), written_.end(),
+                                        [](const auto& written) { return !written.second.isAlone; });
+  return entry.isAlone || !writesFolder || IsAnyInput(folder_ / name, inputs_) ||
+         IsProtected(folder_ / name) || IsOfAnotherScan(name, written_);
 }
 
 std::vector<Move> StagedFolder::PlanMoves() {
@@ -145,11 +202,9 @@ std::vector<Move> StagedFolder::PlanMoves() {
     const bool isThere = fs::exists(fs::symlink_status(folder_ / name, error));
     if (isThere) moves.push_back({folder_ / name, staging_ / kFormer / name});
   };
-  const bool writesFolder =
-      std::any_of(written_.begin(), written_.end(), [](const auto& entry) { return !entry.second.isAlone; });
   for (const auto& [name, entry] : ReadManifest(folder_ / ManifestName(host_))) {
     if (written_.contains(name) || FingerprintOf(folder_ / name) != entry.fingerprint) continue;
-    if (entry.isAlone || !writesFolder) {
+    if (Stays(name, entry)) {
       manifest[name] = entry;
     } else {
       stepAside(name);

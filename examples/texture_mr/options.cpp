@@ -88,7 +88,6 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
   app.footer(std::string(kFooter) + "\n" + example::kReplacementText + example::kStatusText);
   AddOptions(app, options);
   if (!example::ParseCommandLine(app, argc, argv)) return std::nullopt;
-  example::Require(app.count("--mask") == 0 || !options.maskPath.empty(), "--mask needs a label image");
   example::Require(app.count("--bin-width") == 0 || app.count("--levels") == 0,
                    "--levels and --bin-width exclude each other");
   const bool isWidth = std::isfinite(options.binWidth) && options.binWidth > 0.0;

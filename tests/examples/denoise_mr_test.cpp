@@ -250,7 +250,7 @@ TEST(DenoiseMrRefuses, WhatItCannotUse) {
       {slice + " --axis t", "--axis"},
       {slice + " --sigma 5", "--sigma of a single image needs --volume"},
       {slice + " --sharpen", "--sharpen"},
-      {slice + " -o ''", "folder"},
+      {slice + " -o ''", "--output needs a value"},
       {slice + " -o " + slice, "t1_head_axial"},
   };
   for (const auto& [arguments, reason] : cases) {

@@ -1,4 +1,5 @@
-// For the tests of DICOM: reads as the hosts do and writes the image as NIfTI, or reads files with random faults.
+// For the tests of DICOM: reads as the hosts do and writes the image as NIfTI, or reads files with random
+// faults.
 //   dicom_probe read PATH SERIES|- ECHO|- OUT.nii
 //   dicom_probe open PATH SERIES|- ECHO|-      reads only
 //   dicom_probe mutate COUNT SEED SCRATCH.dcm FILE...

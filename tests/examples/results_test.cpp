@@ -33,7 +33,7 @@ class ResultsOfAHost : public testing::Test {
     file.dimensions = {2, 3, 2, 1, 1, 1, 1, 1};
     file.SetVoxels<std::uint8_t>({10, 60, 60, 0, 60, 10});
     WriteFile(folder_ / "first.nii", file.Bytes(8));
-    file.SetVoxels<std::uint8_t>({10, 60, 90, 0, 20, 10});
+    file.SetVoxels<std::uint8_t>({10, 60, 90, 0, 20, 90});
     WriteFile(folder_ / "second.nii", file.Bytes(8));
   }
 
@@ -57,13 +57,70 @@ class ResultsOfAHost : public testing::Test {
 
 TEST_F(ResultsOfAHost, LeaveTheUsersFilesAlone) {
   ASSERT_EQ(Segment("second.nii", "-c 3").status, 0);
+  ASSERT_TRUE(fs::exists(folder_ / "out/membership_3.nii.gz"));
   const std::map<std::string, std::string> mine{{"labels.csv", "a"},
                                                 {"membership_list.xlsx", "b"},
                                                 {"outliers.txt", "c"},
                                                 {"membership_3.png", "drawn over"}};
   for (const auto& [name, text] : mine) WriteFile(folder_ / ("out/" + name), text);
+  const std::string mask = "--mask " + Quoted(folder_ / "out/membership_3.nii.gz");
+  ASSERT_EQ(Segment("first.nii", "-c 2 " + mask).status, 0);
+  EXPECT_TRUE(fs::exists(folder_ / "out/membership_3.nii.gz"));  // what a run reads
+  fs::permissions(folder_ / "out/report.txt", fs::perms::owner_read);
+  ExpectRefusal(Segment("first.nii"), ContentsOf(folder_ / ""), "write-protected");
+  fs::permissions(folder_ / "out/report.txt", fs::perms::owner_write, fs::perm_options::add);
   ASSERT_EQ(Segment("first.nii").status, 0);
+  EXPECT_FALSE(fs::exists(folder_ / "out/membership_3.nii.gz"));  // would pass for one of this run
   for (const auto& [name, text] : mine) EXPECT_EQ(ReadFile(folder_ / ("out/" + name)), text) << name;
+}
+
+// What tells by its name that it is of another subject or contrast passes for nothing else.
+TEST_F(ResultsOfAHost, LeaveThoseOfOtherScans) {
+  for (const char* name : {"sub-01_T1w.nii", "sub-02_T1w.nii", "sub-01_T2w.nii"})
+    fs::copy_file(folder_ / "second.nii", folder_ / name);
+  const std::string denoise = "-o " + Quoted(folder_ / "denoised") + " '" + (folder_ / "sub-01_");
+  const struct {
+    const char* program;
+    std::string arguments;
+    std::string kept;
+    std::string gone;
+  } runs[] = {
+      {MTH_SEGMENT_MR, Arguments("sub-01_T1w.nii", "-c 3"), "sub-01_label-WM_probseg.nii.gz", "none"},
+      {MTH_SEGMENT_MR, Arguments("sub-02_T1w.nii"), "sub-01_label-WM_probseg.nii.gz", "none"},
+      {MTH_SEGMENT_MR, Arguments("sub-01_T1w.nii"), "sub-02_dseg.json", "sub-01_label-WM_probseg.nii.gz"},
+      {MTH_DENOISE_MR, denoise + "T1w.nii'", "../denoised/sub-01_desc-denoised_T1w.nii.gz", "none"},
+      {MTH_DENOISE_MR, denoise + "T2w.nii'", "../denoised/sub-01_desc-denoised_T1w.nii.gz", "none"},
+  };
+  for (const auto& [program, arguments, kept, gone] : runs) {
+    ASSERT_EQ(RunProgram(program, arguments).status, 0) << arguments;
+    EXPECT_TRUE(fs::exists(folder_ / ("out/" + kept))) << arguments;
+    EXPECT_FALSE(fs::exists(folder_ / ("out/" + gone))) << arguments;
+  }
+}
+
+// Names that are empty, as of a variable that is not set, or that were forgotten; places that do not fit.
+TEST_F(ResultsOfAHost, RefuseNamesThatAreNone) {
+  fs::create_symlink("nowhere", folder_ / "link");
+  const auto before = ContentsOf(folder_ / "");
+  const std::pair<std::string, std::string> cases[] = {
+      {"--json ''", "--json needs a value"},
+      {"--mask ''", "--mask needs a value"},
+      {"--json --force", "--json needs a value"},
+      {"--json -", "a file of the name - is ./-"},
+      {"--json -a.json", "./-a.json"},
+      {"--json a --json b", "--json"},
+      {"--json " + Quoted(folder_ / "out/report.json"), "written twice"},
+      {"--json " + Quoted(folder_ / "none/report.json"), "no folder"},
+  };
+  for (const auto& [options, reason] : cases) {
+    SCOPED_TRACE(options);
+    ExpectRefusal(Segment("first.nii", options), before, reason);
+  }
+  for (const std::string folder : {"''", "-", "link", "first.nii", "first.nii/out", "/dev/null"}) {
+    const std::string place = folder.size() < 3 || folder.front() == '/' ? folder : folder_ / folder;
+    ExpectRefusal(RunProgram(MTH_SEGMENT_MR, Quoted(folder_ / "first.nii") + " -o " + place), before, "");
+  }
+  EXPECT_EQ(Segment("first.nii", "-c 2 --json " + Quoted(folder_ / "out/mine.json")).status, 0);
 }
 
 TEST_F(ResultsOfAHost, DoNotReplaceWhatTheHostDidNotWrite) {
@@ -115,6 +172,9 @@ TEST_F(ResultsOfAHost, NeverTakeThePlaceOfAnInput) {
                 .status,
             0);
   WriteFile(folder_ / "fit.csv", "0,1\n1,2\n2,1\n3,0\n");
+  fs::create_hard_link(folder_ / "first.nii", folder_ / "same.nii");
+  const std::string each = " -m kmeans -c 2 -o " + Quoted(folder_ / "each");
+  ASSERT_EQ(RunProgram(MTH_SEGMENT_MR, Quoted(folder_ / "first.nii") + each + "/first").status, 0);
   const struct {
     const char* program;
     std::string arguments;
@@ -124,6 +184,9 @@ TEST_F(ResultsOfAHost, NeverTakeThePlaceOfAnInput) {
       {MTH_STACK_PICTURES, Quoted(folder_ / "out/panel.png") + " -o " + Quoted(folder_ / "out/panel.png")},
       {MTH_FIT_CURVE, Quoted(folder_ / "fit.csv") + " -o " + Quoted(folder_ / "./fit.csv") + " --force"},
       {MTH_SEGMENT_MR, Arguments("first.nii", "-c 2 --json " + Quoted(folder_ / "first.nii"))},
+      {MTH_SEGMENT_MR, Arguments("first.nii", "-c 2 --force --json " + Quoted(folder_ / "same.nii"))},
+      {MTH_SEGMENT_MR,
+       Quoted(folder_ / "first.nii") + " --each " + Quoted(folder_ / "each/first/labels.nii.gz") + each},
   };
   const auto before = ContentsOf(folder_ / "");
   for (const auto& [program, arguments] : cases) {
@@ -162,7 +225,7 @@ TEST_F(ResultsOfAHost, SingleFilesFollowTheSameRules) {
 TEST_F(ResultsOfAHost, AFullDiscIsNamedAndChangesNothing) {
   ASSERT_EQ(Segment("first.nii").status, 0);
   const auto before = ContentsOf(folder_ / "");
-  const std::string shell = "-c 'trap \"\" XFSZ; ulimit -f 4; exec \"$0\" \"$@\"' ";
+  const std::string shell = "-c 'ulimit -f 4; exec \"$0\" \"$@\"' ";
   const ProgramRun run =
       RunProgram("/bin/bash", shell + Quoted(MTH_SEGMENT_MR) + " " + Arguments("second.nii", "-c 2 --force"));
   ExpectRefusal(run, before, "panel.png: File too large");
@@ -205,6 +268,7 @@ TEST_F(ResultsOfAHost, AreTakenBackFromADeadRun) {
   fs::create_directories(folder_ / "out/.mth_part-1/former");
   WriteFile(folder_ / "out/.mth_part-1/mark", "");
   fs::rename(folder_ / "out/report.txt", folder_ / "out/.mth_part-1/former/report.txt");
+  WriteFile(folder_ / "out/.mth_part-1/former/panel.png", "by hand");  // another one is there meanwhile
   WriteFile(folder_ / "out/report.txt", "123456789");
   // The check value of CRC-32 over these nine bytes.
   for (const std::string name : {"plan", "manifest"})
@@ -212,10 +276,12 @@ TEST_F(ResultsOfAHost, AreTakenBackFromADeadRun) {
   fs::create_directory(folder_ / "out/.mth_part-unmarked");  // somebody else's
   // A run that fails after it has begun to write has cleared up first.
   const ProgramRun run =
-      RunProgram("/bin/bash", "-c 'trap \"\" XFSZ; ulimit -f 4; exec \"$0\" \"$@\"' " +
-                                  Quoted(MTH_SEGMENT_MR) + " " + Arguments("second.nii", "-c 2 --force"));
+      RunProgram("/bin/bash", "-c 'ulimit -f 4; exec \"$0\" \"$@\"' " + Quoted(MTH_SEGMENT_MR) + " " +
+                                  Arguments("second.nii", "-c 2 --force"));
   EXPECT_EQ(run.status, 2);
   EXPECT_EQ(ReadFile(folder_ / "out/report.txt"), report);
+  EXPECT_EQ(ReadFile(folder_ / "out/.mth_part-1/former/panel.png"), "by hand");
+  fs::remove_all(folder_ / "out/.mth_part-1");
   fs::remove(folder_ / "out/.mth_part-unmarked");
   EXPECT_TRUE(ContentsOf(folder_ / "") == before);
 }

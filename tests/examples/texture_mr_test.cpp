@@ -276,7 +276,7 @@ TEST(TextureMr, RefusesWhatItCannotMeasure) {
       {image("image.nii") + " --range 1", "--range needs two intensities"},
       {image("image.nii") + " --axis z", "--axis needs a volume"},
       {image("image.nii") + " --label 1", "--label needs a --mask"},
-      {image("image.nii") + " --mask ''", "--mask needs a label image"},
+      {image("image.nii") + " --mask ''", "--mask needs a value"},
       {image("image.nii") + " --mask " + image("zeros.nii"), "no region in the mask"},
       {image("image.nii") + " --mask " + image("small.nii"), "differ in size: 4 x 4 and 4 x 3"},
       {image("image.nii") + " --mask " + image("negative.nii"), "holds -1"},
