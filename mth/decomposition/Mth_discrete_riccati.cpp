@@ -90,7 +90,7 @@ class ClosedLoop {
       std::copy_n(a[order_[i]], n_, sides.elements + i * width);
       std::copy_n(g[order_[i]], n_, sides.elements + i * width + n_);
     }
-    if (!SolveFactoredRows<double>(factors.elements, n_, sides.elements, width, false)) return;
+    if (SolveFactoredRows<double>(factors.elements, n_, sides.elements, width, false) != 0) return;
     double left = 0.0;
     for (std::int64_t i = 0; i < n_; ++i)
       left = std::max(left, LargestMagnitude(sides.elements + i * width, n_));

@@ -42,7 +42,7 @@ bool ReduceToSchur(SquareView h, SquareView qt);
 void SchurValues(SquareView t, Complex* values);
 
 /// Eigenvectors of a real Schur form, in its coordinates: row j of `vectors` for a real eigenvalue j, rows j
-/// and j + 1 the real and imaginary parts for a complex pair.
+/// and j + 1 the real and imaginary parts for a complex pair. Incomplete when the host gives up.
 void SchurVectors(SquareView t, const Complex* values, SquareView vectors, Complex* work);
 
 /// Rotation of the planes k and k + 1: (x, y) becomes (c x + s y, c y - s x).

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_eigenvectors_internal.h"
 
 namespace mth_internal {
@@ -41,7 +42,7 @@ void WriteVector(Component component, std::int64_t size, std::int64_t column, MT
 void MultiplyVectors(SquareView left, SquareView right, const double* scales, SquareView result) {
   const std::int64_t n = left.size;
   std::fill_n(result.elements, n * n, 0.0);
-  for (std::int64_t j = 0; j < n; ++j) {
+  for (std::int64_t j = 0; j < n && !IsGivenUp(n); ++j) {
     double* __restrict row = result[j];
     for (std::int64_t k = 0; k < n; ++k) {
       const double weight = left[j][k];

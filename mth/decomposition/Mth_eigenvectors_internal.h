@@ -9,6 +9,7 @@
 namespace mth_internal {
 
 /// Row j of `result` becomes row j of `left` times `right`, with the columns scaled; null scales are 1.
+/// Incomplete when the host gives up.
 void MultiplyVectors(SquareView left, SquareView right, const double* scales, SquareView result);
 
 /// Writes eigenvectors as the columns of n x n entries, of unit norm, the largest component, the first of

@@ -19,6 +19,8 @@ struct Block {
 // Blocks of this many columns are eliminated from the rest of the matrix at once: enough that a tile of the
 // rest is loaded and stored seldom, little enough that a panel of the block stays in the first cache.
 constexpr std::int64_t kBlockDepth = 64;
+// Columns that a block is eliminated from between two questions whether to go on: whole tiles.
+constexpr std::int64_t kSliceColumns = 1024;
 // Panels of this many columns are factored column by column.
 constexpr std::int64_t kPanelColumns = 16;
 

@@ -154,11 +154,26 @@ void EliminateRows(Block<const Element> l, double* x, std::int64_t stride, std::
   SubtractProduct(x + depth * stride, stride, below, x, stride, total - depth, depth, columns, scratch);
 }
 
+// The same on slices of the columns, one after the other.
+// @return  false when the host gives the run up.
+template <class T, class Element, bool kHasUnitDiagonal>
+bool EliminateSlices(const LongRun& run, Block<const Element> l, double* x, std::int64_t stride,
+                     std::int64_t depth, std::int64_t rest, std::int64_t columns, double* scratch) {
+  for (std::int64_t j = 0; j < columns; j += kSliceColumns) {
+    if (run.IsGivenUp()) return false;
+    EliminateRows<T, Element, kHasUnitDiagonal>(l, x + j, stride, depth, rest,
+                                                std::min(kSliceColumns, columns - j), scratch);
+  }
+  return true;
+}
+
 // LU of a square work copy in place: U on and above the diagonal, the multipliers below. T is the type that
 // each element is rounded to when it is final.
+// @return  false when the host gives up.
 template <class T>
-void FactorInPlace(double* a, std::int64_t size, double* scales, int* permutation, double* scratch) {
+bool FactorInPlace(double* a, std::int64_t size, double* scales, int* permutation, double* scratch) {
   PanelFactorization<T> panels(a, size, scales, permutation, scratch);
+  const LongRun run(size, size, size);
   for (std::int64_t j = 0; j < size; j += kBlockDepth) {
     const std::int64_t blockEnd = std::min(j + kBlockDepth, size);
     for (std::int64_t k = j; k < blockEnd; k += kPanelColumns) {
@@ -167,9 +182,11 @@ void FactorInPlace(double* a, std::int64_t size, double* scales, int* permutatio
       EliminateRows<T, double, true>({a + k * size + k, size, 1}, a + k * size + end, size, end - k,
                                      size - end, blockEnd - end, scratch);
     }
-    EliminateRows<T, double, true>({a + j * size + j, size, 1}, a + j * size + blockEnd, size, blockEnd - j,
-                                   size - blockEnd, size - blockEnd, scratch);
+    if (!EliminateSlices<T, double, true>(run, {a + j * size + j, size, 1}, a + j * size + blockEnd, size,
+                                          blockEnd - j, size - blockEnd, size - blockEnd, scratch))
+      return false;
   }
+  return true;
 }
 
 // Rows of X that are solved side by side when X has few columns: each waits for its own sum alone.
@@ -223,20 +240,25 @@ void SolveColumns(const Element* lu, std::int64_t size, double* x, std::int64_t 
 
 // Solves L U X = X in place, L and U in one row-major matrix. With `isIdentity` X starts as the identity:
 // row i then has nothing beyond column i until the back substitution.
+// @return  false when the host gives up.
 template <class T, class Element>
-void SolveInPlace(const Element* lu, std::int64_t size, double* x, std::int64_t columns, bool isIdentity,
+bool SolveInPlace(const Element* lu, std::int64_t size, double* x, std::int64_t columns, bool isIdentity,
                   double* scratch) {
+  const LongRun run(size, size, columns);
   for (std::int64_t j = 0; j < size; j += kBlockDepth) {
     const std::int64_t depth = std::min(kBlockDepth, size - j);
-    EliminateRows<T, Element, true>({lu + j * size + j, size, 1}, x + j * columns, columns, depth,
-                                    size - j - depth, isIdentity ? j + depth : columns, scratch);
+    if (!EliminateSlices<T, Element, true>(run, {lu + j * size + j, size, 1}, x + j * columns, columns, depth,
+                                           size - j - depth, isIdentity ? j + depth : columns, scratch))
+      return false;
   }
   for (std::int64_t end = size; end > 0; end -= kBlockDepth) {
     const std::int64_t last = end - 1;
     const std::int64_t depth = std::min(kBlockDepth, end);
-    EliminateRows<T, Element, false>({lu + last * size + last, -size, -1}, x + last * columns, -columns,
-                                     depth, end - depth, columns, scratch);
+    if (!EliminateSlices<T, Element, false>(run, {lu + last * size + last, -size, -1}, x + last * columns,
+                                            -columns, depth, end - depth, columns, scratch))
+      return false;
   }
+  return true;
 }
 
 // LU of a few rows, without panels: the same running differences.

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
 #include "mth/decomposition/Mth_reflections_internal.h"
@@ -69,11 +70,12 @@ class ExtendedPencil {
   }
 
   // Reflections of rows that leave the inputs in the first m rows alone.
-  // @return  9 when the inputs' columns are dependent.
+  // @return  9 when the inputs' columns are dependent, 5 when the host gives up, else 0.
   int RemoveInputs() {
     double* v = Work();
     double* sums = v + rows_;
     for (std::int64_t k = 0; k < m_; ++k) {
+      if (IsGivenUp(rows_)) return 5;
       double squares = 0.0;
       for (std::int64_t i = k; i < rows_; ++i) {
         v[i] = Inputs()[i * m_ + k];

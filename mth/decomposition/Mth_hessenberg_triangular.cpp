@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "mth/decomposition/Mth_give_up_internal.h"
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_qz_internal.h"
 #include "mth/decomposition/Mth_reflections_internal.h"
 

@@ -3,6 +3,7 @@
 #include <numeric>
 #include <type_traits>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_elimination_internal.h"
 #include "mth/decomposition/Mth_lu_internal.h"
@@ -49,7 +50,7 @@ int FactorMatrix(const T* elements, std::int64_t size, double* work, int* order)
     factor(work, size, scales, order);
   } else {
     const auto factor = MTH_SELECT(FactorInPlace<T>);
-    factor(work, size, scales, order, scratch.Get());
+    if (!factor(work, size, scales, order, scratch.Get())) return 5;
   }
   return 0;
 }
@@ -58,26 +59,25 @@ template int FactorMatrix(const double*, std::int64_t, double*, int*);
 template int FactorMatrix(const float*, std::int64_t, double*, int*);
 
 template <class T, class Element>
-bool SolveFactoredRows(const Element* lu, std::int64_t size, double* x, std::int64_t columns,
-                       bool isIdentity) {
+int SolveFactoredRows(const Element* lu, std::int64_t size, double* x, std::int64_t columns,
+                      bool isIdentity) {
   constexpr std::int64_t kFewColumns = 3;
   if (columns <= kFewColumns) {
     const auto solve = MTH_SELECT(SolveColumns<T, Element>);
     solve(lu, size, x, columns);
-    return true;
+    return 0;
   }
   double small[EliminationScratch(kSmallSystem)];
   const bool isSmall = size <= kSmallSystem;
   const WorkArray<double> scratch(isSmall ? 0 : EliminationScratch(size));
-  if (!scratch) return false;
+  if (!scratch) return 1;
   const auto solve = MTH_SELECT(SolveInPlace<T, Element>);
-  solve(lu, size, x, columns, isIdentity, isSmall ? small : scratch.Get());
-  return true;
+  return solve(lu, size, x, columns, isIdentity, isSmall ? small : scratch.Get()) ? 0 : 5;
 }
 
-template bool SolveFactoredRows<double>(const double*, std::int64_t, double*, std::int64_t, bool);
-template bool SolveFactoredRows<float>(const double*, std::int64_t, double*, std::int64_t, bool);
-template bool SolveFactoredRows<float>(const float*, std::int64_t, double*, std::int64_t, bool);
+template int SolveFactoredRows<double>(const double*, std::int64_t, double*, std::int64_t, bool);
+template int SolveFactoredRows<float>(const double*, std::int64_t, double*, std::int64_t, bool);
+template int SolveFactoredRows<float>(const float*, std::int64_t, double*, std::int64_t, bool);
 
 LUFactors::LUFactors(const MTH_MATRIX& matrix)
     : size_(matrix.GetNbRows()),

@@ -14,17 +14,16 @@ constexpr std::int64_t kSmallSystem = 16;
 /// Factors a square matrix by Crout's method with implicit partial pivoting.
 /// @param work   receives the factors: size x size doubles, with the values that elements of T can have.
 /// @param order  receives the permutation.
-/// @return       0, 1 (no memory) or 16 (a row is all 0; the permutation is then the identity).
+/// @return       0, 1 (no memory), 5 (given up) or 16 (a row is all 0; the permutation is then the identity).
 template <class T>
 int FactorMatrix(const T* elements, std::int64_t size, double* work, int* order);
 
 /// Solves L U X = X for size x columns doubles, L and U in one row-major matrix as LU leaves them.
 /// @tparam T           the element type that each unknown is rounded to when it is final.
 /// @param  isIdentity  whether X starts as the identity, whose zeros are then skipped: for finite factors.
-/// @return             false without memory.
+/// @return             0, 1 (no memory) or 5 (given up).
 template <class T, class Element>
-bool SolveFactoredRows(const Element* lu, std::int64_t size, double* x, std::int64_t columns,
-                       bool isIdentity);
+int SolveFactoredRows(const Element* lu, std::int64_t size, double* x, std::int64_t columns, bool isIdentity);
 
 /// The LU factors of a square matrix, in doubles, for as long as one operation needs them.
 class LUFactors {

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_lyapunov_internal.h"
 #include "mth/decomposition/Mth_scaling_internal.h"
@@ -30,11 +31,12 @@ class TriangularEquation {
   }
 
   // y holds F and receives Y. With isSymmetric only its lower triangle is computed.
-  // @return  false when the equation has no unique solution.
+  // @return  false when the equation has no unique solution or the host gives up.
   bool Solve(SquareView y, bool isSymmetric) {
     bool isRegular = true;
     std::int64_t end = t_.size;
     while (end > 0) {
+      if (IsGivenUp(t_.size)) return false;
       const std::int64_t first = StartOf(end);
       if (isSymmetric) Mirror(y, first, end);
       SubtractRowsBelow(y, first, end, isSymmetric ? end : t_.size);
@@ -264,7 +266,10 @@ void Symmetrise(SquareView a) {
   }
 }
 
-int SolveLyapunovEquation(SquareView a, SquareView x, bool isSymmetric, LyapunovKind kind) {
+namespace {
+
+// As SolveLyapunovEquation; one that is given up may have any status.
+int SolveBySchurForm(SquareView a, SquareView x, bool isSymmetric, LyapunovKind kind) {
   const std::int64_t n = a.size;
   const Workspace space(n);
   const WorkArray<double> form(2 * n * n + 2 * n);
@@ -291,6 +296,13 @@ int SolveLyapunovEquation(SquareView a, SquareView x, bool isSymmetric, Lyapunov
   const double condition = n == 0 ? 1.0 : 1.0 / (operatorNorm * InverseNorm(a, space, kind));
   if (!isExact && condition <= 4.0 * kEpsilon) return 9;
   return condition < kDoubtfulCondition * static_cast<double>(n) ? 10 : 0;
+}
+
+}  // namespace
+
+int SolveLyapunovEquation(SquareView a, SquareView x, bool isSymmetric, LyapunovKind kind) {
+  const int status = SolveBySchurForm(a, x, isSymmetric, kind);
+  return status != 1 && IsGivenUp(a.size) ? 5 : status;
 }
 
 }  // namespace mth_internal

@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_pseudo_inverse_internal.h"
@@ -19,6 +20,7 @@ namespace {
 
 constexpr int kInverseIterations = 50;  // always as many, without a convergence test
 constexpr int kPowerIterationCap = 10000;
+constexpr double kPseudoInverseWork = 20.0;  // multiplications, in cubes of the order
 
 // Divides every element by the largest magnitude.
 void DivideByLargest(const MTH_MATRIX& matrix) {
@@ -87,7 +89,8 @@ bool MTH_MATRIX::SearchOneEigenVector(double eigenvalue, double** vector) const 
   const MatrixPtr inverse(shifted.PseudoInverse());
   if (!IsUsable(inverse.get())) return fail(14);
   if (inverse->GetStatusError() == 9) {
-    ShowInformation(kNotInvertible);
+    const bool isGivenUp = LongRun(rows_, columns_, std::max(rows_, columns_)).IsGivenUp();
+    if (!isGivenUp) ShowInformation(kNotInvertible);
     return fail(11);
   }
   if (inverse->GetStatusError() == 10) ShowInformation(kUnstableSolution);
@@ -118,9 +121,12 @@ MTH_MATRIX* MTH_MATRIX::SearchEigenValuesAndVectors(double tolerance, double** v
   EigenValues(tolerance, &found);
   std::unique_ptr<double[]> eigenvalues(found);
   if (!eigenvalues) return fail();
+  LongIteration run;
+  const double work = kPseudoInverseWork * columns_ * columns_ * columns_;
   for (int j = 0; j < columns_; ++j) {
     double* column = nullptr;
-    if (!SearchOneEigenVector(eigenvalues[static_cast<std::size_t>(j)], &column)) return fail();
+    if (run.IsGivenUp(work) || !SearchOneEigenVector(eigenvalues[static_cast<std::size_t>(j)], &column))
+      return fail();
     const std::unique_ptr<double[]> vector(column);
     for (int i = 0; i < rows_; ++i) vectors->Set(i, j, vector[static_cast<std::size_t>(i)]);
   }
@@ -138,7 +144,10 @@ bool MTH_MATRIX::PowerMethod(double tolerance, double* dominant) const {
   tolerance = tolerance > 0.0 ? tolerance * scale : 0.0;  // a NaN counts as 0 too
   std::fill_n(x.Get(), columns_, 1.0);
   double quotient = 0.0;
+  LongIteration run;
+  const double work = static_cast<double>(rows_) * columns_;
   for (int iteration = 0; iteration < kPowerIterationCap; ++iteration) {
+    if (run.IsGivenUp(work)) return false;
     OnStorage(*this, [&](auto* elements) {
       for (int i = 0; i < rows_; ++i, elements += columns_) {
         y[i] = 0.0;

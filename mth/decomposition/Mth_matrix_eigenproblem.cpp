@@ -5,10 +5,10 @@
 #include <new>
 
 #include "mth/core/Mth_complex_number_internal.h"
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
 #include "mth/decomposition/Mth_eigenvectors_internal.h"
-#include "mth/decomposition/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_lyapunov_internal.h"
 #include "mth/decomposition/Mth_scaling_internal.h"
 #include "mth/matrix/Mth_matrix.h"
@@ -91,6 +91,7 @@ bool AreEigenvectors(SquareView a, const Complex* values, const MTH_COMPLEX* vec
   const double allowed =
       8.0 * static_cast<double>(n) * std::numeric_limits<double>::epsilon() * std::sqrt(squares);
   for (std::int64_t j = 0; j < n; ++j) {
+    if (mth_internal::IsGivenUp(n)) return false;
     for (std::int64_t i = 0; i < n; ++i) {
       Complex image = 0.0;
       for (std::int64_t k = 0; k < n; ++k) {
@@ -144,7 +145,7 @@ bool MTH_MATRIX::RealEigenvalueProblem(MTH_COMPLEX** values, MTH_COMPLEX** vecto
   std::copy_n(a.elements, n * n, original.elements);
   const bool isDone = mth_internal::IsSymmetric(a) ? SolveSymmetric(a, space, newVectors.get())
                                                    : SolveGeneral(original, a, space, newVectors.get());
-  if (!isDone) return false;
+  if (!isDone || mth_internal::IsGivenUp(n)) return false;
   for (std::int64_t j = 0; j < n; ++j) {
     const Complex value = space.values[j] / scale;
     newValues[static_cast<std::size_t>(j)] = MTH_COMPLEX(value.real(), value.imag());

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "mth/core/Mth_complex_number_internal.h"
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_control_internal.h"
 #include "mth/decomposition/Mth_eigenvectors_internal.h"
@@ -22,7 +23,7 @@ std::unique_ptr<T[]> NewResults(std::int64_t count) {
   return std::unique_ptr<T[]>(new (std::nothrow) T[static_cast<std::size_t>(count)]);
 }
 
-// @return  false without memory.
+// @return  false without memory and when the host gives up.
 bool FindVectors(const mth_internal::Pencil& pencil, const Complex* alphas, const double* betas,
                  MTH_COMPLEX* vectors) {
   const std::int64_t n = pencil.a.size;
@@ -33,6 +34,7 @@ bool FindVectors(const mth_internal::Pencil& pencil, const Complex* alphas, cons
   mth_internal::GeneralisedSchurVectors(pencil.a, pencil.b, alphas, betas, inForm, work.Get());
   const SquareView result = pencil.qt;  // Q is of no use here
   mth_internal::MultiplyVectors(inForm, pencil.zt, nullptr, result);
+  if (mth_internal::IsGivenUp(n)) return false;
   mth_internal::WriteVectors(result, alphas, vectors);
   return true;
 }

@@ -87,9 +87,10 @@ bool ScatterColumns(T* elements, std::int64_t size, const int* order) {
 }
 
 // Solves in place, X holding the permuted right-hand sides; unknowns of a float solution are rounded one by
-// one. False without memory.
+// one.
+// @return  as SolveFactoredRows.
 template <class Element>
-bool SolveInto(const Element* lu, const MTH_MATRIX& x, bool isIdentity) {
+int SolveInto(const Element* lu, const MTH_MATRIX& x, bool isIdentity) {
   const std::int64_t size = x.GetNbRows();
   const std::int64_t columns = x.GetNbCols();
   if (x.GetType() == 0) {
@@ -98,19 +99,21 @@ bool SolveInto(const Element* lu, const MTH_MATRIX& x, bool isIdentity) {
   }
   float* elements = x.GetFDataAddress();
   const WorkArray<double> work(size * columns);
-  if (!work) return false;
+  if (!work) return 1;
   std::copy_n(elements, size * columns, work.Get());
-  if (!mth_internal::SolveFactoredRows<float>(lu, size, work.Get(), columns, isIdentity)) return false;
+  const int status = mth_internal::SolveFactoredRows<float>(lu, size, work.Get(), columns, isIdentity);
+  if (status != 0) return status;
   std::transform(work.Get(), work.Get() + size * columns, elements,
                  [](double value) { return static_cast<float>(value); });
-  return true;
+  return 0;
 }
 
 template <class Element>
 MTH_MATRIX* SolveFactored(const Element* lu, const int* permutation, const MTH_MATRIX& b) {
   MatrixPtr result(PermuteRows(b, permutation));
   if (!IsUsable(result.get())) return result.release();
-  return SolveInto(lu, *result, false) ? result.release() : NewFailure(1);
+  const int status = SolveInto(lu, *result, false);
+  return status == 0 ? result.release() : NewFailure(status);
 }
 
 // Whether every unknown of a system whose right-hand side has no NaN is NaN all the same: one below the
@@ -165,7 +168,7 @@ MTH_MATRIX* MTH_MATRIX::LU(int** permutation) const {
     }
     return 0;
   });
-  if (status == 1) return NewFailure(1);
+  if (status == 1 || status == 5) return NewFailure(status);
   *permutation = order.release();
   return status == 0 ? factors.release() : NewFailure(status);
 }
@@ -200,9 +203,9 @@ MTH_MATRIX* MTH_MATRIX::Inverse() const {
   MatrixPtr result(NewResult(rows_, rows_, type_));
   if (!IsUsable(result.get())) return result.release();
   result->SetIdentity();
-  const bool isDone = SolveInto(factors.Elements(), *result, true) && OnStorage(*result, [&](auto* elements) {
-                        return ScatterColumns(elements, rows_, factors.Order());
-                      });
+  if (const int status = SolveInto(factors.Elements(), *result, true)) return NewFailure(status);
+  const bool isDone =
+      OnStorage(*result, [&](auto* elements) { return ScatterColumns(elements, rows_, factors.Order()); });
   return isDone ? result.release() : NewFailure(1);
 }
 

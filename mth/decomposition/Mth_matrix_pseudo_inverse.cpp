@@ -2,8 +2,8 @@
 #include <cmath>
 #include <memory>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_message_internal.h"
-#include "mth/decomposition/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_pseudo_inverse_internal.h"
 #include "mth/decomposition/Mth_svd_internal.h"
 #include "mth/matrix/Mth_matrix.h"
@@ -124,7 +124,7 @@ MTH_MATRIX* MTH_MATRIX::SolveLinearSystemBySVD(const MTH_MATRIX& b) const {
   if (rows_ != b.rows_) return NewFailure(4);
   const MatrixPtr inverse(PseudoInverse());
   if (!IsInverse(inverse.get())) {
-    const bool isGivenUp = mth_internal::IsGivenUp(std::min(rows_, columns_));
+    const bool isGivenUp = mth_internal::LongRun(rows_, columns_, std::max(rows_, columns_)).IsGivenUp();
     if (!isGivenUp) mth_internal::ShowInformation(mth_internal::kNotInvertible);
     return NewFailure(9);
   }

@@ -2,8 +2,8 @@
 #include <memory>
 #include <new>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
-#include "mth/decomposition/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_reflections_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
@@ -31,12 +31,15 @@ bool IterateQR(const T* elements, std::int64_t size, double tolerance, double* d
   if (!iterate || !q || !r || !scratch) return false;
   const auto factor = MTH_SELECT(FactorQR<T>);
   std::copy_n(elements, size * size, iterate.Get());
+  LongIteration run;
+  const double work = 4.0 * static_cast<double>(size) * static_cast<double>(size * size);
   // The first step only prepares the matrix whose diagonal is watched.
   for (int iterations = -1; iterations <= kIterationCap; ++iterations) {
-    if (IsGivenUp(size)) return false;
+    if (run.IsGivenUp(work)) return false;
     std::copy_n(iterate.Get(), size * size, r.Get());
-    factor(r.Get(), size, size, q.Get(), scratch.Get());
-    Multiply<T>({r.Get(), q.Get(), iterate.Get(), size, size, size});
+    if (!factor(r.Get(), size, size, q.Get(), scratch.Get()) ||
+        !MultiplyUnlessGivenUp<T>({r.Get(), q.Get(), iterate.Get(), size, size, size}))
+      return false;
     bool isStill = iterations >= 0;
     for (std::int64_t i = 0; i < size; ++i) {
       const double element = static_cast<double>(iterate[i * size + i]);
@@ -80,11 +83,12 @@ bool MTH_MATRIX::QR(MTH_MATRIX** q, MTH_MATRIX** r) const {
   MatrixPtr triangular(new (std::nothrow) MTH_MATRIX(*this));
   const WorkArray<double> scratch(QRScratch(rows_, columns_));
   if (!IsUsable(orthogonal.get()) || !IsUsable(triangular.get()) || !scratch) return false;
-  OnStorage(*this, [&](auto* elements) {
+  const bool isDone = OnStorage(*this, [&](auto* elements) {
     using T = std::remove_pointer_t<decltype(elements)>;
     const auto factor = MTH_SELECT(FactorQR<T>);
-    factor(Elements<T>(*triangular), rows_, columns_, Elements<T>(*orthogonal), scratch.Get());
+    return factor(Elements<T>(*triangular), rows_, columns_, Elements<T>(*orthogonal), scratch.Get());
   });
+  if (!isDone) return false;
   *q = orthogonal.release();
   *r = triangular.release();
   return true;

@@ -5,9 +5,9 @@
 #include <memory>
 #include <new>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
-#include "mth/decomposition/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_svd_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
@@ -72,9 +72,9 @@ void WriteTriangle(const double* factors, const double* gram, std::int64_t count
 // Columns beyond `columns` of the product of reflections that the decomposition of a tall matrix began with:
 // an orthonormal basis of what its columns do not span. H0 H1 ... = I - Yt S Y with the vectors as the rows
 // of Y and a triangular S, which makes it two products (Schreiber and Van Loan 1989).
-// @return  false without memory.
 template <class T>
-bool CompleteBasis(double* scratch, std::int64_t rows, std::int64_t columns, T* target, std::int64_t stride) {
+SVDResult CompleteBasis(double* scratch, std::int64_t rows, std::int64_t columns, T* target,
+                        std::int64_t stride) {
   constexpr std::int64_t kChunkRows = 48;  // of the basis, in cache
   const SVDSlices slices(rows, columns);
   double* y = scratch + slices.qrVectors;
@@ -84,16 +84,20 @@ bool CompleteBasis(double* scratch, std::int64_t rows, std::int64_t columns, T* 
   double* gram = scratch + slices.vt;
   const std::int64_t rest = rows - columns;
   const WorkArray<double> memory((2 * columns + kChunkRows) * rest);
-  if (!memory) return false;
+  if (!memory) return SVDResult::NoMemory;
+  const mth_internal::LongRun run(rows, rest, columns);
   double* end = memory.Get();
   double* weights = end + columns * rest;
   double* chunk = weights + columns * rest;
   mth_internal::Transpose<double>(y, columns, rows, yt);
-  mth_internal::Multiply<double>({y, yt, gram, columns, rows, columns});
+  if (!mth_internal::MultiplyUnlessGivenUp<double>({y, yt, gram, columns, rows, columns}))
+    return SVDResult::Cancelled;
   WriteTriangle(scratch + slices.qrFactors, gram, columns, s);
   for (std::int64_t k = 0; k < columns; ++k) std::copy_n(y + k * rows + columns, rest, end + k * rest);
-  mth_internal::Multiply<double>({s, end, weights, columns, columns, rest});
+  if (!mth_internal::MultiplyUnlessGivenUp<double>({s, end, weights, columns, columns, rest}))
+    return SVDResult::Cancelled;
   for (std::int64_t first = 0; first < rows; first += kChunkRows) {
+    if (run.IsGivenUp()) return SVDResult::Cancelled;
     const std::int64_t count = std::min(kChunkRows, rows - first);
     mth_internal::Multiply<double>({yt + first * columns, weights, chunk, count, columns, rest});
     for (std::int64_t i = 0; i < count; ++i) {
@@ -105,7 +109,7 @@ bool CompleteBasis(double* scratch, std::int64_t rows, std::int64_t columns, T* 
                      [](double x) { return static_cast<T>(x); });
     }
   }
-  return true;
+  return SVDResult::Done;
 }
 
 // A matrix with at least as many rows as columns.
@@ -134,8 +138,7 @@ SVDResult DecomposeWide(const T* input, std::int64_t rows, std::int64_t columns,
   const SVDResult result =
       decompose(transposed.Get(), columns, rows, swapped, space.Scratch(), space.Order());
   if (result != SVDResult::Done) return result;
-  const bool isComplete = CompleteBasis(space.Scratch(), columns, rows, targets.v, targets.vStride);
-  return isComplete ? SVDResult::Done : SVDResult::NoMemory;
+  return CompleteBasis(space.Scratch(), columns, rows, targets.v, targets.vStride);
 }
 
 SVDResult DecomposeInto(const MTH_MATRIX& matrix, const SVDFactors& factors) {

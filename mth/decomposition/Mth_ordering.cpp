@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_ordering_internal.h"
 #include "mth/decomposition/Mth_reflections_internal.h"
 #include "mth/decomposition/Mth_scaling_internal.h"
@@ -162,7 +163,7 @@ bool SwapBlocks(SquareView t, SquareView qt, std::int64_t k, int first, int seco
 }
 
 // Swaps neighbours, a chosen one below one that is not, until all chosen blocks are on top.
-// @return  the number of their rows; -1 when a swap fails or there is no end.
+// @return  the number of their rows; -1 when a swap fails, there is no end or the host gives up.
 template <class IsChosen, class Swap>
 std::int64_t MoveUp(SquareView t, IsChosen isChosen, Swap swap) {
   const std::int64_t n = t.size;
@@ -174,7 +175,7 @@ std::int64_t MoveUp(SquareView t, IsChosen isChosen, Swap swap) {
       k = next;
       continue;
     }
-    if (--swapsLeft < 0 || !swap(k, SizeAt(t, k), SizeAt(t, next))) return -1;
+    if (--swapsLeft < 0 || IsGivenUp(n) || !swap(k, SizeAt(t, k), SizeAt(t, next))) return -1;
     if (k == 0) continue;
     --k;
     if (k > 0 && IsPair(t, k - 1)) --k;

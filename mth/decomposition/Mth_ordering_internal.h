@@ -23,7 +23,7 @@ struct ComplexPencil {
 
 /// Writes the real form to the complex one and moves the eigenvalues of modulus below 1 to its top.
 /// @param isSmall  work: size numbers.
-/// @return         how many they are.
+/// @return         how many they are; -1 when the host gives up.
 std::int64_t MoveSmallUp(const Pencil& pencil, const ComplexPencil& form, bool* isSmall);
 
 }  // namespace mth_internal

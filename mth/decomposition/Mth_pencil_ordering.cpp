@@ -2,6 +2,7 @@
 #include <cmath>
 #include <utility>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_ordering_internal.h"
 #include "mth/decomposition/Mth_scaling_internal.h"
 
@@ -110,6 +111,7 @@ std::int64_t MoveSmallUp(const Pencil& p, const ComplexPencil& form, bool* isSma
   std::int64_t count = 0;
   for (std::int64_t next = 0; next < n; ++next) {
     if (!isSmall[next]) continue;
+    if (IsGivenUp(n)) return -1;
     for (std::int64_t k = next; k > count; --k) {
       ordering.Swap(k - 1);
       std::swap(isSmall[k - 1], isSmall[k]);

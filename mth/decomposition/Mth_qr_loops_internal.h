@@ -80,17 +80,22 @@ void FactorPanel(double* panel, const Reflections& reflections, std::int64_t fir
 
 // Calls visit(first column, panel, std::integral_constant of its width in vectors) for each panel of a matrix
 // of so many columns, panels side by side in memory.
+// @return  false when the host gives the run up.
 template <class Visit>
-void ForEachPanel(double* panels, std::int64_t rows, std::int64_t columns, Visit visit) {
+bool ForEachPanel(double* panels, std::int64_t rows, std::int64_t columns, const LongRun& run, Visit visit) {
   std::int64_t j = 0;
-  const auto run = [&](auto count) {
+  const auto step = [&](auto count) {
+    if (run.IsGivenUp()) return false;
     visit(j, panels, count);
     j += count * kLanes;
     panels += rows * count * kLanes;
+    return true;
   };
-  while (columns - j > 2 * kLanes) run(std::integral_constant<int, 4>{});
-  if (columns - j > kLanes) run(std::integral_constant<int, 2>{});
-  if (columns - j > 0) run(std::integral_constant<int, 1>{});
+  while (columns - j > 2 * kLanes) {
+    if (!step(std::integral_constant<int, 4>{})) return false;
+  }
+  if (columns - j > kLanes && !step(std::integral_constant<int, 2>{})) return false;
+  return columns - j <= 0 || step(std::integral_constant<int, 1>{});
 }
 
 // The power of two by which elements are multiplied on their way: sums over those near the largest number
@@ -106,13 +111,15 @@ double ScaleToReflect(const T* elements, std::int64_t count) {
 }
 
 // Factors r (rows x columns) in place and writes Q (rows x rows).
+// @return  false when the host gives up.
 template <class T>
-void FactorQR(T* r, std::int64_t rows, std::int64_t columns, T* q, double* scratch) {
+bool FactorQR(T* r, std::int64_t rows, std::int64_t columns, T* q, double* scratch) {
   const std::int64_t count = std::min(rows, columns);
   const Reflections reflections{scratch, scratch + rows * count, rows};
   double* panels = reflections.factors + columns;
   const double scale = ScaleToReflect(r, rows * columns);
-  ForEachPanel(panels, rows, columns, [&](std::int64_t first, double* panel, auto width) {
+  const LongRun run(rows, std::max(rows, columns), count);
+  const auto factor = [&](std::int64_t first, double* panel, auto width) {
     const std::int64_t stride = width * kLanes;
     const std::int64_t used = std::min(stride, columns - first);
     for (std::int64_t i = 0; i < rows; ++i) {
@@ -121,17 +128,17 @@ void FactorQR(T* r, std::int64_t rows, std::int64_t columns, T* q, double* scrat
       std::fill_n(panel + i * stride + used, stride - used, 0.0);
     }
     FactorPanel<T, width>(panel, reflections, first, count);
-  });
-  ForEachPanel(panels, rows, columns, [&](std::int64_t first, double* panel, auto width) {
+  };
+  const auto finish = [&](std::int64_t first, double* panel, auto width) {
     const std::int64_t stride = width * kLanes;
     ReflectPanel<T, width>(panel, reflections, std::min(first + stride, count), count);
     for (std::int64_t i = 0; i < rows; ++i) {
       for (std::int64_t j = 0; j < std::min(stride, columns - first); ++j)
         r[i * columns + first + j] = static_cast<T>(panel[i * stride + j] / scale);
     }
-  });
+  };
   double* chunk = panels;
-  ForEachPanel(panels, rows, rows, [&](std::int64_t first, double*, auto width) {
+  const auto accumulate = [&](std::int64_t first, double*, auto width) {
     const std::int64_t stride = width * kLanes;
     const std::int64_t used = std::min(stride, rows - first);
     std::fill_n(chunk, rows * stride, 0.0);
@@ -141,5 +148,8 @@ void FactorQR(T* r, std::int64_t rows, std::int64_t columns, T* q, double* scrat
       for (std::int64_t i = 0; i < rows; ++i)
         q[(first + j) * rows + i] = static_cast<T>(chunk[i * stride + j]);
     }
-  });
+  };
+  return ForEachPanel(panels, rows, columns, run, factor) &&
+         ForEachPanel(panels, rows, columns, run, finish) &&
+         ForEachPanel(panels, rows, rows, run, accumulate);
 }

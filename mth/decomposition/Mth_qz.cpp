@@ -2,7 +2,7 @@
 #include <cmath>
 #include <limits>
 
-#include "mth/decomposition/Mth_give_up_internal.h"
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_qz_internal.h"
 #include "mth/decomposition/Mth_small_reflections_internal.h"
 

@@ -49,7 +49,8 @@ inline bool IsPair(SquareView a, std::int64_t k) {
 void GeneralisedValues(SquareView a, SquareView b, Complex* alphas, double* betas);
 
 /// Right eigenvectors of a generalised Schur form, in its coordinates: row j of `vectors` for a real
-/// eigenvalue j, rows j and j + 1 the real and imaginary parts for a complex pair. Work: size numbers.
+/// eigenvalue j, rows j and j + 1 the real and imaginary parts for a complex pair. Incomplete when the host
+/// gives up. Work: size numbers.
 void GeneralisedSchurVectors(SquareView a, SquareView b, const Complex* alphas, const double* betas,
                              SquareView vectors, Complex* work);
 

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_qz_internal.h"
 #include "mth/decomposition/Mth_scaling_internal.h"
 #include "mth/decomposition/Mth_small_systems_internal.h"
@@ -88,7 +89,7 @@ void GeneralisedSchurVectors(SquareView a, SquareView b, const Complex* alphas, 
                              SquareView vectors, Complex* work) {
   const std::int64_t n = a.size;
   std::fill_n(vectors.elements, n * n, 0.0);
-  for (std::int64_t j = 0; j < n; ++j) {
+  for (std::int64_t j = 0; j < n && !IsGivenUp(n); ++j) {
     // Only the ratio of alpha and beta counts.
     const double size = std::max({Modulus(alphas[j]), betas[j], std::numeric_limits<double>::min()});
     const double beta = betas[j] / size;

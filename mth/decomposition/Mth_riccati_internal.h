@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
 
@@ -69,7 +70,7 @@ int SolveDiscreteRiccati(const RiccatiSystem& system, SquareView x, int* exponen
 
 /// X = U21 U11^-1, its real part made symmetric, of the orthonormal basis [U11; U21] whose n columns are the
 /// first n rows of `ut`, of 2 n real or complex numbers each.
-/// @return  0, 9 (U11 is singular) or 10 (it nearly is), 1 without memory.
+/// @return  0, 9 (U11 is singular) or 10 (it nearly is), 1 without memory, 5 when the host gives up.
 template <class Scalar>
 int SolveSubspace(const Scalar* ut, SquareView x);
 
@@ -106,6 +107,7 @@ int SolveByAttempts(Equation& equation, SquareView x, int* exponent) {
       units = ownUnits;
     }
   }
+  if (IsGivenUp(2 * n)) return 5;
   units.ApplyTo(x);
   *exponent = units.exponent;
   return attempt.status == 0 && attempt.isOnBoundary ? 9 : attempt.status;

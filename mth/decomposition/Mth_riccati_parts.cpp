@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "mth/core/Mth_complex_number_internal.h"
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_lu_internal.h"
 #include "mth/decomposition/Mth_lyapunov_internal.h"
@@ -108,7 +109,7 @@ int MakeFeedback(const double* r, const double* b, std::int64_t n, std::int64_t 
   }
   Transpose<double>(scaledB, n, m, transposed);
   for (std::int64_t i = 0; i < m; ++i) std::copy_n(transposed + order[i] * n, n, solved + i * n);
-  if (!SolveFactoredRows<double>(factors, m, solved, n, false)) return 1;
+  if (const int refusal = SolveFactoredRows<double>(factors, m, solved, n, false)) return refusal;
   Multiply<double>({scaledB, solved, g.elements, n, m, n});
   Symmetrise(g);
   return 0;
@@ -182,6 +183,7 @@ int SolveSubspace(const Scalar* ut, SquareView x) {
     m[j * stride + width + j] = 1.0;
   }
   for (std::int64_t k = 0; k < n; ++k) {
+    if (IsGivenUp(width)) return 5;
     std::int64_t pivot = k;
     for (std::int64_t i = k + 1; i < n; ++i) {
       if (Modulus(m[i * stride + k]) > Modulus(m[pivot * stride + k])) pivot = i;
@@ -253,6 +255,7 @@ bool IsOnBoundary(double margin, SquareView closed, SquareView feedback, double 
   for (std::int64_t k = 0; k < n; ++k) {
     const bool isPair = values[k].imag() > 0.0;
     if (values[k].imag() < 0.0) continue;
+    if (IsGivenUp(n)) return false;
     right.Write(k, isPair, qt, x);
     left.Write(n - 1 - k - (isPair ? 1 : 0), isPair, reversedBasis, y);
     // Of the transpose, y belongs to the eigenvalue itself: y^T closed = value y^T.

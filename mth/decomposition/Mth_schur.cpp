@@ -2,8 +2,8 @@
 #include <cmath>
 #include <limits>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
-#include "mth/decomposition/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_reflections_internal.h"
 #include "mth/decomposition/Mth_small_reflections_internal.h"
 

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
 #include "mth/decomposition/Mth_small_systems_internal.h"
 
@@ -71,7 +72,7 @@ class BackSubstitution {
 void SchurVectors(SquareView t, const Complex* values, SquareView vectors, Complex* work) {
   const std::int64_t n = t.size;
   std::fill_n(vectors.elements, n * n, 0.0);
-  for (std::int64_t j = 0; j < n; ++j) {
+  for (std::int64_t j = 0; j < n && !IsGivenUp(n); ++j) {
     if (values[j].imag() == 0.0) {
       vectors[j][j] = 1.0;
       BackSubstitution<double>(t, values, values[j].real(), vectors[j]).Solve(j - 1, j + 1);

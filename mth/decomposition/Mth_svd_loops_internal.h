@@ -136,21 +136,24 @@ void ReflectPanelBackwards(double* panel, const Reflections& reflections, std::i
 }
 
 // The product of the reflections, transposed: row j of `result` is its column j.
-inline void AccumulateTransposed(const Reflections& reflections, std::int64_t size, std::int64_t stride,
+// @return  false when the host gives up.
+inline bool AccumulateTransposed(const Reflections& reflections, std::int64_t size, std::int64_t stride,
                                  std::int64_t offset, double* panel, double* result) {
   std::fill_n(result, size * stride, 0.0);
-  ForEachPanel(panel, 0, size, [&](std::int64_t first, double* chunk, auto width) {
-    const std::int64_t columns = width * kLanes;
-    const std::int64_t used = std::min(columns, size - first);
-    std::fill_n(chunk, size * columns, 0.0);
-    for (std::int64_t j = 0; j < used; ++j) chunk[(first + j) * columns + j] = 1.0;
-    // Later reflections do not reach these columns of the identity.
-    const std::int64_t count = std::clamp<std::int64_t>(first + used - offset, 0, size);
-    ReflectPanelBackwards<width>(chunk, reflections, size, stride, count, offset);
-    for (std::int64_t j = 0; j < used; ++j) {
-      for (std::int64_t i = 0; i < size; ++i) result[(first + j) * stride + i] = chunk[i * columns + j];
-    }
-  });
+  return ForEachPanel(panel, 0, size, LongRun(size, size, size),
+                      [&](std::int64_t first, double* chunk, auto width) {
+                        const std::int64_t columns = width * kLanes;
+                        const std::int64_t used = std::min(columns, size - first);
+                        std::fill_n(chunk, size * columns, 0.0);
+                        for (std::int64_t j = 0; j < used; ++j) chunk[(first + j) * columns + j] = 1.0;
+                        // Later reflections do not reach these columns of the identity.
+                        const std::int64_t count = std::clamp<std::int64_t>(first + used - offset, 0, size);
+                        ReflectPanelBackwards<width>(chunk, reflections, size, stride, count, offset);
+                        for (std::int64_t j = 0; j < used; ++j) {
+                          for (std::int64_t i = 0; i < size; ++i)
+                            result[(first + j) * stride + i] = chunk[i * columns + j];
+                        }
+                      });
 }
 
 // Diagonalises the bidiagonal matrix (d, e), e[k] beside d[k], rotating the vectors in the rows of the
@@ -254,11 +257,13 @@ class BidiagonalQR {
 
 // U = reflections times the small U: the reflections of the QR decomposition that came first. Rows of `u` are
 // `uStride` apart.
+// @return  false when the host gives up.
 template <class T>
-void WriteLeftVectors(const Reflections& qr, std::int64_t rows, std::int64_t size, const double* ut,
+bool WriteLeftVectors(const Reflections& qr, std::int64_t rows, std::int64_t size, const double* ut,
                       std::int64_t stride, const std::int64_t* order, double* panel, T* u,
                       std::int64_t uStride) {
-  ForEachPanel(panel, 0, size, [&](std::int64_t first, double* chunk, auto width) {
+  const LongRun run(rows, size, size);
+  return ForEachPanel(panel, 0, size, run, [&](std::int64_t first, double* chunk, auto width) {
     const std::int64_t columns = width * kLanes;
     const std::int64_t used = std::min(columns, size - first);
     std::fill_n(chunk, std::max(rows, size) * columns, 0.0);
@@ -276,8 +281,9 @@ void WriteLeftVectors(const Reflections& qr, std::int64_t rows, std::int64_t siz
 
 // The square matrix to decompose: the input times `scale`, rows of zeros below a wide one, or the triangle R
 // of a tall one, whose reflections then are in `qr`.
+// @return  false when the host gives up.
 template <class T>
-void PrepareSquare(const T* input, std::int64_t rows, std::int64_t size, double scale, const Reflections& qr,
+bool PrepareSquare(const T* input, std::int64_t rows, std::int64_t size, double scale, const Reflections& qr,
                    double* panels, double* a, std::int64_t stride) {
   std::fill_n(a, size * stride, 0.0);
   if (rows <= size) {
@@ -285,9 +291,10 @@ void PrepareSquare(const T* input, std::int64_t rows, std::int64_t size, double 
       for (std::int64_t j = 0; j < size; ++j)
         a[i * stride + j] = static_cast<double>(input[i * size + j]) * scale;
     }
-    return;
+    return true;
   }
-  ForEachPanel(panels, 0, size, [&](std::int64_t first, double* panel, auto width) {
+  const LongRun run(rows, size, size);
+  return ForEachPanel(panels, 0, size, run, [&](std::int64_t first, double* panel, auto width) {
     const std::int64_t columns = width * kLanes;
     const std::int64_t used = std::min(columns, size - first);
     std::fill_n(panel, rows * columns, 0.0);
@@ -332,10 +339,11 @@ SVDResult DecomposeBySVD(const T* input, std::int64_t rows, std::int64_t size, c
   const Reflections right{scratch + slices.rightVectors, scratch + slices.rightFactors, size};
   const Reflections qr{scratch + slices.qrVectors, scratch + slices.qrFactors, rows};
 
-  PrepareSquare(input, rows, size, scale, qr, panels, a, stride);
-  if (!Bidiagonalise(a, size, stride, left, right, d, e, scratch + slices.work)) return SVDResult::Cancelled;
-  AccumulateTransposed(left, size, stride, 0, panels, ut);
-  AccumulateTransposed(right, size, stride, 1, panels, vt);
+  if (!PrepareSquare(input, rows, size, scale, qr, panels, a, stride) ||
+      !Bidiagonalise(a, size, stride, left, right, d, e, scratch + slices.work) ||
+      !AccumulateTransposed(left, size, stride, 0, panels, ut) ||
+      !AccumulateTransposed(right, size, stride, 1, panels, vt))
+    return SVDResult::Cancelled;
   RotationBatch leftBatch(ut, stride, reinterpret_cast<Rotation*>(scratch + slices.leftRotations), size);
   RotationBatch rightBatch(vt, stride, reinterpret_cast<Rotation*>(scratch + slices.rightRotations), size);
   const SVDResult result = BidiagonalQR(d, e, size, leftBatch, rightBatch).Run();
@@ -350,6 +358,7 @@ SVDResult DecomposeBySVD(const T* input, std::int64_t rows, std::int64_t size, c
     for (std::int64_t i = 0; i < size; ++i)
       targets.v[i * targets.vStride + j] = static_cast<T>(sign * vector[i]);
   }
-  WriteLeftVectors(qr, rows, size, ut, stride, order, panels, targets.u, targets.uStride);
-  return SVDResult::Done;
+  const bool isWritten =
+      WriteLeftVectors(qr, rows, size, ut, stride, order, panels, targets.u, targets.uStride);
+  return isWritten ? SVDResult::Done : SVDResult::Cancelled;
 }

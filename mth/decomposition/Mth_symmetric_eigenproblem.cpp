@@ -3,8 +3,8 @@
 #include <limits>
 #include <numeric>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
-#include "mth/decomposition/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_reflections_internal.h"
 
 // Symmetric matrices: Householder tridiagonal form, then QR steps with Wilkinson's shift.
@@ -56,11 +56,13 @@ bool Tridiagonalise(SquareView a, double* d, double* e, SquareView reflections, 
 }
 
 // The product of the reflections, transposed.
-void AccumulateTransposed(SquareView reflections, SquareView qt) {
+// @return  false when the host gives up.
+bool AccumulateTransposed(SquareView reflections, SquareView qt) {
   const std::int64_t n = qt.size;
   std::fill_n(qt.elements, n * n, 0.0);
   for (std::int64_t i = 0; i < n; ++i) qt[i][i] = 1.0;
   for (std::int64_t k = n - 2; k >= 0; --k) {
+    if (IsGivenUp(n)) return false;
     const double* v = reflections[k];
     for (std::int64_t row = k + 1; row < n; ++row) {
       double dot = 0.0;
@@ -68,6 +70,7 @@ void AccumulateTransposed(SquareView reflections, SquareView qt) {
       for (std::int64_t i = k + 1; i < n; ++i) qt[row][i] -= dot * v[i];
     }
   }
+  return true;
 }
 
 // One implicit QR step on rows [first, last] of the tridiagonal matrix.
@@ -143,7 +146,7 @@ bool SolveSymmetric(SquareView a, double* values, SquareView vectors, double* wo
   double* w = e + n;
   const SquareView reflections{w + n, n};
   if (!Tridiagonalise(a, d, e, reflections, w)) return false;
-  AccumulateTransposed(reflections, vectors);
+  if (!AccumulateTransposed(reflections, vectors)) return false;
   if (!DiagonaliseTridiagonal(d, e, vectors)) return false;
   // Descending, equal ones as they stand.
   std::iota(order, order + n, 0);

@@ -50,8 +50,8 @@ class MatrixAccess;
 /// negative, above 2^31 - 1 or beyond the memory at hand are refused with status 1 before anything is
 /// allocated.
 ///
-/// Decompositions and eigenproblems of an order above 512 ask the display whether to go on
-/// (Std_IsCancelRequested). One that is given up shows nothing and fails as without convergence.
+/// Work beyond order 512, and iterations that last, ask the display whether to go on (Std_IsCancelRequested);
+/// given up, they show nothing and fail: products with status 1, Det with 7, all else as without convergence.
 ///
 /// Const operations may write the status, so that a matrix is read by one thread at a time. What counts as
 /// singular (SolveLinearSystemByLU, Inverse, Det) is told by a product of pivots and depends on the scale of
@@ -213,7 +213,7 @@ class MTH_EXPORT MTH_MATRIX {
   ///                     ends in position i. Null on failure, but for status 16.
   /// @return  new matrix: U on and above the diagonal, below it the multipliers of L, whose unit diagonal is
   ///          implied. Status 3 for a null argument, 1 when unallocated or without memory, 4 when not square,
-  ///          16 when a row is all 0, NaN aside.
+  ///          16 when a row is all 0, NaN aside; 5 when given up.
   /// @see     Golub and Van Loan, Matrix Computations, sections 3.2 and 3.4.
   [[nodiscard]] MTH_MATRIX* LU(int** permutation) const;
   /// Solves A X = B for this square matrix A by LU.

@@ -13,6 +13,7 @@
 using mth_internal::CheckOperands;
 using mth_internal::Elements;
 using mth_internal::ElementsCount;
+using mth_internal::MatrixPtr;
 using mth_internal::NewFailure;
 using mth_internal::NewResult;
 using mth_internal::OnStorage;
@@ -87,12 +88,13 @@ MTH_MATRIX* MTH_MATRIX::Transpose() const {
 MTH_MATRIX* MTH_MATRIX::operator*(const MTH_MATRIX& other) const {
   if (const int refusal = CheckOperands(*this, other)) return NewFailure(refusal);
   if (columns_ != other.rows_) return NewFailure(4);
-  MTH_MATRIX* result = NewResult(rows_, other.columns_, type_);
-  if (!mth_internal::HasElements(result)) return result;
-  OnStorage(*this, [&](auto* left) {
+  MatrixPtr result(NewResult(rows_, other.columns_, type_));
+  if (!mth_internal::HasElements(result.get())) return result.release();
+  const bool isDone = OnStorage(*this, [&](auto* left) {
     using T = std::remove_pointer_t<decltype(left)>;
     const T* right = Elements<T>(other);
-    mth_internal::Multiply<T>({left, right, Elements<T>(*result), rows_, columns_, other.columns_});
+    return mth_internal::MultiplyUnlessGivenUp<T>(
+        {left, right, Elements<T>(*result), rows_, columns_, other.columns_});
   });
-  return result;
+  return isDone ? result.release() : NewFailure(1);
 }

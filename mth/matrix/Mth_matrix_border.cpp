@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_matrix.h"
@@ -77,13 +78,11 @@ MTH_MATRIX* ConvolveFull(const MTH_MATRIX& matrix, const MTH_MATRIX& kernel) {
   const std::int64_t columns = matrix.GetNbCols();
   const std::int64_t kernelRows = kernel.GetNbRows();
   const std::int64_t kernelColumns = kernel.GetNbCols();
-  MTH_MATRIX* result = NewResult(rows + kernelRows - 1, columns + kernelColumns - 1, 1);
-  if (!mth_internal::HasElements(result)) return result;
+  std::unique_ptr<MTH_MATRIX> result(NewResult(rows + kernelRows - 1, columns + kernelColumns - 1, 1));
+  if (!mth_internal::HasElements(result.get())) return result.release();
   const mth_internal::WorkArray<float> weights(ElementsCount(kernel));
-  if (!weights) {
-    delete result;
-    return NewFailure(1);
-  }
+  if (!weights) return NewFailure(1);
+  const mth_internal::LongRun run(rows * columns, kernelRows, kernelColumns);
   OnStorage(kernel, [&](auto* elements) {
     std::transform(elements, elements + ElementsCount(kernel), weights.Get(),
                    [](auto element) { return static_cast<float>(element); });
@@ -91,6 +90,7 @@ MTH_MATRIX* ConvolveFull(const MTH_MATRIX& matrix, const MTH_MATRIX& kernel) {
   result->SetZero();
   const std::int64_t resultColumns = result->GetNbCols();
   for (std::int64_t i = 0; i < result->GetNbRows(); ++i) {
+    if (run.IsGivenUp()) return NewFailure(1);
     float* target = result->GetFDataAddress() + i * resultColumns;
     const std::int64_t firstRow = std::max<std::int64_t>(0, i - kernelRows + 1);
     for (std::int64_t a = firstRow; a <= std::min<std::int64_t>(i, rows - 1); ++a) {
@@ -98,7 +98,7 @@ MTH_MATRIX* ConvolveFull(const MTH_MATRIX& matrix, const MTH_MATRIX& kernel) {
                   kernelColumns, target);
     }
   }
-  return result;
+  return result.release();
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <numeric>
 #include <type_traits>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_product_kernel_internal.h"
@@ -16,6 +17,8 @@ constexpr std::int64_t kBlockDepth = 1024;
 // Rows that use a packed tile of the right factor in turn, two tiles high: their packed block stays in the
 // second cache beside it.
 constexpr std::int64_t kStripRows = 24;
+// Rows that the product in place computes at once: whole tiles of every height.
+constexpr std::int64_t kRowsPerQuestion = 1536;
 // Columns that are packed at once; bounds the scratch memory.
 constexpr std::int64_t kSlabColumns = 512;
 
@@ -53,24 +56,36 @@ bool IsWorthPacking(const ProductTask<T>& task) {
   return task.rows >= kWidestTile && task.columns >= kWidestTile && task.inner * task.columns > kSmall;
 }
 
-}  // namespace
-
 template <class T>
-void Multiply(const ProductTask<T>& task) {
+bool MultiplyIn(const LongRun& run, const ProductTask<T>& task) {
   const auto multiply = MTH_SELECT(MultiplyMatrices<T>);
-  if (!IsWorthPacking(task)) return multiply(task, {});
+  if (!IsWorthPacking(task)) return multiply(task, {}, run);
 
   const std::int64_t slab = WholeTiles(std::min(kSlabColumns, task.columns));
   const std::int64_t rightCount = task.inner * slab;
   const std::int64_t leftCount = kStripRows * PackedStride(task.inner);
   const std::int64_t sumsCount = task.inner > kBlockDepth ? kStripRows * slab : 0;
   const WorkArray<double> scratch(rightCount + leftCount + sumsCount);
-  if (!scratch) return multiply(task, {});
+  if (!scratch) return multiply(task, {}, run);
   double* left = scratch.Get() + rightCount;
-  multiply(task, {scratch.Get(), left, left + leftCount});
+  return multiply(task, {scratch.Get(), left, left + leftCount}, run);
+}
+
+}  // namespace
+
+template <class T>
+void Multiply(const ProductTask<T>& task) {
+  MultiplyIn(LongRun(0, 0, 0), task);
+}
+
+template <class T>
+bool MultiplyUnlessGivenUp(const ProductTask<T>& task) {
+  return MultiplyIn(LongRun(task.rows, task.inner, task.columns), task);
 }
 
 template void Multiply(const ProductTask<double>&);
 template void Multiply(const ProductTask<float>&);
+template bool MultiplyUnlessGivenUp(const ProductTask<double>&);
+template bool MultiplyUnlessGivenUp(const ProductTask<float>&);
 
 }  // namespace mth_internal

@@ -22,4 +22,9 @@ struct ProductTask {
 template <class T>
 void Multiply(const ProductTask<T>& task);
 
+/// The same; a large one asks the host whether to go on.
+/// @return  false when it is given up; the result is then incomplete.
+template <class T>
+[[nodiscard]] bool MultiplyUnlessGivenUp(const ProductTask<T>& task);
+
 }  // namespace mth_internal

@@ -78,7 +78,8 @@ class PackedProduct {
  public:
   PackedProduct(const ProductTask<T>& task, const ProductScratch& scratch) : task_(task), scratch_(scratch) {}
 
-  void Run() {
+  // False when the host gives the run up.
+  bool Run(const LongRun& run) {
     for (std::int64_t j = 0; j < task_.columns; j += kSlabColumns) {
       firstColumn_ = j;
       // A last slab that is too narrow for a tile overlaps the one before.
@@ -88,8 +89,12 @@ class PackedProduct {
         columns_ = kTileColumns;
       }
       PackRight();
-      for (std::int64_t i = 0; i < task_.rows; i += kStripRows) MultiplyStrip(i);
+      for (std::int64_t i = 0; i < task_.rows; i += kStripRows) {
+        if (run.IsGivenUp()) return false;
+        MultiplyStrip(i);
+      }
     }
+    return true;
   }
 
  private:
@@ -158,9 +163,20 @@ class PackedProduct {
   std::int64_t columns_ = 0;
 };
 
+// @return  false when the host gives the run up.
 template <class T>
-void MultiplyMatrices(const ProductTask<T>& task, const ProductScratch& scratch) {
+bool MultiplyMatrices(const ProductTask<T>& task, const ProductScratch& scratch, const LongRun& run) {
   using Step = std::conditional_t<std::is_same_v<T, float>, FusedStep, SeparateStep>;
-  if (scratch.right == nullptr) return MultiplyInPlace<Step>(task);
-  PackedProduct<Step, T>(task, scratch).Run();
+  if (scratch.right != nullptr) return PackedProduct<Step, T>(task, scratch).Run(run);
+  ProductTask<T> rest = task;
+  for (; rest.rows > kRowsPerQuestion; rest.rows -= kRowsPerQuestion) {
+    if (run.IsGivenUp()) return false;
+    ProductTask<T> part = rest;
+    part.rows = kRowsPerQuestion;
+    MultiplyInPlace<Step>(part);
+    rest.left += kRowsPerQuestion * task.inner;
+    rest.result += kRowsPerQuestion * task.columns;
+  }
+  MultiplyInPlace<Step>(rest);
+  return true;
 }

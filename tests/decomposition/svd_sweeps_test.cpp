@@ -8,7 +8,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "mth/decomposition/Mth_give_up_internal.h"
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_svd_internal.h"
 
 #define MTH_KERNEL_FILE "mth/decomposition/Mth_svd_loops_internal.h"
