@@ -1,5 +1,7 @@
 #pragma once
 
+#include <concepts>
+
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/value/Mth_3d_double.h"
 #include "mth/value/Mth_3d_vect_double.h"
@@ -25,6 +27,10 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   MTH_MATRIX_CHGREF();
   /// Keeps 3 angles in degrees (about z, y, x) and 3 components of a translation.
   MTH_MATRIX_CHGREF(double* rotation, double* translation);
+  /// @copydoc MTH_MATRIX_CHGREF(double*,double*)
+  template <std::same_as<double> T>
+  MTH_MATRIX_CHGREF(const T* rotation, const T* translation)
+      : MTH_MATRIX_CHGREF(const_cast<T*>(rotation), const_cast<T*>(translation)) {}
   /// Keeps matched points of both frames for the estimation of the transform.
   /// @param dimension   number of points in each set.
   /// @param set1, set2  borrowed: kept alive by the caller.
@@ -32,10 +38,16 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   /// @param quaternion  7 values: q0 (the scalar part), q1, q2, q3, and the translation. GetQuaternion gives
   ///                    the first 4 only.
   explicit MTH_MATRIX_CHGREF(double* quaternion);
+  /// @copydoc MTH_MATRIX_CHGREF(double*)
+  template <std::same_as<double> T>
+  explicit MTH_MATRIX_CHGREF(const T* quaternion) : MTH_MATRIX_CHGREF(const_cast<T*>(quaternion)) {}
   /// The quaternion of a turn, normalised, in a matrix of float elements.
   /// @param axis   3 components, of unit length.
   /// @param angle  degrees.
   MTH_MATRIX_CHGREF(float* axis, float angle);
+  /// @copydoc MTH_MATRIX_CHGREF(float*,float)
+  template <std::same_as<float> T>
+  MTH_MATRIX_CHGREF(const T* axis, float angle) : MTH_MATRIX_CHGREF(const_cast<T*>(axis), angle) {}
   /// The matrix of columns u, v, w and origin. Angles, quaternion and the computed flag are not filled.
   MTH_MATRIX_CHGREF(MTH_3D_VECT_DOUBLE u, MTH_3D_VECT_DOUBLE v, MTH_3D_VECT_DOUBLE w, MTH_3D_DOUBLE origin);
 
@@ -57,6 +69,11 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   /// Replaces the angles, in degrees about z, y, x. The matrix is then not computed, as after the three
   /// setters below.
   void SetRotation(double* r);
+  /// @copydoc SetRotation(double*)
+  template <std::same_as<double> T>
+  void SetRotation(const T* r) {
+    SetRotation(const_cast<T*>(r));
+  }
   /// Replaces the translation.
   void SetTranslation(const double* t);
   /// Replaces the points in the first frame; borrowed.
@@ -133,8 +150,18 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   void Normalize();
   /// The quaternion becomes the Hamilton product a b.
   void MultQuaternion(double* a, double* b);
+  /// @copydoc MultQuaternion(double*,double*)
+  template <std::same_as<double> T>
+  void MultQuaternion(const T* a, const T* b) {
+    MultQuaternion(const_cast<T*>(a), const_cast<T*>(b));
+  }
   /// The quaternion becomes (quaternion of the turn) (quaternion).
   void MultQuaternion(float* axis, float angle);
+  /// @copydoc MultQuaternion(float*,float)
+  template <std::same_as<float> T>
+  void MultQuaternion(const T* axis, float angle) {
+    MultQuaternion(const_cast<T*>(axis), angle);
+  }
   /// Axis and angle in degrees of the quaternion; (0, 1, 0) and 0 without a vector part. The axis is the
   /// vector part divided by the square of its sum of squares, in single precision: not of unit length, as
   /// intended.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <concepts>
+
 #include "mth/matrix/Mth_matrix.h"
 #include "std/Std_export.h"
 
@@ -29,11 +31,21 @@ MTH_EXPORT bool Mth_ComputeLaplacien(MTH_MATRIX* in, MTH_MATRIX* out, int type);
 /// @return        a new array (delete[]) of n1 * n2 * n3 values; null for a null volume, a negative size,
 ///                without memory and when cancelled.
 [[nodiscard]] MTH_EXPORT double* Mth_ComputeLaplacien3D(double* volume, int n1, int n2, int n3);
+/// @copydoc Mth_ComputeLaplacien3D(double*,int,int,int)
+template <std::same_as<double> T>
+[[nodiscard]] double* Mth_ComputeLaplacien3D(const T* volume, int n1, int n2, int n3) {
+  return Mth_ComputeLaplacien3D(const_cast<T*>(volume), n1, n2, n3);
+}
 
 /// The same in single precision throughout.
 /// @param out  receives the n1 * n2 * n3 values.
 /// @return     `out`; null, with nothing done, for a null array or a negative size and when cancelled.
 MTH_EXPORT float* Mth_ComputeLaplacien3D(float* volume, float* out, int n1, int n2, int n3);
+/// @copydoc Mth_ComputeLaplacien3D(float*,float*,int,int,int)
+template <std::same_as<float> T>
+float* Mth_ComputeLaplacien3D(const T* volume, float* out, int n1, int n2, int n3) {
+  return Mth_ComputeLaplacien3D(const_cast<T*>(volume), out, n1, n2, n3);
+}
 
 /// Seven-point Laplacian of a volume, not scaled, in single precision: the sum over the axes of
 /// in[-1] + in[+1] - 2 in[0].
@@ -44,3 +56,8 @@ MTH_EXPORT float* Mth_ComputeLaplacien3D(float* volume, float* out, int n1, int 
 /// @param in   nx x ny x nz values, x fastest. Null: shows "Matrice d'entrée est nulle!", nothing is done.
 /// @param out  receives as many values; null, or a size below 1: nothing is done.
 MTH_EXPORT void Mth_ComputeLaplacien3DFloat(float* in, float* out, int nx, int ny, int nz);
+/// @copydoc Mth_ComputeLaplacien3DFloat(float*,float*,int,int,int)
+template <std::same_as<float> T>
+void Mth_ComputeLaplacien3DFloat(const T* in, float* out, int nx, int ny, int nz) {
+  Mth_ComputeLaplacien3DFloat(const_cast<T*>(in), out, nx, ny, nz);
+}

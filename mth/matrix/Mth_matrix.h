@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -130,9 +131,19 @@ class MTH_EXPORT MTH_MATRIX {
   /// matrix by std::copy to GetFDataAddress(). Null array: status 3; count too small: status 4; nothing is
   /// copied.
   void SetVector(double* values, int count);
+  /// @copydoc SetVector(double*,int)
+  template <std::same_as<double> T>
+  void SetVector(const T* values, int count) {
+    SetVector(const_cast<T*>(values), count);  // which only reads, as the published forms of all such pairs
+  }
   /// Element (i, i) = values[i] for i below count, all others 0; values beyond the diagonal are ignored.
   /// Null array: status 3, nothing changed.
   void SetDiagVector(double* values, int count);
+  /// @copydoc SetDiagVector(double*,int)
+  template <std::same_as<double> T>
+  void SetDiagVector(const T* values, int count) {
+    SetDiagVector(const_cast<T*>(values), count);
+  }
   /// Every element an independent Gaussian number of mean 0: in row-major order the deviation times a number
   /// of deviation 1, rounded once to the element type. The stream of numbers is this call's own: it starts at
   /// the seed, the same for the same seed, and disturbs no other. Every int is a seed, and different ones,

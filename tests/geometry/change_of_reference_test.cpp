@@ -207,17 +207,17 @@ TEST(ChangeOfReference, QuaternionFunctionsFollowTheirFormulas) {
     for (int i = 0; i < 3; ++i) EXPECT_NEAR(q[i + 1], static_cast<double>(axis[i] * sine), 1e-7);
   }
   // The turn is multiplied from the left: (cos + k sin)(i) = j for a half turn of 45 degrees twice.
-  double i[4] = {0, 1, 0, 0};
-  double k[4] = {0, 0, 0, 1};
+  const double i[4] = {0, 1, 0, 0};
+  const double k[4] = {0, 0, 0, 1};
   change.MultQuaternion(k, i);
   change.GetQuaternion(q);
   EXPECT_EQ(q[2], 1.0);
   change.MultQuaternion(i, k);
   change.GetQuaternion(q);
   EXPECT_EQ(q[2], -1.0);
-  double values[7] = {0, 1, 0, 0, 0, 0, 0};
+  const double values[7] = {0, 1, 0, 0, 0, 0, 0};
   MTH_MATRIX_CHGREF turned(values);
-  float z[3] = {0.0F, 0.0F, 1.0F};
+  const float z[3] = {0.0F, 0.0F, 1.0F};
   turned.MultQuaternion(z, 180.0F);
   turned.GetQuaternion(q);
   EXPECT_NEAR(q[2], 1.0, 1e-7);
@@ -265,8 +265,8 @@ TEST(ChangeOfReference, ProductsAreComputedWhenBothOperandsAre) {
 }
 
 TEST(ChangeOfReference, IsComputedOnlyUntilItsDataChange) {
-  double rotation[3] = {90, 0, 0};
-  double translation[3] = {1, 2, 3};
+  const double rotation[3] = {90, 0, 0};
+  const double translation[3] = {1, 2, 3};
   MTH_MATRIX_CHGREF change(rotation, translation);
   MTH_3D_DOUBLE out(7, 7, 7);
   EXPECT_FALSE(change.ChangeRef({1, 0, 0}, &out));
@@ -316,7 +316,7 @@ TEST(ChangeOfReference, ConstructorsFillWhatTheySay) {
   EXPECT_FALSE(frame.ChangeRef({1, 1, 1}, &out));
 
   float axis[3] = {0.0F, 0.0F, 1.0F};
-  MTH_MATRIX_CHGREF turn(axis, 90.0F);
+  MTH_MATRIX_CHGREF turn(std::as_const(axis), 90.0F);
   EXPECT_EQ(turn.GetType(), 1);
   float m[16];
   turn.glMatrixComputeFromQuaternion(m);

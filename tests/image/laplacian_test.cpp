@@ -71,13 +71,13 @@ std::vector<T> RunImage(const Volume<T>& image) {
   return {elements(out), elements(out) + image.values.size()};
 }
 
-std::vector<double> RunVolume(Volume<double> volume) {
+std::vector<double> RunVolume(const Volume<double>& volume) {
   const std::unique_ptr<double[]> result(
       Mth_ComputeLaplacien3D(volume.values.data(), volume.size[0], volume.size[1], volume.size[2]));
   return {result.get(), result.get() + volume.values.size()};
 }
 
-std::vector<float> RunVolume(Volume<float> volume) {
+std::vector<float> RunVolume(const Volume<float>& volume) {
   std::vector<float> out(volume.values.size(), 7.0F);
   EXPECT_EQ(Mth_ComputeLaplacien3D(volume.values.data(), out.data(), volume.size[0], volume.size[1],
                                    volume.size[2]),
@@ -85,7 +85,7 @@ std::vector<float> RunVolume(Volume<float> volume) {
   return out;
 }
 
-std::vector<float> RunSum(Volume<float> volume) {
+std::vector<float> RunSum(const Volume<float>& volume) {
   std::vector<float> out(volume.values.size(), 7.0F);
   Mth_ComputeLaplacien3DFloat(volume.values.data(), out.data(), volume.size[0], volume.size[1],
                               volume.size[2]);

@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <memory>
+#include <utility>
 
 #include "support/allocation_faults.h"
 #include "support/matrices.h"
@@ -192,7 +193,7 @@ TEST(MatrixFill, OfEveryShape) {
         return matrix;
       };
       const auto expected = [&](auto rule) { return FromRule(rows, columns, type, rule); };
-      double values[] = {0.1, -2.0, 3.5, 4.0, 5.0, 6.0, 7.0, 8.0, 9.0};
+      const double values[] = {0.1, -2.0, 3.5, 4.0, 5.0, 6.0, 7.0, 8.0, 9.0};
       EXPECT_TRUE(SameBits(filled([](auto& m) { m.SetZero(); }), expected([](int, int) { return 0.0; })));
       EXPECT_TRUE(
           SameBits(filled([](auto& m) { m.SetIdentity(); }), expected([](int i, int j) { return i == j; })));
@@ -221,7 +222,7 @@ TEST(MatrixFill, SetVectorChecksItsArguments) {
     }
     for (int count : {6, 7}) {
       MTH_MATRIX matrix = before;
-      matrix.SetVector(values, count);
+      matrix.SetVector(std::as_const(values), count);
       EXPECT_EQ(matrix.GetStatusError(), 0);
       EXPECT_TRUE(SameBits(matrix, FromRule(2, 3, type, [&](int i, int j) { return values[3 * i + j]; })));
     }
