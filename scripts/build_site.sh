@@ -2,13 +2,14 @@
 # Builds the whole manual into a folder that any browser or static server opens, without a network at reading time:
 # the C++ pages, the command-line hosts (from their --help) and, where they were built, Python's docstrings and the page
 # that segments in the browser.
-#   scripts/build_site.sh [FOLDER]      build/site; warnings of Doxygen are errors
+#   scripts/build_site.sh [FOLDER]      build/site; warnings of Doxygen are errors, and so are dead links and, where there is
+#                                       Chromium, formulas that it does not draw
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 command -v doxygen >/dev/null || { echo "Left out: the manual (needs doxygen)"; exit 0; }
 site="${1:-build/site}"
 build="${MTH_BUILD:-build/release}"
-generated=build/site-input
+generated="${site%/}-input"
 if [ -e "$site" ] && [ ! -f "$site/.mth-site" ] && [ -n "$(ls -A "$site")" ]; then
   echo "$site is neither empty nor an earlier site" >&2
   exit 1
@@ -59,4 +60,5 @@ else
 fi
 [ -d web/dist ] && cp -r web/dist "$site/try"
 scripts/check_site.py "$site"
+scripts/open_site.py "$site"
 echo "Open $site/index.html"

@@ -7,13 +7,13 @@ volume by overlapping blocks and means of similar places.
 """
 
 import argparse
-import pathlib
 
 import matplotlib
 import nibabel
 import numpy as np
 
 import mth
+import output_folder
 
 matplotlib.use("Agg")
 from matplotlib import pyplot  # noqa: E402  after the choice of the back end
@@ -44,12 +44,12 @@ def draw(before, after, path):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("image", help="NIfTI image")
-    parser.add_argument("--output", type=pathlib.Path, default=pathlib.Path("denoise_brain_output"))
+    output_folder.add_options(parser, "denoise_brain_output")
     options = parser.parse_args()
+    output_folder.make(parser, options)
     image = nibabel.load(options.image)
     data = np.asarray(image.dataobj, dtype=np.float64)
     clean, noise = denoise(data)
-    options.output.mkdir(parents=True, exist_ok=True)
     kind = image.get_data_dtype()
     if kind.kind in "iu":
         clean = np.clip(np.rint(clean), np.iinfo(kind).min, np.iinfo(kind).max)

@@ -12,6 +12,7 @@ import matplotlib
 import numpy as np
 
 import mth
+import output_folder
 
 matplotlib.use("Agg")
 from matplotlib import pyplot  # noqa: E402  after the choice of the back end
@@ -40,13 +41,13 @@ def main():
     parser.add_argument("first", help="landmarks to move")
     parser.add_argument("second", help="the same landmarks where they should be")
     parser.add_argument("--robust", action="store_true", help="least mean distance instead of least squares")
-    parser.add_argument("--output", type=pathlib.Path, default=pathlib.Path("landmarks_output"))
+    output_folder.add_options(parser, "landmarks_output")
     options = parser.parse_args()
+    output_folder.make(parser, options)
     first, second = read_landmarks(options.first), read_landmarks(options.second)
     labels = [label for label in first if label in second]
     a, b = (np.array([points[label] for label in labels]) for points in (first, second))
     found = mth.register_landmarks(a, b, robust=options.robust)
-    options.output.mkdir(parents=True, exist_ok=True)
     np.savetxt(options.output / "matrix.txt", found.matrix, fmt="%.17g")
     draw(labels, found.residuals, options.output / "figure.png")
     print(f"{len(labels)} landmarks, mean distance {found.residuals.mean():.4g}")

@@ -6,13 +6,13 @@ writes labels.nii.gz, membership_1.nii.gz ... and figure.png into the folder, in
 """
 
 import argparse
-import pathlib
 
 import matplotlib
 import nibabel
 import numpy as np
 
 import mth
+import output_folder
 
 matplotlib.use("Agg")
 from matplotlib import pyplot  # noqa: E402  after the choice of the back end
@@ -51,11 +51,11 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("image", help="NIfTI image")
     parser.add_argument("--tissues", type=int, default=3)
-    parser.add_argument("--output", type=pathlib.Path, default=pathlib.Path("segment_brain_output"))
+    output_folder.add_options(parser, "segment_brain_output")
     options = parser.parse_args()
+    output_folder.make(parser, options)
     image = nibabel.load(options.image)
     found = segment(image, options.tissues)
-    options.output.mkdir(parents=True, exist_ok=True)
     nibabel.save(nibabel.Nifti1Image(found.labels, image.affine), options.output / "labels.nii.gz")
     for number, fraction in enumerate(found.fractions, start=1):
         name = f"membership_{number}.nii.gz"

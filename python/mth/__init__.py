@@ -3,7 +3,7 @@
 Clustering    `k_means`, `fuzzy_c_means`, `evidential_c_means` with fusion, `tissue_clustering` of MR volumes
 Boosting      `AdaBoost`, an estimator with scikit-learn's conventions
 Images        `denoise`, `estimate_noise`, `redundant_wavelet`, `laplacian`, `cooccurrence`, `texture`, `fft`, `fft2`
-Fits          `minimise`, `fit_curve`, `Curve`
+Fits          `minimise`, `anneal`, `fit_curve`, `Curve`
 Geometry      `register_landmarks`, `hausdorff`, `slice_orientation`
 Numbers       `linalg`, `stats`, `special`, `random`, `sort`, `ranks`
 
@@ -39,7 +39,7 @@ from .clustering import (EvidentialClusters, FuzzyClusters, KMeansClusters, Tiss
 from .geometry import (Curve, Registration, SliceOrientation, Width, hausdorff, register_landmarks, slice_orientation)
 from .imaging import (Denoised, Details, RedundantWavelet, cooccurrence, denoise, estimate_noise, fft, fft2, ifft, ifft2,
                       inverse_redundant_wavelet, laplacian, redundant_wavelet, texture)
-from .optimise import Fit, Minimum, fit_curve, minimise
+from .optimise import Fit, Minimum, anneal, fit_curve, minimise
 from .sorting import ranks, sort
 
 if TYPE_CHECKING:
@@ -48,7 +48,7 @@ if TYPE_CHECKING:
 __all__ = [
     "AdaBoost", "Curve", "Denoised", "Details", "EvidentialClusters", "Fit", "FuzzyClusters", "KMeansClusters", "Minimum",
     "RedundantWavelet", "Registration", "SliceOrientation", "Tissues", "UnstableSolutionWarning", "Width", "__version__",
-    "cooccurrence", "denoise", "estimate_noise", "evidential_c_means", "fft", "fft2", "fit_curve", "fuzzy_c_means",
+    "anneal", "cooccurrence", "denoise", "estimate_noise", "evidential_c_means", "fft", "fft2", "fit_curve", "fuzzy_c_means",
     "hausdorff", "ifft", "ifft2", "inverse_redundant_wavelet", "k_means", "laplacian", "linalg", "minimise", "random", "ranks",
     "redundant_wavelet", "register_landmarks", "slice_orientation", "sort", "special", "stats", "texture",
     "tissue_clustering",

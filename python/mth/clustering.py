@@ -23,7 +23,7 @@ Start = Union[str, ArrayLike]
 _STARTS = ("quantiles", "farthest", "k-means++")
 
 
-@dataclass(frozen=True)
+@dataclass(frozen=True, eq=False)
 class KMeansClusters:
     """What `k_means` found: ``centroids`` (clusters x features) and ``labels`` (one per sample, from 0).
 
@@ -40,7 +40,7 @@ class KMeansClusters:
         return self.reason == "converged"
 
 
-@dataclass(frozen=True)
+@dataclass(frozen=True, eq=False)
 class FuzzyClusters:
     """What `fuzzy_c_means` found: ``memberships`` (samples x clusters), ``centroids`` and ``labels`` as of k-means.
 
@@ -75,6 +75,13 @@ class EvidentialClusters:
         self.centroids = centroids
         self.n_iter = n_iter
         self.reason = reason
+
+    def __reduce__(self) -> Any:
+        return EvidentialClusters, (self._evidence, self.centroids, self.n_iter, self.reason)
+
+    def __repr__(self) -> str:
+        samples, sets = self.masses.shape
+        return f"EvidentialClusters of {samples} samples, {sets} sets, {self.n_iter} iterations, {self.reason!r}"
 
     @property
     def converged(self) -> bool:
@@ -137,7 +144,7 @@ def _start(init: Start) -> tuple[Optional[ArrayLike], str]:
 
 def _samples(x: ArrayLike) -> ArrayLike:
     """A flat array is one feature."""
-    array = np.asarray(x)
+    array = _mth.real_array(x, "x")
     return array[:, np.newaxis] if array.ndim == 1 else array
 
 
@@ -232,7 +239,7 @@ def evidential_c_means(x: ArrayLike, clusters: int, *, alpha: float = 2.0, beta:
     return EvidentialClusters(evidence, means, n_iter, reason)
 
 
-@dataclass(frozen=True)
+@dataclass(frozen=True, eq=False)
 class Tissues:
     """What `tissue_clustering` found.
 
@@ -259,7 +266,7 @@ def tissue_clustering(image: Union[ArrayLike, Sequence[ArrayLike]], tissues: int
         Data in Fortran order, as nibabel gives it, goes in without a copy, other layouts with one.
     tissues : 1 to 16.
     mask : voxels that are not 0 are divided; without it all above 0.
-    confidence : what `mth.denoise` gives; of one image only.
+    confidence : what `mth.denoise` gives; of one image only, ``ValueError`` with several.
     voxel_size : in mm, along the axes.
     field : whether to look for the field, and ``field_width`` its smoothness in mm.
     local_means : whether the means of tissues may differ from place to place.
@@ -273,9 +280,14 @@ def tissue_clustering(image: Union[ArrayLike, Sequence[ArrayLike]], tissues: int
     >>> tissue_clustering(image, 3, field=False).labels[0]
     array([1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1], dtype=uint8)
     """
-    images = list(image) if isinstance(image, (list, tuple)) and np.ndim(image[0]) > 0 else [image]
+    images = list(image) if isinstance(image, (list, tuple)) and len(image) > 0 and np.ndim(image[0]) > 0 else [image]
     _require(1 <= tissues <= 16, f"tissues is {tissues}, not 1 to 16")
-    size = [float(length) for length in voxel_size] + [1.0] * (3 - len(voxel_size))
+    _require(confidence is None or len(images) == 1, "confidence is of one image only")
+    _require(field_width > 0.0, f"field_width is {field_width}, not greater than 0")
+    size = [float(length) for length in voxel_size]
+    _require(1 <= len(size) <= 3 and all(0.0 < length < np.inf for length in size),
+             f"voxel_size is {voxel_size}, not 1 to 3 lengths above 0")
+    size += [1.0] * (3 - len(size))
     with reporting(progress, "tissues") as report:
         found = _mth.tissue_clustering(images, tissues, mask, confidence, size, field, local_means, field_width, report)
     return Tissues(**found)

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 from collections.abc import Sequence
 from dataclasses import dataclass
-from typing import NamedTuple, Optional
+from typing import Any, NamedTuple, Optional
 
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
@@ -17,7 +17,7 @@ Floats = NDArray[np.float64]
 Floats32 = NDArray[np.float32]
 
 
-@dataclass(frozen=True)
+@dataclass(frozen=True, eq=False)
 class Registration:
     """A rigid transform: ``matrix``, 4 x 4, maps points of a to b; ``quaternion``, scalar first, is its rotation.
 
@@ -40,7 +40,7 @@ class Registration:
 
     def __call__(self, points: ArrayLike) -> Floats:
         """Maps points of the shape (..., 3)."""
-        return np.asarray(points, dtype=np.float64) @ self.rotation.T + self.translation
+        return _mth.real_array(points, "points") @ self.rotation.T + self.translation
 
 
 def register_landmarks(a: ArrayLike, b: ArrayLike, *, robust: bool = False) -> Registration:
@@ -62,7 +62,7 @@ def register_landmarks(a: ArrayLike, b: ArrayLike, *, robust: bool = False) -> R
 def hausdorff(a: ArrayLike, b: ArrayLike) -> float:
     """Hausdorff distance of two sets of points of the shape (n, 3), exact to the last bit; 0 for two empty sets.
 
-    ``ValueError`` when one set alone is empty.
+    ``ValueError`` when one set alone is empty, and for points that are not finite.
 
     >>> hausdorff([[0, 0, 0]], [[0, 0, 0], [0, 3, 4]])
     5.0
@@ -94,16 +94,16 @@ def slice_orientation(normal: Sequence[float], kind: str = "perpendicular", *,
     >>> slice_orientation((0.0, 0.1, 1.0)).plane, slice_orientation((0.0, 0.1, 1.0)).tilts
     ('AXI', (('COR', 6),))
     """
-    vector = np.asarray(normal, dtype=np.float64)
+    vector = _mth.real_array(normal, "normal").astype(np.float64)
     if vector.shape != (3,) or not np.isfinite(vector).all() or not vector.any():
         raise ValueError(f"normal is {normal}, not a direction of three finite numbers")
     if kind not in ("perpendicular", "vertical", "oblique"):
         raise ValueError(f"kind is {kind!r}, none of perpendicular, vertical, oblique")
     ends: Optional[list[float]] = None
     if corners is not None:
-        places = np.asarray(corners, dtype=np.float64)
-        if places.shape != (2, 3):
-            raise ValueError(f"corners has the shape {places.shape}, not (2, 3)")
+        places = _mth.real_array(corners, "corners").astype(np.float64)
+        if places.shape != (2, 3) or not np.isfinite(places).all():
+            raise ValueError(f"corners has the shape {places.shape}, not (2, 3), or numbers that are not finite")
         ends = places.ravel().tolist()
     plane, count, first, second, first_angle, second_angle, shift, a, b = _mth.slice_orientation(
         vector.tolist(), kind, ends)
@@ -172,9 +172,9 @@ class Curve:
         """Splines of x and y over the chord length, for curves that turn back; 10 samples per interval."""
         return self._of(self._curve.parametric_spline())
 
-    def __call__(self, x: ArrayLike) -> Floats32:
-        """Values of the natural cubic spline; beyond the curve it goes on as a line."""
-        return self._curve.spline_at(np.atleast_1d(x))
+    def __call__(self, x: ArrayLike) -> Any:
+        """Values of the natural cubic spline at a number or an array; beyond the curve it goes on as a line."""
+        return self._curve.spline_at(x)
 
     def regression(self) -> tuple[float, float]:
         """Slope and intercept of the least-squares line."""

@@ -79,7 +79,7 @@ class Details(NamedTuple):
     diagonal: NDArray[np.float64]
 
 
-@dataclass(frozen=True)
+@dataclass(frozen=True, eq=False)
 class RedundantWavelet:
     """What `redundant_wavelet` gives: the ``approximation`` and ``details``, of each level from the finest on."""
 

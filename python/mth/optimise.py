@@ -12,16 +12,16 @@ from numpy.typing import ArrayLike, NDArray
 from . import _mth
 from ._progress import Progress, reporting
 
-__all__ = ["Fit", "Minimum", "fit_curve", "minimise"]
+__all__ = ["Fit", "Minimum", "anneal", "fit_curve", "minimise"]
 
 Floats = NDArray[np.float64]
 
 # Of each method: the step that it begins with, and the iterations at most.
 _METHODS = {"powell": (0.0, 1000), "bfgs": (1e-5, 1000), "nelder-mead": (1.0, 2000), "steepest-descent": (0.1, 10000),
-            "least-squares": (0.0, 200)}
+            "least-squares": (0.0, 200), "damped-newton": (1e-4, 1)}
 
 
-@dataclass(frozen=True)
+@dataclass(frozen=True, eq=False)
 class Minimum:
     """What `minimise` found.
 
@@ -60,9 +60,10 @@ def minimise(f: Callable[[Floats], Any], x0: ArrayLike, method: str = "powell", 
         is the cost. It is not called again for one of the last four points.
     x0 : the start.
     method : "powell", "bfgs", "nelder-mead" and "steepest-descent", the latter two made for two parameters, or
-        "least-squares", Marquardt's method.
+        "least-squares", Marquardt's method; "damped-newton" goes to where the derivatives vanish, a maximum for preference:
+        by intention from 0.1 in every parameter, whatever x0 and tol, and without a limit of iterations.
     tol : a relative change of the cost; each method's own criterion.
-    step : of the finite differences of "bfgs", the first simplex of "nelder-mead" or the first step of the descent.
+    step : of the finite differences of "bfgs" and "damped-newton", the first simplex of "nelder-mead" or the first step of the descent.
     callback : called with the best or present point once per iteration; one that returns True ends the run.
 
     An exception of f or of the callback ends the run and arrives here.
@@ -80,7 +81,44 @@ def minimise(f: Callable[[Floats], Any], x0: ArrayLike, method: str = "powell", 
         return Minimum(**_mth.minimise(f, x0, method, tol, most, step, callback, report))
 
 
-@dataclass(frozen=True)
+def anneal(f: Callable[[Floats], Any], x0: ArrayLike, *, move: Optional[Callable[[Floats, float], ArrayLike]] = None,
+           step: float = 1.0, shrinking: float = 0.95, temperature: float = 1.0, cooling: float = 0.9,
+           final_temperature: float = 0.0, moves: int = 100, stale: int = 20, max_iter: int = 200, seed: Optional[int] = None,
+           callback: Optional[Callable[[Floats], object]] = None, progress: Progress = None) -> Minimum:
+    """Minimise a function of many minima, or of whole numbers, by simulated annealing.
+
+    Parameters
+    ----------
+    f : the cost of a point. It is not called again for one of the last four points.
+    x0 : the start.
+    move : a function of a point and the present step, which gives a point near it; by default each parameter moves by a
+        uniform step of at most the present one.
+    step, shrinking : the first step, and its factor after every stage.
+    temperature, cooling : the first temperature, in the unit of the cost, and its factor after every stage.
+    moves, max_iter : of each stage, and the stages at most.
+    final_temperature, stale : it ends below this temperature, and after so many stages without a better cost.
+    seed : 1 to 8,639,999, else the time of day; the numbers are those of stream 0 of `mth.random.Uniform`.
+    callback, progress : as of `minimise`; the callback is called with the present point after every stage.
+
+    ``nit`` of the `Minimum` counts moves.
+
+    Source: Kirkpatrick, Gelatt & Vecchi, Science 220 (1983) 671.
+
+    >>> bumpy = lambda p: (p[0] - 3.0) ** 2 + 2.0 * np.sin(9.0 * p[0]) ** 2
+    >>> best = anneal(bumpy, [-9.0], seed=1)
+    >>> bool(best.fun < 0.1), best.reason
+    (True, 'converged')
+    """
+    if not (moves > 0 and max_iter > 0):
+        raise ValueError("moves and max_iter must be positive numbers")
+    if seed is not None and not 1 <= seed <= 8_639_999:
+        raise ValueError(f"seed is {seed}, not 1 to 8639999")
+    with reporting(progress, "annealing") as report:
+        return Minimum(**_mth.anneal(f, x0, move, (temperature, cooling, final_temperature, step, shrinking),
+                                     (moves, stale, max_iter), seed, callback, report))
+
+
+@dataclass(frozen=True, eq=False)
 class Fit(Minimum):
     """What `fit_curve` found: a `Minimum` in the parameters ``x``, and ``model``, the curve at the abscissae."""
 
@@ -115,7 +153,7 @@ _MODELS = {"profile": _profile, "gaussians": _gaussians, "rayleigh": _rayleigh, 
 def _first_guess(model: str, x: Floats, y: Floats) -> list[float]:
     top = int(np.argmax(y))
     base = float(y.min())
-    above = np.flatnonzero(y > 0.5 * (y[top] + base))
+    above = np.flatnonzero(y >= 0.5 * (y[top] + base))
     width = max(float(x[above[-1]] - x[above[0]]) / 2.355, float(np.ptp(x)) / (2 * len(x)))
     if model == "profile":
         return [base, float(y[top]) - base, float(x[top]), width]
@@ -148,8 +186,8 @@ def fit_curve(x: ArrayLike, y: ArrayLike, model: Union[str, Callable[..., ArrayL
     >>> fit_curve(x, 3.0 * x + 1.0, lambda x, a, b: a * x + b, [1.0, 0.0]).x.round(6)
     array([3., 1.])
     """
-    points_x = np.asarray(x, dtype=np.float64)
-    points_y = np.asarray(y, dtype=np.float64)
+    points_x = _mth.real_array(x, "x").astype(np.float64)
+    points_y = _mth.real_array(y, "y").astype(np.float64)
     if points_x.ndim != 1 or points_x.shape != points_y.shape:
         raise ValueError(f"x has the shape {points_x.shape}, y {points_y.shape}: not as many abscissae as ordinates")
     if len(points_x) == 0 or not (np.isfinite(points_x).all() and np.isfinite(points_y).all()):

@@ -1,15 +1,17 @@
-"""Gamma, beta and error functions over arrays of any shape, with the same bits on every machine."""
+"""Gamma, beta and error functions over numbers and arrays of any shape, with the same bits on every machine."""
 
 from __future__ import annotations
 
+from typing import Any
+
 import numpy as np
-from numpy.typing import ArrayLike, NDArray
+from numpy.typing import ArrayLike
 
 from . import _mth
 
 __all__ = ["betainc", "erf", "erfc", "gamma", "log_gamma"]
 
-Floats = NDArray[np.float64]
+Floats = Any  # an array, or a number of one
 
 
 def gamma(x: ArrayLike) -> Floats:
@@ -60,7 +62,8 @@ def betainc(a: ArrayLike, b: ArrayLike, x: ArrayLike) -> Floats:
     >>> betainc(2.0, 2.0, [0.5]).round(6)
     array([0.5])
     """
-    a_values, b_values, x_values = np.broadcast_arrays(a, b, x)
+    a_values, b_values, x_values = np.broadcast_arrays(
+        *(_mth.real_array(value, name) for value, name in ((a, "a"), (b, "b"), (x, "x"))))
     if ((x_values < 0) | (x_values > 1)).any():
         raise ValueError("x has values outside 0 to 1")
     if not ((a_values > 0) & (b_values > 0)).all():

@@ -61,12 +61,12 @@ def covariance(x: ArrayLike, y: Optional[ArrayLike] = None) -> NDArray[np.float6
     array([[1., 2.],
            [2., 4.]])
     """
-    columns = np.asarray(x).T
-    return _mth.covariance(columns, columns if y is None else np.asarray(y).T)
+    columns = _mth.real_array(x, "x").T
+    return _mth.covariance(columns, columns if y is None else _mth.real_array(y, "y").T)
 
 
 def spearman(x: ArrayLike, y: ArrayLike) -> Spearman:
-    """Spearman's rank correlation of pairs; equal values share their mean rank.
+    """Spearman's rank correlation of pairs; equal values share their mean rank. ``ValueError`` for a NaN.
 
     Source: Lehmann, Nonparametrics (1975).
 
@@ -79,7 +79,8 @@ def spearman(x: ArrayLike, y: ArrayLike) -> Spearman:
 def pearson(x: ArrayLike, y: ArrayLike) -> Pearson:
     """Pearson's correlation of pairs, the regression slope and the significance.
 
-    The significance is one-sided for 3 pairs and from 1e7 on, two-sided between, by intention.
+    The significance is one-sided for 3 pairs and from 1e7 on, two-sided between, by intention. ``ValueError`` for values
+    that are not finite.
 
     >>> pearson([0.0, 1.0, 2.0], [1.0, 3.0, 5.0]).slope
     2.0

@@ -1,5 +1,7 @@
 #include "arrays.h"
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace mth_python {
@@ -34,9 +36,11 @@ std::string ShapeText(const py::array& array) {
 }
 
 py::array AnyArray(const py::handle& value) {
-  py::array array = py::array::ensure(value);
-  if (array) return array;
-  return py::module_::import("numpy").attr("asarray")(value);  // once more, for the reason
+  const auto& numpy = py::detail::npy_api::get();
+  const bool isOfSubclass = numpy.PyArray_Check_(value.ptr()) && Py_TYPE(value.ptr()) != numpy.PyArray_Type_;
+  if (isOfSubclass && py::module_::import("numpy.ma").attr("is_masked")(value).cast<bool>())
+    ThrowValueError("an array has masked elements: fill them, or leave them out");
+  return py::array(py::reinterpret_borrow<py::object>(value));
 }
 
 py::array RealArray(const py::handle& value, const char* name) {
@@ -66,6 +70,21 @@ template Array<float> Numbers<float>(const py::handle&, const char*, int);
 void RequireFinite(const Array<double>& array, const char* name) {
   if (!mth_internal::AreFinite(array.data(), array.size()))
     ThrowValueError(std::string(name) + " has values that are NaN or infinite");
+}
+
+void RequireNumbers(const Array<double>& array, const char* name) {
+  const double* const end = array.data() + array.size();
+  if (std::any_of(array.data(), end, [](double value) { return std::isnan(value); }))
+    ThrowValueError(std::string(name) + " has values that are NaN");
+}
+
+Array<double> NewLike(const py::array& array) {
+  return Array<double>(std::vector<py::ssize_t>(array.shape(), array.shape() + array.ndim()));
+}
+
+py::object Returned(const py::array& array) {
+  if (array.ndim() > 0) return array;
+  return array[py::tuple()];
 }
 
 int ToInt(py::ssize_t size, const char* name) {

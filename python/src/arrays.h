@@ -27,7 +27,8 @@ constexpr int kContiguous =
 template <class T>
 using Array = py::array_t<T, kContiguous>;
 
-/// @return  what NumPy takes the value for, with its exception otherwise.
+/// @return  what NumPy takes the value for, with its exception otherwise; a ValueError for an array with
+/// masked elements, whose numbers mean nothing.
 py::array AnyArray(const py::handle& value);
 /// @return  the value as an array of real numbers of any type and layout; a TypeError names the argument
 /// otherwise.
@@ -37,12 +38,11 @@ bool IsFloat(const py::array& array);
 /// Shape as Python writes it, such as "(3, 4)".
 std::string ShapeText(const py::array& array);
 
-/// @return  the array itself if it has this type and layout, otherwise a converted copy.
+/// @return  the array itself if it has this type and layout, otherwise a converted copy; throws what NumPy
+/// does.
 template <class T>
 Array<T> Contiguous(const py::array& array) {
-  Array<T> result = Array<T>::ensure(array);
-  if (!result) throw std::bad_alloc();
-  return result;
+  return Array<T>(static_cast<const py::object&>(array));
 }
 /// The same from anything; the dimensions are checked when they are not negative.
 template <class T>
@@ -52,6 +52,12 @@ extern template Array<float> Numbers<float>(const py::handle&, const char*, int)
 
 /// A ValueError unless all are finite.
 void RequireFinite(const Array<double>& array, const char* name);
+/// A ValueError if one is NaN.
+void RequireNumbers(const Array<double>& array, const char* name);
+/// A new array of the same shape.
+Array<double> NewLike(const py::array& array);
+/// As NumPy gives results: an array without dimensions as its number.
+py::object Returned(const py::array& array);
 /// A ValueError that says what is wrong.
 [[noreturn]] void ThrowValueError(const std::string& text);
 /// A size as the library's int; a ValueError beyond it.

@@ -1,6 +1,8 @@
 #include "call.h"
 
+#include <algorithm>
 #include <memory>
+#include <new>
 
 #include "std/Std.h"
 
@@ -9,6 +11,7 @@ namespace {
 
 // Signals are looked at this often: a person cannot tell, and the interpreter's lock is hardly taken.
 constexpr auto kPollInterval = std::chrono::milliseconds(20);
+constexpr const char* kNoMemory = "no memory for the result or the work of this operation";
 constexpr int kUnitsPerStep = 5;  // of a progress window
 
 thread_local Call* currentCall = nullptr;
@@ -85,7 +88,7 @@ Call::Entry::~Entry() {
 void Call::CountQuestions(const py::object& progress, int total) {
   if (progress.is_none()) return;
   SetQuestion([progress, total, done = 0]() mutable {
-    progress(++done, total);
+    CallPython(progress, ++done, total);
     return false;
   });
 }
@@ -98,38 +101,37 @@ void Call::Fail() {
   if (!error_) error_ = std::current_exception();
 }
 
-bool Call::IsCancelRequested() {
-  if (error_ || isEnded_) return true;
-  if (question_) {
-    const py::gil_scoped_acquire locked;
-    try {
-      isEnded_ = question_();
-    } catch (...) {
-      Fail();
-    }
-    if (error_ || isEnded_) return true;
-  }
-  const Clock::time_point now = Clock::now();
-  if (now < nextPoll_) return false;
-  nextPoll_ = now + kPollInterval;
-  const py::gil_scoped_acquire locked;
+template <class Question>
+void Call::Ask(Question question) {
+  const Locked locked(*this);
   try {
-    if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+    question();
   } catch (...) {
     Fail();
   }
+}
+
+bool Call::IsCancelRequested() {
+  if (error_ || isEnded_) return true;
+  if (question_) Ask([this] { isEnded_ = question_(); });
+  if (error_ || isEnded_) return true;
+  const Clock::time_point now = Clock::now();
+  if (now < nextPoll_) return false;
+  nextPoll_ = now + kPollInterval;
+  Ask([] {
+    if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+  });
   return error_ != nullptr;
 }
 
 void Call::ShowProgress(int done, int total) {
   stepsCount_ = done;
   if (error_ || !hasProgress_) return;
-  const py::gil_scoped_acquire locked;
-  try {
-    progress_(done, total);
-  } catch (...) {
-    Fail();
-  }
+  Ask([&] { CallPython(progress_, done, total); });
+}
+
+void Call::AddMessage(const std::string& text) {
+  if (std::find(messages_.begin(), messages_.end(), text) == messages_.end()) messages_.push_back(text);
 }
 
 void Call::Finish() {
@@ -150,6 +152,13 @@ void InstallDisplay(py::module_& module) {
       PyExc_RuntimeWarning, nullptr);
   if (unstableSolutionWarning == nullptr) throw py::error_already_set();
   module.add_object("UnstableSolutionWarning", unstableSolutionWarning);
+  py::register_local_exception_translator([](std::exception_ptr failure) {
+    try {
+      std::rethrow_exception(std::move(failure));
+    } catch (const std::bad_alloc&) {
+      PyErr_SetString(PyExc_MemoryError, kNoMemory);
+    }
+  });
   static PythonDisplay* const display =
       new PythonDisplay;  // never deleted: threads may outlive the interpreter's end
   display->SetFormer(Std_SetDisplay(display));
@@ -162,7 +171,7 @@ void ThrowLinAlgError(const std::string& text) {
 }
 
 void ThrowMemoryError() {
-  PyErr_SetString(PyExc_MemoryError, "no memory for the result or the work of this operation");
+  PyErr_SetString(PyExc_MemoryError, kNoMemory);
   throw py::error_already_set();
 }
 

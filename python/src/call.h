@@ -5,7 +5,12 @@
 #include <chrono>
 #include <exception>
 #include <functional>
+#include <thread>
+#ifdef __GLIBCXX__
+#include <cxxabi.h>
+#endif
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mth/Mth_stop_reason.h"
@@ -14,6 +19,34 @@
 namespace mth_python {
 
 namespace py = pybind11;
+
+/// Calls a function of the interpreter's that may wait for its lock; nothing that `function` itself owns is
+/// destroyed when that never comes.
+///
+/// While the interpreter ends, it unwinds the threads that come back to it, daemons, through all that they
+/// are in. The library's frames do not let that pass: such a thread sleeps until the process is gone, as it
+/// does in Python from version 3.14 on.
+template <class Function>
+auto InInterpreter(Function function) -> decltype(function()) {
+#ifdef __GLIBCXX__
+  try {
+    return function();
+  } catch (abi::__forced_unwind&) {
+    for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
+  }
+#else
+  return function();
+#endif
+}
+
+/// The answer of a function of Python's; throws what it throws.
+template <class... Arguments>
+py::object CallPython(const py::object& function, Arguments&&... arguments) {
+  const py::tuple all = py::make_tuple(std::forward<Arguments>(arguments)...);
+  PyObject* const answer = InInterpreter([&] { return PyObject_CallObject(function.ptr(), all.ptr()); });
+  if (answer == nullptr) throw py::error_already_set();
+  return py::reinterpret_steal<py::object>(answer);
+}
 
 /// One call of the library by one thread. While it runs other Python threads go on; the signals of the
 /// process, a progress callback's exception, and so Ctrl-C, end the library's run and arrive in the caller.
@@ -32,9 +65,15 @@ class Call {
   template <class Compute>
   void Run(Compute compute) {
     {
-      const py::gil_scoped_release unlocked;
       const Entry entry(this);
-      compute();
+      Unlock();
+      try {
+        compute();
+      } catch (...) {
+        Lock();
+        throw;
+      }
+      Lock();
     }
     Finish();
   }
@@ -63,7 +102,8 @@ class Call {
   void ShowProgress(int done, int total);
   /// Steps that the library's progress window was told: whole iterations.
   int GetStepsCount() const { return stepsCount_; }
-  void AddMessage(const std::string& text) { messages_.push_back(text); }
+  /// Keeps a message of the library's; one text once.
+  void AddMessage(const std::string& text);
   /// Keeps the present exception, which ends the run; the first one stays.
   void Fail();
   bool HasFailed() const { return error_ != nullptr; }
@@ -74,13 +114,33 @@ class Call {
     ~Entry();
     Call* former;
   };
+  // The interpreter's lock within a run, which may have given it back.
+  struct Locked {
+    explicit Locked(Call& call) : unlockedCall(call.unlocked_ != nullptr ? &call : nullptr) {
+      if (unlockedCall != nullptr) unlockedCall->Lock();
+    }
+    Locked(const Locked&) = delete;
+    Locked& operator=(const Locked&) = delete;
+    ~Locked() {
+      if (unlockedCall != nullptr) unlockedCall->Unlock();
+    }
+    Call* unlockedCall;
+  };
   using Clock = std::chrono::steady_clock;
 
+  void Lock() {
+    InInterpreter([this] { PyEval_RestoreThread(std::exchange(unlocked_, nullptr)); });
+  }
+  void Unlock() { unlocked_ = PyEval_SaveThread(); }
+  // Calls Python with the interpreter's lock; what it throws ends the run.
+  template <class Question>
+  void Ask(Question question);
   // Throws the kept exception, and turns messages into warnings.
   void Finish();
 
   py::object progress_;
   bool hasProgress_;
+  PyThreadState* unlocked_ = nullptr;  // the thread's, while it is without the lock
   Clock::time_point nextPoll_;
   std::exception_ptr error_;
   std::function<bool()> question_;

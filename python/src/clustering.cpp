@@ -1,4 +1,5 @@
 #include <mutex>
+#include <numeric>
 
 #include "arrays.h"
 #include "call.h"
@@ -240,9 +241,32 @@ py::array Decide(Evidence& evidence, Choose choose) {
   int* const decisions = result.mutable_data();
   Call call;
   call.Run([&] {
-    for (int i = 0; i < engine.GetSamplesCount(); ++i) decisions[i] = choose(engine, i);
+    for (int i = 0; i < engine.GetSamplesCount() && !call.IsCancelRequested(); ++i)
+      decisions[i] = choose(engine, i);
   });
   return result;
+}
+
+// Evidence from its masses, samples x 2^clusters. Any engine of as many clusters has their hypotheses after
+// one iteration, whatever its samples are.
+std::unique_ptr<Evidence> FromMasses(int clusters, const py::handle& value) {
+  const Array<double> masses = Numbers<double>(value, "masses", 2);
+  const Operand rows(masses, false, "masses");
+  auto engine = std::make_unique<Engine>(clusters, 1);
+  std::vector<double> places(static_cast<std::size_t>(rows.Rows()));
+  std::iota(places.begin(), places.end(), 0.0);
+  Call call;
+  call.Run([&] {
+    for (int k = 0; k < clusters; ++k) {
+      const double between = k + 0.25;
+      engine->InitialiseCentroid(k, &between, 1);
+    }
+    engine->AddSamples(places.data(), rows.Rows());
+    engine->SetIterationsCount(1);
+    engine->ApplyEvidentialFuzzyCMeanClustering();
+  });
+  if (engine->GetCredalPartition() == nullptr) ThrowMemoryError();
+  return WithMasses(Evidence(std::move(engine)), std::make_unique<MTH_MATRIX>(*rows));
 }
 
 py::list Hypotheses(const Evidence& evidence) {
@@ -280,6 +304,12 @@ void DefineClustering(py::module_& module) {
              return Decide(self, [](const Engine& engine, int i) { return engine.MaxPignisticDecision(i); });
            })
       .def("fuse", &Fuse)
+      .def(py::pickle(
+          [](const py::object& self) {
+            const Evidence& evidence = self.cast<Evidence&>();
+            return py::make_tuple(evidence.GetEngine().GetClustersCount(), View(evidence.GetMasses(), self));
+          },
+          [](const py::tuple& state) { return FromMasses(state[0].cast<int>(), state[1]); }))
       .def("discount", &Discount);
 }
 

@@ -33,6 +33,8 @@ double Hausdorff(const py::handle& aValue, const py::handle& bValue) {
   const Points a(aValue, "a");
   const Points b(bValue, "b");
   if ((a.Count() == 0) != (b.Count() == 0)) ThrowValueError("one set of points is empty, the other is not");
+  RequireFinite(a.GetArray(), "a");
+  RequireFinite(b.GetArray(), "b");
   double distance = 0.0;
   Call call;
   call.Run([&] { distance = Mth_Hausdorff_Distance(a.Get(), b.Get(), a.Count(), b.Count()); });
@@ -101,9 +103,16 @@ std::unique_ptr<Curve> NewCurve(const py::handle& xValue, const py::handle& yVal
     ThrowValueError("x has " + std::to_string(x.size()) + " values, y " + std::to_string(y.size()));
   ToInt(x.size(), "x");
   auto curve = std::make_unique<Curve>();
-  for (py::ssize_t i = 0; i < x.size(); ++i) {
-    if (!curve->AddPoint(x.at(i), y.at(i))) ThrowMemoryError();
-  }
+  const float* const abscissae = x.data();
+  const float* const ordinates = y.data();
+  const py::ssize_t count = x.size();
+  bool isDone = true;
+  Call call;
+  call.Run([&] {
+    for (py::ssize_t i = 0; i < count && isDone; ++i)
+      isDone = curve->AddPoint(abscissae[i], ordinates[i]) && !call.IsCancelRequested();
+  });
+  if (!isDone) ThrowMemoryError();
   return curve;
 }
 
@@ -130,12 +139,13 @@ void RequirePoints(const Curve& curve, int least) {
                     std::to_string(least) + " are needed");
 }
 
-py::array SplineAt(const Curve& curve, const py::handle& value) {
-  const Array<float> x = Numbers<float>(value, "x", 1);
-  Array<float> y(x.size());
+// Of an array of any shape.
+py::object SplineAt(const Curve& curve, const py::handle& value) {
+  const Array<float> x = Numbers<float>(value, "x");
+  Array<float> y(std::vector<py::ssize_t>(x.shape(), x.shape() + x.ndim()));
   if (x.size() > 0 && !curve.DotSplinePoint(x.data(), y.mutable_data(), ToInt(x.size(), "x")))
     ThrowMemoryError();
-  return y;
+  return Returned(y);
 }
 
 void DefineCurve(py::module_& module) {
@@ -144,6 +154,12 @@ void DefineCurve(py::module_& module) {
       .def_property_readonly("x", &Coordinates<&Curve::GetPointX>)
       .def_property_readonly("y", &Coordinates<&Curve::GetPointY>)
       .def("__len__", &Curve::GetNumberOfPoints)
+      .def(py::pickle(
+          [](const Curve& curve) {
+            return py::make_tuple(Coordinates<&Curve::GetPointX>(curve),
+                                  Coordinates<&Curve::GetPointY>(curve));
+          },
+          [](const py::tuple& state) { return NewCurve(state[0], state[1]); }))
       .def("derivative",
            [](const Curve& curve, int order) {
              RequirePoints(curve, 3);

@@ -4,6 +4,7 @@
 PYBIND11_MODULE(_mth, module) {
   module.doc() = "The library's operations over NumPy arrays; the package mth puts them in order.";
   module.attr("__version__") = MTH_VERSION;
+  module.def("real_array", &mth_python::RealArray);
   mth_python::InstallDisplay(module);
   mth_python::DefineBoosting(module);
   mth_python::DefineClustering(module);

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "arrays.h"
@@ -6,6 +8,7 @@
 #include "mth/optimise/Mth_funct_ajust_rayleigh_cost.h"
 #include "mth/optimise/Mth_funct_find_chainette.h"
 #include "mth/optimise/Mth_funct_profile_cost.h"
+#include "seed.h"
 
 // Minimisers over functions that are written in Python, and the library's own models of curves.
 
@@ -36,8 +39,7 @@ class PythonCost : public MTH_FUNCT {
         return SetValue(known.value);
     }
     ++evaluationsCount_;
-    const py::object answer = function_(NewPoint(GetParameters(), n));
-    SetValue(ToNumber(answer));
+    SetValue(ToNumber(CallPython(function_, NewPoint(GetParameters(), n))));
     Known& oldest = known_[next_];
     next_ = (next_ + 1) % std::size(known_);
     oldest.point.assign(GetParameters(), GetParameters() + n);
@@ -47,8 +49,8 @@ class PythonCost : public MTH_FUNCT {
   int GetResidualsCount() const override { return residualsCount_; }
   bool EvaluateResiduals(double* residuals) override {
     ++evaluationsCount_;
-    const mth_python::Array<double> answer =
-        Numbers<double>(function_(NewPoint(GetParameters(), GetParametersCount())), "the residuals", 1);
+    const mth_python::Array<double> answer = Numbers<double>(
+        CallPython(function_, NewPoint(GetParameters(), GetParametersCount())), "the residuals", 1);
     if (answer.size() != residualsCount_)
       ThrowValueError("there are " + std::to_string(answer.size()) + " residuals, " +
                       std::to_string(residualsCount_) + " at the start");
@@ -75,6 +77,54 @@ class PythonCost : public MTH_FUNCT {
   int evaluationsCount_ = 0;
   Known known_[4];
   std::size_t next_ = 0;
+};
+
+// A cost with the moves of simulated annealing: those of a function of Python's, or uniform steps along each
+// parameter, drawn from the stream that decides about the moves.
+class AnnealedCost : public PythonCost {
+ public:
+  AnnealedCost(py::object function, int parametersCount, py::object move, std::optional<int> seed)
+      : PythonCost(std::move(function), parametersCount, 0),
+        move_(std::move(move)),
+        seed_(seed),
+        former_(static_cast<std::size_t>(parametersCount)) {}
+
+  void InitialiseSimAnn() override {  // the streams are seeded next, and the start is evaluated then
+    if (seed_) clock_.emplace(*seed_);
+  }
+  void Evaluate() override {
+    clock_.reset();
+    PythonCost::Evaluate();
+  }
+  bool SimAnnComputeTransition() override {
+    ++movesCount_;
+    const int n = GetParametersCount();
+    const double amplitude = GetSimAnnParam()->stepAmplitude;
+    std::copy_n(GetParameters(), n, former_.data());
+    if (move_.is_none()) {
+      for (int i = 0; i < n; ++i) GetParameters()[i] += amplitude * (2.0 * Mth_Random1(0) - 1.0);
+      return true;
+    }
+    const mth_python::Array<double> point =
+        Numbers<double>(CallPython(move_, NewPoint(GetParameters(), n), amplitude), "the moved point", 1);
+    if (point.size() != n)
+      ThrowValueError("the moved point has " + std::to_string(point.size()) + " parameters");
+    std::copy_n(point.data(), n, GetParameters());
+    return true;
+  }
+  bool SimAnnComputeInverseTransition() override {
+    std::copy(former_.begin(), former_.end(), GetParameters());
+    return true;
+  }
+
+  int GetMovesCount() const { return movesCount_; }
+
+ private:
+  py::object move_;
+  std::optional<int> seed_;
+  std::optional<SeedClock> clock_;
+  std::vector<double> former_;
+  int movesCount_ = 0;
 };
 
 struct Settings {
@@ -108,6 +158,11 @@ int RunMethod(MTH_FUNCT& cost, double* start, const Settings& settings) {
     cost.ComputeOptimumLeastSquares(start, settings.tolerance, most, &iterations);
     return iterations;
   }
+  if (settings.method == "damped-newton") {
+    cost.SetGradientStep(settings.step);
+    cost.ComputeOptimumMarLev(&shortIterations);
+    return shortIterations;
+  }
   constexpr int kMostPasses = 32767;
   cost.ComputeOptimumPowell(start, static_cast<short>(std::min(most, kMostPasses)), settings.tolerance,
                             &shortIterations, false);
@@ -119,9 +174,9 @@ std::function<bool()> Question(const MTH_FUNCT& cost, const py::object& callback
                                int iterations) {
   if (callback.is_none() && progress.is_none()) return nullptr;
   return [&cost, callback, progress, iterations, done = 0]() mutable {
-    if (!progress.is_none()) progress(++done, iterations);
+    if (!progress.is_none()) CallPython(progress, ++done, iterations);
     if (callback.is_none()) return false;
-    const py::object answer = callback(NewPoint(cost.GetParameters(), cost.GetParametersCount()));
+    const py::object answer = CallPython(callback, NewPoint(cost.GetParameters(), cost.GetParametersCount()));
     return answer.is(py::bool_(true));
   };
 }
@@ -144,12 +199,17 @@ py::dict Report(const MTH_FUNCT& cost, int iterations, int evaluations) {
   return result;
 }
 
+Array<double> Start(const py::handle& value) {
+  Array<double> start = Numbers<double>(value, "x0", 1);
+  if (start.size() == 0) ThrowValueError("x0 is empty");
+  RequireFinite(start, "x0");
+  return start;
+}
+
 py::dict Minimise(const py::object& function, const py::handle& startValue, const std::string& method,
                   double tolerance, int iterations, double step, const py::object& callback,
                   const py::object& progress) {
-  const Array<double> start = Numbers<double>(startValue, "x0", 1);
-  if (start.size() == 0) ThrowValueError("x0 is empty");
-  RequireFinite(start, "x0");
+  const Array<double> start = Start(startValue);
   const int n = ToInt(start.size(), "x0");
   int residuals = 0;
   if (method == "least-squares") {
@@ -170,6 +230,24 @@ py::dict Minimise(const py::object& function, const py::handle& startValue, cons
   });
   if (cost.GetStopReason() == MTH_STOP_REASON::NoMemory) ThrowMemoryError();
   return Report(cost, done, cost.GetEvaluationsCount() + (residuals > 0 ? 1 : 0));
+}
+
+py::dict Anneal(const py::object& function, const py::handle& startValue, const py::object& move,
+                const std::array<double, 5>& reals, const std::array<int, 3>& counts, std::optional<int> seed,
+                const py::object& callback, const py::object& progress) {
+  const Array<double> start = Start(startValue);
+  const auto& [temperature, cooling, coldest, step, shrinking] = reals;
+  const auto& [movesPerStage, stale, stages] = counts;
+  constexpr int kNever = -1;
+  SIMULATED_ANNEALING_PARAM settings{cooling, movesPerStage, stale,     kNever, stages, temperature,
+                                     coldest, step,          shrinking, 0,      0.0};
+  AnnealedCost cost(function, ToInt(start.size(), "x0"), move, seed);
+  std::vector<double> point(start.data(), start.data() + start.size());
+  Call call(progress);
+  call.SetQuestion(Question(cost, callback, py::none(), 0));
+  call.RunLocked([&] { cost.ComputeOptimumSimmulatedAnnealing(&settings, point.data(), 0, 0.0, nullptr); });
+  if (cost.GetStopReason() == MTH_STOP_REASON::NoMemory) ThrowMemoryError();
+  return Report(cost, cost.GetMovesCount(), cost.GetEvaluationsCount());
 }
 
 // Counts the evaluations of one of the library's costs.
@@ -233,6 +311,7 @@ py::dict FitModel(const std::string& model, const py::handle& xValue, const py::
 
 void DefineOptimise(py::module_& module) {
   module.def("minimise", &Minimise);
+  module.def("anneal", &Anneal);
   module.def("fit_model", &FitModel);
 }
 

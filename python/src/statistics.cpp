@@ -5,9 +5,9 @@
 #include "arrays.h"
 #include "call.h"
 #include "mth/statistics/Mth_descriptive.h"
-#include "mth/statistics/Mth_random.h"
 #include "mth/statistics/Mth_sort.h"
 #include "mth/statistics/Mth_special_functions.h"
+#include "seed.h"
 
 // Statistics, special functions, sorting and random streams.
 //
@@ -17,6 +17,8 @@
 
 namespace mth_python {
 namespace {
+
+using namespace py::literals;
 
 Array<double> Vector(const py::handle& value, const char* name) {
   Array<double> array = Numbers<double>(value, name, 1);
@@ -42,6 +44,14 @@ std::pair<Array<double>, Array<double>> Vectors(const py::handle& xValue, const 
   return {x, y};
 }
 
+// The same, none of which is NaN.
+std::pair<Array<double>, Array<double>> RankableVectors(const py::handle& xValue, const py::handle& yValue) {
+  auto vectors = Vectors(xValue, yValue);
+  RequireNumbers(vectors.first, "x");
+  RequireNumbers(vectors.second, "y");
+  return vectors;
+}
+
 template <class Compute>
 double OfVector(const py::handle& value, Compute compute) {
   const Array<double> x = Vector(value, "x");
@@ -59,6 +69,7 @@ py::array Covariance(const py::handle& xValue, const py::handle& yValue) {
     ThrowValueError("x has the shape " + ShapeText(x) + ", y " + ShapeText(y));
   constexpr py::ssize_t kMostDimensions = 32767;
   if (x.shape(0) > kMostDimensions) ThrowValueError("there are more than 32767 dimensions");
+  if (x.shape(0) == 0) return Array<double>(std::vector<py::ssize_t>{0, 0});
   std::unique_ptr<MTH_MATRIX> result;
   const int samples = ToInt(x.shape(1), "x");
   Call call;
@@ -75,7 +86,7 @@ py::array Covariance(const py::handle& xValue, const py::handle& yValue) {
 }
 
 py::tuple Spearman(const py::handle& xValue, const py::handle& yValue) {
-  const auto [x, y] = Vectors(xValue, yValue);
+  const auto [x, y] = RankableVectors(xValue, yValue);
   double* const values[] = {Read(x), Read(y)};
   const int count = static_cast<int>(x.size());
   double d = NAN, zd = NAN, probd = NAN, rs = NAN, probrs = NAN;
@@ -87,6 +98,8 @@ py::tuple Spearman(const py::handle& xValue, const py::handle& yValue) {
 
 py::tuple Pearson(const py::handle& xValue, const py::handle& yValue) {
   const auto [x, y] = Vectors(xValue, yValue);
+  RequireFinite(x, "x");
+  RequireFinite(y, "y");
   double* const values[] = {Read(x), Read(y)};
   const int count = static_cast<int>(x.size());
   double meanX = NAN, varX = NAN, meanY = NAN, varY = NAN, covXY = NAN, r = NAN, slope = NAN, prob = NAN;
@@ -115,68 +128,87 @@ double Slope(const py::handle& xValue, const py::handle& yValue) {
   return Mth_Pente(Read(x), Read(y), static_cast<int>(x.size()));
 }
 
+// Runs `compute` for each index, and asks now and then whether to end.
+template <class Compute>
+void ForEach(py::ssize_t count, Compute compute) {
+  constexpr py::ssize_t kPerQuestion = 4096;
+  Call call;
+  call.Run([&] {
+    for (py::ssize_t i = 0; i < count; ++i) {
+      if (i % kPerQuestion == 0 && call.IsCancelRequested()) return;
+      compute(i);
+    }
+  });
+}
+
 // A function of one number over an array of any shape.
 template <class Function>
-py::array OfEach(const py::handle& value, Function function) {
+py::object OfEach(const py::handle& value, Function function) {
   const Array<double> x = Numbers<double>(value, "x");
-  Array<double> result(std::vector<py::ssize_t>(x.shape(), x.shape() + x.ndim()));
+  Array<double> result = NewLike(x);
   const double* const in = x.data();
   double* const out = result.mutable_data();
-  const py::ssize_t count = x.size();
-  Call call;
-  call.Run([&] { std::transform(in, in + count, out, function); });
-  return result;
+  ForEach(x.size(), [&](py::ssize_t i) { out[i] = function(in[i]); });
+  return Returned(result);
 }
 
 // Of arrays of one shape.
-py::array IncompleteBeta(const py::handle& aValue, const py::handle& bValue, const py::handle& xValue) {
+py::object IncompleteBeta(const py::handle& aValue, const py::handle& bValue, const py::handle& xValue) {
   const Array<double> a = Numbers<double>(aValue, "a");
   const Array<double> b = Numbers<double>(bValue, "b");
   const Array<double> x = Numbers<double>(xValue, "x");
-  Array<double> result(std::vector<py::ssize_t>(x.shape(), x.shape() + x.ndim()));
+  Array<double> result = NewLike(x);
   double* const out = result.mutable_data();
   const double* const values[] = {a.data(), b.data(), x.data()};
-  const py::ssize_t count = std::min({a.size(), b.size(), x.size()});
-  Call call;
-  call.Run([&] {
-    for (py::ssize_t i = 0; i < count; ++i)
-      out[i] = Mth_IncompleteBeta(values[0][i], values[1][i], values[2][i]);
-  });
-  return result;
+  ForEach(std::min({a.size(), b.size(), x.size()}),
+          [&](py::ssize_t i) { out[i] = Mth_IncompleteBeta(values[0][i], values[1][i], values[2][i]); });
+  return Returned(result);
+}
+
+// The values as doubles that hold each exactly.
+Array<double> Exactly(const py::array& array, const char* name) {
+  constexpr std::int64_t kLargestExact = std::int64_t{1} << 53;
+  Array<double> values = Vector(array, name);
+  const double* const end = values.data() + values.size();
+  if (array.dtype().kind() != 'f' && array.itemsize() == 8 &&
+      std::any_of(values.data(), end, [](double value) { return std::abs(value) >= kLargestExact; }))
+    ThrowValueError(std::string(name) + " has whole numbers beyond 2**53");
+  return values;
+}
+
+// In the type of the array that was given.
+py::array InTypeOf(const py::array& given, const Array<double>& result) {
+  return result.attr("astype")(given.dtype(), "copy"_a = false);
 }
 
 py::array Sort(const py::handle& value, bool ascending) {
   const py::array array = RealArray(value, "a");
-  if (array.ndim() != 1) ThrowValueError("a has " + std::to_string(array.ndim()) + " dimensions, not 1");
-  const int count = ToInt(array.size(), "a");
-  Call call;
-  if (array.dtype().kind() == 'i' && array.itemsize() <= 4) {
-    Array<int> sorted = array.attr("astype")("int32");  // a copy
-    int* const elements = sorted.mutable_data();
-    call.Run([&] { Mth_Sort(count, elements, ascending); });
-    return sorted;
-  }
-  Array<double> sorted = Copy(Contiguous<double>(array));
+  Array<double> sorted = Copy(Exactly(array, "a"));
+  const int count = static_cast<int>(sorted.size());
   double* const elements = sorted.mutable_data();
+  Call call;
   call.Run([&] { Mth_Sort(count, elements, ascending); });
-  return sorted;
+  return InTypeOf(array, sorted);
 }
 
 py::tuple SortPair(const py::handle& keysValue, const py::handle& companionsValue) {
-  const auto [x, y] = Vectors(keysValue, companionsValue);
-  Array<double> keys = Copy(x);
-  Array<double> companions = Copy(y);
+  const py::array given[] = {RealArray(keysValue, "a"), RealArray(companionsValue, "companions")};
+  const auto [x, y] = Vectors(given[0], given[1]);
+  RequireNumbers(x, "a");
+  Array<double> keys = Copy(Exactly(given[0], "a"));
+  Array<double> companions = Copy(Exactly(given[1], "companions"));
   double* const values[] = {keys.mutable_data(), companions.mutable_data()};
   const int count = static_cast<int>(x.size());
   bool isDone = count == 0;
   Call call;
   call.Run([&] { isDone = isDone || Mth_Sort(count, values[0], values[1]); });
   if (!isDone) ThrowValueError("the keys stand in an order that needs too many waiting parts");
-  return py::make_tuple(keys, companions);
+  return py::make_tuple(InTypeOf(given[0], keys), InTypeOf(given[1], companions));
 }
 
 py::array Ranks(const py::handle& value) {
   const Array<double> x = Vector(value, "a");
+  RequireNumbers(x, "a");
   const int count = static_cast<int>(x.size());
   Array<double> result(x.size());
   const double* const in = x.data();
@@ -194,26 +226,24 @@ py::array Ranks(const py::handle& value) {
   return result;
 }
 
-int clockOfSeeds = 0;
-
 // Runs `initialise` with a clock that stands at the seed; None is the time of day.
 template <class Initialise>
 void Seeded(const std::optional<int>& seed, Initialise initialise) {
-  if (!seed) {
-    initialise();
-    return;
-  }
-  clockOfSeeds = *seed;
-  const auto former = Mth_SetRandomClock([] { return clockOfSeeds; });
+  std::optional<SeedClock> clock;
+  if (seed) clock.emplace(*seed);
   initialise();
-  Mth_SetRandomClock(former);
 }
 
 template <class T, class Draw>
 py::array Drawn(py::ssize_t count, Draw draw) {
+  constexpr py::ssize_t kPerQuestion = 65536;  // then signals and other threads have their turn
   Array<T> result(count);
   T* const values = result.mutable_data();
-  std::generate_n(values, count, draw);
+  for (py::ssize_t done = 0; done < count; done += kPerQuestion) {
+    if (done > 0) Call().Run([] {});
+    if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+    std::generate_n(values + done, std::min(kPerQuestion, count - done), draw);
+  }
   return result;
 }
 

@@ -149,6 +149,24 @@ print(os.waitstatus_to_exitcode(status))
     assert run_python(code) == "0\n"
 
 
+def test_the_interpreter_ends_while_threads_compute():
+    code = """
+import threading
+import numpy as np, mth
+x = np.random.default_rng(0).normal(size=(3000, 3))
+started = [threading.Event() for _ in range(3)]
+runs = [lambda: mth.fuzzy_c_means(x, 4, tol=-1.0, max_iter=10**9, progress=lambda done, total: started[0].set()),
+        lambda: mth.minimise(lambda p: started[1].set() or p[0] % 1.0, [0.3], callback=lambda p: [mth.k_means(x, 3) for _ in range(10**9)]),
+        lambda: [started[2].set() or mth.linalg.inv(np.eye(3)) for _ in range(10**9)]]
+for run in runs:
+    threading.Thread(target=run, daemon=True).start()
+for event in started:
+    event.wait()
+print("end")
+"""
+    assert run_python(code) == "end\n"
+
+
 @pytest.mark.parametrize("name", MODULES)
 def test_examples_in_the_documentation(name):
     module = importlib.import_module(name)
@@ -161,7 +179,7 @@ def test_examples_in_the_documentation(name):
 
 def test_types(tmp_path):
     pytest.importorskip("mypy")
-    (tmp_path / "of_pybind11").write_text(r"mth\._mth\.(Boosting|Curve|Evidence)(\.__init__)?")
+    (tmp_path / "of_pybind11").write_text(r"mth\._mth\.(Boosting|Curve|Evidence)(\.__(init|getstate|setstate)__)?")
     package = str(pathlib.Path(mth.linalg.__file__).resolve().parent)
     for command in (["mypy", "--config-file", os.path.join(os.path.dirname(__file__), "../../pyproject.toml"), "--no-incremental", "--cache-dir", os.devnull, package],
                     ["mypy.stubtest", "--allowlist", str(tmp_path / "of_pybind11"), "mth._mth"]):

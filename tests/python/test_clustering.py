@@ -91,6 +91,16 @@ def test_masses_outlive_their_object():
     np.testing.assert_array_equal(masses, kept)
 
 
+def test_results_are_pickled():
+    for found in (mth.evidential_c_means(BLOBS, 3), mth.evidential_c_means(BLOBS[:9], 1)):
+        again = pickle.loads(pickle.dumps(found))
+        assert again.masses.tobytes() == found.masses.tobytes() and again.hypotheses == found.hypotheses
+        assert again.fuse(found).discount(0.5).pignistic().tobytes() == found.fuse(found).discount(0.5).pignistic().tobytes()
+        assert repr(again) == repr(found)
+    fuzzy = mth.fuzzy_c_means(BLOBS, 2)
+    assert pickle.loads(pickle.dumps(fuzzy)) != fuzzy and fuzzy == fuzzy
+
+
 @pytest.mark.parametrize("call, error, text", [
     (lambda: mth.k_means(BLOBS * np.nan, 2), ValueError, "NaN"),
     (lambda: mth.k_means(BLOBS[:2], 3), ValueError, "2 samples, fewer than the 3 clusters"),
@@ -105,6 +115,10 @@ def test_masses_outlive_their_object():
     (lambda: mth.evidential_c_means(BLOBS, 2).fuse(mth.evidential_c_means(BLOBS[1:], 2)), ValueError, "other samples"),
     (lambda: mth.evidential_c_means(BLOBS, 2).discount(1.0), ValueError, "reliability"),
     (lambda: mth.k_means(BLOBS, 2, progress=7), TypeError, "progress is 7"),
+    (lambda: mth.k_means(np.ma.masked_less(BLOBS, 0.0), 2), ValueError, "masked"),
+    (lambda: mth.tissue_clustering([]), ValueError, "no finite voxel"),
+    (lambda: mth.tissue_clustering([BLOBS, BLOBS], confidence=BLOBS), ValueError, "one image only"),
+    (lambda: mth.tissue_clustering(BLOBS, voxel_size=(1, -1)), ValueError, "voxel_size"),
 ])
 def test_failures_tell_the_reason(call, error, text):
     with pytest.raises(error, match=text):

@@ -34,12 +34,23 @@ def run_host(name, *arguments):
     return run((program,), *arguments)
 
 
+def test_the_figures_of_the_manual(tmp_path):
+    run_example("draw_figures.py", "--output", tmp_path / "new")
+    drawn = list((tmp_path / "new").iterdir())
+    pages = "".join(page.read_text(encoding="utf-8") for page in (ROOT / "docs").rglob("*.md"))
+    assert len(drawn) == 6 and all(f"images/{figure.name})" in pages and (ROOT / "docs" / "images" / figure.name).exists()
+                                   and figure.stat().st_size > 5000 for figure in drawn)
+
+
 def read(path):
     return np.asarray(nibabel.load(path).dataobj)
 
 
 def test_segment_brain(tmp_path):
     text = run_example("segment_brain.py", BRAIN, "--output", tmp_path)
+    with pytest.raises(subprocess.CalledProcessError) as refused:
+        run_example("denoise_brain.py", BRAIN, "--output", tmp_path)
+    assert "holds something already" in refused.value.stderr
     assert text.count("tissue") == 3 and (tmp_path / "figure.png").stat().st_size > 10000
     labels = read(tmp_path / "labels.nii.gz")
     assert set(np.unique(labels)) == {0, 1, 2, 3}
@@ -64,7 +75,7 @@ def test_landmarks(tmp_path, method):
     for name, text in (("first.csv", FIRST), ("second.csv", SECOND)):
         (tmp_path / name).write_text(text, encoding="utf-8")
     files = tmp_path / "first.csv", tmp_path / "second.csv"
-    text = run_example("landmarks.py", *files, "--output", tmp_path, *["--robust"] * (method == "robust"))
+    text = run_example("landmarks.py", *files, "--output", tmp_path, "--force", *["--robust"] * (method == "robust"))
     assert text.startswith("5 landmarks") and (tmp_path / "figure.png").stat().st_size > 1000
     run_host("register_landmarks", *files, "--method", method, "--output", tmp_path / "host")
     expected = np.loadtxt(tmp_path / "host" / "matrix.txt")

@@ -1,6 +1,7 @@
 """Minimisers, fits, geometry, statistics and sorting against SciPy and NumPy."""
 
 import math
+import pickle
 
 import numpy as np
 import pytest
@@ -30,6 +31,24 @@ def test_minimisers_find_rosenbrocks_valley(method, tolerance):
 def test_steepest_descent():
     best = mth.minimise(lambda p: p[0] ** 2 + 2 * p[1] ** 2, [3.0, 1.0], "steepest-descent", tol=1e-12)
     np.testing.assert_allclose(best.x, 0.0, atol=1e-2)
+
+
+def test_annealing_leaves_a_local_minimum():
+    def bumpy(p):
+        return (p[0] - 3.0) ** 2 + 5.0 * math.sin(4.0 * p[0]) ** 2
+
+    steps = []
+    best = mth.anneal(bumpy, [-9.0], seed=7, temperature=20.0, progress=lambda done, total: steps.append(done))
+    again = mth.anneal(bumpy, [-9.0], seed=7, temperature=20.0)
+    assert best.x.tobytes() == again.x.tobytes() and best.fun == bumpy(best.x) < 0.1 and best.success
+    assert best.nit == 100 * len(steps) and steps == list(range(1, len(steps) + 1))
+    whole = mth.anneal(lambda p: abs(p[0] - 4) + abs(p[1] + 7), [0, 0], seed=7, shrinking=1.0, temperature=0.1,
+                       move=lambda p, step: p + np.eye(2)[int(p.sum()) % 2] * step * (1 if p.sum() % 3 else -1))
+    assert (whole.x == whole.x.round()).all()
+    with pytest.raises(ZeroDivisionError):
+        mth.anneal(bumpy, [1.0], move=lambda p, step: 1 / 0)
+    upward = mth.minimise(lambda p: -(p[0] - 2.0) ** 2, [5.0], "damped-newton")
+    assert upward.reason == "converged"
 
 
 def test_least_squares_is_scipys():
@@ -73,12 +92,14 @@ def test_what_minimisers_refuse():
         (lambda: mth.minimise(rosenbrock, [-1.2, 1.0], callback=lambda p: 1 / 0), ZeroDivisionError, "zero"),
         (lambda: mth.minimise(rosenbrock, [[1.0], [1.0, 2.0]]), ValueError, "inhomogeneous"),
         (lambda: mth.fit_curve([1.0], [1.0, 2.0]), ValueError, "abscissae"),
+        (lambda: mth.fit_curve([1.0], [1j]), TypeError, "y has elements of type complex128"),
         (lambda: mth.fit_curve([1.0, 2.0], [1.0, 2.0], "rayleigh"), ValueError, "0, 1, 2"),
         (lambda: mth.fit_curve([0.0, 1.0], [1.0, 2.0], "catenary", [1.0]), ValueError, "1 parameters, the model 2"),
     ]:
         with pytest.raises(error, match=text):
             call()
     assert mth.minimise(lambda p: math.nan, [1.0]).reason == "not finite"
+    assert mth.fit_curve(np.arange(5.0), np.ones(5)).fun == pytest.approx(0.0, abs=1e-12)
 
 
 def test_registration_is_the_least_squares_one():
@@ -107,8 +128,9 @@ def test_hausdorff_is_scipys():
         assert mth.hausdorff(a, b) == pytest.approx(expected, rel=1e-14)
         assert mth.hausdorff(a[::-1], np.asfortranarray(b)) == mth.hausdorff(a, b)
     assert mth.hausdorff(np.zeros((0, 3)), np.zeros((0, 3))) == 0.0
-    with pytest.raises(ValueError, match="empty"):
-        mth.hausdorff(a, a[:0])
+    for bad, text in ((a[:0], "empty"), (a * np.nan, "NaN")):
+        with pytest.raises(ValueError, match=text):
+            mth.hausdorff(a, bad)
 
 
 def test_slices():
@@ -130,7 +152,9 @@ def test_curves():
     curve = mth.Curve(x, np.sin(x))
     spline = interpolate.CubicSpline(x, np.sin(x), bc_type="natural")
     at = np.linspace(0.0, 3.0, 100)
-    np.testing.assert_allclose(curve(at), spline(at), atol=1e-5)
+    np.testing.assert_allclose(curve(at.reshape(4, 25)), spline(at).reshape(4, 25), atol=1e-5)
+    assert curve(0.5) == pytest.approx(float(spline(0.5)), abs=1e-5) and np.ndim(curve(0.5)) == 0
+    assert pickle.loads(pickle.dumps(curve)).y.tobytes() == curve.y.tobytes()
     assert len(curve.spline(4)) == 4 * 12 + 1 and len(curve) == 13
     np.testing.assert_allclose(curve.derivative().y[1:-1], np.gradient(np.sin(x), x)[1:-1], atol=1e-5)
     np.testing.assert_allclose(curve.regression(), np.polyfit(x, np.sin(x), 1), atol=1e-5)
@@ -163,8 +187,12 @@ def test_statistics_are_scipys():
     test = scipy_stats.mannwhitneyu(x, y, method="asymptotic")
     assert stats.mann_whitney(x, y) == pytest.approx(test.pvalue, rel=1e-5)
     np.testing.assert_allclose(mth.ranks(y), scipy_stats.rankdata(y) - 1)
-    with pytest.raises(ValueError, match="200 values, y 199"):
-        stats.spearman(x, y[1:])
+    assert stats.covariance(np.zeros((9, 0))).shape == (0, 0)
+    for bad, text in ((y[1:], "200 values, y 199"), (np.where(x > 0, x, np.nan), "y has values that are NaN"),
+                      (np.ma.masked_less(y, 0.0), "masked")):
+        for measure in (stats.spearman, stats.pearson):
+            with pytest.raises(ValueError, match=text):
+                measure(x, bad)
 
 
 def test_special_functions_are_scipys():
@@ -175,6 +203,7 @@ def test_special_functions_are_scipys():
     np.testing.assert_allclose(special.erf(x - 10), scipy_special.erf(x - 10), atol=2e-6)
     np.testing.assert_allclose(special.erfc(x - 10), scipy_special.erfc(x - 10), rtol=1e-6)
     np.testing.assert_allclose(special.betainc(2.0, 3.5, x / 20), scipy_special.betainc(2.0, 3.5, x / 20), atol=1e-6)
+    assert all(isinstance(function(1.0), float) for function in (special.gamma, special.erf, special.erfc, special.log_gamma))
     with pytest.raises(ValueError, match="outside 0 to 1"):
         special.betainc(1.0, 1.0, [1.5])
     with pytest.warns(RuntimeWarning, match="did not converge"):
@@ -186,9 +215,13 @@ def test_sorting():
     np.testing.assert_array_equal(mth.sort(values), np.sort(values))
     np.testing.assert_array_equal(mth.sort(values, descending=True), np.sort(values)[::-1])
     numbers = values.astype(np.int32)
-    assert mth.sort(numbers).dtype == np.int32 and (mth.sort(numbers) == np.sort(numbers)).all()
-    keys, companions = mth.sort(values, np.arange(500.0))
-    np.testing.assert_array_equal(values[companions.astype(int)], keys)
+    for kind in (np.int32, np.int64, np.uint8, np.float32, bool):
+        assert mth.sort(values.astype(kind)).tobytes() == np.sort(values.astype(kind)).tobytes()
+    for bad in (lambda: mth.sort(numbers.astype(np.int64) << 53), lambda: mth.sort([np.nan], [1]), lambda: mth.ranks([np.nan])):
+        with pytest.raises(ValueError):
+            bad()
+    keys, companions = mth.sort(values, np.arange(500))
+    np.testing.assert_array_equal(values[companions], keys)
     np.testing.assert_array_equal(mth.sort([3.0, np.nan, 1.0]), [1.0, np.nan, 3.0])
     assert mth.sort([]).shape == (0,) and mth.sort([], []) [0].shape == (0,)
 

@@ -1,0 +1,137 @@
+#!/usr/bin/env python3
+"""Opens a built site in headless Chromium: open_site.py FOLDER [--all]
+
+Opens its first page and those with formulas or pictures, or all. Names what the browser misses or complains about, formulas
+that are not drawn and pictures that are not shown. Ends with 0 when all is well, with 1 for a fault; without Chromium, or
+with one that opens nothing, it says so and ends with 0.
+"""
+
+import http.server
+import json
+import queue
+import shutil
+import subprocess
+import sys
+import tempfile
+import threading
+from functools import partial
+from pathlib import Path
+
+LONGEST_WAIT = 120  # seconds for one page; only a browser that hangs takes them
+
+# Opens the pages one after the other and tells of each how many formulas it has and how many are drawn.
+HARNESS = """<!DOCTYPE html><meta charset="utf-8"><body><script>
+async function open(page) {
+  const frame = document.createElement("iframe");
+  const loaded = new Promise(done => { frame.onload = done; });
+  frame.src = page;
+  document.body.append(frame);
+  await loaded;
+  const inside = frame.contentWindow;
+  const formulas = (await (await fetch(page)).text()).match(/\\\\\\(|\\\\\\[|\\$\\$/g) || [];
+  let drawn = 0, failed = 0;
+  if (inside.MathJax && inside.MathJax.Hub) {
+    await new Promise(done => inside.MathJax.Hub.Queue(done));
+    drawn = inside.document.querySelectorAll(".MathJax").length;
+    failed = inside.document.querySelectorAll(".MathJax_Error, .merror").length;
+  }
+  const blind = [...inside.document.images].filter(image => image.complete && image.naturalWidth === 0).length;
+  await fetch("/report", {method: "POST", body: JSON.stringify({page, formulas: formulas.length, drawn, failed, blind})});
+  frame.remove();
+}
+(async () => {
+  for (const page of PAGES) await open(page);
+  await fetch("/report", {method: "POST", body: JSON.stringify({end: true})});
+})();
+</script>"""
+
+
+class Handler(http.server.SimpleHTTPRequestHandler):
+    def __init__(self, *arguments, harness, reports, missing, **options):
+        self._harness, self._reports, self._missing = harness, reports, missing
+        super().__init__(*arguments, **options)
+
+    def do_GET(self):
+        if self.path != "/harness":
+            super().do_GET()
+            return
+        self.send_response(200)
+        self.send_header("Content-Type", "text/html; charset=utf-8")
+        self.end_headers()
+        self.wfile.write(self._harness.encode())
+
+    def do_POST(self):
+        self._reports.put(json.loads(self.rfile.read(int(self.headers["Content-Length"]))))
+        self.send_response(204)
+        self.end_headers()
+
+    def send_error(self, code, *arguments):
+        if self.path != "/favicon.ico":
+            self._missing.append(f"{self.path}: {code}")
+        super().send_error(code, *arguments)
+
+    def log_message(self, *arguments):
+        pass
+
+
+def faults_of(report):
+    if report["formulas"] and (report["drawn"] == 0 or report["failed"]):
+        yield f"{report['page']}: {report['drawn']} of {report['formulas']} formulas drawn, {report['failed']} failed"
+    if report["blind"]:
+        yield f"{report['page']}: {report['blind']} pictures are not shown"
+
+
+def browse(chromium, url, reports):
+    """Waits for the pages' reports, and returns them with what the browser wrote to its console."""
+    with tempfile.TemporaryDirectory() as profile, tempfile.TemporaryFile("w+") as log:
+        browser = subprocess.Popen(
+            [chromium, "--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--enable-logging=stderr",
+             f"--user-data-dir={profile}", url], stdout=subprocess.DEVNULL, stderr=log)
+        found = []
+        try:
+            while "end" not in (report := reports.get(timeout=LONGEST_WAIT)):
+                found.append(report)
+        finally:
+            browser.terminate()
+            browser.wait()
+        log.seek(0)
+        return found, [line.strip() for line in log if "CONSOLE" in line and "Uncaught" in line]
+
+
+def pages_of(root, is_all):
+    """The first page, and those that have what a browser must draw."""
+    pages = sorted(root.glob("*.html"))
+    worth = {page.name for page in pages
+             if is_all or any(mark in page.read_text(encoding="utf-8", errors="replace") for mark in ("\\(", "\\[", 'class="image"'))}
+    return sorted(worth | {"index.html"})
+
+
+def main(folder, *options):
+    chromium = shutil.which("chromium") or shutil.which("chromium-browser") or shutil.which("google-chrome")
+    if chromium is None:
+        print("Left out: the site in a browser (needs chromium)")
+        return 0
+    root = Path(folder).resolve()
+    pages = pages_of(root, "--all" in options)
+    reports, missing = queue.Queue(), []
+    handler = partial(Handler, directory=str(root), harness=HARNESS.replace("PAGES", json.dumps(pages)), reports=reports,
+                      missing=missing)
+    with http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler) as server:
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        try:
+            found, faults = browse(chromium, f"http://127.0.0.1:{server.server_port}/harness", reports)
+        except queue.Empty:
+            print("Left out: the site in a browser (Chromium opens nothing here)")
+            return 0
+        finally:
+            server.shutdown()
+    faults += missing
+    for report in found:
+        faults += faults_of(report)
+    print("\n".join(sorted(set(faults))))
+    print(f"{len(found)} pages opened, {sum(report['drawn'] for report in found)} formulas drawn, {len(set(faults))} faults")
+    return 1 if faults or len(found) != len(pages) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
