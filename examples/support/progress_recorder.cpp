@@ -1,9 +1,9 @@
 #include "support/progress_recorder.h"
 
-#include <charconv>
 #include <memory>
 
 #include "support/cancellation.h"
+#include "support/text.h"
 
 namespace example {
 
@@ -53,10 +53,7 @@ class RecordingView : public STD_WAIT_BAR_VIEW {
 std::optional<double> LastNumber(const std::string& text) {
   const std::size_t blank = text.rfind(' ');
   if (blank == std::string::npos) return std::nullopt;
-  double number = 0.0;
-  const char* end = text.data() + text.size();
-  if (std::from_chars(text.data() + blank + 1, end, number).ptr != end) return std::nullopt;
-  return number;
+  return ReadNumber(text.substr(blank + 1));
 }
 
 ProgressRecorder::ProgressRecorder(Read read) : former_(Std_SetDisplay(this)), read_(std::move(read)) {}

@@ -3,6 +3,9 @@
 #include <sys/resource.h>
 
 #include <chrono>
+#if defined(__EMSCRIPTEN__)
+#include <emscripten/heap.h>
+#endif
 
 namespace example {
 
@@ -19,12 +22,16 @@ class Stopwatch {
 
 /// The most memory that the program has held so far, in MiB.
 inline double PeakMebibytes() {
+#if defined(__EMSCRIPTEN__)
+  return static_cast<double>(emscripten_get_heap_size()) / 1048576.0;  // which never shrinks
+#else
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);
 #if defined(__APPLE__)
   return static_cast<double>(usage.ru_maxrss) / 1048576.0;  // told in bytes there, in KiB elsewhere
 #else
   return static_cast<double>(usage.ru_maxrss) / 1024.0;
+#endif
 #endif
 }
 

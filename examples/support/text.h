@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace example {
@@ -12,6 +13,9 @@ std::string Rounded(double value, int significantDigits);
 
 /// The number with so many decimals: 12.30; a zero without its sign.
 std::string Fixed(double value, int decimals);
+
+/// The number that the whole text is, read as Shortest writes it; nothing of any other text.
+std::optional<double> ReadNumber(const std::string& text);
 
 /// The text with every control character replaced by a blank.
 std::string OnOneLine(std::string text);

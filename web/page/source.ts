@@ -1,0 +1,98 @@
+// Scans: from files, folders and the sample, with what they are checked for before they are read whole.
+
+import { isCompressed, isNIFTI, readHeader } from "nifti-reader-js";
+import { bytesText } from "./elements.js";
+
+export interface Scan {
+  name: string;
+  blob: Blob;
+  size: [number, number, number];
+}
+
+/** Voxels of the largest scan: beyond them the computation would need more than the 4 GB that WebAssembly addresses. */
+export const MOST_VOXELS = 20_000_000;
+/** The largest file that is read: MOST_VOXELS in the widest type of numbers. */
+const MOST_BYTES = 512e6;
+const HEADER_BYTES = 352;
+
+export function sizeText(size: readonly number[]): string {
+  return size.join(" × ");
+}
+
+/** A NIfTI file, whose header alone is looked at.
+ * @throws Error  with a sentence for people. */
+export async function openNifti(file: File): Promise<Scan> {
+  if (!/\.nii(\.gz)?$/i.test(file.name))
+    throw new Error(`${file.name} is no NIfTI file: its name ends in neither .nii nor .nii.gz. DICOM is read from a folder.`);
+  if (file.size > MOST_BYTES)
+    throw new Error(`${file.name} has ${bytesText(file.size)}: this page takes files up to ${bytesText(MOST_BYTES)}, ` +
+                    "since WebAssembly addresses 4 GB. The command-line hosts take larger ones.");
+  const start = await headerOf(file);
+  const header = start && isNIFTI(start) ? readHeader(start) : null;
+  if (!header) throw new Error(`${file.name} is damaged or no NIfTI image.`);
+  const [count = 0, x = 1, y = 1, z = 1, ...others] = header.dims.map(Number);
+  if (count > 3 && others.slice(0, count - 3).some((length) => length > 1))
+    throw new Error(`${file.name} has more than three dimensions.`);
+  const size: Scan["size"] = [x, count > 1 ? y : 1, count > 2 ? z : 1];
+  const voxels = size[0] * size[1] * size[2];
+  if (!(voxels >= 1)) throw new Error(`${file.name} is damaged or no NIfTI image.`);
+  if (voxels > MOST_VOXELS)
+    throw new Error(`${file.name} has ${sizeText(size)} voxels, ${(voxels / 1e6).toFixed(1)} million: this page takes up to ` +
+                    `${MOST_VOXELS / 1e6} million, since WebAssembly addresses 4 GB. The command-line hosts take larger ones.`);
+  return { name: file.name, blob: file, size };
+}
+
+// The first bytes, decompressed; null where they cannot be.
+async function headerOf(file: File): Promise<ArrayBuffer | null> {
+  const start = await file.slice(0, HEADER_BYTES).arrayBuffer();
+  if (start.byteLength < 2 || !isCompressed(start)) return start.byteLength >= HEADER_BYTES ? start : null;
+  if (typeof DecompressionStream === "undefined") return unpackedHeader(await file.arrayBuffer());
+  const reader = file.stream().pipeThrough(new DecompressionStream("gzip")).getReader();
+  const header = new Uint8Array(HEADER_BYTES);
+  try {
+    for (let length = 0; length < HEADER_BYTES;) {
+      const { done, value } = await reader.read();
+      if (done) return null;
+      header.set(value.subarray(0, HEADER_BYTES - length), length);
+      length += value.length;
+    }
+    return header.buffer;
+  } catch {
+    return null;
+  } finally {
+    void reader.cancel().catch(() => undefined);
+  }
+}
+
+// Of a browser without streams that decompress.
+async function unpackedHeader(packed: ArrayBuffer): Promise<ArrayBuffer | null> {
+  const { gunzipSync } = await import("fflate");
+  try {
+    const header = gunzipSync(new Uint8Array(packed)).slice(0, HEADER_BYTES);
+    return header.length === HEADER_BYTES ? header.buffer : null;
+  } catch {
+    return null;
+  }
+}
+
+/** All files of what was dropped: of folders those inside. */
+export async function droppedFiles(transfer: DataTransfer): Promise<File[]> {
+  const entries = [...transfer.items].map((item) => item.webkitGetAsEntry?.() ?? null);
+  if (entries.length === 0 || entries.includes(null)) return [...transfer.files];
+  const files: File[] = [];
+  for (const entry of entries) await addFiles(entry!, files);
+  return files;
+}
+
+async function addFiles(entry: FileSystemEntry, files: File[]): Promise<void> {
+  if (entry.isFile) {
+    files.push(await new Promise<File>((resolve, reject) => (entry as FileSystemFileEntry).file(resolve, reject)));
+    return;
+  }
+  const reader = (entry as FileSystemDirectoryEntry).createReader();
+  for (;;) {  // it hands out some at a time
+    const entries = await new Promise<FileSystemEntry[]>((resolve, reject) => reader.readEntries(resolve, reject));
+    if (entries.length === 0) return;
+    for (const inner of entries) await addFiles(inner, files);
+  }
+}
