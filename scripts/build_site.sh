@@ -48,6 +48,10 @@ grep -ohE 'href="(\.\./)?(mth|std|examples)/[^"]*\.(h|cpp)"' "$site"/*.html | se
   xargs -r cp --parents -t "$site"
 sed -i -E 's#href="\.\./((mth|std|examples)/[^"]*\.(h|cpp))"#href="\1"#g' "$site"/*.html
 
+# Pictures that pages name from a folder of their own stand beside them, too.
+cp docs/images/*.png "$site"
+sed -i 's#src="\.\./images/#src="#g' "$site"/*.html
+
 # What formulas need of MathJax, beside the pages.
 mathjax=/usr/share/javascript/mathjax
 if [ -d "$mathjax" ]; then

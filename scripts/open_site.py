@@ -102,7 +102,7 @@ def pages_of(root, is_all):
     """The first page, and those that have what a browser must draw."""
     pages = sorted(root.glob("*.html"))
     worth = {page.name for page in pages
-             if is_all or any(mark in page.read_text(encoding="utf-8", errors="replace") for mark in ("\\(", "\\[", 'class="image"'))}
+             if is_all or any(mark in page.read_text(encoding="utf-8", errors="replace") for mark in ("\\(", "\\[", '.png" alt='))}
     return sorted(worth | {"index.html"})
 
 
