@@ -18,28 +18,34 @@ rm -rf "$site" "$generated"
 mkdir -p "$site" "$generated"
 touch "$site/.mth-site"
 
-# One page of all hosts.
+# A page for each host.
 tools=(classify denoise_mr describe_slice fit_curve make_phantom register_landmarks segment_mr stack_pictures texture_mr)
 {
-  printf '# Command-line hosts\n\nAs each tells by itself with `--help`.\n'
+  printf '/** \\page command_line Command-line hosts\nAs each tells by itself with `--help`.\n'
+  printf -- '- \\subpage host_%s\n' "${tools[@]}"
+  printf '*/\n'
   for tool in "${tools[@]}"; do
     program="$build/examples/$tool/$tool"
-    [ -x "$program" ] || { echo "Left out: the page of $tool (not built in $build)" >&2; continue; }
-    printf '\n## %s\n\n```text\n' "$tool"
-    "$program" --help
-    printf '```\n'
+    printf '/** \\page host_%s %s\n\\verbatim\n' "$tool" "$tool"
+    if [ -x "$program" ]; then
+      "$program" --help
+    else
+      echo "Not built in $build."
+      echo "Left out: the page of $tool (not built in $build)" >&2
+    fi
+    printf '\\endverbatim\n*/\n'
   done
-} >"$generated/command_line.md"
+} >"$generated/command_line.dox"
 
-# And one of the Python module.
-if ! PYTHONPATH="$build/python" /usr/bin/python3 scripts/python_page.py >"$generated/python.md" 2>/dev/null; then
-  rm "$generated/python.md"
+# And one for each name of the Python module.
+if ! PYTHONPATH="$build/python" /usr/bin/python3 scripts/python_page.py >"$generated/python.dox" 2>/dev/null; then
+  rm "$generated/python.dox"
   echo "Left out: the page of the Python module (not built in $build)"
 fi
 
 {
   cat docs/Doxyfile
-  printf 'INPUT += %s\nOUTPUT_DIRECTORY = %s\nHTML_OUTPUT = .\nPROJECT_NUMBER = %s\n' "$generated" "$site" \
+  printf 'INPUT += %s\nFILE_PATTERNS += *.dox\nOUTPUT_DIRECTORY = %s\nHTML_OUTPUT = .\nPROJECT_NUMBER = %s\n' "$generated" "$site" \
     "$(sed -n 's/^project(mth VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)"
 } | doxygen -
 

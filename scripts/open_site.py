@@ -74,6 +74,11 @@ class Handler(http.server.SimpleHTTPRequestHandler):
         pass
 
 
+class Server(http.server.ThreadingHTTPServer):
+    def handle_error(self, request, client_address):
+        pass  # the browser closes what it no longer needs
+
+
 def faults_of(report):
     if report["formulas"] and (report["drawn"] == 0 or report["failed"]):
         yield f"{report['page']}: {report['drawn']} of {report['formulas']} formulas drawn, {report['failed']} failed"
@@ -116,7 +121,7 @@ def main(folder, *options):
     reports, missing = queue.Queue(), []
     handler = partial(Handler, directory=str(root), harness=HARNESS.replace("PAGES", json.dumps(pages)), reports=reports,
                       missing=missing)
-    with http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler) as server:
+    with Server(("127.0.0.1", 0), handler) as server:
         threading.Thread(target=server.serve_forever, daemon=True).start()
         try:
             found, faults = browse(chromium, f"http://127.0.0.1:{server.server_port}/harness", reports)
