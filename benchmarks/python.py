@@ -57,6 +57,17 @@ def denoise():
             lambda: denoise_wavelet(image, wavelet="db1", method="BayesShrink", wavelet_levels=4, rescale_sigma=True))
 
 
+def denoise_blocks():
+    """Both estimate the noise."""
+    import mth
+    from skimage.restoration import denoise_wavelet
+    radius = np.hypot(*np.meshgrid(*[np.linspace(-1.2, 1.2, 512)] * 2))
+    truth = 100.0 * (radius < 1.0) + 50.0 * (radius < 0.5)
+    image = np.hypot(*(truth * part + 8.0 * RANDOM.normal(size=truth.shape) for part in (1.0, 0.0)))
+    options = {"wavelet": "db1", "method": "BayesShrink", "wavelet_levels": 4, "rescale_sigma": True}
+    return lambda: mth.denoise(image), lambda: denoise_wavelet(image, **options)
+
+
 def denoise_everywhere():
     import mth
     from skimage.restoration import cycle_spin, denoise_wavelet
@@ -128,6 +139,7 @@ CASES = {
     "fuzzy c-means, 200,000 x 2, 3 clusters, 20 iterations": (fuzzy, "the formula in NumPy"),
     "k-means, 200,000 x 3, 8 clusters, 20 iterations": (k_means, "scikit-learn KMeans"),
     "denoise, wavelet, 512 x 512": (denoise, "skimage denoise_wavelet"),
+    "denoise, as it comes, 512 x 512": (denoise_blocks, "skimage denoise_wavelet"),
     "the same, beside one that does not depend on the place": (denoise_everywhere, "cycle_spin of it, 16 shifts"),
     "redundant wavelet, 512 x 512, 3 levels": (wavelet, "pywt swt2, bior3.1"),
     "SVD 256": (svd, "numpy.linalg.svd"),
