@@ -13,6 +13,15 @@ probe="$PWD/build/sanitize/tests/examples/dicom_probe"
 scratch="$(mktemp -d)"
 mapfile -t originals < <(ls "$samples"/MR_small*.dcm "$samples"/CT_small.dcm "$samples"/image_dfl.dcm "$samples"/JPGExtended.dcm \
   "$samples"/liver_1frame.dcm "$samples"/rtplan.dcm "$samples"/reportsi.dcm)
+# And one of several frames, which none of them is.
+/usr/bin/python3 -B - "$scratch" <<'END'
+import sys
+sys.path.insert(0, "tests/examples")
+from dicom_enhanced import write_enhanced
+from dicom_series import volume, write_series
+write_enhanced(sys.argv[1] + "/frames.dcm", write_series(sys.argv[1] + "/series", "axial", volume("data", 3)))
+END
+originals+=("$scratch/frames.dcm")
 # Twice what the largest sample takes when it is whole.
 export ASAN_OPTIONS="allocator_may_return_null=1:hard_rss_limit_mb=1024:detect_leaks=0"
 crashes=0

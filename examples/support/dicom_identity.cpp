@@ -41,15 +41,27 @@ std::string Decimal(Wide number) {
 
 // Texts without which an object cannot be understood; of all others some may name people.
 bool IsKeptText(const DcmTagKey& key) {
-  static const DcmTagKey kept[] = {DCM_CodeValue,           DCM_CodingSchemeDesignator,
-                                   DCM_CodeMeaning,         DCM_SegmentLabel,
-                                   DCM_SegmentDescription,  DCM_SegmentAlgorithmName,
-                                   DCM_AlgorithmName,       DCM_AlgorithmVersion,
-                                   DCM_AlgorithmParameters, DCM_ContentDescription,
-                                   DCM_Manufacturer,        DCM_ManufacturerModelName,
-                                   DCM_SoftwareVersions,    DCM_StackID,
-                                   DCM_PulseSequenceName,   DCM_ReceiveCoilName,
-                                   DCM_TransmitCoilName,    DCM_DimensionDescriptionLabel};
+  static const DcmTagKey kept[] = {DCM_CodeValue,
+                                   DCM_CodingSchemeDesignator,
+                                   DCM_CodeMeaning,
+                                   DCM_SegmentLabel,
+                                   DCM_SegmentDescription,
+                                   DCM_SegmentAlgorithmName,
+                                   DCM_AlgorithmName,
+                                   DCM_AlgorithmVersion,
+                                   DCM_AlgorithmParameters,
+                                   DCM_ContentDescription,
+                                   DCM_Manufacturer,
+                                   DCM_ManufacturerModelName,
+                                   DCM_SoftwareVersions,
+                                   DCM_StackID,
+                                   DCM_PulseSequenceName,
+                                   DCM_ReceiveCoilName,
+                                   DCM_TransmitCoilName,
+                                   DCM_DimensionDescriptionLabel,
+                                   DCM_RescaleType,
+                                   DCM_ReceiveCoilManufacturerName,
+                                   DCM_TransmitCoilManufacturerName};
   return std::find(std::begin(kept), std::end(kept), key) != std::end(kept);
 }
 

@@ -340,6 +340,8 @@ class Writing(Hosts):
         sources = write_series(self.path("classic"), "oblique", PLANES)
         os.mkdir(self.path("series"))
         write_enhanced(self.path("series/frames.dcm"), sources)
+        image, = self.make_objects("denoise_mr", "--anonymous")
+        self.assertNotIn("Doe", str(image))
         image, = self.make_objects("denoise_mr")
         voxels, affine = read_nifti(self.path("result/denoised.nii.gz"))
         self.expect_planes(voxels, image.pixel_array)
