@@ -2,8 +2,8 @@
 # Builds the page into web/dist and the package mth-wasm into web/module. Installs what is missing where it may, and names it
 # where it may not.
 #   web/build.sh           both builds of the module, with vectors and without
-#   web/build.sh --quick   for the tests: the one with vectors alone, soon compiled; installs nothing, and ends with 77 where
-#                          something is missing
+#   web/build.sh --quick   for the tests: the one with vectors alone, soon compiled, into build/web-quick; installs nothing, and
+#                          ends with 77 where something is missing
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/other_builds.sh
@@ -11,10 +11,14 @@ source web/sources.sh
 
 mode=${1-}
 out=build/web
+module=$PWD/web/module/dist
+site=$PWD/web/dist
 flags=(-DCMAKE_CXX_FLAGS_RELEASE="-O3 -DNDEBUG")
 kinds=(simd plain)
 if [ "$mode" = --quick ]; then
   out=build/web-quick
+  module=$PWD/$out/module
+  site=$PWD/$out/site
   flags=(-DCMAKE_CXX_FLAGS_RELEASE=-O1 "-DCMAKE_EXE_LINKER_FLAGS=-O1")
   kinds=(simd)
 fi
@@ -34,7 +38,7 @@ else
 fi
 [ "$(node -p 'process.versions.node.split(".")[0] >= 18')" = true ] || leave_out "Node 18 or later"
 
-mkdir -p "$out" web/dist
+mkdir -p "$out"
 exec 9>"$out/lock" # two builds at once would write the same files
 flock 9
 fetch_sources "$PWD/build/web-sources" || leave_out "the sources of ${SOURCE_PACKAGES[*]}: see build/web-sources.log"
@@ -56,10 +60,10 @@ for kind in "${kinds[@]}"; do
 done
 
 cd web
-rm -rf module/dist
-node_modules/.bin/tsc -p module
+rm -rf "$module"
+node_modules/.bin/tsc -p module --outDir "$module"
 node_modules/.bin/tsc -p .
 for kind in "${kinds[@]}"; do
-  for ending in mjs wasm; do cp "../$out/$kind/web/wasm/mth.$ending" "module/dist/mth-$kind.$ending"; done
+  for ending in mjs wasm; do cp "../$out/$kind/web/wasm/mth.$ending" "$module/mth-$kind.$ending"; done
 done
-node bundle.mjs
+node bundle.mjs "$module" "$site"

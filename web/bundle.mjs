@@ -1,12 +1,12 @@
-// Bundles the page of page/ into dist/: index.html, and scripts beside it that need no server. The builds of the module are
-// those in module/dist/; a quick build has one alone.
+// Bundles the page of page/: index.html, and scripts beside it that need no server. `node bundle.mjs MODULE SITE`: the folder of
+// the module's builds, of which a quick one has one alone, and that of the page.
 import { build } from "esbuild";
 import { copyFile, mkdir, readdir, readFile, rm, stat, writeFile } from "node:fs/promises";
 import { join } from "node:path";
 import { fileURLToPath } from "node:url";
 
 const here = fileURLToPath(new URL(".", import.meta.url));
-const dist = join(here, "dist");
+const [built, dist] = process.argv.slice(2);
 const modules = join(here, "node_modules");
 const settings = { bundle: true, minify: true, write: false, target: "es2021", legalComments: "none", logLevel: "warning" };
 
@@ -20,10 +20,10 @@ async function writePart(name, worker, wasm) {
 }
 
 async function writeEngine(kind) {
-  const glue = join(here, `module/dist/mth-${kind}.mjs`);
+  const glue = join(built, `mth-${kind}.mjs`);
   if (!(await stat(glue).catch(() => null))) return;
   const worker = await textOf({ entryPoints: [join(here, "page/worker.ts")], alias: { "mth-glue": glue } });
-  await writePart(`engine-${kind}`, worker, await base64(join(here, `module/dist/mth-${kind}.wasm`)));
+  await writePart(`engine-${kind}`, worker, await base64(join(built, `mth-${kind}.wasm`)));
 }
 
 // The converter asks for its binary by its own address, which a worker without a file does not have.

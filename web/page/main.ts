@@ -60,8 +60,9 @@ async function whileBusy(text: string, work: () => Promise<void>): Promise<void>
 
 function sentence(error: unknown): string {
   const text = error instanceof Error ? error.message : String(error);
-  const capital = text.charAt(0).toUpperCase() + text.slice(1);
-  return /[.!?]$/.test(capital) ? capital : `${capital}.`;
+  // The hosts' reasons are no sentences yet; the name of a file stays as it is.
+  const start = /^[a-z]+ /.test(text) ? text.charAt(0).toUpperCase() + text.slice(1) : text;
+  return /[.!?]$/.test(start) ? start : `${start}.`;
 }
 
 async function take(next: Scan, note = ""): Promise<void> {

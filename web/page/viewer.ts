@@ -9,6 +9,12 @@ export interface LabelClass {
   colour: string;
 }
 
+/** What NiiVue tells of the cross. */
+interface Place {
+  mm: ArrayLike<number> & Iterable<number>;
+  values: { value: number; label?: string }[];
+}
+
 const AXES = [0, 1, 2] as const;
 
 /** Whether this browser can draw volumes. */
@@ -28,7 +34,7 @@ export class Viewer {
 
   async open(): Promise<void> {
     await this.niivue.attachToCanvas(element("canvas", HTMLCanvasElement));
-    this.niivue.onLocationChange = (place) => this.showPlace(place as { string: string });
+    this.niivue.onLocationChange = (place) => this.showPlace(place as Place);
     for (const slider of this.sliders) slider.addEventListener("input", () => this.moveCross());
     this.opacity.addEventListener("input", () => this.showOpacity());
   }
@@ -78,8 +84,11 @@ export class Viewer {
     this.niivue.createOnLocationChange();
   }
 
-  private showPlace(place: { string: string }): void {
-    block("place").textContent = place.string;
+  private showPlace({ mm, values }: Place): void {
+    const [x, y, z] = [...mm].map((length) => Math.round(length * 10) / 10 + 0);
+    const [image, label] = values;
+    const name = label?.label ? `, ${label.label}` : "";
+    block("place").textContent = `x ${x}, y ${y}, z ${z} mm: ${Number((image?.value ?? 0).toPrecision(5))}${name}`;
     this.readCross();
   }
 

@@ -3,8 +3,10 @@ import assert from "node:assert/strict";
 import { readFile } from "node:fs/promises";
 import { dirname } from "node:path";
 import { before, test } from "node:test";
-import { loadMth } from "../module/dist/index.js";
+import { pathToFileURL } from "node:url";
 import { comparable, runNative, sampleName, samplePath } from "./native.mjs";
+
+const { loadMth } = await import(pathToFileURL(`${process.env.MTH_WEB_MODULE}/index.js`).href);
 
 let mth;
 let sample;

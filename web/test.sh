@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# The tests of the module and of the page, against the hosts of a native build.
+#   web/test.sh BUILD [FOLDER]      build/release; puts the page's screenshots into the folder
+# Ends with 77 and a word where Emscripten, Node, Chromium or what they need is missing.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+MTH_BINARY_DIR=$(realpath "${1:-../build/release}")
+MTH_WEB_MODULE=$(realpath ..)/build/web-quick/module
+MTH_WEB_SITE=$(realpath ..)/build/web-quick/site
+export MTH_BINARY_DIR MTH_WEB_MODULE MTH_WEB_SITE
+[ $# -lt 2 ] || export MTH_SCREENSHOTS="$2"
+
+if [ ! -x /usr/bin/chromium ] && [ -z "${MTH_CHROMIUM-}" ]; then
+  echo "Left out: the tests of the page (need chromium)" >&2
+  exit 77
+fi
+./build.sh --quick
+TMPDIR=$(mktemp -d) # the tests' own
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
+node --test tests/module.test.mjs
+node --test tests/page.test.mjs
