@@ -17,7 +17,7 @@ flags=(-DCMAKE_CXX_FLAGS_RELEASE="-O3 -DNDEBUG")
 kinds=(simd plain)
 if [ "$mode" = --quick ]; then
   out=build/web-quick
-  module=$PWD/$out/module
+  module=$PWD/$out/module/dist
   site=$PWD/$out/site
   flags=(-DCMAKE_CXX_FLAGS_RELEASE=-O1 "-DCMAKE_EXE_LINKER_FLAGS=-O1")
   kinds=(simd)
@@ -61,6 +61,8 @@ done
 
 cd web
 rm -rf "$module"
+mkdir -p "$module"
+[ "$mode" != --quick ] || cp module/package.json "$module/.." # which tells Node what kind of scripts these are
 node_modules/.bin/tsc -p module --outDir "$module"
 node_modules/.bin/tsc -p .
 for kind in "${kinds[@]}"; do

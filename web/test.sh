@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 MTH_BINARY_DIR=$(realpath "${1:-../build/release}")
-MTH_WEB_MODULE=$(realpath ..)/build/web-quick/module
+MTH_WEB_MODULE=$(realpath ..)/build/web-quick/module/dist
 MTH_WEB_SITE=$(realpath ..)/build/web-quick/site
 export MTH_BINARY_DIR MTH_WEB_MODULE MTH_WEB_SITE
 [ $# -lt 2 ] || export MTH_SCREENSHOTS="$2"

@@ -7,7 +7,7 @@ import { Cancelled, Engine } from "./engine.js";
 import { ProgressPanel } from "./progress.js";
 import { type DenoiseReport, labelClasses, ResultsPanel, type SegmentReport, type Files } from "./results.js";
 import { DENOISE_SETTINGS, denoiseWords, maskName, SEGMENT_SETTINGS, SettingsForm } from "./settings.js";
-import { droppedFiles, MOST_VOXELS, openNifti, type Scan, sizeText } from "./source.js";
+import { droppedFiles, isNiftiName, MOST_VOXELS, openNifti, type Scan, sizeText } from "./source.js";
 import { hasWebGl, Viewer } from "./viewer.js";
 import type { HostName } from "../module/src/hosts.js";
 
@@ -25,6 +25,7 @@ const shown = element("shown", HTMLSelectElement);
 
 let scan: Scan | undefined;
 let isBusy = false;
+let ending = new AbortController();
 /** What can be shown, by its name: the scan, and images of the last runs. */
 const images = new Map<string, () => Promise<void>>();
 
@@ -44,6 +45,7 @@ function showState(): void {
 async function whileBusy(text: string, work: () => Promise<void>): Promise<void> {
   if (isBusy) return;
   isBusy = true;
+  ending = new AbortController();
   say("");
   showState();
   progress.open(text);
@@ -58,6 +60,11 @@ async function whileBusy(text: string, work: () => Promise<void>): Promise<void>
   }
 }
 
+function cancel(): void {
+  engine.cancel();
+  ending.abort();
+}
+
 function sentence(error: unknown): string {
   const text = error instanceof Error ? error.message : String(error);
   // The hosts' reasons are no sentences yet; the name of a file stays as it is.
@@ -66,12 +73,10 @@ function sentence(error: unknown): string {
 }
 
 async function take(next: Scan, note = ""): Promise<void> {
-  scan = undefined;
+  const [x, y, z] = await engine.readSize({ name: next.name, blob: next.blob });  // a damaged one leaves all as it was
+  scan = { ...next, size: [x, y, z] };
   images.clear();
   results.clear();
-  block("scan-name").textContent = "No scan yet.";
-  const checked = await engine.readSize({ name: next.name, blob: next.blob });
-  scan = { ...next, size: [...checked] };
   block("scan-name").textContent = `${scan.name}: ${sizeText(scan.size)} voxels${note}`;
   showCommand("segment_mr");
   await addImage("Scan", () => viewer!.show(scan!.blob, scan!.name));
@@ -90,9 +95,10 @@ function takeFiles(files: File[]): Promise<void> {
   return whileBusy("Reading", async () => {
     if (files.length === 0) return;
     const [only] = files;
+    if (files.length > 1 && files.every(({ name }) => isNiftiName(name))) throw new Error("One NIfTI file at a time, please.");
     const isDicom = files.length > 1 || /\.(dcm|ima)$/i.test(only!.name) || !only!.name.includes(".");
     if (!isDicom) return take(await openNifti(only!));
-    const series = await convertDicom(files);
+    const series = await convertDicom(files, ending.signal);
     const note = series.length > 1 ? `, the largest of ${series.length} series in the folder` : "";
     await take(await openNifti(series[0]!), note);
   });
@@ -165,8 +171,8 @@ function listen(): void {
   }
   button("denoise").addEventListener("click", () => void denoise());
   button("segment").addEventListener("click", () => void segment());
-  button("cancel").addEventListener("click", () => engine.cancel());
-  document.addEventListener("keydown", (event) => { if (event.key === "Escape" && isBusy) engine.cancel(); });
+  button("cancel").addEventListener("click", cancel);
+  document.addEventListener("keydown", (event) => { if (event.key === "Escape" && isBusy) cancel(); });
   shown.addEventListener("change", () => void images.get(shown.value)?.().catch((error) => say(sentence(error))));
   for (const host of ["denoise_mr", "segment_mr"] as const) forms[host].onChange(() => showCommand(host));
 }

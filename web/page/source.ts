@@ -19,10 +19,14 @@ export function sizeText(size: readonly number[]): string {
   return size.join(" × ");
 }
 
+export function isNiftiName(name: string): boolean {
+  return /\.nii(\.gz)?$/i.test(name);
+}
+
 /** A NIfTI file, whose header alone is looked at.
  * @throws Error  with a sentence for people. */
 export async function openNifti(file: File): Promise<Scan> {
-  if (!/\.nii(\.gz)?$/i.test(file.name))
+  if (!isNiftiName(file.name))
     throw new Error(`${file.name} is no NIfTI file: its name ends in neither .nii nor .nii.gz. DICOM is read from a folder.`);
   if (file.size > MOST_BYTES)
     throw new Error(`${file.name} has ${bytesText(file.size)}: this page takes files up to ${bytesText(MOST_BYTES)}, ` +
