@@ -48,6 +48,8 @@ if ! cmp -s web/package-lock.json web/node_modules/.mth-lock; then
 fi
 
 export NODE_PATH=/usr/share/nodejs # where Debian has what the linker needs, whichever Node is first
+# Emscripten compiles its own libraries when they are first asked for.
+[ -w /usr/share/emscripten/cache ] || export EM_CACHE="$PWD/build/emscripten-cache"
 if command -v ccache >/dev/null; then export EM_COMPILER_WRAPPER=ccache; fi
 for kind in "${kinds[@]}"; do
   cmake -S . -B "$out/$kind" -G Ninja -DCMAKE_BUILD_TYPE=Release -DMTH_BUILD_TESTS=OFF -DMTH_BUILD_EXAMPLES=OFF \
