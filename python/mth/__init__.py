@@ -19,8 +19,11 @@ Errors. ValueError names the shape or value and the reason; numpy.linalg.LinAlgE
 MemoryError for what cannot be had. A result that may be inaccurate warns `UnstableSolutionWarning`.
 
 Progress. ``progress=True`` redraws a line on standard error; a function is called with (steps done, steps at most); ``tqdm``,
-the class or a bar of it, works too. Ctrl-C ends a run and raises KeyboardInterrupt. Other threads run on while the library
-computes; objects may be used by several of them.
+the class or a bar of it, works too. Ctrl-C ends a run and raises KeyboardInterrupt, of large data after the iteration, or the
+pass over it, that is on its way.
+
+Threads. Other threads run on while the library computes; they must not change the arrays that it reads. Objects may be used
+by several threads, and those that compute when Python ends end with it.
 
 >>> import numpy as np
 >>> import mth

@@ -14,6 +14,7 @@ from ._progress import Progress, reporting
 __all__ = ["AdaBoost"]
 
 _KINDS = ("real", "modest", "gentle")
+_SAMPLES_PER_BLOCK = 50_000
 
 
 class AdaBoost(ClassifierMixin, BaseEstimator):
@@ -80,7 +81,8 @@ class AdaBoost(ClassifierMixin, BaseEstimator):
         if X.shape[1] != self.n_features_in_:
             raise ValueError(
                 f"X has {X.shape[1]} features, but AdaBoost is expecting {self.n_features_in_} features as input")
-        return self.model_.scores(X.T)
+        blocks = range(0, max(len(X), 1), _SAMPLES_PER_BLOCK)  # between which Ctrl-C has its turn
+        return np.concatenate([self.model_.scores(X[first:first + _SAMPLES_PER_BLOCK].T) for first in blocks])
 
     def predict(self, X: Any) -> NDArray[Any]:
         """The class of each sample: the second one where the score is above 0."""

@@ -198,6 +198,7 @@ def fuzzy_c_means(x: ArrayLike, clusters: int, m: float = 2.0, *, init: Start = 
     """
     centroids, method = _start(init)
     _require(m > 1.0, f"m is {m}, not greater than 1")
+    _require(not np.isnan(tol), "tol is NaN")
     _require(max_iter > 0, "max_iter is not a positive number")
     with reporting(progress, "fuzzy c-means") as report:
         means, memberships, labels, (change, n_iter, reason) = _mth.fuzzy_c_means(
@@ -231,6 +232,7 @@ def evidential_c_means(x: ArrayLike, clusters: int, *, alpha: float = 2.0, beta:
     _require(alpha >= 0.0, f"alpha is {alpha}, a negative number")
     _require(beta > 1.0, f"beta is {beta}, not greater than 1")
     _require(rho > 0.0, f"rho is {rho}, not greater than 0")
+    _require(not np.isnan(tol), "tol is NaN")
     _require(max_iter > 0, "max_iter is not a positive number")
     _require(clusters <= 20, f"clusters is {clusters}, more than 20")
     with reporting(progress, "evidential c-means") as report:

@@ -102,8 +102,8 @@ def redundant_wavelet(image: ArrayLike, levels: int = 1) -> RedundantWavelet:
     >>> len(transform.details), float(abs(transform.details[0].rows).max())
     (2, 0.0)
     """
-    if levels < 1:
-        raise ValueError(f"levels is {levels}, not a positive number")
+    if not 1 <= levels <= 30:
+        raise ValueError(f"levels is {levels}, not 1 to 30")
     details = []
     for level in range(levels):
         image, rows, columns, diagonal = _mth.wavelet_level(image, level)
@@ -158,6 +158,7 @@ def cooccurrence(image: ArrayLike, levels: int, offset: tuple[int, int] = (0, 1)
         raise ValueError(f"image has values outside 0 to {levels - 1}")
     down, right = offset
     rows, columns = values.shape
+    down, right = max(-rows, min(down, rows)), max(-columns, min(right, columns))
     first = values[max(0, -down):rows - max(0, down), max(0, -right):columns - max(0, right)]
     second = values[max(0, down):rows + min(0, down), max(0, right):columns + min(0, right)]
     counts = np.bincount(first.ravel().astype(np.int64) * levels + second.ravel(), minlength=levels * levels)

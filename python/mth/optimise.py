@@ -18,7 +18,7 @@ Floats = NDArray[np.float64]
 
 # Of each method: the step that it begins with, and the iterations at most.
 _METHODS = {"powell": (0.0, 1000), "bfgs": (1e-5, 1000), "nelder-mead": (1.0, 2000), "steepest-descent": (0.1, 10000),
-            "least-squares": (0.0, 200), "damped-newton": (1e-4, 1)}
+            "least-squares": (0.0, 200)}
 
 
 @dataclass(frozen=True, eq=False)
@@ -46,6 +46,8 @@ def _settings(method: str, step: Optional[float], max_iter: Optional[int]) -> tu
     most = usual_most if max_iter is None else max_iter
     if most < 1:
         raise ValueError(f"max_iter is {most}, not a positive number")
+    if step is not None and not np.isfinite(step):
+        raise ValueError(f"step is {step}, not a finite number")
     return usual_step if step is None else step, most
 
 
@@ -60,10 +62,9 @@ def minimise(f: Callable[[Floats], Any], x0: ArrayLike, method: str = "powell", 
         is the cost. It is not called again for one of the last four points.
     x0 : the start.
     method : "powell", "bfgs", "nelder-mead" and "steepest-descent", the latter two made for two parameters, or
-        "least-squares", Marquardt's method; "damped-newton" goes to where the derivatives vanish, a maximum for preference:
-        by intention from 0.1 in every parameter, whatever x0 and tol, and without a limit of iterations.
+        "least-squares", Marquardt's method.
     tol : a relative change of the cost; each method's own criterion.
-    step : of the finite differences of "bfgs" and "damped-newton", the first simplex of "nelder-mead" or the first step of the descent.
+    step : of the finite differences of "bfgs", the first simplex of "nelder-mead" or the first step of the descent.
     callback : called with the best or present point once per iteration; one that returns True ends the run.
 
     An exception of f or of the callback ends the run and arrives here.
@@ -111,6 +112,8 @@ def anneal(f: Callable[[Floats], Any], x0: ArrayLike, *, move: Optional[Callable
     """
     if not (moves > 0 and max_iter > 0):
         raise ValueError("moves and max_iter must be positive numbers")
+    if not np.isfinite([step, shrinking, temperature, cooling]).all():
+        raise ValueError("steps and temperatures must be finite numbers")
     if seed is not None and not 1 <= seed <= 8_639_999:
         raise ValueError(f"seed is {seed}, not 1 to 8639999")
     with reporting(progress, "annealing") as report:

@@ -24,7 +24,8 @@ std::unique_ptr<MTH_MATRIX> NewPlane(int rows, int columns, int type) {
 }
 
 void RequireLevel(int level) {
-  if (level < 0) ThrowValueError("level is below 0");
+  constexpr int kLevels = 30;  // filters of more reach beyond every image
+  if (level < 0 || level >= kLevels) ThrowValueError("level is not 0 to 29");
 }
 
 // One level: the approximation, and the differences between rows, between columns and along both.

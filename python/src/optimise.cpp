@@ -158,11 +158,6 @@ int RunMethod(MTH_FUNCT& cost, double* start, const Settings& settings) {
     cost.ComputeOptimumLeastSquares(start, settings.tolerance, most, &iterations);
     return iterations;
   }
-  if (settings.method == "damped-newton") {
-    cost.SetGradientStep(settings.step);
-    cost.ComputeOptimumMarLev(&shortIterations);
-    return shortIterations;
-  }
   constexpr int kMostPasses = 32767;
   cost.ComputeOptimumPowell(start, static_cast<short>(std::min(most, kMostPasses)), settings.tolerance,
                             &shortIterations, false);

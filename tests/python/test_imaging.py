@@ -102,8 +102,10 @@ def test_texture():
     assert found["entropy"] == pytest.approx(-(p * np.log(p)).sum())
     assert found["sum_mean"] == pytest.approx(((i + j) * p)[i + j >= 2].sum())
     assert len(found) == 14
-    with pytest.raises(ValueError, match="outside 0 to 4"):
-        mth.cooccurrence(image, 5)
+    assert mth.cooccurrence(image, 6, (43, 0)).sum() == 0.0  # no pair is so far apart
+    for bad, text in ((lambda: mth.cooccurrence(image, 5), "outside 0 to 4"), (lambda: mth.redundant_wavelet(image, 31), "1 to 30")):
+        with pytest.raises(ValueError, match=text):
+            bad()
 
 
 @pytest.mark.parametrize("length", [1, 2, 8, 1024])
