@@ -30,7 +30,7 @@ tools=(classify denoise_mr describe_slice fit_curve make_phantom register_landma
     if [ -x "$program" ]; then
       "$program" --help
     else
-      echo "Not built in $build."
+      echo "Not built with this manual."
       echo "Left out: the page of $tool (not built in $build)" >&2
     fi
     printf '\\endverbatim\n*/\n'
@@ -56,7 +56,7 @@ sed -i -E 's#href="\.\./((mth|std|examples)/[^"]*\.(h|cpp))"#href="\1"#g' "$site
 
 # Pictures that pages name from a folder of their own stand beside them, too.
 cp docs/images/*.png "$site"
-sed -i 's#src="\.\./images/#src="#g' "$site"/*.html
+sed -i -E 's#src="\.\./(docs/)?images/#src="#g' "$site"/*.html
 
 # What formulas need of MathJax, beside the pages.
 mathjax=/usr/share/javascript/mathjax
