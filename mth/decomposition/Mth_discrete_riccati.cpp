@@ -19,15 +19,9 @@ namespace mth_internal {
 namespace {
 
 constexpr int kMostPasses = 4;         // of finding the size of the solution
+constexpr double kFarOff = 100.0;      // an exponent
 constexpr int kMostSteps = 3;          // of Newton's method
 constexpr double kLargeChange = 1e-7;  // its square is not yet rounding
-
-// The unit of the unknown to begin with: that of Q, or of what R costs where Q is 0.
-int FirstExponent(const RiccatiSystem& system) {
-  if (!system.q.isZero) return -system.q.exponent;
-  if (!system.r.isZero && !system.b.isZero) return -system.r.exponent + 2 * system.b.exponent;
-  return 0;
-}
 
 // The closed loop A - B (R + Bt X B)^-1 Bt X A and the feedback B (R + Bt X B)^-1 Bt of a solution.
 class ClosedLoop {
@@ -131,10 +125,11 @@ class DiscreteRiccati {
         isSmall_(2 * n_) {}
   explicit operator bool() const { return extended_ && memory_ && complexMemory_ && isSmall_; }
 
-  // In one unit for all states, which the solution chooses.
-  RiccatiAttempt SolveInOneUnit(SquareView x, RiccatiUnits* units) {
+  // In units that balance the equation, beside one that the solution chooses.
+  RiccatiAttempt SolveInBalancedUnits(SquareView x, RiccatiUnits* units) {
     std::fill_n(units->states, n_, 0);
-    units->exponent = FirstExponent(system_);
+    Balance(units);
+    units->exponent = FirstExponent(*units);
     RiccatiAttempt attempt;
     for (int pass = 1;; ++pass) {
       attempt = SolvePencil(*units, x);
@@ -147,13 +142,10 @@ class DiscreteRiccati {
 
   // In the units of what each state would cost by itself; `units` tells that of the others.
   RiccatiAttempt SolveInOwnUnits(SquareView x, RiccatiUnits* units) {
-    const SquareView feedback{memory_.Get(), n_};
-    if (const int refusal =
-            MakeFeedback(system_.r.elements, system_.b.elements, n_, system_.b.columns, feedback))
-      return {refusal};
+    const RiccatiFeedback feedback = Feedback();
+    if (const int refusal = FindFeedback(feedback)) return {refusal};
     double* logarithms = memory_.Get() + n_ * n_;
-    for (std::int64_t i = 0; i < n_; ++i)
-      logarithms[i] = OwnLogarithm({system_, feedback, 2 * system_.b.exponent - system_.r.exponent, i});
+    for (std::int64_t i = 0; i < n_; ++i) logarithms[i] = OwnLogarithm({system_, feedback, i});
     ChooseUnits(logarithms, units->exponent, n_, units);
     const RiccatiAttempt attempt = SolvePencil(*units, x);
     return attempt.status == 0 ? Confirm(*units, x) : attempt;
@@ -164,6 +156,34 @@ class DiscreteRiccati {
   ComplexPencil Form() const {
     Complex* first = complexMemory_.Get();
     return {first, first + 4 * n_ * n_, first + 8 * n_ * n_, 2 * n_};
+  }
+
+  RiccatiFeedback Feedback() const { return {Work(0), 2 * system_.b.exponent - system_.r.exponent}; }
+  int FindFeedback(const RiccatiFeedback& feedback) const {
+    return MakeFeedback(system_.r.elements, system_.b.elements, n_, system_.b.columns, feedback.elements);
+  }
+
+  // The states as they stand where R is singular.
+  void Balance(RiccatiUnits* units) {
+    const RiccatiFeedback feedback = Feedback();
+    if (FindFeedback(feedback) != 0) return;
+    if (n_ == 1) own_ = OwnLogarithm({system_, feedback, 0});
+    units->exponent = ExponentToBalance(system_, feedback);
+    ChooseBalancedStates(system_, feedback, {Work(1), Work(2), Work(3)}, memory_.Get() + 16 * n_ * n_, units);
+  }
+
+  // The unit of the unknown to begin with: that of Q, or of what R costs where Q is 0.
+  int FirstExponent(const RiccatiUnits& units) const {
+    if (system_.q.isZero)
+      return system_.r.isZero || system_.b.isZero ? 0 : 2 * system_.b.exponent - system_.r.exponent;
+    int largest = std::numeric_limits<int>::min();
+    for (std::int64_t i = 0; i < n_; ++i) {
+      for (std::int64_t j = 0; j < n_; ++j) {
+        if (const double element = system_.q.At(i, j); element != 0.0)
+          largest = std::max(largest, std::ilogb(element) - units.states[i] - units.states[j]);
+      }
+    }
+    return largest - system_.q.exponent;
   }
 
   RiccatiAttempt SolvePencil(const RiccatiUnits& units, SquareView x) {
@@ -198,6 +218,9 @@ class DiscreteRiccati {
   // Newton's method, one step where the form has left rounding alone, and a look at how near the closed loop
   // is to its boundary.
   RiccatiAttempt Confirm(const RiccatiUnits& units, SquareView x) {
+    // What R costs may have vanished beside B, and with it the solution; of one state that can be told.
+    if (std::isfinite(own_) && std::abs(RoughLogarithm(x[0][0]) + units.Of(0, 0) - own_) > kFarOff)
+      return {9, true};
     if (const int refusal = extended_.Fill(system_, units)) return {refusal};
     const SquareView a = Work(0);
     const SquareView feedback = Work(1);
@@ -229,7 +252,9 @@ class DiscreteRiccati {
       const std::int64_t diagonal = k * (2 * n_ + 1);
       margin = std::min(margin, 1.0 - Modulus(form.a[diagonal]) / Modulus(form.b[diagonal]));
     }
-    return {0, isLost || !std::isfinite(change), IsOnBoundary(margin, closed, feedback, doubt, true)};
+    const std::optional<bool> isOnBoundary = IsOnBoundary(margin, closed, feedback, doubt, true);
+    if (!isOnBoundary) return {1};
+    return {0, isLost || !std::isfinite(change), *isOnBoundary};
   }
 
   const RiccatiSystem& system_;
@@ -238,14 +263,15 @@ class DiscreteRiccati {
   WorkArray<double> memory_;
   WorkArray<Complex> complexMemory_;
   WorkArray<bool> isSmall_;
+  double own_ = std::numeric_limits<double>::infinity();  // the rough logarithm of a single state's solution
 };
 
 }  // namespace
 
-int SolveDiscreteRiccati(const RiccatiSystem& system, SquareView x, int* exponent) {
+int SolveDiscreteRiccati(const RiccatiSystem& system, SquareView x) {
   DiscreteRiccati equation(system);
   if (!equation) return 1;
-  return SolveByAttempts(equation, x, exponent);
+  return SolveByAttempts(equation, x);
 }
 
 }  // namespace mth_internal

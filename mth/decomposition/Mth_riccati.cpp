@@ -17,79 +17,20 @@
 namespace mth_internal {
 namespace {
 
-constexpr int kMostPasses = 4;  // of finding the size of the solution
-constexpr int kBalancingPasses = 30;
+constexpr int kMostPasses = 4;      // of finding the size of the solution
 constexpr int kFreeExponents = 10;  // by which Q and G may differ beyond A for the sake of the solution
 
-// The Hamiltonian matrix [A -G; -Q -At] under the scaling diag(D, D^-1), D of powers of two.
-class Hamiltonian {
- public:
-  Hamiltonian(SquareView a, SquareView g, SquareView q, double* scales)
-      : a_(a), g_(g), q_(q), scales_(scales) {
-    std::fill_n(scales, a.size, 1.0);
-  }
-
-  // Rows and columns of a state are made alike, as far as that is worth it.
-  void Balance() {
-    bool hasChanged = true;
-    for (int pass = 0; hasChanged && pass < kBalancingPasses; ++pass) {
-      hasChanged = false;
-      for (std::int64_t i = 0; i < a_.size; ++i) hasChanged = BalanceState(i) || hasChanged;
+// [A -G; -Q -At].
+void WriteTo(SquareView h, const RiccatiTerms& terms) {
+  const std::int64_t n = terms.a.size;
+  for (std::int64_t i = 0; i < n; ++i) {
+    for (std::int64_t j = 0; j < n; ++j) {
+      h[i][j] = terms.a[i][j];
+      h[i][n + j] = 0.0 - terms.g[i][j];
+      h[n + i][j] = 0.0 - terms.q[i][j];
+      h[n + i][n + j] = 0.0 - terms.a[j][i];
     }
   }
-
-  void WriteTo(SquareView h) const {
-    const std::int64_t n = a_.size;
-    for (std::int64_t i = 0; i < n; ++i) {
-      for (std::int64_t j = 0; j < n; ++j) {
-        h[i][j] = a_[i][j];
-        h[i][n + j] = 0.0 - g_[i][j];
-        h[n + i][j] = 0.0 - q_[i][j];
-        h[n + i][n + j] = 0.0 - a_[j][i];
-      }
-    }
-  }
-
- private:
-  bool BalanceState(std::int64_t i) {
-    double row = 0.0;
-    double column = 0.0;
-    for (std::int64_t j = 0; j < a_.size; ++j) {
-      if (j == i) continue;
-      row += std::abs(a_[i][j]) + std::abs(g_[i][j]);
-      column += std::abs(a_[j][i]) + std::abs(q_[i][j]);
-    }
-    const double largest = std::max({row, column, std::abs(g_[i][i]), std::abs(q_[i][i])});
-    const double rowSize = row + std::sqrt(std::abs(g_[i][i])) * std::sqrt(largest);
-    const double columnSize = column + std::sqrt(std::abs(q_[i][i])) * std::sqrt(largest);
-    if (rowSize == 0.0 || columnSize == 0.0) return false;
-    const int exponent = std::clamp((std::ilogb(rowSize) - std::ilogb(columnSize)) / 2, -200, 200);
-    if (std::abs(exponent) < 2) return false;
-    const double factor = std::ldexp(1.0, exponent);
-    scales_[i] *= factor;
-    for (std::int64_t j = 0; j < a_.size; ++j) {
-      a_[i][j] /= factor;
-      a_[j][i] *= factor;
-      g_[i][j] /= factor;
-      g_[j][i] /= factor;
-      q_[i][j] *= factor;
-      q_[j][i] *= factor;
-    }
-    return true;
-  }
-
-  SquareView a_;
-  SquareView g_;
-  SquareView q_;
-  double* scales_;
-};
-
-// The exponent of the unknown that makes Q and G alike beside each other, or beside A where one of them is 0.
-int FirstExponent(int ofA, int ofG, int ofQ, bool hasA, bool hasG, bool hasQ) {
-  if (hasG && hasQ) return (ofQ - ofG) / 2;
-  if (hasG && hasA) return ofA - ofG;
-  if (hasQ && hasA) return ofQ - ofA;
-  return 0;
 }
 
 struct ContinuousWork {
@@ -107,25 +48,21 @@ class ContinuousRiccati {
       : system_(system),
         work_(work),
         n_(work.size),
-        feedback_(work.At(0)),
-        feedbackExponent_(2 * system.b.exponent - system.r.exponent) {}
+        feedback_{work.At(0), 2 * system.b.exponent - system.r.exponent} {}
 
   // To be called first. 0, 1 or 6.
   int FindFeedback() {
-    return MakeFeedback(system_.r.elements, system_.b.elements, n_, system_.b.columns, feedback_);
+    return MakeFeedback(system_.r.elements, system_.b.elements, n_, system_.b.columns, feedback_.elements);
   }
 
   // In one unit for all states, which the solution has a say in.
-  RiccatiAttempt SolveInOneUnit(SquareView x, RiccatiUnits* units) const {
-    const bool hasA = !system_.a.isZero;
-    const bool hasQ = !system_.q.isZero;
-    const bool hasG = LargestMagnitude(feedback_.elements, n_ * n_) != 0.0;
-    const int first =
-        FirstExponent(-system_.a.exponent, -feedbackExponent_, -system_.q.exponent, hasA, hasG, hasQ);
-    const int ofA = (feedbackExponent_ + system_.q.exponent) / 2 - system_.a.exponent;
-    const int slack = kFreeExponents + (hasA && hasG && hasQ ? std::max(0, ofA) : 0);
-    std::fill_n(units->states, n_, 0);
+  RiccatiAttempt SolveInBalancedUnits(SquareView x, RiccatiUnits* units) const {
+    const int first = ExponentToBalance(system_, feedback_);
+    const bool hasAll = !system_.a.isZero && !system_.q.isZero && !feedback_.IsZero();
+    const int ofA = (feedback_.exponent + system_.q.exponent) / 2 - system_.a.exponent;
+    const int slack = kFreeExponents + (hasAll ? std::max(0, ofA) : 0);
     units->exponent = first;
+    ChooseBalancedStates(system_, feedback_, {A(), G(), Q()}, work_.Rest(), units);
     for (int pass = 1;; ++pass) {
       const RiccatiAttempt attempt = Solve(*units, true, x);
       if (pass == kMostPasses || (attempt.status != 0 && attempt.status != 10)) return attempt;
@@ -140,7 +77,7 @@ class ContinuousRiccati {
   RiccatiAttempt SolveInOwnUnits(SquareView x, RiccatiUnits* units) const {
     double* logarithms = work_.Rest();
     for (std::int64_t i = 0; i < n_; ++i) {
-      const ScalarRiccati own(system_, feedback_, feedbackExponent_, i);  // g x x = 2 a x + q
+      const ScalarRiccati own(system_, feedback_, i);  // g x x = 2 a x + q
       const double root = std::max(own.a, 0.5 * (own.g + own.q));
       logarithms[i] = own.elementOfA > 0.0 ? root - own.g : own.q - root;
     }
@@ -153,48 +90,15 @@ class ContinuousRiccati {
   SquareView G() const { return work_.At(2); }
   SquareView Q() const { return work_.At(3); }
 
-  // The equation in these units, its largest element about 1.
-  void WriteEquation(const RiccatiUnits& units) const {
-    const auto exponentOfA = [&](std::int64_t i, std::int64_t j) {
-      return units.states[i] - units.states[j] - system_.a.exponent;
-    };
-    const auto exponentOfG = [&](std::int64_t i, std::int64_t j) {
-      return units.Of(i, j) - feedbackExponent_;
-    };
-    const auto exponentOfQ = [&](std::int64_t i, std::int64_t j) {
-      return -units.Of(i, j) - system_.q.exponent;
-    };
-    constexpr int kNone = std::numeric_limits<int>::min();
-    int largest = kNone;
-    const auto measure = [&](double element, int exponent) {
-      if (element != 0.0) largest = std::max(largest, std::ilogb(element) + exponent);
-    };
-    const auto forEach = [&](auto visit) {
-      for (std::int64_t i = 0; i < n_; ++i) {
-        for (std::int64_t j = 0; j < n_; ++j) visit(i, j);
-      }
-    };
-    forEach([&](std::int64_t i, std::int64_t j) {
-      measure(system_.a.At(i, j), exponentOfA(i, j));
-      measure(feedback_[i][j], exponentOfG(i, j));
-      measure(system_.q.At(i, j), exponentOfQ(i, j));
-    });
-    if (largest == kNone) largest = 0;
-    forEach([&](std::int64_t i, std::int64_t j) {
-      A()[i][j] = std::ldexp(system_.a.At(i, j), exponentOfA(i, j) - largest);
-      G()[i][j] = std::ldexp(feedback_[i][j], exponentOfG(i, j) - largest);
-      Q()[i][j] = std::ldexp(system_.q.At(i, j), exponentOfQ(i, j) - largest);
-    });
-  }
-
   RiccatiAttempt Solve(const RiccatiUnits& units, bool isBalanced, SquareView x) const {
-    WriteEquation(units);
+    const RiccatiTerms terms{A(), G(), Q()};
+    WriteTerms(system_, feedback_, units, terms);
     double* scales = work_.Rest() + 4 * n_;
-    Hamiltonian hamiltonian(A(), G(), Q(), scales);
-    if (isBalanced) hamiltonian.Balance();
+    std::fill_n(scales, n_, 1.0);
+    if (isBalanced) BalanceStates(terms, scales);
     const SquareView h = work_.Large(0);
     const SquareView qt = work_.Large(1);
-    hamiltonian.WriteTo(h);
+    WriteTo(h, terms);
     if (!DecomposeBySchur(h, qt, work_.Rest())) return {5};
     const std::int64_t stable = MoveNegativeUp(h, qt);
     if (stable != n_) return {stable < 0 ? 5 : 9};
@@ -234,25 +138,26 @@ class ContinuousRiccati {
     const double change = Refine(x, closed, residual, false);
     if (std::isnan(change)) return {1};
     const bool isConfirmed = std::isfinite(change) && !isLost;
-    return {status, status == 10 || !isConfirmed, IsOnBoundary(margin, closed, G(), doubt, false)};
+    const std::optional<bool> isOnBoundary = IsOnBoundary(margin, closed, G(), doubt, false);
+    if (!isOnBoundary) return {1};
+    return {status, status == 10 || !isConfirmed, *isOnBoundary};
   }
 
   const RiccatiSystem& system_;
   const ContinuousWork& work_;
   std::int64_t n_;
-  SquareView feedback_;
-  int feedbackExponent_;
+  RiccatiFeedback feedback_;
 };
 
 }  // namespace
 
-int SolveContinuousRiccati(const RiccatiSystem& system, SquareView x, int* exponent) {
+int SolveContinuousRiccati(const RiccatiSystem& system, SquareView x) {
   const std::int64_t n = system.a.rows;
   const ContinuousWork work(n);
   if (!work.memory) return 1;
   ContinuousRiccati equation(system, work);
   if (const int refusal = equation.FindFeedback()) return refusal;
-  return SolveByAttempts(equation, x, exponent);
+  return SolveByAttempts(equation, x);
 }
 
 }  // namespace mth_internal

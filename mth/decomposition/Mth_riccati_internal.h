@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 
 #include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
@@ -32,9 +33,40 @@ struct RiccatiUnits {
   int exponent;
   int* states;
   int Of(std::int64_t i, std::int64_t j) const { return exponent + states[i] + states[j]; }
-  /// Brings a solution told in these units to the unit 2^exponent.
+  /// Brings a solution told in these units to the unit 1.
   void ApplyTo(SquareView x) const;
 };
+
+/// G = B R^-1 Bt times 2^exponent.
+struct RiccatiFeedback {
+  SquareView elements;
+  int exponent;
+  bool IsZero() const;
+};
+
+/// A, G and Q of an equation in some units.
+struct RiccatiTerms {
+  SquareView a;
+  SquareView g;
+  SquareView q;
+};
+
+/// The exponent of the unknown that makes Q and G alike beside each other, or beside A where one of them is
+/// 0.
+int ExponentToBalance(const RiccatiSystem& system, const RiccatiFeedback& feedback);
+
+/// Writes the terms in these units, the largest element about 1.
+void WriteTerms(const RiccatiSystem& system, const RiccatiFeedback& feedback, const RiccatiUnits& units,
+                const RiccatiTerms& terms);
+
+/// Makes the rows and columns that belong to one state in the Hamiltonian matrix [A -G; -Q -At] alike, as far
+/// as that is worth it, by the scaling diag(D, D^-1): D, of powers of two, multiplies `scales`.
+void BalanceStates(const RiccatiTerms& terms, double* scales);
+
+/// Sets the states' units so that they balance the equation.
+/// @param terms, scales  work.
+void ChooseBalancedStates(const RiccatiSystem& system, const RiccatiFeedback& feedback,
+                          const RiccatiTerms& terms, double* scales, RiccatiUnits* units);
 
 /// What came of an attempt to solve an equation in some units.
 struct RiccatiAttempt {
@@ -48,7 +80,7 @@ double RoughLogarithm(double x);
 
 /// What one state would cost by itself: its elements of A, of G = B R^-1 Bt and of Q as rough logarithms.
 struct ScalarRiccati {
-  ScalarRiccati(const RiccatiSystem& system, SquareView feedback, int feedbackExponent, std::int64_t state);
+  ScalarRiccati(const RiccatiSystem& system, const RiccatiFeedback& feedback, std::int64_t state);
   double elementOfA;  // beyond the numbers, infinite or 0
   double a;
   double g;
@@ -60,13 +92,13 @@ struct ScalarRiccati {
 /// @param exponent    what counts for them.
 void ChooseUnits(const double* logarithms, int exponent, std::int64_t n, RiccatiUnits* units);
 
-/// The stabilising solution of the continuous equation times 2^-exponent.
-/// @param x         n x n doubles.
-/// @return          a status of MTH_MATRIX: 0 or 10 beside a solution.
-int SolveContinuousRiccati(const RiccatiSystem& system, SquareView x, int* exponent);
+/// The stabilising solution of the continuous equation.
+/// @param x  n x n doubles.
+/// @return   a status of MTH_MATRIX: 0 or 10 beside a solution.
+int SolveContinuousRiccati(const RiccatiSystem& system, SquareView x);
 
 /// The same for the discrete equation.
-int SolveDiscreteRiccati(const RiccatiSystem& system, SquareView x, int* exponent);
+int SolveDiscreteRiccati(const RiccatiSystem& system, SquareView x);
 
 /// X = U21 U11^-1, its real part made symmetric, of the orthonormal basis [U11; U21] whose n columns are the
 /// first n rows of `ut`, of 2 n real or complex numbers each.
@@ -83,18 +115,20 @@ int ExponentToUnit(SquareView x);
 /// @param closed    the closed loop; destroyed.
 /// @param feedback  G, by which a change D of the solution changes the closed loop by -G D.
 /// @param doubt     the size of the terms of the equation, of which rounding has left epsilon undecided.
-bool IsOnBoundary(double margin, SquareView closed, SquareView feedback, double doubt, bool isDiscrete);
+/// @return          nothing without memory.
+std::optional<bool> IsOnBoundary(double margin, SquareView closed, SquareView feedback, double doubt,
+                                 bool isDiscrete);
 
-/// Solves an equation in one unit for all states and, where that leaves a doubt, in the states' own units.
+/// Solves an equation in units that balance it and, where that leaves a doubt, in the states' own units.
 /// @return  a status: 0 or 10 beside a solution.
 template <class Equation>
-int SolveByAttempts(Equation& equation, SquareView x, int* exponent) {
+int SolveByAttempts(Equation& equation, SquareView x) {
   const std::int64_t n = x.size;
   const WorkArray<double> other(n * n);
   const WorkArray<int> states(2 * n);
   if (!other || !states) return 1;
   RiccatiUnits units{0, states.Get()};
-  RiccatiAttempt attempt = equation.SolveInOneUnit(x, &units);
+  RiccatiAttempt attempt = equation.SolveInBalancedUnits(x, &units);
   if (attempt.status == 1) return 1;
   if (attempt.isDoubtful) {
     RiccatiUnits ownUnits{units.exponent, states.Get() + n};
@@ -109,7 +143,6 @@ int SolveByAttempts(Equation& equation, SquareView x, int* exponent) {
   }
   if (IsGivenUp(2 * n)) return 5;
   units.ApplyTo(x);
-  *exponent = units.exponent;
   return attempt.status == 0 && attempt.isOnBoundary ? 9 : attempt.status;
 }
 

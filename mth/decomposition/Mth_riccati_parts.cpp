@@ -115,35 +115,6 @@ int MakeFeedback(const double* r, const double* b, std::int64_t n, std::int64_t 
   return 0;
 }
 
-double RoughLogarithm(double x) {
-  if (x == 0.0) return -std::numeric_limits<double>::infinity();
-  int exponent = 0;
-  const double half = std::frexp(std::abs(x), &exponent);
-  return exponent + 2.0 * half - 2.0;
-}
-
-ScalarRiccati::ScalarRiccati(const RiccatiSystem& system, SquareView feedback, int feedbackExponent,
-                             std::int64_t state)
-    : elementOfA(std::ldexp(system.a.At(state, state), -system.a.exponent)),
-      a(RoughLogarithm(system.a.At(state, state)) - system.a.exponent),
-      g(RoughLogarithm(feedback[state][state]) - feedbackExponent),
-      q(RoughLogarithm(system.q.At(state, state)) - system.q.exponent) {}
-
-void RiccatiUnits::ApplyTo(SquareView x) const {
-  for (std::int64_t i = 0; i < x.size; ++i) {
-    for (std::int64_t j = 0; j < x.size; ++j) x[i][j] = std::ldexp(x[i][j], states[i] + states[j]);
-  }
-}
-
-void ChooseUnits(const double* logarithms, int exponent, std::int64_t n, RiccatiUnits* units) {
-  const auto unitOf = [&](std::int64_t i) {
-    return std::isfinite(logarithms[i]) ? static_cast<int>(std::lround(logarithms[i])) : exponent;
-  };
-  units->exponent = n == 0 ? exponent : unitOf(0);
-  for (std::int64_t i = 1; i < n; ++i) units->exponent = std::max(units->exponent, unitOf(i));
-  for (std::int64_t i = 0; i < n; ++i) units->states[i] = (unitOf(i) - units->exponent) / 2;
-}
-
 double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete) {
   const std::int64_t n = x.size;
   constexpr double kSmallChange = 1e-2;
@@ -159,13 +130,6 @@ double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscr
   if (status != 0 || !(change <= kSmallChange * size)) return std::numeric_limits<double>::infinity();
   for (std::int64_t i = 0; i < n * n; ++i) x.elements[i] += residual.elements[i];
   return size == 0.0 ? 0.0 : change / size;
-}
-
-int ExponentToUnit(SquareView x) {
-  const double largest = LargestMagnitude(x.elements, x.size * x.size);
-  if (largest == 0.0 || !std::isfinite(largest)) return 0;
-  const int exponent = std::ilogb(largest);
-  return std::abs(exponent) > 8 ? exponent : 0;
 }
 
 template <class Scalar>
@@ -220,7 +184,8 @@ template int SolveSubspace(const Complex*, SquareView);
 // parts it into one on either side, at a distance that is the root of what it changes. A change E of the
 // equation changes the solution by about (x^H E x) / (2 margin) y y^H / |y^H x|^2 and the eigenvalue by y^H G
 // y times it.
-bool IsOnBoundary(double margin, SquareView closed, SquareView feedback, double doubt, bool isDiscrete) {
+std::optional<bool> IsOnBoundary(double margin, SquareView closed, SquareView feedback, double doubt,
+                                 bool isDiscrete) {
   constexpr double kSuspicious = 1e-5;
   const std::int64_t n = closed.size;
   if (!(margin > 8.0 * static_cast<double>(n) * kEpsilon)) return n > 0;
@@ -229,7 +194,7 @@ bool IsOnBoundary(double margin, SquareView closed, SquareView feedback, double 
   const WorkArray<Complex> values(5 * n);
   Eigenvectors right(n);
   Eigenvectors left(n);
-  if (!memory || !values || !right || !left) return false;
+  if (!memory || !values || !right || !left) return std::nullopt;
   const SquareView qt{memory.Get(), n};
   const SquareView reversed{memory.Get() + n * n, n};
   if (!DecomposeBySchur(closed, qt, memory.Get() + 2 * n * n)) return false;
@@ -249,7 +214,7 @@ bool IsOnBoundary(double margin, SquareView closed, SquareView feedback, double 
   Complex* y = values.Get() + 3 * n;
   Complex* gy = values.Get() + 4 * n;
   const WorkArray<double> flipped(n * n);
-  if (!flipped) return false;
+  if (!flipped) return std::nullopt;
   const SquareView reversedBasis{flipped.Get(), n};
   for (std::int64_t j = 0; j < n; ++j) std::copy_n(qt[n - 1 - j], n, reversedBasis[j]);
   for (std::int64_t k = 0; k < n; ++k) {

@@ -136,6 +136,20 @@ TEST(Riccati, SolutionsFulfilTheirEquationsAndStabilise) {
           EXPECT_EQ(y->GetStatusError(), 0) << name;
           EXPECT_TRUE(Near(Scaled(*y, 1.0 / scale), *x, 1e-10 * Largest(*x))) << name << scale;
         }
+        // In units that differ by up to 2^400 from state to state.
+        const auto units = [n](int sign) {
+          return FromRule(n, n, kDouble, [=](int i, int j) {
+            return i == j ? std::ldexp(1.0, sign * (73 * i % 401 - 200)) : 0;
+          });
+        };
+        const auto inUnits = [&](const MTH_MATRIX& q, int sign) {
+          return Product(units(sign), Product(q, units(sign)));
+        };
+        const Regulator graded{Product(units(-1), Product(system.a, units(1))), Product(units(-1), system.b),
+                               inUnits(system.q, 1), system.r};
+        const MatrixPtr y(graded.Solve(isDiscrete));
+        EXPECT_EQ(y->GetStatusError(), 0) << name;
+        EXPECT_TRUE(Near(inUnits(*y, -1), *x, 1e-8 * Largest(*x))) << name;
       }
       if (m > n) continue;
       const Regulator free{system.a, system.b, system.q, Scaled(system.r, 0.0)};
@@ -183,10 +197,19 @@ TEST(Riccati, PublishedAndClosedFormSolutions) {
     EXPECT_EQ(x->GetStatusError(), 0) << a;
     EXPECT_NEAR(x->Get(0, 0) / (r * (a * a - 1.0) / b / b + q + q / (a * a - 1.0)), 1.0, 1e-8) << a;
   }
-  const MatrixPtr apart(
-      Regulator{Diagonal({-1e16, 1e16}), Identity(2), Identity(2), Identity(2)}.Solve(false));
-  EXPECT_EQ(apart->GetStatusError(), 0);
-  EXPECT_TRUE(Near(*apart, Diagonal({0.5e-16, 2e16}), 20.0));
+  // States that know nothing of each other do not disturb each other.
+  const Regulator apart{Diagonal({-1e16, 1e16, -1e200, 1e-100}), Diagonal({1, 1, 1e-150, 1e-200}),
+                        Diagonal({1, 1, 1e-100, 1e-200}), Identity(4)};
+  const MatrixPtr slow(apart.Solve(false));
+  EXPECT_EQ(slow->GetStatusError(), 0);
+  for (const auto& [i, solution] : {std::pair(0, 0.5e-16), {1, 2e16}, {2, 0.5e-300}, {3, 2e300}})
+    EXPECT_NEAR(slow->Get(i, i) / solution, 1.0, 1e-13) << i;
+  const MatrixPtr fast(Regulator{Diagonal({1e60, 1e4}), Identity(2), Identity(2), Identity(2)}.Solve(true));
+  EXPECT_EQ(fast->GetStatusError(), 0);
+  EXPECT_NEAR(fast->Get(0, 0) / 1e120, 1.0, 1e-13);
+  EXPECT_NEAR(fast->Get(1, 1) / 1e8, 1.0, 1e-13);
+  const Regulator tooFast{Matrix({{1e200}}), Matrix({{1e150}}), Identity(1), Matrix({{1e-20}})};
+  EXPECT_EQ(MatrixPtr(tooFast.Solve(true))->GetStatusError(), 9);
   // Without inputs they are Lyapunov equations; a singular A is none to the discrete one.
   const Regulator none{Diagonal({-1, -2}), MTH_MATRIX(2, 0, kDouble), Identity(2), MTH_MATRIX(0, 0, kDouble)};
   EXPECT_TRUE(Near(*MatrixPtr(none.Solve(false)), Diagonal({0.5, 0.25}), 4.0 * kEpsilon));
