@@ -23,6 +23,11 @@ constexpr double kFarOff = 100.0;      // an exponent
 constexpr int kMostSteps = 3;          // of Newton's method
 constexpr double kLargeChange = 1e-7;  // its square is not yet rounding
 
+// A replacement that cannot be had is none; one without memory is a failure.
+int OnlyMemory(int refusal) {
+  return refusal == 1 ? 1 : 0;
+}
+
 // The closed loop A - B (R + Bt X B)^-1 Bt X A and the feedback B (R + Bt X B)^-1 Bt of a solution.
 class ClosedLoop {
  public:
@@ -56,8 +61,7 @@ class ClosedLoop {
     for (std::int64_t i = 0; i < n_ * n_; ++i) work.elements[i] = 0.0 - work.elements[i];
     for (std::int64_t i = 0; i < n_; ++i) work[i][i] += 1.0;
     Multiply<double>({work.elements, a.elements, closed.elements, n_, n_, n_});
-    ReplaceWithoutCancellation(a, x, feedback, closed);
-    return 0;
+    return ReplaceWithoutCancellation(a, x, feedback, closed);
   }
 
  private:
@@ -69,31 +73,35 @@ class ClosedLoop {
 
   // A fast plant is left with the small difference of large terms. (I + G X)^-1 A with G = B R^-1 Bt is the
   // same without a difference, where R is regular and G X is not too large.
-  void ReplaceWithoutCancellation(SquareView a, SquareView x, SquareView feedback, SquareView closed) const {
+  // @return  0, or 1 without memory.
+  int ReplaceWithoutCancellation(SquareView a, SquareView x, SquareView feedback, SquareView closed) const {
     const SquareView g = Square(0);
     const SquareView sum = Square(1);
     const SquareView factors = Square(2);
     const SquareView sides{Square(3).elements, n_};  // two of them side by side
-    if (MakeFeedback(R(), B(), n_, m_, g) != 0) return;
+    if (const int refusal = MakeFeedback(R(), B(), n_, m_, g)) return OnlyMemory(refusal);
     Multiply<double>({g.elements, x.elements, sum.elements, n_, n_, n_});
     const double size = LargestMagnitude(sum.elements, n_ * n_);
     for (std::int64_t i = 0; i < n_; ++i) sum[i][i] += 1.0;
-    if (FactorMatrix<double>(sum.elements, n_, factors.elements, order_.Get()) != 0) return;
+    if (const int refusal = FactorMatrix<double>(sum.elements, n_, factors.elements, order_.Get()))
+      return OnlyMemory(refusal);
     const std::int64_t width = 2 * n_;
     for (std::int64_t i = 0; i < n_; ++i) {
       std::copy_n(a[order_[i]], n_, sides.elements + i * width);
       std::copy_n(g[order_[i]], n_, sides.elements + i * width + n_);
     }
-    if (SolveFactoredRows<double>(factors.elements, n_, sides.elements, width, false) != 0) return;
+    if (const int refusal = SolveFactoredRows<double>(factors.elements, n_, sides.elements, width, false))
+      return OnlyMemory(refusal);
     double left = 0.0;
     for (std::int64_t i = 0; i < n_; ++i)
       left = std::max(left, LargestMagnitude(sides.elements + i * width, n_));
-    if (!(size * left <= 4.0 * LargestMagnitude(a.elements, n_ * n_))) return;
+    if (!(size * left <= 4.0 * LargestMagnitude(a.elements, n_ * n_))) return 0;
     for (std::int64_t i = 0; i < n_; ++i) {
       std::copy_n(sides.elements + i * width, n_, closed[i]);
       std::copy_n(sides.elements + i * width + n_, n_, feedback[i]);
     }
     Symmetrise(feedback);
+    return 0;
   }
 
   std::int64_t n_;
@@ -128,7 +136,7 @@ class DiscreteRiccati {
   // In units that balance the equation, beside one that the solution chooses.
   RiccatiAttempt SolveInBalancedUnits(SquareView x, RiccatiUnits* units) {
     std::fill_n(units->states, n_, 0);
-    Balance(units);
+    if (Balance(units) == 1) return {1};
     units->exponent = FirstExponent(*units);
     RiccatiAttempt attempt;
     for (int pass = 1;; ++pass) {
@@ -164,12 +172,14 @@ class DiscreteRiccati {
   }
 
   // The states as they stand where R is singular.
-  void Balance(RiccatiUnits* units) {
+  // @return  0, 1 or 6 for a singular R.
+  int Balance(RiccatiUnits* units) {
     const RiccatiFeedback feedback = Feedback();
-    if (FindFeedback(feedback) != 0) return;
+    if (const int refusal = FindFeedback(feedback)) return refusal;
     if (n_ == 1) own_ = OwnLogarithm({system_, feedback, 0});
     units->exponent = ExponentToBalance(system_, feedback);
     ChooseBalancedStates(system_, feedback, {Work(1), Work(2), Work(3)}, memory_.Get() + 16 * n_ * n_, units);
+    return 0;
   }
 
   // The unit of the unknown to begin with: that of Q, or of what R costs where Q is 0.

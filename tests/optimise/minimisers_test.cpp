@@ -356,6 +356,34 @@ TEST(Powell, OfEqualDecreasesTheFirstGivesItsDirection) {
   EXPECT_EQ(cost.visited[second + 2], (Point{3.0, 3.0}));  // not along the first axis: that one was replaced
 }
 
+// From 4 to 1 along the axes, 2 of it along the first, and 2 as far beyond: what Powell's test compares is
+// equal, and so is what its stop test does with the tolerance (6 - 1e-6) / 5.
+TEST(Powell, EqualityStopsAPassButTakesNoNewDirection) {
+  for (const auto& [tolerance, passes] : {std::pair(0.0, 1), std::pair((6.0 - 1e-6) / 8.0, 0)}) {
+    ASSERT_EQ(passes == 0, tolerance * 8.0 + 1e-6 == 6.0);
+    RecordingCost cost({0.0, 0.0}, [](const double* x) {
+      return x[0] > 1.9 && x[1] > 1.9 ? 3.5 : 2.0 * Square(x[0] - 1.0) + Square(x[1] - 1.0) + 2.5;
+    });
+    short iterations = 0;
+    cost.ComputeOptimumPowell(nullptr, 1, tolerance, &iterations, false);
+    EXPECT_EQ(iterations, passes);
+    EXPECT_EQ(std::count(cost.visited.begin(), cost.visited.end(), Point{2.0, 2.0}), passes);
+  }
+}
+
+// Beside the points of its first quadratic the cost changes by nothing, or by just what counts as nothing.
+TEST(LevenbergMarquardt, StopsAtAChangeOfTheSmallestSize) {
+  std::size_t visits[2];
+  for (const int i : {0, 1}) {
+    RecordingCost cost({0.1}, [i](const double* x) {
+      return x[0] == 0.1 ? 0.0 : std::abs(x[0]) > 0.8 ? x[0] + 5.0 : i * 1e-10;
+    });
+    cost.ComputeOptimumMarLev(nullptr);
+    visits[i] = cost.visited.size();
+  }
+  EXPECT_EQ(visits[0], visits[1]);
+}
+
 // Costs whose first pass gains 9 scale, from (9 scale + floor) to the floor: the stop tests of both.
 TEST(Minimisers, StopAtTheirTolerances) {
   const auto parabola = [](double scale, double floor) {
