@@ -16,9 +16,10 @@ constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP};
 std::atomic<bool> isCancelled{false};
 std::array<char, 128> notice{};  // prepared ahead: a signal handler may not allocate
 
+// Says so first: another thread may end the program as soon as it is cancelled.
 void Handle(int) {
-  isCancelled = true;
   [[maybe_unused]] const auto written = write(STDERR_FILENO, notice.data(), std::strlen(notice.data()));
+  isCancelled = true;
   for (const int number : kSignals) std::signal(number, SIG_DFL);
 }
 
