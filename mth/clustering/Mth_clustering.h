@@ -325,8 +325,8 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// Kept for hosts that rely on it: by intention it looks intersections of several clusters up with
   /// findHypothese, and the mass of those that are not found is lost. That happens from three clusters on:
   /// prefer CredalConjFusionExact. Shows progress.
-  /// @param m2  masses of the second source, samples x 2^clusters; what is missing counts as 0, what is more
-  ///            is ignored. Not modified.
+  /// @param m2  masses of the second source, a row for each of the stored partition's, x 2^clusters; what is
+  ///            missing counts as 0, what is more is ignored. Not modified.
   /// @return    a new matrix of as many rows as the stored partition has, by intention not the samples, x
   ///            2^clusters, owned by the caller; null without a credal partition, M2 or memory.
   [[nodiscard]] MTH_MATRIX* CredalConjFusion(MTH_MATRIX* m2) const;
@@ -339,7 +339,7 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// Fuses by Dempster's rule: as CredalConjFusion, then the mass K of the empty set is set to 0 and all
   /// others are multiplied by 1 / (1 - K), which is not finite in total conflict. Prefer DempsterFusionExact
   /// from three clusters on. Shows progress.
-  /// @return  as CredalConjFusion; also null unless the engine is evidential and M2 is samples x 2^clusters.
+  /// @return  as CredalConjFusion; also null unless the engine is evidential and M2 of the partition's shape.
   [[nodiscard]] MTH_MATRIX* DempsterFusion(MTH_MATRIX* m2) const;
   /// As DempsterFusion with every intersection found: the masses of a sample sum to 1. The recommended rule.
   /// Beyond five clusters as CredalConjFusionExact.

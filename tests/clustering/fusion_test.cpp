@@ -156,6 +156,15 @@ TEST(Fusion, KnownExamples) {
   const MatrixPtr undefined(sources->DempsterFusionExact(&outlier));
   EXPECT_TRUE(std::isnan(undefined->Get(0, 1)));
   EXPECT_EQ(undefined->Get(0, 0), 0.0);
+
+  // A sample that came after the partition has no row.
+  const double late = 0.0;
+  ASSERT_TRUE(sources->AddSamples(&late, 1));
+  MTH_MATRIX three = RandomMasses(3, 2, 1);
+  for (const MatrixPtr& rows :
+       {MatrixPtr(sources->CredalConjFusion(&three)), MatrixPtr(sources->DempsterFusion(&second))})
+    EXPECT_EQ(rows->GetNbRows(), 1);
+  EXPECT_EQ(MatrixPtr(sources->DempsterFusion(&three)), nullptr);
 }
 
 TEST(Fusion, ShowsAStepEveryHundredSamples) {

@@ -93,6 +93,7 @@ TEST(QR, SignsAvoidCancellation) {
   EXPECT_NEAR(factors.q->Get(0, 0), -0.6, 1e-15);
   EXPECT_NEAR(factors.q->Get(1, 0), -0.8, 1e-15);
   EXPECT_NEAR(QROf(Matrix({{-3}, {4}})).r->Get(0, 0), 5.0, 1e-15);
+  EXPECT_NEAR(QROf(Matrix({{0}, {4}})).r->Get(0, 0), -4.0, 1e-15);
 }
 
 TEST(QR, FailsWithoutMatrixOrArguments) {

@@ -128,6 +128,15 @@ static_assert(Sorts<double*, double*> && Sorts<int*, bool> && !Sorts<double*, in
               !Sorts<double*, float*>);
 static_assert(!std::is_constructible_v<MTH_MATRIX, int>);
 
+// Steps that no host calls.
+// clang-format off
+template <class T>
+concept ShowsSteps = requires { &T::InitMask; } || requires { &T::MagSectorRow; } || requires { &T::Histogramme; } ||
+                     requires { &T::PolynomeFitting; } || requires { &T::ApproxLikelihoodRatio; } ||
+                     requires { &T::NeighbEn_sector; } || requires { &T::ApproxPriorRatio; };
+// clang-format on
+static_assert(!ShowsSteps<MTH_WAVELET_DENOISING>);
+
 }  // namespace
 
 int main() {
