@@ -117,7 +117,7 @@ std::vector<GreyImage> ReadChannels(Options& options) {
 
 std::vector<std::string> InputsOf(const Options& options) {
   std::vector<std::string> inputs = options.channelPaths;
-  for (const std::string& path : {options.fusedPath, options.maskPath, options.overPath}) {
+  for (const std::string& path : {options.fusedPath, options.maskPath, options.overPath, options.modelPath}) {
     if (!path.empty()) inputs.push_back(path);
   }
   return inputs;

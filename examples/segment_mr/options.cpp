@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "model.h"
 #include "support/command_line.h"
 
 namespace segment_mr {
@@ -106,6 +107,11 @@ void AddOptions(CLI::App& app, Options& options) {
                    "without them the classes start spread over the quantiles of the intensities");
   app.add_flag("--adjacent-sets", options.settings.keepsAdjacentSets,
                "Of ecm: no belief in sets of classes that are not neighbours in\nintensity");
+  app.add_option(
+         "--model", options.modelPath,
+         "Divide by these clusters of many scans, a file of mth.cohort in\nPython, instead of looking for "
+         "clusters: method, classes and\ntheir centroids are the model's")
+      ->type_name("FILE");
   app.add_option("--mask", options.maskPath, "Image of the same grid: only voxels above 0 in it count")
       ->type_name("MASK");
   app.add_option("--threshold", options.threshold,
@@ -161,7 +167,8 @@ void CheckOptions(const Options& options) {
   Require(isEvidential || options.overPath.empty(), "--over needs --method ecm");
   Require(!options.fusedPath.empty() || options.settings.fusedCentroids.empty(),
           "--fuse-centroids needs --fuse");
-  CheckCentroids("--centroids", options.settings.centroids, options.settings.clusters);
+  if (!options.settings.isGiven)
+    CheckCentroids("--centroids", options.settings.centroids, options.settings.clusters);
   CheckCentroids("--fuse-centroids", options.settings.fusedCentroids, options.settings.clusters);
 }
 
@@ -199,6 +206,18 @@ void RefuseWhatDoesNotApply(const CLI::App& app, const Options& options) {
   Require(std::isfinite(options.threshold), "--threshold must be a number");
 }
 
+// The clusters of a model, and nothing that would contradict it.
+void UseModel(const CLI::App& app, Options& options) {
+  for (const char* name : {"--method", "--clusters", "--fuzzifier", "--tolerance", "--iterations",
+                           "--centroids", "--bias-field", "--fuse"})
+    Require(app.count(name) == 0, std::string(name) + " does not belong to --model, which tells all of it");
+  Require(options.channelPaths.size() == 1 || options.takesEach,
+          "--model takes one image, or several with --each");
+  TakeModel(options.modelPath, options.settings);
+  options.isMethodOpen = false;
+  options.isCountOpen = false;
+}
+
 void UseTissues(Options& options) {
   options.settings.method = Method::Tissue;
   options.isMethodOpen = false;
@@ -229,6 +248,7 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
                                     [&](const char* name) { return app.count(name) > 0; });
   options.isCountOpen = app.count("--clusters") == 0;
   options.isMethodOpen = app.count("--method") == 0 && !iterates;
+  if (app.count("--model") > 0) UseModel(app, options);
   const bool hasChannels = options.channelPaths.size() > 1 && !options.takesEach;
   if (options.isMethodOpen && hasChannels) UseTissues(options);
   if (options.settings.method == Method::Tissue && options.isCountOpen)

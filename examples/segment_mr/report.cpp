@@ -271,6 +271,7 @@ std::string JsonReport(const GreyImage& image, const Inside& inside, const Segme
   Json json;
   json["image"] = ImageJson(image, inside, options);
   json["method"] = NameOf(options.settings.method);
+  if (!options.modelPath.empty()) json["model"] = options.modelPath;
   json["clusters"] = options.settings.clusters;
   if (isFuzzy) json["fuzzifier"] = options.settings.fuzzifier;
   if (isFuzzy) json["tolerance"] = options.settings.tolerance;

@@ -92,7 +92,7 @@ void Run(MTH_CLUSTERING& engine, const SegmentationSettings& settings, Segmentat
   // What the engine answers without a result; also caught here: what is not a number.
   if (result.changes.empty() || !(lastChange < kNoResult)) throw Failure("the clustering failed");
   result.changes.back() = lastChange;
-  result.hasConverged = lastChange <= (isFuzzy ? settings.tolerance : 0.0);
+  result.hasConverged = settings.isGiven || lastChange <= (isFuzzy ? settings.tolerance : 0.0);
 }
 
 // The engine's cluster of each class, in ascending order of their centroids.
@@ -199,9 +199,11 @@ std::vector<double> Prepare(MTH_CLUSTERING& engine, const GreyImage& image, cons
                             const std::vector<double>& given, const SegmentationSettings& settings) {
   const std::vector<double> sorted = SortedIntensities(image, inside);
   CheckIntensities(sorted);
-  CheckDistinct(sorted, settings.clusters);
-  CheckRange(sorted);
-  engine.SetIterationsCount(settings.iterations);
+  if (!settings.isGiven) {
+    CheckDistinct(sorted, settings.clusters);
+    CheckRange(sorted);
+  }
+  engine.SetIterationsCount(settings.isGiven ? 1 : settings.iterations);  // the first one keeps the centroids
   engine.SetTolerance(settings.tolerance);
   engine.SetParams(settings.alpha, settings.fuzzifier, settings.rho);
   AddVoxels(engine, image, inside);
@@ -249,6 +251,10 @@ Segmentation DivideTissues(const std::vector<GreyImage>& channels, const Inside&
   CheckDistinct(sorted, settings.clusters);
   MTH_TISSUE_CLUSTERING engine(settings.clusters);
   engine.SetFieldEstimation(settings.estimatesField);
+  engine.SetLocalMeans(settings.hasLocalMeans);
+  engine.SetFieldWidth(settings.fieldWidth);
+  if (settings.isGiven && !engine.SetMeans(settings.centroids.data()))
+    throw Failure("the means of the model do not ascend");
   if (image.voxelSize)
     engine.SetVoxelSize((*image.voxelSize)[0], (*image.voxelSize)[1], (*image.voxelSize)[2]);
   const auto [nx, ny, nz] = image.size;
@@ -307,7 +313,8 @@ Segmentation Segment(const GreyImage& image, const Inside& inside, const GreyIma
   MTH_CLUSTERING& engine = *result.engine;
   result.start = Prepare(engine, image, inside, settings.centroids, settings);
   Run(engine, settings, result);
-  result.stopReason = Mth_StopReasonText(engine.GetStopReason());
+  result.stopReason =
+      Mth_StopReasonText(settings.isGiven ? MTH_STOP_REASON::Converged : engine.GetStopReason());
   std::vector<float> conflict;
   if (second != nullptr) conflict = Fuse(engine, *second, inside, settings, result);
   ReadResults(engine, conflict, image, inside, settings, result);

@@ -36,7 +36,10 @@ struct SegmentationSettings {
   double rho = 2.0;                ///< evidential: distance of outliers, in mean distances to the centroids
   bool keepsAdjacentSets = false;  ///< evidential: no belief in sets of classes that are not neighbours
   std::vector<double> centroids;   ///< to start from; empty: spread over the intensity quantiles
+  bool isGiven = false;            ///< the centroids are those of a model: they are not moved
   bool estimatesField = true;      ///< tissues: whether places are brighter or darker than others
+  bool hasLocalMeans = true;       ///< tissues: whether their means may differ from place to place
+  double fieldWidth = 25.0;        ///< tissues: how smooth the field is, in mm
   std::vector<double> fusedCentroids;  ///< those of the second image, in the order of the first one's classes
 };
 

@@ -259,7 +259,7 @@ class Tissues:
 def tissue_clustering(image: Union[ArrayLike, Sequence[ArrayLike]], tissues: int = 3, *, mask: Optional[ArrayLike] = None,
                       confidence: Optional[ArrayLike] = None, voxel_size: Sequence[float] = (1.0, 1.0, 1.0),
                       field: bool = True, local_means: bool = True, field_width: float = 25.0,
-                      progress: Progress = None) -> Tissues:
+                      means: Optional[ArrayLike] = None, progress: Progress = None) -> Tissues:
     """Divide an MR volume, or a plane, into tissues in ascending order of brightness: of a T1 image CSF, grey and white.
 
     Parameters
@@ -272,6 +272,7 @@ def tissue_clustering(image: Union[ArrayLike, Sequence[ArrayLike]], tissues: int
     voxel_size : in mm, along the axes.
     field : whether to look for the field, and ``field_width`` its smoothness in mm.
     local_means : whether the means of tissues may differ from place to place.
+    means : of each tissue, ascending, such as those of `mth.cohort.tissue`: they are then not looked for. One image only.
 
     ``ValueError`` without finite voxels in the mask, or with fewer different values than tissues.
 
@@ -291,5 +292,5 @@ def tissue_clustering(image: Union[ArrayLike, Sequence[ArrayLike]], tissues: int
              f"voxel_size is {voxel_size}, not 1 to 3 lengths above 0")
     size += [1.0] * (3 - len(size))
     with reporting(progress, "tissues") as report:
-        found = _mth.tissue_clustering(images, tissues, mask, confidence, size, field, local_means, field_width, report)
+        found = _mth.tissue_clustering(images, tissues, mask, confidence, size, field, local_means, field_width, means, report)
     return Tissues(**found)

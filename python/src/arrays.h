@@ -105,6 +105,7 @@ py::array FromMatrixFlat(std::unique_ptr<MTH_MATRIX> matrix);
 /// The functions of each subject.
 void DefineBoosting(py::module_& module);
 void DefineClustering(py::module_& module);
+void DefineCohort(py::module_& module);
 void DefineGeometry(py::module_& module);
 void DefineImage(py::module_& module);
 void DefineLinalg(py::module_& module);

@@ -8,6 +8,7 @@ PYBIND11_MODULE(_mth, module) {
   mth_python::InstallDisplay(module);
   mth_python::DefineBoosting(module);
   mth_python::DefineClustering(module);
+  mth_python::DefineCohort(module);
   mth_python::DefineGeometry(module);
   mth_python::DefineImage(module);
   mth_python::DefineLinalg(module);

@@ -78,7 +78,8 @@ py::dict Tissues(const std::vector<py::array>& images, const py::object& maskVal
 
 py::dict TissueClustering(const py::list& values, int tissues, const py::object& mask,
                           const py::object& confidence, const std::vector<double>& voxelSize, bool hasField,
-                          bool hasLocalMeans, double fieldWidth, const py::object& progress) {
+                          bool hasLocalMeans, double fieldWidth, const py::object& meansValue,
+                          const py::object& progress) {
   std::vector<py::array> images;
   bool areFloats = true;
   for (const py::handle value : values) {
@@ -92,6 +93,12 @@ py::dict TissueClustering(const py::list& values, int tissues, const py::object&
   engine.SetFieldEstimation(hasField);
   engine.SetLocalMeans(hasLocalMeans);
   engine.SetFieldWidth(fieldWidth);
+  if (!meansValue.is_none()) {
+    const auto means = Numbers<double>(meansValue, "means", 1);
+    if (images.size() != 1) ThrowValueError("means are of one image, not of several");
+    if (means.size() != tissues || !engine.SetMeans(means.data()))
+      ThrowValueError("means are not as many ascending numbers as tissues");
+  }
   return areFloats ? Tissues<float>(images, mask, confidence, engine, progress)
                    : Tissues<double>(images, mask, confidence, engine, progress);
 }
