@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import importlib
 import os
 import sys
 import threading
@@ -47,10 +48,10 @@ def read(image: Image) -> tuple[NDArray[Any], tuple[float, ...]]:
     if not is_path(image):
         return np.asarray(image), (1.0, 1.0, 1.0)
     try:
-        import nibabel
+        nibabel: Any = importlib.import_module("nibabel")
     except ImportError:
         raise ImportError("reading images from files needs nibabel") from None
-    opened = nibabel.load(image)  # type: ignore[attr-defined]
+    opened = nibabel.load(image)
     size = tuple(float(length) for length in opened.header.get_zooms()[:3])
     data = np.asanyarray(opened.dataobj)
     while data.ndim > 3 and data.shape[-1] == 1:
@@ -232,10 +233,9 @@ class OnScheduler:
 
     def __init__(self, client: Any) -> None:
         try:
-            import distributed
+            self._distributed: Any = importlib.import_module("distributed")
         except ImportError:
             raise ImportError("a client needs distributed (Debian: python3-distributed)") from None
-        self._distributed = distributed
         self._where: Any = None if hasattr(client, "submit") else os.fspath(client)
         self._client = client if self._where is None else self._connect()
         self._makes: list[Callable[[], Any]] = []

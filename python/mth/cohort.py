@@ -117,7 +117,14 @@ class Model:
 
 
 def load(path: Union[str, os.PathLike[str]]) -> Model:
-    """Reads what `Model.save` wrote; ``ValueError`` names what a file lacks."""
+    """Reads what `Model.save` wrote; ``ValueError`` names what a file lacks.
+
+    >>> import tempfile
+    >>> with tempfile.TemporaryDirectory() as folder:
+    ...     k_means([np.array([1.0, 2.0, 9.0, 10.0])], 2).save(folder + "/group.json")
+    ...     load(folder + "/group.json").centroids.tolist()
+    [[1.5], [9.5]]
+    """
     try:
         content = json.loads(Path(path).read_text(encoding="utf-8"))
     except ValueError as error:
@@ -265,6 +272,9 @@ def k_means(images: Images, clusters: int, client: Client = None, *, masks: Opti
 
     It has converged when no voxel of any scan changes its cluster. A cluster that loses all voxels of all scans goes to the
     origin, as in `mth.k_means`, whose bits a single scan has with ``init="quantiles"`` on ``image[mask]``.
+
+    >>> k_means([np.array([1.0, 2.0]), np.array([9.0, 10.0])], 2, init=[0.0, 5.0]).centroids.ravel()
+    array([1.5, 9.5])
     """
     return _iterate(images, clusters, 0.0, lambda changes: sum(changes) == 0, sum, max_iter, client=client, masks=masks,
                     init=init, memory=memory, on_error=on_error, progress=progress, method="k-means",
@@ -300,6 +310,10 @@ def tissue(images: Images, tissues: int = 3, client: Client = None, *, masks: Op
     say and 1 mm for arrays. Parameters as of `k_means` and `mth.tissue_clustering`, whose means a single scan has to the last
     bit. The means are looked for among the values from the lowest to the highest scan, in 384 bins: one scan in other units
     costs all of them precision. All 110 steps are always taken.
+
+    >>> image = np.repeat([[10.0, 50.0, 90.0]], 60, axis=1).reshape(12, 15) + np.arange(15) % 3
+    >>> tissue([image, image + 1.0], 3, field=False).centroids.ravel().round(-1)
+    array([10., 50., 90.])
     """
     if not 1 <= tissues <= 16:
         raise ValueError(f"tissues is {tissues}, not 1 to 16")

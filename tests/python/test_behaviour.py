@@ -179,7 +179,8 @@ def test_examples_in_the_documentation(name):
 
 def test_types(tmp_path):
     pytest.importorskip("mypy")
-    (tmp_path / "of_pybind11").write_text(r"mth\._mth\.(Boosting|Curve|Evidence)(\.__(init|getstate|setstate)__)?")
+    (tmp_path / "of_pybind11").write_text(
+        r"mth\._mth\.(Boosting|Curve|Evidence|Samples|TissueMeans|TissueScan)(\.__(init|getstate|setstate)__)?")
     package = str(pathlib.Path(mth.linalg.__file__).resolve().parent)
     for command in (["mypy", "--config-file", os.path.join(os.path.dirname(__file__), "../../pyproject.toml"), "--no-incremental", "--cache-dir", os.devnull, package],
                     ["mypy.stubtest", "--allowlist", str(tmp_path / "of_pybind11"), "mth._mth"]):

@@ -143,12 +143,50 @@ class Deadly:
         os.kill(os.getpid(), signal.SIGKILL)
 
 
+class Cluster:
+    """A scheduler and workers as processes of their own, on ports of the system's choice."""
+
+    def __init__(self, folder):
+        self.folder, self.file, self.scheduler, self.workers = folder, folder / "scheduler.json", None, []
+
+    def run(self, name, *options):
+        return subprocess.Popen([sys.executable, "-m", f"distributed.cli.dask_{name}", "--scheduler-file", self.file, *options],
+                                cwd=self.folder, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+    def start(self):
+        self.scheduler = self.run("scheduler", "--port", "0", "--dashboard-address", ":0")
+        while not self.file.exists():
+            assert self.scheduler.poll() is None
+        for _ in range(2):
+            self.start_worker()
+
+    def start_worker(self):
+        self.workers.append(self.run("worker", "--nthreads", "1", "--no-nanny", "--no-dashboard", "--death-timeout", "1000"))
+
+    def end_worker(self):
+        """The oldest one that lives; another takes its place."""
+        worker = next(worker for worker in self.workers if worker.poll() is None)
+        worker.kill()
+        worker.wait()
+        self.start_worker()
+
+    def end(self):
+        for process in [self.scheduler, *self.workers]:
+            process.kill()
+            process.wait()
+        self.workers.clear()
+        self.file.unlink()
+
+
 @pytest.fixture(scope="module")
-def cluster():
-    distributed = pytest.importorskip("distributed")
-    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, dashboard_address=":0",
-                                  silence_logs=50) as workers, distributed.Client(workers, timeout=120) as client:
-        yield client
+def cluster(tmp_path_factory):
+    pytest.importorskip("distributed")
+    cluster = Cluster(tmp_path_factory.mktemp("cluster"))
+    try:
+        cluster.start()
+        yield cluster
+    finally:
+        cluster.end()
 
 
 @pytest.mark.filterwarnings("default")
@@ -156,54 +194,30 @@ def cluster():
 def test_workers_give_the_same_bits_also_when_one_ends_in_any_phase(method, cluster, tmp_path):
     fit = METHODS[method]
     whole = fit(SCANS, 3)
-    same(fit(SCANS, 3, cluster.scheduler.address), whole)
-    ends = {"k-means": (1,), "fuzzy": (1, 3), "tissue": (5, 95)}[method]
-    killed = []
+    ends = {"k-means": [1], "fuzzy": [1, 3], "tissue": [5, 95]}[method]
 
     def end_a_worker(step, _most):
-        if step in ends:
-            cluster.wait_for_workers(2)  # one that ends while it starts is not started again
-            pids = [nanny.pid for nanny in cluster.cluster.workers.values() if nanny.pid is not None]
-            killed.append(pids[step % len(pids)])
-            os.kill(killed[-1], signal.SIGKILL)
+        if ends and step == ends[0]:
+            ends.pop(0)
+            cluster.end_worker()
 
     scans = [SCANS[0], Deadly(tmp_path / "mark", SCANS[1]), *SCANS[2:]]
-    same(fit(scans, 3, cluster, progress=end_a_worker), whole)
-    assert (tmp_path / "mark").exists() and len(killed) == len(ends)
+    same(fit(scans, 3, str(cluster.file), progress=end_a_worker), whole)
+    assert (tmp_path / "mark").exists() and not ends
 
 
 @pytest.mark.filterwarnings("default")
-def test_a_scheduler_that_ends_is_waited_for(tmp_path):
-    pytest.importorskip("distributed")
-    place = tmp_path / "scheduler.json"
-    processes = []
-
-    def start():
-        for name, options in (("scheduler", ["--port", "0", "--dashboard-address", ":0"]),
-                              ("worker", ["--nthreads", "1", "--no-nanny", "--no-dashboard", "--death-timeout", "100"])):
-            processes.append(subprocess.Popen(
-                [sys.executable, "-m", f"distributed.cli.dask_{name}", "--scheduler-file", place, *options],
-                cwd=tmp_path, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
-            while name == "scheduler" and not place.exists():
-                assert processes[-1].poll() is None
-
-    def end():
-        for process in processes:
-            process.kill()
-            process.wait()
-        processes.clear()
-        place.unlink()
-
+def test_a_scheduler_that_ends_is_waited_for(cluster, tmp_path):
     def start_again(step, _most):
         if step == 2:
-            end()
-            start()
+            cluster.end()
+            cluster.start()
 
-    try:
-        start()
-        same(cohort.fuzzy_c_means(SCANS, 3, str(place), progress=start_again), cohort.fuzzy_c_means(SCANS, 3))
-    finally:
-        end()
+    same(cohort.fuzzy_c_means(SCANS, 3, cluster.file, progress=start_again), cohort.fuzzy_c_means(SCANS, 3))
+    distributed = pytest.importorskip("distributed")
+    with distributed.Client(scheduler_file=str(cluster.file), timeout=60) as client:
+        same(cohort.k_means(SCANS, 3, client), cohort.k_means(SCANS, 3))
+        same(cohort.k_means(SCANS, 3, client.scheduler.address), cohort.k_means(SCANS, 3))
     with pytest.raises(FileNotFoundError, match="scheduler file"):
         cohort.k_means(SCANS, 3, tmp_path / "none")
 
