@@ -151,7 +151,8 @@ class Cluster:
 
     def run(self, name, *options):
         return subprocess.Popen([sys.executable, "-m", f"distributed.cli.dask_{name}", "--scheduler-file", self.file, *options],
-                                cwd=self.folder, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                                cwd=self.folder, env=dict(os.environ, PYTHONPATH=os.pathsep.join(sys.path)),
+                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
     def start(self):
         self.scheduler = self.run("scheduler", "--port", "0", "--dashboard-address", ":0")
