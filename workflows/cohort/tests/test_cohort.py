@@ -76,7 +76,21 @@ def tables(output):
 
 
 def reports(output):
-    return {path: path.stat().st_mtime_ns for path in output.glob("sub-*/anat/*_desc-mth_T1w.json")}
+    """When the scans that are done were done."""
+    return {path: path.stat().st_mtime_ns for path in output.glob("sub-*/anat/*_desc-mth_T1w.json")
+            if '"status": "done"' in path.read_text()}
+
+
+def faulty_tools(folder, name, fault):
+    """The programs, one of which does something else once: to the scan of subject 02."""
+    folder.mkdir()
+    for other in ("denoise_mr", "segment_mr", "texture_mr"):
+        real = Path(OPTIONS.tools) / other / other
+        once = f'case "$*" in *sub-02*) if mkdir "{folder}/done" 2>/dev/null; then {fault}; fi ;; esac\n'
+        script = folder / other
+        script.write_text(f'#!/bin/sh\n{once if other == name else ""}exec "{real if real.is_file() else real.parent}" "$@"\n')
+        script.chmod(0o755)
+    return folder
 
 
 class Cohort(unittest.TestCase):
@@ -148,6 +162,26 @@ class Cohort(unittest.TestCase):
         self.assertEqual(run(self.bids, output, "--n-cpus", "2").returncode, 3)
         self.assertEqual(tables(output), self.tables)
 
+    def test_scans_that_failed_are_done_again_with_the_same_bits(self):
+        # The program is killed, the job around it, and the disc is full.
+        faults = [("denoise_mr", "kill -9 $PPID"), ("segment_mr", "trap '' XFSZ; ulimit -f 8"), ("texture_mr", "kill -9 $$")]
+        if OPTIONS.slurm:
+            faults += [("denoise_mr", "kill -9 $$"), ("segment_mr", "kill -9 $$"), ("segment_mr", "kill -9 $PPID"),
+                       ("texture_mr", "kill -9 $PPID"), ("denoise_mr", "trap '' XFSZ; ulimit -f 8")]
+        some = ["--participant-label", "02"]
+        whole = self.scratch / "one"
+        self.assertEqual(run(self.bids, whole, *some).returncode, 0)
+        for i, (name, fault) in enumerate(faults):
+            output, broken = self.scratch / f"faults{i}", faulty_tools(self.scratch / f"tools{i}", name, fault)
+            first = run(self.bids, output, *some, "--tools", broken)
+            self.assertEqual(first.returncode, 3, first.stdout + first.stderr)
+            self.assertIn("sub-02", first.stderr)
+            self.assertEqual(reports(output), {})
+            second = run(self.bids, output, *some, "--tools", broken)
+            self.assertEqual(second.returncode, 0, second.stdout + second.stderr)
+            self.assertEqual(tables(output), tables(whole))
+            self.assertEqual([*output.rglob(".sub-*")], [])
+
     def test_refuses_what_it_cannot_use(self):
         cases = [
             ((self.scratch / "missing", self.scratch / "out"), "no folder"),
@@ -173,7 +207,13 @@ class Cohort(unittest.TestCase):
         if not OPTIONS.slurm:
             self.skipTest("needs --slurm")
         output = self.scratch / "cluster"
-        result = subprocess.run([HERE / "with_slurm.sh", *command(self.bids, output, "--profile", "slurm")],
+        # The scheduler ends while scans are at work, and is started again.
+        restart = ('"$@" & front=$!\n'
+                   f'until [ -n "$(find {output} -name "*_desc-mth_T1w.json" 2>/dev/null)" ]; do kill -0 $front || exit 1; done\n'
+                   'controller=${SLURM_CONF%/*}/slurmctld.pid\nkill -9 "$(cat "$controller")"\nrm "$controller"\nslurmctld\n'
+                   'wait $front')
+        result = subprocess.run([HERE / "with_slurm.sh", "sh", "-c", restart, "sh",
+                                 *command(self.bids, output, "--profile", "slurm")],
                                 capture_output=True, text=True, check=False)
         self.assertEqual(result.returncode, 3, result.stdout + result.stderr)
         self.assertEqual(tables(output), self.tables)
