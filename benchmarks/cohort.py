@@ -49,7 +49,7 @@ def timed_tools(tools, folder):
     for name in PROGRAMS:
         script = folder / name
         script.write_text(f'#!/bin/sh\n"{program(tools, name).resolve()}" "$@"\nstatus=$?\n'
-                          f'times | tail -n 1 >>"{folder}/times"\nexit $status\n')
+                          f'times >>"{folder}/times"\nexit $status\n')
         script.chmod(script.stat().st_mode | stat.S_IXUSR)
     return folder
 
@@ -82,7 +82,7 @@ def workflow(options, scratch):
             clocks[cores].append(time.monotonic() - start)
             processor.append(children() - before)
             shutil.rmtree(scratch / f"out{cores}-{turn}")
-    work = sum(seconds_of(value) for line in (tools / "times").read_text().splitlines() for value in line.split())
+    work = sum(seconds_of(value) for line in (tools / "times").read_text().splitlines()[1::2] for value in line.split())
     runs = options.scans * len(processor)
     overhead = (sum(processor) - work) / runs
     print(f"mth-cohort, {options.scans} scans of {options.size}, processor time of a scan:")

@@ -158,18 +158,20 @@ class Cluster:
         self.scheduler = self.run("scheduler", "--port", "0", "--dashboard-address", ":0")
         while not self.file.exists():
             assert self.scheduler.poll() is None
-        for _ in range(2):
-            self.start_worker()
+        self.fill()
 
-    def start_worker(self):
-        self.workers.append(self.run("worker", "--nthreads", "1", "--no-nanny", "--no-dashboard", "--death-timeout", "1000"))
+    def fill(self):
+        """Starts what is missing of three workers."""
+        for _ in range(3 - sum(worker.poll() is None for worker in self.workers)):
+            self.workers.append(self.run("worker", "--nthreads", "1", "--no-nanny", "--no-dashboard", "--death-timeout", "1000",
+                                         "--local-directory", self.folder))
 
     def end_worker(self):
         """The oldest one that lives; another takes its place."""
         worker = next(worker for worker in self.workers if worker.poll() is None)
         worker.kill()
         worker.wait()
-        self.start_worker()
+        self.fill()
 
     def end(self):
         for process in [self.scheduler, *self.workers]:
@@ -202,6 +204,7 @@ def test_workers_give_the_same_bits_also_when_one_ends_in_any_phase(method, clus
             ends.pop(0)
             cluster.end_worker()
 
+    cluster.fill()
     scans = [SCANS[0], Deadly(tmp_path / "mark", SCANS[1]), *SCANS[2:]]
     same(fit(scans, 3, str(cluster.file), progress=end_a_worker), whole)
     assert (tmp_path / "mark").exists() and not ends
