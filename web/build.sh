@@ -13,13 +13,13 @@ mode=${1-}
 out=build/web
 module=$PWD/web/module/dist
 site=$PWD/web/dist
-flags=(-DCMAKE_CXX_FLAGS_RELEASE="-O3 -DNDEBUG")
+flags=(-DCMAKE_CXX_FLAGS_RELEASE="-O3 -DNDEBUG" -DMTH_WARNINGS_AS_ERRORS=ON)
 kinds=(simd plain)
 if [ "$mode" = --quick ]; then
   out=build/web-quick
   module=$PWD/$out/module/dist
   site=$PWD/$out/site
-  flags=(-DCMAKE_CXX_FLAGS_RELEASE=-O1 "-DCMAKE_EXE_LINKER_FLAGS=-O1")
+  flags=(-DMTH_QUICK_BUILD=ON -DCMAKE_CXX_FLAGS_RELEASE=-O1 "-DCMAKE_EXE_LINKER_FLAGS=-O1")
   kinds=(simd)
 fi
 
@@ -39,7 +39,7 @@ fi
 [ "$(node -p 'process.versions.node.split(".")[0] >= 18')" = true ] || leave_out "Node 18 or later"
 
 mkdir -p "$out"
-exec 9>"$out/lock" # two builds at once would write the same files
+exec 9>build/web.lock # two builds at once would write the same files
 flock 9
 fetch_sources "$PWD/build/web-sources" || leave_out "the sources of ${SOURCE_PACKAGES[*]}: see build/web-sources.log"
 if ! cmp -s web/package-lock.json web/node_modules/.mth-lock; then
@@ -54,9 +54,8 @@ if command -v ccache >/dev/null; then export EM_COMPILER_WRAPPER=ccache; fi
 for kind in "${kinds[@]}"; do
   cmake -S . -B "$out/$kind" -G Ninja -DCMAKE_BUILD_TYPE=Release -DMTH_BUILD_TESTS=OFF -DMTH_BUILD_EXAMPLES=OFF \
     -DMTH_QT=OFF -DMTH_PYTHON=OFF -DMTH_INSTALL=OFF -DMTH_WEB=ON -DMTH_WEB_SOURCES="$PWD/build/web-sources" \
-    -DMTH_WARNINGS_AS_ERRORS="${CI:+ON}" \
     -DCMAKE_TOOLCHAIN_FILE=/usr/share/emscripten/cmake/Modules/Platform/Emscripten.cmake \
-    -DCMAKE_CXX_FLAGS="$([ $kind = simd ] && echo -msimd128)" "${flags[@]}" >"$out/$kind.log"
+    -DCMAKE_CXX_FLAGS="$([ $kind = simd ] && echo -msimd128)" "${flags[@]}" >"$out/$kind.log" 2>&1 || { tail -20 "$out/$kind.log"; exit 1; }
   cmake --build "$out/$kind" --target mth_web >"$out/$kind.log" 2>&1 ||
     { grep -E -A5 'error|warning|FAILED' "$out/$kind.log" | head -60; exit 1; }
 done
