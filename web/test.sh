@@ -3,12 +3,13 @@
 #   web/test.sh BUILD [FOLDER]      build/release; puts the page's screenshots into the folder
 # Ends with 77 and a word where Emscripten, Node, Chromium or what they need is missing.
 set -euo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")"
-MTH_BINARY_DIR=$(realpath "${1:-../build/release}")
-MTH_WEB_MODULE=$(realpath ..)/build/web-quick/module/dist
-MTH_WEB_SITE=$(realpath ..)/build/web-quick/site
+here=$(dirname "$(realpath "${BASH_SOURCE[0]}")")
+MTH_BINARY_DIR=$(realpath "${1:-$here/../build/release}")
+MTH_WEB_MODULE=$(realpath "$here/..")/build/web-quick/module/dist
+MTH_WEB_SITE=$(realpath "$here/..")/build/web-quick/site
 export MTH_BINARY_DIR MTH_WEB_MODULE MTH_WEB_SITE
-[ $# -lt 2 ] || export MTH_SCREENSHOTS="$2"
+[ $# -lt 2 ] || export MTH_SCREENSHOTS="$(realpath "$2")"
+cd "$here"
 
 if [ ! -x /usr/bin/chromium ] && [ -z "${MTH_CHROMIUM-}" ]; then
   echo "Left out: the tests of the page (need chromium)" >&2
