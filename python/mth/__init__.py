@@ -1,6 +1,7 @@
 """Numerical analysis of medical images: the same results to the last bit on every machine.
 
 Clustering    `k_means`, `fuzzy_c_means`, `evidential_c_means` with fusion, `tissue_clustering` of MR volumes
+Cohorts       `mth.cohort`: one model for many scans, here or on the workers of a Dask scheduler
 Boosting      `AdaBoost`, an estimator with scikit-learn's conventions
 Images        `denoise`, `estimate_noise`, `redundant_wavelet`, `laplacian`, `cooccurrence`, `texture`, `fft`, `fft2`
 Fits          `minimise`, `anneal`, `fit_curve`, `Curve`

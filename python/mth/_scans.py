@@ -61,6 +61,9 @@ def read(image: Image) -> tuple[NDArray[Any], tuple[float, ...]]:
 
 def inside(channels: Sequence[NDArray[Any]], mask: Optional[Image]) -> NDArray[np.bool_]:
     """The voxels that are finite in all channels, and in the mask or, without one, above 0 in all."""
+    for channel in channels:
+        if channel.dtype.kind not in "biuf":
+            raise TypeError(f"an image of {channel.dtype}, where real numbers are needed")
     if any(channel.shape != channels[0].shape for channel in channels):
         raise ValueError("the images of one scan differ in their shapes")
     if mask is None:

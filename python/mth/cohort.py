@@ -246,6 +246,8 @@ def _iterate(images: Images, clusters: int, m: float, has_converged: Callable[[l
             if report is not None:
                 report(n_iter, max_iter)
         reason = "converged" if has_converged(changes) else "iteration cap"
+        if m > 0.0 and clusters > 1 and reason == "converged" and (centroids == centroids[0]).all():
+            reason = "bad input"  # as of `mth.fuzzy_c_means`: they all coincide
         return Model(method, centroids, parameters, n_iter, reason, change_of(changes), cohort.scans, cohort.failed)
 
 
