@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "mth/clustering/Mth_clustering_run_internal.h"
+#include "mth/core/Mth_new_array_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 
 // The two halves of an iteration of k-means and fuzzy c-means.
@@ -95,6 +96,11 @@ int MTH_CLUSTERING_PART::GetSamplesCount() const {
 
 bool MTH_CLUSTERING_PART::SetSamples(const double* features, int count) {
   if (features == nullptr || count < 1 || clustersCount_ < 1 || dimensionsCount_ < 1) return false;
+  // The sums twice, and later a membership of every sample.
+  const std::int64_t bytesOfCluster =
+      std::int64_t{sizeof(double)} *
+      (2 * (std::int64_t{dimensionsCount_} + kSumLanes) + count + kBlockSamples);
+  if (!HasMemoryForBlocks(clustersCount_, bytesOfCluster)) return false;
   try {
     auto blocks = std::make_unique<PartBlocks>(clustersCount_, dimensionsCount_);
     if (!blocks->Take(features, count, dimensionsCount_)) return false;

@@ -139,7 +139,8 @@ TEST(ClusteringPart, RefusesWhatDoesNotFitAndPassesOnWhatIsNotFinite) {
                part.SetSamples(features.data(), -1));
   EXPECT_FALSE(part.StepKMeans(centroids.data(), sums.data(), &change));
   EXPECT_FALSE(MTH_CLUSTERING_PART(0, 1).SetSamples(features.data(), 3) ||
-               MTH_CLUSTERING_PART(2, -1).SetSamples(features.data(), 3));
+               MTH_CLUSTERING_PART(2, -1).SetSamples(features.data(), 3) ||
+               MTH_CLUSTERING_PART(2000000000, 2000000000).SetSamples(features.data(), 1));
   ASSERT_TRUE(part.SetSamples(features.data(), 3));
   EXPECT_FALSE(part.GetMemberships(sums.data()));
   EXPECT_FALSE(part.StepKMeans(nullptr, sums.data(), &change) ||
