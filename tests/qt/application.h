@@ -30,7 +30,13 @@ class QtTest : public ::testing::Test {
  protected:
   QtTest() {
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-    application_.emplace(argumentsCount_, arguments_);
+    if (qgetenv("QT_QPA_PLATFORM") != "wayland") {
+      application_.emplace(argumentsCount_, arguments_);
+    } else if (qApp == nullptr) {  // one for all tests: Qt may wait for ever at its end
+      static int count = 1;
+      static char* arguments[] = {new char[5]{"test"}, nullptr};
+      new QApplication(count, arguments);
+    }
     QApplication::setStyle(QStyleFactory::create("Fusion"));
   }
 
