@@ -5,7 +5,6 @@ EXAMPLE_PACKAGES=(libcli11-dev libpng-dev libnifti2-dev zlib1g-dev nlohmann-json
 TEST_PACKAGES=(libgtest-dev)
 PYTHON_PACKAGES=(python3-dev pybind11-dev python3-numpy python3-pytest python3-scipy python3-sklearn python3-pywt
   python3-matplotlib python3-nibabel python3-tqdm mypy python3-pip python3-skbuild) # the module and the peers of its tests
-WAYLAND_PACKAGES=(weston qt6-wayland) # the same windows under Wayland
 DICOM_PACKAGES=(libdcmtk-dev dcmtk dicom3tools python3-pydicom dcm2niix) # DICOM, and what checks it
 WEB_PACKAGES=(emscripten node-acorn dpkg-dev libcli11-dev nlohmann-json3-dev) # the page, beside Node and npm
 QT_PACKAGES=(qt6-base-dev xvfb xauth xdotool) # the windows, and the screen on which they are tested
