@@ -41,6 +41,9 @@ test("a host refuses in one sentence, and works again afterwards", () => {
   refused([sampleName], [{ name: sampleName, bytes: Uint8Array.from(sample.subarray(0, 5000)) }], `damaged or not a NIfTI image: ${sampleName}`);
   refused([sampleName, "--clusters=65"], [sampleFile()], /--clusters/);
   refused([sampleName, "--alpha=1"], [sampleFile()], "--alpha needs --method ecm");
+  refused(["a/b.nii"], [{ name: "a/b.nii", bytes: new Uint8Array(400) }], /name of a file/);
+  assert.throws(() => mth.runHost("fit_curve", [], []), /no host/);
+  assert.match(mth.runHost("segment_mr", ["--help"], []).text, /--clusters/);
   assert.deepEqual(mth.readNiftiSize(sampleFile()), [181, 217, 1]);
 });
 
@@ -73,6 +76,21 @@ test("what is allocated goes in without a copy; what is found is gone when it is
   direct.free();
   assert.throws(() => direct.image, /freed/);
   copied.free();
+});
+
+test("what lies in the module's memory goes in although that grows on the way, and is given back afterwards", async () => {
+  const fresh = await loadMth({ simd: true });
+  const samples = fresh.allocate("float32", 4e6);
+  const { byteOffset } = samples;
+  samples.fill(10).fill(20, 2e6);
+  const found = fresh.kMeans(samples, { clusters: 2, init: [9, 21], iterations: 3 });
+  assert.equal(samples.length, 0, "the memory did not grow: this tests nothing");
+  assert.deepEqual(Array.from(found.centroids), [10, 20]);
+  found.free();
+  fresh.release(samples);
+  fresh.release(samples);
+  assert.equal(fresh.allocate("float32", 4e6).byteOffset, byteOffset);
+  assert.throws(() => fresh.release(new Float32Array(8).subarray(2)), RangeError);
 });
 
 test("clusters of two heaps are their means; progress counts the iterations, whatever it throws", () => {
@@ -113,6 +131,9 @@ test("what does not fit is a RangeError with its reason", () => {
   for (const [call, reason] of [
     [() => mth.denoise([1, 2], [1, 1, 1]), /image has 2 values, not 1 x 1 x 1/],
     [() => mth.denoise([], [0, 1, 1]), /size/],
+    [() => mth.denoise(undefined, [1, 1, 1]), /image is no array/],
+    [() => mth.denoise([1], [1, 1, 1], { noise: NaN }), /noise/],
+    [() => mth.tissueSegmentation([5, 5], [2, 1, 1], { voxelSize: [1, 1, 0] }), /voxelSize/],
     [() => mth.tissueSegmentation([5, 5], [2, 1, 1]), /fewer different values/],
     [() => mth.tissueSegmentation([5, 5], [2, 1, 1], { tissues: 17 }), /1 to 16/],
     [() => mth.kMeans([1, 1, 1], { clusters: 2 }), /fewer different samples/],
@@ -120,8 +141,16 @@ test("what does not fit is a RangeError with its reason", () => {
     [() => mth.kMeans([1, 2, 3], { clusters: 1, features: 2 }), /whole rows/],
     [() => mth.fuzzyCMeans([1, 2], { clusters: 2, fuzzifier: 1 }), /fuzzifier/],
     [() => mth.fuzzyCMeans([1, 2], { clusters: 2, init: [1] }), /init/],
+    [() => mth.fuzzyCMeans([1, 2], { clusters: 2, fuzzifier: Infinity }), /fuzzifier/],
+    [() => mth.kMeans([1, 2], { clusters: 2, init: "random" }), /init is none of/],
+    [() => mth.kMeans([1, 2], { clusters: 2, seed: 0.5 }), /seed/],
+    [() => mth.fuzzyCMeans([1, 2], { clusters: 2, tolerance: -1 }), /tolerance/],
+    [() => mth.allocate("int8", 4), /type/],
     [() => mth.registerLandmarks([0, 0, 0], []), /size/],
     [() => mth.texture([0, 1], [2, 1, 1], { labels: [0, 0] }), /no region/],
     [() => mth.texture([0, 1], [2, 1, 1], { levels: 1 }), /levels/],
+    [() => mth.texture([0, 1], [2, 1, 1], { labels: [1, 257] }), /0 to 255/],
+    [() => mth.texture([0, 1], [2, 1, 1], { range: [1, 0] }), /range/],
+    [() => mth.texture([0, 1], [2, 1, 1], { axis: 0 }), /axis/],
   ]) assert.throws(call, (error) => error instanceof RangeError && reason.test(error.message), String(reason));
 });

@@ -33,14 +33,17 @@ export class Mth extends Operations {
   /** Runs a host on files; `words` are its command line, where files stand by their names.
    * @throws Error  with the line in which the host refuses. */
   runHost(name: HostName, words: string[], files: InputFile[], progress?: Progress): HostRun {
+    if (name !== "segment_mr" && name !== "denoise_mr") throw new RangeError(`there is no host ${name}`);
     return this.within(files, () => {
       const asked = name === "segment_mr" ? [] : ["--json", REPORT];  // the other writes it in any case
-      const status = this.glue.runHost(name, [...words, "-o", OUTPUT, ...asked], progress && listenerOf(progress));
+      const status = this.glue.runHost(name, [...words.map(String), "-o", OUTPUT, ...asked], progress && listenerOf(progress));
       if (status !== 0) throw new Error(reasonOf(name, this.lines.error));
+      const text = this.lines.out.join("\n");
+      if (!this.names(".").includes(OUTPUT)) return { text, files: new Map() };  // it told its options or its version
       const written = this.names(OUTPUT).filter((file) => !file.startsWith("."));
       const results = new Map(written.map((file) => [file, this.glue.FS.readFile(`${OUTPUT}/${file}`)]));
       if (asked.length > 0) results.set(REPORT, this.glue.FS.readFile(REPORT));
-      return { text: this.lines.out.join("\n"), files: results };
+      return { text, files: results };
     });
   }
 
@@ -48,7 +51,7 @@ export class Mth extends Operations {
    * @throws Error  when it is damaged or none. */
   readNiftiSize(file: InputFile): Size {
     return this.within([file], () => {
-      const bundle = call(this.glue, () => this.glue.readGrid(file.name));
+      const bundle = call(this.glue, [], () => this.glue.readGrid(file.name));
       const [x, y, z] = bundle.array("size")!;
       bundle.delete();
       return [x!, y!, z!];
@@ -57,6 +60,10 @@ export class Mth extends Operations {
 
   // With these files in a folder of their own, which is gone afterwards.
   private within<T>(files: InputFile[], run: () => T): T {
+    for (const { name, bytes } of files) {
+      if (!/^[^/]+$/.test(name) || name === "." || name === "..") throw new RangeError(`no name of a file: ${name}`);
+      if (!(bytes instanceof Uint8Array)) throw new RangeError(`${name} is no Uint8Array`);
+    }
     this.lines.out.length = this.lines.error.length = 0;
     this.glue.FS.mkdir(FOLDER);
     this.glue.FS.chdir(FOLDER);

@@ -10,16 +10,27 @@ type Constructor<T> = { new (buffer: ArrayBuffer, offset: number, length: number
 /** The arrays of one call, in the module's memory until the call ends. */
 export class Inputs {
   private readonly addresses: number[] = [];
+  /** Those that lie in the module's memory already: what is placed may make it grow, which detaches them. */
+  private readonly there = new Map<unknown, { view: Float32Array; address: number; length: number }>();
 
-  constructor(private readonly glue: Glue) {}
+  constructor(private readonly glue: Glue, sources: readonly unknown[]) {
+    for (const source of sources) {
+      if (!ArrayBuffer.isView(source) || source.buffer !== glue.HEAPU8.buffer) continue;
+      const view = source as Float32Array;
+      this.there.set(source, { view, address: view.byteOffset, length: view.length });
+    }
+  }
 
   /** The address of these numbers as elements of that type: their own where they lie in the module's memory already. */
   place<T extends Float32Array | Float64Array | Uint8Array>(values: AnyNumbers, type: Constructor<T>): number {
-    const isThere = values instanceof (type as unknown as { new (): T }) && values.buffer === this.glue.HEAPU8.buffer;
-    if (isThere) return (values as T).byteOffset;
-    const address = reserve(this.glue, values.length * type.BYTES_PER_ELEMENT);
+    const own = this.there.get(values);
+    if (own && values instanceof (type as unknown as { new (): T })) return own.address;
+    const length = own?.length ?? values.length;
+    const address = reserve(this.glue, length * type.BYTES_PER_ELEMENT);
     this.addresses.push(address);
-    (new type(this.glue.HEAPU8.buffer, address, values.length) as unknown as { set(values: AnyNumbers): void }).set(values);
+    const { buffer } = this.glue.HEAPU8;
+    const source = own ? new (own.view.constructor as Constructor<Float32Array>)(buffer, own.address, length) : values;
+    (new type(buffer, address, length) as unknown as { set(values: AnyNumbers): void }).set(source);
     return address;
   }
 
@@ -35,9 +46,9 @@ export function reserve(glue: Glue, bytes: number): number {
   return address;
 }
 
-/** Runs a call with its inputs, and throws the error that its bundle tells. */
-export function call(glue: Glue, run: (inputs: Inputs) => Bundle): Bundle {
-  const inputs = new Inputs(glue);
+/** Runs a call with its inputs, which come from these sources, and throws the error that its bundle tells. */
+export function call(glue: Glue, sources: readonly unknown[], run: (inputs: Inputs) => Bundle): Bundle {
+  const inputs = new Inputs(glue, sources);
   try {
     const bundle = run(inputs);
     const kind = bundle.text("error");

@@ -121,30 +121,44 @@ export interface RegionTexture {
   features: Record<string, number> | null;
 }
 
+const STARTS = ["quantiles", "farthest", "k-means++"];
+
 /** The operations over one instance of the module. */
 export class Operations {
+  // A detached array has forgotten its address.
+  private readonly allocated = new WeakMap<Numbers, number>();
+
   constructor(protected readonly glue: Glue) {}
 
   /** An array in the module's memory, which operations take without a copy; `release` gives it back. The growth of the
-   * memory detaches it: fill it, hand it over and let it go before anything else is computed. */
+   * memory detaches it: fill it and hand it over before anything else is computed. */
   allocate(type: "float32", length: number): Float32Array;
   allocate(type: "float64", length: number): Float64Array;
   allocate(type: "float32" | "float64", length: number): Numbers {
+    require(type === "float32" || type === "float64", "the type is neither float32 nor float64");
     const kind = type === "float32" ? Float32Array : Float64Array;
     require(Number.isSafeInteger(length) && length >= 0, "the length is no whole number");
     const address = reserve(this.glue, length * kind.BYTES_PER_ELEMENT);
-    return new kind(this.glue.HEAPU8.buffer, address, length);
+    const array = new kind(this.glue.HEAPU8.buffer, address, length);
+    this.allocated.set(array, address);
+    return array;
   }
 
+  /** Of what `allocate` gave, detached since or not; once more does nothing. */
   release(array: Numbers): void {
-    this.glue._free(array.byteOffset);
+    const address = this.allocated.get(array);
+    require(address !== undefined, "the array is not one that was allocated here");
+    this.allocated.set(array, 0);
+    this.glue._free(address!);
   }
 
   /** Takes the Rician noise off a magnitude volume or plane. */
   denoise(image: AnyNumbers, size: Size, options: DenoiseOptions = {}): Denoised {
     requireVolume(image, size, "image");
-    const settings = { size, noise: options.noise ?? 0, progress: listener(options) };
-    return new Denoised(call(this.glue, (inputs) =>
+    const { noise = 0 } = options;
+    require(Number.isFinite(noise) && noise >= 0, "noise is not a number from 0");
+    const settings = { size, noise, progress: listener(options) };
+    return new Denoised(call(this.glue, [image], (inputs) =>
       isFloat(image) ? this.glue.denoiseFloats(inputs.place(image, Float32Array), settings)
                      : this.glue.denoiseDoubles(inputs.place(image, Float64Array), settings)));
   }
@@ -157,13 +171,15 @@ export class Operations {
     if (options.mask) requireVolume(options.mask, size, "mask");
     if (options.confidence) requireVolume(options.confidence, size, "confidence");
     require(!options.confidence || channels.length === 1, "confidence belongs to a single channel");
-    const tissues = options.tissues ?? 3;
+    const { tissues = 3, voxelSize = [1, 1, 1] } = options;
+    require(voxelSize.length === 3 && [...voxelSize].every((length) => Number.isFinite(length) && length > 0),
+            "voxelSize is not three positive lengths");
     require(Number.isInteger(tissues) && tissues >= 1 && tissues <= 16, "tissues is not 1 to 16");
     const areFloats = channels.every(isFloat);
     const type = areFloats ? Float32Array : Float64Array;
-    const bundle = call(this.glue, (inputs) => {
+    const bundle = call(this.glue, [...channels, options.confidence], (inputs) => {
       const settings = {
-        size, tissues, voxelSize: options.voxelSize ?? [1, 1, 1], biasField: options.biasField ?? true,
+        size, tissues, voxelSize, biasField: options.biasField ?? true,
         mask: options.mask ? inputs.place(Uint8Array.from(options.mask, (value) => (value ? 1 : 0)), Uint8Array) : 0,
         confidence: options.confidence ? inputs.place(options.confidence, type as Float32ArrayConstructor) : 0,
         progress: listener(options),
@@ -176,43 +192,51 @@ export class Operations {
 
   /** Hard k-means by Lloyd's algorithm. */
   kMeans(samples: AnyNumbers, options: ClusterOptions): Clusters {
-    return new Clusters(this.cluster(samples, false, { iterations: 300, ...options }));
+    return new Clusters(this.cluster(samples, false, { ...options, iterations: options.iterations ?? 300 }));
   }
 
   /** Fuzzy c-means. By intention a sample on a centroid has membership 0 for it. */
   fuzzyCMeans(samples: AnyNumbers, options: FuzzyOptions): FuzzyClusters {
-    require((options.fuzzifier ?? 2) > 1, "fuzzifier is not above 1");
     return new FuzzyClusters(this.cluster(samples, true, options));
   }
 
   private cluster(samples: AnyNumbers, isFuzzy: boolean, options: FuzzyOptions): Bundle {
-    const { clusters, features = 1, iterations = 100, init = "k-means++" } = options;
+    const { clusters, features = 1, iterations = 100, init = "k-means++", seed = 1, tolerance = 1e-3, fuzzifier = 2 } = options;
+    requireNumbers(samples, "samples");
     const count = samples.length / features;
     require(isCount(features) && isCount(count), "samples are not whole rows of features");
     require(isCount(clusters) && clusters <= count, "clusters is not 1 to the number of samples");
     require(isCount(iterations), "iterations is not a positive number");
+    require(Number.isInteger(seed) && Math.abs(seed) < 2 ** 31, "seed is not a whole number of 32 bits");
+    require(Number.isFinite(tolerance) && tolerance >= 0, "tolerance is not a number from 0");
+    require(Number.isFinite(fuzzifier) && fuzzifier > 1, "fuzzifier is not above 1");
     requireFinite(samples, "samples");
-    if (typeof init !== "string") {
+    if (typeof init === "string") {
+      require(STARTS.includes(init), `init is none of ${STARTS.join(", ")}`);
+    } else {
+      requireNumbers(init, "init");
       require(init.length === clusters * features, "init is not clusters x features");
       requireFinite(init, "init");
     }
     const settings = {
-      clusters, iterations, seed: options.seed ?? 1, tolerance: options.tolerance ?? 1e-3,
-      fuzzifier: options.fuzzifier ?? 2, init: typeof init === "string" ? init : Array.from(init), progress: listener(options),
+      clusters, iterations, seed, tolerance, fuzzifier, init: typeof init === "string" ? init : Array.from(init),
+      progress: listener(options),
     };
-    return call(this.glue, (inputs) =>
+    return call(this.glue, [samples], (inputs) =>
       this.glue.cluster(inputs.place(samples, Float64Array), count, features, isFuzzy, settings));
   }
 
   /** The rigid transform from the first points to their partners, three numbers each: of least squares, or, robust, of the
    * least mean distance, which hardly minds wrong landmarks. */
   registerLandmarks(first: AnyNumbers, second: AnyNumbers, options: { robust?: boolean } = {}): Registration {
+    requireNumbers(first, "first");
+    requireNumbers(second, "second");
     const count = first.length / 3;
     require(isCount(count), "there are no points of three numbers each");
     require(first.length === second.length, "the sets differ in size");
     requireFinite(first, "first");
     requireFinite(second, "second");
-    return new Registration(call(this.glue, (inputs) => this.glue.registerLandmarks(
+    return new Registration(call(this.glue, [first, second], (inputs) => this.glue.registerLandmarks(
       inputs.place(first, Float64Array), inputs.place(second, Float64Array), count, options.robust ?? false)));
   }
 
@@ -220,21 +244,25 @@ export class Operations {
   texture(image: AnyNumbers, size: Size, options: TextureOptions = {}): RegionTexture[] {
     requireVolume(image, size, "image");
     requireFinite(image, "image");
-    if (options.labels) requireVolume(options.labels, size, "labels");
-    const { levels = 32, distance = 1 } = options;
+    const { levels = 32, distance = 1, axis, range, labels } = options;
+    if (labels) requireVolume(labels, size, "labels");
+    if (labels) requireEach(labels, (label) => Number.isInteger(label) && label >= 0 && label <= 255, "labels are not 0 to 255");
     require(Number.isInteger(levels) && levels >= 2 && levels <= 256, "levels is not 2 to 256");
     require(isCount(distance), "distance is not a positive number");
-    const bundle = call(this.glue, (inputs) => this.glue.texture(inputs.place(image, Float64Array), {
-      size, levels, distance, voxels: image.length, axis: options.axis ?? null, range: options.range ?? null,
-      labels: options.labels ? inputs.place(options.labels, Uint8Array) : 0,
+    require(axis === undefined || [0, 1, 2].includes(axis), "axis is not 0, 1 or 2");
+    require(axis === undefined || size[2] > 1, "axis belongs to a volume");
+    require(!range || (range.length === 2 && range.every(Number.isFinite) && range[0] < range[1]), "range is not two ascending numbers");
+    const voxels = image.length;
+    const bundle = call(this.glue, [image, labels], (inputs) => this.glue.texture(inputs.place(image, Float64Array), {
+      size, levels, distance, voxels, axis: axis ?? null, range: range ?? null, labels: labels ? inputs.place(labels, Uint8Array) : 0,
     }));
     const names = bundle.text("names")!.split(",");
-    const [labels, voxels, features] = ["labels", "voxels", "features"].map((name) => Array.from(bundle.array(name)!));
+    const [regions, counts, features] = ["labels", "voxels", "features"].map((name) => Array.from(bundle.array(name)!));
     bundle.delete();
-    return labels!.map((label, region) => {
+    return regions!.map((label, region) => {
       const values = names.map((name, k) => [name, features![region * names.length + k]!] as const);
       const hasPairs = values.some(([, value]) => !Number.isNaN(value));
-      return { label, voxels: voxels![region]!, features: hasPairs ? Object.fromEntries(values) : null };
+      return { label, voxels: counts![region]!, features: hasPairs ? Object.fromEntries(values) : null };
     });
   }
 }
@@ -267,11 +295,20 @@ function require(isTrue: boolean, reason: string): void {
 }
 
 function requireVolume(values: AnyNumbers, size: Size, name: string): void {
-  require(size.length === 3 && size.every(isCount), "size is not three positive whole numbers");
+  require(size?.length === 3 && [...size].every(isCount), "size is not three positive whole numbers");
+  requireNumbers(values, name);
   const voxels = size[0] * size[1] * size[2];
   require(values.length === voxels, `${name} has ${values.length} values, not ${size.join(" x ")}`);
 }
 
+function requireNumbers(values: AnyNumbers, name: string): void {
+  require(typeof values === "object" && values !== null && Number.isInteger(values.length), `${name} is no array of numbers`);
+}
+
+function requireEach(values: AnyNumbers, isGood: (value: number) => boolean, reason: string): void {
+  for (let i = 0; i < values.length; ++i) require(isGood(values[i]!), reason);
+}
+
 function requireFinite(values: AnyNumbers, name: string): void {
-  for (let i = 0; i < values.length; ++i) require(Number.isFinite(values[i]), `${name} has values that are not finite`);
+  requireEach(values, Number.isFinite, `${name} has values that are not finite`);
 }
