@@ -14,6 +14,7 @@ export async function convertDicom(files: File[], signal: AbortSignal): Promise<
   if (bytes > MOST_BYTES)
     throw new Error(`The folder has ${bytesText(bytes)}: this page takes DICOM up to ${bytesText(MOST_BYTES)}.`);
   const { worker: source } = await loadPart("dicom");
+  if (signal.aborted) throw new Cancelled();
   const worker = startWorker(source);
   const cancelled = new Promise<never>((_, reject) => signal.addEventListener("abort", () => reject(new Cancelled())));
   try {

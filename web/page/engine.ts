@@ -35,8 +35,8 @@ export class Engine {
   }
 
   private async ask<T>(question: (service: Remote<Service>) => Promise<unknown>): Promise<T> {
-    this.running ??= start();
-    const running = this.running;
+    const running = (this.running ??= start());
+    running.catch(() => { if (this.running === running) this.running = undefined; });  // what was missing may be there next time
     try {
       const { service, failed } = await running;
       return (await Promise.race([question(service), failed])) as T;

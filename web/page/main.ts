@@ -43,7 +43,7 @@ function showState(): void {
 
 /** One thing at a time; what goes wrong becomes a sentence. */
 async function whileBusy(text: string, work: () => Promise<void>): Promise<void> {
-  if (isBusy) return;
+  if (isBusy) return say("Nothing new is taken while this page computes: cancel it first.");
   isBusy = true;
   ending = new AbortController();
   say("");
@@ -66,13 +66,15 @@ function cancel(): void {
 }
 
 function sentence(error: unknown): string {
-  const text = error instanceof Error ? error.message : String(error);
+  let text = error instanceof Error ? error.message : String(error);
   // The hosts' reasons are no sentences yet; the name of a file stays as it is.
+  text = text.replace(" (--help lists the options)", "");
   const start = /^[a-z]+ /.test(text) ? text.charAt(0).toUpperCase() + text.slice(1) : text;
   return /[.!?]$/.test(start) ? start : `${start}.`;
 }
 
 async function take(next: Scan, note = ""): Promise<void> {
+  if (ending.signal.aborted) throw new Cancelled();
   const [x, y, z] = await engine.readSize({ name: next.name, blob: next.blob });  // a damaged one leaves all as it was
   scan = { ...next, size: [x, y, z] };
   images.clear();
@@ -113,8 +115,9 @@ function takeSample(): Promise<void> {
 
 /** The words of a host for the present scan. */
 function wordsOf(host: HostName): string[] {
-  const { words } = forms[host].chosen;
-  return [scan?.name ?? "SCAN", ...(host === "denoise_mr" ? denoiseWords(words) : words)];
+  const name = scan?.name ?? "SCAN";
+  const { words } = forms[host].chosen(name);
+  return [name.startsWith("-") ? `./${name}` : name, ...(host === "denoise_mr" ? denoiseWords(words) : words)];
 }
 
 function showCommand(host: HostName): void {
@@ -125,7 +128,7 @@ function showCommand(host: HostName): void {
 /** Runs a host on the scan; its reports and images by name, and the seconds that it took. */
 async function runHost(host: HostName): Promise<{ files: Files; seconds: number }> {
   showCommand(host);
-  const masks = forms[host].chosen.files.map((file) => ({ name: maskName(file), blob: file }));
+  const masks = forms[host].chosen(scan!.name).files.map((file) => ({ name: maskName(file, scan!.name), blob: file }));
   const scanFile = { name: scan!.name, blob: scan!.blob };
   const answer = await engine.run(host, wordsOf(host), [scanFile, ...masks], (done, steps, title) => progress.show(done, steps, title));
   return { files: new Map(answer.files.map(([name, bytes]) => [name, new Blob([bytes])])), seconds: answer.seconds };
@@ -137,8 +140,9 @@ async function reportOf<T>(files: Files): Promise<T> {
 
 function denoise(): Promise<void> {
   return whileBusy("Reading", async () => {
+    const isGiven = wordsOf("denoise_mr").some((word) => word.startsWith("--sigma="));
     const { files, seconds } = await runHost("denoise_mr");
-    results.showDenoised(await reportOf<DenoiseReport>(files), seconds, files);
+    results.showDenoised(await reportOf<DenoiseReport>(files), isGiven, seconds, files);
     const [name, blob] = [...files].find(([file]) => file.endsWith(".nii.gz"))!;
     await addImage("Denoised", () => viewer!.show(blob, name));
   });

@@ -32,12 +32,12 @@ export class ResultsPanel {
     this.forgetUrls();
   }
 
-  showDenoised(report: DenoiseReport, seconds: number, files: Files): void {
+  showDenoised(report: DenoiseReport, isGiven: boolean, seconds: number, files: Files): void {
     const least = Math.min(...report.deviations);
     const greatest = Math.max(...report.deviations);
     const noise = least === greatest ? number(least) : `${number(least)} to ${number(greatest)}`;
     block("summary").textContent = greatest > 0
-      ? `Denoised by ${report.method}: noise of standard deviation ${noise} found, ${seconds.toFixed(1)} s.`
+      ? `Denoised by ${report.method}: noise of standard deviation ${noise} ${isGiven ? "given" : "found"}, ${seconds.toFixed(1)} s.`
       : `No noise was found, ${seconds.toFixed(1)} s: the image has none, is a single line, or is black in more than half.`;
     block("table").hidden = true;
     this.offer(files);

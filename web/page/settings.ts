@@ -77,10 +77,11 @@ export class SettingsForm {
     this.showFitting();
   }
 
-  get chosen(): Chosen {
+  /** What is chosen for the scan of that name. */
+  chosen(scanName: string): Chosen {
     const chosen: Chosen = { words: [], files: [] };
     for (const [setting, field] of this.fields) {
-      if (this.fits(setting)) addWords(setting, field, chosen);
+      if (this.fits(setting)) addWords(setting, field, chosen, scanName);
     }
     return chosen;
   }
@@ -114,24 +115,24 @@ function fieldOf(setting: Setting): HTMLInputElement | HTMLSelectElement {
                          autocomplete: "off" });
 }
 
-function addWords({ option, kind }: Setting, field: HTMLInputElement | HTMLSelectElement, chosen: Chosen): void {
+function addWords({ option, kind }: Setting, field: HTMLInputElement | HTMLSelectElement, chosen: Chosen, scanName: string): void {
   const value = field.value.trim();
   if (kind === "file") {
     const file = (field as HTMLInputElement).files?.[0];
-    if (file) chosen.words.push(option, maskName(file));
+    if (file) chosen.words.push(`${option}=${maskName(file, scanName)}`);
     if (file) chosen.files.push(file);
   } else if (kind === "flag") {
     if ((field as HTMLInputElement).checked) chosen.words.push(option);
-  } else if (value.startsWith("--")) {
+  } else if (Array.isArray(kind) && value.startsWith("--")) {
     chosen.words.push(value);
   } else if (value !== "") {
     chosen.words.push(`${option}=${value}`);  // joined: a number below 0 would pass for an option
   }
 }
 
-/** The name of a mask for the hosts, which may be that of the scan. */
-export function maskName(file: File): string {
-  return `mask-${file.name}`;
+/** The name of a mask for the hosts: its own, unless the scan has it. */
+export function maskName(file: File, scanName: string): string {
+  return file.name === scanName ? `mask-${file.name}` : file.name;
 }
 
 /** The words of `denoise_mr`, which has no method by name: blocks are a flag, wavelets what belongs to them. */

@@ -13,7 +13,8 @@ export interface Scan {
 export const MOST_VOXELS = 20_000_000;
 /** The largest file that is read: MOST_VOXELS in the widest type of numbers. */
 const MOST_BYTES = 512e6;
-const HEADER_BYTES = 352;
+const LEAST_HEADER_BYTES = 348;
+const MOST_HEADER_BYTES = 544;  // of NIfTI-2
 
 export function sizeText(size: readonly number[]): string {
   return size.join(" × ");
@@ -32,7 +33,7 @@ export async function openNifti(file: File): Promise<Scan> {
     throw new Error(`${file.name} has ${bytesText(file.size)}: this page takes files up to ${bytesText(MOST_BYTES)}, ` +
                     "since WebAssembly addresses 4 GB. The command-line hosts take larger ones.");
   const start = await headerOf(file);
-  const header = start && isNIFTI(start) ? readHeader(start) : null;
+  const header = start && headerIn(start);
   if (!header) throw new Error(`${file.name} is damaged or no NIfTI image.`);
   const [count = 0, x = 1, y = 1, z = 1, ...others] = header.dims.map(Number);
   if (count > 3 && others.slice(0, count - 3).some((length) => length > 1))
@@ -46,18 +47,26 @@ export async function openNifti(file: File): Promise<Scan> {
   return { name: file.name, blob: file, size };
 }
 
+function headerIn(start: ArrayBuffer) {
+  try {
+    return isNIFTI(start) ? readHeader(start) : null;
+  } catch {
+    return null;  // it ends within
+  }
+}
+
 // The first bytes, decompressed; null where they cannot be.
 async function headerOf(file: File): Promise<ArrayBuffer | null> {
-  const start = await file.slice(0, HEADER_BYTES).arrayBuffer();
-  if (start.byteLength < 2 || !isCompressed(start)) return start.byteLength >= HEADER_BYTES ? start : null;
+  const start = await file.slice(0, MOST_HEADER_BYTES).arrayBuffer();
+  if (start.byteLength < 2 || !isCompressed(start)) return start.byteLength >= LEAST_HEADER_BYTES ? start : null;
   if (typeof DecompressionStream === "undefined") return unpackedHeader(await file.arrayBuffer());
   const reader = file.stream().pipeThrough(new DecompressionStream("gzip")).getReader();
-  const header = new Uint8Array(HEADER_BYTES);
+  const header = new Uint8Array(MOST_HEADER_BYTES);
   try {
-    for (let length = 0; length < HEADER_BYTES;) {
+    for (let length = 0; length < MOST_HEADER_BYTES;) {
       const { done, value } = await reader.read();
-      if (done) return null;
-      header.set(value.subarray(0, HEADER_BYTES - length), length);
+      if (done) return length >= LEAST_HEADER_BYTES ? header.buffer.slice(0, length) : null;
+      header.set(value.subarray(0, MOST_HEADER_BYTES - length), length);
       length += value.length;
     }
     return header.buffer;
@@ -72,8 +81,8 @@ async function headerOf(file: File): Promise<ArrayBuffer | null> {
 async function unpackedHeader(packed: ArrayBuffer): Promise<ArrayBuffer | null> {
   const { gunzipSync } = await import("fflate");
   try {
-    const header = gunzipSync(new Uint8Array(packed)).slice(0, HEADER_BYTES);
-    return header.length === HEADER_BYTES ? header.buffer : null;
+    const header = gunzipSync(new Uint8Array(packed)).slice(0, MOST_HEADER_BYTES);
+    return header.length >= LEAST_HEADER_BYTES ? header.buffer : null;
   } catch {
     return null;
   }
@@ -90,7 +99,9 @@ export async function droppedFiles(transfer: DataTransfer): Promise<File[]> {
 
 async function addFiles(entry: FileSystemEntry, files: File[]): Promise<void> {
   if (entry.isFile) {
-    files.push(await new Promise<File>((resolve, reject) => (entry as FileSystemFileEntry).file(resolve, reject)));
+    const file = await new Promise<File>((resolve, reject) => (entry as FileSystemFileEntry).file(resolve, reject));
+    // As of a chosen folder, whose files know it: those of two folders often have the same names.
+    files.push(Object.assign(file, { _webkitRelativePath: entry.fullPath.slice(1) }));
     return;
   }
   const reader = (entry as FileSystemDirectoryEntry).createReader();

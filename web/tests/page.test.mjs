@@ -7,7 +7,7 @@ import { after, before, test } from "node:test";
 import { pathToFileURL } from "node:url";
 import { idle, launch, openPage, PATIENCE, serve } from "./browser.mjs";
 import { comparable, newFolder, runNative, samplePath } from "./native.mjs";
-import { writeBadFiles, writeDicom, writeVolume } from "./scans.mjs";
+import { secondForm, writeBadFiles, writeDicom, writeVolume } from "./scans.mjs";
 
 const dist = process.env.MTH_WEB_SITE;
 const axe = await readFile(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
@@ -136,7 +136,12 @@ test("Cancel answers in the midst of a run, by the button and by Escape; the nex
   await page.fill('[id="segment-settings--clusters"]', "99");
   await page.click("#segment");
   await idle(page);
+  assert.match(await text("#message"), /^--clusters: [^(]*\.$/);
+  await page.fill('[id="segment-settings--clusters"]', "--help");
+  await page.click("#segment");
+  await idle(page);
   assert.match(await text("#message"), /--clusters/);
+  await page.fill('[id="segment-settings--clusters"]', "");
   assertQuiet(opened);
 });
 
@@ -146,6 +151,38 @@ test("files that are none: a sentence each", async () => {
     assert.match(await text("#message"), sentence);
     assert.match(await text("#message"), /^[^\n]+\.$/);
   }
+  assertQuiet(opened);
+});
+
+/** Drops files, by their names, on the page; right after a button was pressed, if one is named. */
+const drop = (files, pressed) => page.evaluate(([entries, id]) => {
+  if (id) document.getElementById(id).click();
+  const dataTransfer = new DataTransfer();
+  for (const [name, bytes] of entries) dataTransfer.items.add(new File([Uint8Array.from(bytes)], name));
+  document.body.dispatchEvent(new DragEvent("drop", { dataTransfer, bubbles: true, cancelable: true }));
+}, [files, pressed]);
+
+test("dropped: in the midst of a run refused in words, afterwards taken; names and headers of every kind", { timeout: PATIENCE }, async () => {
+  const sample = [...(await readFile(samplePath))];
+  await page.locator('[id="segment-settings--method"]').selectOption("kmeans");
+  await drop([["notes.txt", [65]]], "segment");
+  await page.waitForFunction(() => /cancel it first/.test(document.getElementById("message").textContent));
+  await idle(page);
+  for (const [name, bytes] of [["-été (1) & c.nii.gz", sample], ["second.nii", [...secondForm(await readFile(samplePath))]]]) {
+    await drop([[name, bytes]]);
+    await page.waitForFunction((start) => document.getElementById("scan-name").textContent.startsWith(start), `${name}: 181 × 217 × 1 `);
+    await idle(page);
+    await press("segment");
+    assert.match(await text("#summary"), /4 classes/);
+  }
+  // A mask of the name that a mask would be given.
+  await drop([["mask-x.nii.gz", sample]]);
+  await page.waitForFunction(() => document.getElementById("scan-name").textContent.startsWith("mask-x"));
+  await idle(page);
+  await page.setInputFiles('[id="segment-settings--mask"]', { name: "x.nii.gz", mimeType: "", buffer: Buffer.from(sample) });
+  assert.match(await text("#command"), /^segment_mr mask-x\.nii\.gz .*--mask=x\.nii\.gz$/);
+  await press("segment");
+  await page.setInputFiles('[id="segment-settings--mask"]', []);
   assertQuiet(opened);
 });
 

@@ -22,6 +22,23 @@ export async function writeVolume(folder) {
   return path;
 }
 
+/** A compressed NIfTI file of bytes as NIfTI-2. */
+export function secondForm(packed) {
+  const first = gunzipSync(packed);
+  const header = Buffer.alloc(544);
+  header.writeInt32LE(540, 0);
+  header.write("n+2\0\r\n\x1a\n", 4, "latin1");
+  for (const [offset, from] of [[12, 70], [14, 72]]) header.writeInt16LE(first.readInt16LE(from), offset);
+  for (let axis = 0; axis < 8; ++axis) {
+    header.writeBigInt64LE(BigInt(first.readInt16LE(40 + 2 * axis)), 16 + 8 * axis);
+    header.writeDoubleLE(1, 104 + 8 * axis);
+  }
+  header.writeBigInt64LE(BigInt(header.length), 168);
+  header.writeInt32LE(1, 348); // as a scanner has it, by three rows
+  for (let row = 0; row < 3; ++row) header.writeDoubleLE(1, 400 + 40 * row);
+  return Buffer.concat([header, first.subarray(START)]);
+}
+
 /** Files that are refused, with what the page says of each. */
 export async function writeBadFiles(folder) {
   const sample = await readFile(samplePath);
