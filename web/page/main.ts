@@ -182,16 +182,19 @@ function listen(): void {
 }
 
 function listenToDrops(): void {
+  // Before the canvas hears of them, which would keep them to itself.
   document.addEventListener("dragover", (event) => {
     event.preventDefault();
+    event.stopPropagation();
     document.body.classList.add("dragging");
-  });
+  }, { capture: true });
   document.addEventListener("dragleave", () => document.body.classList.remove("dragging"));
   document.addEventListener("drop", (event) => {
     event.preventDefault();
+    event.stopPropagation();
     document.body.classList.remove("dragging");
     if (event.dataTransfer) void droppedFiles(event.dataTransfer).then(takeFiles, (error) => say(sentence(error)));
-  });
+  }, { capture: true });
 }
 
 async function start(): Promise<void> {
