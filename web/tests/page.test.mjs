@@ -1,6 +1,6 @@
 // The page in a browser: what people do with it, and what they do wrong.
 import assert from "node:assert/strict";
-import { mkdir, readFile } from "node:fs/promises";
+import { mkdir, readFile, rename } from "node:fs/promises";
 import { createRequire } from "node:module";
 import { basename, dirname, join } from "node:path";
 import { after, before, test } from "node:test";
@@ -186,11 +186,24 @@ test("dropped: in the midst of a run refused in words, afterwards taken; names a
   assertQuiet(opened);
 });
 
-test("a DICOM folder", async () => {
+test("a DICOM folder, chosen and dropped", { timeout: PATIENCE }, async () => {
   await page.setInputFiles("#folder", await writeDicom(await newFolder()));
   await idle(page);
   assert.equal(await text("#message"), "");
   assert.match(await text("#scan-name"), /32 × 32 × 8 voxels/);
+  // Dropped, with files of the same names in its folders.
+  await press("sample");
+  const folder = await newFolder();
+  for (const half of ["A", "B"]) await mkdir(join(folder, half));
+  await writeDicom(folder);
+  for (let number = 0; number < 8; ++number)
+    await rename(join(folder, `${number + 1}.dcm`), join(folder, number < 4 ? "A" : "B", `IM${number % 4}`));
+  await page.evaluate(() => document.getElementById("canvas").scrollIntoView({ block: "start" }));  // on the views
+  const devtools = await opened.context.newCDPSession(page);
+  for (const type of ["dragEnter", "dragOver", "drop"])
+    await devtools.send("Input.dispatchDragEvent", { type, x: 300, y: 100, data: { items: [], files: [folder], dragOperationsMask: 1 } });
+  await page.waitForFunction(() => /32 × 32 × 8 voxels/.test(document.getElementById("scan-name").textContent));
+  await idle(page);
   assertQuiet(opened);
 });
 
