@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -43,37 +44,45 @@ class BitStream {
   std::uint64_t state_[4];
 };
 
-// Marsaglia's polar method: two independent numbers from each point of the unit disc.
+// Marsaglia's polar method: two independent numbers from each point of the unit disc. Points are drawn in
+// blocks, whose logarithms run in lanes.
 class GaussianStream {
  public:
   explicit GaussianStream(int seed) : bits_(seed) {}
 
-  double Next() {
-    if (hasKept_) {
-      hasKept_ = false;
-      return kept_;
+  template <class T>
+  void Fill(T* numbers, std::int64_t count, double deviation) {
+    for (std::int64_t first = 0; first < count; first += 2 * kPoints) {
+      const std::int64_t wanted = std::min(2 * kPoints, count - first);
+      DrawPoints((wanted + 1) / 2);
+      for (std::int64_t k = 0; k < wanted; ++k)
+        numbers[first + k] = static_cast<T>(deviation * (coordinates_[k] * factors_[k / 2]));
     }
-    double x = 0.0;
-    double y = 0.0;
-    double squares = 0.0;
-    do {
-      x = Symmetric();
-      y = Symmetric();
-      squares = x * x + y * y;
-    } while (squares >= 1.0 || squares == 0.0);
-    const double factor = std::sqrt(-2.0 * mth_internal::Logarithm(squares) / squares);
-    kept_ = y * factor;
-    hasKept_ = true;
-    return x * factor;
   }
 
  private:
+  static constexpr std::int64_t kPoints = 256;
+
+  void DrawPoints(std::int64_t count) {
+    double squares[kPoints];
+    for (std::int64_t found = 0; found < count;) {  // a point outside is overwritten by the next one
+      const double x = Symmetric();
+      const double y = Symmetric();
+      coordinates_[2 * found] = x;
+      coordinates_[2 * found + 1] = y;
+      squares[found] = x * x + y * y;
+      found += static_cast<int>(squares[found] < 1.0) & static_cast<int>(squares[found] != 0.0);
+    }
+    mth_internal::Logarithms(squares, count, factors_);
+    for (std::int64_t i = 0; i < count; ++i) factors_[i] = std::sqrt(-2.0 * factors_[i] / squares[i]);
+  }
+
   // Multiples of 2^-52 in (-1, 1), centred, so that both signs are alike.
   double Symmetric() { return (static_cast<double>(bits_.Next() >> 11) + 0.5) * 0x1p-52 - 1.0; }
 
   BitStream bits_;
-  double kept_ = 0.0;
-  bool hasKept_ = false;
+  double coordinates_[2 * kPoints];
+  double factors_[kPoints];
 };
 
 }  // namespace
@@ -82,9 +91,6 @@ void MTH_MATRIX::SetWhiteNoise(double deviation, int seed) {
   if (!allocated_) return;
   if (!(deviation > 0.0)) return SetZero();
   GaussianStream numbers(seed);
-  mth_internal::OnStorage(*this, [&](auto* elements) {
-    using T = std::remove_pointer_t<decltype(elements)>;
-    const std::int64_t count = mth_internal::ElementsCount(*this);
-    for (std::int64_t i = 0; i < count; ++i) elements[i] = static_cast<T>(deviation * numbers.Next());
-  });
+  mth_internal::OnStorage(
+      *this, [&](auto* elements) { numbers.Fill(elements, mth_internal::ElementsCount(*this), deviation); });
 }

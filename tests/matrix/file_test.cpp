@@ -27,13 +27,13 @@ class MatrixFile : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { std::setlocale(LC_ALL, ""); }
   static void TearDownTestSuite() { std::setlocale(LC_ALL, "C"); }
-  void TearDown() override { std::filesystem::remove(name_); }
+  void TearDown() override { std::filesystem::remove(path_); }
 
   std::string Bytes() const {
-    std::ifstream file(name_, std::ios::binary);
+    std::ifstream file(path_, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
   }
-  void Write(const std::string& bytes) const { std::ofstream(name_, std::ios::binary) << bytes; }
+  void Write(const std::string& bytes) const { std::ofstream(path_, std::ios::binary) << bytes; }
   std::string Ascii(const MTH_MATRIX& matrix) const {
     matrix.Get(-1, 0);  // a success does not clear the status
     const int status = matrix.GetStatusError();
@@ -42,8 +42,10 @@ class MatrixFile : public ::testing::Test {
     return Bytes();
   }
 
+  // Names are UTF-8, on Windows as well.
   const std::string name_ =
-      ::testing::TempDir() + "mth_matrix_" + std::to_string(std::random_device()()) + ".bin";
+      ::testing::TempDir() + "mth_données_" + std::to_string(std::random_device()()) + ".bin";
+  const std::filesystem::path path_{std::u8string(name_.begin(), name_.end())};
 };
 
 // 32-bit words, little-endian.
@@ -125,7 +127,7 @@ TEST_F(MatrixFile, DamagedHeadersAreRefusedWithoutALargeAllocation) {
 TEST_F(MatrixFile, AHugeFileThatKeepsItsPromiseIsAllocated) {
   constexpr std::size_t kElementBytes = std::size_t{20000} * 20000 * sizeof(double);
   Write(Words({20000, 20000, 0}));
-  std::filesystem::resize_file(name_, 12 + kElementBytes);  // without blocks on disk
+  std::filesystem::resize_file(path_, 12 + kElementBytes);  // without blocks on disk
   std::size_t largest = 0;
   for (int allowed = 0; allowed < 100 && largest < kElementBytes; ++allowed) {
     const AllocationWatch watch;

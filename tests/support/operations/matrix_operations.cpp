@@ -144,6 +144,11 @@ void AddFills(Operations& list) {
     t([&] { target.SetIdentity(); });
     t.Count(target);
   });
+  AddUnary(list, "SetWhiteNoise", [](Trial& t, const MTH_MATRIX& m) {
+    MTH_MATRIX target = m;
+    t([&] { target.SetWhiteNoise(1.5, 152); });
+    t.Count(target);
+  });
   AddUnary(list, "SetVector", [](Trial& t, const MTH_MATRIX& m) {
     auto values = Values(m.GetNbRows() * m.GetNbCols(), 151);
     MTH_MATRIX target = m;
