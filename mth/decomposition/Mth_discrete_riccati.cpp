@@ -19,7 +19,6 @@ namespace mth_internal {
 namespace {
 
 constexpr int kMostPasses = 4;         // of finding the size of the solution
-constexpr double kFarOff = 100.0;      // an exponent
 constexpr int kMostSteps = 3;          // of Newton's method
 constexpr double kLargeChange = 1e-7;  // its square is not yet rounding
 
@@ -133,6 +132,16 @@ class DiscreteRiccati {
         isSmall_(2 * n_) {}
   explicit operator bool() const { return extended_ && memory_ && complexMemory_ && isSmall_; }
 
+  const int* States() const { return system_.states; }
+
+  // One state, unless its R is singular.
+  // @return  a status; 6 for a singular R.
+  int SolveOneState(SquareView x) const {
+    const RiccatiFeedback feedback = Feedback();
+    if (const int refusal = FindFeedback(feedback)) return refusal;
+    return mth_internal::SolveOneState(system_, feedback, true, x.elements);
+  }
+
   // In units that balance the equation, beside one that the solution chooses.
   RiccatiAttempt SolveInBalancedUnits(SquareView x, RiccatiUnits* units) {
     std::fill_n(units->states, n_, 0);
@@ -176,7 +185,6 @@ class DiscreteRiccati {
   int Balance(RiccatiUnits* units) {
     const RiccatiFeedback feedback = Feedback();
     if (const int refusal = FindFeedback(feedback)) return refusal;
-    if (n_ == 1) own_ = OwnLogarithm({system_, feedback, 0});
     units->exponent = ExponentToBalance(system_, feedback);
     ChooseBalancedStates(system_, feedback, {Work(1), Work(2), Work(3)}, memory_.Get() + 16 * n_ * n_, units);
     return 0;
@@ -228,9 +236,6 @@ class DiscreteRiccati {
   // Newton's method, one step where the form has left rounding alone, and a look at how near the closed loop
   // is to its boundary.
   RiccatiAttempt Confirm(const RiccatiUnits& units, SquareView x) {
-    // What R costs may have vanished beside B, and with it the solution; of one state that can be told.
-    if (std::isfinite(own_) && std::abs(RoughLogarithm(x[0][0]) + units.Of(0, 0) - own_) > kFarOff)
-      return {9, true};
     if (const int refusal = extended_.Fill(system_, units)) return {refusal};
     const SquareView a = Work(0);
     const SquareView feedback = Work(1);
@@ -273,7 +278,6 @@ class DiscreteRiccati {
   WorkArray<double> memory_;
   WorkArray<Complex> complexMemory_;
   WorkArray<bool> isSmall_;
-  double own_ = std::numeric_limits<double>::infinity();  // the rough logarithm of a single state's solution
 };
 
 }  // namespace
@@ -281,7 +285,8 @@ class DiscreteRiccati {
 int SolveDiscreteRiccati(const RiccatiSystem& system, SquareView x) {
   DiscreteRiccati equation(system);
   if (!equation) return 1;
-  return SolveByAttempts(equation, x);
+  const int status = system.a.rows == 1 ? equation.SolveOneState(x) : 6;
+  return status != 6 ? status : SolveByAttempts(equation, x);
 }
 
 }  // namespace mth_internal

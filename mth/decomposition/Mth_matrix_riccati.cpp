@@ -112,6 +112,17 @@ int WorseOf(int status, int other) {
   return rank(status) < rank(other) ? other : status;
 }
 
+// A solution that double cannot hold is none.
+template <class Solver>
+int SolveGroup(RiccatiSystem system, SquareView x, Solver solver) {
+  if (!mth_internal::RescaleWideSystem(&system)) return 1;
+  const int status = solver(system, x);
+  if (status != 0 && status != 10) return status;
+  const bool isFinite = std::all_of(x.elements, x.elements + x.size * x.size,
+                                    [](double element) { return std::isfinite(element); });
+  return isFinite ? status : 9;
+}
+
 template <class Solver>
 int SolveInGroups(const RiccatiSystem& system, SquareView x, Solver solver) {
   const std::int64_t n = system.a.rows;
@@ -123,7 +134,7 @@ int SolveInGroups(const RiccatiSystem& system, SquareView x, Solver solver) {
   int worst = 0;
   groups.ForEach([&](const int* states, std::int64_t count, const int* inputs, std::int64_t inputCount) {
     if (count == n && inputCount == m) {
-      worst = solver(system, x);
+      worst = SolveGroup(system, x, solver);
       return false;
     }
     const WorkArray<double> memory(3 * count * count + count * inputCount + inputCount * inputCount);
@@ -136,11 +147,11 @@ int SolveInGroups(const RiccatiSystem& system, SquareView x, Solver solver) {
     double* b = q + count * count;
     double* r = b + count * inputCount;
     const SquareView part{r + inputCount * inputCount, count};
-    worst = WorseOf(worst, solver({Part(system.a, states, count, states, count, a),
-                                   Part(system.b, states, count, inputs, inputCount, b),
-                                   Part(system.q, states, count, states, count, q),
-                                   Part(system.r, inputs, inputCount, inputs, inputCount, r)},
-                                  part));
+    const RiccatiSystem group{Part(system.a, states, count, states, count, a),
+                              Part(system.b, states, count, inputs, inputCount, b),
+                              Part(system.q, states, count, states, count, q),
+                              Part(system.r, inputs, inputCount, inputs, inputCount, r), system.states};
+    worst = WorseOf(worst, SolveGroup(group, part, solver));
     for (std::int64_t i = 0; i < count; ++i) {
       for (std::int64_t j = 0; j < count; ++j) x[states[i]][states[j]] = part[i][j];
     }
@@ -159,11 +170,12 @@ MTH_MATRIX* Solve(const MTH_MATRIX& a, const MTH_MATRIX& b, const MTH_MATRIX& q,
   const std::int64_t area = std::int64_t{n} * n;
   const std::int64_t inputs = std::int64_t{n} * m;
   const WorkArray<double> memory(3 * area + inputs + std::int64_t{m} * m);
-  if (!memory) return NewFailure(1);
+  const WorkArray<int> states(n);
+  if (!memory || !states) return NewFailure(1);
   double* elements = memory.Get();
   const RiccatiSystem system{CopyScaled(a, elements, false), CopyScaled(b, elements + 2 * area, false),
                              CopyScaled(q, elements + area, true),
-                             CopyScaled(r, elements + 2 * area + inputs, true)};
+                             CopyScaled(r, elements + 2 * area + inputs, true), states.Get()};
   const SquareView x{elements + 2 * area + inputs + std::int64_t{m} * m, n};
   const int status = SolveInGroups(system, x, solver);
   if (status != 0 && status != 10) return NewFailure(status);

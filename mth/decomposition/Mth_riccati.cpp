@@ -55,6 +55,9 @@ class ContinuousRiccati {
     return MakeFeedback(system_.r.elements, system_.b.elements, n_, system_.b.columns, feedback_.elements);
   }
 
+  const int* States() const { return system_.states; }
+  const RiccatiFeedback& Feedback() const { return feedback_; }
+
   // In one unit for all states, which the solution has a say in.
   RiccatiAttempt SolveInBalancedUnits(SquareView x, RiccatiUnits* units) const {
     const int first = ExponentToBalance(system_, feedback_);
@@ -157,6 +160,7 @@ int SolveContinuousRiccati(const RiccatiSystem& system, SquareView x) {
   if (!work.memory) return 1;
   ContinuousRiccati equation(system, work);
   if (const int refusal = equation.FindFeedback()) return refusal;
+  if (n == 1) return SolveOneState(system, equation.Feedback(), false, x.elements);
   return SolveByAttempts(equation, x);
 }
 

@@ -26,7 +26,13 @@ struct RiccatiSystem {
   ScaledMatrix b;
   ScaledMatrix q;
   ScaledMatrix r;
+  int* states;  // the units of the states, exponents of two, that the elements are told in
 };
+
+/// Tells a system whose elements differ by very many decades in units of states and inputs that make them
+/// alike; sets `states` in any case.
+/// @return  false without memory.
+bool RescaleWideSystem(RiccatiSystem* system);
 
 /// What the solution is told in: X(i, j) in 2^(exponent + states[i] + states[j]).
 struct RiccatiUnits {
@@ -106,6 +112,10 @@ int SolveDiscreteRiccati(const RiccatiSystem& system, SquareView x);
 template <class Scalar>
 int SolveSubspace(const Scalar* ut, SquareView x);
 
+/// The solution x of an equation of one state, in closed form.
+/// @return  0, or 9 when there is none that stabilises.
+int SolveOneState(const RiccatiSystem& system, const RiccatiFeedback& feedback, bool isDiscrete, double* x);
+
 /// The power of two that the size of the solution asks for: 0 when it is about 1, or 0 or not finite.
 int ExponentToUnit(SquareView x);
 
@@ -142,8 +152,10 @@ int SolveByAttempts(Equation& equation, SquareView x) {
     }
   }
   if (IsGivenUp(2 * n)) return 5;
+  for (std::int64_t i = 0; i < n; ++i) units.states[i] += equation.States()[i];
   units.ApplyTo(x);
-  return attempt.status == 0 && attempt.isOnBoundary ? 9 : attempt.status;
+  if (attempt.status == 0 && attempt.isOnBoundary) return 9;
+  return attempt.status == 0 && attempt.isDoubtful ? 10 : attempt.status;
 }
 
 /// One step of Newton's method: x gains what takes the residual away, unless that is no small change.
