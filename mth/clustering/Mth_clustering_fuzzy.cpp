@@ -1,14 +1,24 @@
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "mth/clustering/Mth_clustering.h"
 #include "mth/clustering/Mth_clustering_internal.h"
 #include "mth/clustering/Mth_clustering_run_internal.h"
+#include "mth/core/Mth_elementary_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 
 using namespace mth_internal;
 
 namespace {
+
+// The largest number whose root, rounded, is not above the root given.
+double LargestSquareOf(double root) {
+  double square = root * root;
+  for (double next = square; std::sqrt(next) <= root; next = std::nextafter(square, 1.0)) square = next;
+  while (std::sqrt(square) > root) square = std::nextafter(square, 0.0);
+  return square;
+}
 
 // Whether there are several centroids, and they are all one.
 bool DoAllCoincide(const std::vector<double>& centroids, int dimensionsCount) {
@@ -17,6 +27,17 @@ bool DoAllCoincide(const std::vector<double>& centroids, int dimensionsCount) {
 }
 
 }  // namespace
+
+namespace mth_internal {
+
+SharedPowers::SharedPowers(double m) : ofSquare(-1.0 / (m - 1.0)), ofSum(1.0 - m) {
+  // Powers between e^-200 and e^200, and quotients of two squares that are far from the ends of a double.
+  longest = std::min(Exponential(200.0 * (m - 1.0)), 0x1p256);
+  shortest = 1.0 / longest;
+  smallest = LargestSquareOf(0.000001);
+}
+
+}  // namespace mth_internal
 
 double MTH_CLUSTERING::ApplyFuzzyCMeanClustering() {
   return RunGuarded(&MTH_CLUSTERING::RunFuzzyCMeans);

@@ -2,7 +2,9 @@
 
 #include <cmath>
 #include <cstdint>
+#include <optional>
 
+#include "mth/core/Mth_fixed_power_internal.h"
 #include "mth/core/Mth_instruction_set_internal.h"
 
 // The hot loops of k-means and fuzzy c-means. Their code is in Mth_clustering_loops_internal.h.
@@ -56,11 +58,35 @@ struct PowerRule {
   int factors;  // 0 when it takes the power function
 };
 
+/// What one power of each distance and one of their sum need to give memberships and weights, for the
+/// fuzzifier m.
+struct SharedPowers {
+  /// Whether both exponents are moderate.
+  static bool Suit(double m) {
+    return 1.0 / (m - 1.0) <= FixedPowerTable::kMostExponent && m - 1.0 <= FixedPowerTable::kMostExponent;
+  }
+  explicit SharedPowers(double m);
+
+  FixedPowerTable ofSquare;  // of the squared distances, to -1 / (m - 1)
+  FixedPowerTable ofSum;     // of the sum of their powers, to 1 - m
+  double longest;            // squared distances up to this, and not below 1 / this, have powers
+  double shortest;
+  double smallest;  // squared distances count above this
+};
+
+/// Work values of UpdateMemberships: four vectors and a block of weights per cluster.
+inline std::int64_t FuzzyScratch(int clustersCount) {
+  return (std::int64_t{4} * kMostLanes + kBlockSamples) * clustersCount;
+}
+
 /// The powers of one fuzzy run with the fuzzifier m.
 struct FuzzyRule {
-  explicit FuzzyRule(double m) : ratio(2.0 / (m - 1.0)), weight(m) {}
+  explicit FuzzyRule(double m) : ratio(2.0 / (m - 1.0)), weight(m) {
+    if (ratio.factors == 0 && SharedPowers::Suit(m)) shared.emplace(m);
+  }
   PowerRule ratio;   // of the ratios of distances
   PowerRule weight;  // of the memberships, as weights
+  std::optional<SharedPowers> shared;
 };
 
 }  // namespace mth_internal
@@ -78,7 +104,7 @@ struct FuzzyRule {
   std::int64_t AssignToNearest(const SampleView& samples, const CentroidView& centroids,                     \
                                std::int32_t* labels, const SumView& sums);                                   \
   /* New fuzzy memberships; adds the samples weighted by them; returns the largest change, NaN apart.        \
-   * `scratch`: 4 * clusters * kMostLanes values. */                                                         \
+   * `scratch`: FuzzyScratch(clusters) values. */                                                            \
   double UpdateMemberships(const SampleView& samples, const CentroidView& centroids, const FuzzyRule& rule,  \
                            double* scratch, double* memberships, const SumView& sums);
 

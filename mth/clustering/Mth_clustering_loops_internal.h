@@ -3,6 +3,7 @@
 // chains run side by side.
 
 #include "mth/core/Mth_elementary_loops_internal.h"
+#include "mth/core/Mth_fixed_power_loops_internal.h"
 
 using SumLanes = Doubles<kSumLanes>;
 

@@ -70,9 +70,6 @@ std::int64_t StepKMeans(const SampleView& samples, const CentroidView& centroids
 /// @return         the largest change.
 double StepFuzzyCMeans(const SampleView& samples, const CentroidView& centroids, const FuzzyRule& rule,
                        double* scratch, double* memberships, CentroidSums& sums);
-inline std::int64_t FuzzyScratch(int clustersCount) {
-  return std::int64_t{4} * clustersCount * kMostLanes;
-}
 
 bool AreFinite(const std::vector<double>& values);
 

@@ -1,6 +1,7 @@
 // The memberships of fuzzy c-means, compiled per instruction set; included by
-// Mth_clustering_loops_internal.h. A whole power of the ratio of two distances is a product; of any other
-// one, the power of each distance is taken once and the ratio is that of the powers.
+// Mth_clustering_loops_internal.h. A whole power of the ratio of two distances is a product. Of any other
+// one, the power of each distance is taken once; it serves the weights, too, unless the exponents are so
+// large that they would lose digits.
 
 // Distances below this are far from overflow, whatever is done to them here.
 inline constexpr double kLargestCorrectable = 1e100;
@@ -186,30 +187,89 @@ MTH_INLINE Lanes UpdateSamples(const double* features, const CentroidView& centr
   return largest;
 }
 
+#include "mth/clustering/Mth_fuzzy_powers_loops_internal.h"
+
+MTH_INLINE DistanceRows RowsIn(double* scratch, std::ptrdiff_t clusters) {
+  return {scratch, LaneRow(scratch, clusters), LaneRow(scratch, 3 * clusters),
+          LaneRow(scratch, 2 * clusters)};
+}
+
+// New memberships of kLanes samples, as UpdateLanes, and their weights, by shared powers.
+template <int kDimensions>
+MTH_INLINE Lanes ShareSamples(const double* features, const CentroidView& centroids, int dimensions,
+                              const FuzzyRule& rule, double* scratch, LaneIndices isSample,
+                              double* memberships, double* weights, Lanes largest) {
+  const int clusters = centroids.count;
+  const PowerRows powers{scratch, LaneRow(scratch, clusters)};
+  Lanes total = {};
+  const LaneIndices isFar =
+      ComputePowers<kDimensions>(features, centroids, dimensions, *rule.shared, powers, total);
+  largest =
+      ShareTotal(powers, clusters, *rule.shared, total, isFar == 0, isSample, memberships, weights, largest);
+  if (!HasAny(isFar)) return largest;
+  const DistanceRows rows =
+      RowsIn(scratch, clusters);  // each sample by itself: the lanes beside it keep theirs
+  ComputeDistances<kDimensions>(features, centroids, dimensions, rows, PlainDistance{});
+  largest = UpdateLanes<DividedRatios<false>>(rows, clusters, AnyPower(rule.ratio.exponent), isFar, isSample,
+                                              memberships, largest);
+  WeighLanes(memberships, clusters, AnyPower(rule.weight.exponent), isFar, weights);
+  return largest;
+}
+
+template <int kDimensions>
+inline Lanes UpdateBySharedPowers(const SampleView& samples, const CentroidView& centroids, int dimensions,
+                                  const FuzzyRule& rule, double* scratch, double* memberships,
+                                  const SumView& sums) {
+  const int clusters = centroids.count;
+  const LaneIndices lane = LaneNumbers();
+  double* weights = scratch + std::ptrdiff_t{4} * clusters * kMostLanes;
+  Lanes largest = {};
+  ForEachBlock(samples, [&](std::ptrdiff_t block, int count, const double* features) {
+    double* members = memberships + block * clusters * kBlockSamples;
+    for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
+      largest = ShareSamples<kDimensions>(features + b, centroids, dimensions, rule, scratch,
+                                          lane < count - b, members + b, weights + b, largest);
+    }
+    AddMemberBlock<kDimensions>(weights, features, count, clusters, dimensions, FirstPower{}, sums);
+  });
+  return largest;
+}
+
+template <int kDimensions, class Power>
+inline Lanes UpdateByRatios(const SampleView& samples, const CentroidView& centroids, int dimensions,
+                            const FuzzyRule& rule, Power ratioPower, double* scratch, double* memberships,
+                            const SumView& sums) {
+  const int clusters = centroids.count;
+  const DistanceRows rows = RowsIn(scratch, clusters);
+  const LaneIndices lane = LaneNumbers();
+  const auto measure = MeasureFor(ratioPower);
+  Lanes largest = {};
+  ForEachBlock(samples, [&](std::ptrdiff_t block, int count, const double* features) {
+    double* members = memberships + block * clusters * kBlockSamples;
+    for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
+      largest = UpdateSamples<kDimensions>(features + b, centroids, dimensions, rows, measure, ratioPower,
+                                           lane < count - b, members + b, largest);
+    }
+    WithPower(rule.weight, [&](auto weightPower) {
+      AddMemberBlock<kDimensions>(members, features, count, clusters, dimensions, weightPower, sums);
+    });
+  });
+  return largest;
+}
+
 double UpdateMemberships(const SampleView& samples, const CentroidView& centroids, const FuzzyRule& rule,
                          double* scratch, double* memberships, const SumView& sums) {
-  const int clusters = centroids.count;
-  const DistanceRows rows{scratch, LaneRow(scratch, clusters), LaneRow(scratch, std::ptrdiff_t{3} * clusters),
-                          LaneRow(scratch, std::ptrdiff_t{2} * clusters)};
-  const LaneIndices lane = LaneNumbers();
-  Lanes largest = {};
-  const auto update = [&](auto constant, auto ratioPower, const auto& measure) {
+  const Lanes largest = WithDimensions(samples.dimensions, [&](auto constant) {
     constexpr int kDimensions = decltype(constant)::value;
     const int dimensions = kDimensions > 0 ? kDimensions : samples.dimensions;
-    ForEachBlock(samples, [&](std::ptrdiff_t block, int count, const double* features) {
-      double* members = memberships + block * clusters * kBlockSamples;
-      for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
-        const LaneIndices isSample = lane < count - b;
-        largest = UpdateSamples<kDimensions>(features + b, centroids, dimensions, rows, measure, ratioPower,
-                                             isSample, members + b, largest);
-      }
-      WithPower(rule.weight, [&](auto weightPower) {
-        AddMemberBlock<kDimensions>(members, features, count, clusters, dimensions, weightPower, sums);
-      });
+    if (rule.shared) {
+      return UpdateBySharedPowers<kDimensions>(samples, centroids, dimensions, rule, scratch, memberships,
+                                               sums);
+    }
+    return WithPower(rule.ratio, [&](auto ratioPower) {
+      return UpdateByRatios<kDimensions>(samples, centroids, dimensions, rule, ratioPower, scratch,
+                                         memberships, sums);
     });
-  };
-  WithDimensions(samples.dimensions, [&](auto constant) {
-    WithPower(rule.ratio, [&](auto ratioPower) { update(constant, ratioPower, MeasureFor(ratioPower)); });
   });
   double changes[kLanes];
   Store(changes, largest);

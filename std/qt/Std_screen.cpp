@@ -1,10 +1,16 @@
+#include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QDeadlineTimer>
+#include <QEvent>
+#include <QLibrary>
+#include <QPointer>
 #include <QThread>
 #include <QWidget>
 #include <QWindow>
 #include <cstdlib>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "std/qt/Std_screen_internal.h"
 
@@ -42,10 +48,55 @@ void WaitUntilViewable(xcb_connection_t* connection, QWidget& window) {
 }
 #endif
 
-// Whether the platform has no pixels for a window before it has sent it events.
-bool MustPump() {
-  const QString platform = QGuiApplication::platformName();
-  return platform.startsWith("wayland") || platform == "cocoa";
+// Keeps what the window system tells other windows, in its order, until it ends: it would run code of the
+// host.
+class OtherWindowsHeld : public QObject {
+ public:
+  explicit OtherWindowsHeld(const QWindow* window) : window_(window) { qApp->installEventFilter(this); }
+  ~OtherWindowsHeld() override {
+    qApp->removeEventFilter(this);
+    for (const auto& [receiver, event] : held_) {
+      if (receiver) {
+        QCoreApplication::postEvent(receiver, event);
+      } else {
+        delete event;
+      }
+    }
+  }
+  bool eventFilter(QObject* receiver, QEvent* event) override {
+    if (!receiver->isWindowType() || receiver == window_ || !event->spontaneous()) return false;
+    held_.emplace_back(receiver, event->clone());
+    return true;
+  }
+
+ private:
+  const QWindow* window_;
+  std::vector<std::pair<QPointer<QObject>, QEvent*>> held_;
+};
+
+// Hands out what Qt has heard from the window system, which waits apart from the posted events. Qt offers it
+// to its platforms only, so that it is looked up, and may be missing.
+using SendWindowSystemEvents = bool (*)(QEventLoop::ProcessEventsFlags);
+SendWindowSystemEvents FindSender() {
+  return reinterpret_cast<SendWindowSystemEvents>(QLibrary::resolve(
+      "Qt6Gui", 6,
+      "_ZN22QWindowSystemInterface22sendWindowSystemEventsE6QFlagsIN10QEventLoop17ProcessEventsFlagEE"));
+}
+
+// A Wayland compositor has no pixels for a window before it was sent events and Qt has answered them. Qt
+// reads them when its dispatcher says that it is awake.
+bool WaitUntilConfigured(const QWidget& window) {
+  static const SendWindowSystemEvents send = FindSender();
+  QAbstractEventDispatcher* const dispatcher = QAbstractEventDispatcher::instance();
+  if (send == nullptr || dispatcher == nullptr) return false;
+  const OtherWindowsHeld held(window.windowHandle());
+  const QDeadlineTimer deadline(kPatienceMilliseconds);
+  while (!IsExposed(window) && !deadline.hasExpired()) {
+    Q_EMIT dispatcher->awake();
+    send(QEventLoop::ExcludeUserInputEvents);
+    QThread::msleep(1);
+  }
+  return IsExposed(window);
 }
 
 // What people do stays in the queue, and so do timers and sockets; queued calls of the host may pass.
@@ -66,7 +117,10 @@ void WaitForScreen(QWidget& window) {
 #if defined(MTH_HAS_XCB)
   if (xcb_connection_t* connection = X11Connection()) WaitUntilViewable(connection, window);
 #endif
-  if (MustPump()) PumpUntilExposed(window);
+  const QString platform = QGuiApplication::platformName();
+  const bool isWayland = platform.startsWith("wayland");
+  if (isWayland && WaitUntilConfigured(window)) return;
+  if (isWayland || platform == "cocoa") PumpUntilExposed(window);
   window.setAttribute(Qt::WA_Mapped);  // Qt paints no window that it does not know to be on the screen
 }
 

@@ -224,6 +224,12 @@ TEST_F(QtDisplay, ComputationRunsNoCodeOfTheHost) {
   QMetaObject::invokeMethod(
       &timer, [&] { ++posted; }, Qt::QueuedConnection);
   QTimer::singleShot(0, [&] { ++posted; });
+  struct Window : QWidget {
+    int painted = 0;
+    void paintEvent(QPaintEvent*) override { ++painted; }
+  } window;  // which the window system is about to show
+  window.show();
+  window.painted = 0;
   {
     TSTD_WAIT_BAR bar;
     bar.Show();
@@ -231,7 +237,8 @@ TEST_F(QtDisplay, ComputationRunsNoCodeOfTheHost) {
   }
   EXPECT_EQ(timeouts, 0);
   EXPECT_EQ(posted, 0);
-  EXPECT_TRUE(PumpUntil([&] { return posted == 2 && timeouts > 0; }));
+  EXPECT_EQ(window.painted, 0);
+  EXPECT_TRUE(PumpUntil([&] { return posted == 2 && timeouts > 0 && window.painted > 0; }));
 }
 
 TEST_F(QtDisplay, ALongActionShowsThatItIsCut) {

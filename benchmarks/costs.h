@@ -1,0 +1,67 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "mth/Mth.h"
+
+// The operations whose costs costs.cpp measures, and their input.
+
+namespace mth_benchmark {
+
+enum class Kind { Ordinary, OneNaN, OneInfinity, AllEqual };
+inline constexpr Kind kKinds[] = {Kind::Ordinary, Kind::OneNaN, Kind::OneInfinity, Kind::AllEqual};
+
+using Values = std::vector<double>;
+using Run = std::function<void()>;
+/// Prepares input of that kind and size; what it returns is measured, and may be run again.
+using Prepare = std::function<Run(Kind, int)>;
+
+// Between 50 and 150.
+template <class T = double>
+std::vector<T> Make(Kind kind, int count, unsigned seed = 1) {
+  std::mt19937 engine(seed);
+  std::vector<T> values(static_cast<std::size_t>(count));
+  for (T& value : values) value = static_cast<T>(50.0 + 1e-6 * static_cast<double>(engine() % 100000000));
+  if (kind == Kind::AllEqual) std::fill(values.begin(), values.end(), T{75});
+  if (kind == Kind::OneNaN) values[values.size() / 2] = std::numeric_limits<T>::quiet_NaN();
+  if (kind == Kind::OneInfinity) values[values.size() / 2] = std::numeric_limits<T>::infinity();
+  return values;
+}
+
+inline std::shared_ptr<MTH_MATRIX> MakeMatrix(Kind kind, int rows, int columns, int type = 0,
+                                              unsigned seed = 1) {
+  auto matrix = std::make_shared<MTH_MATRIX>(rows, columns, type);
+  const Values values = Make(kind, rows * columns, seed);
+  for (int i = 0; i < rows * columns; ++i)
+    matrix->Set(i / columns, i % columns, values[static_cast<std::size_t>(i)]);
+  return matrix;
+}
+
+struct Case {
+  std::string name;
+  int size;
+  Prepare prepare;
+};
+using Cases = std::vector<Case>;
+
+template <class Result>
+void Free(Result* result) {
+  delete result;
+}
+
+void AddMatrices(Cases& cases);
+void AddValues(Cases& cases);
+void AddImages(Cases& cases);
+void AddClusterings(Cases& cases);
+void AddPointsAndCosts(Cases& cases);
+
+}  // namespace mth_benchmark

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+
+#include "mth/core/Mth_elementary_internal.h"
+#include "mth/core/Mth_power_table_internal.h"
+
+namespace mth_internal {
+
+/// What the powers of many numbers to one moderate exponent look up: x = 2^e z with z = (1 + r) / c for a
+/// tabled c, so that x^y = (2^e)^y c^-y (1 + r)^y. Two tables and a short series take the place of a
+/// logarithm and an exponential. The error is below three units in the last place.
+struct FixedPowerTable {
+  static constexpr double kMostExponent = 10.0;  // in magnitude: the series is long enough for it
+  static constexpr int kWholes = 1024;
+  static constexpr int kRows = 128;
+  static constexpr int kTerms = 8;
+  /// Numbers from 1 / kLimit to kLimit are in the tables.
+  static constexpr double kLimit = 0x1p510;
+
+  explicit FixedPowerTable(double exponent) {
+    double binomial = 1.0;
+    for (int i = 0; i < kTerms; ++i) {
+      binomial *= (exponent - i) / (i + 1.0);
+      series[kTerms - 1 - i] = binomial;
+    }
+    for (int i = 0; i < kRows; ++i) {
+      rows[i][0] = kPowerRows[i][0];
+      rows[i][1] = Power(kPowerRows[i][0], -exponent);
+    }
+    for (int i = 0; i < kWholes; ++i) wholes[i] = std::ldexp(1.0, i - kWholes / 2);
+    Powers(wholes, exponent, kWholes, wholes);
+  }
+
+  double series[kTerms];    // of ((1 + r)^y - 1) / r, from the highest power down
+  double rows[kRows][4]{};  // c, and it to the power -y
+  double wholes[kWholes];   // of 2^(i - kWholes / 2); 0 or infinite where the power is
+};
+
+}  // namespace mth_internal
