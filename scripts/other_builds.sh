@@ -77,13 +77,15 @@ compare_sets() {
 
 # build_and_run_tests NAME [room...]: the test programs of these rooms, or of all, run by CTest.
 build_and_run_tests() {
-  local name=$1 targets=(all) filter=() room
+  local name=$1 room
   shift
-  if [ $# -gt 0 ]; then
-    targets=()
-    for room in "$@"; do targets+=("${room}_test"); done
-    filter=(-R "$(IFS='|'; echo "^($*)_test\$")")
+  if [ $# -eq 0 ]; then
+    build_targets "$name" all
+    ctest --test-dir "build/bits/$name" --output-on-failure --no-tests=error
+    return
   fi
-  build_targets "$name" "${targets[@]}"
-  ctest --test-dir "build/bits/$name" --output-on-failure --no-tests=error "${filter[@]}"
+  build_targets "$name" "${@/%/_test}"
+  for room in "$@"; do
+    ctest --test-dir "build/bits/$name/tests/$room" --output-on-failure --no-tests=error
+  done
 }

@@ -64,7 +64,7 @@ class GaussianStream {
   static constexpr std::int64_t kPoints = 256;
 
   void DrawPoints(std::int64_t count) {
-    double squares[kPoints];
+    double squares[kPoints] = {};
     for (std::int64_t found = 0; found < count;) {  // a point outside is overwritten by the next one
       const double x = Symmetric();
       const double y = Symmetric();
