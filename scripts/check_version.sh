@@ -13,4 +13,6 @@ expect() {
 expect CHANGELOG.md "^## $version"
 expect CITATION.cff "^version: $version\$"
 expect debian/changelog "^mth ($version)"
+expect packaging/vcpkg/ports/mth/vcpkg.json "^  \"version\": \"$version\",\$"
+expect web/module/package.json "^  \"version\": \"$version\",\$"
 exit $failures

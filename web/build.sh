@@ -15,12 +15,14 @@ module=$PWD/web/module/dist
 site=$PWD/web/dist
 flags=(-DCMAKE_CXX_FLAGS_RELEASE="-O3 -DNDEBUG" -DMTH_WARNINGS_AS_ERRORS=ON)
 kinds=(simd plain)
+patience=900 # seconds for a download, and for another build that goes on here
 if [ "$mode" = --quick ]; then
   out=build/web-quick
   module=$PWD/$out/module/dist
   site=$PWD/$out/site
   # The library as ever: with less of inlining its vectors would pass through JavaScript, which has none, on their way.
-  flags=(-DMTH_QUICK_BUILD=ON -DCMAKE_CXX_FLAGS_RELEASE="-O3 -DNDEBUG" -DCMAKE_EXE_LINKER_FLAGS=-O1)
+  # Another compiler's warnings are no fault of the page.
+  flags=(-DMTH_QUICK_BUILD=ON -DMTH_WARNINGS_AS_ERRORS=OFF -DCMAKE_CXX_FLAGS_RELEASE="-O3 -DNDEBUG" -DCMAKE_EXE_LINKER_FLAGS=-O1)
   kinds=(simd)
 fi
 
@@ -39,12 +41,15 @@ else
 fi
 [ "$(node -p 'process.versions.node.split(".")[0] >= 18')" = true ] || leave_out "Node 18 or later"
 
-mkdir -p "$out"
-exec 9>build/web.lock # two builds at once would write the same files
-flock 9
+{ mkdir -p "$out" && [ -w build ] && [ -w web ]; } 2>/dev/null || leave_out "to write into build/ and web/"
+if [ -z "${MTH_WEB_LOCK-}" ]; then # which web/test.sh holds already
+  exec 9>build/web.lock            # two builds at once would write the same files
+  flock -w $patience 9 || leave_out "the other build that goes on here to end"
+fi
 fetch_sources "$PWD/build/web-sources" || leave_out "the sources of ${SOURCE_PACKAGES[*]}: see build/web-sources.log"
 if ! cmp -s web/package-lock.json web/node_modules/.mth-lock; then
-  (cd web && npm ci --ignore-scripts --no-audit --no-fund >/dev/null 2>../build/npm.log) || leave_out "npm's packages: see build/npm.log"
+  (cd web && timeout $patience npm ci --ignore-scripts --no-audit --no-fund >/dev/null 2>../build/npm.log) ||
+    leave_out "npm's packages: see build/npm.log"
   cp web/package-lock.json web/node_modules/.mth-lock
 fi
 

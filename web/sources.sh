@@ -18,7 +18,7 @@ fetch_sources() {
     local options=(-qq -o "Dir::Etc::SourceList=$PWD/sources.list" -o Dir::Etc::SourceParts=- -o "Dir::State::Lists=$PWD/lists"
       -o "Dir::Cache=$PWD" -o Acquire::Retries=2 -o Acquire::http::Timeout=30)
     [ "$(id -u)" -eq 0 ] && options+=(-o APT::Sandbox::User=root)
-    apt-get "${options[@]}" update && apt-get "${options[@]}" --download-only source "${SOURCE_PACKAGES[@]}" || exit 1
+    timeout 600 apt-get "${options[@]}" update && timeout 600 apt-get "${options[@]}" --download-only source "${SOURCE_PACKAGES[@]}" || exit 1
     for name in "${SOURCE_PACKAGES[@]}"; do dpkg-source --no-check -x "$name"_*.dsc "$name" >/dev/null || exit 1; done
     rm -rf lists archives pkgcache.bin srcpkgcache.bin
   ) >"$folder.log" 2>&1 || return 1

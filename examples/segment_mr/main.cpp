@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "dicom.h"
@@ -123,15 +124,20 @@ std::vector<std::string> InputsOf(const Options& options) {
   return inputs;
 }
 
-// Takes the noise off all images; of a single one the confidence is kept.
+// Takes the noise off all images, and keeps what it found; of a single image the confidence, too.
 std::vector<double> DenoiseAll(std::vector<GreyImage>& channels, std::optional<GreyImage>& second,
-                               const Options& options) {
+                               Options& options) {
   if (!*options.denoises) return {};
   example::DenoisingOptions denoising;
   denoising.deviation = options.sigma;
   std::vector<double> confidence;
-  for (GreyImage& channel : channels) confidence = example::DenoiseInside(channel, denoising).confidence;
-  if (second) example::DenoiseInside(*second, denoising);
+  const auto denoise = [&](GreyImage& image) {
+    example::DenoisingResult found = example::DenoiseInside(image, denoising);
+    options.deviations.insert(options.deviations.end(), found.deviations.begin(), found.deviations.end());
+    return std::move(found.confidence);
+  };
+  for (GreyImage& channel : channels) confidence = denoise(channel);
+  if (second) denoise(*second);
   return channels.size() == 1 ? confidence : std::vector<double>();
 }
 

@@ -32,6 +32,8 @@ struct Options {
   std::optional<int> index;      ///< of the plane along the axis
   std::optional<bool> denoises;  ///< before the segmentation; open: for tissues, without values below 0
   double sigma = 0.0;            ///< deviation of the noise; 0: estimated
+  std::vector<double>
+      deviations;  ///< of the noise that was taken off, image by image; none without denoising
   example::Side side = example::Side::Radiological;
   example::Stopwatch clock;  ///< of the run
 };

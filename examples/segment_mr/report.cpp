@@ -79,6 +79,13 @@ std::string IterationsText(const Segmentation& segmentation, const Options& opti
          (segmentation.hasConverged ? " (converged)" : " (not converged)");
 }
 
+// Of each image, or of each plane of one that is too thin for blocks.
+std::string NoiseText(const Options& options) {
+  std::string text = "before the segmentation, noise of standard deviation";
+  for (const double deviation : options.deviations) text += " " + Rounded(deviation, 4);
+  return text + (options.sigma > 0.0 ? " (given)" : "");
+}
+
 std::string Row(const std::string& name, const std::string& value) {
   std::string row = "  " + name;
   row.resize(16, ' ');
@@ -149,6 +156,7 @@ Json ImageJson(const GreyImage& image, const Inside& inside, const Options& opti
   if (options.axis)
     json["plane"] = {{"axis", std::string(1, "xyz"[*options.axis])}, {"index", *options.index}};
   json["denoised"] = options.denoises.value_or(false);
+  json["noise_deviations"] = options.deviations;
   json["mask"] = nullptr;
   if (!options.maskPath.empty()) json["mask"] = options.maskPath;
   json["threshold"] = options.threshold;
@@ -248,7 +256,7 @@ std::string TextReport(const GreyImage& image, const Inside& inside, const Segme
   if (!image.replaced.empty())
     text +=
         Row("not finite", std::to_string(image.replaced.size()) + (IsVolume(image) ? " voxels" : " pixels"));
-  if (options.denoises.value_or(false)) text += Row("denoised", "before the segmentation");
+  if (options.denoises.value_or(false)) text += Row("denoised", NoiseText(options));
   text += Row("method", MethodText(options));
   if (!segmentation.changes.empty()) {
     text += Row("iterations", IterationsText(segmentation, options));

@@ -129,6 +129,7 @@ TEST(SegmentMr, DividesPlanesIntoTissues) {
     const Json report = Segment(folder, kSlice, denoises ? "" : "--no-denoise");
     EXPECT_EQ(report["method"], "tissues and mixtures");
     EXPECT_EQ(report["image"]["denoised"], denoises);
+    EXPECT_EQ(report["image"]["noise_deviations"].size(), denoises ? 1U : 0U);
     ExpectNear(Column(report, "centroid"), {31.0, 72.0, 113.0}, 9.0);
   }
   NiftiFile scores = TwoClasses();

@@ -120,6 +120,11 @@ function wordsOf(host: HostName): string[] {
   return [name.startsWith("-") ? `./${name}` : name, ...(host === "denoise_mr" ? denoiseWords(words) : words)];
 }
 
+/** Whether the deviation of the noise is the user's; 0 is none. */
+function isNoiseGiven(host: HostName): boolean {
+  return wordsOf(host).some((word) => word.startsWith("--sigma=") && Number(word.slice("--sigma=".length)) !== 0);
+}
+
 function showCommand(host: HostName): void {
   const words = wordsOf(host).map((word) => (/^[\w./=,+-]+$/.test(word) ? word : `'${word.replaceAll("'", "'\\''")}'`));
   block("command").textContent = [host, ...words].join(" ");
@@ -140,7 +145,7 @@ async function reportOf<T>(files: Files): Promise<T> {
 
 function denoise(): Promise<void> {
   return whileBusy("Reading", async () => {
-    const isGiven = wordsOf("denoise_mr").some((word) => word.startsWith("--sigma="));
+    const isGiven = isNoiseGiven("denoise_mr");
     const { files, seconds } = await runHost("denoise_mr");
     results.showDenoised(await reportOf<DenoiseReport>(files), isGiven, seconds, files);
     const [name, blob] = [...files].find(([file]) => file.endsWith(".nii.gz"))!;
@@ -150,9 +155,10 @@ function denoise(): Promise<void> {
 
 function segment(): Promise<void> {
   return whileBusy("Reading", async () => {
+    const isGiven = isNoiseGiven("segment_mr");
     const { files, seconds } = await runHost("segment_mr");
-    const report = await reportOf<SegmentReport & { image: { denoised: boolean; plane: unknown } }>(files);
-    results.showSegmented(report, report.image.denoised ? "denoised before, " : "", seconds, files);
+    const report = await reportOf<SegmentReport>(files);
+    results.showSegmented(report, isGiven, seconds, files);
     const labels = [...files].find(([file]) => /(^labels|_dseg)\.nii\.gz$/.test(file));
     if (!labels) return;
     const over = { blob: labels[1], classes: labelClasses(report) };

@@ -6,7 +6,8 @@ import type { LabelClass } from "./viewer.js";
 /** What the page reads of the hosts' reports. */
 export interface SegmentReport {
   method: string;
-  image: { voxel_size_mm: number[] | null };
+  /** The deviations are those of the noise that was taken off before: of the image, or of planes too few for blocks. */
+  image: { voxel_size_mm: number[] | null; plane: unknown; denoised: boolean; noise_deviations: number[] };
   classes: (LabelClass & { centroid: number; mean: number | null; deviation: number | null; voxels: number;
                            volume_ml?: number | null; area_mm2?: number | null })[];
   undecided_label?: number;
@@ -33,17 +34,15 @@ export class ResultsPanel {
   }
 
   showDenoised(report: DenoiseReport, isGiven: boolean, seconds: number, files: Files): void {
-    const least = Math.min(...report.deviations);
-    const greatest = Math.max(...report.deviations);
-    const noise = least === greatest ? number(least) : `${number(least)} to ${number(greatest)}`;
-    block("summary").textContent = greatest > 0
-      ? `Denoised by ${report.method}: noise of standard deviation ${noise} ${isGiven ? "given" : "found"}, ${seconds.toFixed(1)} s.`
+    block("summary").textContent = Math.max(...report.deviations) > 0
+      ? `Denoised by ${report.method}: ${noiseText(report.deviations, isGiven)}, ${seconds.toFixed(1)} s.`
       : `No noise was found, ${seconds.toFixed(1)} s: the image has none, is a single line, or is black in more than half.`;
     block("table").hidden = true;
     this.offer(files);
   }
 
-  showSegmented(report: SegmentReport, noise: string, seconds: number, files: Files): void {
+  showSegmented(report: SegmentReport, isGiven: boolean, seconds: number, files: Files): void {
+    const noise = report.image.denoised ? `${noiseText(report.image.noise_deviations, isGiven)} and taken off, ` : "";
     const warnings = report.warnings.map((warning) => ` Warning: ${warning}.`).join("");
     block("summary").textContent = `${report.classes.length} classes by ${report.method}, ${noise}${seconds.toFixed(1)} s.${warnings}`;
     block("table").replaceChildren(tableOf(report));
@@ -72,6 +71,12 @@ export class ResultsPanel {
     for (const url of this.urls) URL.revokeObjectURL(url);
     this.urls = [];
   }
+}
+
+function noiseText(deviations: number[], isGiven: boolean): string {
+  const [least, greatest] = [Math.min(...deviations), Math.max(...deviations)];
+  const text = least === greatest ? number(least) : `${number(least)} to ${number(greatest)}`;
+  return `noise of standard deviation ${text} ${isGiven ? "given" : "found"}`;
 }
 
 /** The classes whose labels an image holds, undecided voxels among them. */

@@ -1,7 +1,8 @@
 // Scans: from files, folders and the sample, with what they are checked for before they are read whole.
 
-import { isCompressed, isNIFTI, readHeader } from "nifti-reader-js";
+import { isNIFTI, readHeader } from "nifti-reader-js";
 import { bytesText } from "./elements.js";
+import { unpacked } from "./gzip.js";
 
 export interface Scan {
   name: string;
@@ -11,8 +12,8 @@ export interface Scan {
 
 /** Voxels of the largest scan: beyond them the computation would need more than the 4 GB that WebAssembly addresses. */
 export const MOST_VOXELS = 20_000_000;
-/** The largest file that is read: MOST_VOXELS in the widest type of numbers. */
-const MOST_BYTES = 512e6;
+/** The largest file that is read, packed or not: MOST_VOXELS in the widest type of numbers. */
+export const MOST_BYTES = 512e6;
 const LEAST_HEADER_BYTES = 348;
 const MOST_HEADER_BYTES = 544;  // of NIfTI-2
 
@@ -32,8 +33,7 @@ export async function openNifti(file: File): Promise<Scan> {
   if (file.size > MOST_BYTES)
     throw new Error(`${file.name} has ${bytesText(file.size)}: this page takes files up to ${bytesText(MOST_BYTES)}, ` +
                     "since WebAssembly addresses 4 GB. The command-line hosts take larger ones.");
-  const start = await headerOf(file);
-  const header = start && headerIn(start);
+  const header = headerIn((await unpacked(file, MOST_HEADER_BYTES)).buffer);
   if (!header) throw new Error(`${file.name} is damaged or no NIfTI image.`);
   const [count = 0, x = 1, y = 1, z = 1, ...others] = header.dims.map(Number);
   if (count > 3 && others.slice(0, count - 3).some((length) => length > 1))
@@ -49,42 +49,9 @@ export async function openNifti(file: File): Promise<Scan> {
 
 function headerIn(start: ArrayBuffer) {
   try {
-    return isNIFTI(start) ? readHeader(start) : null;
+    return start.byteLength >= LEAST_HEADER_BYTES && isNIFTI(start) ? readHeader(start) : null;
   } catch {
     return null;  // it ends within
-  }
-}
-
-// The first bytes, decompressed; null where they cannot be.
-async function headerOf(file: File): Promise<ArrayBuffer | null> {
-  const start = await file.slice(0, MOST_HEADER_BYTES).arrayBuffer();
-  if (start.byteLength < 2 || !isCompressed(start)) return start.byteLength >= LEAST_HEADER_BYTES ? start : null;
-  if (typeof DecompressionStream === "undefined") return unpackedHeader(await file.arrayBuffer());
-  const reader = file.stream().pipeThrough(new DecompressionStream("gzip")).getReader();
-  const header = new Uint8Array(MOST_HEADER_BYTES);
-  try {
-    for (let length = 0; length < MOST_HEADER_BYTES;) {
-      const { done, value } = await reader.read();
-      if (done) return length >= LEAST_HEADER_BYTES ? header.buffer.slice(0, length) : null;
-      header.set(value.subarray(0, MOST_HEADER_BYTES - length), length);
-      length += value.length;
-    }
-    return header.buffer;
-  } catch {
-    return null;
-  } finally {
-    void reader.cancel().catch(() => undefined);
-  }
-}
-
-// Of a browser without streams that decompress.
-async function unpackedHeader(packed: ArrayBuffer): Promise<ArrayBuffer | null> {
-  const { gunzipSync } = await import("fflate");
-  try {
-    const header = gunzipSync(new Uint8Array(packed)).slice(0, MOST_HEADER_BYTES);
-    return header.length >= LEAST_HEADER_BYTES ? header.buffer : null;
-  } catch {
-    return null;
   }
 }
 

@@ -2,6 +2,8 @@
 
 import { NVImage, Niivue, SHOW_RENDER } from "@niivue/niivue";
 import { block, element, input } from "./elements.js";
+import { unpacked } from "./gzip.js";
+import { MOST_BYTES } from "./source.js";
 
 export interface LabelClass {
   label: number;
@@ -98,10 +100,8 @@ export class Viewer {
 }
 
 async function imageOf(blob: Blob, name: string, colormap: string, opacity: number): Promise<NVImage> {
-  const buffer = await blob.arrayBuffer();
-  const isPacked = new Uint8Array(buffer, 0, 2)[0] === 31;
-  return NVImage.loadFromUrl({ url: isPacked ? "image.nii.gz" : "image.nii", buffer, name: isPacked ? "image.nii.gz" : "image.nii",
-                               colormap, opacity, colorbarVisible: false, limitFrames4D: 1 })
+  const { buffer } = await unpacked(blob, MOST_BYTES);
+  return NVImage.loadFromUrl({ url: "image.nii", buffer, name: "image.nii", colormap, opacity, colorbarVisible: false, limitFrames4D: 1 })
     .catch(() => { throw new Error(`${name} cannot be shown.`); });
 }
 

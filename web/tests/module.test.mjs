@@ -147,6 +147,7 @@ test("what does not fit is a RangeError with its reason", () => {
     [() => mth.fuzzyCMeans([1, 2], { clusters: 2, tolerance: -1 }), /tolerance/],
     [() => mth.allocate("int8", 4), /type/],
     [() => mth.registerLandmarks([0, 0, 0], []), /size/],
+    [() => mth.registerLandmarks([1e300, 0, 0, 0, 1e300, 0], [1e300, 0, 0, 0, 1e300, 0]), /too far/],
     [() => mth.texture([0, 1], [2, 1, 1], { labels: [0, 0] }), /no region/],
     [() => mth.texture([0, 1], [2, 1, 1], { levels: 1 }), /levels/],
     [() => mth.texture([0, 1], [2, 1, 1], { labels: [1, 257] }), /0 to 255/],

@@ -72,6 +72,8 @@ test("the sample: denoised and segmented, with the files and reports of the comm
     assert.ok(native.get(name).equals(await saved(name)), `${name} differs`);
   const report = comparable(native.get("report.json"));
   assert.deepEqual(comparable(await saved("report.json")), report);
+  const [noise] = report.image.noise_deviations;
+  assert.match(await text("#summary"), new RegExp(`noise of standard deviation ${Number(noise.toPrecision(4))} found and taken off`));
   for (const { name, voxels, area_mm2: area } of report.classes)
     assert.match(await text("#table"), new RegExp(`${name}.*${voxels}${area.toFixed(2)}`));
   assertQuiet(opened);
@@ -168,7 +170,8 @@ test("dropped: in the midst of a run refused in words, afterwards taken; names a
   await drop([["notes.txt", [65]]], "segment");
   await page.waitForFunction(() => /cancel it first/.test(document.getElementById("message").textContent));
   await idle(page);
-  for (const [name, bytes] of [["-été (1) & c.nii.gz", sample], ["second.nii", [...secondForm(await readFile(samplePath))]]]) {
+  for (const [name, bytes] of [["-été (1) & c.nii.gz", sample], ["second.nii", [...secondForm(await readFile(samplePath))]],
+                              ["followed by junk.nii.gz", [...sample, 74, 117, 110, 107]]]) {
     await drop([[name, bytes]]);
     await page.waitForFunction((start) => document.getElementById("scan-name").textContent.startsWith(start), `${name}: 181 × 217 × 1 `);
     await idle(page);

@@ -2,6 +2,9 @@
 
 #include <emscripten/bind.h>
 
+#include <algorithm>
+#include <cmath>
+
 #include "bundle.h"
 #include "display.h"
 #include "mth/geometry/Mth_matrix_chgref.h"
@@ -12,6 +15,15 @@ namespace {
 
 static_assert(sizeof(MTH_3D_DOUBLE) == 3 * sizeof(double));
 
+// Whether a product of two coordinates may be none any more.
+bool AreTooLarge(const MTH_3D_DOUBLE* first, const MTH_3D_DOUBLE* second, int count) {
+  constexpr double kMost = 1e150;
+  const auto isLarge = [](const MTH_3D_DOUBLE& point) {
+    return !(std::abs(point.x) <= kMost && std::abs(point.y) <= kMost && std::abs(point.z) <= kMost);
+  };
+  return std::any_of(first, first + count, isLarge) || std::any_of(second, second + count, isLarge);
+}
+
 Bundle* RegisterLandmarks(double first, double second, int count, bool isRobust) {
   return Guarded([&](Bundle& found) {
     Display().SetListener(emscripten::val::undefined());
@@ -19,6 +31,8 @@ Bundle* RegisterLandmarks(double first, double second, int count, bool isRobust)
     auto* const to = At<MTH_3D_DOUBLE>(second);
     MTH_MATRIX_CHGREF change(count, from, to);
     const bool isDone = isRobust ? change.OptimiseMeanDistance() : change.ComputeFromSetsByQuaternion();
+    if (!isDone && AreTooLarge(from, to, count))
+      throw BadInput("the points lie too far away: their squares overflow");
     if (!isDone) throw std::bad_alloc();
     double* element = found.Add<double>("matrix", 16);
     for (int i = 0; i < 4; ++i) {
