@@ -35,8 +35,9 @@ async function open(page) {
     drawn = inside.document.querySelectorAll(".MathJax").length;
     failed = inside.document.querySelectorAll(".MathJax_Error, .merror").length;
   }
+  const complaints = inside.mthComplaints || ["it was not watched"];
   const blind = [...inside.document.images].filter(image => image.complete && image.naturalWidth === 0).length;
-  await fetch("/report", {method: "POST", body: JSON.stringify({page, formulas: formulas.length, drawn, failed, blind})});
+  await fetch("/report", {method: "POST", body: JSON.stringify({page, formulas: formulas.length, drawn, failed, blind, complaints})});
   frame.remove();
 }
 (async () => {
@@ -46,19 +47,35 @@ async function open(page) {
 </script>"""
 
 
+# Stands first in every page: keeps what goes wrong there.
+WATCH = b"""<script>
+mthComplaints = [];
+addEventListener("error", event => mthComplaints.push(event.message || `missing: ${event.target.src || event.target.href}`), true);
+addEventListener("unhandledrejection", event => mthComplaints.push(String(event.reason)));
+addEventListener("securitypolicyviolation", event => mthComplaints.push(`refused: ${event.blockedURI}`));
+console.error = (...words) => mthComplaints.push(words.join(" "));
+</script>"""
+
+
 class Handler(http.server.SimpleHTTPRequestHandler):
     def __init__(self, *arguments, harness, reports, missing, **options):
         self._harness, self._reports, self._missing = harness, reports, missing
         super().__init__(*arguments, **options)
 
     def do_GET(self):
-        if self.path != "/harness":
+        page = Path(self.directory, self.path.lstrip("/"))
+        if self.path == "/harness":
+            self._send_page(self._harness.encode())
+        elif page.suffix == ".html" and page.is_file():
+            self._send_page(page.read_bytes().replace(b"<head>", b"<head>" + WATCH, 1))
+        else:
             super().do_GET()
-            return
+
+    def _send_page(self, text):
         self.send_response(200)
         self.send_header("Content-Type", "text/html; charset=utf-8")
         self.end_headers()
-        self.wfile.write(self._harness.encode())
+        self.wfile.write(text)
 
     def do_POST(self):
         self._reports.put(json.loads(self.rfile.read(int(self.headers["Content-Length"]))))
@@ -82,6 +99,8 @@ class Server(http.server.ThreadingHTTPServer):
 def faults_of(report):
     if report["formulas"] and (report["drawn"] == 0 or report["failed"]):
         yield f"{report['page']}: {report['drawn']} of {report['formulas']} formulas drawn, {report['failed']} failed"
+    for complaint in report["complaints"]:
+        yield f"{report['page']}: {complaint}"
     if report["blind"]:
         yield f"{report['page']}: {report['blind']} pictures are not shown"
 
@@ -104,11 +123,11 @@ def browse(chromium, url, reports):
 
 
 def pages_of(root, is_all):
-    """The first page, and those that have what a browser must draw."""
+    """The first page, those that have what a browser must draw, and the one that computes."""
     pages = sorted(root.glob("*.html"))
     worth = {page.name for page in pages
              if is_all or any(mark in page.read_text(encoding="utf-8", errors="replace") for mark in ("\\(", "\\[", '.png" alt='))}
-    return sorted(worth | {"index.html"})
+    return sorted(worth | {"index.html"}) + ["try/index.html"] * (root / "try/index.html").is_file()
 
 
 def main(folder, *options):

@@ -82,7 +82,7 @@ std::string IterationsText(const Segmentation& segmentation, const Options& opti
 // Of each image, or of each plane of one that is too thin for blocks.
 std::string NoiseText(const Options& options) {
   std::string text = "before the segmentation, noise of standard deviation";
-  for (const double deviation : options.deviations) text += " " + Rounded(deviation, 4);
+  for (const double deviation : options.deviations) text.append(" ").append(Rounded(deviation, 4));
   return text + (options.sigma > 0.0 ? " (given)" : "");
 }
 
