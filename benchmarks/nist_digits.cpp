@@ -22,7 +22,8 @@ double Digits(const std::vector<double>& found, const std::vector<double>& certi
   double least = kAllDigits;
   for (std::size_t i = 0; i < found.size(); ++i) {
     const double error = std::abs(found[i] / certified[i] - 1.0);
-    least = std::min(least, error > 0.0 ? -std::log10(error) : kAllDigits);
+    const double digits = error > 0.0 ? -std::log10(error) : kAllDigits;
+    least = std::isnan(error) ? 0.0 : std::min(least, digits);
   }
   return std::max(least, 0.0);
 }

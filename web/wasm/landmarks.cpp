@@ -19,7 +19,8 @@ static_assert(sizeof(MTH_3D_DOUBLE) == 3 * sizeof(double));
 bool AreTooLarge(const MTH_3D_DOUBLE* first, const MTH_3D_DOUBLE* second, int count) {
   constexpr double kMost = 1e150;
   const auto isLarge = [](const MTH_3D_DOUBLE& point) {
-    return !(std::abs(point.x) <= kMost && std::abs(point.y) <= kMost && std::abs(point.z) <= kMost);
+    return !(std::abs(point.GetX()) <= kMost && std::abs(point.GetY()) <= kMost &&
+             std::abs(point.GetZ()) <= kMost);
   };
   return std::any_of(first, first + count, isLarge) || std::any_of(second, second + count, isLarge);
 }
