@@ -18,8 +18,9 @@
 namespace mth_internal {
 namespace {
 
-constexpr int kMostPasses = 4;         // of finding the size of the solution
-constexpr int kMostSteps = 3;          // of Newton's method
+constexpr int kMostPasses = 4;  // of finding the size of the solution
+constexpr int kMostSteps = 3;   // of Newton's method
+constexpr double kConfirmingChange = 1e-4;
 constexpr double kLargeChange = 1e-7;  // its square is not yet rounding
 
 // A replacement that cannot be had is none; one without memory is a failure.
@@ -142,6 +143,34 @@ class DiscreteRiccati {
     return mth_internal::SolveOneState(system_, feedback, true, x.elements);
   }
 
+  // Where R is regular.
+  RiccatiAttempt SolveByDoubling(SquareView x, RiccatiUnits* units) {
+    std::fill_n(units->states, n_, 0);
+    if (const int refusal = Balance(units)) return {refusal};
+    const RiccatiFeedback feedback = Feedback();
+    const SquareView g = Work(6);
+    const SquareView a = Work(7);
+    for (std::int64_t i = 0; i < n_; ++i) {
+      for (std::int64_t j = 0; j < n_; ++j) {
+        a[i][j] = AAt(*units, i, j);
+        g[i][j] = std::ldexp(feedback.elements[i][j], units->Of(i, j) - feedback.exponent);
+        x[i][j] = QAt(*units, i, j);
+      }
+    }
+    if (const int refusal = mth_internal::SolveByDoubling({a, g, x}, true)) return {refusal, true};
+    if (const int refusal = extended_.Fill(system_, *units)) return {refusal, true};
+    const ClosedLoop loop(extended_, n_);
+    if (!loop) return {1};
+    WriteA(*units);
+    // A step of Newton's method confirms the solution but does not make it better: doubling cancels less.
+    const SquareView improved = Work(6);
+    std::copy_n(x.elements, n_ * n_, improved.elements);
+    double change = 0.0;
+    double margin = 0.0;
+    if (const int refusal = Improve(*units, loop, improved, &change, &margin)) return {refusal, true};
+    return {0, !(change <= kConfirmingChange) || !IsClearlyStable(margin)};
+  }
+
   // In units that balance the equation, beside one that the solution chooses.
   RiccatiAttempt SolveInBalancedUnits(SquareView x, RiccatiUnits* units) {
     std::fill_n(units->states, n_, 0);
@@ -170,6 +199,9 @@ class DiscreteRiccati {
 
  private:
   SquareView Work(int index) const { return {memory_.Get() + index * n_ * n_, n_}; }
+  SquareView A() const { return Work(0); }
+  SquareView FeedbackOfSolution() const { return Work(1); }
+  SquareView Closed() const { return Work(2); }
   ComplexPencil Form() const {
     Complex* first = complexMemory_.Get();
     return {first, first + 4 * n_ * n_, first + 8 * n_ * n_, 2 * n_};
@@ -220,6 +252,25 @@ class DiscreteRiccati {
     return std::ldexp(system_.q.At(i, j), -system_.q.exponent - units.Of(i, j));
   }
 
+  double AAt(const RiccatiUnits& units, std::int64_t i, std::int64_t j) const {
+    return std::ldexp(system_.a.At(i, j), units.states[i] - units.states[j] - system_.a.exponent);
+  }
+  void WriteA(const RiccatiUnits& units) const {
+    for (std::int64_t i = 0; i < n_; ++i) {
+      for (std::int64_t j = 0; j < n_; ++j) A()[i][j] = AAt(units, i, j);
+    }
+  }
+
+  // One step of Newton's method, after WriteA; leaves the closed loop and its feedback.
+  // @return  0, 1 or 9 for a singular R + Bt X B.
+  int Improve(const RiccatiUnits& units, const ClosedLoop& loop, SquareView x, double* change,
+              double* margin) const {
+    if (const int refusal = loop.Find(A(), x, FeedbackOfSolution(), Closed())) return refusal;
+    WriteResidual(units, A(), x, Closed(), Work(5));
+    *change = Refine(x, Closed(), Work(5), true, margin);
+    return std::isnan(*change) ? 1 : 0;
+  }
+
   // At X (closed loop) - X + Q.
   void WriteResidual(const RiccatiUnits& units, SquareView a, SquareView x, SquareView closed,
                      SquareView residual) const {
@@ -237,29 +288,20 @@ class DiscreteRiccati {
   // is to its boundary.
   RiccatiAttempt Confirm(const RiccatiUnits& units, SquareView x) {
     if (const int refusal = extended_.Fill(system_, units)) return {refusal};
-    const SquareView a = Work(0);
-    const SquareView feedback = Work(1);
-    const SquareView closed = Work(2);
-    for (std::int64_t i = 0; i < n_; ++i) {
-      for (std::int64_t j = 0; j < n_; ++j)
-        a[i][j] = std::ldexp(system_.a.At(i, j), units.states[i] - units.states[j] - system_.a.exponent);
-    }
+    WriteA(units);
     const ClosedLoop loop(extended_, n_);
     if (!loop) return {1};
     double change = 0.0;
     int steps = 0;
     do {
-      if (const int refusal = loop.Find(a, x, feedback, closed)) return {refusal, refusal == 9};
-      WriteResidual(units, a, x, closed, Work(5));
-      change = Refine(x, closed, Work(5), true);
-      if (std::isnan(change)) return {1};
+      if (const int refusal = Improve(units, loop, x, &change, nullptr)) return {refusal, refusal == 9};
     } while (std::isfinite(change) && change > kLargeChange && ++steps < kMostSteps);
     const bool isLost = NormOf(x) == 0.0 && !system_.q.isZero;
     double sizeOfQ = 0.0;
     for (std::int64_t i = 0; i < n_; ++i) {
       for (std::int64_t j = 0; j < n_; ++j) sizeOfQ = std::max(sizeOfQ, std::abs(QAt(units, i, j)));
     }
-    const double size = NormOf(a);
+    const double size = NormOf(A());
     const double doubt = (size * size + 1.0) * NormOf(x) + sizeOfQ;
     double margin = std::numeric_limits<double>::infinity();
     const ComplexPencil form = Form();
@@ -267,7 +309,8 @@ class DiscreteRiccati {
       const std::int64_t diagonal = k * (2 * n_ + 1);
       margin = std::min(margin, 1.0 - Modulus(form.a[diagonal]) / Modulus(form.b[diagonal]));
     }
-    const std::optional<bool> isOnBoundary = IsOnBoundary(margin, closed, feedback, doubt, true);
+    const std::optional<bool> isOnBoundary =
+        IsOnBoundary(margin, Closed(), FeedbackOfSolution(), doubt, true);
     if (!isOnBoundary) return {1};
     return {0, isLost || !std::isfinite(change), *isOnBoundary};
   }

@@ -17,8 +17,10 @@
 namespace mth_internal {
 namespace {
 
-constexpr int kMostPasses = 4;      // of finding the size of the solution
-constexpr int kFreeExponents = 10;  // by which Q and G may differ beyond A for the sake of the solution
+constexpr int kMostPasses = 4;         // of finding the size of the solution
+constexpr int kMostSteps = 4;          // of Newton's method after doubling
+constexpr double kSmallChange = 1e-8;  // its square is rounding
+constexpr int kFreeExponents = 10;     // by which Q and G may differ beyond A for the sake of the solution
 
 // [A -G; -Q -At].
 void WriteTo(SquareView h, const RiccatiTerms& terms) {
@@ -58,6 +60,28 @@ class ContinuousRiccati {
   const int* States() const { return system_.states; }
   const RiccatiFeedback& Feedback() const { return feedback_; }
 
+  RiccatiAttempt SolveByDoubling(SquareView x, RiccatiUnits* units) const {
+    units->exponent = ExponentToBalance(system_, feedback_);
+    const RiccatiTerms terms{A(), G(), Q()};
+    ChooseBalancedStates(system_, feedback_, terms, work_.Rest(), units);
+    WriteTerms(system_, feedback_, *units, terms);
+    const std::int64_t area = n_ * n_;
+    double* copies = work_.Large(1).elements;
+    std::copy_n(terms.a.elements, area, copies);
+    std::copy_n(terms.g.elements, area, copies + area);
+    std::copy_n(terms.q.elements, area, x.elements);
+    if (const int refusal = mth_internal::SolveByDoubling({{copies, n_}, {copies + area, n_}, x}, false))
+      return {refusal, true};
+    for (int i = 0; i < kMostSteps; ++i) {
+      double margin = 0.0;
+      const double change = Improve(x, work_.Large(0), &margin);
+      if (std::isnan(change)) return {1};
+      if (!std::isfinite(change) || !IsClearlyStable(margin)) break;
+      if (change <= kSmallChange) return {0};
+    }
+    return {9, true};
+  }
+
   // In one unit for all states, which the solution has a say in.
   RiccatiAttempt SolveInBalancedUnits(SquareView x, RiccatiUnits* units) const {
     const int first = ExponentToBalance(system_, feedback_);
@@ -92,6 +116,7 @@ class ContinuousRiccati {
   SquareView A() const { return work_.At(1); }
   SquareView G() const { return work_.At(2); }
   SquareView Q() const { return work_.At(3); }
+  SquareView Closed() const { return work_.At(4); }
 
   RiccatiAttempt Solve(const RiccatiUnits& units, bool isBalanced, SquareView x) const {
     const RiccatiTerms terms{A(), G(), Q()};
@@ -114,22 +139,34 @@ class ContinuousRiccati {
     return attempt;
   }
 
-  // One step of Newton's method, and a look at how near the closed loop is to its boundary.
+  // A look at how near the closed loop is to its boundary, and one step of Newton's method.
   // @param form  the Schur form of the Hamiltonian matrix, the stable eigenvalues first; destroyed.
   RiccatiAttempt Confirm(int status, SquareView form, SquareView x) const {
     double margin = std::numeric_limits<double>::infinity();
     for (std::int64_t k = 0; k < n_; ++k) margin = std::min(margin, -form[k][k]);
     margin /= NormOf(form);
+    const double sizeOfX = NormOf(x);
+    const double doubt = 2.0 * NormOf(A()) * sizeOfX + NormOf(Q()) + NormOf(G()) * sizeOfX * sizeOfX;
+    const bool isLost = sizeOfX == 0.0 && !system_.q.isZero;
+    const double change = Improve(x, form, nullptr);
+    if (std::isnan(change)) return {1};
+    const bool isConfirmed = std::isfinite(change) && !isLost;
+    const std::optional<bool> isOnBoundary = IsOnBoundary(margin, Closed(), G(), doubt, false);
+    if (!isOnBoundary) return {1};
+    return {status, status == 10 || !isConfirmed, *isOnBoundary};
+  }
+
+  // One step of Newton's method, as Refine; leaves the closed loop in Closed().
+  // @param work  2 n rows.
+  double Improve(SquareView x, SquareView work, double* margin) const {
     const SquareView a = A();
-    const SquareView closed = work_.At(4);
+    const SquareView closed = Closed();
     Multiply<double>({G().elements, x.elements, closed.elements, n_, n_, n_});
     for (std::int64_t i = 0; i < n_ * n_; ++i) closed.elements[i] = a.elements[i] - closed.elements[i];
-    const double sizeOfX = NormOf(x);
-    const double doubt = 2.0 * NormOf(a) * sizeOfX + NormOf(Q()) + NormOf(G()) * sizeOfX * sizeOfX;
     // At X + X A - X G X + Q = Y + Yt + Q with Y = (A - G X / 2)t X.
-    const SquareView half{form.elements, n_};
-    const SquareView residual{form.elements + n_ * n_, n_};
-    const SquareView product{form.elements + 2 * n_ * n_, n_};
+    const SquareView half{work.elements, n_};
+    const SquareView residual{work.elements + n_ * n_, n_};
+    const SquareView product{work.elements + 2 * n_ * n_, n_};
     for (std::int64_t i = 0; i < n_; ++i) {
       for (std::int64_t j = 0; j < n_; ++j) half[j][i] = 0.5 * (a[i][j] + closed[i][j]);
     }
@@ -137,13 +174,7 @@ class ContinuousRiccati {
     for (std::int64_t i = 0; i < n_; ++i) {
       for (std::int64_t j = 0; j < n_; ++j) residual[i][j] = product[i][j] + product[j][i] + Q()[i][j];
     }
-    const bool isLost = sizeOfX == 0.0 && !system_.q.isZero;
-    const double change = Refine(x, closed, residual, false);
-    if (std::isnan(change)) return {1};
-    const bool isConfirmed = std::isfinite(change) && !isLost;
-    const std::optional<bool> isOnBoundary = IsOnBoundary(margin, closed, G(), doubt, false);
-    if (!isOnBoundary) return {1};
-    return {status, status == 10 || !isConfirmed, *isOnBoundary};
+    return Refine(x, closed, residual, false, margin);
   }
 
   const RiccatiSystem& system_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <optional>
 
@@ -129,7 +130,30 @@ int ExponentToUnit(SquareView x);
 std::optional<bool> IsOnBoundary(double margin, SquareView closed, SquareView feedback, double doubt,
                                  bool isDiscrete);
 
-/// Solves an equation in units that balance it and, where that leaves a doubt, in the states' own units.
+/// The solution by doubling (Chu, Fan and Lin 2005), which is quick and does not mind terms of very different
+/// sizes, where the closed loop is clearly stable.
+/// @param terms  A, G and Q, which becomes the solution; the others are destroyed.
+/// @return       0, 1 (no memory), 5 (given up) or 9 (it does not settle soon).
+int SolveByDoubling(const RiccatiTerms& terms, bool isDiscrete);
+
+/// Solves an equation by an ordered form, in units that balance it and, where that leaves a doubt, in the
+/// states' own units.
+/// @param other, ownUnits  work.
+template <class Equation>
+RiccatiAttempt SolveByOrderedForm(Equation& equation, SquareView x, RiccatiUnits* units, SquareView other,
+                                  RiccatiUnits ownUnits) {
+  const RiccatiAttempt first = equation.SolveInBalancedUnits(x, units);
+  if (first.status == 1 || !first.isDoubtful) return first;
+  ownUnits.exponent = units->exponent;
+  const RiccatiAttempt second = equation.SolveInOwnUnits(other, &ownUnits);
+  if (second.status == 1) return second;
+  if (second.status != 0 || second.isDoubtful) return first;
+  std::copy_n(other.elements, x.size * x.size, x.elements);
+  *units = ownUnits;
+  return second;
+}
+
+/// Solves an equation by doubling where that leaves no doubt, else by its ordered form.
 /// @return  a status: 0 or 10 beside a solution.
 template <class Equation>
 int SolveByAttempts(Equation& equation, SquareView x) {
@@ -138,19 +162,11 @@ int SolveByAttempts(Equation& equation, SquareView x) {
   const WorkArray<int> states(2 * n);
   if (!other || !states) return 1;
   RiccatiUnits units{0, states.Get()};
-  RiccatiAttempt attempt = equation.SolveInBalancedUnits(x, &units);
+  RiccatiAttempt attempt = equation.SolveByDoubling(x, &units);
   if (attempt.status == 1) return 1;
-  if (attempt.isDoubtful) {
-    RiccatiUnits ownUnits{units.exponent, states.Get() + n};
-    const SquareView y{other.Get(), n};
-    const RiccatiAttempt second = equation.SolveInOwnUnits(y, &ownUnits);
-    if (second.status == 1) return 1;
-    if (second.status == 0 && !second.isDoubtful) {
-      std::copy_n(y.elements, n * n, x.elements);
-      attempt = second;
-      units = ownUnits;
-    }
-  }
+  if (attempt.status != 0 || attempt.isDoubtful)
+    attempt = SolveByOrderedForm(equation, x, &units, {other.Get(), n}, {0, states.Get() + n});
+  if (attempt.status == 1) return 1;
   if (IsGivenUp(2 * n)) return 5;
   for (std::int64_t i = 0; i < n; ++i) units.states[i] += equation.States()[i];
   units.ApplyTo(x);
@@ -163,7 +179,16 @@ int SolveByAttempts(Equation& equation, SquareView x) {
 ///          memory.
 /// @param closed    the closed loop.
 /// @param residual  what the equation leaves for x, symmetric; destroyed.
-double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete);
+/// @param margin    receives how far the closed loop's eigenvalues are from the boundary of stability, in the
+///                  continuous equation beside its size; may be null.
+double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete,
+              double* margin = nullptr);
+
+/// Whether a closed loop at this margin is so clearly stable that rounding cannot have hidden its boundary.
+inline bool IsClearlyStable(double margin) {
+  constexpr double kClearMargin = 1e-5;
+  return margin >= kClearMargin;
+}
 
 /// g = B R^-1 Bt for a symmetric m x m matrix R and an n x m matrix B.
 /// @return  0, 1 (no memory) or 6 (R is singular).

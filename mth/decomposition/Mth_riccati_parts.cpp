@@ -82,6 +82,19 @@ class Eigenvectors {
   WorkArray<Complex> work_;
 };
 
+// How far the eigenvalues of a real Schur form are from the boundary of stability.
+double MarginOf(SquareView t, bool isDiscrete) {
+  double margin = std::numeric_limits<double>::infinity();
+  for (std::int64_t k = 0; k < t.size; ++k) {
+    const bool isPair = k + 1 < t.size && t[k + 1][k] != 0.0;
+    const double imaginary =
+        isPair ? std::sqrt(std::abs(t[k][k + 1])) * std::sqrt(std::abs(t[k + 1][k])) : 0.0;
+    margin = std::min(margin, isDiscrete ? 1.0 - Modulus(Complex(t[k][k], imaginary)) : -t[k][k]);
+    if (isPair) ++k;
+  }
+  return isDiscrete ? margin : margin / NormOf(t);
+}
+
 }  // namespace
 
 int MakeFeedback(const double* r, const double* b, std::int64_t n, std::int64_t m, SquareView g) {
@@ -115,7 +128,7 @@ int MakeFeedback(const double* r, const double* b, std::int64_t n, std::int64_t 
   return 0;
 }
 
-double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete) {
+double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete, double* margin) {
   const std::int64_t n = x.size;
   constexpr double kSmallChange = 1e-2;
   const WorkArray<double> transposed(n * n);
@@ -124,6 +137,7 @@ double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscr
   Symmetrise(residual);
   const int status =
       SolveLyapunovEquation({transposed.Get(), n}, residual, true, {isDiscrete, isDiscrete ? 1.0 : 0.0});
+  if (margin != nullptr) *margin = MarginOf({transposed.Get(), n}, isDiscrete);
   const double change = LargestMagnitude(residual.elements, n * n);
   const double size = LargestMagnitude(x.elements, n * n);
   if (status == 1) return std::numeric_limits<double>::quiet_NaN();

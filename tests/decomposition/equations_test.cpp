@@ -151,6 +151,25 @@ TEST(Riccati, SolutionsFulfilTheirEquationsAndStabilise) {
         EXPECT_EQ(y->GetStatusError(), 0) << name;
         EXPECT_TRUE(Near(inUnits(*y, -1), *x, 1e-8 * Largest(*x))) << name;
       }
+      // With a state that hardly comes to rest, which leaves it to the ordered forms.
+      for (const bool isDiscrete : {false, true}) {
+        const auto beside = [](const MTH_MATRIX& matrix, int rows, int columns, double corner) {
+          return FromRule(rows, columns, kDouble, [&](int i, int j) {
+            const bool isInside = i < matrix.GetNbRows() && j < matrix.GetNbCols();
+            return isInside ? matrix.Get(i, j) : (i == j ? corner : (i < j ? 0.0 : 0.5));
+          });
+        };
+        const MTH_MATRIX q = FromRule(n + 1, n + 1, kDouble, [&](int i, int j) {
+          return i < n && j < n ? system.q.Get(i, j) : (i == j ? 1e-9 : 0.0);
+        });
+        const Regulator slow{
+            beside(system.a, n + 1, n + 1, isDiscrete ? 1.0 - 1e-6 : -1e-6),
+            FromRule(n + 1, m, kDouble, [&](int i, int j) { return i < n ? system.b.Get(i, j) : 0.0; }), q,
+            system.r};
+        const MatrixPtr x(slow.Solve(isDiscrete));
+        ASSERT_EQ(x->GetStatusError(), 0) << n << m;
+        CheckRegulator(slow, *x, isDiscrete, "slow " + std::to_string(n));
+      }
       if (m > n) continue;
       const Regulator free{system.a, system.b, system.q, Scaled(system.r, 0.0)};
       const MatrixPtr x(free.Solve(true));
