@@ -20,11 +20,12 @@ Errors. ValueError names the shape or value and the reason; numpy.linalg.LinAlgE
 MemoryError for what cannot be had. A result that may be inaccurate warns `UnstableSolutionWarning`.
 
 Progress. ``progress=True`` redraws a line on standard error; a function is called with (steps done, steps at most); ``tqdm``,
-the class or a bar of it, works too. Ctrl-C ends a run and raises KeyboardInterrupt, of large data after the iteration, or the
-pass over it, that is on its way.
+the class or a bar of it, works too. Ctrl-C raises KeyboardInterrupt at once. What was on its way ends in the background, within
+a few seconds, and throws its numbers away; until then it has the processor and memory that it had.
 
-Threads. Other threads run on while the library computes; they must not change the arrays that it reads. Objects may be used
-by several threads, and those that compute when Python ends end with it.
+Threads. Other threads run on while the library computes; they must not change the arrays that it reads. Callbacks, warnings and
+exceptions belong to the thread that called. Objects may be used by several threads, and those that compute when Python ends end
+with it.
 
 >>> import numpy as np
 >>> import mth

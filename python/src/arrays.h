@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "call.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 
@@ -42,7 +43,7 @@ std::string ShapeText(const py::array& array);
 /// does.
 template <class T>
 Array<T> Contiguous(const py::array& array) {
-  return Array<T>(static_cast<const py::object&>(array));
+  return InInterpreter([&] { return Array<T>(static_cast<const py::object&>(array)); });
 }
 /// The same from anything; the dimensions are checked when they are not negative.
 template <class T>

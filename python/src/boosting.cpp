@@ -54,7 +54,7 @@ class Boosting {
   const std::vector<double>& GetConfidences() const { return confidences_; }
 
   // The score of each column of the features x samples matrix.
-  py::array Scores(const py::handle& value) const {
+  static py::array Scores(const std::shared_ptr<Boosting>& boosting, const py::handle& value) {
     const Array<double> array = Numbers<double>(value, "features", 2);
     Operand features(array, false, "features");
     std::unique_ptr<double[]> scores;
@@ -67,8 +67,8 @@ class Boosting {
       Tree model(1);
       MTH_CLUSTERING_ADABOOST engine(oneFeature.Get(), oneLabel.Get(), 0, &model);
       const CellsPtr cells(new Cells);
-      for (const Cell& cell : cells_) cells->Add(ToTree(cell).release());
-      engine.RealAdaBoostClustering(confidences_, cells.get(),
+      for (const Cell& cell : boosting->cells_) cells->Add(ToTree(cell).release());
+      engine.RealAdaBoostClustering(boosting->confidences_, cells.get(),
                                     nullptr);  // no round: only takes the cells over
       scores.reset(engine.Classify(features.Get()));
     });
@@ -83,7 +83,8 @@ class Boosting {
 
 py::tuple Train(const py::handle& featuresValue, const py::handle& labelsValue, const std::string& kind,
                 int rounds, int depth, const py::object& progress) {
-  const Array<double> featuresArray = Numbers<double>(featuresValue, "features", 2);
+  // A copy of its own: training follows orders of the features, which would be wrong after a change.
+  const Array<double> featuresArray = RealArray(featuresValue, "features").attr("astype")("float64", "C");
   const Array<double> labelsArray = Numbers<double>(labelsValue, "labels", 2);
   Operand features(featuresArray, false, "features");
   Operand labels(labelsArray, false, "labels");
@@ -106,23 +107,24 @@ py::tuple Train(const py::handle& featuresValue, const py::handle& labelsValue, 
     conditions = ToConditions(cells.get());
   });
   RequireRun(engine.GetStopReason(), "AdaBoost");
-  return py::make_tuple(Boosting(std::move(conditions), engine.GetConfidences()),
+  return py::make_tuple(std::make_shared<Boosting>(std::move(conditions), engine.GetConfidences()),
                         ReasonName(engine.GetStopReason()));
 }
 
 }  // namespace
 
 void DefineBoosting(py::module_& module) {
-  py::class_<Boosting>(module, "Boosting")
-      .def("scores", &Boosting::Scores)
+  py::class_<Boosting, std::shared_ptr<Boosting>>(module, "Boosting")
+      .def("scores", Interruptible(&Boosting::Scores, kOfMatrices))
       .def_property_readonly("cells", &Boosting::GetCells)
       .def_property_readonly("confidences", &Boosting::GetConfidences)
       .def(py::pickle(
           [](const Boosting& self) { return py::make_tuple(self.GetCells(), self.GetConfidences()); },
           [](const py::tuple& state) {
-            return Boosting(state[0].cast<std::vector<Cell>>(), state[1].cast<std::vector<double>>());
+            return std::make_shared<Boosting>(state[0].cast<std::vector<Cell>>(),
+                                              state[1].cast<std::vector<double>>());
           }));
-  module.def("train_boosting", &Train);
+  module.def("train_boosting", Interruptible(&Train, kOfClustering));
 }
 
 }  // namespace mth_python

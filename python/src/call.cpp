@@ -64,8 +64,13 @@ class PythonDisplay : public STD_DISPLAY {
   STD_CONSOLE_DISPLAY console_;
 };
 
+// Where the user's code is, which the warning names.
 void Warn(PyObject* category, const char* text) {
-  if (PyErr_WarnEx(category, text, 2) != 0) throw py::error_already_set();
+  const auto warn = [category, text] {
+    if (PyErr_WarnEx(category, text, 2) != 0) throw py::error_already_set();
+  };
+  if (Errand* const errand = Errand::Current()) return errand->Ask(warn);
+  warn();
 }
 
 }  // namespace
@@ -103,6 +108,11 @@ void Call::Fail() {
 
 template <class Question>
 void Call::Ask(Question question) {
+  try {
+    if (errand_ != nullptr) return errand_->Ask(question);
+  } catch (const Errand::Abandoned&) {
+    return Fail();
+  }
   const Locked locked(*this);
   try {
     question();
@@ -115,6 +125,7 @@ bool Call::IsCancelRequested() {
   if (error_ || isEnded_) return true;
   if (question_) Ask([this] { isEnded_ = question_(); });
   if (error_ || isEnded_) return true;
+  if (errand_ != nullptr) return errand_->IsAbandoned();
   const Clock::time_point now = Clock::now();
   if (now < nextPoll_) return false;
   nextPoll_ = now + kPollInterval;
@@ -135,6 +146,7 @@ void Call::AddMessage(const std::string& text) {
 }
 
 void Call::Finish() {
+  if (errand_ != nullptr && errand_->IsAbandoned()) throw Errand::Abandoned();
   if (error_) std::rethrow_exception(std::exchange(error_, nullptr));
   // The other messages go with a failure value, which the caller of Run turns into an exception.
   for (const std::string& text : std::exchange(messages_, {})) {

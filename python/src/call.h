@@ -5,14 +5,12 @@
 #include <chrono>
 #include <exception>
 #include <functional>
-#include <thread>
-#ifdef __GLIBCXX__
-#include <cxxabi.h>
-#endif
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include "errand.h"
 #include "mth/Mth_stop_reason.h"
 
 /// How the module calls the library.
@@ -27,16 +25,13 @@ namespace py = pybind11;
 /// are in. The library's frames do not let that pass: such a thread sleeps until the process is gone, as it
 /// does in Python from version 3.14 on.
 template <class Function>
-auto InInterpreter(Function function) -> decltype(function()) {
-#ifdef __GLIBCXX__
+auto InInterpreter(const Function& function) -> decltype(function()) {
   try {
     return function();
-  } catch (abi::__forced_unwind&) {
+  } catch (...) {
+    if (std::current_exception()) throw;  // what unwinds a thread that ends is none of C++'s
     for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
   }
-#else
-  return function();
-#endif
 }
 
 /// The answer of a function of Python's; throws what it throws.
@@ -140,6 +135,7 @@ class Call {
 
   py::object progress_;
   bool hasProgress_;
+  Errand* errand_ = Errand::Current();
   PyThreadState* unlocked_ = nullptr;  // the thread's, while it is without the lock
   Clock::time_point nextPoll_;
   std::exception_ptr error_;

@@ -13,6 +13,8 @@ namespace {
 
 using Engine = MTH_CLUSTERING;
 
+constexpr std::int64_t kOfEvidence = 1 << 8;  // each sample has a mass for every set of clusters
+
 // Where a run starts: at given centroids, or at those that the engine finds.
 struct Start {
   py::object centroids;  // None, or clusters x dimensions
@@ -140,6 +142,7 @@ class Evidence {
 
   const Engine& GetEngine() const { return *engine_; }
   const MTH_MATRIX& GetMasses() const { return *engine_->GetCredalPartition(); }
+  std::int64_t Size() const { return std::int64_t{GetMasses().GetNbRows()} * GetMasses().GetNbCols(); }
   const MTH_MATRIX& Pignistic() {
     return Once([&] { return engine_->GetPignisticPartition(); },
                 [&] { return engine_->initPignisticPartition(); });
@@ -164,11 +167,12 @@ class Evidence {
   std::mutex mutex_;
   std::unique_ptr<Engine> engine_;
 };
+using EvidencePtr = std::shared_ptr<Evidence>;
 
 // The elements of a matrix that another object keeps alive.
-py::array View(const MTH_MATRIX& matrix, const py::handle& owner) {
+py::array View(const MTH_MATRIX& matrix, const EvidencePtr& owner) {
   py::array view(py::dtype::of<double>(), {matrix.GetNbRows(), matrix.GetNbCols()}, matrix.GetEDataAddress(),
-                 owner);
+                 py::cast(owner));
   view.attr("flags").attr("writeable") = false;
   return view;
 }
@@ -188,11 +192,11 @@ py::tuple EvidentialCMeans(const py::handle& x, int clusters, double alpha, doub
     call.Run([&] { engine = std::make_unique<Engine>(engine.get()); });
     if (engine->GetCredalPartition() == nullptr) ThrowMemoryError();
   }
-  return py::make_tuple(found, std::make_unique<Evidence>(std::move(engine)), end);
+  return py::make_tuple(found, std::make_shared<Evidence>(std::move(engine)), end);
 }
 
 // The same hypotheses over other masses.
-std::unique_ptr<Evidence> WithMasses(const Evidence& evidence, std::unique_ptr<MTH_MATRIX> masses) {
+EvidencePtr WithMasses(const Evidence& evidence, std::unique_ptr<MTH_MATRIX> masses) {
   if (!masses) ThrowMemoryError();
   std::unique_ptr<Engine> engine;
   Call call;
@@ -201,41 +205,41 @@ std::unique_ptr<Evidence> WithMasses(const Evidence& evidence, std::unique_ptr<M
     engine->SetCredalPartition(masses.get());
   });
   if (engine->GetCredalPartition() == nullptr) ThrowMemoryError();
-  return std::make_unique<Evidence>(std::move(engine));
+  return std::make_shared<Evidence>(std::move(engine));
 }
 
-std::unique_ptr<Evidence> Fuse(const Evidence& evidence, const Evidence& other, bool isDempster,
-                               const py::object& progress) {
-  const MTH_MATRIX& masses = other.GetMasses();
-  if (masses.GetNbRows() != evidence.GetMasses().GetNbRows() ||
-      masses.GetNbCols() != evidence.GetMasses().GetNbCols())
+EvidencePtr Fuse(const EvidencePtr& evidence, const EvidencePtr& other, bool isDempster,
+                 const py::object& progress) {
+  const MTH_MATRIX& masses = other->GetMasses();
+  if (masses.GetNbRows() != evidence->GetMasses().GetNbRows() ||
+      masses.GetNbCols() != evidence->GetMasses().GetNbCols())
     ThrowValueError("the other evidence is about other samples or clusters");
   MTH_MATRIX operand(masses);
   std::unique_ptr<MTH_MATRIX> fused;
   Call call(progress);
   call.Run([&] {
-    const Engine& engine = evidence.GetEngine();
+    const Engine& engine = evidence->GetEngine();
     fused.reset(isDempster ? engine.DempsterFusionExact(&operand) : engine.CredalConjFusionExact(&operand));
   });
-  return WithMasses(evidence, std::move(fused));
+  return WithMasses(*evidence, std::move(fused));
 }
 
-std::unique_ptr<Evidence> Discount(const Evidence& evidence, double reliability) {
+EvidencePtr Discount(const EvidencePtr& evidence, double reliability) {
   if (!(reliability > 0.0 && reliability < 1.0)) ThrowValueError("reliability is not between 0 and 1");
   std::unique_ptr<Engine> engine;
   bool isDone = false;
   Call call;
   call.Run([&] {
-    engine = std::make_unique<Engine>(&evidence.GetEngine());
+    engine = std::make_unique<Engine>(&evidence->GetEngine());
     isDone = engine->WeakenCredalPartition(reliability);
   });
   if (!isDone) ThrowMemoryError();
-  return std::make_unique<Evidence>(std::move(engine));
+  return std::make_shared<Evidence>(std::move(engine));
 }
 
 // A decision for each sample.
 template <class Choose>
-py::array Decide(Evidence& evidence, Choose choose) {
+py::array Decide(const Evidence& evidence, Choose choose) {
   const Engine& engine = evidence.GetEngine();
   Array<int> result(engine.GetSamplesCount());
   int* const decisions = result.mutable_data();
@@ -247,9 +251,26 @@ py::array Decide(Evidence& evidence, Choose choose) {
   return result;
 }
 
+py::array DecideByBelief(const EvidencePtr& evidence) {
+  return Decide(*evidence, [](const Engine& engine, int i) { return engine.MaxBeliefDecision(i); });
+}
+
+py::array DecideByPignistic(const EvidencePtr& evidence) {
+  evidence->Pignistic();
+  return Decide(*evidence, [](const Engine& engine, int i) { return engine.MaxPignisticDecision(i); });
+}
+
+py::array Pignistic(const EvidencePtr& evidence) {
+  return View(evidence->Pignistic(), evidence);
+}
+
+py::array Plausibility(const EvidencePtr& evidence) {
+  return View(evidence->Plausibility(), evidence);
+}
+
 // Evidence from its masses, samples x 2^clusters. Any engine of as many clusters has their hypotheses after
 // one iteration, whatever its samples are.
-std::unique_ptr<Evidence> FromMasses(int clusters, const py::handle& value) {
+EvidencePtr FromMasses(int clusters, const py::handle& value) {
   const Array<double> masses = Numbers<double>(value, "masses", 2);
   const Operand rows(masses, false, "masses");
   auto engine = std::make_unique<Engine>(clusters, 1);
@@ -284,33 +305,23 @@ py::list Hypotheses(const Evidence& evidence) {
 }  // namespace
 
 void DefineClustering(py::module_& module) {
-  module.def("k_means", &KMeans);
-  module.def("fuzzy_c_means", &FuzzyCMeans);
-  module.def("evidential_c_means", &EvidentialCMeans);
-  py::class_<Evidence>(module, "Evidence")
-      .def_property_readonly(
-          "masses", [](const py::object& self) { return View(self.cast<Evidence&>().GetMasses(), self); })
+  module.def("k_means", Interruptible(&KMeans, kOfClustering));
+  module.def("fuzzy_c_means", Interruptible(&FuzzyCMeans, kOfClustering));
+  module.def("evidential_c_means", Interruptible(&EvidentialCMeans, kOfEvidence));
+  py::class_<Evidence, EvidencePtr>(module, "Evidence")
+      .def_property_readonly("masses", [](const EvidencePtr& self) { return View(self->GetMasses(), self); })
       .def_property_readonly("hypotheses", &Hypotheses)
-      .def("pignistic", [](const py::object& self) { return View(self.cast<Evidence&>().Pignistic(), self); })
-      .def("plausibility",
-           [](const py::object& self) { return View(self.cast<Evidence&>().Plausibility(), self); })
-      .def("decide_belief",
-           [](Evidence& self) {
-             return Decide(self, [](const Engine& engine, int i) { return engine.MaxBeliefDecision(i); });
-           })
-      .def("decide_pignistic",
-           [](Evidence& self) {
-             self.Pignistic();
-             return Decide(self, [](const Engine& engine, int i) { return engine.MaxPignisticDecision(i); });
-           })
-      .def("fuse", &Fuse)
+      .def("pignistic", Interruptible(&Pignistic, kOfClustering))
+      .def("plausibility", Interruptible(&Plausibility, kOfClustering))
+      .def("decide_belief", Interruptible(&DecideByBelief, kOfClustering))
+      .def("decide_pignistic", Interruptible(&DecideByPignistic, kOfClustering))
+      .def("fuse", Interruptible(&Fuse, kOfClustering))
       .def(py::pickle(
-          [](const py::object& self) {
-            const Evidence& evidence = self.cast<Evidence&>();
-            return py::make_tuple(evidence.GetEngine().GetClustersCount(), View(evidence.GetMasses(), self));
+          [](const EvidencePtr& self) {
+            return py::make_tuple(self->GetEngine().GetClustersCount(), View(self->GetMasses(), self));
           },
           [](const py::tuple& state) { return FromMasses(state[0].cast<int>(), state[1]); }))
-      .def("discount", &Discount);
+      .def("discount", Interruptible(&Discount, kOfClustering));
 }
 
 }  // namespace mth_python

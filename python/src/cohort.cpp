@@ -1,3 +1,5 @@
+#include <mutex>
+
 #include "arrays.h"
 #include "call.h"
 #include "mth/clustering/Mth_clustering.h"
@@ -16,51 +18,63 @@ void RequireSize(const Array<double>& array, py::ssize_t size, const char* name)
                     std::to_string(size));
 }
 
-class Samples {
- public:
-  Samples(const py::handle& x, int clusters) : part_(NewPart(x, clusters)) {}
+// The samples of one scan.
+struct Samples {
+  explicit Samples(std::unique_ptr<MTH_CLUSTERING_PART> samplesPart) : part(std::move(samplesPart)) {}
+  std::int64_t Size() const { return std::int64_t{part->GetSamplesCount()} * part->GetDimensionsCount(); }
 
-  int GetSamplesCount() const { return part_->GetSamplesCount(); }
-  // Sums, clusters x (1 + features), and the change; k-means when m is 0.
-  py::tuple Step(const py::handle& value, double m) {
-    const auto centroids = Numbers<double>(value, "centroids", 2);
-    RequireSize(centroids, py::ssize_t{part_->GetClustersCount()} * part_->GetDimensionsCount(), "centroids");
-    Array<double> sums({part_->GetClustersCount(), part_->GetDimensionsCount() + 1});
-    double* const values = sums.mutable_data();
-    double change = 0.0;
-    bool isDone = false;
-    Call call;
-    call.Run([&] {
-      isDone = m == 0.0 ? part_->StepKMeans(centroids.data(), values, &change)
-                        : part_->StepFuzzyCMeans(centroids.data(), m, values, &change);
-    });
-    if (!isDone) ThrowMemoryError();
-    return py::make_tuple(sums, change);
-  }
-  py::tuple Results() const {
-    Array<double> memberships({part_->GetSamplesCount(), part_->GetClustersCount()});
-    Array<int> labels(part_->GetSamplesCount());
-    if (!part_->GetMemberships(memberships.mutable_data()) || !part_->GetDecisions(labels.mutable_data()))
-      ThrowValueError("no step was taken");
-    return py::make_tuple(memberships, labels);
-  }
-
- private:
-  static std::unique_ptr<MTH_CLUSTERING_PART> NewPart(const py::handle& x, int clusters) {
-    const auto samples = Numbers<double>(x, "x", 2);
-    if (clusters < 1) ThrowValueError("clusters is " + std::to_string(clusters) + ", not a positive number");
-    if (samples.size() == 0) ThrowValueError("there are no samples");
-    const int count = ToInt(samples.shape(0), "x");
-    auto part = std::make_unique<MTH_CLUSTERING_PART>(clusters, ToInt(samples.shape(1), "x"));
-    bool isSet = false;
-    Call call;
-    call.Run([&] { isSet = part->SetSamples(samples.data(), count); });
-    if (!isSet) ThrowMemoryError();
-    return part;
-  }
-
-  std::unique_ptr<MTH_CLUSTERING_PART> part_;
+  std::unique_ptr<MTH_CLUSTERING_PART> part;
+  std::mutex mutex;  // a step that was interrupted may not have ended yet
 };
+using SamplesPtr = std::shared_ptr<Samples>;
+
+SamplesPtr NewSamples(const py::handle& x, int clusters) {
+  const auto samples = Numbers<double>(x, "x", 2);
+  if (clusters < 1) ThrowValueError("clusters is " + std::to_string(clusters) + ", not a positive number");
+  if (samples.size() == 0) ThrowValueError("there are no samples");
+  const int count = ToInt(samples.shape(0), "x");
+  auto part = std::make_unique<MTH_CLUSTERING_PART>(clusters, ToInt(samples.shape(1), "x"));
+  bool isSet = false;
+  Call call;
+  call.Run([&] { isSet = part->SetSamples(samples.data(), count); });
+  if (!isSet) ThrowMemoryError();
+  return std::make_shared<Samples>(std::move(part));
+}
+
+// Sums, clusters x (1 + features), and the change; k-means when m is 0.
+py::tuple StepSamples(const SamplesPtr& samples, const py::handle& value, double m) {
+  MTH_CLUSTERING_PART& part = *samples->part;
+  const auto centroids = Numbers<double>(value, "centroids", 2);
+  RequireSize(centroids, py::ssize_t{part.GetClustersCount()} * part.GetDimensionsCount(), "centroids");
+  Array<double> sums({part.GetClustersCount(), part.GetDimensionsCount() + 1});
+  double* const values = sums.mutable_data();
+  double change = 0.0;
+  bool isDone = false;
+  Call call;
+  call.Run([&] {
+    const std::scoped_lock locked(samples->mutex);
+    isDone = m == 0.0 ? part.StepKMeans(centroids.data(), values, &change)
+                      : part.StepFuzzyCMeans(centroids.data(), m, values, &change);
+  });
+  if (!isDone) ThrowMemoryError();
+  return py::make_tuple(sums, change);
+}
+
+py::tuple ResultsOfSamples(const SamplesPtr& samples) {
+  const MTH_CLUSTERING_PART& part = *samples->part;
+  Array<double> memberships({part.GetSamplesCount(), part.GetClustersCount()});
+  Array<int> labels(part.GetSamplesCount());
+  double* const ofClusters = memberships.mutable_data();
+  int* const decisions = labels.mutable_data();
+  bool isDone = false;
+  Call call;
+  call.Run([&] {
+    const std::scoped_lock locked(samples->mutex);
+    isDone = part.GetMemberships(ofClusters) && part.GetDecisions(decisions);
+  });
+  if (!isDone) ThrowValueError("no step was taken");
+  return py::make_tuple(memberships, labels);
+}
 
 // The centroids that a run on these samples alone would start from.
 py::array QuantileCentroids(const py::handle& x, int clusters) {
@@ -119,75 +133,86 @@ class TissueMeans {
 
   MTH_TISSUE_MEANS means;
 };
+using TissueMeansPtr = std::shared_ptr<TissueMeans>;
 
-// A scan.
-class TissueScan {
- public:
-  TissueScan(const py::handle& value, int tissues, const py::object& maskValue,
-             const py::object& confidenceValue, const std::vector<double>& voxelSize, bool hasField,
-             bool hasLocalMeans, double fieldWidth) {
-    MTH_TISSUE_CLUSTERING settings(tissues);
-    settings.SetVoxelSize(voxelSize.at(0), voxelSize.at(1), voxelSize.at(2));
-    settings.SetFieldEstimation(hasField);
-    settings.SetLocalMeans(hasLocalMeans);
-    settings.SetFieldWidth(fieldWidth);
-    part_ = std::make_unique<MTH_TISSUE_PART>(settings);
-    const py::array array = RealArray(value, "image");
-    const Volume<double> image(array, "image");
-    std::optional<Volume<std::uint8_t>> mask;
-    if (!maskValue.is_none()) {
-      const py::array given = AnyArray(maskValue);
-      RequireSameShape(given, array, "mask");
-      mask.emplace(given.attr("astype")("bool").attr("view")("uint8"), "mask");
-    }
-    std::optional<Volume<double>> confidence;
-    if (!confidenceValue.is_none()) {
-      const py::array given = RealArray(confidenceValue, "confidence");
-      RequireSameShape(given, array, "confidence");
-      confidence.emplace(given, "confidence");
-    }
-    const std::uint8_t* const inside = mask ? mask->Data() : nullptr;
-    const double* const left = confidence ? confidence->Data() : nullptr;
-    Call call;
-    call.Run([&] {
-      part_->SetImage(image.Data(), image.Size()[0], image.Size()[1], image.Size()[2], inside, left);
-    });
-    if (part_->GetStopReason() == MTH_STOP_REASON::BadInput)
-      ThrowValueError("no finite voxel in the mask, or fewer different values there than the " +
-                      std::to_string(tissues) + " tissues");
-    RequireRun(part_->GetStopReason(), "tissue");
-  }
+// A scan on its way to tissues.
+struct TissueScan {
+  TissueScan(const MTH_TISSUE_CLUSTERING& settings, std::int64_t voxels)
+      : part(settings), voxelsCount(voxels) {}
+  std::int64_t Size() const { return voxelsCount; }
 
-  py::array Range() const {
-    Array<double> range(3);
-    if (!part_->GetRange(range.mutable_data())) ThrowMemoryError();
-    return range;
-  }
-  py::array Step(const TissueMeans& means) {
-    Array<double> sums(py::ssize_t{2} * means.means.GetTissuesCount());
-    double* const values = sums.mutable_data();
-    bool isDone = false;
-    Call call;
-    call.Run([&] { isDone = part_->Step(means.means, values); });
-    if (!isDone) ThrowValueError("the means are not at the step of this scan");
-    return sums;
-  }
-
- private:
-  std::unique_ptr<MTH_TISSUE_PART> part_;
+  MTH_TISSUE_PART part;
+  std::int64_t voxelsCount;
+  std::mutex mutex;  // a step that was interrupted may not have ended yet
 };
+using TissueScanPtr = std::shared_ptr<TissueScan>;
+
+TissueScanPtr NewTissueScan(const py::handle& value, int tissues, const py::object& maskValue,
+                            const py::object& confidenceValue, const std::vector<double>& voxelSize,
+                            bool hasField, bool hasLocalMeans, double fieldWidth) {
+  MTH_TISSUE_CLUSTERING settings(tissues);
+  settings.SetVoxelSize(voxelSize.at(0), voxelSize.at(1), voxelSize.at(2));
+  settings.SetFieldEstimation(hasField);
+  settings.SetLocalMeans(hasLocalMeans);
+  settings.SetFieldWidth(fieldWidth);
+  const py::array array = RealArray(value, "image");
+  const Volume<double> image(array, "image");
+  auto scan = std::make_shared<TissueScan>(settings, array.size());
+  std::optional<Volume<std::uint8_t>> mask;
+  if (!maskValue.is_none()) {
+    const py::array given = AnyArray(maskValue);
+    RequireSameShape(given, array, "mask");
+    mask.emplace(given.attr("astype")("bool").attr("view")("uint8"), "mask");
+  }
+  std::optional<Volume<double>> confidence;
+  if (!confidenceValue.is_none()) {
+    const py::array given = RealArray(confidenceValue, "confidence");
+    RequireSameShape(given, array, "confidence");
+    confidence.emplace(given, "confidence");
+  }
+  const std::uint8_t* const inside = mask ? mask->Data() : nullptr;
+  const double* const left = confidence ? confidence->Data() : nullptr;
+  MTH_TISSUE_PART& part = scan->part;
+  Call call;
+  call.Run(
+      [&] { part.SetImage(image.Data(), image.Size()[0], image.Size()[1], image.Size()[2], inside, left); });
+  if (part.GetStopReason() == MTH_STOP_REASON::BadInput)
+    ThrowValueError("no finite voxel in the mask, or fewer different values there than the " +
+                    std::to_string(tissues) + " tissues");
+  RequireRun(part.GetStopReason(), "tissue");
+  return scan;
+}
+
+py::array RangeOf(const TissueScan& scan) {
+  Array<double> range(3);
+  if (!scan.part.GetRange(range.mutable_data())) ThrowMemoryError();
+  return range;
+}
+
+py::array StepScan(const TissueScanPtr& scan, const TissueMeansPtr& means) {
+  Array<double> sums(py::ssize_t{2} * means->means.GetTissuesCount());
+  double* const values = sums.mutable_data();
+  bool isDone = false;
+  Call call;
+  call.Run([&] {
+    const std::scoped_lock locked(scan->mutex);
+    isDone = scan->part.Step(means->means, values);
+  });
+  if (!isDone) ThrowValueError("the means are not at the step of this scan");
+  return sums;
+}
 
 }  // namespace
 
 void DefineCohort(py::module_& module) {
-  py::class_<Samples>(module, "Samples")
-      .def(py::init<const py::handle&, int>())
-      .def("__len__", &Samples::GetSamplesCount)
-      .def("step", &Samples::Step)
-      .def("results", &Samples::Results);
-  module.def("quantile_centroids", &QuantileCentroids);
+  py::class_<Samples, SamplesPtr>(module, "Samples")
+      .def(py::init(Interruptible(&NewSamples, kOfClustering)))
+      .def("__len__", [](const Samples& self) { return self.part->GetSamplesCount(); })
+      .def("step", Interruptible(&StepSamples, kOfClustering))
+      .def("results", Interruptible(&ResultsOfSamples, kOfClustering));
+  module.def("quantile_centroids", Interruptible(&QuantileCentroids, kOfClustering));
   module.def("move_centroids", &MoveCentroids);
-  py::class_<TissueMeans>(module, "TissueMeans")
+  py::class_<TissueMeans, TissueMeansPtr>(module, "TissueMeans")
       .def(py::init<int>())
       .def("add_range", &TissueMeans::AddRange)
       .def("range", &TissueMeans::Range)
@@ -196,11 +221,10 @@ void DefineCohort(py::module_& module) {
       .def_property_readonly_static("STEPS",
                                     [](const py::object&) { return MTH_TISSUE_MEANS::GetStepsCount(); })
       .def_property_readonly("is_done", [](const TissueMeans& self) { return self.means.IsDone(); });
-  py::class_<TissueScan>(module, "TissueScan")
-      .def(py::init<const py::handle&, int, const py::object&, const py::object&, const std::vector<double>&,
-                    bool, bool, double>())
-      .def("range", &TissueScan::Range)
-      .def("step", &TissueScan::Step);
+  py::class_<TissueScan, TissueScanPtr>(module, "TissueScan")
+      .def(py::init(Interruptible(&NewTissueScan, kOfClustering)))
+      .def("range", &RangeOf)
+      .def("step", Interruptible(&StepScan, kOfClustering));
 }
 
 }  // namespace mth_python

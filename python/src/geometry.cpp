@@ -204,8 +204,8 @@ void DefineCurve(py::module_& module) {
 }  // namespace
 
 void DefineGeometry(py::module_& module) {
-  module.def("hausdorff", &Hausdorff);
-  module.def("register_landmarks", &RegisterLandmarks);
+  module.def("hausdorff", Interruptible(&Hausdorff, kOfMatrices));
+  module.def("register_landmarks", Interruptible(&RegisterLandmarks, kOfClustering));
   module.def("slice_orientation", &SliceOrientation);
   DefineCurve(module);
 }

@@ -75,19 +75,20 @@ py::tuple DenoisePlane(const py::handle& value, double factor, int window, bool 
                        const py::object& progress) {
   const py::array array = RealArray(value, "image");
   Operand image(array, IsFloat(array), "image");
-  MTH_WAVELET_DENOISING denoising(image.Get());  // which copies it
-  if (denoising.GetImage() == nullptr) ThrowMemoryError();
-  denoising.SetThrFactor(factor);
-  denoising.SetWindowSize(window);
+  std::optional<MTH_WAVELET_DENOISING> denoising;
   double noise = 0.0;
   bool isDone = false;
   Call call(progress);
   call.Run([&] {
-    if (tellsNoise) noise = denoising.EstimateNoiseDeviation();
-    isDone = denoising.ApplyDenoisingMRImage();
+    denoising.emplace(image.Get());  // which copies it
+    if (denoising->GetImage() == nullptr) return;
+    denoising->SetThrFactor(factor);
+    denoising->SetWindowSize(window);
+    if (tellsNoise) noise = denoising->EstimateNoiseDeviation();
+    isDone = denoising->ApplyDenoisingMRImage();
   });
   if (!isDone) ThrowMemoryError();
-  return py::make_tuple(FromMatrix(std::make_unique<MTH_MATRIX>(std::move(*denoising.GetImage()))), noise);
+  return py::make_tuple(FromMatrix(std::make_unique<MTH_MATRIX>(std::move(*denoising->GetImage()))), noise);
 }
 
 py::array LaplacianOfPlane(const py::array& array) {
@@ -218,13 +219,14 @@ py::array Fft2(const py::handle& value, int direction) {
 }  // namespace
 
 void DefineImage(py::module_& module) {
-  module.def("wavelet_level", &WaveletLevel);
-  module.def("inverse_wavelet_level", &InverseWaveletLevel, py::kw_only(), py::arg("level"));
-  module.def("denoise_plane", &DenoisePlane);
-  module.def("laplacian", &Laplacian);
-  module.def("texture", &Texture);
-  module.def("fft", &Fft);
-  module.def("fft2", &Fft2);
+  module.def("wavelet_level", Interruptible(&WaveletLevel, kOfSorting));
+  module.def("inverse_wavelet_level", Interruptible(&InverseWaveletLevel, kOfSorting), py::kw_only(),
+             py::arg("level"));
+  module.def("denoise_plane", Interruptible(&DenoisePlane, kOfSorting));
+  module.def("laplacian", Interruptible(&Laplacian, kOfSorting));
+  module.def("texture", Interruptible(&Texture, kOfSorting));
+  module.def("fft", Interruptible(&Fft, kOfSorting));
+  module.def("fft2", Interruptible(&Fft2, kOfSorting));
 }
 
 }  // namespace mth_python

@@ -305,22 +305,22 @@ py::array Riccati(const py::handle& aValue, const py::handle& bValue, const py::
 }  // namespace
 
 void DefineLinalg(py::module_& module) {
-  module.def("product", &Product);
-  module.def("solve", &SolveSystem);
-  module.def("lstsq", &LeastSquares);
-  module.def("inv", &Inverse);
-  module.def("pinv", &PseudoInverse);
-  module.def("det", &Determinant);
-  module.def("matrix_rank", &Rank);
-  module.def("lu", &Lu);
-  module.def("qr", &Qr);
-  module.def("svd", &Svd);
-  module.def("schur", &Schur);
-  module.def("qz", &Qz);
-  module.def("eig", &Eigenproblem);
-  module.def("generalised_eig", &GeneralisedEigenproblem);
-  module.def("lyapunov", &Lyapunov);
-  module.def("riccati", &Riccati);
+  module.def("product", Interruptible(&Product, kOfMatrices));
+  module.def("solve", Interruptible(&SolveSystem, kOfMatrices));
+  module.def("lstsq", Interruptible(&LeastSquares, kOfMatrices));
+  module.def("inv", Interruptible(&Inverse, kOfMatrices));
+  module.def("pinv", Interruptible(&PseudoInverse, kOfMatrices));
+  module.def("det", Interruptible(&Determinant, kOfMatrices));
+  module.def("matrix_rank", Interruptible(&Rank, kOfMatrices));
+  module.def("lu", Interruptible(&Lu, kOfMatrices));
+  module.def("qr", Interruptible(&Qr, kOfMatrices));
+  module.def("svd", Interruptible(&Svd, kOfMatrices));
+  module.def("schur", Interruptible(&Schur, kOfMatrices));
+  module.def("qz", Interruptible(&Qz, kOfMatrices));
+  module.def("eig", Interruptible(&Eigenproblem, kOfMatrices));
+  module.def("generalised_eig", Interruptible(&GeneralisedEigenproblem, kOfMatrices));
+  module.def("lyapunov", Interruptible(&Lyapunov, kOfMatrices));
+  module.def("riccati", Interruptible(&Riccati, kOfMatrices));
 }
 
 }  // namespace mth_python

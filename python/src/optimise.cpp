@@ -307,7 +307,7 @@ py::dict FitModel(const std::string& model, const py::handle& xValue, const py::
 void DefineOptimise(py::module_& module) {
   module.def("minimise", &Minimise);
   module.def("anneal", &Anneal);
-  module.def("fit_model", &FitModel);
+  module.def("fit_model", Interruptible(&FitModel, kOfClustering));
 }
 
 }  // namespace mth_python

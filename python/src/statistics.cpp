@@ -52,12 +52,12 @@ std::pair<Array<double>, Array<double>> RankableVectors(const py::handle& xValue
   return vectors;
 }
 
-template <class Compute>
-double OfVector(const py::handle& value, Compute compute) {
+template <double (*Compute)(double*, long)>
+double OfVector(const py::handle& value) {
   const Array<double> x = Vector(value, "x");
   double result = 0.0;
   Call call;
-  call.Run([&] { result = compute(Read(x), x.size()); });
+  call.Run([&] { result = Compute(Read(x), static_cast<long>(x.size())); });
   return result;
 }
 
@@ -125,7 +125,12 @@ double MannWhitney(const py::handle& xValue, const py::handle& yValue) {
 
 double Slope(const py::handle& xValue, const py::handle& yValue) {
   const auto [x, y] = Vectors(xValue, yValue);
-  return Mth_Pente(Read(x), Read(y), static_cast<int>(x.size()));
+  double* const values[] = {Read(x), Read(y)};
+  const int count = static_cast<int>(x.size());
+  double slope = 0.0;
+  Call call;
+  call.Run([&] { slope = Mth_Pente(values[0], values[1], count); });
+  return slope;
 }
 
 // Runs `compute` for each index, and asks now and then whether to end.
@@ -287,18 +292,13 @@ void DefineRandom(py::module_& module) {
 }  // namespace
 
 void DefineStatistics(py::module_& module) {
-  module.def("mean", [](const py::handle& x) {
-    return OfVector(x, [](double* values, py::ssize_t n) { return Mth_Mean(values, static_cast<long>(n)); });
-  });
-  module.def("std", [](const py::handle& x) {
-    return OfVector(
-        x, [](double* values, py::ssize_t n) { return Mth_StdDeviation(values, static_cast<long>(n)); });
-  });
-  module.def("covariance", &Covariance);
-  module.def("spearman", &Spearman);
-  module.def("pearson", &Pearson);
-  module.def("mann_whitney", &MannWhitney);
-  module.def("slope", &Slope);
+  module.def("mean", Interruptible(&OfVector<&Mth_Mean>, kOfOnePass));
+  module.def("std", Interruptible(&OfVector<&Mth_StdDeviation>, kOfOnePass));
+  module.def("covariance", Interruptible(&Covariance, kOfSorting));
+  module.def("spearman", Interruptible(&Spearman, kOfSorting));
+  module.def("pearson", Interruptible(&Pearson, kOfOnePass));
+  module.def("mann_whitney", Interruptible(&MannWhitney, kOfSorting));
+  module.def("slope", Interruptible(&Slope, kOfOnePass));
   module.def("gamma", [](const py::handle& x) { return OfEach(x, &Mth_Gamma); });
   module.def("log_gamma", [](const py::handle& x) { return OfEach(x, &Mth_LogarithmGamma); });
   module.def("erfc", [](const py::handle& x) { return OfEach(x, &Mth_ComplementaryErrorFunction); });
@@ -307,9 +307,9 @@ void DefineStatistics(py::module_& module) {
         x, [](double value) { return static_cast<double>(Mth_ErrorFunction(static_cast<float>(value))); });
   });
   module.def("betainc", &IncompleteBeta);
-  module.def("sort", &Sort);
-  module.def("sort_pair", &SortPair);
-  module.def("ranks", &Ranks);
+  module.def("sort", Interruptible(&Sort, kOfSorting));
+  module.def("sort_pair", Interruptible(&SortPair, kOfSorting));
+  module.def("ranks", Interruptible(&Ranks, kOfSorting));
   DefineRandom(module);
 }
 

@@ -137,9 +137,9 @@ double EstimateNoise(const py::handle& value) {
 }  // namespace
 
 void DefineTissue(py::module_& module) {
-  module.def("tissue_clustering", &TissueClustering);
-  module.def("denoise_volume", &DenoiseVolume);
-  module.def("estimate_noise", &EstimateNoise);
+  module.def("tissue_clustering", Interruptible(&TissueClustering, kOfClustering));
+  module.def("denoise_volume", Interruptible(&DenoiseVolume, kOfClustering));
+  module.def("estimate_noise", Interruptible(&EstimateNoise, kOfClustering));
 }
 
 }  // namespace mth_python

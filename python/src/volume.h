@@ -23,7 +23,7 @@ class Volume {
       ThrowValueError(std::string(name) + " has " + std::to_string(array.ndim()) + " dimensions, not 1 to 3");
     constexpr int kFlags =
         int{py::array::f_style} | int{py::array::forcecast} | int{py::detail::npy_api::NPY_ARRAY_ALIGNED_};
-    array_ = py::array_t<T, kFlags>(static_cast<const py::object&>(array));
+    array_ = InInterpreter([&] { return py::array_t<T, kFlags>(static_cast<const py::object&>(array)); });
     for (py::ssize_t axis = 0; axis < array.ndim(); ++axis)
       size_[static_cast<std::size_t>(axis)] = ToInt(array.shape(axis), name);
   }
