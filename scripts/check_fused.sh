@@ -7,7 +7,7 @@ library=$1
 objdump=${2:-objdump}
 
 # Products of floats, which are exact in double, and quotients that are corrected to the rounded one.
-allowed='mth_internal::avx(2|512)::.*(FusedStep|FusedVectors|UpdateLanes|UpdateMemberships)'
+allowed='mth_internal::avx(2|512)::.*(FusedStep|FusedVectors|UpdateLanes|UpdateMemberships|UpdateByRatios)'
 
 found=$("$objdump" --disassemble --demangle --no-show-raw-insn "$library" |
   awk '/^[0-9a-f]+ <.*>:$/ { name = $0; sub(/^[0-9a-f]+ </, "", name); sub(/>:$/, "", name) }
