@@ -29,9 +29,8 @@ namespace {
 
 constexpr const char* kNullInput = "Matrice d'entrée est nulle!";
 
-// Results of fewer bytes may find room in a cache, where their reader gets them sooner, and where 256-bit
-// stores, half a line each, are faster than past it.
-constexpr std::int64_t kSmallestStreamedBytes = std::int64_t{32} << 20;
+// Results of fewer bytes may find room in a cache, where their reader gets them sooner.
+constexpr std::int64_t kSmallestStreamedBytes = std::int64_t{8} << 20;
 
 constexpr std::int64_t kNoSize = -1;
 

@@ -34,6 +34,25 @@ MTH_INLINE void PutTail(T* target, std::int64_t x, std::int64_t last, Body body)
 // Rows are short streams of many, which the processor does not foresee well: asks for memory that far ahead.
 constexpr std::int64_t kFetchedAheadBytes = 4096;
 
+// Writes whole lines of the cache past it, from where the first one lies. Two halves apart would cost more
+// than they save: a line that is not whole when it leaves is fetched first.
+template <class Widest, class T, class Body>
+MTH_INLINE std::int64_t PutStreamed(T* target, std::int64_t x, std::int64_t last, const T* ahead, Body body) {
+  constexpr std::int64_t kLineBytes = 64;
+  constexpr std::int64_t kCount = sizeof(Widest) / sizeof(T);
+  constexpr std::int64_t kLine = kLineBytes / sizeof(T);
+  while (x + kCount <= last && reinterpret_cast<std::uintptr_t>(target + x) % kLineBytes != 0) {
+    x = Put<Widest>(target, x, body);
+  }
+  for (; x + kLine <= last; x += kLine) {
+    Prefetch(ahead + x);
+    Widest line[kLine / kCount];
+    for (std::int64_t i = 0; i < kLine / kCount; ++i) line[i] = body(x + i * kCount, Widest{});
+    for (std::int64_t i = 0; i < kLine / kCount; ++i) StreamTo(target + x + i * kCount, line[i]);
+  }
+  return x;
+}
+
 // target[x] = body(x, V{}) for x in [first, last), V being a vector of T or T itself. Fetches `ahead` for the
 // rows to come.
 template <class T, class Body>
@@ -46,16 +65,10 @@ MTH_INLINE void FillRow(T* target, std::int64_t first, std::int64_t last, bool s
     using Widest = typename PackOf<T, kWidestBytes>::Type;
     constexpr std::int64_t kCount = kWidestBytes / sizeof(T);
     x = PutHead<sizeof(T)>(target, x, last, body);
-    if (streams) {
-      for (; x + kCount <= last; x += kCount) {
-        Prefetch(ahead + x);
-        StreamTo(target + x, body(x, Widest{}));
-      }
-    } else {
-      while (x + kCount <= last) {
-        Prefetch(ahead + x);
-        x = Put<Widest>(target, x, body);
-      }
+    if (streams) x = PutStreamed<Widest>(target, x, last, ahead, body);
+    while (x + kCount <= last) {
+      Prefetch(ahead + x);
+      x = Put<Widest>(target, x, body);
     }
     PutTail<kWidestBytes / 2>(target, x, last, body);
   } else {
