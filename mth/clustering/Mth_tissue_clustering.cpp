@@ -83,6 +83,7 @@ bool MTH_TISSUE_CLUSTERING::Run(const T* const* channels, int count, const std::
     TissueInput input;
     MTH_STOP_REASON reason = TakeImages(channels, count, size, mask, confidence, tissues_, input, *result);
     if (reason != MTH_STOP_REASON::Converged) return end(reason);
+    if (hasMeans_) input.MakeRoomFor(means_[static_cast<std::size_t>(tissues_ - 1)]);
     auto means = means_;
     for (double& mean : means) mean *= input.factors[0];
     const TissueSettings settings{tissues_,       voxelSize_,  estimatesField_,
@@ -93,6 +94,8 @@ bool MTH_TISSUE_CLUSTERING::Run(const T* const* channels, int count, const std::
     for (std::size_t c = 0; c < input.factors.size(); ++c) {
       for (double& centroid : result->centroids[c]) centroid /= input.factors[c];
     }
+    if (hasMeans_)
+      result->centroids[0].assign(means_.begin(), means_.begin() + tissues_);  // as they were given
     result_ = std::move(result);
     return end(reason);
   } catch (const std::bad_alloc&) {

@@ -80,6 +80,17 @@ int DivideByConfidence(const T* confidence, MaskVoxels& voxels) {
 
 }  // namespace
 
+void TissueInput::TakeFactor(double factor) {
+  const double ratio = factor / factors[0];
+  for (double& value : channels[0]) value *= ratio;
+  factors[0] = factor;
+}
+
+void TissueInput::MakeRoomFor(double value) {
+  const double factor = value > 0.0 ? ScaleOf(value) : factors[0];
+  if (factor < factors[0]) TakeFactor(factor);
+}
+
 template <class T>
 MTH_STOP_REASON TakeImages(const T* const* images, int count, const std::array<int, 3>& size,
                            const std::uint8_t* mask, const T* confidence, int tissues, TissueInput& input,

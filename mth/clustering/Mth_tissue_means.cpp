@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <new>
 
 #include "mth/clustering/Mth_tissue_means_internal.h"
@@ -9,12 +10,13 @@
 namespace mth_internal {
 
 void TissueMeans::SetRange(double low, double high) {
-  const double step = (high - low) / (kBins - 1);
+  const double step = high > low ? (high - low) / (kBins - 1) : 1.0;  // any, where there is one value
   inverseStep_ = 1.0 / step;
   for (int bin = 0; bin < kBins; ++bin) values_[static_cast<std::size_t>(bin)] = low + bin * step;
   if (isFixed_) return;
   for (int k = 0; k < tissues_; ++k)
     means_[static_cast<std::size_t>(k)] = low + (high - low) * (0.25 + 0.5 * (k + 0.5) / tissues_);
+  if (!(high > low)) KeepApart();
 }
 
 void TissueMeans::Fix(const double* means) {
@@ -117,6 +119,8 @@ bool MTH_TISSUE_MEANS::GetRange(double* range) const {
 
 bool MTH_TISSUE_MEANS::Move(const double* sums) {
   if (!course_ || !course_->HasRange() || sums == nullptr || IsDone()) return false;
+  if (!std::all_of(sums, sums + std::ptrdiff_t{2} * tissues_, [](double x) { return std::isfinite(x); }))
+    return false;
   course_->Move(sums);
   return true;
 }

@@ -33,7 +33,8 @@ class MTH_EXPORT MTH_TISSUE_MEANS {
   bool GetRange(double* range) const;
   /// Ends a step.
   /// @param sums  2 x tissues, the parts' added value by value; not modified.
-  /// @return      false, with nothing changed, for null, without a range or when the run is done.
+  /// @return      false, with nothing changed, for null, for what is not finite, without a range or when the
+  /// run is done.
   bool Move(const double* sums);
 
   /// Number of tissues.

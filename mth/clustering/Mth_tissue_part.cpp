@@ -18,9 +18,7 @@ struct TissuePartState {
 
   // Brings the values from the factor of this scan to that of all.
   void TakeFactor(double factor) {
-    const double ratio = factor / input.factors[0];
-    for (double& value : input.channels[0]) value *= ratio;
-    input.factors[0] = factor;
+    input.TakeFactor(factor);
     part->TakeValues();
   }
 };

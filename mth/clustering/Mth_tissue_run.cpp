@@ -4,6 +4,7 @@
 #include <limits>
 #include <new>
 #include <numbers>
+#include <tuple>
 #include <utility>
 
 #include "mth/clustering/Mth_tissue_mixture_internal.h"
@@ -70,7 +71,8 @@ void TissuePart::TakeValues() {
 }
 
 TissueCourse::Range TissuePart::Range() const {
-  const auto [low, high] = QuantilesOf(sampleValues_);
+  auto [low, high] = QuantilesOf(sampleValues_);
+  if (low == high) std::tie(low, high) = QuantilesOf(values_);  // what differs is not in the sample
   return {low, high, *std::max_element(values_.begin(), values_.end())};
 }
 

@@ -88,6 +88,11 @@ struct TissueInput {
   int strata = 1;
   std::vector<ChannelValues> channels;  // multiplied by `factors`
   std::vector<double> factors;
+
+  /// Brings the first channel to another factor.
+  void TakeFactor(double factor);
+  /// Makes its factor small enough for a value in the units of the image.
+  void MakeRoomFor(double value);
 };
 
 /// Looks at the images of one place and a mask: the voxels go into the result.

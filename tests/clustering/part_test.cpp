@@ -286,12 +286,23 @@ TEST(TissuePart, RefusesWhatDoesNotFit) {
   ASSERT_TRUE(part.Step(means, sums.data()));
   EXPECT_FALSE(part.Step(means, sums.data())) << "the means have not moved";
   EXPECT_FALSE(part.Finish(means, &engine));
+  EXPECT_FALSE(means.Move(std::array{1.0, 1.0, 1.0, 1.0, nan, 1.0}.data()));
   ASSERT_TRUE(means.Move(sums.data()));
   EXPECT_FALSE(means.AddRange(range.data()));
   EXPECT_EQ(engine.GetStopReason(), MTH_STOP_REASON::NotRun);
   for (const auto& wrong : {std::array{3.0, 2.0, 5.0}, {1.0, 1.0, 2.0}, {-1.0, 1.0, 2.0}, {1.0, nan, 2.0}})
     EXPECT_FALSE(engine.SetMeans(wrong.data()));
   const std::array given{100.0, 200.0, 300.0};
+  for (const double unit :
+       {1.0, 1e305, 1e-320}) {  // also where products with what the image needs would overflow
+    const std::array far{100.0 * unit, 200.0 * unit, 300.0 * unit};
+    ASSERT_TRUE(engine.SetMeans(far.data()) && engine.Segment(image.data(), kSide, kSide, kSide, nullptr));
+    const Divided results = ResultsOf(engine);
+    EXPECT_EQ(results.means, far);
+    for (std::size_t i = 0; i < kVoxels; ++i)
+      ASSERT_NEAR(results.images[0][i] + results.images[1][i] + results.images[2][i], 1.0, 1e-6);
+    engine = MTH_TISSUE_CLUSTERING();
+  }
   ASSERT_TRUE(engine.SetMeans(given.data()));
   const double* const channels[] = {image.data(), image.data()};
   EXPECT_FALSE(engine.SegmentChannels(channels, 2, kSide, kSide, kSide, nullptr));
