@@ -13,8 +13,7 @@ int STD_CONSOLE_DISPLAY::ShowMessage(const std::string& text, MessageKind kind, 
   const std::string title =
       mth_internal::OnOneLine(caption.empty() ? mth_internal::DefaultTitle(kind) : caption);
   mth_internal::CloseLine(stream_, lineIsOpen_);
-  std::fprintf(stream_, "%s: %s\n", title.c_str(), mth_internal::OnOneLine(text).c_str());
-  std::fflush(stream_);
+  mth_internal::PutText(stream_, title + ": " + mth_internal::OnOneLine(text) + "\n");
   return kOkResult;
 }
 

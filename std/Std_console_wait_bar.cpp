@@ -150,8 +150,7 @@ void ConsoleWaitBarView::Redraw() {
   if (lineIsOpen_ && line == drawnLine_) return;
   drawnLine_ = line;
   lineIsOpen_ = true;
-  std::fprintf(stream_, "\r%s", line.c_str());
-  std::fflush(stream_);
+  PutText(stream_, "\r" + line);
 }
 
 }  // namespace mth_internal
