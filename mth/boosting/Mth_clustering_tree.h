@@ -1,5 +1,7 @@
 #pragma once
 
+#include <concepts>
+
 #include "mth/Mth_pointer_list.h"
 #include "mth/matrix/Mth_matrix.h"
 #include "std/Std_export.h"
@@ -60,6 +62,13 @@ class MTH_EXPORT MTH_CLUSTERING_TREE {
   ///          doubles, when there are fewer labels than samples, or without memory.
   double DoTraining(MTH_CLUSTERING_TREE* tree, MTH_MATRIX* features, MTH_MATRIX* labels, double* weights,
                     MTH_CLUSTERING_TREE* parent, MTH_CLUSTERING_TREE* left, MTH_CLUSTERING_TREE* right) const;
+  /// As with weights that are not constant.
+  template <std::same_as<double> T>
+  double DoTraining(MTH_CLUSTERING_TREE* tree, MTH_MATRIX* features, MTH_MATRIX* labels, const T* weights,
+                    MTH_CLUSTERING_TREE* parent, MTH_CLUSTERING_TREE* left,
+                    MTH_CLUSTERING_TREE* right) const {
+    return DoTraining(tree, features, labels, const_cast<T*>(weights), parent, left, right);
+  }
 
   /// Grows the cells of one round of boosting. All samples are split once; then, level by level up to the
   /// depth of `tree`, every leaf whose error is not 0 is split again, unless one side would hold no sample:
@@ -73,6 +82,12 @@ class MTH_EXPORT MTH_CLUSTERING_TREE {
   ///          answers -1, and when `tree` is null.
   MTH_POINTER_LIST<MTH_CLUSTERING_TREE>* Train(MTH_CLUSTERING_TREE* tree, MTH_MATRIX* features,
                                                MTH_MATRIX* labels, double* weights) const;
+  /// As with weights that are not constant.
+  template <std::same_as<double> T>
+  MTH_POINTER_LIST<MTH_CLUSTERING_TREE>* Train(MTH_CLUSTERING_TREE* tree, MTH_MATRIX* features,
+                                               MTH_MATRIX* labels, const T* weights) const {
+    return Train(tree, features, labels, const_cast<T*>(weights));
+  }
 
   /// @return  a new array, owned by the caller, with 1 for each column of `features` that satisfies the
   ///          conditions of `node` and of its parents, else 0; null when an argument is null, the matrix is

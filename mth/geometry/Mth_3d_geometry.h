@@ -1,5 +1,7 @@
 #pragma once
 
+#include <concepts>
+
 #include "mth/value/Mth_3d_double.h"
 #include "mth/value/Mth_3d_vect_double.h"
 #include "std/Std_export.h"
@@ -11,6 +13,9 @@
 ///
 /// No message is shown. A null argument gives the failure value and nothing is written; functions without a
 /// result then do nothing.
+///
+/// What is only read may be constant: by templates at the end, so that a literal null pointer finds the one
+/// function.
 
 /// How a slice lies, in the scanner's words. Each name is a text of three letters, or " " for none.
 struct Orient_Coupe_Irm {
@@ -86,3 +91,50 @@ MTH_EXPORT double Mth_3D_PointDiffToNormal(MTH_3D_DOUBLE* origin, MTH_3D_DOUBLE 
 /// @return         0; -1, and nothing written, for a segment of zero length.
 MTH_EXPORT int Mth_3D_PointProjectionOnSegment(MTH_3D_DOUBLE* point, MTH_3D_DOUBLE* segment,
                                                MTH_3D_DOUBLE* projection, double* t);
+
+/// @copydoc Mth_3D_CalculParamCoupePerp(MTH_3D_VECT_DOUBLE*,short*,short*,double*,double*)
+template <std::same_as<MTH_3D_VECT_DOUBLE> T>
+void Mth_3D_CalculParamCoupePerp(const T* normal, short* codeA, short* codeB, double* angleA,
+                                 double* angleB) {
+  Mth_3D_CalculParamCoupePerp(const_cast<T*>(normal), codeA, codeB, angleA, angleB);
+}
+/// @copydoc Mth_3D_CalculParamCoupeVert(MTH_3D_VECT_DOUBLE*,short*,short*,double*,double*)
+template <std::same_as<MTH_3D_VECT_DOUBLE> T>
+void Mth_3D_CalculParamCoupeVert(const T* v, short* codeA, short* codeB, double* angleA, double* angleB) {
+  Mth_3D_CalculParamCoupeVert(const_cast<T*>(v), codeA, codeB, angleA, angleB);
+}
+/// @copydoc Mth_3D_CalculParamCoupeObliq(MTH_3D_VECT_DOUBLE*,short*,short*,double*,double*)
+template <std::same_as<MTH_3D_VECT_DOUBLE> T>
+void Mth_3D_CalculParamCoupeObliq(const T* v, short* codeA, short* codeB, double* angleA, double* angleB) {
+  Mth_3D_CalculParamCoupeObliq(const_cast<T*>(v), codeA, codeB, angleA, angleB);
+}
+/// @copydoc Mth_3D_ShortSegmentBetweenLines(double[2][3],double[2][3],double[2][3],double*)
+template <std::same_as<double> T>
+int Mth_3D_ShortSegmentBetweenLines(const T (*L1)[3], const T (*L2)[3], double seg[2][3], double* mu) {
+  return Mth_3D_ShortSegmentBetweenLines(const_cast<T(*)[3]>(L1), const_cast<T(*)[3]>(L2), seg, mu);
+}
+/// @copydoc Mth_3D_LinesIntersection(double[2][3],double[2][3],double*)
+template <std::same_as<double> T>
+double Mth_3D_LinesIntersection(const T (*L1)[3], const T (*L2)[3], double* p) {
+  return Mth_3D_LinesIntersection(const_cast<T(*)[3]>(L1), const_cast<T(*)[3]>(L2), p);
+}
+/// @copydoc Mth_3D_CalculCoeffPlan(MTH_3D_DOUBLE*,short,double*)
+template <std::same_as<MTH_3D_DOUBLE> T>
+bool Mth_3D_CalculCoeffPlan(const T* points, short n, double* coeff) {
+  return Mth_3D_CalculCoeffPlan(const_cast<T*>(points), n, coeff);
+}
+/// @copydoc Mth_3D_PointProjectionOnPlan(MTH_3D_DOUBLE*,MTH_3D_DOUBLE,MTH_3D_DOUBLE*)
+template <std::same_as<MTH_3D_DOUBLE> T>
+bool Mth_3D_PointProjectionOnPlan(const T* plane, MTH_3D_DOUBLE point, MTH_3D_DOUBLE* projection) {
+  return Mth_3D_PointProjectionOnPlan(const_cast<T*>(plane), point, projection);
+}
+/// @copydoc Mth_3D_PointDiffToNormal(MTH_3D_DOUBLE*,MTH_3D_DOUBLE,MTH_3D_DOUBLE)
+template <std::same_as<MTH_3D_DOUBLE> T>
+double Mth_3D_PointDiffToNormal(const T* origin, MTH_3D_DOUBLE point, MTH_3D_DOUBLE normal) {
+  return Mth_3D_PointDiffToNormal(const_cast<T*>(origin), point, normal);
+}
+/// @copydoc Mth_3D_PointProjectionOnSegment(MTH_3D_DOUBLE*,MTH_3D_DOUBLE*,MTH_3D_DOUBLE*,double*)
+template <std::same_as<MTH_3D_DOUBLE> T>
+int Mth_3D_PointProjectionOnSegment(const T* point, const T* segment, MTH_3D_DOUBLE* projection, double* t) {
+  return Mth_3D_PointProjectionOnSegment(const_cast<T*>(point), const_cast<T*>(segment), projection, t);
+}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <memory>
 
 #include "mth/geometry/Mth_matrix_chgref.h"
@@ -16,6 +17,11 @@ class MTH_EXPORT MTH_FUNCT_CHGREF_PARAM : public MTH_FUNCT {
   /// @param count       number of points in each set.
   /// @param set1, set2  borrowed: kept alive and unchanged by the caller.
   MTH_FUNCT_CHGREF_PARAM(double* start, int count, MTH_3D_DOUBLE* set1, MTH_3D_DOUBLE* set2);
+  /// @copydoc MTH_FUNCT_CHGREF_PARAM(double*,int,MTH_3D_DOUBLE*,MTH_3D_DOUBLE*)
+  template <std::same_as<MTH_3D_DOUBLE> T>
+  MTH_FUNCT_CHGREF_PARAM(const double* start, int count, const T* set1, const T* set2)
+      : MTH_FUNCT_CHGREF_PARAM(const_cast<double*>(start), count, const_cast<T*>(set1),
+                               const_cast<T*>(set2)) {}
   ~MTH_FUNCT_CHGREF_PARAM() override;
   /// Mean distance of the rotated first set from the second set; NaN without points, sets or memory.
   void Evaluate() override;

@@ -35,6 +35,10 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   /// @param dimension   number of points in each set.
   /// @param set1, set2  borrowed: kept alive by the caller.
   MTH_MATRIX_CHGREF(int dimension, MTH_3D_DOUBLE* set1, MTH_3D_DOUBLE* set2);
+  /// @copydoc MTH_MATRIX_CHGREF(int,MTH_3D_DOUBLE*,MTH_3D_DOUBLE*)
+  template <std::same_as<MTH_3D_DOUBLE> T>
+  MTH_MATRIX_CHGREF(int dimension, const T* set1, const T* set2)
+      : MTH_MATRIX_CHGREF(dimension, const_cast<T*>(set1), const_cast<T*>(set2)) {}
   /// @param quaternion  7 values: q0 (the scalar part), q1, q2, q3, and the translation. GetQuaternion gives
   ///                    the first 4 only.
   explicit MTH_MATRIX_CHGREF(double* quaternion);
@@ -76,10 +80,20 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   }
   /// Replaces the translation.
   void SetTranslation(const double* t);
-  /// Replaces the points in the first frame; borrowed.
+  /// Replaces the points in the first frame; borrowed, and only read.
   void SetRef1(MTH_3D_DOUBLE* set);
-  /// Replaces the points in the second frame; borrowed.
+  /// @copydoc SetRef1(MTH_3D_DOUBLE*)
+  template <std::same_as<MTH_3D_DOUBLE> T>
+  void SetRef1(const T* set) {
+    SetRef1(const_cast<T*>(set));
+  }
+  /// Replaces the points in the second frame; borrowed, and only read.
   void SetRef2(MTH_3D_DOUBLE* set);
+  /// @copydoc SetRef2(MTH_3D_DOUBLE*)
+  template <std::same_as<MTH_3D_DOUBLE> T>
+  void SetRef2(const T* set) {
+    SetRef2(const_cast<T*>(set));
+  }
   /// @return  the borrowed points in the first frame.
   MTH_3D_DOUBLE* GetRef1() const { return first_; }
   /// @return  the borrowed points in the second frame.
@@ -118,6 +132,11 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   /// @return  false, with nothing changed, with fewer than 3 points, with a set that is collinear or not
   ///          finite, and when memory runs out.
   bool Initialise(MTH_3D_DOUBLE* a, MTH_3D_DOUBLE* b);
+  /// @copydoc Initialise(MTH_3D_DOUBLE*,MTH_3D_DOUBLE*)
+  template <std::same_as<MTH_3D_DOUBLE> T>
+  bool Initialise(const T* a, const T* b) {
+    return Initialise(const_cast<T*>(a), const_cast<T*>(b));
+  }
   /// Initialise on the reference sets. Optimise, which never changes the matrix, is left out.
   /// @return  as Initialise.
   bool ComputeByGeometricMethod();
@@ -145,6 +164,11 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   /// The quaternion of a turn about a unit axis by an angle in degrees; sine, cosine and their products with
   /// the axis are rounded to float.
   void FromAxisAngle(float* axis, float angle, double* q) const;
+  /// @copydoc FromAxisAngle(float*,float,double*)const
+  template <std::same_as<float> T>
+  void FromAxisAngle(const T* axis, float angle, double* q) const {
+    FromAxisAngle(const_cast<T*>(axis), angle, q);
+  }
   /// Divides the quaternion by the square of the sum of its squares, taken in single precision: exact for a
   /// unit quaternion, and intended. A zero quaternion stays.
   void Normalize();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <concepts>
+
 #include "mth/Mth_pointer_list.h"
 #include "mth/value/Mth_3d_double.h"
 #include "std/Std_export.h"
@@ -26,3 +28,16 @@ MTH_EXPORT double Mth_Hausdorff_Distance(MTH_POINTER_LIST<MTH_3D_DOUBLE>* a,
 ///          when n is negative and when memory runs out.
 [[nodiscard]] MTH_EXPORT MTH_3D_DOUBLE* Mth_ApplyTransformationToSet(MTH_3D_DOUBLE* points, int n,
                                                                      double* rotation, double* translation);
+
+/// @copydoc Mth_Hausdorff_Distance(MTH_3D_DOUBLE*,MTH_3D_DOUBLE*,int,int)
+template <std::same_as<MTH_3D_DOUBLE> T>
+double Mth_Hausdorff_Distance(const T* a, const T* b, int na, int nb) {
+  return Mth_Hausdorff_Distance(const_cast<T*>(a), const_cast<T*>(b), na, nb);
+}
+/// @copydoc Mth_ApplyTransformationToSet(MTH_3D_DOUBLE*,int,double*,double*)
+template <std::same_as<MTH_3D_DOUBLE> T>
+[[nodiscard]] MTH_3D_DOUBLE* Mth_ApplyTransformationToSet(const T* points, int n, const double* rotation,
+                                                          const double* translation) {
+  return Mth_ApplyTransformationToSet(const_cast<T*>(points), n, const_cast<double*>(rotation),
+                                      const_cast<double*>(translation));
+}

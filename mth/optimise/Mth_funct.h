@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <memory>
 
@@ -96,11 +97,21 @@ class MTH_EXPORT MTH_FUNCT {
   void SetConstant_for_Steepes_Optimization(const double constant) { steepestConstant_ = constant; }
   /// Copies n values into the parameters; intentionally ignored unless the object is defined, and for null.
   void SetParameters(double* x);
+  /// @copydoc SetParameters(double*)
+  template <std::same_as<double> T>
+  void SetParameters(const T* x) {
+    SetParameters(const_cast<T*>(x));
+  }
 
   /// The cost at a point, without moving the object: always two calls of Evaluate, the second one at the
   /// object's own parameters, so that the value matches them again.
   /// @param x  n values, not modified; null gives NaN.
   double EvaluateAtPoint(double* x);
+  /// @copydoc EvaluateAtPoint(double*)
+  template <std::same_as<double> T>
+  double EvaluateAtPoint(const T* x) {
+    return EvaluateAtPoint(const_cast<T*>(x));
+  }
   /// The cost at abscissa t of the current line, its start plus t times its direction (two evaluations).
   double F1dim(double t);
 
@@ -125,6 +136,12 @@ class MTH_EXPORT MTH_FUNCT {
   /// @see  Powell, The Computer Journal 7 (1964) 155. Intentionally unlike it, the new direction overwrites
   ///       that of the largest decrease in place.
   bool ComputeOptimumPowell(double* start, short maxIter, double ftol, short* iterations, bool showProgress);
+  /// @copydoc ComputeOptimumPowell(double*,short,double,short*,bool)
+  template <std::same_as<double> T>
+  bool ComputeOptimumPowell(const T* start, short maxIter, double ftol, short* iterations,
+                            bool showProgress) {
+    return ComputeOptimumPowell(const_cast<T*>(start), maxIter, ftol, iterations, showProgress);
+  }
 
   /// Central differences with the gradient step h, 4 n evaluations. Nothing is done without memory.
   void ComputeGradient();
@@ -149,6 +166,11 @@ class MTH_EXPORT MTH_FUNCT {
   /// @param target  ignored.
   /// @return        false.
   bool ComputeOptimumLM(double* start, double* target);
+  /// @copydoc ComputeOptimumLM(double*,double*)
+  template <std::same_as<double> T>
+  bool ComputeOptimumLM(const T* start, const double* target) {
+    return ComputeOptimumLM(const_cast<T*>(start), const_cast<double*>(target));
+  }
   /// Broyden-Fletcher-Goldfarb-Shanno variable-metric method with finite differences and LinMin.
   /// @param start       null starts from the parameters.
   /// @param ftol        stops when 50 |change of the cost| <= ftol (|cost| + |former cost| + 1e-10).
@@ -157,6 +179,11 @@ class MTH_EXPORT MTH_FUNCT {
   /// @see  Broyden, J. Inst. Maths Applics 6 (1970) 76; Fletcher, The Computer Journal 13 (1970) 317;
   ///       Goldfarb, Math. Comp. 24 (1970) 23; Shanno, Math. Comp. 24 (1970) 647.
   bool ComputeOptimumQNBFGS(double* start, double ftol, short* iterations);
+  /// @copydoc ComputeOptimumQNBFGS(double*,double,short*)
+  template <std::same_as<double> T>
+  bool ComputeOptimumQNBFGS(const T* start, double ftol, short* iterations) {
+    return ComputeOptimumQNBFGS(const_cast<T*>(start), ftol, iterations);
+  }
 
   /// Fills rows 1 to n of a simplex (mth/matrix/Mth_matrix.h) of n + 1 rows and n columns whose row 0 holds
   /// the start. Intentionally it is not regular: no row has the long offset in column 0, and row n has it in
@@ -171,6 +198,11 @@ class MTH_EXPORT MTH_FUNCT {
   ///                    not always the best vertex.
   /// @see  Nelder & Mead, The Computer Journal 7 (1965) 308.
   bool ComputeOptimum_Nelder_Mead(double* start, double ftol, int maxIter, int* iterations);
+  /// @copydoc ComputeOptimum_Nelder_Mead(double*,double,int,int*)
+  template <std::same_as<double> T>
+  bool ComputeOptimum_Nelder_Mead(const T* start, double ftol, int maxIter, int* iterations) {
+    return ComputeOptimum_Nelder_Mead(const_cast<T*>(start), ftol, maxIter, iterations);
+  }
   /// Steepest descent with a step that grows while the cost falls and is halved when it rises; made for two
   /// parameters, works for any number.
   /// @param start       null returns false at once.
@@ -178,6 +210,11 @@ class MTH_EXPORT MTH_FUNCT {
   /// @param iterations  receives the steps, maxIter at most (1 when maxIter is below).
   /// @return            true but for a null start.
   bool Compute_Optimum_Steepes(double* start, double ftol, int maxIter, int* iterations);
+  /// @copydoc Compute_Optimum_Steepes(double*,double,int,int*)
+  template <std::same_as<double> T>
+  bool Compute_Optimum_Steepes(const T* start, double ftol, int maxIter, int* iterations) {
+    return Compute_Optimum_Steepes(const_cast<T*>(start), ftol, maxIter, iterations);
+  }
 
   /// Least squares: minimises half the sum of the squared residuals that EvaluateResiduals stores, by
   /// Marquardt's method with Nielsen's damping, and leaves that half sum in the value. The derivatives are
@@ -195,6 +232,11 @@ class MTH_EXPORT MTH_FUNCT {
   ///                    returning false ends the run at the best point (NotFinite).
   /// @see  Marquardt, J. SIAM 11 (1963) 431; Nielsen, IMM-REP-1999-05, Technical University of Denmark.
   bool ComputeOptimumLeastSquares(double* start, double ftol, int maxIter, int* iterations);
+  /// @copydoc ComputeOptimumLeastSquares(double*,double,int,int*)
+  template <std::same_as<double> T>
+  bool ComputeOptimumLeastSquares(const T* start, double ftol, int maxIter, int* iterations) {
+    return ComputeOptimumLeastSquares(const_cast<T*>(start), ftol, maxIter, iterations);
+  }
   /// The covariance of the parameters after ComputeOptimumLeastSquares, for residuals of equal variance:
   /// 2 value / (m - n) times the inverse of J^T J, J being the derivatives of the residuals. The roots of its
   /// diagonal are the standard errors.
@@ -218,6 +260,12 @@ class MTH_EXPORT MTH_FUNCT {
   /// @see  Kirkpatrick, Gelatt & Vecchi, Science 220 (1983) 671.
   bool ComputeOptimumSimmulatedAnnealing(SIMULATED_ANNEALING_PARAM* p, double* start, short reserved1,
                                          double reserved2, short* iterations);
+  /// As with a start that is not constant.
+  template <std::same_as<double> T>
+  bool ComputeOptimumSimmulatedAnnealing(SIMULATED_ANNEALING_PARAM* p, const T* start, short reserved1,
+                                         double reserved2, short* iterations) {
+    return ComputeOptimumSimmulatedAnnealing(p, const_cast<T*>(start), reserved1, reserved2, iterations);
+  }
   /// A Metropolis test of its own, with the low 15 bits of the C library's rand().
   /// @param T   temperature.
   /// @param dE  change of the cost.

@@ -39,7 +39,8 @@ class MTH_EXPORT MTH_FUNCT_CURVE_COST : public MTH_FUNCT {
     for (int i = 0; abscissae_ && i < samplesCount_; ++i) model_.get()[i] = model(abscissae_.get()[i]);
     StoreMeanSquaredError();
   }
-  /// The same once the model is filled. Not in this header, where a host's flags could fuse its products and sums.
+  /// The same once the model is filled. Not in this header, where a host's flags could fuse its products and
+  /// sums.
   void StoreMeanSquaredError();
 
  private:

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <concepts>
+
 #include "mth/optimise/Mth_funct_curve_cost.h"
 
 /// Fits a Gaussian profile on a baseline, y = B + A exp(-(x - mu)^2 / (2 sigma^2)). Parameters: B, A, mu,
@@ -10,6 +12,10 @@ class MTH_EXPORT MTH_FUNCT_PROFILE_COST : public MTH_FUNCT_CURVE_COST {
   MTH_FUNCT_PROFILE_COST();
   /// Copies count points; null arrays or a negative count leave the object without samples.
   MTH_FUNCT_PROFILE_COST(int count, double* x, double* y);
+  /// @copydoc MTH_FUNCT_PROFILE_COST(int,double*,double*)
+  template <std::same_as<double> T>
+  MTH_FUNCT_PROFILE_COST(int count, const T* x, const T* y)
+      : MTH_FUNCT_PROFILE_COST(count, const_cast<T*>(x), const_cast<T*>(y)) {}
   /// Reads a file, as LoadProfile does.
   explicit MTH_FUNCT_PROFILE_COST(const char* path);
   ~MTH_FUNCT_PROFILE_COST() override;

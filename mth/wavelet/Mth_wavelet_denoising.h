@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 
 #include "mth/matrix/Mth_matrix.h"
@@ -114,6 +115,12 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
   /// @param out  n samples; must not overlap the signal.
   void WaveletTransform1D(double* signal, double* filter, double* out, int level, int n,
                           int filterLength) const;
+  /// @copydoc WaveletTransform1D(double*,double*,double*,int,int,int)const
+  template <std::same_as<double> T>
+  void WaveletTransform1D(const T* signal, const T* filter, double* out, int level, int n,
+                          int filterLength) const {
+    WaveletTransform1D(const_cast<T*>(signal), const_cast<T*>(filter), out, level, n, filterLength);
+  }
   /// One level of the transform of `image` (of its first rows x cols elements; those that it does not have
   /// count 0). Of an image of rows x cols doubles, one of the four arrays may be the elements themselves.
   /// @param approx      H along rows and columns.

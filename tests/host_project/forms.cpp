@@ -128,6 +128,49 @@ static_assert(Sorts<double*, double*> && Sorts<int*, bool> && !Sorts<double*, in
               !Sorts<double*, float*>);
 static_assert(!std::is_constructible_v<MTH_MATRIX, int>);
 
+// Constant arrays where they are only read; a null pointer finds the published form.
+template <class T>
+concept Reads = requires(T* array, MTH_3D_DOUBLE* out, double* result, MTH_FUNCT& cost,
+                         MTH_MATRIX_CHGREF& change,
+                         std::conditional_t<std::is_const_v<T>, const MTH_3D_DOUBLE, MTH_3D_DOUBLE>* points,
+                         std::conditional_t<std::is_const_v<T>, const float, float>* axis, T (*line)[3]) {
+  Mth_Mean(array, 3);
+  MTH_FUNCT_PROFILE_COST(3, array, array);
+  MTH_FUNCT_FIND_CHAINETTE(3, array, array);
+  MTH_FUNCT_AJUST_GAUSS_COST(array, 3, 1);
+  MTH_FUNCT_AJUST_RAYLEIGH_COST(array, 3);
+  MTH_FUNCT_CHGREF_PARAM(array, 3, points, points);
+  MTH_MATRIX_CHGREF(3, points, points);
+  change.SetRef1(points);
+  change.SetRef2(points);
+  change.Initialise(points, points);
+  change.FromAxisAngle(axis, 1.0F, result);
+  cost.SetParameters(array);
+  cost.EvaluateAtPoint(array);
+  cost.ComputeOptimumPowell(array, 1, 1.0, nullptr, false);
+  cost.ComputeOptimumLM(array, nullptr);
+  cost.ComputeOptimumQNBFGS(array, 1.0, nullptr);
+  cost.ComputeOptimum_Nelder_Mead(array, 1.0, 1, nullptr);
+  cost.Compute_Optimum_Steepes(array, 1.0, 1, nullptr);
+  cost.ComputeOptimumLeastSquares(array, 1.0, 1, nullptr);
+  cost.ComputeOptimumSimmulatedAnnealing(nullptr, array, 0, 0.0, nullptr);
+  Mth_Hausdorff_Distance(points, points, 1, 1);
+  Mth_ApplyTransformationToSet(points, 1, array, array);
+  Mth_3D_LinesIntersection(line, line, result);
+  Mth_3D_CalculCoeffPlan(points, 3, result);
+  Mth_3D_PointProjectionOnPlan(points, *out, out);
+  Mth_3D_PointDiffToNormal(points, *out, *out);
+  Mth_3D_PointProjectionOnSegment(points, points, out, result);
+};
+static_assert(Reads<double> && Reads<const double>);
+static_assert(requires(MTH_FUNCT & cost, MTH_MATRIX_CHGREF& change) {
+  cost.SetParameters(nullptr);
+  cost.ComputeOptimumPowell(nullptr, 1, 1.0, nullptr, false);
+  change.SetRef1(nullptr);
+  Mth_3D_CalculCoeffPlan(nullptr, 3, nullptr);
+  MTH_FUNCT_PROFILE_COST(3, nullptr, nullptr);
+});
+
 // Steps that no host calls.
 // clang-format off
 template <class T>
