@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "support/failure.h"
+#include "support/text.h"
 
 namespace classify {
 
@@ -78,6 +79,9 @@ void SetClasses(Samples& samples, const std::vector<std::string>& labels, const 
       });
   if (!areTwo)
     throw example::Failure("the last column of " + path + " must hold exactly two different labels");
+  if (example::LowerCase(*least) == example::LowerCase(*greatest))
+    throw example::Failure("the labels " + *least + " and " + *greatest + " of " + path +
+                           " differ by capitals only");
   for (const std::string& label : labels) samples.isPositive.push_back(IsSame(label, samples.positiveLabel));
 }
 

@@ -36,14 +36,12 @@ Curve ReadCurve(const std::string& path) {
   if (!file) throw example::Failure("cannot open " + path);
   Curve curve;
   std::string line;
-  bool mayBeNames = true;
   for (int number = 1; std::getline(file, line); ++number) {
     std::string_view rest = line;
     if (number == 1 && rest.starts_with(kByteOrderMark)) rest.remove_prefix(kByteOrderMark.size());
     rest.remove_prefix(std::min(rest.find_first_not_of(" \t\r"), rest.size()));
     if (rest.empty() || rest.front() == '#') continue;
-    const bool isNames = mayBeNames && !StartsNumber(rest.front());
-    mayBeNames = false;
+    const bool isNames = curve.x.empty() && !StartsNumber(rest.front());
     if (isNames) continue;
     double x = 0.0;
     double y = 0.0;

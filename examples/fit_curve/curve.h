@@ -12,7 +12,8 @@ struct Curve {
 };
 
 /// Reads a text file of one "x,y" pair per line (a blank, a tab or a semicolon separates as well). Empty
-/// lines and lines that start with # are skipped, so are a byte order mark and a first line of names.
+/// lines and lines that start with # are skipped, so are a byte order mark and lines of names before the
+/// first pair.
 /// @throws example::Failure  for a file that cannot be read, a line that is no pair of finite numbers, or a
 ///                           file without any.
 Curve ReadCurve(const std::string& path);

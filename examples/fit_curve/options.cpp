@@ -27,7 +27,8 @@ constexpr const char* kFooter =
 
 void AddOptions(CLI::App& app, Options& options) {
   app.add_option("FILE", options.dataPath,
-                 "Text file of one x,y pair per line; lines after # and a\nfirst line of names are skipped")
+                 "Text file of one x,y pair per line; lines after # and\nlines of names before the first "
+                 "pair are skipped")
       ->required();
   example::AddOutputFileOptions(app, options.output, "SVG", "Picture of the data and the model");
   app.add_option("--csv", options.csvPath, "Write the samples with the model and the residuals, too")

@@ -42,9 +42,17 @@ class TwoPeaksCost : public MTH_FUNCT {
   std::vector<double> y_;
 };
 
+// Whether what was printed has found its way out.
+bool IsPrinted() {
+  return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+}
+
 int main(int argc, char** argv) {
-  if (argc > 1 && std::string(argv[1]) == "--version")
-    return std::puts("fit_gauss1 " MTH_EXAMPLE_VERSION) < 0;
+  const std::string word = argc > 1 ? argv[1] : "";
+  if (word == "--version" || word == "--help") {
+    std::puts(word == "--help" ? "fit_gauss1 [PATH OF Gauss1.dat]" : "fit_gauss1 " MTH_EXAMPLE_VERSION);
+    return IsPrinted() ? 0 : 2;
+  }
   std::ifstream file(argc > 1 ? argv[1] : "data/reference/Gauss1.dat");
   std::string line;
   for (int i = 0; i < 60; ++i) std::getline(file, line);  // the data start at line 61
@@ -57,7 +65,7 @@ int main(int argc, char** argv) {
 
   if (x.empty()) {
     std::fprintf(stderr, "fit_gauss1: no data; give the path of Gauss1.dat\n");
-    return 1;
+    return 2;
   }
   TwoPeaksCost cost(x, y);
   double start[] = {94.0, 1.05, 99.0, 63.0, 25.0, 71.0, 180.0, 20.0};  // the published second start
@@ -67,6 +75,11 @@ int main(int argc, char** argv) {
   for (int i = 0; i < cost.GetParametersCount(); ++i)
     std::printf("b%d = %.7g\n", i + 1, cost.GetParameters()[i]);
   std::printf("residual sum of squares %.9g after %d iterations\n", cost.GetValue(), iterations);
+
+  if (!IsPrinted()) {
+    std::fprintf(stderr, "fit_gauss1: cannot write to standard output\n");
+    return 2;
+  }
 
   constexpr double kCertified = 1315.8222432;
   return hasImproved && cost.GetValue() < kCertified * (1.0 + 1e-6) ? 0 : 1;

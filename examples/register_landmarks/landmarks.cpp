@@ -72,7 +72,7 @@ void ForEachLine(const std::string& path, Read read, Comment comment) {
   std::ifstream file = Open(path);
   int number = 0;
   for (std::string line; std::getline(file, line);) {
-    ++number;
+    if (++number == 1 && line.starts_with("\xEF\xBB\xBF")) line.erase(0, 3);  // a byte order mark
     line = Trimmed(line);
     if (line.empty()) continue;
     if (line.front() == '#') {

@@ -253,9 +253,12 @@ std::string TextReport(const GreyImage& image, const Inside& inside, const Segme
                            Rounded(options.threshold, 6));
   if (options.axis) text += Row("plane", PlaneText(options));
   if (!options.maskPath.empty()) text += Row("mask", options.maskPath);
-  if (!image.replaced.empty())
-    text +=
-        Row("not finite", std::to_string(image.replaced.size()) + (IsVolume(image) ? " voxels" : " pixels"));
+  if (inside.dropped > 0) {
+    const std::size_t odd = image.replaced.size();
+    text += Row("left out", std::to_string(inside.dropped) + (IsVolume(image) ? " voxels" : " pixels") +
+                                (options.maskPath.empty() ? "" : " of the mask") +
+                                (odd > 0 ? ", " + std::to_string(odd) + " of them not finite" : ""));
+  }
   if (options.denoises.value_or(false)) text += Row("denoised", NoiseText(options));
   text += Row("method", MethodText(options));
   if (!segmentation.changes.empty()) {

@@ -7,6 +7,7 @@
 #include "support/cancellation.h"
 #include "support/failure.h"
 #include "support/json_text.h"
+#include "support/text.h"
 
 namespace example {
 
@@ -44,9 +45,9 @@ ImageSummary TellingWhatIsDone(std::size_t done, const std::function<ImageSummar
 void RunEach(const std::string& host, const std::vector<std::string>& paths,
              const std::vector<std::string>& inputs, const OutputOptions& output, const std::string& header,
              const std::function<ImageSummary(const std::string& path, const OutputOptions& output)>& run) {
-  std::set<std::string> stems;
+  std::set<std::string> stems;  // many file systems do not tell capitals from small letters
   for (const std::string& path : paths) {
-    if (!stems.insert(StemOf(path)).second)
+    if (!stems.insert(LowerCase(StemOf(path))).second)
       throw Failure("two images are named " + StemOf(path) + ": their results would fall into one folder");
   }
   Results results(host, inputs, output.isForced);

@@ -50,6 +50,10 @@ void ForEachVoxel(const PlaneLayout& layout, int rows, int columns, Visit visit)
   }
 }
 
+void ThrowIfAsked() {
+  if (Std_IsCancelRequested()) throw Cancelled();
+}
+
 double DenoisePlane(GreyImage& image, int index, int exponent, const DenoisingOptions& options) {
   const PlaneLayout layout = LayoutOfPlane(image.size, options.axis, index);
   const int columns = image.size[static_cast<std::size_t>(layout.axes[0])];
@@ -63,7 +67,10 @@ double DenoisePlane(GreyImage& image, int index, int exponent, const DenoisingOp
   wavelet.SetThrFactor(options.factor);
   wavelet.SetWindowSize(options.window);
   const double deviation = std::ldexp(wavelet.EstimateNoiseDeviation(), -exponent);
-  if (!wavelet.ApplyDenoisingMRImage()) throw std::bad_alloc();
+  if (!wavelet.ApplyDenoisingMRImage()) {
+    ThrowIfAsked();
+    throw std::bad_alloc();
+  }
   const MTH_MATRIX& result = *wavelet.GetImage();
   ForEachVoxel(layout, rows, columns, [&](std::size_t voxel, int row, int column) {
     image.values[voxel] = std::ldexp(result.Get(row, column), -exponent);
@@ -75,10 +82,6 @@ double DenoisePlane(GreyImage& image, int index, int exponent, const DenoisingOp
 bool HoldsBlocks(const GreyImage& image) {
   return std::none_of(image.size.begin(), image.size.end(),
                       [](int length) { return length == 2 || length == 3; });
-}
-
-void ThrowIfAsked() {
-  if (Std_IsCancelRequested()) throw Cancelled();
 }
 
 DenoisingResult DenoisePlanes(GreyImage& image, const DenoisingOptions& options) {

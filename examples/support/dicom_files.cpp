@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <string_view>
@@ -10,6 +9,7 @@
 #include "support/cancellation.h"
 #include "support/dicom_io.h"
 #include "support/dicom_toolkit.h"
+#include "support/text.h"
 
 namespace example {
 
@@ -18,12 +18,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int kDeepestFolder = 16;
-
-std::string LowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
-  return text;
-}
 
 // Links to folders are not followed: they may lead in a circle.
 std::vector<std::string> FilesInFolder(const fs::path& folder) {

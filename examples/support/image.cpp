@@ -1,7 +1,6 @@
 #include "support/image.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <filesystem>
 #include <iterator>
@@ -11,6 +10,7 @@
 #include "support/failure.h"
 #include "support/nifti_io.h"
 #include "support/png_io.h"
+#include "support/text.h"
 
 namespace example {
 
@@ -19,12 +19,6 @@ namespace {
 bool EndsWith(const std::string& text, const std::string& ending) {
   return text.size() >= ending.size() &&
          text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
-}
-
-std::string LowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
-  return text;
 }
 
 std::array<double, 3> PlaceOf(const Affine& affine, const std::array<double, 3>& voxel) {

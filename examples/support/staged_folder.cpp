@@ -2,9 +2,13 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 
 #include "support/bids.h"
@@ -25,8 +29,8 @@ constexpr const char* kFormer = "former";
 constexpr const char* kPlan = "plan";          // names and fingerprints of what this run puts in place
 constexpr const char* kManifest = "manifest";  // the new one
 
-[[noreturn]] void CannotWrite(const fs::path& path) {
-  throw Failure("cannot write into the folder " + path.string());
+[[noreturn]] void CannotWrite(const fs::path& path, const std::string& reason) {
+  throw Failure("cannot write into the folder " + path.string() + ": " + reason);
 }
 
 // A commit that was killed between two steps: what it had put in place goes, what had stepped aside returns.
@@ -64,6 +68,17 @@ void ClearIfDead(const fs::path& folder, const fs::path& staging) {
   close(mark);
 }
 
+// Whether one of the files below a folder is that file, also under another name.
+bool Holds(const fs::path& folder, const fs::path& file) {
+  std::error_code error;
+  fs::recursive_directory_iterator entry(folder, fs::directory_options::skip_permission_denied, error);
+  for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+    std::error_code ignored;
+    if (fs::equivalent(entry->path(), file, ignored)) return true;
+  }
+  return false;
+}
+
 // A folder that is read, or the index of a disc, stands for every DICOM file below it.
 bool IsInput(const fs::path& place, const std::string& input) {
   std::error_code error;
@@ -71,7 +86,7 @@ bool IsInput(const fs::path& place, const std::string& input) {
   const bool isFolder = fs::is_directory(input, error);
   if (!isFolder && !IsDicomDirectory(input)) return false;
   const fs::path folder = isFolder ? fs::path(input) : fs::absolute(input, error).parent_path();
-  return fs::is_regular_file(place, error) && IsWithin(place, folder) && IsDicomPath(place.string());
+  return fs::is_regular_file(place, error) && IsDicomPath(place.string()) && Holds(folder, place);
 }
 
 bool IsAnyInput(const fs::path& place, const std::vector<std::string>& inputs) {
@@ -93,8 +108,10 @@ bool IsOfAnotherScan(const std::string& name, const Manifest& written) {
 }
 
 void WriteManifest(const fs::path& path, const Manifest& manifest) {
+  errno = 0;
   std::ofstream file(path, std::ios::binary);
-  if (!(file << ManifestText(manifest)).flush()) throw Failure("cannot write " + path.string());
+  if (!(file << ManifestText(manifest)).flush())
+    throw Failure("cannot write " + path.string() + ": " + WriteFailure::FromErrno().what());
 }
 
 }  // namespace
@@ -144,18 +161,22 @@ void StagedFolder::CreateFolder() {
 void StagedFolder::CreateStaging() {
   CreateFolder();
   ClearDeadRuns();
-  std::error_code error;
-  const fs::path staging = folder_ / (kPrefix + std::to_string(getpid()));
-  if (!fs::create_directory(staging, error)) CannotWrite(folder_);
+  errno = 0;
+  const auto check = [this](bool isDone) {
+    if (!isDone) CannotWrite(folder_, WriteFailure::FromErrno().what());
+  };
+  // A name of its own: the number of the process is the same in many containers.
+  std::string staging = (folder_ / (std::string(kPrefix) + "XXXXXX")).string();
+  check(mkdtemp(staging.data()) != nullptr);
   staging_ = staging;
-  // Locked before it has its name: no other run can meet it and take it for a dead one's.
-  const fs::path unlocked = staging / "unlocked";
+  // Locked before it has its name: no other run can meet it and take it for a dead one's. Where the file
+  // system knows no locks, none can be had of a dead run's either, and it stays.
+  const fs::path unlocked = staging_ / "unlocked";
   mark_ = open(unlocked.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-  if (mark_ < 0 || flock(mark_, LOCK_EX | LOCK_NB) != 0) CannotWrite(folder_);
-  fs::rename(unlocked, staging / kMark, error);
-  fs::create_directory(staging / kNew, error);
-  fs::create_directory(staging / kFormer, error);
-  if (error) CannotWrite(folder_);
+  check(mark_ >= 0);
+  flock(mark_, LOCK_EX | LOCK_NB);
+  check(rename(unlocked.c_str(), (staging_ / kMark).c_str()) == 0);
+  for (const char* name : {kNew, kFormer}) check(mkdir((staging_ / name).c_str(), 0777) == 0);
 }
 
 fs::path StagedFolder::Stage(const std::string& name, bool isAlone) {
@@ -166,7 +187,11 @@ fs::path StagedFolder::Stage(const std::string& name, bool isAlone) {
 
 void StagedFolder::CheckPlace(const std::string& name, bool isForced) const {
   const fs::path place = folder_ / name;
+  const fs::path list = folder_ / ManifestName(host_);
   std::error_code error;
+  const fs::file_status listStatus = fs::symlink_status(list, error);
+  if (fs::exists(listStatus) && !fs::is_regular_file(listStatus))
+    throw Failure(list.string() + " is no regular file: the list of results does not replace it");
   const fs::file_status status = fs::symlink_status(place, error);
   if (!fs::exists(status)) return;
   if (IsAnyInput(place, inputs_))
@@ -212,7 +237,7 @@ std::vector<Move> StagedFolder::PlanMoves() {
   }
   for (auto& [name, entry] : written_) {
     const auto fingerprint = FingerprintOf(staging_ / kNew / name);
-    if (!fingerprint) CannotWrite(folder_);
+    if (!fingerprint) CannotWrite(folder_, name + " is not there any more");
     entry.fingerprint = *fingerprint;
     manifest[name] = entry;
     stepAside(name);

@@ -11,6 +11,13 @@ std::string OnOneLine(std::string text) {
   return text;
 }
 
+std::string LowerCase(std::string text) {
+  for (char& character : text) {
+    if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
+  }
+  return text;
+}
+
 std::string RightAligned(const std::string& text, std::size_t width) {
   return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
 }

@@ -20,6 +20,9 @@ std::optional<double> ReadNumber(const std::string& text);
 /// The text with every control character replaced by a blank.
 std::string OnOneLine(std::string text);
 
+/// The text with small letters for the capitals of the English alphabet.
+std::string LowerCase(std::string text);
+
 /// The text padded with blanks on its left to `width` characters.
 std::string RightAligned(const std::string& text, std::size_t width);
 

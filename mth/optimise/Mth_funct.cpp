@@ -116,8 +116,10 @@ void MTH_FUNCT::EndRun(MTH_STOP_REASON reason, bool hasIterated) {
 }
 
 void MTH_FUNCT::SetParameters(double* x) {
+  if (x == nullptr) return;
   // Intended: an object that has not declared its parameters settable keeps its own.
-  if (isDefined_ && x != nullptr) CopyPoint(x, parametersCount_, parameters_.get());
+  if (isDefined_) CopyPoint(x, parametersCount_, parameters_.get());
+  hasIgnoredParameters_ = !isDefined_;
 }
 
 double MTH_FUNCT::EvaluateAtPoint(double* x) {

@@ -31,7 +31,8 @@ struct SIMULATED_ANNEALING_PARAM {
 /// in the value. Minimisers may be called one after the other; each starts where the last one ended unless it
 /// is given a start.
 ///
-/// A start is given through SetParameters, so it counts only once the object is "defined" (see SetDefined).
+/// A start is given through SetParameters, so it counts only once the object is "defined" (see SetDefined);
+/// HasIgnoredParameters tells where it did not.
 /// Where a minimiser has an `iterations` argument it may be null. When there is no memory for its work
 /// arrays, or there was none for the object itself, a minimiser returns false at once. Without parameters (n
 /// = 0) it takes its steps all the same, which then change nothing: Powell's method evaluates once and gives
@@ -102,6 +103,9 @@ class MTH_EXPORT MTH_FUNCT {
   void SetParameters(const T* x) {
     SetParameters(const_cast<T*>(x));
   }
+  /// Whether the last parameters, or start of a minimiser, that the object was given were ignored, as it was
+  /// not defined then: the run has started from the parameters that it had.
+  bool HasIgnoredParameters() const { return hasIgnoredParameters_; }
 
   /// The cost at a point, without moving the object: always two calls of Evaluate, the second one at the
   /// object's own parameters, so that the value matches them again.
@@ -310,6 +314,7 @@ class MTH_EXPORT MTH_FUNCT {
   double simplexSize_ = 1.0;
   double steepestConstant_ = 1.0;
   bool isDefined_ = false;
+  bool hasIgnoredParameters_ = false;
   Array gradient_;
   std::unique_ptr<double[], FreePages> hessian_;
   double gradientStep_ = 1.0;

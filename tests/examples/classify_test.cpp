@@ -219,6 +219,7 @@ TEST(Classify, RefusesWhatItCannotTrainUpon) {
       {"a,b,c\nd,e,f\n", "", "line 2: not finite numbers"},
       {"0\n1\n", "", "line 1: needs a feature"},
       {"1,0\n2,0\n", "", "exactly two different labels"},
+      {"1,Yes\n2,yes\n", "", "differ by capitals only"},
       {"1,0\n2,1\n3,2\n", "", "exactly two different labels"},
       {good, "--variant strong", "--variant"},
       {good, "--rounds 0", "--rounds"},

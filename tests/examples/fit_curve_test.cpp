@@ -103,13 +103,13 @@ TEST(FitCurve, StartsWhereItIsTold) {
   EXPECT_LT(ReadReport(run.output).at("at the start"), 1e-30);
 }
 
-// Of a bell with noise, under a first line of names: standard errors from the analytic derivatives, R squared
-// and the table of residuals by hand.
+// Of a bell with noise, under lines of names and units: standard errors from the analytic derivatives, R
+// squared and the table of residuals by hand.
 TEST(FitCurve, TellsHowSureItIs) {
   const ScratchFolder folder;
   std::vector<double> xs;
   std::vector<double> ys;
-  std::string text = "\xEF\xBB\xBFposition;signal\n";
+  std::string text = "\xEF\xBB\xBFposition;signal\nmm;\n";
   std::mt19937 engine(5);
   for (int i = 0; i < 40; ++i) {
     xs.push_back(0.25 * i);
@@ -212,7 +212,7 @@ TEST(FitGauss1, ReachesTheCertifiedFit) {
   EXPECT_EQ(run.status, 0) << run.output;
   EXPECT_NE(run.output.find("residual sum of squares 1315.8222"), run.output.npos) << run.output;
   const ProgramRun missing = RunProgram(MTH_FIT_GAUSS1, "/no/such/file");
-  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.status, 2);
   EXPECT_EQ(missing.output, "");
   EXPECT_NE(missing.errors.find("no data"), std::string::npos);
 }

@@ -83,7 +83,7 @@ TEST(RegisterLandmarks, TellsHowPointsWereMatchedAndHowFarEachIsOff) {
 TEST(RegisterLandmarks, RobustlyFindsTheTransformOfMostLandmarks) {
   const ScratchFolder folder;
   std::string first;
-  std::string second;
+  std::string second = "\xEF\xBB\xBF";  // the mark that some tables begin with
   for (int i = 0; i < 8; ++i) {
     const int x = 40 * (i & 1);
     const int y = 50 * (i >> 1 & 1);
@@ -122,7 +122,7 @@ TEST(RegisterLandmarks, RefusesWhatItCannotReadOrMatch) {
        {Case{kFirst, "1,2\n", "no point in line 1"}, Case{kFirst, "1,2,3\n1,2,nan\n", "no point in line 2"},
         Case{kFirst, "", "no points in"}, Case{kFirst, "1,2,3\n", "point 1 of"},
         Case{kFirst, "1,2,3\n", "the files hold 4 and 1 points", "--by-order"},
-        Case{"A,0,0,0\nB,1,0,0\nC,0,1,0\n", "A,0,0,0\nB,1,0,0\nK,0,1,0\n", "no landmark C in"},
+        Case{"A,0,0,0\nB,1,0,0\nC,0,1,0\n", "A,0,0,0\nB,1,0,0\nc,0,1,0\n", "no landmark C in"},
         Case{"A,0,0,0\nB,1,0,0\nC,0,1,0\n", "A,0,0,0\nB,1,0,0\nC,0,1,0\nK,0,1,0\n", "no landmark K in"},
         Case{"A,0,0,0\nB,1,0,0\nB,0,1,0\n", "A,0,0,0\nB,1,0,0\nC,0,1,0\n", "label B stands twice"},
         Case{kLine, kLine, "lie on one line"},

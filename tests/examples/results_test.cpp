@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <csignal>
 #include <functional>
 #include <map>
 #include <random>
@@ -295,7 +296,8 @@ TEST_F(ResultsOfAHost, CtrlCWritesNothing) {
   WriteFile(folder_ / "large.nii", file.Bytes(8));
   const auto before = ContentsOf(folder_ / "");
   // Sent once, as soon as the program catches it: SIGINT is the second bit of the signals caught. With job
-  // control, since what a script runs in its background ignores the signal.
+  // control, since what a script runs in its background ignores the signal, as this test may do.
+  std::signal(SIGINT, SIG_DFL);
   const std::string interrupt =
       "-c 'set -m; \"$0\" \"$@\" & "
       "until grep -qx denoise_mr /proc/$!/comm && grep -q SigCgt:.*[2367abef]$ /proc/$!/status; "

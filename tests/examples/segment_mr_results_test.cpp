@@ -102,14 +102,14 @@ TEST(SegmentMr, TakesEachOfSeveralImages) {
   std::filesystem::create_directory(folder / "other");
   NiftiFile file = TwoClasses();
   file.SetVoxels<std::uint8_t>({10, 60, 60, 0, 60, 10});
-  for (const char* name : {"a.nii", "b.nii", "other/a.nii"}) WriteFile(folder / name, file.Bytes(8));
+  for (const char* name : {"a.nii", "b.nii", "other/A.nii"}) WriteFile(folder / name, file.Bytes(8));
   const auto run = [&](const std::string& images) {
     return RunProgram(MTH_SEGMENT_MR, images + " --each -m kmeans -c 2 --json " +
                                           Quoted(folder / "all.json") + " -o " + Quoted(folder / "result"));
   };
-  const ProgramRun same = run(Quoted(folder / "a.nii") + " " + Quoted(folder / "other/a.nii"));
+  const ProgramRun same = run(Quoted(folder / "a.nii") + " " + Quoted(folder / "other/A.nii"));
   EXPECT_EQ(same.status, 2);
-  EXPECT_NE(same.errors.find("two images are named a"), std::string::npos) << same.errors;
+  EXPECT_NE(same.errors.find("two images are named A"), std::string::npos) << same.errors;
   EXPECT_FALSE(std::filesystem::exists(folder / "result"));
   ASSERT_EQ(run(Quoted(folder / "a.nii") + " " + Quoted(folder / "b.nii")).status, 0);
   EXPECT_TRUE(std::filesystem::exists(folder / "result/b/labels.nii.gz"));

@@ -81,6 +81,7 @@ HAS(int (MTH_FUNCT::*)() const, &MTH_FUNCT::GetResidualsCount);
 HAS(bool (MTH_FUNCT::*)(double*), &MTH_FUNCT::EvaluateResiduals);
 HAS(bool (MTH_FUNCT::*)(double*, double, int, int*), &MTH_FUNCT::ComputeOptimumLeastSquares);
 HAS(const double* (MTH_FUNCT::*)() const, &MTH_FUNCT::GetCovariance);
+HAS(bool (MTH_FUNCT::*)() const, &MTH_FUNCT::HasIgnoredParameters);
 [[maybe_unused]] const SIMULATED_ANNEALING_PARAM kAnnealing = {0.9, 1, 2, 3, 4, 5.0, 6.0, 7.0, 8.0, 9, 10.0};
 HAS(int (MTH_FUNCT_PROFILE_COST::*)() const, &MTH_FUNCT_PROFILE_COST::GetReadCount);
 HAS(int (MTH_FUNCT_CURVE_COST::*)() const, &MTH_FUNCT_FIND_CHAINETTE::GetSamplesCount);

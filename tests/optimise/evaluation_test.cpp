@@ -28,15 +28,18 @@ TEST(Evaluation, APointCostsTwoEvaluationsAndLeavesTheObjectAsItWas) {
 
 TEST(Evaluation, StartPointsCountOnlyForDefinedObjects) {
   RecordingCost cost({1.0}, [](const double* x) { return x[0]; });
-  Point other = {7.0};
+  const Point other = {7.0};
+  EXPECT_FALSE(cost.HasIgnoredParameters());
   cost.SetDefined(false);
-  cost.SetParameters(other.data());
-  EXPECT_EQ(cost.Parameters(), (Point{1.0}));
+  cost.ComputeOptimumQNBFGS(other.data(), 1e308, nullptr);
+  EXPECT_TRUE(cost.HasIgnoredParameters());
+  cost.GetParameters()[0] = 1.0;
   cost.SetDefined(true);
   cost.SetParameters(nullptr);
   EXPECT_EQ(cost.Parameters(), (Point{1.0}));
   cost.SetParameters(other.data());
   EXPECT_EQ(cost.Parameters(), other);
+  EXPECT_FALSE(cost.HasIgnoredParameters());
   EXPECT_EQ(cost.GetParam(), cost.GetParameters());
 }
 

@@ -7,16 +7,17 @@
 #include <QStyleFactory>
 #include <QThread>
 #include <QTimer>
+#include <chrono>
 #include <optional>
 
 #include "std/qt/Std_qt_display.h"
 
 namespace mth_test {
 
-/// Handles events until a condition holds; false when it never does.
+/// Handles events until a condition holds; false when it does not in a time that no machine needs.
 template <class Condition>
 bool PumpUntil(Condition condition) {
-  const QDeadlineTimer deadline(20000);
+  const QDeadlineTimer deadline(std::chrono::minutes(5));
   while (!condition()) {
     if (deadline.hasExpired()) return false;
     QCoreApplication::processEvents();

@@ -1,108 +1,19 @@
-#include <QAction>
-#include <QActionGroup>
-#include <QDragEnterEvent>
-#include <QFile>
-#include <QFileDialog>
 #include <QInputDialog>
-#include <QKeyEvent>
 #include <QListWidget>
-#include <QMenu>
-#include <QMenuBar>
-#include <QMessageBox>
-#include <QMimeData>
-#include <QMouseEvent>
 #include <QPushButton>
-#include <QSlider>
 #include <QSpinBox>
 #include <QStatusBar>
-#include <QTemporaryDir>
-#include <QWheelEvent>
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
+#include <csignal>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <set>
 
-#include "application.h"
-#include "main_window.h"
-#include "slice_view.h"
+#include "desktop_host_window.h"
 #include "std/qt/Std_wait_bar_window.h"
-#include "support/dicom_io.h"
-#include "support/nifti_io.h"
 
 namespace mth_test {
 namespace {
-
-using desktop_host::MainWindow;
-using desktop_host::SliceView;
-
-const char* const kSlice = MTH_DATA_DIR "/t1_brain_axial.nii.gz";
-
-class DesktopHost : public QtTest {
- protected:
-  DesktopHost() { window_.emplace().show(); }
-
-  const QImage& Picture() { return Find<SliceView>("slice")->GetPicture(); }
-  template <class Widget>
-  Widget* Find(const QString& name) {
-    auto* found = dynamic_cast<Widget*>(window_->findChild<QWidget*>(name));
-    if (found == nullptr) std::abort();
-    return found;
-  }
-
-  // Takes an entry as Take and waits for the end of what it computes.
-  bool TakeAndWait(const QString& menuTitle, const QString& text) {
-    return Take(menuTitle, text) && PumpUntil([this] { return !window_->IsBusy(); });
-  }
-
-  // Takes the entry of a menu whose text begins so, unless it is grey.
-  bool Take(const QString& menuTitle, const QString& text) {
-    for (const QAction* menu : window_->menuBar()->actions()) {
-      if (menu->text().remove('&') != menuTitle) continue;
-      for (QAction* action : menu->menu()->actions()) {
-        if (!action->text().remove('&').startsWith(text)) continue;
-        if (!action->isEnabled()) return false;
-        action->trigger();
-        return true;
-      }
-    }
-    return false;
-  }
-
-  // Answers the next modal dialog of that type; what happens until then must open one.
-  template <class Dialog, class Answer>
-  static void AnswerNext(Answer answer) {
-    QTimer::singleShot(0, [answer] {
-      auto* dialog = dynamic_cast<Dialog*>(QApplication::activeModalWidget());
-      if (dialog == nullptr) std::abort();  // nobody would ever close it
-      answer(*dialog);
-    });
-  }
-  static QString TextOfNextMessage(const std::function<void()>& program) {
-    QString text;
-    AnswerNext<QMessageBox>([&text](QMessageBox& dialog) {
-      text = dialog.text();
-      dialog.accept();
-    });
-    program();
-    return text;
-  }
-
-  std::optional<MainWindow> window_;
-};
-
-// How many different colours a picture has that are not grey.
-std::size_t CountHues(const QImage& picture) {
-  std::set<int> hues;
-  for (int y = 0; y < picture.height(); ++y) {
-    for (int x = 0; x < picture.width(); ++x) {
-      const QColor colour = picture.pixelColor(x, y);
-      if (colour.hsvSaturation() > 60) hues.insert(colour.hsvHue() / 20);
-    }
-  }
-  return hues.size();
-}
 
 TEST_F(DesktopHost, ShowsASliceAndItsClassesWithALegend) {
   window_->Open(kSlice);
@@ -207,136 +118,6 @@ TEST_F(DesktopHost, DenoisesImagesOfFractions) {
   EXPECT_LT(difference, 0.2);
 }
 
-void PressKey(QWidget* widget, int key) {
-  QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
-  QApplication::sendEvent(widget, &press);
-}
-
-void PressButton(QWidget* widget, Qt::MouseButton button, QPointF place) {
-  QMouseEvent press(QEvent::MouseButtonPress, place, place, button, button, {});
-  QApplication::sendEvent(widget, &press);
-}
-
-// A volume of 20 x 24 x 12 voxels whose value tells the place, in the grid of a scanner.
-std::string WriteVolume(const QTemporaryDir& folder) {
-  example::GreyImage image;
-  image.size = {20, 24, 12};
-  image.voxelSize = {1.0, 1.0, 2.0};
-  image.affine = example::Affine{{{1, 0, 0, -10}, {0, 1, 0, 0}, {0, 0, 2, 5}}};
-  std::vector<float> values;
-  for (int i = 0; i < 20 * 24 * 12; ++i) values.push_back(static_cast<float>(10 + i % 20 + i / 20 % 24));
-  const std::string path = folder.filePath("volume.nii.gz").toStdString();
-  example::WriteNiftiFloats(path, image, "", values, example::Meaning::Intensities);
-  return path;
-}
-
-// A click in one view moves the others; keys and wheel go to other voxels and slices, in the patient's
-// directions: his right is on the left of the screen.
-TEST_F(DesktopHost, ShowsThreeViewsOfOneVoxel) {
-  const QTemporaryDir folder;
-  window_->Open(WriteVolume(folder));
-  auto* axial = Find<SliceView>("slice");
-  auto* coronal = Find<SliceView>("slice_y");
-  auto* sagittal = Find<SliceView>("slice_x");
-  EXPECT_TRUE(coronal->isVisible() && sagittal->isVisible());
-  EXPECT_EQ(axial->GetCaption(), "z = 6 of 0 to 11");
-  const auto status = [this] { return window_->statusBar()->currentMessage(); };
-  EXPECT_TRUE(status().endsWith("voxel 10 12 6, R 0.0 A 12.0 S 17.0 mm")) << status().toStdString();
-
-  PressKey(axial, Qt::Key_Right);  // to the patient's left
-  PressKey(axial, Qt::Key_Up);
-  PressKey(axial, Qt::Key_PageUp);
-  EXPECT_TRUE(status().contains("voxel 9 13 7,")) << status().toStdString();
-  EXPECT_EQ(coronal->GetCaption(), "y = 13 of 0 to 23");
-  EXPECT_EQ(sagittal->GetCaption(), "x = 9 of 0 to 19");
-  const QRectF area = coronal->PictureArea();
-  EXPECT_NEAR(area.height() / area.width(), 12 * 2.0 / 20, 1e-9);  // of thick slices
-  PressButton(coronal, Qt::LeftButton, area.topLeft() + QPointF(1.0, 1.0));
-  EXPECT_TRUE(status().contains("voxel 19 13 11,")) << status().toStdString();
-  QWheelEvent wheel(QPointF(9, 9), QPointF(9, 9), {}, {0, -240}, Qt::NoButton, Qt::NoModifier,
-                    Qt::NoScrollPhase, false);
-  QApplication::sendEvent(sagittal, &wheel);
-  EXPECT_TRUE(status().contains("voxel 17 13 11,")) << status().toStdString();
-  for (int i = 0; i < 30; ++i) PressKey(axial, Qt::Key_PageDown);  // ends at the first slice
-  EXPECT_EQ(axial->GetCaption(), "z = 0 of 0 to 11");
-}
-
-TEST_F(DesktopHost, ZoomsAndMovesTheWindowOfGreys) {
-  const QTemporaryDir folder;
-  window_->Open(WriteVolume(folder));
-  auto* axial = Find<SliceView>("slice");
-  const QRectF whole = axial->PictureArea();
-  PressKey(axial, Qt::Key_Plus);
-  EXPECT_NEAR(axial->PictureArea().width(), 1.25 * whole.width(), 1e-9);
-  const QRectF zoomed = axial->PictureArea();
-  PressButton(axial, Qt::MiddleButton, {30, 30});
-  QMouseEvent pan(QEvent::MouseMove, QPointF(40, 25), QPointF(40, 25), Qt::NoButton, Qt::MiddleButton, {});
-  QApplication::sendEvent(axial, &pan);
-  EXPECT_EQ(axial->PictureArea(), zoomed.translated(10, -5));
-  PressKey(axial, Qt::Key_Home);
-  EXPECT_EQ(axial->PictureArea(), whole);
-
-  const QImage plain = Picture();
-  PressButton(axial, Qt::RightButton, {30, 30});
-  QMouseEvent drag(QEvent::MouseMove, QPointF(30, 60), QPointF(30, 60), Qt::NoButton, Qt::RightButton, {});
-  QApplication::sendEvent(axial, &drag);
-  EXPECT_GT(Picture().pixelColor(5, 5).red(), plain.pixelColor(5, 5).red());
-}
-
-// An element of a DICOM file: explicit types, little endian.
-std::string Element(unsigned group, unsigned number, const std::string& type, std::string value) {
-  const auto bytes = [](std::size_t whole, int count) {
-    std::string text;
-    for (int i = 0; i < count; ++i) text += static_cast<char>(whole >> (8 * i));
-    return text;
-  };
-  if (type == "US") value = bytes(std::stoul(value), 2);
-  if (value.size() % 2 != 0) value += type == "UI" ? '\0' : ' ';
-  const std::string length =
-      type == "OW" ? std::string(2, '\0') + bytes(value.size(), 4) : bytes(value.size(), 2);
-  return bytes(group, 2) + bytes(number, 2) + type + length + value;
-}
-
-// Slices of 4 x 2 pixels, twice as high as wide, with that grey.
-void WriteSlice(const QTemporaryDir& folder, const std::string& series, const std::string& echo, char grey) {
-  const std::string uid = "1.2." + series + "." + echo;
-  const std::string file = std::string(128, '\0') + "DICM" + Element(2, 0x10, "UI", "1.2.840.10008.1.2.1") +
-                           Element(8, 0x16, "UI", "1.2.840.10008.5.1.4.1.1.4") + Element(8, 0x18, "UI", uid) +
-                           Element(0x18, 0x86, "IS", echo) + Element(0x20, 0x0E, "UI", "1.2." + series) +
-                           Element(0x20, 0x11, "IS", series) + Element(0x20, 0x32, "DS", "0\\0\\0") +
-                           Element(0x20, 0x37, "DS", "1\\0\\0\\0\\1\\0") + Element(0x28, 2, "US", "1") +
-                           Element(0x28, 4, "CS", "MONOCHROME2") + Element(0x28, 0x10, "US", "2") +
-                           Element(0x28, 0x11, "US", "4") + Element(0x28, 0x30, "DS", "2\\1") +
-                           Element(0x28, 0x100, "US", "8") + Element(0x28, 0x101, "US", "8") +
-                           Element(0x28, 0x102, "US", "7") + Element(0x28, 0x103, "US", "0") +
-                           Element(0x7FE0, 0x10, "OW", std::string(8, grey));
-  std::ofstream(folder.filePath(QString::fromStdString(uid)).toStdString(), std::ios::binary) << file;
-}
-
-// Of several series and echoes the user chooses one; its pixels have their true shape.
-TEST_F(DesktopHost, AsksWhichSeriesAndEcho) {
-  const QTemporaryDir folder;
-  if (!example::IsDicomPath(folder.path().toStdString())) GTEST_SKIP() << "a build without DICOM";
-  WriteSlice(folder, "3", "1", 31);
-  WriteSlice(folder, "3", "2", 32);
-  WriteSlice(folder, "4", "1", 41);
-  const auto open = [&](int entry, bool isTaken) {
-    AnswerNext<QInputDialog>([&](QInputDialog& dialog) {
-      EXPECT_EQ(dialog.comboBoxItems().size(), 3);
-      dialog.setTextValue(dialog.comboBoxItems().value(entry));
-      dialog.done(isTaken ? QDialog::Accepted : QDialog::Rejected);
-    });
-    window_->Open(folder.path().toStdString());
-    return window_->statusBar()->currentMessage();
-  };
-  EXPECT_TRUE(open(0, true).startsWith("grey 31,"));
-  EXPECT_TRUE(open(1, true).startsWith("grey 32,"));
-  EXPECT_TRUE(open(2, true).startsWith("grey 41,"));
-  EXPECT_TRUE(open(0, false).startsWith("grey 41,"));  // none: as before
-  const QRectF area = Find<SliceView>("slice")->PictureArea();
-  EXPECT_NEAR(area.height() / area.width(), 1.0, 1e-9);
-}
-
 // The desktop and the command line give the same classes, of all methods that both have.
 TEST_F(DesktopHost, HasTheNumbersOfTheCommandLine) {
   const QTemporaryDir folder;
@@ -359,50 +140,6 @@ TEST_F(DesktopHost, HasTheNumbersOfTheCommandLine) {
                     .arg(entryOfClass["area_mm2"].get<double>(), 0, 'f', 1));
     }
   }
-}
-
-// Classes of the whole volume stay from slice to slice and overlay all views; what is saved is what is shown.
-TEST_F(DesktopHost, SavesWhatItShows) {
-  const QTemporaryDir folder;
-  window_->Open(WriteVolume(folder));
-  const auto file = [&](const char* name) { return folder.filePath(name).toStdString(); };
-  EXPECT_FALSE(Take("File", "Save labels"));
-  ASSERT_TRUE(TakeAndWait("Compute", "Tissues"));
-  EXPECT_GE(CountHues(Find<SliceView>("slice_x")->GetPicture()), 2U);
-  EXPECT_TRUE(Find<QListWidget>("legend")->item(0)->text().endsWith(" ml"));
-  Find<QSlider>("opacity")->setValue(0);
-  EXPECT_EQ(CountHues(Picture()), 0U);
-  window_->SaveLabels(file("labels.nii.gz"));
-  window_->SaveTable(file("table.csv"));
-  window_->SavePicture(file("picture.png"));
-  const example::GreyImage labels = example::ReadImage(file("labels.nii.gz"));
-  EXPECT_EQ(labels.size, (std::array<int, 3>{20, 24, 12}));
-  EXPECT_EQ(*std::max_element(labels.values.begin(), labels.values.end()), 3.0);
-  EXPECT_FALSE(QImage(folder.filePath("picture.png")).isNull());
-  QFile table(folder.filePath("table.csv"));
-  ASSERT_TRUE(table.open(QIODevice::ReadOnly));
-  EXPECT_EQ(table.readAll().count('\n'), 4);
-  // The image itself is never replaced.
-  const QString text = TextOfNextMessage([&] { window_->SaveLabels(file("volume.nii.gz")); });
-  EXPECT_TRUE(text.contains("is an input of this run")) << text.toStdString();
-}
-
-TEST_F(DesktopHost, TakesBackADenoisingAndOpensWhatIsDropped) {
-  QMimeData dropped;
-  dropped.setUrls({QUrl::fromLocalFile(kSlice)});
-  QDragEnterEvent enter({9, 9}, Qt::CopyAction, &dropped, Qt::LeftButton, {});
-  QApplication::sendEvent(&*window_, &enter);
-  EXPECT_TRUE(enter.isAccepted());
-  QDropEvent drop({9, 9}, Qt::CopyAction, &dropped, Qt::LeftButton, {});
-  QApplication::sendEvent(&*window_, &drop);
-  EXPECT_TRUE(window_->windowTitle().startsWith("t1_brain_axial.nii.gz"));
-  const QImage plain = Picture();
-  EXPECT_FALSE(Take("Compute", "Undo"));
-  ASSERT_TRUE(TakeAndWait("Compute", "Denoise"));
-  EXPECT_NE(Picture(), plain);
-  ASSERT_TRUE(Take("Compute", "Undo"));
-  EXPECT_EQ(Picture(), plain);
-  EXPECT_FALSE(Take("Compute", "Undo"));
 }
 
 TEST_F(DesktopHost, TheLibraryTellsOfAClassThatDoesNotExist) {
@@ -431,25 +168,8 @@ TEST_F(DesktopHost, TheLibraryTellsOfAClassThatDoesNotExist) {
   EXPECT_EQ(text, "MTH_CLUSTERING::GetSampleDistanceToCentroid : Indice du cluste hors limite!");
 }
 
-// A name gets the ending of its kind before the user is asked whether to replace a file.
-TEST_F(DesktopHost, SavesUnderNamesOfTheirKind) {
-  const QTemporaryDir folder;
-  window_->Open(kSlice);
-  ASSERT_TRUE(TakeAndWait("Compute", "Fuzzy c-means"));
-  AnswerNext<QFileDialog>([&folder](QFileDialog& dialog) {
-    dialog.setDirectory(folder.path());
-    dialog.selectFile("mine");
-    dynamic_cast<QDialog&>(dialog).accept();
-  });
-  ASSERT_TRUE(Take("File", "Save labels"));
-  EXPECT_EQ(example::ReadImage(folder.filePath("mine.nii.gz").toStdString()).size,
-            (std::array<int, 3>{181, 217, 1}));
-  const QString text =
-      TextOfNextMessage([&] { window_->SaveLabels(folder.filePath("mine.png").toStdString()); });
-  EXPECT_TRUE(text.contains("ends in .nii.gz")) << text.toStdString();
-}
-
 TEST_F(DesktopHost, EndsWhenItIsToldTo) {
+  std::signal(SIGTERM, SIG_DFL);  // the host ignores what it is born to ignore
   const std::string script =
       "set -m; ASAN_OPTIONS=detect_leaks=0 \"$0\" -platform offscreen & "  // those of the toolkit's fonts
       "until grep -qx desktop_host /proc/$!/comm && grep -q SigCgt:.*[4-7c-f]...$ /proc/$!/status; "
