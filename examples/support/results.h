@@ -23,7 +23,7 @@ class Results {
   /// @param inputs  files that the run reads: no result replaces one of them.
   Results(std::string host, std::vector<std::string> inputs, bool isForced);
 
-  /// The folder of the results that are written by name; touches nothing yet.
+  /// The folder of the results that are written by name; touches nothing yet but what a killed run has left.
   /// @throws Failure  when it can neither be written nor created.
   void OpenFolder(const std::string& path);
 

@@ -24,6 +24,7 @@ namespace {
 // What a staging folder holds.
 constexpr const char* kPrefix = ".mth_part-";
 constexpr const char* kMark = "mark";
+constexpr const char* kUnlocked = "unlocked";  // the mark of a run that begins
 constexpr const char* kNew = "new";
 constexpr const char* kFormer = "former";
 constexpr const char* kPlan = "plan";          // names and fingerprints of what this run puts in place
@@ -62,7 +63,9 @@ void ClearStaging(const fs::path& folder, const fs::path& staging) {
 }
 
 void ClearIfDead(const fs::path& folder, const fs::path& staging) {
-  const int mark = open((staging / kMark).c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+  constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_CLOEXEC;
+  int mark = open((staging / kMark).c_str(), kFlags);
+  if (mark < 0) mark = open((staging / kUnlocked).c_str(), kFlags);
   if (mark < 0) return;  // not one of ours
   if (flock(mark, LOCK_EX | LOCK_NB) == 0) ClearStaging(folder, staging);
   close(mark);
@@ -125,7 +128,9 @@ bool IsWithin(const fs::path& place, const fs::path& folder) {
 }
 
 StagedFolder::StagedFolder(fs::path folder, std::string host, const std::vector<std::string>& inputs)
-    : folder_(std::move(folder)), host_(std::move(host)), inputs_(inputs) {}
+    : folder_(std::move(folder)), host_(std::move(host)), inputs_(inputs) {
+  ClearDeadRuns();
+}
 
 StagedFolder::~StagedFolder() {
   std::error_code ignored;
@@ -160,7 +165,6 @@ void StagedFolder::CreateFolder() {
 
 void StagedFolder::CreateStaging() {
   CreateFolder();
-  ClearDeadRuns();
   errno = 0;
   const auto check = [this](bool isDone) {
     if (!isDone) CannotWrite(folder_, WriteFailure::FromErrno().what());
@@ -171,7 +175,7 @@ void StagedFolder::CreateStaging() {
   staging_ = staging;
   // Locked before it has its name: no other run can meet it and take it for a dead one's. Where the file
   // system knows no locks, none can be had of a dead run's either, and it stays.
-  const fs::path unlocked = staging_ / "unlocked";
+  const fs::path unlocked = staging_ / kUnlocked;
   mark_ = open(unlocked.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
   check(mark_ >= 0);
   flock(mark_, LOCK_EX | LOCK_NB);

@@ -21,6 +21,7 @@ bool IsWithin(const std::filesystem::path& place, const std::filesystem::path& f
 /// left there goes with the object, and what a killed run has left there goes when the next one comes.
 class StagedFolder {
  public:
+  /// Takes back what a killed run has left half done.
   /// @param inputs  what the run reads: it stays, whatever is written.
   StagedFolder(std::filesystem::path folder, std::string host, const std::vector<std::string>& inputs);
   ~StagedFolder();

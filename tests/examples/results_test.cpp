@@ -275,11 +275,12 @@ TEST_F(ResultsOfAHost, AreTakenBackFromADeadRun) {
   for (const std::string name : {"plan", "manifest"})
     WriteFile(folder_ / ("out/.mth_part-1/" + name), std::to_string(0xCBF43926U) + " 9 0 report.txt\n");
   fs::create_directory(folder_ / "out/.mth_part-unmarked");  // somebody else's
-  // A run that fails after it has begun to write has cleared up first.
-  const ProgramRun run =
-      RunProgram("/bin/bash", "-c 'ulimit -f 4; exec \"$0\" \"$@\"' " + Quoted(MTH_SEGMENT_MR) + " " +
-                                  Arguments("second.nii", "-c 2 --force"));
+  // A run that fails after it has begun to write has cleared up first, and has not taken what it met for the
+  // user's.
+  const ProgramRun run = RunProgram("/bin/bash", "-c 'ulimit -f 4; exec \"$0\" \"$@\"' " +
+                                                     Quoted(MTH_SEGMENT_MR) + " " + Arguments("second.nii"));
   EXPECT_EQ(run.status, 2);
+  EXPECT_NE(run.errors.find("File too large"), std::string::npos) << run.errors;
   EXPECT_EQ(ReadFile(folder_ / "out/report.txt"), report);
   EXPECT_EQ(ReadFile(folder_ / "out/.mth_part-1/former/panel.png"), "by hand");
   fs::remove_all(folder_ / "out/.mth_part-1");
