@@ -239,7 +239,8 @@ class DiscreteRiccati {
   RiccatiAttempt SolvePencil(const RiccatiUnits& units, SquareView x) {
     if (const int refusal = extended_.Fill(system_, units)) return {refusal};
     if (const int refusal = extended_.RemoveInputs()) return {refusal};
-    const Pencil pencil = PencilIn(memory_.Get(), 2 * n_);
+    Pencil pencil = PencilIn(memory_.Get(), 2 * n_);
+    pencil.qt.size = 0;
     extended_.CopyTo(pencil.a, pencil.b);
     if (!ReduceToGeneralisedSchur(pencil, memory_.Get() + 16 * n_ * n_)) return {5};
     const ComplexPencil form = Form();

@@ -32,7 +32,7 @@ bool FindVectors(const mth_internal::Pencil& pencil, const Complex* alphas, cons
   if (!rows || !work) return false;
   const SquareView inForm{rows.Get(), n};
   mth_internal::GeneralisedSchurVectors(pencil.a, pencil.b, alphas, betas, inForm, work.Get());
-  const SquareView result = pencil.qt;  // Q is of no use here
+  const SquareView result{pencil.qt.elements, n};  // free, as there is no Q
   mth_internal::MultiplyVectors(inForm, pencil.zt, nullptr, result);
   if (mth_internal::IsGivenUp(n)) return false;
   mth_internal::WriteVectors(result, alphas, vectors);
@@ -55,7 +55,9 @@ bool MTH_MATRIX::GeneralisedEigenvalueProblem(const MTH_MATRIX& b, MTH_COMPLEX**
   auto newBetas = NewResults<double>(n);
   auto newVectors = NewResults<MTH_COMPLEX>(vectors != nullptr ? n * n : 0);
   if (!memory || !values || !newAlphas || !newBetas || !newVectors) return false;
-  const mth_internal::Pencil pencil = mth_internal::PencilIn(memory.Get(), n);
+  mth_internal::Pencil pencil = mth_internal::PencilIn(memory.Get(), n);
+  pencil.qt.size = 0;
+  if (vectors == nullptr) pencil.zt.size = 0;
   const int exponentOfA = mth_internal::CopyScaled(*this, pencil.a.elements);
   const int exponentOfB = mth_internal::CopyScaled(b, pencil.b.elements);
   if (!mth_internal::ReduceToGeneralisedSchur(pencil, memory.Get() + 4 * n * n)) return false;

@@ -9,7 +9,7 @@
 namespace mth_internal {
 
 /// A pair of square matrices under orthogonal transformations of rows and columns: a = Q' A Z, b = Q' B Z.
-/// `qt` and `zt` receive Q and Z transposed.
+/// `qt` and `zt` receive Q and Z transposed; one of size 0 is not wanted.
 struct Pencil {
   SquareView a;
   SquareView b;
@@ -28,10 +28,6 @@ inline Pencil PencilIn(double* memory, std::int64_t size) {
 /// negative diagonal element and diagonal in those blocks. All else is exactly 0. Work: 2 rows.
 /// @return  false when an eigenvalue does not converge or the host gives up.
 bool ReduceToGeneralisedSchur(const Pencil& pencil, double* work);
-
-/// The first half of that: b triangular, a Hessenberg.
-/// @return  false when the host gives up.
-bool ReduceToHessenbergTriangular(const Pencil& pencil, double* work);
 
 /// Brings rows k and k + 1 of a pencil, all else in place and b triangular, to that form.
 void StandardisePair(const Pencil& pencil, std::int64_t k);
@@ -60,15 +56,15 @@ inline void RotateRows(const Pencil& p, std::int64_t k, std::int64_t firstOfA, s
   const std::int64_t n = p.a.size;
   RotateTwoRows(p.a[k], p.a[k + 1], firstOfA, n, rotation);
   RotateTwoRows(p.b[k], p.b[k + 1], firstOfB, n, rotation);
-  RotateTwoRows(p.qt[k], p.qt[k + 1], 0, n, rotation);
+  RotateTwoRows(p.qt[k], p.qt[k + 1], 0, p.qt.size, rotation);
 }
 
 /// Columns k and k + 1 of the first rows.
 inline void RotateColumns(const Pencil& p, std::int64_t k, std::int64_t rowsOfA, std::int64_t rowsOfB,
                           PlaneRotation rotation) {
-  RotateTwoColumns(p.a, k, rowsOfA, rotation);
-  RotateTwoColumns(p.b, k, rowsOfB, rotation);
-  RotateTwoRows(p.zt[k], p.zt[k + 1], 0, p.a.size, rotation);
+  RotateTwoColumns(p.a, k, 0, rowsOfA, rotation);
+  RotateTwoColumns(p.b, k, 0, rowsOfB, rotation);
+  RotateTwoRows(p.zt[k], p.zt[k + 1], 0, p.zt.size, rotation);
 }
 
 /// The rotation of two columns that sends the row (x, y) to (0, r).

@@ -44,7 +44,7 @@ void MakePositive(const Pencil& p, std::int64_t k) {
     // The row of a block with a complex pair begins one column further to the left.
     for (std::int64_t j = std::max<std::int64_t>(k - 1, 0); j < n; ++j) p.a[k][j] = 0.0 - p.a[k][j];
     for (std::int64_t j = k + 1; j < n; ++j) p.b[k][j] = 0.0 - p.b[k][j];
-    for (std::int64_t j = 0; j < n; ++j) p.qt[k][j] = 0.0 - p.qt[k][j];
+    for (std::int64_t j = 0; j < p.qt.size; ++j) p.qt[k][j] = 0.0 - p.qt[k][j];
   }
   p.b[k][k] = std::abs(p.b[k][k]);
 }

@@ -64,7 +64,7 @@ PlaneRotation RotationOf(double x, double y, double* r) {
 
 void RotateSchur(SquareView t, SquareView qt, std::int64_t k, PlaneRotation rotation) {
   RotateTwoRows(t[k], t[k + 1], k, t.size, rotation);
-  RotateTwoColumns(t, k, k + 2, rotation);
+  RotateTwoColumns(t, k, 0, k + 2, rotation);
   RotateTwoRows(qt[k], qt[k + 1], 0, t.size, rotation);
 }
 

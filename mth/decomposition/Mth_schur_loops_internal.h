@@ -117,7 +117,7 @@ class SchurReduction {
         h_[k][k - 1] -= reflection.factor * h_[k][k - 1];
       }
       ReflectThreeRows(h_[k], h_[k + 1], h_[k + 2], k, h_.size, reflection);
-      ReflectThreeColumns<1>(h_, k, std::min(k + 4, last + 1), reflection);
+      ReflectThreeColumns<1>(h_, k, 0, std::min(k + 4, last + 1), reflection);
       ReflectThreeRows(qt_[k], qt_[k + 1], qt_[k + 2], 0, h_.size, reflection);
     }
     x = h_[last - 1][last - 2];
@@ -125,7 +125,7 @@ class SchurReduction {
     h_[last - 1][last - 2] = x;
     h_[last][last - 2] = 0.0;
     ReflectTwoRows(h_[last - 1], h_[last], last - 1, h_.size, reflection);
-    ReflectTwoColumns<1>(h_, last - 1, last + 1, reflection);
+    ReflectTwoColumns<1>(h_, last - 1, 0, last + 1, reflection);
     ReflectTwoRows(qt_[last - 1], qt_[last], 0, h_.size, reflection);
   }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "mth/core/Mth_compiler_internal.h"
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
 #include "mth/decomposition/Mth_scaling_internal.h"
 
@@ -58,11 +59,11 @@ inline void ReflectTwoRows(double* __restrict upper, double* __restrict lower, s
   }
 }
 
-/// Columns `column`, column + kStep and column + 2 kStep of rows [0, last).
+/// Columns `column`, column + kStep and column + 2 kStep of rows [first, last).
 template <int kStep>
-void ReflectThreeColumns(SquareView a, std::int64_t column, std::int64_t last,
+void ReflectThreeColumns(SquareView a, std::int64_t column, std::int64_t first, std::int64_t last,
                          const SmallReflection& reflection) {
-  for (std::int64_t i = 0; i < last; ++i) {
+  for (std::int64_t i = first; i < last; ++i) {
     double* row = a[i] + column;
     const double step =
         reflection.factor * (row[0] + reflection.second * row[kStep] + reflection.third * row[2 * kStep]);
@@ -72,11 +73,11 @@ void ReflectThreeColumns(SquareView a, std::int64_t column, std::int64_t last,
   }
 }
 
-/// Columns `column` and column + kStep of rows [0, last).
+/// Columns `column` and column + kStep of rows [first, last).
 template <int kStep>
-void ReflectTwoColumns(SquareView a, std::int64_t column, std::int64_t last,
+void ReflectTwoColumns(SquareView a, std::int64_t column, std::int64_t first, std::int64_t last,
                        const SmallReflection& reflection) {
-  for (std::int64_t i = 0; i < last; ++i) {
+  for (std::int64_t i = first; i < last; ++i) {
     double* row = a[i] + column;
     const double step = reflection.factor * (row[0] + reflection.second * row[kStep]);
     row[0] -= step;
@@ -94,9 +95,11 @@ inline void RotateTwoRows(double* __restrict upper, double* __restrict lower, st
   }
 }
 
-/// Columns `column` and column + 1 of rows [0, last).
-inline void RotateTwoColumns(SquareView a, std::int64_t column, std::int64_t last, PlaneRotation rotation) {
-  for (std::int64_t i = 0; i < last; ++i) {
+/// Columns `column` and column + 1 of rows [first, last). Not inline in a kernel: g++ 12 fuses this pattern
+/// where the instruction set has fused sums and differences, although it is told not to.
+MTH_NOINLINE inline void RotateTwoColumns(SquareView a, std::int64_t column, std::int64_t first,
+                                          std::int64_t last, PlaneRotation rotation) {
+  for (std::int64_t i = first; i < last; ++i) {
     double* row = a[i] + column;
     const double x = row[0];
     row[0] = rotation.c * x + rotation.s * row[1];
