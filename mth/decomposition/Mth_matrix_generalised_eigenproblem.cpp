@@ -27,11 +27,12 @@ std::unique_ptr<T[]> NewResults(std::int64_t count) {
 bool FindVectors(const mth_internal::Pencil& pencil, const Complex* alphas, const double* betas,
                  MTH_COMPLEX* vectors) {
   const std::int64_t n = pencil.a.size;
-  const WorkArray<double> rows(n * n);
+  const WorkArray<double> rows(3 * n * n + 4 * n);
   const WorkArray<Complex> work(n + 1);
   if (!rows || !work) return false;
   const SquareView inForm{rows.Get(), n};
-  mth_internal::GeneralisedSchurVectors(pencil.a, pencil.b, alphas, betas, inForm, work.Get());
+  mth_internal::GeneralisedSchurVectors(pencil.a, pencil.b, alphas, betas, inForm, rows.Get() + n * n,
+                                        work.Get());
   const SquareView result{pencil.qt.elements, n};  // free, as there is no Q
   mth_internal::MultiplyVectors(inForm, pencil.zt, nullptr, result);
   if (mth_internal::IsGivenUp(n)) return false;

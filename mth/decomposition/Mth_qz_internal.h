@@ -46,9 +46,10 @@ void GeneralisedValues(SquareView a, SquareView b, Complex* alphas, double* beta
 
 /// Right eigenvectors of a generalised Schur form, in its coordinates: row j of `vectors` for a real
 /// eigenvalue j, rows j and j + 1 the real and imaginary parts for a complex pair. Incomplete when the host
-/// gives up. Work: size numbers.
+/// gives up.
+/// @param work, x  work: 2 matrices and 4 rows of doubles, and size numbers.
 void GeneralisedSchurVectors(SquareView a, SquareView b, const Complex* alphas, const double* betas,
-                             SquareView vectors, Complex* work);
+                             SquareView vectors, double* work, Complex* x);
 
 /// Rows k and k + 1, from these columns on.
 inline void RotateRows(const Pencil& p, std::int64_t k, std::int64_t firstOfA, std::int64_t firstOfB,

@@ -1,11 +1,13 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <type_traits>
 
 #include "mth/core/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_qz_internal.h"
 #include "mth/decomposition/Mth_scaling_internal.h"
 #include "mth/decomposition/Mth_small_systems_internal.h"
+#include "mth/matrix/Mth_transpose_kernel_internal.h"
 
 // Right eigenvectors of a generalised real Schur form by back-substitution.
 
@@ -14,61 +16,98 @@ namespace {
 
 constexpr double kLargeComponent = 1e100;  // beyond, the vector is scaled down
 
+// A generalised Schur form by columns, and its largest elements.
+struct PencilColumns {
+  SquareView a;
+  SquareView b;
+  double largestOfA;
+  double largestOfB;
+};
+
+inline double RealPart(double x) {
+  return x;
+}
+inline double RealPart(Complex x) {
+  return x.real();
+}
+
+// sums += column x weight, of the elements before `count`.
+void AddTimes(const double* __restrict column, double weight, double* __restrict sums, std::int64_t count) {
+  for (std::int64_t i = 0; i < count; ++i) sums[i] += column[i] * weight;
+}
+
 // Solves (beta A - alpha B) x = 0 upwards from row `last`, below which x is given; Scalar is double for a
-// real alpha.
+// real alpha. What is known of x is taken to all rows above at once, along the columns, which are the rows of
+// the transposed matrices.
 template <class Scalar>
 class PencilSubstitution {
  public:
-  PencilSubstitution(SquareView a, SquareView b, Scalar alpha, double beta, Scalar* x)
-      : a_(a), b_(b), alpha_(alpha), beta_(beta), x_(x) {
-    const std::int64_t count = a.size * a.size;
-    const double norm = std::abs(beta) * LargestMagnitude(a.elements, count) +
-                        Modulus(alpha) * LargestMagnitude(b.elements, count);
+  // `sums` is work: 4 n doubles.
+  PencilSubstitution(const PencilColumns& pencil, Scalar alpha, double beta, Scalar* x, double* sums)
+      : p_(pencil), n_(pencil.a.size), alpha_(alpha), beta_(beta), x_(x), sums_(sums) {
+    const double norm = std::abs(beta) * pencil.largestOfA + Modulus(alpha) * pencil.largestOfB;
     smallest_ = std::max(norm * std::numeric_limits<double>::epsilon(), std::numeric_limits<double>::min());
+    std::fill_n(sums_, 4 * n_, 0.0);
   }
 
   Scalar At(std::int64_t row, std::int64_t column) const {
-    return beta_ * a_[row][column] - b_[row][column] * alpha_;
+    return beta_ * p_.a[column][row] - p_.b[column][row] * alpha_;
   }
 
   void Solve(std::int64_t last, std::int64_t end) {
+    for (std::int64_t j = last + 1; j < end; ++j) Include(j);
     for (std::int64_t i = last; i >= 0; --i) {
-      if (i > 0 && IsPair(a_, i - 1)) {
-        SolvePair(--i, end);
+      const bool isPair = i > 0 && p_.a[i - 1][i] != 0.0;
+      if (isPair) {
+        SolvePair(--i);
+        Include(i + 1);
       } else {
         const Scalar pivot = At(i, i);
-        x_[i] = -RowSum(i, i + 1, end) / (Modulus(pivot) < smallest_ ? Scalar(smallest_) : pivot);
+        x_[i] = -RowSum(i) / (Modulus(pivot) < smallest_ ? Scalar(smallest_) : pivot);
       }
+      Include(i);
       const double largest = Modulus(x_[i]);
       if (!(largest > kLargeComponent)) continue;
       for (std::int64_t k = i; k < end; ++k) x_[k] = x_[k] / largest;
+      for (std::int64_t k = 0; k < 4 * n_; ++k) sums_[k] /= largest;
     }
   }
 
  private:
-  Scalar RowSum(std::int64_t row, std::int64_t first, std::int64_t end) const {
-    Scalar ofA{};
-    Scalar ofB{};
-    for (std::int64_t j = first; j < end; ++j) {
-      ofA += a_[row][j] * x_[j];
-      ofB += b_[row][j] * x_[j];
+  // Sums of A x and B x, for complex numbers the real and then the imaginary parts.
+  void Include(std::int64_t j) {
+    const double real = RealPart(x_[j]);
+    AddTimes(p_.a[j], real, sums_, j);
+    AddTimes(p_.b[j], real, sums_ + n_, j);
+    if constexpr (std::is_same_v<Scalar, Complex>) {
+      AddTimes(p_.a[j], x_[j].imag(), sums_ + 2 * n_, j);
+      AddTimes(p_.b[j], x_[j].imag(), sums_ + 3 * n_, j);
     }
-    return beta_ * ofA - alpha_ * ofB;
   }
 
-  void SolvePair(std::int64_t i, std::int64_t end) {
-    const PairSolution<Scalar> solution =
-        SolvePairOf<Scalar>(At(i, i), At(i, i + 1), At(i + 1, i), At(i + 1, i + 1), -RowSum(i, i + 2, end),
-                            -RowSum(i + 1, i + 2, end), smallest_);
+  Scalar RowSum(std::int64_t row) const {
+    if constexpr (std::is_same_v<Scalar, Complex>) {
+      const Complex ofA(sums_[row], sums_[2 * n_ + row]);
+      const Complex ofB(sums_[n_ + row], sums_[3 * n_ + row]);
+      return beta_ * ofA - alpha_ * ofB;
+    } else {
+      return beta_ * sums_[row] - alpha_ * sums_[n_ + row];
+    }
+  }
+
+  void SolvePair(std::int64_t i) {
+    const PairSolution<Scalar> solution = SolvePairOf<Scalar>(
+        At(i, i), At(i, i + 1), At(i + 1, i), At(i + 1, i + 1), -RowSum(i), -RowSum(i + 1), smallest_);
     x_[i] = solution.first;
     x_[i + 1] = solution.second;
   }
 
-  SquareView a_;
-  SquareView b_;
+  const PencilColumns& p_;
+  std::int64_t n_;
   Scalar alpha_;
   double beta_;
   Scalar* x_;
+  double* sums_;
   double smallest_;
 };
 
@@ -86,8 +125,13 @@ void StartPair(const PencilSubstitution<Complex>& pencil, std::int64_t j, Comple
 }  // namespace
 
 void GeneralisedSchurVectors(SquareView a, SquareView b, const Complex* alphas, const double* betas,
-                             SquareView vectors, Complex* work) {
+                             SquareView vectors, double* work, Complex* x) {
   const std::int64_t n = a.size;
+  const PencilColumns columns{
+      {work, n}, {work + n * n, n}, LargestMagnitude(a.elements, n * n), LargestMagnitude(b.elements, n * n)};
+  Transpose<double>(a.elements, n, n, columns.a.elements);
+  Transpose<double>(b.elements, n, n, columns.b.elements);
+  double* sums = work + 2 * n * n;
   std::fill_n(vectors.elements, n * n, 0.0);
   for (std::int64_t j = 0; j < n && !IsGivenUp(n); ++j) {
     // Only the ratio of alpha and beta counts.
@@ -95,15 +139,16 @@ void GeneralisedSchurVectors(SquareView a, SquareView b, const Complex* alphas, 
     const double beta = betas[j] / size;
     if (!IsPair(a, j)) {
       vectors[j][j] = 1.0;
-      PencilSubstitution<double>(a, b, alphas[j].real() / size, beta, vectors[j]).Solve(j - 1, j + 1);
+      PencilSubstitution<double>(columns, alphas[j].real() / size, beta, vectors[j], sums)
+          .Solve(j - 1, j + 1);
       continue;
     }
-    PencilSubstitution<Complex> pencil(a, b, alphas[j] / size, beta, work);
-    StartPair(pencil, j, work);
+    PencilSubstitution<Complex> pencil(columns, alphas[j] / size, beta, x, sums);
+    StartPair(pencil, j, x);
     pencil.Solve(j - 1, j + 2);
     for (std::int64_t i = 0; i < j + 2; ++i) {
-      vectors[j][i] = work[i].real();
-      vectors[j + 1][i] = work[i].imag();
+      vectors[j][i] = x[i].real();
+      vectors[j + 1][i] = x[i].imag();
     }
     ++j;
   }
