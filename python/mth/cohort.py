@@ -82,7 +82,7 @@ class Model:
                    "parameters": self.parameters, "n_iter": self.n_iter, "reason": self.reason, "change": self.change,
                    "scans": self.scans, "failed": self.failed, "generated_by": {"name": "mth", "version": _mth.__version__}}
         text = json.dumps(content, indent=2, ensure_ascii=False, allow_nan=False) + "\n"
-        target = Path(path)
+        target = Path(os.path.realpath(path))  # a link stays one
         part = target.with_name(f".{target.name}.{os.getpid()}")
         try:
             part.write_text(text, encoding="utf-8")

@@ -62,7 +62,8 @@ def minimise(f: Callable[[Floats], Any], x0: ArrayLike, method: str = "powell", 
         is the cost. It is not called again for one of the last four points.
     x0 : the start.
     method : "powell", "bfgs", "nelder-mead" and "steepest-descent", the latter two made for two parameters, or
-        "least-squares", Marquardt's method.
+        "least-squares", Marquardt's method. The library's ComputeOptimumMarLev is left out: it starts from 0.1 whatever x0 is,
+        and by intention climbs to a maximum where the curvature is positive.
     tol : a relative change of the cost; each method's own criterion.
     step : of the finite differences of "bfgs", the first simplex of "nelder-mead" or the first step of the descent.
     callback : called with the best or present point once per iteration; one that returns True ends the run.

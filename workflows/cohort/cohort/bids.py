@@ -9,6 +9,7 @@ REPORT = "_desc-mth_T1w.json"
 RESOURCES = "_desc-mth_resources.json"
 # What else is made of a scan, by the end of its name.
 MAPS = ("_desc-denoised_T1w.*", "_dseg.*", "_label-*_probseg.*", "_desc-biasfield_map.*")
+MODEL = ".mth-cohort/model.json"  # the copy of the one that all scans are divided by
 MASK = "_desc-brain_mask.nii.gz"
 
 
@@ -38,7 +39,7 @@ def find_scans(bids_dir, labels=None):
 
 
 def describe_dataset(output_dir, version):
-    """The description that makes the output folder a BIDS derivative."""
+    """The description that makes the output folder a BIDS derivative; one that somebody has added to stays."""
     text = json.dumps({
         "Name": "Tissues, denoised images and texture",
         "BIDSVersion": "1.8.0",
@@ -46,5 +47,6 @@ def describe_dataset(output_dir, version):
         "GeneratedBy": [{"Name": "mth-cohort", "Version": version}],
     }, indent=2) + "\n"
     path = Path(output_dir) / "dataset_description.json"
-    if not path.is_file() or path.read_text(encoding="utf-8") != text:
-        tools.write_whole(path, text)
+    manifest = tools.Manifest(Path(output_dir), "description")
+    if not path.exists() or tools.checksum(path) in manifest.sums.get(path.name, []):
+        manifest.write(path, text)

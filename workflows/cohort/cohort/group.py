@@ -61,13 +61,13 @@ def text_of(value):
     return f"{value:.6g}" if isinstance(value, float) else str(value)
 
 
-def write_table(path, rows):
+def write_table(manifest, path, rows):
     """A table with tabs between its columns, as BIDS has them."""
     columns = list(dict.fromkeys(column for row in rows for column in row))
     lines = ["\t".join(columns)]
     for row in rows:
         lines.append("\t".join(text_of(row.get(column)).replace("\t", " ").replace("\n", " ") for column in columns))
-    tools.write_whole(path, "\n".join(lines) + "\n")
+    manifest.write(path, "\n".join(lines) + "\n")
 
 
 def texture_rows(reports):
@@ -83,6 +83,15 @@ def resource_rows(config, reports):
             yield {"scan": report["image"], **json.loads(path.read_text(encoding="utf-8"))}
         except (OSError, ValueError):
             yield {"scan": report["image"]}
+
+
+TABLES = ("volumes.tsv", "texture.tsv", "resources.tsv", "report/index.html")
+
+
+def require_ours(config):
+    """Raises StepFailed when somebody has changed a table since it was written."""
+    output = Path(config["output_dir"])
+    tools.Manifest(output, "tables").require_ours([output / name for name in TABLES])
 
 
 PAGE = """<!DOCTYPE html>
@@ -115,7 +124,7 @@ def cell(value):
     return f'<td data-value="{html.escape(text_of(value) if value is not None else "")}">{html.escape(text_of(value))}</td>'
 
 
-def write_page(config, reports, rows, scores):
+def write_page(manifest, config, reports, rows, scores):
     """One row a scan with its picture, the strangest first; failed ones before all."""
     folder = Path(config["output_dir"]) / "report"
     columns = list(dict.fromkeys(column for row in rows for column in row))
@@ -131,7 +140,7 @@ def write_page(config, reports, rows, scores):
                     "".join(cell(rows[i].get(column)) for column in columns) + "</tr>")
     head = "".join(f'<th scope="col"><button>{html.escape(name)}</button></th>' for name in ["scan", "picture", "z", *columns])
     done = sum(report["status"] == "done" for report in reports)
-    tools.write_whole(folder / "index.html", PAGE.format(
+    manifest.write(folder / "index.html", PAGE.format(
         count=len(reports), done=done, failed=len(reports) - done, head=head, body="\n".join(body),
         version=html.escape(config["settings"]["version"])))
 
@@ -144,12 +153,13 @@ def write(config):
     columns = [column for column in dict.fromkeys(column for row in rows for column in row)
                if not column.endswith(("_labels_ml", "_centroid", "_voxels"))]
     scores = robust_z(rows, columns)
-    write_table(output / "volumes.tsv", [
+    manifest = tools.Manifest(output, "tables")
+    write_table(manifest, output / "volumes.tsv", [
         {"scan": report["image"], "status": report["status"], "reason": report["reason"], "z": score, **row}
         for report, score, row in zip(reports, scores, rows)])
-    write_table(output / "texture.tsv", list(texture_rows(reports)) or [{"scan": "n/a"}])
-    write_table(output / "resources.tsv", list(resource_rows(config, reports)))
-    write_page(config, reports, rows, scores)
+    write_table(manifest, output / "texture.tsv", list(texture_rows(reports)) or [{"scan": "n/a"}])
+    write_table(manifest, output / "resources.tsv", list(resource_rows(config, reports)))
+    write_page(manifest, config, reports, rows, scores)
 
 
 if __name__ == "__main__":

@@ -22,6 +22,7 @@ class Scan:
     def __init__(self, config, key, scratch):
         self.settings = config["settings"]
         self.tools = config["tools"]
+        self.model = config["model"]
         self.output = Path(config["output_dir"])
         self.key = key
         self.entry = next(scan for scan in config["scans"] if scan["key"] == key)
@@ -52,10 +53,12 @@ class Scan:
         """Labels, fractions and field, and the volumes."""
         folder = self.scratch / "tissues"
         switches = ["--denoise" if self.settings["denoise"] else "--no-denoise"]
-        if not self.settings["bias_field"]:
-            switches.append("--no-bias-field")
-        tools.run("segment_mr", self.tools, self.entry["image"], "--method", "tissue", "--clusters",
-                  self.settings["clusters"], *switches, *self.masking, "--output", folder, "--json",
+        if self.model:
+            switches += ["--model", self.model]
+        else:
+            switches += ["--method", "tissue", "--clusters", self.settings["clusters"],
+                         "--bias-field" if self.settings["bias_field"] else "--no-bias-field"]
+        tools.run("segment_mr", self.tools, self.entry["image"], *switches, *self.masking, "--output", folder, "--json",
                   self.scratch / "tissues.json")
         self.labels = next(folder.glob("*dseg.nii.gz"))
         for path in sorted(folder.glob("sub-*")):

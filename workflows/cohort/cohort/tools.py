@@ -59,10 +59,16 @@ class Manifest:
         """Moves a result into its place. Until it is there both it and its predecessor count as ours: a run that is killed
         in between leaves one of them."""
         self.require_ours([target])
-        new = checksum(source)
+        self.replace(target, checksum(source), lambda: move_whole(source, target))
+
+    def write(self, path, text):
+        """Writes a file, and counts it as ours in the same way."""
+        self.replace(path, hashlib.sha256(text.encode("utf-8")).hexdigest(), lambda: write_whole(path, text))
+
+    def replace(self, target, new, put):
         self.sums[self.name(target)] = self.sums.get(self.name(target), []) + [new]
         self.save()
-        move_whole(source, target)
+        put()
         self.sums[self.name(target)] = [new]
         self.save()
 

@@ -147,6 +147,13 @@ class Cohort(unittest.TestCase):
         self.assertIn("move it away", result.stderr)
         self.assertEqual(corrected.read_bytes(), b"by hand")
         self.assertTrue((corrected.parent / "sub-01_label-GM_probseg.nii.gz").is_file())
+        for name in ("dataset_description.json", "volumes.tsv"):
+            (output / name).write_bytes(b"by hand")
+        self.assertEqual(run(self.bids, output).returncode, 2)
+        (output / "volumes.tsv").rename(output / "mine.tsv")
+        self.assertEqual(run(self.bids, output).returncode, 3)
+        for name in ("dataset_description.json", "mine.tsv"):
+            self.assertEqual((output / name).read_bytes(), b"by hand")
 
     def test_killed_run_goes_on_with_the_same_bits(self):
         output = self.scratch / "killed"
@@ -181,6 +188,23 @@ class Cohort(unittest.TestCase):
             self.assertEqual(second.returncode, 0, second.stdout + second.stderr)
             self.assertEqual(tables(output), tables(whole))
             self.assertEqual([*output.rglob(".sub-*")], [])
+
+    def test_one_model_divides_all_scans(self):
+        output, path = self.scratch / "model", self.scratch / "group.json"
+        some = ["--participant-label", "01", "02", "--model", path]
+        parameters = {"field": True, "local_means": True, "field_width": 25.0}
+        for means in ([30.0, 75.0, 120.0], [40.0, 80.0, 120.0]):
+            model = {"format": "mth cohort model", "version": 1, "method": "tissues", "centroids": [[mean] for mean in means],
+                     "parameters": parameters}
+            path.write_text(json.dumps(model))
+            self.assertEqual(run(self.bids, output, *some).returncode, 0)
+            self.assertEqual(len(reports(output)), 2)
+            for report in reports(output):
+                self.assertEqual([tissue["centroid"] for tissue in json.loads(report.read_text())["classes"]], means)
+        for content, more in (("{", []), (json.dumps({**model, "centroids": [[1.0, 2.0]]}), []), (json.dumps(model), ["--clusters", "3"])):
+            path.write_text(content)
+            self.assertEqual(run(self.bids, output, *some, *more).returncode, 2)
+        self.assertEqual(len(reports(output)), 2)
 
     def test_refuses_what_it_cannot_use(self):
         cases = [
