@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "mth/decomposition/Mth_eigenproblem_internal.h"
 #include "mth/value/Mth_complex.h"
 #include "support/decomposition_cases.h"
 #include "support/matrices.h"
@@ -60,6 +61,18 @@ TEST(EigenValues, BlindSpotsOfTheUnshiftedIteration) {
   EXPECT_EQ(EigenValuesOf(Matrix({{0, -1}, {1, 0}}), 1e-6), (std::vector<double>{0, 0}));
   // So does a reflection, whose eigenvalues 1 and -1 have the same modulus.
   for (const double value : EigenValuesOf(Matrix({{0, 1}, {1, 0}}), 1e-6)) EXPECT_NEAR(value, 0.0, 1e-15);
+  // Whatever the tolerance, a step goes before the first comparison: the diagonal is that of the second
+  // product.
+  MTH_MATRIX twice = Matrix({{2, 1}, {1, 3}});
+  for (int step = 0; step < 2; ++step) {
+    MTH_MATRIX* q = nullptr;
+    MTH_MATRIX* r = nullptr;
+    ASSERT_TRUE(twice.QR(&q, &r));
+    twice = Product(*MatrixPtr(r), *MatrixPtr(q));
+  }
+  const std::vector<double> second = EigenValuesOf(Matrix({{2, 1}, {1, 3}}), 1e300);
+  ASSERT_EQ(second.size(), 2U);
+  for (int i = 0; i < 2; ++i) EXPECT_NEAR(second[static_cast<std::size_t>(i)], twice.Get(i, i), 1e-14);
   // A scaled rotation by an angle away from 90 degrees under a shear turns for ever: the cap.
   EXPECT_TRUE(EigenValuesOf(Matrix({{1, -3}, {1, 0.5}}), 1e-6).empty());
   EXPECT_TRUE(EigenValuesOf(PublishedSymmetric(kDouble), 0.0).empty());
@@ -281,6 +294,43 @@ TEST(RealEigenvalueProblem, SolvesTheEigenvalueEquation) {
   CheckEigenproblem(Matrix({{1e-140, 2e-140}, {3e-140, 4e-140}}), "tiny");
   const MTH_MATRIX random = RandomMatrix(40, 40, kDouble, 77);
   CheckEigenproblem(*MatrixPtr(random + Transposed(random)), "symmetric 40");
+}
+
+TEST(RealEigenvalueProblem, BalancesUntilRowsAndColumnsAreAlike) {
+  // Of a chain with steps of 2^20 up and 2^-20 down each pass reaches the neighbours only.
+  constexpr int kSize = 8;
+  std::vector<double> a(kSize * kSize);
+  std::vector<double> scales(kSize);
+  for (int i = 0; i + 1 < kSize; ++i) {
+    a[static_cast<std::size_t>(i * kSize + i + 1)] = 0x1p20;
+    a[static_cast<std::size_t>((i + 1) * kSize + i)] = 0x1p-20;
+  }
+  mth_internal::Balance({a.data(), kSize}, scales.data());
+  for (std::size_t i = 0; i + 1 < kSize; ++i) {
+    const double ratio = a[i * kSize + i + 1] / a[(i + 1) * kSize + i];
+    EXPECT_TRUE(ratio >= 1.0 / 256.0 && ratio <= 256.0) << ratio;
+    EXPECT_EQ(a[i * kSize + i + 1] * scales[i] / scales[i + 1], 0x1p20);
+  }
+  std::vector<double> triangle = {1, 1e9, 0, 2};
+  mth_internal::Balance({triangle.data(), 2}, scales.data());
+  EXPECT_EQ(triangle, (std::vector<double>{1, 1e9, 0, 2}));
+}
+
+TEST(RealEigenvalueProblem, OrdersEqualEigenvaluesAsTheyStandAndGivesUp) {
+  MTH_COMPLEX* values = nullptr;
+  MTH_COMPLEX* vectors = nullptr;
+  ASSERT_TRUE(Identity(3).RealEigenvalueProblem(&values, &vectors));
+  for (int i = 0; i < 9; ++i) EXPECT_EQ(vectors[i].getReal(), i % 4 == 0 ? 1.0 : 0.0);
+  delete[] values;
+  delete[] vectors;
+  // What never becomes small: the public operation refuses it before.
+  std::vector<double> a(9, kNaN);
+  std::vector<double> found(3);
+  std::vector<double> rows(9);
+  std::vector<double> work(18);
+  std::vector<std::int64_t> order(3);
+  EXPECT_FALSE(
+      mth_internal::SolveSymmetric({a.data(), 3}, found.data(), {rows.data(), 3}, work.data(), order.data()));
 }
 
 TEST(RealEigenvalueProblem, GivesPublishedEigenvalues) {

@@ -96,13 +96,21 @@ TEST(SchurDecomposition, HoldsForEverySpectrum) {
   CheckSchur(RandomMatrix(9, 9, kFloat, 5), "float");
 }
 
-TEST(SchurDecomposition, KeepsATriangularMatrixAsItIs) {
-  const MTH_MATRIX a = Matrix({{3, 1, 1e300}, {0, 1e-300, 2}, {0, 0, 2}});
+TEST(SchurDecomposition, KeepsAMatrixOfThatFormAsItIs) {
+  for (const MTH_MATRIX& a : {Matrix({{3, 1, 1e300}, {0, 1e-300, 2}, {0, 0, 2}}),
+                              Matrix({{2, 3, 1, 4}, {-1, 2, 5, 6}, {0, 0, 7, 8}, {0, 0, 0, 9}})}) {
+    MTH_MATRIX* q = nullptr;
+    MTH_MATRIX* t = nullptr;
+    ASSERT_TRUE(a.SchurDecomposition(&q, &t));
+    EXPECT_TRUE(SameBits(*MatrixPtr(q), Identity(a.GetNbRows())));
+    EXPECT_TRUE(SameBits(*MatrixPtr(t), a));
+  }
+  // Between diagonal elements of 0, what is rounding's worth of the whole matrix counts as 0.
   MTH_MATRIX* q = nullptr;
   MTH_MATRIX* t = nullptr;
-  ASSERT_TRUE(a.SchurDecomposition(&q, &t));
-  EXPECT_TRUE(SameBits(*MatrixPtr(q), Identity(3)));
-  EXPECT_TRUE(SameBits(*MatrixPtr(t), a));
+  ASSERT_TRUE(Matrix({{0, 1}, {1e-20, 0}}).SchurDecomposition(&q, &t));
+  EXPECT_TRUE(SameBits(*MatrixPtr(q), Identity(2)));
+  EXPECT_TRUE(SameBits(*MatrixPtr(t), Matrix({{0, 1}, {0, 0}})));
 }
 
 struct Pair {

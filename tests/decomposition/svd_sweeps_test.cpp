@@ -20,7 +20,8 @@ namespace mth_test {
 namespace {
 
 // Whether the bidiagonal matrix of diagonal d and superdiagonal e becomes diagonal; d then holds its values.
-bool Diagonalise(std::vector<double>& d, std::vector<double> e) {
+// @param swept  receives the number of rotations that are recorded.
+bool Diagonalise(std::vector<double>& d, std::vector<double> e, int* swept = nullptr) {
   using mth_internal::baseline::BidiagonalQR;
   using mth_internal::baseline::RotationBatch;
   const auto size = static_cast<std::int64_t>(d.size());
@@ -30,7 +31,26 @@ bool Diagonalise(std::vector<double>& d, std::vector<double> e) {
   std::vector<mth_internal::Rotation> rotations(static_cast<std::size_t>(2 * recorded));
   RotationBatch left(vectors.data(), stride, rotations.data(), size);
   RotationBatch right(vectors.data() + size * stride, stride, rotations.data() + recorded, size);
-  return BidiagonalQR(d.data(), e.data(), size, left, right).Run() == mth_internal::SVDResult::Done;
+  for (auto& rotation : rotations) rotation.c = -2.0;  // no cosine
+  const bool isDone =
+      BidiagonalQR(d.data(), e.data(), size, left, right).Run() == mth_internal::SVDResult::Done;
+  const auto isRecorded = [](const mth_internal::Rotation& rotation) { return rotation.c != -2.0; };
+  if (swept != nullptr)
+    *swept = static_cast<int>(std::count_if(rotations.begin(), rotations.begin() + recorded, isRecorded));
+  return isDone;
+}
+
+TEST(SVDSweeps, RotateNumbersWhoseSquaresVanish) {
+  for (const double unit : {1.0, 1e-100, 1e-155, 1e-200, 1e-300}) {
+    double x = 3.0 * unit;
+    const mth_internal::Rotation rotation = mth_internal::baseline::MakeRotation(x, -4.0 * unit);
+    EXPECT_NEAR(rotation.c, 0.6, 1e-15);
+    EXPECT_NEAR(rotation.s, -0.8, 1e-15);
+    EXPECT_NEAR(x / unit, 5.0, 1e-14);
+  }
+  double zero = 0.0;
+  EXPECT_EQ(mth_internal::baseline::MakeRotation(zero, 0.0).c, 1.0);
+  EXPECT_EQ(zero, 0.0);
 }
 
 TEST(SVDSweeps, ConvergeOrGiveUpAtTheirCap) {
@@ -40,11 +60,13 @@ TEST(SVDSweeps, ConvergeOrGiveUpAtTheirCap) {
   EXPECT_NEAR(std::abs(golden[0]), 0.5 * (std::sqrt(5.0) - 1.0), 1e-15);
   EXPECT_NEAR(std::abs(golden[1]), 0.5 * (std::sqrt(5.0) + 1.0), 1e-15);
 
-  EXPECT_EQ(mth_internal::kSVDIterationCap,
-            50);  // so many by contract: none that converges needs nearly as many
+  // So many by contract: none that converges needs nearly as many, and the last one is not swept any more.
   // Finite elements whose squares are not: every sweep makes NaN, which never becomes negligible.
+  EXPECT_EQ(mth_internal::kSVDIterationCap, 50);
   std::vector<double> huge = {1e200, 1e200, 1e200};
-  EXPECT_FALSE(Diagonalise(huge, {1e200, 1e200, 0.0}));
+  int swept = 0;
+  EXPECT_FALSE(Diagonalise(huge, {1e200, 1e200, 0.0}, &swept));
+  EXPECT_EQ(swept, 49 * 2);
   std::vector<double> none = {1.0, std::numeric_limits<double>::quiet_NaN()};
   EXPECT_FALSE(Diagonalise(none, {1.0, 0.0}));
 }

@@ -73,6 +73,20 @@ TEST(SVD, ReconstructsWithOrthogonalFactorsAndOrderedValues) {
   }
 }
 
+TEST(SVD, EqualValuesStandAsTheyStoodAndNothingIsTurned) {
+  for (const double value : {0.0, 3.0}) {
+    const MTH_MATRIX a = *MatrixPtr(Identity(4) * value);
+    const SVDFactors factors(a);
+    EXPECT_TRUE(SameBits(*factors.w, a));
+    for (int i = 0; i < 4; ++i) {
+      for (int j = 0; j < 4; ++j) {
+        const double element = factors.v->Get(i, j);  // reflections give it its sign, where there are any
+        EXPECT_EQ(value == 0.0 ? element : std::abs(element), i == j ? 1.0 : 0.0) << value;
+      }
+    }
+  }
+}
+
 TEST(SVD, FailuresLeaveTheCallerThreeFactors) {
   const struct {
     int type;

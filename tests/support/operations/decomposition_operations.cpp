@@ -174,6 +174,26 @@ void AddControlFamily(Operations& list) {
     t([&] { return m.SolveRiccati(b, q, q); });
     t([&] { return m.SolveDiscreteRiccati(b, q, q); });
   });
+  // One state of the closed loop is nearly on the boundary of stability: that is looked at closely.
+  AddOfOrders(list, "SolveRiccati/slow", 3, Regular, [](Trial& t, const MTH_MATRIX& m) {
+    constexpr double kSlow = 1e-6;
+    MTH_MATRIX identity(m.GetNbRows(), m.GetNbRows(), m.GetType());
+    identity.SetIdentity();
+    MTH_MATRIX q(identity);
+    q.Set(0, 0, kSlow * kSlow);
+    for (const bool isDiscrete : {false, true}) {
+      MTH_MATRIX a(m.GetNbRows(), m.GetNbRows(), m.GetType());
+      a.SetZero();
+      for (int i = 0; i < m.GetNbRows(); ++i) {
+        for (int j = i; j < m.GetNbRows(); ++j) a.Set(i, j, i < j || isDiscrete ? 0.5 : -1.0);
+      }
+      a.Set(0, 0, isDiscrete ? 1.0 - kSlow : -kSlow);
+      t([&] {
+        return isDiscrete ? a.SolveDiscreteRiccati(identity, q, identity)
+                          : a.SolveRiccati(identity, q, identity);
+      });
+    }
+  });
 }
 
 }  // namespace
