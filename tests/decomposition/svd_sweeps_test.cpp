@@ -40,6 +40,19 @@ bool Diagonalise(std::vector<double>& d, std::vector<double> e, int* swept = nul
   return isDone;
 }
 
+// What is just negligible beside the largest sum of a row counts as 0, beside the diagonal and on it.
+TEST(SVDSweeps, TakeNegligibleElementsForZero) {
+  constexpr double kNegligible = 2.0 * std::numeric_limits<double>::epsilon();  // beside 2
+  for (const double excess : {1.0, 1.5}) {
+    for (const bool isOnDiagonal : {false, true}) {
+      std::vector<double> d = {isOnDiagonal ? kNegligible * excess : 1.0, 1.0, 2.0};
+      int swept = 0;
+      ASSERT_TRUE(Diagonalise(d, {isOnDiagonal ? 0.5 : kNegligible * excess, 0.0, 0.0}, &swept));
+      EXPECT_EQ(swept > 0, excess > 1.0) << isOnDiagonal;
+    }
+  }
+}
+
 TEST(SVDSweeps, RotateNumbersWhoseSquaresVanish) {
   for (const double unit : {1.0, 1e-100, 1e-155, 1e-200, 1e-300}) {
     double x = 3.0 * unit;
