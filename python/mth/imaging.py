@@ -35,25 +35,29 @@ def denoise(image: ArrayLike, method: str = "volume", *, noise: float = 0.0, fac
     ----------
     image : 1 to 3 axes; float32 stays so, and what is negative or not finite counts as 0. Of "volume" data in Fortran
         order, as nibabel gives it, goes in without a copy, other layouts with one; the result is in Fortran order.
-    method : "volume", overlapping blocks and means of similar places, in two or three dimensions; or "wavelet", of planes
-        alone, which gives whole grey levels.
-    noise : of "volume": the deviation of the noise; 0 estimates it.
+    method : "volume", overlapping blocks and means of similar places, in two or three dimensions; "wavelet", of planes
+        alone, which gives whole grey levels; or "quick", of planes, soft thresholds of wavelets at every place, in a seventh
+        of the time of "volume". It leaves more of the noise, and the mean of the Rician one.
+    noise : of "volume" and "quick": the deviation of the noise; 0 estimates it.
     factor, window : of "wavelet": how many noise levels a detail must stand out, and the side of its neighbourhood.
     full : gives a `Denoised` with the confidence (None of "wavelet") and the noise instead of the image alone.
     progress : True, a function of (steps done, steps), or tqdm; see `mth`.
 
-    Source: Guleryuz, IEEE Trans. Image Processing 16 (2007); Dabov et al., ibid.; Manjon et al., Medical Image Analysis 16
+    Source: Chang, Yu & Vetterli, IEEE Trans. Image Processing 9 (2000); Guleryuz, IEEE Trans. Image Processing 16 (2007); Dabov et al., ibid.; Manjon et al., Medical Image Analysis 16
     (2012); Pizurica et al., IEEE Trans. Medical Imaging 22 (2003).
 
     >>> plane = np.abs(100.0 + 5.0 * np.sin(np.arange(4096.0) ** 2).reshape(64, 64))
     >>> bool(denoise(plane, noise=5.0).std() < plane.std() / 2)
     True
     """
-    if method not in ("volume", "wavelet"):
-        raise ValueError(f"method is {method!r}, neither 'volume' nor 'wavelet'")
+    if method not in ("volume", "wavelet", "quick"):
+        raise ValueError(f"method is {method!r}, none of 'volume', 'wavelet' and 'quick'")
     with reporting(progress, "denoising") as report:
         if method == "volume":
             result = Denoised(*_mth.denoise_volume(image, noise, report))
+        elif method == "quick":
+            plane, deviation = _mth.denoise_quickly(image, noise)
+            result = Denoised(plane, None, deviation)
         else:
             plane, deviation = _mth.denoise_plane(image, factor, window, full, report)
             result = Denoised(plane, None, deviation)

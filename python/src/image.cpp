@@ -7,6 +7,7 @@
 #include "mth/image/Mth_texture.h"
 #include "mth/value/Mth_complex.h"
 #include "mth/wavelet/Mth_wavelet_denoising.h"
+#include "shrinkage.h"
 #include "volume.h"
 
 // Images: redundant wavelets, the denoising by them, Laplacians, texture features and Fourier transforms.
@@ -223,6 +224,7 @@ void DefineImage(py::module_& module) {
   module.def("inverse_wavelet_level", Interruptible(&InverseWaveletLevel, kOfSorting), py::kw_only(),
              py::arg("level"));
   module.def("denoise_plane", Interruptible(&DenoisePlane, kOfSorting));
+  module.def("denoise_quickly", Interruptible(&DenoiseQuickly, kOfSorting));
   module.def("laplacian", Interruptible(&Laplacian, kOfSorting));
   module.def("texture", Interruptible(&Texture, kOfSorting));
   module.def("fft", Interruptible(&Fft, kOfSorting));

@@ -44,9 +44,9 @@ def test_the_inverse_changes_nothing_that_it_is_given():
         np.testing.assert_array_equal(band, before)
 
 
-@pytest.mark.parametrize("method", ["volume", "wavelet"])
+@pytest.mark.parametrize("method", ["volume", "wavelet", "quick"])
 def test_denoising_brings_an_image_nearer_to_the_truth(method):
-    truth = disc(96)
+    truth, random = disc(96), np.random.default_rng(1)
     noisy = np.hypot(truth + random.normal(scale=8.0, size=truth.shape), random.normal(scale=8.0, size=truth.shape))
     kept = noisy.copy()
     found = mth.denoise(noisy, method, full=True)
@@ -59,6 +59,22 @@ def test_denoising_brings_an_image_nearer_to_the_truth(method):
     assert single.dtype == np.float32
     np.testing.assert_allclose(single, found.image, atol=2.0)
     assert mth.estimate_noise(noisy) == pytest.approx(8.0, rel=0.2)
+
+
+def test_the_quick_denoising():
+    for shape in ((1, 1), (1, 9), (7, 2), (30, 40)):  # a level line stays one up to its ends
+        np.testing.assert_allclose(mth.denoise(np.full(shape, 70.0), "quick"), 70.0, rtol=1e-12)
+        np.testing.assert_array_equal(mth.denoise(np.full(shape, np.nan), "quick"), 0.0)
+    assert mth.denoise(np.zeros((0, 4)), "quick").shape == (0, 4)
+    noise = random.normal(100.0, 3.0, size=(300, 300))  # each band has the share of the noise that its filters let through
+    assert mth.denoise(noise, "quick", noise=3.0).std() < 0.3 * noise.std()
+    with pytest.raises(ValueError, match="3 dimensions, where a plane"):
+        mth.denoise(np.zeros((4, 4, 4)), "quick")
+    restoration = pytest.importorskip("skimage.restoration")
+    truth = disc(256) + 20.0
+    noisy = np.abs(truth + random.normal(scale=8.0, size=truth.shape))
+    theirs = restoration.denoise_wavelet(noisy, wavelet="db1", method="BayesShrink", wavelet_levels=4, rescale_sigma=True)
+    assert np.linalg.norm(mth.denoise(noisy, "quick") - truth) < np.linalg.norm(theirs - truth)
 
 
 def test_volumes_of_one_to_three_axes():
