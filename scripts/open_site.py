@@ -3,7 +3,7 @@
 
 Opens its first page and those with formulas or pictures, or all. Names what the browser misses or complains about, formulas
 that are not drawn and pictures that are not shown. Ends with 0 when all is well, with 1 for a fault; without Chromium, or
-with one that opens nothing, it says so and ends with 0.
+with one that opens nothing, it says so and ends with 77.
 """
 
 import http.server
@@ -17,6 +17,7 @@ import threading
 from functools import partial
 from pathlib import Path
 
+MISSING = 77  # what is needed is not here
 LONGEST_WAIT = 120  # seconds for one page; only a browser that hangs takes them
 
 # Opens the pages one after the other and tells of each how many formulas it has and how many are drawn.
@@ -134,7 +135,7 @@ def main(folder, *options):
     chromium = shutil.which("chromium") or shutil.which("chromium-browser") or shutil.which("google-chrome")
     if chromium is None:
         print("Left out: the site in a browser (needs chromium)")
-        return 0
+        return MISSING
     root = Path(folder).resolve()
     pages = pages_of(root, "--all" in options)
     reports, missing = queue.Queue(), []
@@ -146,7 +147,7 @@ def main(folder, *options):
             found, faults = browse(chromium, f"http://127.0.0.1:{server.server_port}/harness", reports)
         except queue.Empty:
             print("Left out: the site in a browser (Chromium opens nothing here)")
-            return 0
+            return MISSING
         finally:
             server.shutdown()
     faults += missing
