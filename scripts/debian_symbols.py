@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Writes debian/*.symbols anew from shared libraries: debian_symbols.py BUILD
 
-What hosts link against is required. What the compiler emits besides, inlined or not as it likes, is optional: the build of
-a package does not depend on it.
+What hosts link against is required. What the compiler emits besides, inlined or not as it likes, is left out: the build of a
+package adds it by itself and does not depend on it.
 """
 
 import re
@@ -20,13 +20,9 @@ def symbols_of(library):
     return sorted({(name, kind) for _, kind, name in (line.split(maxsplit=2) for line in lines.splitlines())})
 
 
-def line_of(name, kind, version):
-    tags = ["c++"]
-    if kind in "WVu" and not WANTED.match(name):
-        tags.append("optional=inline")
-    if "long" in name or "ul>" in name:
-        tags.append("arch-bits=64")  # elsewhere the type may have another name
-    return f' ({"|".join(tags)})"{name}@Base" {version}'
+def line_of(name, version):
+    tag = "c++|arch-bits=64" if "long" in name or "ul>" in name else "c++"  # elsewhere the type may have another name
+    return f' ({tag})"{name}@Base" {version}'
 
 
 def main(build):
@@ -38,8 +34,8 @@ def main(build):
             soname = f"lib{library}.so.{major}"
             text += [f"{soname} {package} #MINVER#", f"* Build-Depends-Package: {development}"]
             for name, kind in symbols_of(next(Path(build).rglob(soname))):
-                if name not in ("__bss_start", "_edata", "_end"):
-                    text.append(line_of(name, kind, version))
+                if (kind == "T" or WANTED.match(name)):
+                    text.append(line_of(name, version))
         Path(f"debian/{package}.symbols").write_text("\n".join(text) + "\n")
 
 

@@ -147,6 +147,7 @@ void RunEvidential(MTH_CLUSTERING& engine, const SegmentationSettings& settings,
   const ProgressRecorder recorder([&meter](const std::string&) { return meter(); });
   const bool hasRun = engine.ApplyEvidentialFuzzyCMeanClustering() == 1.0;
   recorder.ThrowIfCancelled();
+  if (engine.GetStopReason() == MTH_STOP_REASON::NoMemory) throw std::bad_alloc();
   if (!hasRun) throw Failure("the clustering failed");
   result.changes = recorder.GetChanges();
   result.hasConverged = engine.IsEvidential();

@@ -88,6 +88,7 @@ void Run(MTH_CLUSTERING& engine, const SegmentationSettings& settings, Segmentat
   const bool isFuzzy = settings.method == Method::FuzzyCMeans;
   const double lastChange = isFuzzy ? engine.ApplyFuzzyCMeanClustering() : engine.ApplyKMeanClustering();
   recorder.ThrowIfCancelled();
+  if (engine.GetStopReason() == MTH_STOP_REASON::NoMemory) throw std::bad_alloc();
   result.changes = recorder.GetChanges();
   // What the engine answers without a result; also caught here: what is not a number.
   if (result.changes.empty() || !(lastChange < kNoResult)) throw Failure("the clustering failed");
