@@ -78,6 +78,24 @@ bool IsHeaderSound(const std::vector<char>& start, std::uint64_t contentBytes) {
   return false;
 }
 
+template <class Number>
+void ForgetSizes(const char* header, std::size_t offset, bool isSwapped, nifti_image& image) {
+  double* const sizes[] = {&image.dx, &image.dy, &image.dz};
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    const auto size = FieldAt<Number>(header, offset + (axis + 1) * sizeof(Number), isSwapped);
+    if (!std::isfinite(size) || size == Number{0}) *sizes[axis] = image.pixdim[axis + 1] = 0.0;
+  }
+}
+
+// Voxels of length 0, or of one that is no number, are of unknown size: the reader library makes it 1.
+void ForgetMadeUpSizes(const std::vector<char>& start, nifti_image& image) {
+  for (const bool isSwapped : {false, true}) {
+    const auto bytes = FieldAt<std::int32_t>(start.data(), 0, isSwapped);
+    if (bytes == kFirstHeaderBytes) ForgetSizes<float>(start.data(), 76, isSwapped, image);
+    if (bytes == kSecondHeaderBytes) ForgetSizes<double>(start.data(), 104, isSwapped, image);
+  }
+}
+
 struct Content {
   std::vector<char> start;  // the fixed part of the longer header, or all of a shorter file
   std::uint64_t bytes = 0;
@@ -159,6 +177,7 @@ NiftiImagePtr ReadNiftiHeader(const std::string& path) {
   const auto voxelBytes = static_cast<std::uint64_t>(image->nvox) * static_cast<std::uint64_t>(image->nbyper);
   if (static_cast<std::uint64_t>(NiftiVoxelsStart(*image)) + voxelBytes > content.bytes)
     ThrowDamagedNifti(path);
+  ForgetMadeUpSizes(content.start, *image);
   return image;
 }
 

@@ -30,6 +30,13 @@ TEST(SegmentMr, ResultsCanBeTakenFurther) {
   EXPECT_NE(ReadFile(folder / "result/labels.label.txt").find("1 0 114 178 1 1 1 \"class1\"\n"),
             std::string::npos);
 
+  for (const float length : {0.0F, NAN, INFINITY}) {  // an area that nobody knows
+    file.voxelSize[0] = length;
+    WriteFile(folder / "plain.nii", file.Bytes(8));
+    const Json unknown = Segment(folder, folder / "plain.nii", "-m kmeans -c 2");
+    EXPECT_TRUE(unknown["classes"][0]["area_mm2"].is_null() && unknown["image"]["voxel_size_mm"].is_null());
+  }
+
   Segment(folder, folder / "sub-01_ses-2_T1w.nii", "-m kmeans -c 3 --centroids 10,12,62");
   for (const char* name : {"dseg", "label-CSF_probseg", "label-GM_probseg", "label-WM_probseg"}) {
     for (const char* ending : {".nii.gz", ".json"})
