@@ -20,7 +20,7 @@ struct Block {
 // rest is loaded and stored seldom, little enough that a panel of the block stays in the first cache.
 constexpr std::int64_t kBlockDepth = 64;
 // Columns that a block is eliminated from between two questions whether to go on: whole tiles.
-constexpr std::int64_t kSliceColumns = 1024;
+constexpr std::int64_t kSliceColumns = 1056;
 // Panels of this many columns are factored column by column.
 constexpr std::int64_t kPanelColumns = 16;
 

@@ -6,21 +6,27 @@
 
 #include "mth/matrix/Mth_register_tile_loops_internal.h"
 
-// C -= A B for one tile; A packed as depth x kTileRows, B as depth x kTileColumns.
+// C -= A B for one tile of so many vectors; A packed as depth x kTileRows, B as depth x kTileColumns.
+template <int kVectors>
 MTH_INLINE void SubtractTile(double* c, std::int64_t stride, const double* a, const double* b,
                              std::int64_t depth) {
-  Tile<Lanes, kTileRows, kTileVectors> tile;
+  Tile<Lanes, kTileRows, kVectors> tile;
   tile.LoadFrom(c, stride);
-  tile.Accumulate<SubtractStep>(LeftFactor<double>{a, 1, kTileRows}, b, kTileColumns, depth);
+  tile.template Accumulate<SubtractStep>(LeftFactor<double>{a, 1, kTileRows}, b, kTileColumns, depth);
   tile.StoreTo(c, stride);
 }
 
 // The same where the tile reaches beyond the last row or column of C.
 inline void SubtractEdgeTile(double* c, std::int64_t stride, const double* a, const double* b,
                              std::int64_t depth, std::int64_t rows, std::int64_t columns) {
+  constexpr int kFewVectors = kTileVectors / 2;
   double tile[kTileRows * kTileColumns] = {};
   for (std::int64_t i = 0; i < rows; ++i) std::copy_n(c + i * stride, columns, tile + i * kTileColumns);
-  SubtractTile(tile, kTileColumns, a, b, depth);
+  if (columns <= kFewVectors * kLanes) {
+    SubtractTile<kFewVectors>(tile, kTileColumns, a, b, depth);
+  } else {
+    SubtractTile<kTileVectors>(tile, kTileColumns, a, b, depth);
+  }
   for (std::int64_t i = 0; i < rows; ++i) std::copy_n(tile + i * kTileColumns, columns, c + i * stride);
 }
 
@@ -57,7 +63,7 @@ void SubtractProduct(double* c, std::int64_t cStride, Block<const T> a, const do
       double* tile = c + i * cStride + j;
       const double* leftTile = left + i * depth;
       if (height == kTileRows && width == kTileColumns) {
-        SubtractTile(tile, cStride, leftTile, right, depth);
+        SubtractTile<kTileVectors>(tile, cStride, leftTile, right, depth);
       } else {
         SubtractEdgeTile(tile, cStride, leftTile, right, depth, height, width);
       }

@@ -14,17 +14,17 @@ namespace {
 
 // Terms of a sum that are added at once. Beyond, a sum is stored and loaded again: seldom is best.
 constexpr std::int64_t kBlockDepth = 1024;
-// Rows that use a packed tile of the right factor in turn, two tiles high: their packed block stays in the
-// second cache beside it.
+// Rows that use a packed tile of the right factor in turn, whole tiles of every height but 8: their packed
+// block stays in the second cache beside it.
 constexpr std::int64_t kStripRows = 24;
+// Rows that use a tile of the right factor in turn where it lies.
+constexpr std::int64_t kRowsTogether = 24;
 // Rows that the product in place computes at once: whole tiles of every height.
 constexpr std::int64_t kRowsPerQuestion = 1536;
-// Columns that are packed at once; bounds the scratch memory.
-constexpr std::int64_t kSlabColumns = 512;
-
-constexpr std::int64_t WholeTiles(std::int64_t columns) {
-  return (columns + kWidestTile - 1) / kWidestTile * kWidestTile;
-}
+// Columns that are packed at once, whole tiles of every width; bounds the scratch memory.
+constexpr std::int64_t kSlabColumns = 480;
+// Fewer rows are multiplied where they lie.
+constexpr std::int64_t kFewestPackedRows = 16;
 
 // Doubles from one packed row of the left factor to the next: an odd number of cache lines. With the stride
 // of the matrix, often a power of two, the rows of a tile would compete for the same places of the cache.
@@ -53,7 +53,7 @@ namespace {
 template <class T>
 bool IsWorthPacking(const ProductTask<T>& task) {
   constexpr std::int64_t kSmall = std::is_same_v<T, float> ? 40 * 40 : 384 * 384;
-  return task.rows >= kWidestTile && task.columns >= kWidestTile && task.inner * task.columns > kSmall;
+  return task.rows >= kFewestPackedRows && task.columns >= kWidestTile && task.inner * task.columns > kSmall;
 }
 
 template <class T>
@@ -61,7 +61,8 @@ bool MultiplyIn(const LongRun& run, const ProductTask<T>& task) {
   const auto multiply = MTH_SELECT(MultiplyMatrices<T>);
   if (!IsWorthPacking(task)) return multiply(task, {}, run);
 
-  const std::int64_t slab = WholeTiles(std::min(kSlabColumns, task.columns));
+  // The last tile overlaps the one before, or is not full.
+  const std::int64_t slab = std::min(kSlabColumns, task.columns) + kWidestTile;
   const std::int64_t rightCount = task.inner * slab;
   const std::int64_t leftCount = kStripRows * PackedStride(task.inner);
   const std::int64_t sumsCount = task.inner > kBlockDepth ? kStripRows * slab : 0;

@@ -6,6 +6,11 @@
 
 #include "mth/matrix/Mth_register_tile_loops_internal.h"
 
+// Rows of a tile of so many vectors: as many sums as the whole tile has, but no more than are unrolled.
+constexpr int RowsOfTile(int vectors) {
+  return std::min(12, kTileRows * kTileVectors / vectors);
+}
+
 // Runs body(row, rows of the tile as a compile-time constant) over [first, last): whole tiles, then ever
 // smaller ones. 16 rows are two tiles of 8: the sums of 12 and 4 rows would wait for each other.
 template <int kRows, class Body>
@@ -21,13 +26,20 @@ MTH_INLINE void ForEachTileRow(std::int64_t first, std::int64_t last, Body body)
 template <class Body>
 MTH_INLINE void ForEachTileColumn(std::int64_t columns, Body body) {
   constexpr std::integral_constant<int, 1> kOneVector;
+  constexpr std::integral_constant<int, 2> kTwoVectors;
   constexpr std::integral_constant<int, kTileVectors> kWholeTile;
   std::int64_t j = 0;
-  for (; j + kTileColumns <= columns; j += kTileColumns) body(j, Lanes{}, kWholeTile);
-  const std::int64_t rest = columns - j;
-  if (rest > kLanes && columns >= kTileColumns) return body(columns - kTileColumns, Lanes{}, kWholeTile);
-  if (rest > kLanes) body(j, Lanes{}, kOneVector);
-  if (rest > 0) body(columns - kLanes, Lanes{}, kOneVector);
+  const auto cover = [&](auto vectors) {
+    for (; j + vectors() * kLanes <= columns; j += vectors() * kLanes) body(j, Lanes{}, vectors);
+  };
+  cover(kWholeTile);
+  if (columns - j > 2 * kLanes && columns >= kTileColumns) {
+    return body(columns - kTileColumns, Lanes{}, kWholeTile);
+  }
+  cover(kTwoVectors);
+  if (columns - j > kLanes && columns >= 2 * kLanes) return body(columns - 2 * kLanes, Lanes{}, kTwoVectors);
+  cover(kOneVector);
+  if (j < columns) body(columns - kLanes, Lanes{}, kOneVector);
 }
 
 // The part of the product in place that one column of tiles is: kVectors vectors V of columns from column j
@@ -63,11 +75,14 @@ void MultiplyInPlace(const ProductTask<T>& task) {
   if constexpr (kLanes > 1) {
     if (task.columns < kLanes) return MultiplyNarrow<Step, kLanes / 2>(task);
   }
-  ForEachTileRow<kTileRows>(0, task.rows, [&](std::int64_t i, auto rows) {
+  for (std::int64_t first = 0; first < task.rows; first += kRowsTogether) {
+    const std::int64_t last = std::min(first + kRowsTogether, task.rows);
     ForEachTileColumn(task.columns, [&](std::int64_t j, auto lanes, auto vectors) {
-      MultiplyTile<Step, decltype(lanes), vectors(), rows()>(task, i, j);
+      ForEachTileRow<RowsOfTile(vectors())>(first, last, [&](std::int64_t i, auto rows) {
+        MultiplyTile<Step, decltype(lanes), vectors(), rows()>(task, i, j);
+      });
     });
-  });
+  }
 }
 
 // The product of larger matrices, in blocks that stay in cache. Both factors are packed as doubles, the right
@@ -137,7 +152,7 @@ class PackedProduct {
       double* sums = scratch_.sums;
       ForEachTileColumn(columns_, [&](std::int64_t j, auto lanes, auto vectors) {
         T* result = task_.result + first * task_.columns + firstColumn_ + j;
-        ForEachTileRow<kTileRows>(0, rows, [&](std::int64_t i, auto tileRows) {
+        ForEachTileRow<RowsOfTile(vectors())>(0, rows, [&](std::int64_t i, auto tileRows) {
           Tile<decltype(lanes), tileRows(), vectors()> tile;
           if (isFirst) {
             tile.Clear();

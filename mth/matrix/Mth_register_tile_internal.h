@@ -4,7 +4,7 @@
 
 namespace mth_internal {
 
-/// A multiple of the columns of every instruction set's register tile.
-constexpr std::int64_t kWidestTile = 16;
+/// No register tile of any instruction set has more columns, or more rows.
+constexpr std::int64_t kWidestTile = 32;
 
 }  // namespace mth_internal

@@ -3,9 +3,15 @@
 
 #include "mth/core/Mth_lanes_internal.h"
 
-// 24 sums of the 32 registers that 64-byte vectors come with, or 12 of 16.
-constexpr int kTileRows = MTH_VECTOR_BYTES == 64 ? 12 : 6;
+// 24 sums where there are 32 registers, as with 64-byte vectors and on arm64, or 12 of 16. Wide rather than
+// high: each row's element of the left factor is spread over a vector, which takes an arithmetic unit on some
+// processors.
+constexpr int kTileRows = 6;
+#if MTH_VECTOR_BYTES == 64 || defined(__aarch64__)
+constexpr int kTileVectors = 4;
+#else
 constexpr int kTileVectors = 2;
+#endif
 constexpr std::int64_t kTileColumns = kTileVectors * kLanes;
 
 // How a product joins a sum.
@@ -54,14 +60,14 @@ struct Tile {
   MTH_INLINE void Clear() {
 #pragma GCC unroll 12
     for (int i = 0; i < kRows; ++i) {
-#pragma GCC unroll 2
+#pragma GCC unroll 4
       for (int v = 0; v < kVectors; ++v) sums[i][v] = V{};
     }
   }
   MTH_INLINE void LoadFrom(const double* source, std::int64_t stride) {
 #pragma GCC unroll 12
     for (int i = 0; i < kRows; ++i) {
-#pragma GCC unroll 2
+#pragma GCC unroll 4
       for (int v = 0; v < kVectors; ++v) sums[i][v] = Load<V>(source + i * stride + v * kWidth);
     }
   }
@@ -69,7 +75,7 @@ struct Tile {
   MTH_INLINE void StoreTo(T* target, std::int64_t stride) const {
 #pragma GCC unroll 12
     for (int i = 0; i < kRows; ++i) {
-#pragma GCC unroll 2
+#pragma GCC unroll 4
       for (int v = 0; v < kVectors; ++v) Store(target + i * stride + v * kWidth, sums[i][v]);
     }
   }
@@ -78,7 +84,7 @@ struct Tile {
   MTH_INLINE void MakeNaNsPlain() {
 #pragma GCC unroll 12
     for (int i = 0; i < kRows; ++i) {
-#pragma GCC unroll 2
+#pragma GCC unroll 4
       for (int v = 0; v < kVectors; ++v) {
         const V sum = sums[i][v];
         sums[i][v] = sum == sum ? sum : Spread<V>(std::numeric_limits<double>::quiet_NaN());
@@ -91,13 +97,13 @@ struct Tile {
                              std::int64_t depth) {
     for (std::int64_t k = 0; k < depth; ++k, right += rightStride) {
       V factors[kVectors];
-#pragma GCC unroll 2
+#pragma GCC unroll 4
       for (int v = 0; v < kVectors; ++v) factors[v] = Load<V>(right + v * kWidth);
 #pragma GCC unroll 12
       for (int i = 0; i < kRows; ++i) {
         const V factor =
             Spread<V>(static_cast<double>(left.elements[i * left.rowStride + k * left.columnStride]));
-#pragma GCC unroll 2
+#pragma GCC unroll 4
         for (int v = 0; v < kVectors; ++v) sums[i][v] = Step::template Add<V>(sums[i][v], factor, factors[v]);
       }
     }
