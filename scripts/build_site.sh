@@ -15,7 +15,9 @@ if [ "${1-}" = --test ]; then
   missing=77
   shift
 fi
-command -v doxygen >/dev/null || { echo "Left out: the manual (needs doxygen)"; exit $missing; }
+for program in doxygen python3; do
+  command -v $program >/dev/null || { echo "Left out: the manual (needs $program)"; exit $missing; }
+done
 site="${1:-build/site}"
 build="${MTH_BUILD:-build/release}"
 generated="${site%/}-input"
