@@ -95,6 +95,20 @@ function(mth_build_quickly target)
   endif()
 endfunction()
 
+# mth_precompile(target headers...): headers that most sources of a target read are compiled once, where the build asks for
+# it and g++ does it. mth_share_precompiled(target other): takes those of another target with the same options.
+function(mth_precompile target)
+  if(MTH_PRECOMPILE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_precompile_headers(${target} PRIVATE ${ARGN})
+  endif()
+endfunction()
+
+function(mth_share_precompiled target other)
+  if(MTH_PRECOMPILE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_precompile_headers(${target} REUSE_FROM ${other})
+  endif()
+endfunction()
+
 # mth_configure_library(target): a library that is installed and exported as mth::<export name>.
 function(mth_configure_library target)
   mth_configure_target(${target})

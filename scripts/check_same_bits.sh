@@ -26,6 +26,15 @@ if command -v clang++ >/dev/null; then
 fi
 
 if [ "${1-}" != --native ]; then
+  # The library and its caller optimised as one, as a host may link them.
+  for compiler in g++ clang++; do
+    command -v "$compiler" >/dev/null || continue
+    configure_build "one-program-$compiler" -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_INTERPROCEDURAL_OPTIMIZATION=ON \
+      "-DCMAKE_CXX_FLAGS=-march=native -ffp-contract=fast" -DCMAKE_CXX_FLAGS_RELEASE=-O2 -DMTH_QUICK_BUILD=OFF &&
+      build_targets "one-program-$compiler" operation_hashes &&
+      check compare_sets "$compiler with link-time optimisation" "build/bits/one-program-$compiler/tests/support/operation_hashes" ||
+      failures=$((failures + 1))
+  done
   for script in "test_libcxx.sh core" "test_windows.sh core" test_wasm.sh "test_emulated.sh aarch64 core" "test_emulated.sh s390x core"; do
     # shellcheck disable=SC2086
     scripts/$script

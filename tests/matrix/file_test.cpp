@@ -135,7 +135,8 @@ TEST_F(MatrixFile, AHugeFileThatKeepsItsPromiseIsAllocated) {
     const MTH_MATRIX matrix(name_);
     largest = watch.LargestRequest();
     EXPECT_FALSE(matrix.IsAllocated());
-    EXPECT_EQ(matrix.GetStatusError(), 1);
+    // 13: on Windows a path takes memory, without which no file is opened.
+    EXPECT_TRUE(matrix.GetStatusError() == 1 || matrix.GetStatusError() == 13);
   }
   EXPECT_GE(largest, kElementBytes);
 }
