@@ -30,6 +30,14 @@ inline void SubtractEdgeTile(double* c, std::int64_t stride, const double* a, co
   for (std::int64_t i = 0; i < rows; ++i) std::copy_n(tile + i * kTileColumns, columns, c + i * stride);
 }
 
+// Asks for a tile that comes next: its rows are too far apart for the processor to guess.
+inline void PrefetchTile(const double* c, std::int64_t stride, std::int64_t rows) {
+  constexpr std::int64_t kLine = 8;  // doubles
+  for (std::int64_t i = 0; i < rows; ++i) {
+    for (std::int64_t j = 0; j < kTileColumns; j += kLine) PrefetchForWriting(c + i * stride + j);
+  }
+}
+
 template <class T>
 void PackLeft(const Block<const T>& a, std::int64_t rows, std::int64_t depth, double* packed) {
   for (std::int64_t first = 0; first < rows; first += kTileRows) {
@@ -62,6 +70,8 @@ void SubtractProduct(double* c, std::int64_t cStride, Block<const T> a, const do
       const std::int64_t height = std::min<std::int64_t>(kTileRows, rows - i);
       double* tile = c + i * cStride + j;
       const double* leftTile = left + i * depth;
+      if (i + height < rows)
+        PrefetchTile(tile + height * cStride, cStride, std::min<std::int64_t>(kTileRows, rows - i - height));
       if (height == kTileRows && width == kTileColumns) {
         SubtractTile<kTileVectors>(tile, cStride, leftTile, right, depth);
       } else {
