@@ -261,34 +261,50 @@ bool SolveInPlace(const Element* lu, std::int64_t size, double* x, std::int64_t 
   return true;
 }
 
-// LU of a few rows, without panels: the same running differences.
-template <class T>
-void FactorSmall(double* a, std::int64_t size, double* scales, int* permutation) {
-  for (std::int64_t k = 0; k < size; ++k) {
-    std::int64_t pivot = k;
-    double best = 0.0;
-    for (std::int64_t i = k; i < size; ++i) {
-      double& element = a[i * size + k];
-      element = RoundedTo<T>(element);
-      const double candidate = Magnitudes(element) * scales[i];
-      if (candidate >= best) {
-        best = candidate;
-        pivot = i;
-      }
-    }
-    double* row = a + k * size;
-    if (pivot != k) {
-      std::swap_ranges(row, row + size, a + pivot * size);
-      std::swap(permutation[k], permutation[pivot]);
-      scales[pivot] = scales[k];
-    }
-    if (row[k] == 0.0) row[k] = static_cast<double>(static_cast<T>(kTinyPivot));
-    for (std::int64_t j = k + 1; j < size; ++j) row[j] = RoundedTo<T>(row[j]);
-    const double inverse = 1.0 / row[k];
-    for (std::int64_t i = k + 1; i < size; ++i) {
-      double* __restrict below = a + i * size;
-      below[k] = RoundedTo<T>(below[k] * inverse);
-      for (std::int64_t j = k + 1; j < size; ++j) below[j] -= below[k] * row[j];
+// Step k of the LU of a few rows, without panels: the same running differences. Both numbers may be known
+// when this is compiled.
+template <class T, class Size, class Index>
+MTH_INLINE void FactorStep(double* a, Size size, Index k, double* scales, int* permutation) {
+  std::int64_t pivot = k;
+  double best = 0.0;
+  for (std::int64_t i = k; i < size; ++i) {
+    double& element = a[i * size + k];
+    element = RoundedTo<T>(element);
+    const double candidate = Magnitudes(element) * scales[i];
+    if (candidate >= best) {
+      best = candidate;
+      pivot = i;
     }
   }
+  double* row = a + k * size;
+  if (pivot != k) {
+    std::swap_ranges(row, row + size, a + pivot * size);
+    std::swap(permutation[k], permutation[pivot]);
+    scales[pivot] = scales[k];
+  }
+  if (row[k] == 0.0) row[k] = static_cast<double>(static_cast<T>(kTinyPivot));
+  for (std::int64_t j = k + 1; j < size; ++j) row[j] = RoundedTo<T>(row[j]);
+  const double inverse = 1.0 / row[k];
+  for (std::int64_t i = k + 1; i < size; ++i) {
+    double* __restrict below = a + i * size;
+    below[k] = RoundedTo<T>(below[k] * inverse);
+    for (std::int64_t j = k + 1; j < size; ++j) below[j] -= below[k] * row[j];
+  }
+}
+
+template <class T, std::int64_t... k>
+void FactorUnrolled(double* a, double* scales, int* permutation, std::integer_sequence<std::int64_t, k...>) {
+  constexpr std::integral_constant<std::int64_t, sizeof...(k)> size{};
+  (FactorStep<T>(a, size, std::integral_constant<std::int64_t, k>{}, scales, permutation), ...);
+}
+
+template <class T>
+void FactorSmall(double* a, std::int64_t size, double* scales, int* permutation) {
+  using std::make_integer_sequence;
+  // Not for float: unrolled eight times, g++ 12 does not round each of its elements.
+  if constexpr (std::is_same_v<T, double>) {
+    if (size == 4) return FactorUnrolled<T>(a, scales, permutation, make_integer_sequence<std::int64_t, 4>{});
+    if (size == 8) return FactorUnrolled<T>(a, scales, permutation, make_integer_sequence<std::int64_t, 8>{});
+  }
+  for (std::int64_t k = 0; k < size; ++k) FactorStep<T>(a, size, k, scales, permutation);
 }

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <numeric>
 #include <type_traits>
+#include <utility>
 
 #include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
