@@ -6,7 +6,7 @@
 // Rows of a vector per cluster, of kLanes samples.
 struct PowerRows {
   double* squares;  // of the distances; 1 for one that has no power
-  double* powers;   // q
+  double* powers;   // q; 0, and so no membership, for a distance of 0 and for none
 };
 
 // Fills the rows, and adds up the q that count. Returns where a distance is out of range: the sample is then
@@ -14,7 +14,6 @@ struct PowerRows {
 template <int kDimensions>
 MTH_INLINE LaneIndices ComputePowers(const double* features, const CentroidView& centroids, int dimensions,
                                      const SharedPowers& shared, const PowerRows& rows, Lanes& total) {
-  constexpr double kNoMembership = 1e300;  // far more than 1000 S: as a distance of 0, or none
   LaneIndices isFar = {};
   const double* centroid = centroids.coordinates;
   for (int k = 0; k < centroids.count; ++k, centroid += dimensions) {
@@ -26,7 +25,7 @@ MTH_INLINE LaneIndices ComputePowers(const double* features, const CentroidView&
     const LaneIndices isCounted = isInRange & (square > shared.smallest);
     total += isCounted ? power : Lanes{};
     Store(LaneRow(rows.squares, k), base);
-    Store(LaneRow(rows.powers, k), isInRange ? power : Spread<Lanes>(kNoMembership));
+    Store(LaneRow(rows.powers, k), isInRange ? power : Lanes{});
   }
   return isFar;
 }

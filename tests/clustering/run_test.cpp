@@ -160,6 +160,35 @@ TEST(ClusteringRun, EveryInstructionSetGivesTheBitsOfThePlainLoops) {
   }
 }
 
+// Distances of 0 or near 1e-6, sums near 0.001, and samples so far away that they have no powers: what those
+// weigh moves the centroids of the second iteration, and a step that repeats itself changes nothing.
+TEST(ClusteringRun, SharedPowersKeepTheRulesOfSmallAndFarDistances) {
+  for (const double m : {1.8, 2.5}) {
+    for (const int iterations : {1, 2}) {
+      LiteralClustering start;
+      start.samples = {{0.0},   {5e-7},   {1e-6}, {std::nextafter(1e-6, 1.0)}, {9e-7}, {2e-6}, {1e-3}, {0.5},
+                       {1e100}, {-1e100}, {1e200}};
+      start.memberships.assign(start.samples.size(), {0.0, 0.0});
+      start.centroids = {{0.0}, {m < 2.0 ? 1.3e-5 : 1e-4}};
+      start.keepsFirstCentroids = true;
+      LiteralClustering expected = start;
+      expected.RunFuzzyCMeans(iterations, 0.0, m);
+      EXPECT_EQ(expected.memberships[8][0], 0.5);
+      const Engine engine = MakeEngine(start);
+      engine->SetRegulationValue(m);
+      engine->SetIterationsCount(iterations);
+      engine->ApplyFuzzyCMeanClustering();
+      ExpectNearState(*engine, expected);
+      if (iterations > 1) continue;
+      start.memberships = expected.memberships;
+      const Engine again = MakeEngine(start);
+      again->SetRegulationValue(m);
+      again->SetIterationsCount(1);
+      EXPECT_EQ(again->ApplyFuzzyCMeanClustering(), 0.0);
+    }
+  }
+}
+
 // A first assignment is no change where the caller gave that cluster a membership of exactly 1, be it one of
 // several.
 TEST(ClusteringRun, CountsChangesFromWhateverMembershipsThereWere) {
