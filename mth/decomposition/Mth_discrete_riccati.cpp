@@ -13,7 +13,8 @@
 #include "mth/matrix/Mth_product_kernel_internal.h"
 #include "mth/matrix/Mth_transpose_kernel_internal.h"
 
-// The discrete Riccati equation by the ordered generalised Schur form of its extended pencil.
+// The discrete Riccati equation: by doubling and, where that leaves a doubt, by the ordered generalised Schur
+// form of its extended pencil (Van Dooren).
 
 namespace mth_internal {
 namespace {
@@ -21,6 +22,7 @@ namespace {
 constexpr int kMostPasses = 4;  // of finding the size of the solution
 constexpr int kMostSteps = 3;   // of Newton's method
 constexpr double kConfirmingChange = 1e-4;
+constexpr double kRounding = 1e-13;    // a change that no step makes smaller
 constexpr double kLargeChange = 1e-7;  // its square is not yet rounding
 
 // A replacement that cannot be had is none; one without memory is a failure.
@@ -162,13 +164,7 @@ class DiscreteRiccati {
     const ClosedLoop loop(extended_, n_);
     if (!loop) return {1};
     WriteA(*units);
-    // A step of Newton's method confirms the solution but does not make it better: doubling cancels less.
-    const SquareView improved = Work(6);
-    std::copy_n(x.elements, n_ * n_, improved.elements);
-    double change = 0.0;
-    double margin = 0.0;
-    if (const int refusal = Improve(*units, loop, improved, &change, &margin)) return {refusal, true};
-    return {0, !(change <= kConfirmingChange) || !IsClearlyStable(margin)};
+    return ConfirmDoubling(*units, loop, x);
   }
 
   // In units that balance the equation, beside one that the solution chooses.
@@ -283,6 +279,25 @@ class DiscreteRiccati {
     for (std::int64_t i = 0; i < n_; ++i) {
       for (std::int64_t j = 0; j < n_; ++j) residual[i][j] += QAt(units, i, j) - x[i][j];
     }
+  }
+
+  // A step of Newton's method confirms what doubling has found. Where it is no rounding more follow, but they
+  // make the solution better only if they become smaller: of a fast plant their rounding is larger than that
+  // of doubling, which cancels less.
+  RiccatiAttempt ConfirmDoubling(const RiccatiUnits& units, const ClosedLoop& loop, SquareView x) const {
+    const SquareView improved = Work(6);
+    std::copy_n(x.elements, n_ * n_, improved.elements);
+    double change = 0.0;
+    double margin = 0.0;
+    if (const int refusal = Improve(units, loop, improved, &change, &margin)) return {refusal, true};
+    if (!(change <= kConfirmingChange) || !IsClearlyStable(margin)) return {0, true};
+    for (int step = 0; step < kMostSteps && change > kRounding; ++step) {
+      const double former = change;
+      if (const int refusal = Improve(units, loop, improved, &change, nullptr)) return {refusal, true};
+      if (!(change <= 0.05 * former)) break;
+      std::copy_n(improved.elements, n_ * n_, x.elements);
+    }
+    return {0};
   }
 
   // Newton's method, one step where the form has left rounding alone, and a look at how near the closed loop

@@ -12,7 +12,8 @@
 #include "mth/decomposition/Mth_schur_internal.h"
 #include "mth/matrix/Mth_product_kernel_internal.h"
 
-// The continuous Riccati equation by ordered Schur vectors (Laub).
+// The continuous Riccati equation: by doubling and, where that leaves a doubt, by ordered Schur vectors
+// (Laub).
 
 namespace mth_internal {
 namespace {

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "mth/decomposition/Mth_riccati_internal.h"
 
@@ -23,6 +24,13 @@ WideNumber Wide(double x, int exponent) {
   return {fraction, x == 0.0 ? kExponentOfZero : ofX + exponent};
 }
 
+// Opposites but for their rounding cancel: an eigenvalue is on the boundary of stability then.
+double SumOf(double square, double product) {
+  constexpr double kRounding = 32.0 * std::numeric_limits<double>::epsilon();
+  const double sum = square + product;
+  return std::abs(sum) <= kRounding * square ? 0.0 : sum;
+}
+
 // g x x - m x - q = 0, whose larger root, m > 0, is the stabilising one when `sign` is +1.
 struct Quadratic {
   double middle;  // m, and the root of the discriminant m m + 4 g q, both in 2^unit
@@ -36,7 +44,7 @@ Quadratic ContinuousQuadratic(WideNumber a, WideNumber g, WideNumber q) {
   const int half = std::max(a.exponent, (g.exponent + q.exponent) / 2);
   const double ofA = a.In(half);
   const double product = std::ldexp(g.fraction * q.fraction, g.exponent + q.exponent - 2 * half);
-  return {2.0 * ofA, 2.0 * std::sqrt(ofA * ofA + product), 1.0, half};
+  return {2.0 * ofA, 2.0 * std::sqrt(SumOf(ofA * ofA, product)), 1.0, half};
 }
 
 // g x x = (a a - 1 + g q) x + q. With w = 1 + g x the closed loop is a / w: of the two solutions, whose
@@ -46,8 +54,8 @@ Quadratic DiscreteQuadratic(WideNumber a, WideNumber g, WideNumber q) {
   const double one = std::ldexp(1.0, -half);
   const double ofA = std::abs(a.In(half));
   const double product = std::ldexp(g.fraction * q.fraction, g.exponent + q.exponent - 2 * half);
-  const double lower = (one - ofA) * (one - ofA) + product;
-  const double upper = (one + ofA) * (one + ofA) + product;
+  const double lower = SumOf((one - ofA) * (one - ofA), product);
+  const double upper = SumOf((one + ofA) * (one + ofA), product);
   const bool isReal = (lower > 0.0 && upper > 0.0) || (lower < 0.0 && upper < 0.0);
   const double root = isReal ? std::sqrt(std::abs(lower)) * std::sqrt(std::abs(upper)) : 0.0;
   return {(ofA - one) * (ofA + one) + product, root, lower < 0.0 ? -1.0 : 1.0, 2 * half};

@@ -179,6 +179,17 @@ TEST(Riccati, SolutionsFulfilTheirEquationsAndStabilise) {
   }
 }
 
+// Doubling loses digits of these, which Newton's method restores.
+TEST(Riccati, IndefiniteCostsLoseNoDigits) {
+  for (const Regulator& system :
+       {Regulator{Matrix({{2, -6}, {-1, 0}}), Matrix({{2}, {2}}), Diagonal({-2, -2}), Matrix({{4}})},
+        {Matrix({{-5, -7}, {-5, 9}}), Matrix({{-3}, {-1}}), Diagonal({-4, -2}), Matrix({{9}})}}) {
+    const MatrixPtr x(system.Solve(true));
+    ASSERT_EQ(x->GetStatusError(), 0);
+    CheckRegulator(system, *x, true, "indefinite");
+  }
+}
+
 TEST(Riccati, PublishedAndClosedFormSolutions) {
   // The first example of the continuous-time benchmark collection: X = [[2, 1], [1, 2]].
   const Regulator first{Matrix({{0, 1}, {0, 0}}), Matrix({{0}, {1}}), Diagonal({1, 2}), Matrix({{1}})};
@@ -280,6 +291,9 @@ TEST(Riccati, EquationsWithoutAStabilisingSolutionAreTold) {
   EXPECT_EQ(status({oscillator, last, Diagonal({0, 0}), one}, true), 9);
   EXPECT_EQ(status({Diagonal({1, -1}), last, Identity(2), one}, false), 9);  // nothing moves the first state
   EXPECT_EQ(status({Diagonal({2, 0.5}), last, Identity(2), one}, true), 9);
+  const MTH_MATRIX tenths = Matrix({{0.3}});  // a a = -b b q / r but for their rounding
+  EXPECT_EQ(status({tenths, tenths, Matrix({{-3}}), Matrix({{3}})}, false), 9);
+  EXPECT_EQ(status({tenths, tenths, Matrix({{-0.7 * 0.7 / 0.03}}), Matrix({{3}})}, true), 9);
   EXPECT_EQ(status({one, one, one, zero}, false), 6);
   EXPECT_EQ(status({Identity(2), Identity(2), Identity(2), Matrix({{1, 1}, {1, 1}})}, false), 6);
   EXPECT_EQ(status({Matrix({{0.5}}), zero, one, zero}, true), 9);  // R + Bt X B is 0
