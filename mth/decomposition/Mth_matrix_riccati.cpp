@@ -115,7 +115,7 @@ int WorseOf(int status, int other) {
 // A solution that double cannot hold is none.
 template <class Solver>
 int SolveGroup(RiccatiSystem system, SquareView x, Solver solver) {
-  if (!mth_internal::RescaleWideSystem(&system)) return 1;
+  if (const int refusal = mth_internal::RescaleWideSystem(&system)) return refusal;
   const int status = solver(system, x);
   if (status != 0 && status != 10) return status;
   const bool isFinite = std::all_of(x.elements, x.elements + x.size * x.size,

@@ -32,8 +32,8 @@ struct RiccatiSystem {
 
 /// Tells a system whose elements differ by very many decades in units of states and inputs that make them
 /// alike; sets `states` in any case.
-/// @return  false without memory.
-bool RescaleWideSystem(RiccatiSystem* system);
+/// @return  0, 1 without memory or 5 when the host gives up.
+int RescaleWideSystem(RiccatiSystem* system);
 
 /// What the solution is told in: X(i, j) in 2^(exponent + states[i] + states[j]).
 struct RiccatiUnits {

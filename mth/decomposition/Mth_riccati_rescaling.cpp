@@ -2,6 +2,7 @@
 #include <cmath>
 #include <limits>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_lu_internal.h"
 #include "mth/decomposition/Mth_riccati_internal.h"
@@ -60,7 +61,7 @@ class LeastSquares {
     }
   }
 
-  // The unknowns, or null without memory.
+  // The unknowns, or null without memory or when the host gives up.
   const double* Solve() {
     double* factors = Right() + n_;
     if (FactorMatrix<double>(memory_.Get(), n_, factors, order_.Get()) != 0) return nullptr;
@@ -97,16 +98,16 @@ void Rescale(ScaledMatrix& matrix, OfRow ofRow, OfColumn ofColumn) {
 
 }  // namespace
 
-bool RescaleWideSystem(RiccatiSystem* system) {
+int RescaleWideSystem(RiccatiSystem* system) {
   const auto& [a, b, q, r, states] = *system;
   std::fill_n(states, a.rows, 0);
-  if (!IsWide(a) && !IsWide(b) && !IsWide(q) && !IsWide(r)) return true;
+  if (!IsWide(a) && !IsWide(b) && !IsWide(q) && !IsWide(r)) return 0;
   const std::int64_t n = a.rows;
   const std::int64_t m = b.columns;
   // Unknowns: units of states and inputs, and what the elements of A, B, Q and R are about.
   const std::int64_t sizes = n + m;
   LeastSquares squares(sizes + 4);
-  if (!squares) return false;
+  if (!squares) return 1;
   const auto add = [&](const ScaledMatrix& matrix, std::int64_t size, std::int64_t firstRow, double rowSign,
                        std::int64_t firstColumn, double columnSign) {
     ForEachNonzero(matrix, [&](std::int64_t i, std::int64_t j, double element) {
@@ -119,7 +120,7 @@ bool RescaleWideSystem(RiccatiSystem* system) {
   add(q, sizes + 2, 0, -1.0, 0, -1.0);
   add(r, sizes + 3, n, 1.0, n, 1.0);
   const double* solution = squares.Solve();
-  if (solution == nullptr) return false;
+  if (solution == nullptr) return IsGivenUp(sizes + 4) ? 5 : 1;
   const auto ofState = [&](std::int64_t i) { return static_cast<int>(std::lround(solution[i])); };
   const auto ofInput = [&](std::int64_t j) { return static_cast<int>(std::lround(solution[n + j])); };
   const auto minusState = [&](std::int64_t i) { return -ofState(i); };
@@ -128,7 +129,7 @@ bool RescaleWideSystem(RiccatiSystem* system) {
   Rescale(system->b, ofState, ofInput);
   Rescale(system->q, minusState, minusState);
   Rescale(system->r, ofInput, ofInput);
-  return true;
+  return 0;
 }
 
 }  // namespace mth_internal
