@@ -108,7 +108,7 @@ def faults_of(report):
 
 def browse(chromium, url, reports):
     """Waits for the pages' reports, and returns them with what the browser wrote to its console."""
-    with tempfile.TemporaryDirectory() as profile, tempfile.TemporaryFile("w+") as log:
+    with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as profile, tempfile.TemporaryFile("w+") as log:
         browser = subprocess.Popen(
             [chromium, "--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--enable-logging=stderr",
              f"--user-data-dir={profile}", url], stdout=subprocess.DEVNULL, stderr=log)
