@@ -22,7 +22,7 @@ namespace {
 constexpr int kMostPasses = 4;  // of finding the size of the solution
 constexpr int kMostSteps = 3;   // of Newton's method
 constexpr double kConfirmingChange = 1e-4;
-constexpr double kRounding = 1e-13;    // a change that no step makes smaller
+constexpr double kRounding = 1e-12;    // a change that no step makes smaller
 constexpr double kLargeChange = 1e-7;  // its square is not yet rounding
 
 // A replacement that cannot be had is none; one without memory is a failure.
@@ -281,6 +281,16 @@ class DiscreteRiccati {
     }
   }
 
+  // The size of the terms of the equation, after WriteA.
+  double DoubtOf(const RiccatiUnits& units, SquareView x) const {
+    double sizeOfQ = 0.0;
+    for (std::int64_t i = 0; i < n_; ++i) {
+      for (std::int64_t j = 0; j < n_; ++j) sizeOfQ = std::max(sizeOfQ, std::abs(QAt(units, i, j)));
+    }
+    const double size = NormOf(A());
+    return (size * size + 1.0) * NormOf(x) + sizeOfQ;
+  }
+
   // A step of Newton's method confirms what doubling has found. Where it is no rounding more follow, but they
   // make the solution better only if they become smaller: of a fast plant their rounding is larger than that
   // of doubling, which cancels less.
@@ -290,7 +300,9 @@ class DiscreteRiccati {
     double change = 0.0;
     double margin = 0.0;
     if (const int refusal = Improve(units, loop, improved, &change, &margin)) return {refusal, true};
-    if (!(change <= kConfirmingChange) || !IsClearlyStable(margin)) return {0, true};
+    if (!(change <= kConfirmingChange) ||
+        !IsClearlyStable(margin, Closed(), FeedbackOfSolution(), DoubtOf(units, x), true))
+      return {0, true};
     for (int step = 0; step < kMostSteps && change > kRounding; ++step) {
       const double former = change;
       if (const int refusal = Improve(units, loop, improved, &change, nullptr)) return {refusal, true};
@@ -313,12 +325,7 @@ class DiscreteRiccati {
       if (const int refusal = Improve(units, loop, x, &change, nullptr)) return {refusal, refusal == 9};
     } while (std::isfinite(change) && change > kLargeChange && ++steps < kMostSteps);
     const bool isLost = NormOf(x) == 0.0 && !system_.q.isZero;
-    double sizeOfQ = 0.0;
-    for (std::int64_t i = 0; i < n_; ++i) {
-      for (std::int64_t j = 0; j < n_; ++j) sizeOfQ = std::max(sizeOfQ, std::abs(QAt(units, i, j)));
-    }
-    const double size = NormOf(A());
-    const double doubt = (size * size + 1.0) * NormOf(x) + sizeOfQ;
+    const double doubt = DoubtOf(units, x);
     double margin = std::numeric_limits<double>::infinity();
     const ComplexPencil form = Form();
     for (std::int64_t k = 0; k < n_; ++k) {

@@ -77,8 +77,8 @@ class ContinuousRiccati {
       double margin = 0.0;
       const double change = Improve(x, work_.Large(0), &margin);
       if (std::isnan(change)) return {1};
-      if (!std::isfinite(change) || !IsClearlyStable(margin)) break;
-      if (change <= kSmallChange) return {0};
+      if (!std::isfinite(change)) break;
+      if (change <= kSmallChange) return {0, !IsClearlyStable(margin, Closed(), G(), DoubtOf(x), false)};
     }
     return {9, true};
   }
@@ -140,15 +140,20 @@ class ContinuousRiccati {
     return attempt;
   }
 
+  // The size of the terms of the equation.
+  double DoubtOf(SquareView x) const {
+    const double size = NormOf(x);
+    return 2.0 * NormOf(A()) * size + NormOf(Q()) + NormOf(G()) * size * size;
+  }
+
   // A look at how near the closed loop is to its boundary, and one step of Newton's method.
   // @param form  the Schur form of the Hamiltonian matrix, the stable eigenvalues first; destroyed.
   RiccatiAttempt Confirm(int status, SquareView form, SquareView x) const {
     double margin = std::numeric_limits<double>::infinity();
     for (std::int64_t k = 0; k < n_; ++k) margin = std::min(margin, -form[k][k]);
     margin /= NormOf(form);
-    const double sizeOfX = NormOf(x);
-    const double doubt = 2.0 * NormOf(A()) * sizeOfX + NormOf(Q()) + NormOf(G()) * sizeOfX * sizeOfX;
-    const bool isLost = sizeOfX == 0.0 && !system_.q.isZero;
+    const double doubt = DoubtOf(x);
+    const bool isLost = NormOf(x) == 0.0 && !system_.q.isZero;
     const double change = Improve(x, form, nullptr);
     if (std::isnan(change)) return {1};
     const bool isConfirmed = std::isfinite(change) && !isLost;

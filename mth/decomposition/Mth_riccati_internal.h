@@ -184,11 +184,10 @@ int SolveByAttempts(Equation& equation, SquareView x) {
 double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete,
               double* margin = nullptr);
 
-/// Whether a closed loop at this margin is so clearly stable that rounding cannot have hidden its boundary.
-inline bool IsClearlyStable(double margin) {
-  constexpr double kClearMargin = 1e-5;
-  return margin >= kClearMargin;
-}
+/// Whether a closed loop is so clearly stable that rounding cannot have moved it there from the boundary: the
+/// more eigenvalues meet on it, the farther they go, by the higher a root of epsilon. `margin` and the other
+/// arguments are as for IsOnBoundary; false also without memory.
+bool IsClearlyStable(double margin, SquareView closed, SquareView feedback, double doubt, bool isDiscrete);
 
 /// g = B R^-1 Bt for a symmetric m x m matrix R and an n x m matrix B.
 /// @return  0, 1 (no memory) or 6 (R is singular).

@@ -146,6 +146,27 @@ double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscr
   return size == 0.0 ? 0.0 : change / size;
 }
 
+// By Kantorovich's theorem: the solution of the closed loop's Lyapunov equation for the identity tells by how
+// much a change of the equation changes X at most. Newton's method has one limit where that squared, times
+// the curvature of the equation, times the change, is small.
+bool IsClearlyStable(double margin, SquareView closed, SquareView feedback, double doubt, bool isDiscrete) {
+  constexpr double kNearest = 1e-5;
+  constexpr double kClear = 1e-3;
+  constexpr double kUncertain = 1e6;  // not 1: norms overestimate, the more the larger the order
+  if (!(margin >= kNearest) || margin >= kClear) return margin >= kClear;
+  const std::int64_t n = closed.size;
+  const WorkArray<double> memory(2 * n * n);
+  if (!memory) return false;
+  const SquareView transposed{memory.Get(), n};
+  const SquareView gain{memory.Get() + n * n, n};
+  Transpose<double>(closed.elements, n, n, transposed.elements);
+  std::fill_n(gain.elements, n * n, 0.0);
+  for (std::int64_t i = 0; i < n; ++i) gain[i][i] = 1.0;
+  if (SolveLyapunovEquation(transposed, gain, true, {isDiscrete, isDiscrete ? 1.0 : 0.0}) != 0) return false;
+  const double reach = NormOf(gain) * (isDiscrete ? NormOf(closed) : 1.0);
+  return reach * reach * NormOf(feedback) * kEpsilon * doubt <= kUncertain;
+}
+
 template <class Scalar>
 int SolveSubspace(const Scalar* ut, SquareView x) {
   const std::int64_t n = x.size;

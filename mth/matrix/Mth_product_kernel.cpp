@@ -14,7 +14,7 @@ namespace {
 
 // Terms of a sum that are added at once. Beyond, a sum is stored and loaded again: seldom is best.
 constexpr std::int64_t kBlockDepth = 1024;
-// Rows that use a packed tile of the right factor in turn, whole tiles of every height but 8: their packed
+// Rows that use a packed tile of the right factor in turn, whole tiles of every height: their packed
 // block stays in the second cache beside it.
 constexpr std::int64_t kStripRows = 24;
 // Rows that use a tile of the right factor in turn where it lies.

@@ -291,6 +291,10 @@ TEST(Riccati, EquationsWithoutAStabilisingSolutionAreTold) {
   EXPECT_EQ(status({oscillator, last, Diagonal({0, 0}), one}, true), 9);
   EXPECT_EQ(status({Diagonal({1, -1}), last, Identity(2), one}, false), 9);  // nothing moves the first state
   EXPECT_EQ(status({Diagonal({2, 0.5}), last, Identity(2), one}, true), 9);
+  // Two eigenvalues of the closed loop meet there, and rounding moves them by the fourth root of epsilon.
+  EXPECT_EQ(status({Matrix({{0, 0}, {-1, -1}}), Matrix({{1}, {0}}), Diagonal({-1, 1}), one}, false), 9);
+  EXPECT_EQ(
+      status({Matrix({{0, 0.5}, {1, -1}}), Matrix({{-1}, {1}}), Diagonal({1, 2}), Matrix({{-1}})}, true), 9);
   const MTH_MATRIX tenths = Matrix({{0.3}});  // a a = -b b q / r but for their rounding
   EXPECT_EQ(status({tenths, tenths, Matrix({{-3}}), Matrix({{3}})}, false), 9);
   EXPECT_EQ(status({tenths, tenths, Matrix({{-0.7 * 0.7 / 0.03}}), Matrix({{3}})}, true), 9);
