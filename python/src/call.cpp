@@ -69,7 +69,7 @@ void Warn(PyObject* category, const char* text) {
   const auto warn = [category, text] {
     if (PyErr_WarnEx(category, text, 2) != 0) throw py::error_already_set();
   };
-  if (Errand* const errand = Errand::Current()) return errand->Ask(warn);
+  if (Errand* const errand = Errand::Current()) return errand->Ask(warn, true);
   warn();
 }
 
@@ -109,7 +109,7 @@ void Call::Fail() {
 template <class Question>
 void Call::Ask(Question question) {
   try {
-    if (errand_ != nullptr) return errand_->Ask(question);
+    if (errand_ != nullptr) return errand_->Ask(question, unlocked_ == nullptr);
   } catch (const Errand::Abandoned&) {
     return Fail();
   }

@@ -62,13 +62,14 @@ class Call {
     {
       const Entry entry(this);
       Unlock();
+      std::exception_ptr failure;
       try {
         compute();
       } catch (...) {
-        Lock();
-        throw;
+        failure = std::current_exception();
       }
-      Lock();
+      Lock();  // not in the handler: one that is unwound ends the process
+      if (failure) std::rethrow_exception(failure);
     }
     Finish();
   }

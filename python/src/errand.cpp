@@ -22,6 +22,7 @@ long ProcessId() {
 }  // namespace
 
 bool Errand::IsOfUse() {
+  if (PyInterpreterState_Get() != PyInterpreterState_Main()) return false;
   const py::object main = py::module_::import("threading").attr("main_thread")();
   return main.attr("ident").cast<unsigned long>() == PyThread_get_thread_ident();
 }
@@ -93,8 +94,10 @@ void Errand::Answer(const std::function<void()>& question, std::exception_ptr& r
   } catch (...) {
     raised = std::current_exception();
   }
-  if (process != ProcessId())  // a callback forked, and this is the child, in which nobody works
+  if (process != ProcessId()) {  // a callback forked, and this is the child, in which nobody works
+    if (raised) std::rethrow_exception(raised);
     throw std::runtime_error("the computation goes on in the process that was forked, not in its copy");
+  }
   const std::scoped_lock lock(mutex_);
   isAbandoned_ = raised != nullptr;
   isAnswered_ = true;
@@ -114,8 +117,8 @@ bool Errand::IsAbandoned() {
   return isAbandoned_;
 }
 
-void Errand::Ask(const std::function<void()>& question) {
-  PyThreadState* const unlocked = PyGILState_Check() != 0 ? PyEval_SaveThread() : nullptr;
+void Errand::Ask(const std::function<void()>& question, bool isLocked) {
+  PyThreadState* const unlocked = isLocked ? PyEval_SaveThread() : nullptr;
   std::unique_lock lock(mutex_);
   if (!isAbandoned_) {
     question_ = &question;
@@ -138,8 +141,13 @@ std::int64_t SizeOf(const py::handle& value) {
     return static_cast<std::int64_t>(items.size()) * std::max<std::int64_t>(1, SizeOf(py::handle(first)));
   }
   if (!py::hasattr(value, "__array__") || !py::hasattr(value, "shape")) return 0;
+  const py::object shape = value.attr("shape");
+  if (!PyTuple_Check(shape.ptr())) return 0;
   std::int64_t size = 1;
-  for (const py::handle length : value.attr("shape")) size *= length.cast<std::int64_t>();
+  for (const py::handle length : shape) {
+    if (!PyLong_Check(length.ptr())) return 0;  // such as the NaN of a length that is not known yet
+    size *= length.cast<std::int64_t>();
+  }
   return size;
 }
 

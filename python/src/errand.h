@@ -35,7 +35,8 @@ class Errand {
   Errand(const Errand&) = delete;
   Errand& operator=(const Errand&) = delete;
 
-  /// Whether this is the thread in which Python handles signals. Elsewhere errands are of no use.
+  /// Whether this is the thread in which Python handles signals. Elsewhere errands are of no use, and in a
+  /// subinterpreter their thread would be the main interpreter's.
   static bool IsOfUse();
   /// Runs `work`, with the interpreter's lock, which the caller has as well; throws what it throws.
   static void Run(std::function<void()> work);
@@ -46,7 +47,8 @@ class Errand {
   bool IsAbandoned();
   /// Has the waiting thread do what belongs to it, such as a callback of the user's. What that throws ends
   /// the errand.
-  void Ask(const std::function<void()>& question);
+  /// @param isLocked  whether this thread has the interpreter's lock, which the other one needs meanwhile.
+  void Ask(const std::function<void()>& question, bool isLocked);
 
  private:
   void Work();
@@ -64,14 +66,16 @@ class Errand {
   bool isAbandoned_ = false;
 };
 
-/// Elements of the arguments that hold data.
+/// Elements of the arguments that hold data; 0 where they do not tell.
 std::int64_t SizeOf(const py::handle& value);
 template <class T>
 std::int64_t SizeOf(const T& value) {
   if constexpr (std::is_same_v<T, py::handle> || std::is_same_v<T, py::list> || std::is_same_v<T, py::args>) {
     return SizeOf(static_cast<const py::handle&>(value));
-  } else if constexpr (requires { value->Size(); }) {
-    return value->Size();
+  } else if constexpr (requires { value.use_count(); }) {
+    if (value == nullptr) throw py::reference_cast_error();  // None: the TypeError of a wrong argument
+    if constexpr (requires { value->Size(); }) return value->Size();
+    return 0;
   } else {
     return 0;
   }

@@ -166,11 +166,15 @@ py::tuple Qr(const py::handle& value) {
   const py::array array = RealArray(value, "a");
   const Operand a(array, IsFloat(array), "a");
   Call call;
-  MTH_MATRIX* q = nullptr;
-  MTH_MATRIX* r = nullptr;
-  call.Run([&] { a->QR(&q, &r); });
-  if (q == nullptr || r == nullptr) ThrowMemoryError();
-  return py::make_tuple(FromMatrix(MatrixPtr(q)), FromMatrix(MatrixPtr(r)));
+  MatrixPtr q, r;
+  call.Run([&] {
+    MTH_MATRIX* factors[2] = {};
+    a->QR(&factors[0], &factors[1]);
+    q.reset(factors[0]);
+    r.reset(factors[1]);
+  });
+  if (!q || !r) ThrowMemoryError();
+  return py::make_tuple(FromMatrix(std::move(q)), FromMatrix(std::move(r)));
 }
 
 // Factors that an operation hands out by pointers to pointers; the first tells the status of a failure.
@@ -244,16 +248,17 @@ py::tuple Eigenproblem(const py::handle& value) {
   const py::array array = RealArray(value, "a");
   const Operand a(array, IsFloat(array), "a");
   a.RequireSquare("a");
-  MTH_COMPLEX* values = nullptr;
-  MTH_COMPLEX* vectors = nullptr;
+  Complexes values, vectors;
   bool isDone = false;
   Call call;
-  call.Run([&] { isDone = a->RealEigenvalueProblem(&values, &vectors); });
-  const Complexes ownedValues(values);
-  const Complexes ownedVectors(vectors);
+  call.Run([&] {
+    MTH_COMPLEX* raw[2] = {};
+    isDone = a->RealEigenvalueProblem(&raw[0], &raw[1]);
+    values.reset(raw[0]);
+    vectors.reset(raw[1]);
+  });
   if (!isDone) ThrowLinAlgError("eig: no convergence, or elements that are not finite");
-  return py::make_tuple(FromComplexes(ownedValues, {a.Rows()}),
-                        FromComplexes(ownedVectors, {a.Rows(), a.Rows()}));
+  return py::make_tuple(FromComplexes(values, {a.Rows()}), FromComplexes(vectors, {a.Rows(), a.Rows()}));
 }
 
 py::tuple GeneralisedEigenproblem(const py::handle& left, const py::handle& right) {
@@ -261,18 +266,21 @@ py::tuple GeneralisedEigenproblem(const py::handle& left, const py::handle& righ
   pair.left.RequireSquare("a");
   const int n = pair.left.Rows();
   RequireShape(pair.right, n, n, "b");
-  MTH_COMPLEX* alphas = nullptr;
-  MTH_COMPLEX* vectors = nullptr;
-  double* betas = nullptr;
+  Complexes alphas, vectors;
+  std::unique_ptr<double[]> betas;
   bool isDone = false;
   Call call;
-  call.Run([&] { isDone = pair.left->GeneralisedEigenvalueProblem(*pair.right, &alphas, &betas, &vectors); });
-  const Complexes ownedAlphas(alphas);
-  const Complexes ownedVectors(vectors);
-  std::unique_ptr<double[]> ownedBetas(betas);
+  call.Run([&] {
+    MTH_COMPLEX* raw[2] = {};
+    double* rawBetas = nullptr;
+    isDone = pair.left->GeneralisedEigenvalueProblem(*pair.right, &raw[0], &rawBetas, &raw[1]);
+    alphas.reset(raw[0]);
+    vectors.reset(raw[1]);
+    betas.reset(rawBetas);
+  });
   if (!isDone) ThrowLinAlgError("eig: no convergence, or elements that are not finite");
-  return py::make_tuple(FromComplexes(ownedAlphas, {n}), FromNew(std::move(ownedBetas), {n}),
-                        FromComplexes(ownedVectors, {n, n}));
+  return py::make_tuple(FromComplexes(alphas, {n}), FromNew(std::move(betas), {n}),
+                        FromComplexes(vectors, {n, n}));
 }
 
 py::array Lyapunov(const py::handle& left, const py::handle& right, bool isDiscrete) {
