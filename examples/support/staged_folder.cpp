@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <utility>
 
 #include "support/bids.h"
 #include "support/dicom_io.h"
@@ -165,6 +166,15 @@ void StagedFolder::CreateFolder() {
 
 void StagedFolder::CreateStaging() {
   CreateFolder();
+  while (!TryStaging()) close(std::exchange(mark_, -1));
+  for (const char* name : {kNew, kFormer}) {
+    if (mkdir((staging_ / name).c_str(), 0777) != 0) CannotWrite(folder_, WriteFailure::FromErrno().what());
+  }
+}
+
+// False where another run that begins met the mark before it was locked, took it for a dead run's and clears
+// the folder.
+bool StagedFolder::TryStaging() {
   errno = 0;
   const auto check = [this](bool isDone) {
     if (!isDone) CannotWrite(folder_, WriteFailure::FromErrno().what());
@@ -173,14 +183,15 @@ void StagedFolder::CreateStaging() {
   std::string staging = (folder_ / (std::string(kPrefix) + "XXXXXX")).string();
   check(mkdtemp(staging.data()) != nullptr);
   staging_ = staging;
-  // Locked before it has its name: no other run can meet it and take it for a dead one's. Where the file
-  // system knows no locks, none can be had of a dead run's either, and it stays.
+  // Locked before it has its name. Where the file system knows no locks, none can be had of a dead run's
+  // either, and it stays.
   const fs::path unlocked = staging_ / kUnlocked;
   mark_ = open(unlocked.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
   check(mark_ >= 0);
-  flock(mark_, LOCK_EX | LOCK_NB);
-  check(rename(unlocked.c_str(), (staging_ / kMark).c_str()) == 0);
-  for (const char* name : {kNew, kFormer}) check(mkdir((staging_ / name).c_str(), 0777) == 0);
+  if (flock(mark_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
+  const bool hasName = rename(unlocked.c_str(), (staging_ / kMark).c_str()) == 0;
+  check(hasName || errno == ENOENT);
+  return hasName;
 }
 
 fs::path StagedFolder::Stage(const std::string& name, bool isAlone) {

@@ -47,6 +47,7 @@ class StagedFolder {
 
  private:
   void CreateStaging();
+  bool TryStaging();
   void CreateFolder();
   bool Stays(const std::string& name, const ManifestEntry& entry) const;
   void ClearDeadRuns() const;
