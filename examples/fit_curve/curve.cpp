@@ -14,8 +14,13 @@ namespace {
 constexpr std::string_view kBlanks = " \t\r,;";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-bool StartsNumber(char character) {
-  return std::string_view("+-.0123456789").find(character) != std::string_view::npos;
+// Whether a line begins with a name. A NaN or an infinity is none: its sample is refused, not passed over.
+bool StartsWithName(std::string_view line) {
+  if (std::string_view("+-.0123456789").find(line.front()) != std::string_view::npos) return false;
+  double number = 0.0;
+  const auto [end, error] = std::from_chars(line.data(), line.data() + line.size(), number);
+  const bool isWord = end == line.data() + line.size() || kBlanks.find(*end) != std::string_view::npos;
+  return error != std::errc() || !isWord;
 }
 
 // Takes a finite number and the separators around it off the front of a line.
@@ -41,7 +46,7 @@ Curve ReadCurve(const std::string& path) {
     if (number == 1 && rest.starts_with(kByteOrderMark)) rest.remove_prefix(kByteOrderMark.size());
     rest.remove_prefix(std::min(rest.find_first_not_of(" \t\r"), rest.size()));
     if (rest.empty() || rest.front() == '#') continue;
-    const bool isNames = curve.x.empty() && !StartsNumber(rest.front());
+    const bool isNames = curve.x.empty() && StartsWithName(rest);
     if (isNames) continue;
     double x = 0.0;
     double y = 0.0;

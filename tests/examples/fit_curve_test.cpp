@@ -166,7 +166,7 @@ TEST(FitCurve, RefusesBadFilesAndOptionsWithOneLine) {
   WriteFile(folder / "text.csv", "0,1\n1,three\n");
   WriteFile(folder / "third.csv", "0,1,2\n");
   WriteFile(folder / "joined.csv", "0,1x\n");
-  WriteFile(folder / "infinite.csv", "0,inf\n");
+  WriteFile(folder / "infinite.csv", "x,y\nnan,1\n");
   const struct {
     std::string file;
     std::string options;
@@ -177,7 +177,7 @@ TEST(FitCurve, RefusesBadFilesAndOptionsWithOneLine) {
       {"text.csv", "", "line 2"},
       {"third.csv", "", "line 1"},
       {"joined.csv", "", "line 1"},
-      {"infinite.csv", "", "line 1"},
+      {"infinite.csv", "", "line 2"},
       {"short.csv", "", "at least 4 samples"},
       {"uneven.csv", "-m gaussians", "evenly spaced"},
       {"good.csv", "--model spline", "--model"},

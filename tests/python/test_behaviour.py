@@ -88,6 +88,34 @@ def test_an_interrupt_waits_for_nothing(shape, run):
     assert run_python(LEFT_BEHIND.format(shape=shape, run=run)) == "interrupted\n"
 
 
+@pytest.mark.skipif(not hasattr(os, "fork"), reason="there is no fork")
+def test_long_calls_in_odd_company():
+    class Unknown:  # an array whose lengths are not known yet
+        shape = (float("nan"),)
+
+        def __array__(self, dtype=None, copy=None):
+            return SAMPLES[:, 0]
+
+    assert mth.stats.mean(Unknown()) == mth.stats.mean(SAMPLES[:, 0])
+    samples = mth._mth.TissueScan(SAMPLES, 2, None, None, [1.0, 1.0, 1.0], True, True, 25.0)
+    with pytest.raises(TypeError):
+        samples.step(None)
+    code = """
+import os, sys
+import numpy as np, mth
+try:
+    import _xxsubinterpreters
+    _xxsubinterpreters.create()
+except ImportError:
+    pass
+def fork(done, total):
+    if done == 1 and os.fork() == 0:
+        sys.exit(7)
+print(mth.k_means(np.random.default_rng(0).normal(size=(3000, 3)), 3, progress=fork).labels.shape, os.wait()[1] >> 8)
+"""
+    assert run_python(code) == "(3000,) 7\n"
+
+
 def test_progress_in_all_its_forms(capsys):
     steps = []
     found = mth.fuzzy_c_means(SAMPLES, 3, progress=lambda done, total: steps.append((done, total)))
