@@ -92,6 +92,7 @@ void Results::Append(std::vector<Target>& targets, StagedFolder& folder, const s
 
 void Results::AnnounceInto(StagedFolder& folder, const std::string& name) {
   Append(announced_, folder, name);
+  const FolderLock lock({folder.GetPath()});
   folder.CheckPlace(name, isForced_);
 }
 
@@ -153,6 +154,9 @@ void Results::WriteTextFile(const std::string& path, const std::string& text) {
 }
 
 void Results::Commit() {
+  std::vector<fs::path> places;
+  for (const auto& folder : folders_) places.push_back(folder->GetPath());
+  const FolderLock lock(places);
   for (const Target& target : targets_) target.folder->CheckPlace(target.name, isForced_);
   const UninterruptedScope scope;
   ThrowIfCancelled();

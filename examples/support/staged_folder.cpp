@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 #include <utility>
 
 #include "support/bids.h"
@@ -126,6 +127,26 @@ bool IsWithin(const fs::path& place, const fs::path& folder) {
   const fs::path outer = fs::weakly_canonical(folder, error);
   const auto [end, rest] = std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end());
   return end == outer.end();
+}
+
+// In the order of their true names, each once: two runs that want the same folders never wait for each other.
+FolderLock::FolderLock(const std::vector<fs::path>& folders) {
+  std::error_code error;
+  std::set<fs::path> places;
+  for (const fs::path& folder : folders) {
+    const fs::path place = fs::canonical(folder, error);
+    if (!error) places.insert(place);
+  }
+  for (const fs::path& place : places) {
+    const int folder = open(place.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0) continue;
+    locked_.push_back(folder);
+    flock(folder, LOCK_EX);
+  }
+}
+
+FolderLock::~FolderLock() {
+  for (const int folder : locked_) close(folder);
 }
 
 StagedFolder::StagedFolder(fs::path folder, std::string host, const std::vector<std::string>& inputs)

@@ -17,6 +17,21 @@ struct Move {
 /// Whether a place is a folder or lies in it, as far as both exist; links are followed.
 bool IsWithin(const std::filesystem::path& place, const std::filesystem::path& folder);
 
+/// While it lives, no other run looks at the places of results in these folders or puts any there: a list of
+/// results and the files that it names change together. Nothing is kept out where the file system knows no
+/// locks.
+class FolderLock {
+ public:
+  /// Folders that do not exist are passed over.
+  explicit FolderLock(const std::vector<std::filesystem::path>& folders);
+  ~FolderLock();
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+ private:
+  std::vector<int> locked_;
+};
+
 /// The results of a run for one folder, kept in a hidden folder inside it until all are complete. What is
 /// left there goes with the object, and what a killed run has left there goes when the next one comes.
 class StagedFolder {

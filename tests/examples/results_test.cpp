@@ -289,6 +289,17 @@ TEST_F(ResultsOfAHost, AreTakenBackFromADeadRun) {
 }
 
 // Ctrl-C in the middle of a long run: says so at once, writes nothing.
+TEST_F(ResultsOfAHost, OfRunsAtOnceAreAllKept) {
+  const std::string script =
+      "cd \"$1\"; runs=; for i in 1 2 3 4 5 6 7 8; do cp first.nii sub-$i\\_T1w.nii; done; for round in 1 2; "
+      "do "
+      "for i in 1 2 3 4 5 6 7 8; do \"$0\" sub-$i\\_T1w.nii -m kmeans -c 2 -o out >/dev/null & runs=\"$runs "
+      "$!\"; "
+      "done; for run in $runs; do wait $run || exit 1; done; runs=; done";
+  EXPECT_EQ(std::system(("bash -c '" + script + "' " + MTH_SEGMENT_MR + " " + Quoted(folder_ / "")).c_str()),
+            0);
+}
+
 TEST_F(ResultsOfAHost, CtrlCWritesNothing) {
   NiftiFile file;
   file.dimensions = {3, 160, 160, 100, 1, 1, 1, 1};
