@@ -5,6 +5,9 @@
 #include <numbers>
 #include <random>
 
+#include "std/Std_display.h"
+#include "support/cancellation.h"
+
 namespace example {
 namespace {
 
@@ -25,12 +28,18 @@ Phantom EmptyPhantom(const std::array<int, 3>& size) {
   return phantom;
 }
 
+// Ends a run that takes minutes when its host asks for it.
+void EndIfAsked() {
+  if (Std_IsCancelRequested()) throw Cancelled();
+}
+
 // Calls body(index, place) for each voxel, the place running from -1 to 1 along every axis.
 template <class Body>
 void ForEachVoxel(const std::array<int, 3>& size, Body body) {
   const auto place = [&](std::size_t axis, int i) { return (2.0 * i + 1.0) / size[axis] - 1.0; };
   std::size_t index = 0;
   for (int z = 0; z < size[2]; ++z) {
+    EndIfAsked();
     for (int y = 0; y < size[1]; ++y) {
       for (int x = 0; x < size[0]; ++x)
         body(index++, std::array<double, 3>{place(0, x), place(1, y), place(2, z)});
@@ -217,7 +226,10 @@ std::vector<float> NoisyImage(const Phantom& phantom, const PhantomScan& scan) {
   const double deviation = NoiseDeviation(scan);
   if (deviation == 0.0) return image;
   Uniform uniform(scan.seed + 1000003U);
-  for (float& value : image) {
+  const std::size_t plane = CountVoxels({phantom.size[0], phantom.size[1], 1});
+  for (std::size_t i = 0; i < image.size(); ++i) {
+    if (i % plane == 0) EndIfAsked();
+    float& value = image[i];
     const double radius = deviation * std::sqrt(-2.0 * std::log(uniform()));
     const double angle = 2.0 * std::numbers::pi * uniform();
     const double real = static_cast<double>(value) + radius * std::cos(angle);
