@@ -9,7 +9,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 git ls-files 'std/*.h' 'std/*.cpp' 'mth/*.h' 'mth/*.cpp' | xargs grep -nE '^#(include|define MTH_KERNEL_FILE) "(mth|std)/' |
   awk -F'[:"]' '
     BEGIN {
-      split("std=1 std/qt=7 mth/Mth_pointer_list.h=1 mth/Mth_stop_reason.h=1 mth/core=1 mth/value=2 mth/matrix=2 mth/statistics=3 mth/image=3 " \
+      split("std=1 std/qt=6 mth/Mth_pointer_list.h=1 mth/Mth_stop_reason.h=1 mth/core=1 mth/value=2 mth/matrix=2 mth/statistics=3 mth/image=3 " \
             "mth/decomposition=3 mth/optimise=4 mth/curve=4 mth/geometry=5 mth/clustering=5 mth/boosting=5 " \
             "mth/wavelet=5 mth/denoising=5 mth/Mth.h=6", rooms, " ")
       for (i in rooms) { split(rooms[i], room, "="); floor[room[1]] = room[2] }

@@ -5,7 +5,7 @@
 #endif
 
 /// Marks a declaration that host programs may use; everything else stays hidden inside the shared libraries.
-#if defined(_WIN32)
+#if defined(_WIN32) || !(defined(__GNUC__) || defined(__clang__))
 #define MTH_EXPORT
 #else
 #define MTH_EXPORT __attribute__((visibility("default")))
