@@ -26,7 +26,8 @@ originals+=("$scratch/frames.dcm")
 export ASAN_OPTIONS="allocator_may_return_null=1:hard_rss_limit_mb=1024:detect_leaks=0"
 crashes=0
 for ((done = 0; done < files; done += block)); do
-  if ! "$probe" mutate "$block" "$((seed + done))" "$scratch/mutated.dcm" "${originals[@]}" >"$scratch/out" 2>"$scratch/err"; then
+  count=$((files - done < block ? files - done : block))
+  if ! "$probe" mutate "$count" "$((seed + done))" "$scratch/mutated.dcm" "${originals[@]}" >"$scratch/out" 2>"$scratch/err"; then
     crashes=$((crashes + 1))
     cp "$scratch/mutated.dcm" "build/crash-$((seed + done)).dcm"
     echo "crash: build/crash-$((seed + done)).dcm"

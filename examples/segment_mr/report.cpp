@@ -201,6 +201,26 @@ double MeanInside(const std::vector<float>& values, const Segmentation& segmenta
   return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(InsideCount(segmentation));
 }
 
+// Of the field inside, as a share of its mean: how unevenly bright the image is.
+double FieldDeviation(const std::vector<double>& field, const Segmentation& segmentation) {
+  const auto over = [&](const auto& term) {
+    double sum = 0.0;
+    for (std::size_t i = 0; i < field.size(); ++i) {
+      if (segmentation.labels[i] != 0) sum += term(field[i]);
+    }
+    return sum / static_cast<double>(InsideCount(segmentation));
+  };
+  const double mean = over([](double value) { return value; });
+  return std::sqrt(over([&](double value) { return (value - mean) * (value - mean); })) / mean;
+}
+
+Json FieldDeviations(const Segmentation& segmentation, const Options& options) {
+  Json deviations = Json::array();
+  if (!options.settings.estimatesField) return deviations;
+  for (const auto& field : segmentation.fields) deviations.push_back(FieldDeviation(field, segmentation));
+  return deviations;
+}
+
 std::string FusedText(const FusedImage& fused, const Options& options) {
   std::string text = options.fusedPath + ", centroids";
   for (const double centroid : fused.centroids) text.append(" ").append(Fixed(centroid, 2));
@@ -288,6 +308,7 @@ std::string JsonReport(const GreyImage& image, const Inside& inside, const Segme
   if (isFuzzy) json["tolerance"] = options.settings.tolerance;
   if (isTissue) {
     json["bias_field"] = options.settings.estimatesField;
+    json["bias_field_deviations"] = FieldDeviations(segmentation, options);
   } else {
     json["iterations_limit"] = options.settings.iterations;
     json["starting_centroids"] = segmentation.start;

@@ -36,7 +36,7 @@ def figures(report):
         row[tissue["name"] + "_labels_ml"] = tissue["volume_ml"]
         row[tissue["name"] + "_centroid"] = tissue["centroid"]
     row.update(noise=report["noise"], contrast=report["contrast"], contrast_to_noise=report["contrast_to_noise"],
-               dropped_voxels=report["dropped_voxels"])
+               field=report.get("field"), dropped_voxels=report["dropped_voxels"])
     return row
 
 

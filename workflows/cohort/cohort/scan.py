@@ -47,6 +47,9 @@ class Scan:
                   self.scratch / "denoise.json")
         image = next(path for path in sorted(folder.glob("*denoised*.nii*")))
         self.keep(image, self.place("_desc-denoised_T1w.nii" + (".gz" if image.suffix == ".gz" else "")))
+        sidecar = self.scratch / "denoised_T1w.json"
+        sidecar.write_text(json.dumps({"Description": "without noise", "Sources": [self.entry["image"]], "SkullStripped": False}))
+        self.keep(self.with_settings(sidecar), self.place("_desc-denoised_T1w.json"))
         return read(self.scratch / "denoise.json")
 
     def segment(self):
@@ -63,7 +66,7 @@ class Scan:
         self.labels = next(folder.glob("*dseg.nii.gz"))
         for path in sorted(folder.glob("sub-*")):
             if path != self.labels:
-                self.keep(path, self.place("", path.name))
+                self.keep(self.with_settings(path), self.place("", path.name))
         self.manifest.move_in(folder / "panel.png", self.mosaic())
         return read(self.scratch / "tissues.json")
 
@@ -78,7 +81,13 @@ class Scan:
     def place(self, suffix, name=None):
         """Where a result goes: beside the scan's name, in the output."""
         folder = self.output / Path(self.key).parent
-        return folder / (name or Path(self.key).name+ suffix)
+        return folder / (name or Path(self.key).name + suffix)
+
+    def with_settings(self, path):
+        """The file, which tells all settings where it is a sidecar."""
+        if path.suffix == ".json":
+            path.write_text(json.dumps({**read(path), "Settings": self.settings}, indent=2) + "\n", encoding="utf-8")
+        return path
 
     def keep(self, path, target):
         self.manifest.move_in(path, target)
@@ -100,6 +109,7 @@ class Scan:
             "noise": deviation,
             "contrast": contrast,
             "contrast_to_noise": contrast / deviation if deviation > 0 else None,
+            "field": next(iter(tissues.get("bias_field_deviations", [])), None),
             "converged": tissues["converged"],
             "warnings": tissues["warnings"],
             "dropped_voxels": tissues["image"]["dropped_voxels"],

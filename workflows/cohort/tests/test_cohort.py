@@ -121,6 +121,10 @@ class Cohort(unittest.TestCase):
             truth = sum(struct.iter_unpack("<f", gzip.decompress(
                 (self.scratch / str(seed) / "fraction_WM.nii.gz").read_bytes())[352:]), start=())
             self.assertAlmostEqual(float(rows[f"sub-{seed:02d}"]["WM_ml"]), sum(truth) / 1000, delta=0.5)
+        self.assertLess(float(rows["sub-01"]["field"]), 0.8 * float(rows["sub-03"]["field"]))
+        for path in self.output.glob("sub-*/anat/*.nii.gz"):
+            sidecar = json.loads(Path(str(path).removesuffix(".nii.gz") + ".json").read_text())
+            self.assertEqual(sidecar["Settings"]["clusters"], 3)
         page = (self.output / "report" / "index.html").read_text()
         self.assertEqual(page.count("<tr class="), OPTIONS.subjects + 4)
         self.assertNotIn("http", page)
