@@ -13,6 +13,7 @@ constexpr const char* kInitialAction = "Action";  // a place for a text, of no i
 constexpr int kWholeBar = 20;
 constexpr int kShortBar = 8;
 constexpr int kShortTitle = 16;
+constexpr int kShareColumns = 6;  // of "100 % "
 constexpr int kBurst = 64;  // actions that are drawn without looking at the clock: short runs show every step
 constexpr Seconds kActionInterval{0.05};
 constexpr Seconds kEstimateAfter{2.0};
@@ -34,6 +35,16 @@ std::string FitColumns(const std::string& text, int columns) {
     fitted += byte;
   }
   return fitted.append(static_cast<std::size_t>(columns - used), ' ');
+}
+
+// The last so many characters, or all of them and blanks behind.
+std::string LastColumns(const std::string& text, int columns) {
+  std::size_t start = 0;
+  for (int left = CountCharacters(text); left > std::max(columns, 0); --left) {
+    do ++start;
+    while (start < text.size() && !StartsCharacter(text[start]));
+  }
+  return FitColumns(text.substr(start), std::max(columns, 0));
 }
 
 std::string Bar(double done, int columns) {
@@ -115,20 +126,23 @@ std::string ConsoleWaitBarView::TimeLeft(Clock::time_point now) const {
 }
 
 // One column less than the terminal has, so that a line never wraps. Where it is too narrow for everything, a
-// shorter title and bar make room for an action that then fits: its number stands at its end.
+// shorter title and bar make room for the action, and where that is not enough it alone stands there, if need
+// be its end: that is where its number is.
 std::string ConsoleWaitBarView::Line(Clock::time_point now) const {
   const int columns = std::max(TerminalColumns(stream_) - 1, 1);
   const double done = maximum_ > 0 ? static_cast<double>(std::clamp(position_, 0, maximum_)) / maximum_ : 0.0;
   const std::string percentage = std::to_string(Percentage());
-  const std::string end = "] " + std::string(3 - percentage.size(), ' ') + percentage + " % " +
-                          TimeLeft(now) + OnOneLine(action_);
+  const std::string action = OnOneLine(action_);
+  const std::string share = std::string(3 - percentage.size(), ' ') + percentage + " % ";
+  const std::string end = "] " + share + TimeLeft(now) + action;
   const int excess = CountCharacters(title_ + end) + 2 + kWholeBar - columns;
   if (excess <= 0) return FitColumns(title_ + " [" + Bar(done, kWholeBar) + end, columns);
   const int bar = std::max(kWholeBar - excess, kShortBar);
   const int title = CountCharacters(title_);
   const int shortTitle = std::max(title - (excess - (kWholeBar - bar)), std::min(title, kShortTitle));
-  if (CountCharacters(end) + 2 + bar + shortTitle > columns)  // too long however the rest is shortened
-    return FitColumns(title_ + " [" + Bar(done, kWholeBar) + end, columns);
+  const bool isTooLong = CountCharacters(end) + 2 + bar + shortTitle > columns;
+  if (isTooLong && !action.empty())
+    return FitColumns(share, std::min(columns, kShareColumns)) + LastColumns(action, columns - kShareColumns);
   return FitColumns(FitColumns(title_, shortTitle) + " [" + Bar(done, bar) + end, columns);
 }
 

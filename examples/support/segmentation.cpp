@@ -93,7 +93,9 @@ void Run(MTH_CLUSTERING& engine, const SegmentationSettings& settings, Segmentat
   // What the engine answers without a result; also caught here: what is not a number.
   if (result.changes.empty() || !(lastChange < kNoResult)) throw Failure("the clustering failed");
   result.changes.back() = lastChange;
-  result.hasConverged = settings.isGiven || lastChange <= (isFuzzy ? settings.tolerance : 0.0);
+  // Centroids that all coincide move no more either, and are no result.
+  const bool isResult = engine.GetStopReason() != MTH_STOP_REASON::BadInput;
+  result.hasConverged = settings.isGiven || (isResult && lastChange <= (isFuzzy ? settings.tolerance : 0.0));
 }
 
 // The engine's cluster of each class, in ascending order of their centroids.
@@ -167,7 +169,7 @@ void Measure(const GreyImage& image, Segmentation& result) {
 
 // Results that look valid and are none.
 void Warn(const SegmentationSettings& settings, Segmentation& result) {
-  if (!result.hasConverged) {
+  if (!result.hasConverged && result.changes.size() >= static_cast<std::size_t>(settings.iterations)) {
     result.warnings.push_back("not converged: raise the number of iterations (" +
                               std::to_string(settings.iterations) + ") or the tolerance");
   }

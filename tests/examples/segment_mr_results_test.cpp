@@ -164,6 +164,7 @@ TEST(SegmentMr, WarnsOfClassesThatAreNone) {
   for (const auto& [options, warning] : cases) {
     const Json report = Segment(folder, folder / "image.nii", options);
     EXPECT_NE(report["warnings"].dump().find(warning), std::string::npos) << report["warnings"];
+    EXPECT_EQ(report["converged"], warning == std::string("has no voxel"));
   }
 }
 
