@@ -2,6 +2,8 @@
 """How long a DICOM series takes to open, beside dcm2niix, which also writes it: medians of alternating runs.
 
     benchmarks/dicom.py [FOLDER_OF_THE_BUILD [RUNS]]     build/release and 9 without them; needs python3-pydicom, dcm2niix
+
+Of a build without MTH_QUICK_BUILD, whose hosts are not optimised.
 """
 
 import os

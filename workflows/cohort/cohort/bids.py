@@ -7,10 +7,16 @@ from . import tools
 
 REPORT = "_desc-mth_T1w.json"
 RESOURCES = "_desc-mth_resources.json"
-# What else is made of a scan, by the end of its name.
+# What else is made of a scan, by the end of its name: maps in its own grid.
+SPACE = "_space-orig"
 MAPS = ("_desc-denoised_T1w.*", "_dseg.*", "_label-*_probseg.*", "_desc-biasfield_map.*")
 MODEL = ".mth-cohort/model.json"  # the copy of the one that all scans are divided by
 MASK = "_desc-brain_mask.nii.gz"
+
+
+def map_stem(name):
+    """What names of the maps of a scan begin with: its name, and which grid they are in unless it says so itself."""
+    return name if "_space-" in name else name + SPACE
 
 
 def find_scans(bids_dir, labels=None):

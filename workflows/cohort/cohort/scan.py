@@ -34,7 +34,8 @@ class Scan:
     def earlier_maps(self):
         """What lies where the maps of this scan go, and its picture."""
         folder = (self.output / self.key).parent
-        maps = [path for pattern in bids.MAPS for path in sorted(folder.glob(Path(self.key).name + pattern))]
+        stem = bids.map_stem(Path(self.key).name)
+        maps = [path for pattern in bids.MAPS for path in sorted(folder.glob(stem + pattern))]
         return maps + ([self.mosaic()] if self.mosaic().exists() else [])
 
     def mosaic(self):
@@ -66,7 +67,7 @@ class Scan:
         self.labels = next(folder.glob("*dseg.nii.gz"))
         for path in sorted(folder.glob("sub-*")):
             if path != self.labels:
-                self.keep(self.with_settings(path), self.place("", path.name))
+                self.keep(self.with_settings(path), self.place_of(path))
         self.manifest.move_in(folder / "panel.png", self.mosaic())
         return read(self.scratch / "tissues.json")
 
@@ -78,15 +79,18 @@ class Scan:
         return {region["region"]: {name: value["mean"] for name, value in region["features"].items()}
                 for region in regions}
 
-    def place(self, suffix, name=None):
-        """Where a result goes: beside the scan's name, in the output."""
-        folder = self.output / Path(self.key).parent
-        return folder / (name or Path(self.key).name + suffix)
+    def place(self, suffix):
+        """Where a map goes: beside the scan's name, in the output."""
+        return self.output / Path(self.key).parent / (bids.map_stem(Path(self.key).name) + suffix)
+
+    def place_of(self, path):
+        """The place of a map that is called as the scan and by what it is."""
+        return self.place(path.name.removeprefix(Path(self.key).name))
 
     def with_settings(self, path):
         """The file, which tells all settings where it is a sidecar."""
         if path.suffix == ".json":
-            path.write_text(json.dumps({**read(path), "Settings": self.settings}, indent=2) + "\n", encoding="utf-8")
+            path.write_text(json.dumps({**read(path), "SpatialReference": "orig", "Settings": self.settings}, indent=2) + "\n", encoding="utf-8")
         return path
 
     def keep(self, path, target):
@@ -98,7 +102,7 @@ class Scan:
         noise = self.denoise() if self.settings["denoise"] else {"deviations": [0.0]}
         tissues = self.segment()
         texture = self.texture() if self.settings["texture"] else {}
-        self.keep(self.labels, self.place("", self.labels.name))
+        self.keep(self.labels, self.place_of(self.labels))
         classes = [{name: tissue[name] for name in ("name", "centroid", "mean", "deviation", "volume_ml",
                                                      "soft_volume_ml")} for tissue in tissues["classes"]]
         deviation = max(noise["deviations"])

@@ -145,12 +145,12 @@ class Cohort(unittest.TestCase):
         self.assertEqual(tables(output), self.tables)
         self.assertEqual(run(self.bids, output, "--no-texture").returncode, 3)
         self.assertTrue(all(stamp != after[path] for path, stamp in reports(output).items()))
-        corrected = output / "sub-01" / "anat" / "sub-01_dseg.nii.gz"
+        corrected = output / "sub-01" / "anat" / "sub-01_space-orig_dseg.nii.gz"
         corrected.write_bytes(b"by hand")
         result = run(self.bids, output)
         self.assertIn("move it away", result.stderr)
         self.assertEqual(corrected.read_bytes(), b"by hand")
-        self.assertTrue((corrected.parent / "sub-01_label-GM_probseg.nii.gz").is_file())
+        self.assertTrue((corrected.parent / "sub-01_space-orig_label-GM_probseg.nii.gz").is_file())
         for name in ("dataset_description.json", "volumes.tsv"):
             (output / name).write_bytes(b"by hand")
         self.assertEqual(run(self.bids, output).returncode, 2)
