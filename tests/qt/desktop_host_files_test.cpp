@@ -30,18 +30,20 @@ std::string Element(unsigned group, unsigned number, const std::string& type, st
 }
 
 // Slices of 4 x 2 pixels, twice as high as wide, with that grey.
-void WriteSlice(const QTemporaryDir& folder, const std::string& series, const std::string& echo, char grey) {
-  const std::string uid = "1.2." + series + "." + echo;
-  const std::string file = std::string(128, '\0') + "DICM" + Element(2, 0x10, "UI", "1.2.840.10008.1.2.1") +
-                           Element(8, 0x16, "UI", "1.2.840.10008.5.1.4.1.1.4") + Element(8, 0x18, "UI", uid) +
-                           Element(0x18, 0x86, "IS", echo) + Element(0x20, 0x0E, "UI", "1.2." + series) +
-                           Element(0x20, 0x11, "IS", series) + Element(0x20, 0x32, "DS", "0\\0\\0") +
-                           Element(0x20, 0x37, "DS", "1\\0\\0\\0\\1\\0") + Element(0x28, 2, "US", "1") +
-                           Element(0x28, 4, "CS", "MONOCHROME2") + Element(0x28, 0x10, "US", "2") +
-                           Element(0x28, 0x11, "US", "4") + Element(0x28, 0x30, "DS", "2\\1") +
-                           Element(0x28, 0x100, "US", "8") + Element(0x28, 0x101, "US", "8") +
-                           Element(0x28, 0x102, "US", "7") + Element(0x28, 0x103, "US", "0") +
-                           Element(0x7FE0, 0x10, "OW", std::string(8, grey));
+void WriteSlice(const QTemporaryDir& folder, const std::string& series, const std::string& echo, char grey,
+                int height = 0) {
+  const std::string uid = "1.2." + series + "." + echo + "." + std::to_string(height);
+  const std::string file =
+      std::string(128, '\0') + "DICM" + Element(2, 0x10, "UI", "1.2.840.10008.1.2.1") +
+      Element(8, 0x16, "UI", "1.2.840.10008.5.1.4.1.1.4") + Element(8, 0x18, "UI", uid) +
+      Element(0x18, 0x86, "IS", echo) + Element(0x20, 0x0D, "UI", "1.2") +
+      Element(0x20, 0x0E, "UI", "1.2." + series) + Element(0x20, 0x11, "IS", series) +
+      Element(0x20, 0x32, "DS", "0\\0\\" + std::to_string(height)) +
+      Element(0x20, 0x37, "DS", "1\\0\\0\\0\\1\\0") + Element(0x20, 0x52, "UI", "1.2.1") +
+      Element(0x28, 2, "US", "1") + Element(0x28, 4, "CS", "MONOCHROME2") + Element(0x28, 0x10, "US", "2") +
+      Element(0x28, 0x11, "US", "4") + Element(0x28, 0x30, "DS", "2\\1") + Element(0x28, 0x100, "US", "8") +
+      Element(0x28, 0x101, "US", "8") + Element(0x28, 0x102, "US", "7") + Element(0x28, 0x103, "US", "0") +
+      Element(0x7FE0, 0x10, "OW", std::string(8, grey));
   std::ofstream(folder.filePath(QString::fromStdString(uid)).toStdString(), std::ios::binary) << file;
 }
 
@@ -67,6 +69,26 @@ TEST_F(DesktopHost, AsksWhichSeriesAndEcho) {
   EXPECT_TRUE(open(0, false).startsWith("grey 41,"));  // none: as before
   const QRectF area = Find<SliceView>("slice")->PictureArea();
   EXPECT_NEAR(area.height() / area.width(), 1.0, 1e-9);
+}
+
+// A Segmentation goes into any folder but that of its series.
+TEST_F(DesktopHost, SavesASegmentationOfASeries) {
+  const QTemporaryDir folder;
+  const QTemporaryDir results;
+  if (!example::IsDicomPath(folder.path().toStdString())) GTEST_SKIP() << "a build without DICOM";
+  for (int k = 0; k < 12; ++k) WriteSlice(folder, "3", "1", static_cast<char>(30 * (1 + k / 4) + k % 4), k);
+  window_->Open(folder.path().toStdString());
+  ASSERT_TRUE(TakeAndWait("Compute", "Tissues"));
+  const auto save = [&](const QTemporaryDir& place) {
+    window_->SaveSegmentation(place.filePath("saved.dcm").toStdString());
+  };
+  save(results);
+  QFile file(results.filePath("saved.dcm"));
+  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+  EXPECT_TRUE(file.readAll().contains("1.2.840.10008.5.1.4.1.1.66.4"));
+  const QString text = TextOfNextMessage([&] { save(folder); });
+  EXPECT_TRUE(text.contains("folder of the source")) << text.toStdString();
+  EXPECT_FALSE(QFile::exists(folder.filePath("saved.dcm")));
 }
 
 // Classes of the whole volume stay from slice to slice and overlay all views; what is saved is what is shown.
