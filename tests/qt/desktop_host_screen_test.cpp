@@ -5,6 +5,7 @@
 #include <QWindow>
 
 #include "application.h"
+#include "legend.h"
 #include "main_window.h"
 #include "screen.h"
 #include "std/qt/Std_wait_bar_window.h"
@@ -55,7 +56,7 @@ TEST_F(DesktopHostScreen, ShowsItsProgressFromItsMenu) {
     ASSERT_TRUE(ClickOnEntry(entries, entries.actionGeometry(entries.actions()[0])));
     EXPECT_TRUE(PumpUntil([&] { return probes == run && !window->IsBusy(); }));
   }
-  EXPECT_EQ(window->findChild<QListWidget*>("legend")->count(), 3);
+  EXPECT_EQ(TextsOf(*window->findChild<QListWidget*>("legend")), LegendOfCommandLine("-m fcm -c 3"));
 }
 
 }  // namespace
