@@ -369,22 +369,29 @@ class MTH_EXPORT MTH_MATRIX {
   /// @see  Kitagawa, International Journal of Control 25 (1977) 745-753.
   [[nodiscard]] MTH_MATRIX* SolveDiscreteLyapunov(const MTH_MATRIX& q) const;
   /// The stabilising solution of the Riccati equation At X + X A - X B R^-1 Bt X + Q = 0 for this n x n
-  /// matrix A: the one for which all eigenvalues of A - B R^-1 Bt X have negative real parts.
+  /// matrix A: the one for which all eigenvalues of A - B R^-1 Bt X have negative real parts. Found by
+  /// doubling where the closed loop is clearly stable and Newton's method confirms it, else by ordered Schur
+  /// vectors; for n = 1 in closed form.
   /// @param b  n x m; m may be 0.
   /// @param q  n x n; only its symmetric part counts, as that of `r`. Neither need be definite.
   /// @param r  m x m.
   /// @return   new, exactly symmetric matrix. Q and R times a number give the solution times it. Status 1,
   ///           14, 4 and 5 as SchurDecomposition, 5 also when the form cannot be ordered; 6 for a singular R;
   ///           9 when there is no such solution: an unstabilisable pair (A, B) or eigenvalues on the boundary
-  ///           of stability; 10 beside a solution that may be inaccurate, also in place of 9 where rounding
-  ///           hides an unstabilisable pair: 1 / |inverse of U11| of the orthonormal basis [U11; U21] of the
-  ///           stable subspace is below 1e-15 n.
-  /// @see      Laub, IEEE Transactions on Automatic Control 24 (1979) 913-921.
+  ///           of stability, or when double cannot hold it; 10 beside a solution that may be inaccurate, also
+  ///           in place of 9 where rounding hides an unstabilisable pair: doubling has not found it, and
+  ///           1 / |inverse of U11| of the orthonormal basis [U11; U21] of the stable subspace is below 1e-15
+  ///           n or no step of Newton's method confirms it.
+  /// @see      Chu, Fan and Lin, Linear Algebra and its Applications 396 (2005) 55-80; Laub, IEEE
+  ///           Transactions on Automatic Control 24 (1979) 913-921.
   [[nodiscard]] MTH_MATRIX* SolveRiccati(const MTH_MATRIX& b, const MTH_MATRIX& q, const MTH_MATRIX& r) const;
   /// The stabilising solution of the discrete Riccati equation At X A - X - At X B (R + Bt X B)^-1 Bt X A + Q
   /// = 0, otherwise as SolveRiccati: the eigenvalues of A - B (R + Bt X B)^-1 Bt X A are of modulus below 1.
-  /// R may be singular; a singular R + Bt X B gives status 9.
-  /// @see  Van Dooren, SIAM Journal on Scientific and Statistical Computing 2 (1981) 121-135.
+  /// R may be singular, which leaves it to the ordered generalised Schur form of the extended pencil; a
+  /// singular R + Bt X B gives status 9.
+  /// @see  Chu, Fan and Lin as above; Van Dooren, SIAM Journal on Scientific and Statistical Computing 2
+  /// (1981)
+  ///       121-135.
   [[nodiscard]] MTH_MATRIX* SolveDiscreteRiccati(const MTH_MATRIX& b, const MTH_MATRIX& q,
                                                  const MTH_MATRIX& r) const;
 
