@@ -390,8 +390,7 @@ class MTH_EXPORT MTH_MATRIX {
   /// R may be singular, which leaves it to the ordered generalised Schur form of the extended pencil; a
   /// singular R + Bt X B gives status 9.
   /// @see  Chu, Fan and Lin as above; Van Dooren, SIAM Journal on Scientific and Statistical Computing 2
-  /// (1981)
-  ///       121-135.
+  ///       (1981) 121-135.
   [[nodiscard]] MTH_MATRIX* SolveDiscreteRiccati(const MTH_MATRIX& b, const MTH_MATRIX& q,
                                                  const MTH_MATRIX& r) const;
 
