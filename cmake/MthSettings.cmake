@@ -30,6 +30,10 @@ else()
       list(APPEND MTH_EXACT_FLAGS ${flag})
     endif()
   endforeach()
+  get_directory_property(host_options COMPILE_OPTIONS)
+  if("${CMAKE_CXX_FLAGS} ${host_options}" MATCHES "-mfpmath=")  # x87 keeps more digits than a double has
+    list(APPEND MTH_EXACT_FLAGS -mfpmath=sse)
+  endif()
 endif()
 
 # On 64-bit Windows g++ does not align the stack for the wide registers that it saves there, and yet saves them by

@@ -166,14 +166,15 @@ inline double ErrorOf(double got, const mpfr_t exact) {
   return error;
 }
 
-inline Worst FindWorst(const Range& range, int arguments) {
+// The largest error over the pairs that `next` draws.
+template <class Next>
+Worst WorstOf(const Range& range, int count, Next next) {
   constexpr mpfr_prec_t kBits = 160;
-  Engine engine(1);
   Worst worst;
   mpfr_t x, y, exact;
   mpfr_inits2(kBits, x, y, exact, static_cast<mpfr_ptr>(nullptr));
-  for (int i = 0; i < arguments; ++i) {
-    const Pair pair = range.draw(engine);
+  for (int i = 0; i < count; ++i) {
+    const Pair pair = next(i);
     mpfr_set_d(x, pair.x, MPFR_RNDN);
     mpfr_set_d(y, pair.y, MPFR_RNDN);
     range.computeExactly(exact, x, y);
@@ -182,6 +183,11 @@ inline Worst FindWorst(const Range& range, int arguments) {
   }
   mpfr_clears(x, y, exact, static_cast<mpfr_ptr>(nullptr));
   return worst;
+}
+
+inline Worst FindWorst(const Range& range, int arguments) {
+  Engine engine(1);
+  return WorstOf(range, arguments, [&](int) { return range.draw(engine); });
 }
 
 }  // namespace elementary_errors
