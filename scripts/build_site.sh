@@ -48,6 +48,15 @@ tools=(classify denoise_mr describe_slice fit_curve make_phantom register_landma
   done
 } >"$generated/command_line.dox"
 
+# The way to the page in the browser, which doxygen does not know.
+if [ -d web/dist ]; then
+  printf '/** \\page try_it Try it in the browser\n%s\n*/\n' \
+    'Denoise and segment a scan <a href="try/index.html">here</a>: it does not leave your machine. [How](web/README.md).' \
+    >"$generated/try_it.dox"
+else
+  echo "Left out: the page in the browser (web/build.sh makes it)"
+fi
+
 # And one for each name of the Python module.
 if ! PYTHONPATH="$build/python" /usr/bin/python3 scripts/python_page.py >"$generated/python.dox" 2>/dev/null; then
   rm "$generated/python.dox"

@@ -38,6 +38,7 @@ unknown=$(grep -vE '^(#|$| |FROM |RUN |COPY |WORKDIR |CMD )' Containerfile || tr
 [ -z "$unknown" ] || { echo "Containerfile: $unknown" >&2; exit 1; }
 
 python=$(command -v /usr/bin/python3 || command -v python3) || { echo "Left out: recipes in Python, JSON and YAML (need python3)"; exit 0; }
+"$python" scripts/check_snippets.py
 "$python" - <<'EOF'
 import ast, json, pathlib
 ast.parse(pathlib.Path("packaging/conan/conanfile.py").read_text())

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+//! [cost]
 // b2 is taken in hundredths, so that a change of 1 matters in every parameter:
 // y = b1 exp(-b2 x / 100) + b3 exp(-(x - b4)^2 / b5^2) + b6 exp(-(x - b7)^2 / b8^2).
 class TwoPeaksCost : public MTH_FUNCT {
@@ -41,6 +42,7 @@ class TwoPeaksCost : public MTH_FUNCT {
   std::vector<double> x_;
   std::vector<double> y_;
 };
+//! [cost]
 
 // Whether what was printed has found its way out.
 bool IsPrinted() {
@@ -67,6 +69,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "fit_gauss1: no data; give the path of Gauss1.dat\n");
     return 2;
   }
+  //! [fit]
   TwoPeaksCost cost(x, y);
   double start[] = {94.0, 1.05, 99.0, 63.0, 25.0, 71.0, 180.0, 20.0};  // the published second start
   short iterations = 0;
@@ -75,6 +78,7 @@ int main(int argc, char** argv) {
   for (int i = 0; i < cost.GetParametersCount(); ++i)
     std::printf("b%d = %.7g\n", i + 1, cost.GetParameters()[i]);
   std::printf("residual sum of squares %.9g after %d iterations\n", cost.GetValue(), iterations);
+  //! [fit]
 
   if (!IsPrinted()) {
     std::fprintf(stderr, "fit_gauss1: cannot write to standard output\n");

@@ -4,8 +4,11 @@
 #include <mth/Mth.h>
 #include <std/Std.h>
 
+#include <cmath>
 #include <cstdio>
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -63,6 +66,35 @@ void Minimise() {
 }
 //! [minimising]
 
+//! [fitting]
+// y = a exp(-b x): residuals instead of a cost.
+class Decay : public MTH_FUNCT {
+ public:
+  Decay(std::vector<double> x, std::vector<double> y) : MTH_FUNCT(2), x_(std::move(x)), y_(std::move(y)) {}
+  void Evaluate() override {}  // least squares do without
+  int GetResidualsCount() const override { return static_cast<int>(x_.size()); }
+  bool EvaluateResiduals(double* residuals) override {
+    const double* p = GetParameters();
+    for (std::size_t i = 0; i < x_.size(); ++i) residuals[i] = p[0] * std::exp(-p[1] * x_[i]) - y_[i];
+    return true;  // false ends the run
+  }
+
+ private:
+  std::vector<double> x_;
+  std::vector<double> y_;
+};
+
+void Fit() {
+  Decay decay({0.0, 1.0, 2.0, 3.0, 4.0}, {8.1, 3.9, 2.1, 0.9, 0.6});
+  const double start[] = {1.0, 1.0};
+  int iterations = 0;
+  if (!decay.ComputeOptimumLeastSquares(start, 1e-12, 100, &iterations)) return;
+  const double* covariance = decay.GetCovariance();  // 2 x 2, row by row
+  std::printf("a = %.2f +- %.2f, b = %.2f +- %.2f\n", decay.GetParameters()[0], std::sqrt(covariance[0]),
+              decay.GetParameters()[1], std::sqrt(covariance[3]));
+}
+//! [fitting]
+
 //! [registering]
 void RegisterLandmarks() {
   MTH_3D_DOUBLE first[] = {{0, 0, 0}, {10, 0, 0}, {0, 10, 0}, {0, 0, 10}};
@@ -103,6 +135,7 @@ int main() {
   SolveASystem();
   FindTissues();
   Minimise();
+  Fit();
   RegisterLandmarks();
   ReceiveMessages();
 }

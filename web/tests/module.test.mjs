@@ -1,7 +1,8 @@
 // The module: its hosts give the native ones' bytes, its operations what mathematics says.
 import assert from "node:assert/strict";
-import { readFile } from "node:fs/promises";
-import { dirname } from "node:path";
+import { mkdtemp, readFile, writeFile } from "node:fs/promises";
+import { tmpdir } from "node:os";
+import { dirname, join } from "node:path";
 import { before, test } from "node:test";
 import { pathToFileURL } from "node:url";
 import { comparable, runNative, sampleName, samplePath } from "./native.mjs";
@@ -154,4 +155,20 @@ test("what does not fit is a RangeError with its reason", () => {
     [() => mth.texture([0, 1], [2, 1, 1], { range: [1, 0] }), /range/],
     [() => mth.texture([0, 1], [2, 1, 1], { axis: 0 }), /axis/],
   ]) assert.throws(call, (error) => error instanceof RangeError && reason.test(error.message), String(reason));
+});
+
+test("the code of the module's README runs", async () => {
+  const page = await readFile(new URL("../module/README.md", import.meta.url), "utf8");
+  const [, code] = page.match(/```js\n([^`]*)```/);
+  const program = join(await mkdtemp(join(tmpdir(), "readme-")), "readme.mjs");
+  await writeFile(program, code.replace('"mth-wasm"', JSON.stringify(pathToFileURL(`${process.env.MTH_WEB_MODULE}/index.js`).href)));
+  const written = [];
+  const log = console.log;
+  console.log = (...words) => written.push(words);
+  try {
+    await import(pathToFileURL(program).href);
+  } finally {
+    console.log = log;
+  }
+  assert.deepEqual(written, [[5, 64 * 64]]);
 });
