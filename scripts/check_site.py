@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""Names every link of a built site that leads nowhere inside it. check_site.py FOLDER"""
+"""Names every link of a built site that leads nowhere inside it, and tables that became text. check_site.py FOLDER"""
 
+import re
 import sys
 from html.parser import HTMLParser
 from pathlib import Path
@@ -24,7 +25,9 @@ class Page(HTMLParser):
 
 def read(path):
     page = Page()
-    page.feed(path.read_text(encoding="utf-8", errors="replace"))
+    text = path.read_text(encoding="utf-8", errors="replace")
+    page.feed(text)
+    page.has_lost_table = re.search(r"<p ?>\|", text) is not None  # a bar inside a formula ends a cell
     return page
 
 
@@ -32,6 +35,7 @@ def main(folder):
     root = Path(folder).resolve()
     pages = {path: read(path) for path in root.rglob("*.html") if "mathjax" not in path.parts}
     dead = []
+    lost = [f"{path.relative_to(root)}: a table is no table" for path, page in pages.items() if page.has_lost_table]
     for path, page in pages.items():
         for link in page.links:
             url = urlparse(link)
@@ -44,9 +48,9 @@ def main(folder):
                 continue  # Doxygen names this list also where nothing in it is public
             elif url.fragment and target in pages and unquote(url.fragment) not in pages[target].names:
                 dead.append(f"{path.relative_to(root)}: {link} (no such place)")
-    print("\n".join(sorted(set(dead))))
+    print("\n".join(sorted(set(dead)) + lost))
     print(f"{len(pages)} pages, {len(set(dead))} dead links")
-    return 1 if dead or not pages else 0
+    return 1 if dead or lost or not pages else 0
 
 
 if __name__ == "__main__":
