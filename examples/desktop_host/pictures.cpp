@@ -33,9 +33,8 @@ Colour OverlayColour(Colour grey, const Segmentation& segmentation, const Overla
 }  // namespace
 
 std::vector<Colour> LabelColours(const Segmentation& segmentation) {
-  constexpr Colour kUndecided{255, 255, 255};
   std::vector<Colour> colours = example::DistinctColours(static_cast<int>(segmentation.centroids.size()));
-  if (segmentation.evidence) colours.push_back(kUndecided);
+  if (segmentation.evidence) colours.push_back(example::kUndecidedColour);
   return colours;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "lesions.h"
 #include "support/text.h"
 
 namespace segment_mr {
@@ -23,13 +24,13 @@ std::string SettingsText(const Segmentation& segmentation, const Options& option
 }
 
 // What bears each label, in millilitres.
-std::vector<example::DicomRegion> VolumesOf(const GreyImage& image, const Segmentation& segmentation,
+std::vector<example::DicomRegion> VolumesOf(const GreyImage& image, const std::vector<std::uint8_t>& labels,
                                             const std::vector<DicomSegment>& segments) {
   constexpr double kPerMillilitre = 1000.0;
   const auto [x, y, z] = *image.voxelSize;
   std::vector<example::DicomRegion> regions;
   for (std::size_t k = 0; k < segments.size(); ++k) {
-    const auto voxels = std::count(segmentation.labels.begin(), segmentation.labels.end(), k + 1);
+    const auto voxels = std::count(labels.begin(), labels.end(), k + 1);
     regions.push_back(
         {segments[k].name,
          segments[k].tissue,
@@ -47,19 +48,21 @@ void WriteDicom(example::Results& results, const GreyImage& image, const Segment
   const std::vector<DicomSegment> segments = example::SegmentsOf(image, segmentation);
   const example::DicomMaker maker{"segment_mr", example::NameOf(options.settings.method),
                                   SettingsText(segmentation, options)};
+  const std::vector<std::uint8_t> labels = AllLabels(segmentation);
   example::DicomReference written;
   results.WriteInFolder(options.dicom.folder, kDicomName, [&](const std::string& path) {
     if (!options.dicom.writesFractions) {
-      written = example::WriteDicomLabels(path, image, segments, segmentation.labels, maker, options.dicom);
+      written = example::WriteDicomLabels(path, image, segments, labels, maker, options.dicom);
       return;
     }
     std::vector<std::vector<float>> shares = segmentation.memberships;
     if (segmentation.evidence) shares.push_back(segmentation.evidence->undecided);
+    if (!segmentation.isLesion.empty())
+      shares.emplace_back(segmentation.isLesion.begin(), segmentation.isLesion.end());
     written = example::WriteDicomFractions(path, image, segments, shares, maker, options.dicom);
   });
   results.WriteInFolder(options.dicom.folder, kDicomReportName, [&](const std::string& path) {
-    example::WriteDicomReport(path, image, VolumesOf(image, segmentation, segments), written, maker,
-                              options.dicom);
+    example::WriteDicomReport(path, image, VolumesOf(image, labels, segments), written, maker, options.dicom);
   });
 }
 

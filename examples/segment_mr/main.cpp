@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "dicom.h"
+#include "lesions.h"
 #include "maps.h"
 #include "options.h"
 #include "pictures.h"
@@ -118,7 +119,8 @@ std::vector<GreyImage> ReadChannels(Options& options) {
 
 std::vector<std::string> InputsOf(const Options& options) {
   std::vector<std::string> inputs = options.channelPaths;
-  for (const std::string& path : {options.fusedPath, options.maskPath, options.overPath, options.modelPath}) {
+  for (const std::string& path :
+       {options.fusedPath, options.maskPath, options.overPath, options.lesionsPath, options.modelPath}) {
     if (!path.empty()) inputs.push_back(path);
   }
   return inputs;
@@ -154,17 +156,20 @@ example::ImageSummary SegmentScan(Options options, const std::vector<std::string
   ChooseMethod(channels, options);
   std::optional<GreyImage> second = ReadCompanion(options.fusedPath, channels.front(), options);
   const std::optional<GreyImage> mask = ReadCompanion(options.maskPath, channels.front(), options);
+  const std::optional<GreyImage> lesions = ReadCompanion(options.lesionsPath, channels.front(), options);
   const std::optional<GreyImage> over = ReadCompanion(options.overPath, channels.front(), options);
   const std::vector<double> confidence = DenoiseAll(channels, second, options);
   const GreyImage& image = channels.front();
   const GreyImage* fused = second ? &*second : nullptr;
-  const bool isTissue = options.settings.method == example::Method::Tissue;
   std::vector<const GreyImage*> others;
   for (std::size_t i = 1; i < channels.size(); ++i) others.push_back(&channels[i]);
   if (fused != nullptr) others.push_back(fused);
-  const Inside inside = FindInsideOfAll(image, others, mask ? &*mask : nullptr, options);
-  const Segmentation segmentation = isTissue ? DivideTissues(channels, inside, confidence, options.settings)
-                                             : Segment(image, inside, fused, options.settings);
+  Inside inside = FindInsideOfAll(image, others, mask ? &*mask : nullptr, options);
+  std::vector<std::uint8_t> isLesion = segment_mr::TakeOutLesions(lesions, options.lesionsPath, inside);
+  Segmentation segmentation = options.settings.method == example::Method::Tissue
+                                  ? DivideTissues(channels, inside, confidence, options.settings)
+                                  : Segment(image, inside, fused, options.settings);
+  segmentation.isLesion = std::move(isLesion);
   const std::string text = TextReport(image, inside, segmentation, options);
   const std::string json =
       WriteResults(results, image, over ? &*over : nullptr, inside, segmentation, text, options);

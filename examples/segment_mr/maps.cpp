@@ -1,5 +1,6 @@
 #include "maps.h"
 
+#include "lesions.h"
 #include "support/bids.h"
 #include "support/json_text.h"
 #include "support/nifti_io.h"
@@ -12,8 +13,6 @@ namespace {
 using example::Colour;
 using example::GreyImage;
 using example::Segmentation;
-
-constexpr Colour kUndecidedColour{255, 255, 255};
 
 // What a map is called: in words of our own, or as BIDS wants it.
 struct MapName {
@@ -125,12 +124,14 @@ std::vector<std::string> LabelNames(const Segmentation& segmentation, const Opti
   std::vector<std::string> names = example::ClassNames(example::ParseBidsName(options.imagePath),
                                                        static_cast<int>(segmentation.centroids.size()));
   if (segmentation.evidence) names.push_back("undecided");
+  if (!segmentation.isLesion.empty()) names.push_back(kLesionName);
   return names;
 }
 
 std::vector<Colour> LabelColours(const Segmentation& segmentation) {
   std::vector<Colour> colours = example::DistinctColours(static_cast<int>(segmentation.centroids.size()));
-  if (segmentation.evidence) colours.push_back(kUndecidedColour);
+  if (segmentation.evidence) colours.push_back(example::kUndecidedColour);
+  if (!segmentation.isLesion.empty()) colours.push_back(example::kLesionColour);
   return colours;
 }
 
@@ -139,7 +140,7 @@ void WriteMaps(example::Results& results, const GreyImage& image, const Segmenta
   const std::vector<std::string> names = LabelNames(segmentation, options);
   const std::vector<Colour> colours = LabelColours(segmentation);
   const MapWriter writer(results, image, options);
-  writer.WriteLabels(segmentation.labels, names);
+  writer.WriteLabels(AllLabels(segmentation), names);
   results.WriteText("labels.ctbl", SlicerTable(names, colours));
   results.WriteText("labels.lut", FsleyesTable(names, colours));
   results.WriteText("labels.label.txt", ItkSnapTable(names, colours));

@@ -16,7 +16,7 @@ namespace segment_mr {
 void WriteMaps(example::Results& results, const example::GreyImage& image,
                const example::Segmentation& segmentation, const Options& options);
 
-/// Of each class; the last one of an evidential run is "undecided".
+/// Of each class; after them "undecided" of an evidential run, and "lesions" where there is a mask of them.
 std::vector<std::string> LabelNames(const example::Segmentation& segmentation, const Options& options);
 
 /// The colour of each label from 1 on.

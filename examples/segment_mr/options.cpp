@@ -33,7 +33,9 @@ constexpr const char* kFooter =
     "  outliers.png              ecm: mass on no class; with --fuse conflict.png: how much the images "
     "disagree\n"
     "and for a NIfTI or DICOM image, each in its place in the scanner, also of a single plane:\n"
-    "  labels.nii.gz             class number per voxel, 0 outside; ecm: one above the classes is undecided\n"
+    "  labels.nii.gz             class number per voxel, 0 outside; ecm: one above the classes is "
+    "undecided;\n"
+    "                            with --lesions: the next one is a lesion\n"
     "  labels.ctbl, labels.lut, labels.label.txt   names and colours for Slicer, FSLeyes and ITK-SNAP\n"
     "  membership_K.nii.gz       membership of class K; tissue: its fraction; ecm: its probability\n"
     "  bias_field.nii.gz         tissue: by which places are brighter; of channel K bias_field_K.nii.gz\n"
@@ -113,6 +115,10 @@ void AddOptions(CLI::App& app, Options& options) {
          "clusters: method, classes and\ntheir centroids are the model's")
       ->type_name("FILE");
   app.add_option("--mask", options.maskPath, "Image of the same grid: only voxels above 0 in it count")
+      ->type_name("MASK");
+  app.add_option("--lesions", options.lesionsPath,
+                 "Image of the same grid: voxels above 0 in it are lesions, which are\nno class; they are "
+                 "measured, and get a label after the others")
       ->type_name("MASK");
   app.add_option("--threshold", options.threshold,
                  "Voxels at or below this intensity are outside; below 0 for CT\nor z-scores")

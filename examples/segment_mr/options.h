@@ -26,6 +26,7 @@ struct Options {
   std::string fusedPath;         ///< second image; empty: none
   std::string overPath;          ///< labels to draw what is undecided over; empty: none
   std::string maskPath;          ///< empty: none
+  std::string lesionsPath;       ///< mask of what is no tissue; empty: none
   std::string modelPath;         ///< clusters of many scans; empty: they are looked for
   double threshold = 0.0;        ///< intensities at or below it are outside
   std::optional<int> axis;       ///< 0, 1 or 2

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <optional>
 
+#include "lesions.h"
 #include "maps.h"
 #include "support/failure.h"
 #include "support/panel.h"
@@ -38,7 +39,7 @@ Drawn PlaneToDraw(const GreyImage& image, const GreyImage* over, const Segmentat
   const int middle = image.size[2] / 2;
   Drawn drawn;
   drawn.image = example::ExtractPlane(image, kAxisZ, middle);
-  drawn.labels = example::ExtractPlaneValues(segmentation.labels, image.size, kAxisZ, middle);
+  drawn.labels = example::ExtractPlaneValues(AllLabels(segmentation), image.size, kAxisZ, middle);
   for (const auto& membership : segmentation.memberships) {
     drawn.memberships.push_back(example::ExtractPlaneValues(membership, image.size, kAxisZ, middle));
   }
@@ -83,7 +84,7 @@ class Pictures {
     if (!drawn_.over) tiles_.push_back({labels, "labels", std::nullopt, false});
   }
 
-  // The labels of another method, with this one's undecided voxels in the last colour.
+  // The labels of another method, with this one's undecided voxels in their colour.
   void AddUndecidedOver(std::uint8_t undecidedLabel, Colour undecided) {
     const std::vector<Colour> colours = example::DistinctColours(
         static_cast<int>(*std::max_element(drawn_.over->values.begin(), drawn_.over->values.end())));
@@ -155,9 +156,9 @@ void WritePictures(example::Results& results, const GreyImage& image, const Grey
   Pictures pictures(results, PlaneToDraw(image, over, segmentation), side);
   pictures.AddImage();
   pictures.AddLabels(colours);
-  if (over != nullptr) pictures.AddUndecidedOver(static_cast<std::uint8_t>(colours.size()), colours.back());
-  for (std::size_t k = 0; k < segmentation.centroids.size(); ++k)
-    pictures.AddMembership(k, segmentation.centroids[k], colours[k]);
+  const std::size_t classes = segmentation.centroids.size();
+  if (over != nullptr) pictures.AddUndecidedOver(static_cast<std::uint8_t>(classes + 1), colours[classes]);
+  for (std::size_t k = 0; k < classes; ++k) pictures.AddMembership(k, segmentation.centroids[k], colours[k]);
   if (const auto& evidence = pictures.GetDrawn().evidence) {
     pictures.AddShares("undecided", "undecided between classes", evidence->undecided);
     const bool isFused = segmentation.fused.has_value();

@@ -4,6 +4,7 @@
 #include <numeric>
 #include <optional>
 
+#include "lesions.h"
 #include "maps.h"
 #include "support/batch.h"
 #include "support/json_text.h"
@@ -107,7 +108,8 @@ std::string ClassTable(const GreyImage& image, const Segmentation& segmentation,
   const std::optional<double> measure = MeasurePerVoxel(image);
   const auto colours = LabelColours(segmentation);
   const auto names = LabelNames(segmentation, options);
-  const double inside = static_cast<double>(InsideCount(segmentation));
+  const std::size_t lesions = CountLesions(segmentation);
+  const double inside = static_cast<double>(InsideCount(segmentation) + lesions);
   std::string table = std::string("      class  colour    centroid       mean  deviation  ") +
                       (isVolume ? "  voxels" : "  pixels") +
                       (isVolume ? "  volume (ml)" : "   area (mm\u00b2)") + "    share   memberships\n";
@@ -120,10 +122,13 @@ std::string ClassTable(const GreyImage& image, const Segmentation& segmentation,
     table += ClassRow(names[k], colours[k], middle, static_cast<double>(segmentation.voxelCounts[k]), measure,
                       inside, segmentation.softVoxels[k]);
   }
-  if (!segmentation.evidence) return table;
-  return table + ClassRow("undecided", colours.back(), "",
-                          static_cast<double>(segmentation.evidence->undecidedVoxels), measure, inside,
-                          std::nullopt);
+  const auto addRow = [&](const std::string& name, Colour colour, std::size_t voxels) {
+    table += ClassRow(name, colour, "", static_cast<double>(voxels), measure, inside, std::nullopt);
+  };
+  if (segmentation.evidence)
+    addRow("undecided", example::kUndecidedColour, segmentation.evidence->undecidedVoxels);
+  if (!segmentation.isLesion.empty()) addRow(kLesionName, example::kLesionColour, lesions);
+  return table;
 }
 
 // What belief and plausibility leave open of each class.
@@ -166,9 +171,13 @@ Json ImageJson(const GreyImage& image, const Inside& inside, const Options& opti
   return json;
 }
 
+std::string MeasureName(const GreyImage& image) {
+  return example::IsVolume(image) ? "volume_ml" : "area_mm2";
+}
+
 Json ClassesJson(const GreyImage& image, const Segmentation& segmentation, const Options& options) {
   const std::optional<double> measure = MeasurePerVoxel(image);
-  const std::string measureName = example::IsVolume(image) ? "volume_ml" : "area_mm2";
+  const std::string measureName = MeasureName(image);
   const auto colours = LabelColours(segmentation);
   const auto names = LabelNames(segmentation, options);
   const auto measured = [&](double voxels) { return measure ? Json(voxels * *measure) : Json(nullptr); };
@@ -195,6 +204,16 @@ Json ClassesJson(const GreyImage& image, const Segmentation& segmentation, const
     classes.push_back(entry);
   }
   return classes;
+}
+
+// What a mask told of lesions; null without one.
+Json LesionsJson(const GreyImage& image, const Segmentation& segmentation, const Options& options) {
+  if (segmentation.isLesion.empty()) return nullptr;
+  const std::optional<double> measure = MeasurePerVoxel(image);
+  const std::size_t voxels = CountLesions(segmentation);
+  Json json = {{"path", options.lesionsPath}, {"label", LesionLabel(segmentation)}, {"voxels", voxels}};
+  json[MeasureName(image)] = measure ? Json(static_cast<double>(voxels) * *measure) : Json(nullptr);
+  return json;
 }
 
 double MeanInside(const std::vector<float>& values, const Segmentation& segmentation) {
@@ -273,6 +292,7 @@ std::string TextReport(const GreyImage& image, const Inside& inside, const Segme
                            Rounded(options.threshold, 6));
   if (options.axis) text += Row("plane", PlaneText(options));
   if (!options.maskPath.empty()) text += Row("mask", options.maskPath);
+  if (!options.lesionsPath.empty()) text += Row("lesions", options.lesionsPath);
   if (inside.dropped > 0) {
     const std::size_t odd = image.replaced.size();
     text += Row("left out", std::to_string(inside.dropped) + (IsVolume(image) ? " voxels" : " pixels") +
@@ -320,6 +340,7 @@ std::string JsonReport(const GreyImage& image, const Inside& inside, const Segme
   json["warnings"] = segmentation.warnings;
   AddEvidence(json, segmentation, options);
   json["classes"] = ClassesJson(image, segmentation, options);
+  json["lesions"] = LesionsJson(image, segmentation, options);
   json["changes"] = segmentation.changes;
   json["seconds"] = options.clock.Seconds();
   json["peak_memory_mib"] = example::PeakMebibytes();

@@ -47,7 +47,7 @@ struct DicomSegment {
 };
 
 /// What the labels of a segmentation stand for: three tissues of a T1-weighted image are cerebrospinal fluid,
-/// grey and white matter; other classes are tissue, numbered; one label above them is undecided.
+/// grey and white matter; other classes are tissue, numbered; above them what is undecided, then the lesions.
 std::vector<DicomSegment> SegmentsOf(const GreyImage& image, const Segmentation& segmentation);
 
 /// A term of a coding scheme.

@@ -56,21 +56,27 @@ Segmentation CreateObject(const DicomStack& stack, bool hasFractions, const Dico
   return Segmentation(made);
 }
 
-void AddSegment(DcmSegmentation& object, const DicomSegment& segment, const DicomMaker& maker) {
-  const auto code = [](const DicomCode& entry) {
-    return CodeSequenceMacro(entry.value.c_str(), entry.scheme.c_str(), entry.meaning.c_str());
-  };
-  DcmSegment* made = nullptr;
-  Require(DcmSegment::create(made, segment.name.c_str(), code(CategoryCodeOf(segment.tissue)),
-                             code(TypeCodeOf(segment.tissue)), DcmSegTypes::SAT_AUTOMATIC,
-                             maker.algorithm.c_str()));
-  std::unique_ptr<DcmSegment> owner(made);
+void SetAlgorithm(DcmSegment& segment, const DicomMaker& maker) {
   AlgorithmIdentificationMacro algorithm;
   Require(algorithm.getAlgorithmFamilyCode().set("123107", "DCM", "Cluster Analysis"));
   Require(algorithm.setAlgorithmName(maker.algorithm.c_str()));
   Require(algorithm.setAlgorithmVersion(MTH_EXAMPLE_VERSION));
   if (!maker.settings.empty()) Require(algorithm.setAlgorithmParameters(maker.settings.c_str()));
-  Require(made->setSegmentationAlgorithmIdentification(algorithm));
+  Require(segment.setSegmentationAlgorithmIdentification(algorithm));
+}
+
+void AddSegment(DcmSegmentation& object, const DicomSegment& segment, const DicomMaker& maker) {
+  const auto code = [](const DicomCode& entry) {
+    return CodeSequenceMacro(entry.value.c_str(), entry.scheme.c_str(), entry.meaning.c_str());
+  };
+  const bool isGiven = segment.tissue == DicomTissue::Lesion;  // drawn by the user, not found by the host
+  DcmSegment* made = nullptr;
+  Require(DcmSegment::create(made, segment.name.c_str(), code(CategoryCodeOf(segment.tissue)),
+                             code(TypeCodeOf(segment.tissue)),
+                             isGiven ? DcmSegTypes::SAT_MANUAL : DcmSegTypes::SAT_AUTOMATIC,
+                             isGiven ? "" : maker.algorithm.c_str()));
+  std::unique_ptr<DcmSegment> owner(made);
+  if (!isGiven) SetAlgorithm(*made, maker);
   double lightness = 0.0;
   double a = 0.0;
   double b = 0.0;

@@ -96,6 +96,13 @@ void ForgetMadeUpSizes(const std::vector<char>& start, nifti_image& image) {
   }
 }
 
+// Many writers leave the lengths of dimensions that are not there 0; the reader library mends some of them.
+void FillMissingLengths(nifti_image& image) {
+  for (auto* length : {&image.nx, &image.ny, &image.nz, &image.nt, &image.nu, &image.nv, &image.nw})
+    *length = std::max<std::int64_t>(*length, 1);
+  for (auto& length : image.dim) length = std::max<std::int64_t>(length, 1);
+}
+
 struct Content {
   std::vector<char> start;  // the fixed part of the longer header, or all of a shorter file
   std::uint64_t bytes = 0;
@@ -171,6 +178,7 @@ NiftiImagePtr ReadNiftiHeader(const std::string& path) {
   const bool isOneFile =
       image->nifti_type == NIFTI_FTYPE_NIFTI1_1 || image->nifti_type == NIFTI_FTYPE_NIFTI2_1;
   if (!isOneFile) ThrowDamagedNifti(path);
+  FillMissingLengths(*image);
   if (image->nt > 1 || image->nu > 1 || image->nv > 1 || image->nw > 1)
     throw Failure("unsupported image " + path + ": it has more than three dimensions");
   // The header's check bounds the count of voxels by the size of the file.

@@ -25,6 +25,10 @@ Colour Mix(Colour first, Colour second, double fraction);
 /// as many as asked for.
 std::vector<Colour> DistinctColours(int count);
 
+/// Of labels beside the classes, unlike all of the above.
+inline constexpr Colour kUndecidedColour{255, 255, 255};
+inline constexpr Colour kLesionColour{255, 0, 255};
+
 /// A picture of 8-bit pixels, grey (one channel) or coloured (three), rows from top to bottom.
 struct Raster {
   int width = 0;

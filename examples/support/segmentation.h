@@ -86,6 +86,7 @@ struct Segmentation {
   /// Per voxel: 1 is the darkest class, 0 is outside; after an evidential run one above the number of classes
   /// marks voxels that are undecided.
   std::vector<std::uint8_t> labels;
+  std::vector<std::uint8_t> isLesion;  ///< per voxel, of no class: what a mask of lesions told; none without
   std::vector<std::vector<float>> memberships;  ///< per class and voxel; 0 outside
   std::vector<double> changes;  ///< of each iteration; to six decimals but for the last; none of tissues
   std::vector<std::vector<double>> fields;  ///< tissues: of each channel, by which it is brighter per voxel

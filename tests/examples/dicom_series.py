@@ -37,6 +37,7 @@ def volume(data, count):
 
 
 ROTATED = math.radians(20)
+TILT = math.radians(10)
 ORIENTATIONS = {  # along a row, along a column, from slice to slice in steps of a spacing; None: the normal
     "axial": ([1, 0, 0], [0, 1, 0], None),
     "coronal": ([1, 0, 0], [0, 0, -1], None),
@@ -46,8 +47,10 @@ ORIENTATIONS = {  # along a row, along a column, from slice to slice in steps of
     "double_oblique": ([0.96, 0, 0.28], [-0.168, 0.8, 0.576], None),
     "feet_first": ([-1, 0, 0], [0, 1, 0], None),
     "reversed": ([1, 0, 0], [0, 1, 0], [0, 0, -1]),
-    "gantry": ([1, 0, 0], [0, 1, 0], [0, math.tan(math.radians(10)), 1]),
+    "gantry": ([1, 0, 0], [0, 1, 0], [0, math.tan(TILT), 1]),
+    "tilted": ([1, 0, 0], [0, math.cos(TILT), math.sin(TILT)], [0, 0, 1]),  # with its rows, as in a CT scanner
 }
+TILTED = ("gantry", "tilted")
 
 
 def digits(numbers):
@@ -83,6 +86,8 @@ def write_series(folder, orientation, planes, spacing=(0.9, 1.1), gap=2.5, numbe
         image.EchoTime, image.RepetitionTime, image.EchoNumbers = 5 * echo, 500, echo
         image.EchoTrainLength, image.MagneticFieldStrength, image.FlipAngle = 1, 3, 30
         image.SliceThickness, image.SpacingBetweenSlices = gap, gap
+        if orientation in TILTED:
+            image.GantryDetectorTilt = 10
         image.PixelSpacing = digits(spacing)
         image.ImageOrientationPatient = digits([*row, *column])
         image.ImagePositionPatient = digits(numpy.array([-80.5, -60.25, 12.75]) + gap * k * step)

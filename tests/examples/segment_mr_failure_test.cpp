@@ -95,6 +95,7 @@ TEST(SegmentMrRefuses, DamagedAndUnsupportedImages) {
       {"nan.nii", WithBytes(bytes, 108, small.Stored(std::numeric_limits<float>::quiet_NaN())), "damaged"},
       {"far.nii", WithBytes(bytes, 108, small.Stored(1e18F)), "damaged"},
       {"second.nii", SecondFormat(2, 4), ""},
+      {"unused.nii", WithBytes(bytes, 46, std::string(10, '\0')), ""},
       {"second_dims.nii", SecondFormat(100, 4), "damaged"},
       {"second_many.nii", SecondFormat(1000000, 4), "damaged"},
       {"second_none.nii", SecondFormat(0, 4), "damaged"},
@@ -112,7 +113,7 @@ TEST(SegmentMrRefuses, DamagedAndUnsupportedImages) {
   const ScratchFolder folder;
   for (const auto& [name, content, reason] : cases) {
     WriteFile(folder / name, content);
-    if (reason.empty()) {  // sound: the others differ from it in one field
+    if (reason.empty()) {  // sound: others differ from it in one field
       EXPECT_EQ(RunProgram(MTH_SEGMENT_MR, Quoted(folder / name) + " -o " + Quoted(folder / "sound")).status,
                 0);
       continue;
@@ -182,10 +183,10 @@ TEST(SegmentMrRefuses, BadOptions) {
   WriteFile(folder / "placed.nii", placed.Bytes(8));
   placed.isMirrored = true;
   WriteFile(folder / "mirrored.nii", placed.Bytes(8));
-  ExpectRefusal(
-      folder,
-      Quoted(folder / "placed.nii") + output + "-m ecm -c 2 --fuse " + Quoted(folder / "mirrored.nii"),
-      "lie differently in the patient");
+  for (const std::string companion : {"-m ecm -c 2 --fuse ", "--lesions "})
+    ExpectRefusal(folder,
+                  Quoted(folder / "placed.nii") + output + companion + Quoted(folder / "mirrored.nii"),
+                  "lie differently in the patient");
   ExpectRefusal(folder, fused + Quoted(image) + " --fuse-centroids 10", "--fuse-centroids");
 
   NiftiFile volume = SmallImage();

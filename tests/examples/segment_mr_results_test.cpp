@@ -46,6 +46,41 @@ TEST(SegmentMr, ResultsCanBeTakenFurther) {
   EXPECT_EQ(Json::parse(ReadFile(folder / "result/sub-01_ses-2_dseg.json"))["LabelMap"]["2"], "GM");
 }
 
+// Lesions change no class, wherever they are, and are a label, an area and a name of their own.
+TEST(SegmentMr, KeepsLesionsOutOfTheClasses) {
+  const ScratchFolder folder;
+  NiftiFile file = TwoClasses();
+  file.SetVoxels<std::uint8_t>({10, 60, 62, 0, 64, 12});
+  WriteFile(folder / "image.nii", file.Bytes(8));
+  file.SetVoxels<std::uint8_t>({0, 0, 1, 7, 0, 0});  // one where nothing is, too
+  WriteFile(folder / "lesions.nii", file.Bytes(8));
+  const std::string lesions = "--lesions " + Quoted(folder / "lesions.nii");
+  for (const std::string method : {"kmeans", "ecm"}) {
+    const Json report = Segment(folder, folder / "image.nii", "-c 2 -m " + method + " " + lesions);
+    const char label = method == "ecm" ? '\4' : '\3';  // above what is undecided
+    const std::string labels = ReadGzip(folder / "result/labels.nii.gz").substr(kHeaderBytes);
+    EXPECT_EQ(labels, std::string({1, 2, label, label, 2, 1}));
+    ExpectNear(Column(report, "mean"), {11.0, 62.0}, 1e-12);
+    EXPECT_EQ(report["lesions"], (Json{{"path", folder / "lesions.nii"},
+                                       {"label", static_cast<int>(label)},
+                                       {"voxels", 2},
+                                       {"area_mm2", 2.0}}));
+    EXPECT_NE(
+        ReadFile(folder / "result/labels.ctbl").find(std::to_string(label) + " lesions 255 0 255 255\n"),
+        std::string::npos);
+  }
+  EXPECT_NE(ReadFile(folder / "result/report.txt").find("lesions  #ff00ff"), std::string::npos);
+  EXPECT_TRUE(Segment(folder, folder / "image.nii", "-c 2 -m kmeans")["lesions"].is_null());
+  file.datatype = 16;
+  file.voxels.clear();
+  for (const float share : {0.0F, 0.0F, 0.3F, 0.9F, 0.0F, 0.0F}) file.voxels += file.Stored(share);
+  WriteFile(folder / "lesions.nii", file.Bytes(32));
+  const ProgramRun run = RunProgram(
+      MTH_SEGMENT_MR, Quoted(folder / "image.nii") + " -c 2 " + lesions + " -o " + Quoted(folder / "result"));
+  EXPECT_EQ(run.status, 2);
+  EXPECT_NE(run.errors.find("--lesions needs a mask of whole numbers"), std::string::npos) << run.errors;
+}
+
 // A volume of two tissues with a mixture between them and a field along x that a brightness alone cannot
 // tell.
 NiftiFile TissueVolume(std::vector<int>& truth) {
