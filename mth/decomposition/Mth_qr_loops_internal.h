@@ -62,7 +62,9 @@ inline void MakeReflection(const double* column, std::int64_t stride, const Refl
     vector[i] = column[i * stride];
     squares += vector[i] * vector[i];
   }
-  BringSquaresNearOne(vector + k, reflections.rows - k, squares);
+  for (int power = 0; power < 2; ++power) {  // one does not reach from a subnormal number to 1
+    BringSquaresNearOne(vector + k, reflections.rows - k, squares);
+  }
   const Reflection reflection = ReflectionOf(vector[k], squares);
   vector[k] = reflection.head;
   reflections.factors[k] = reflection.factor;
