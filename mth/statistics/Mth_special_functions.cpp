@@ -36,6 +36,8 @@ struct LentzFraction {
     c = AwayFromZero(1.0 + coefficient / c);
     value *= d * c;
   }
+  // Neither ratio is a number ever again once it is none.
+  bool IsLost() const { return std::isnan(c) || std::isnan(d); }
 };
 
 // The continued fraction of the incomplete beta function; 0, after a message, without convergence.
@@ -46,7 +48,7 @@ double BetaFraction(double a, double b, double x) {
   const double start = 1.0 / AwayFromZero(1.0 - sum * x / above);
   LentzFraction fraction{1.0, start, start};
   // Convergence at the very last term counts as none.
-  for (int m = 1; m < kTermsMax; ++m) {
+  for (int m = 1; m < kTermsMax && !fraction.IsLost(); ++m) {
     const double m2 = 2.0 * m;
     fraction.Append(m * (b - m) * x / ((below + m2) * (a + m2)));
     fraction.Append(-(a + m) * (sum + m) * x / ((a + m2) * (above + m2)));
@@ -98,6 +100,7 @@ float IncompleteGammaFraction(float a, float x) {
     const float odd = order * scale;
     a1 = x * a0 + odd * a1;
     b1 = x * b0 + odd * b1;
+    if (std::isnan(a1)) break;  // for good
     if (a1 == 0.0f) continue;
     scale = 1.0f / a1;
     const float value = b1 * scale;
@@ -197,6 +200,7 @@ double Mth_UsedByIncompleteBeta(double a, double b, double x) {
 double Mth_ComplementaryErrorFunction(double x) {
   constexpr double kCoefficients[] = {0.170872277, -0.82215223, 1.48851587, -1.13520398, 0.27886807,
                                       -0.18628806, 0.09678418,  0.37409196, 1.00002368};
+  if (std::isnan(x)) return x;
   const double z = std::abs(x);
   const double t = 1.0 / (1.0 + 0.5 * z);
   double polynomial = 0.0;
