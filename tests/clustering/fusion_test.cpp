@@ -83,6 +83,25 @@ TEST(Fusion, ExactRulesOfManyClustersAgreeWithTheRuleOverSets) {
   }
 }
 
+// Half of the mass on the whole set, a quarter on each of two clusters: known without sums over sets.
+TEST(Fusion, TakesTheMostClustersThatThereCanBe) {
+  constexpr int kClusters = 20;
+  constexpr int kAll = (1 << kClusters) - 1;
+  constexpr int kBoth = kClusters + 1;
+  MTH_MATRIX masses = FromRule(1, kAll + 1, kDouble, [](int, int j) {
+    return j == kAll ? 0.5 : j == 1 || j == 2 ? 0.25 : 0.0;
+  });
+  const Engine engine = WithMasses(masses, kClusters);
+  const MatrixPtr fused(engine->CredalConjFusionExact(&masses));
+  const MTH_MATRIX expected = FromRule(1, kAll + 1, kDouble, [](int, int j) {
+    return j == kAll ? 0.25 : j == 1 || j == 2 ? 0.3125 : j == 0 ? 0.125 : 0.0;
+  });
+  EXPECT_TRUE(Near(*fused, expected, 1e-12));
+  ASSERT_TRUE(engine->initPlausibilityPartition());
+  for (const auto& [set, plausibility] : {std::pair(0, 0.0), {1, 0.75}, {3, 0.5}, {kBoth, 1.0}, {kAll, 1.0}})
+    EXPECT_NEAR(engine->GetPlausibilityPartition()->Get(0, set), plausibility, 1e-12) << set;
+}
+
 // All four rules in the order that fixes their roundings, on every instruction set and around the kernels'
 // sizes.
 TEST(Fusion, EveryInstructionSetGivesTheBitsOfThePlainLoop) {

@@ -39,6 +39,16 @@ MTH_MATRIX Waves(int rows, int columns, int type) {
   return matrix;
 }
 
+constexpr int kVolumeSide = 64;
+
+// Layers of three tissues, with grain.
+std::vector<float> Tissues() {
+  std::vector<float> voxels(kVolumeSide * kVolumeSide * kVolumeSide);
+  for (std::size_t i = 0; i < voxels.size(); ++i)
+    voxels[i] = 40.0F * static_cast<float>(1 + i / 97000) + static_cast<float>(i * 7919 % 13);
+  return voxels;
+}
+
 constexpr int kSamples = 200000;
 constexpr int kClusters = 4;
 
@@ -89,6 +99,25 @@ std::map<std::string, std::function<double()>> Measurements() {
   });
   rows["denoising of a plane"] =
       ofMatrix(0, [](MTH_MATRIX& m) { MTH_WAVELET_DENOISING(&m).ApplyDenoisingMRImage(); });
+  const auto ofVolume = [](auto call) {
+    return [=] {
+      const std::vector<float> in = Tissues();
+      std::vector<float> out(in.size());
+      return BytesOf([&] { call(in.data(), out.data()); }) / static_cast<double>(in.size());
+    };
+  };
+  rows["Laplacian of a volume"] = ofVolume([](const float* in, float* out) {
+    Mth_ComputeLaplacien3DFloat(in, out, kVolumeSide, kVolumeSide, kVolumeSide);
+  });
+  rows["denoising of a volume"] = ofVolume([](const float* in, float* out) {
+    MTH_VOLUME_DENOISING(kVolumeSide, kVolumeSide, kVolumeSide).Denoise(in, out);
+  });
+  rows["noise of a volume"] = ofVolume([](const float* in, float*) {
+    MTH_VOLUME_DENOISING(kVolumeSide, kVolumeSide, kVolumeSide).EstimateNoiseDeviation(in);
+  });
+  rows["tissues of a volume, three"] = ofVolume([](const float* in, float*) {
+    MTH_TISSUE_CLUSTERING(3).Segment(in, kVolumeSide, kVolumeSide, kVolumeSide, nullptr);
+  });
   rows["sample of one feature, four clusters"] = [] {
     std::unique_ptr<MTH_CLUSTERING> engine;
     return BytesOf([&] {
