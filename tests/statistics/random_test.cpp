@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -193,11 +194,12 @@ TEST(Random, BadAndUnseededStreamsAnswerWithoutDrawing) {
 
 TEST(Random, StreamsWithoutAClockAreSeededFromTheTimeOfDay) {
   const auto hundredthsNow = [] {
-    std::timespec now{};
-    std::timespec_get(&now, TIME_UTC);
-    const std::tm local = *std::localtime(&now.tv_sec);
+    using namespace std::chrono;
+    const auto now = system_clock::now();
+    const std::time_t seconds = system_clock::to_time_t(now);
+    const std::tm local = *std::localtime(&seconds);
     return ((local.tm_hour * 60 + local.tm_min) * 60 + local.tm_sec) * 100 +
-           static_cast<int>(now.tv_nsec / 10000000);
+           static_cast<int>(duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000 / 10);
   };
   EXPECT_EQ(Mth_SetRandomClock(nullptr), nullptr);
   const int before = hundredthsNow();
