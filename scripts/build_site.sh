@@ -33,7 +33,7 @@ touch "$site/.mth-site"
 tools=(classify denoise_mr describe_slice fit_curve make_phantom register_landmarks segment_mr stack_pictures texture_mr)
 {
   printf '/** \\page command_line Command-line hosts\nAs each tells by itself with `--help`.\n'
-  printf -- '- \\subpage host_%s\n' "${tools[@]}"
+  printf -- '- \\subpage host_%s\n' "${tools[@]}" cohort
   printf '*/\n'
   for tool in "${tools[@]}"; do
     program="$build/examples/$tool/$tool"
@@ -46,6 +46,9 @@ tools=(classify denoise_mr describe_slice fit_curve make_phantom register_landma
     fi
     printf '\\endverbatim\n*/\n'
   done
+  printf '/** \\page host_cohort mth-cohort\n\\verbatim\n'
+  COLUMNS=120 python3 workflows/cohort/mth-cohort run --help
+  printf '\\endverbatim\n*/\n'
 } >"$generated/command_line.dox"
 
 # The way to the page in the browser, which doxygen does not know.
