@@ -47,7 +47,7 @@ tools=(classify denoise_mr describe_slice fit_curve make_phantom register_landma
     printf '\\endverbatim\n*/\n'
   done
   printf '/** \\page host_cohort mth-cohort\n\\verbatim\n'
-  COLUMNS=120 python3 workflows/cohort/mth-cohort run --help
+  COLUMNS=120 PYTHONDONTWRITEBYTECODE=1 python3 workflows/cohort/mth-cohort run --help
   printf '\\endverbatim\n*/\n'
 } >"$generated/command_line.dox"
 
