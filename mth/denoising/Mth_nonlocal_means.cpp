@@ -13,6 +13,7 @@ namespace mth_internal {
 namespace {
 
 constexpr std::int64_t kReach = 2;
+constexpr float kOwnWeight = 0.7F;  // of a voxel for itself; others of the same guide have 1
 
 struct Shift {
   std::int64_t x;
@@ -75,7 +76,7 @@ class ShiftedPairs {
         first_(std::max<std::int64_t>(0, -shift.x) + size.x * std::max<std::int64_t>(0, -shift.y)),
         distance_(shift.x + size.x * (shift.y + size.y * shift.z)) {}
 
-  void Gather(const float* guide, const float* means, const float* squares, float decay,
+  void Gather(const float* guide, const float* means, const float* magnitudes, float decay,
               const WeightedSums& sums, const BoxPlanes& boxes, float* weights) const {
     const auto fill = [&](std::int64_t z) {
       boxes.Fill(z, overlap_.y, overlap_.x, [&](std::int64_t y, float* row) {
@@ -99,18 +100,18 @@ class ShiftedPairs {
           {below + box, boxes.Plane(z) + box, above + box},
           decay},
          overlap_.x, weights);
-        Give(at + distance_, at, weights, squares, sums);
-        Give(at, at + distance_, weights, squares, sums);
+        Give(at + distance_, at, weights, magnitudes, sums);
+        Give(at, at + distance_, weights, magnitudes, sums);
       }
     }
   }
 
  private:
   std::int64_t Row(std::int64_t y, std::int64_t z) const { return first_ + size_.Row(y, z); }
-  void Give(std::int64_t from, std::int64_t to, const float* weights, const float* squares,
+  void Give(std::int64_t from, std::int64_t to, const float* weights, const float* magnitudes,
             const WeightedSums& sums) const {
     MTH_SELECT(GiveShares)
-    (weights, squares + from, overlap_.x, sums.weights + to, sums.squaredWeights + to, sums.shares + to);
+    (weights, magnitudes + from, overlap_.x, sums.weights + to, sums.squaredWeights + to, sums.shares + to);
   }
 
   VolumeSize size_;
@@ -139,18 +140,19 @@ void ComputeMeans(const VolumeSize& size, const float* values, const BoxPlanes& 
 
 }  // namespace
 
-MTH_STOP_REASON GatherSimilarVoxels(const VolumeSize& size, const float* guide, const float* squares,
+MTH_STOP_REASON GatherSimilarVoxels(const VolumeSize& size, const float* guide, const float* magnitudes,
                                     float decay, float* means, const WeightedSums& sums, RunWatch& watch) {
   const BoxPlanes boxes(size);
   const WorkArray<float> weights(size.x);
   if (!boxes || !weights) return MTH_STOP_REASON::NoMemory;
   ComputeMeans(size, guide, boxes, means);
-  std::fill_n(sums.weights, size.Count(), 1.0F);
-  std::fill_n(sums.squaredWeights, size.Count(), 1.0F);
-  std::copy_n(squares, size.Count(), sums.shares);
+  std::fill_n(sums.weights, size.Count(), kOwnWeight);
+  std::fill_n(sums.squaredWeights, size.Count(), kOwnWeight * kOwnWeight);
+  std::transform(magnitudes, magnitudes + size.Count(), sums.shares,
+                 [](float magnitude) { return kOwnWeight * magnitude; });
   const bool isWhole = ForEachShift(size, [&](const Shift& shift) {
     if (!watch.GoesOn()) return false;
-    ShiftedPairs(size, shift).Gather(guide, means, squares, decay, sums, boxes, weights.Get());
+    ShiftedPairs(size, shift).Gather(guide, means, magnitudes, decay, sums, boxes, weights.Get());
     return true;
   });
   return isWhole ? MTH_STOP_REASON::Converged : MTH_STOP_REASON::Cancelled;

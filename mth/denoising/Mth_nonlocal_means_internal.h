@@ -21,18 +21,18 @@ struct PairRow {
 struct WeightedSums {
   float* weights;
   float* squaredWeights;
-  float* shares;  // weights times squared values
+  float* shares;  // weights times magnitudes
 };
 
-/// Adds up the squares of a noisy volume over the 5 x 5 x 5 voxels around each one, each pair of voxels with
-/// one weight, exp(-decay d): d is the squared difference of the guide, three times that of its means over
-/// 3 x 3 x 3, and the mean of the first over 3 x 3 x 3, edges repeated. A voxel has weight 1 for itself;
-/// pairs end at the borders.
-/// @param squares  squared values of the noisy volume.
-/// @param means    work, as many floats as voxels.
-/// @return         how the sums ended: Converged, Cancelled or NoMemory.
+/// Adds up the magnitudes of a noisy volume over the 5 x 5 x 5 voxels around each one, each pair of voxels
+/// with one weight, exp(-decay d): d is the squared difference of the guide, 3.9 times that of its means over
+/// 3 x 3 x 3, and 0.7 of the mean of the first over 3 x 3 x 3, edges repeated. A voxel has weight 0.7 for
+/// itself; pairs end at the borders.
+/// @param magnitudes  the noisy volume.
+/// @param means       work, as many floats as voxels.
+/// @return            how the sums ended: Converged, Cancelled or NoMemory.
 /// @see  Buades, Coll and Morel, Multiscale Modeling and Simulation 4 (2005) 490-530.
-MTH_STOP_REASON GatherSimilarVoxels(const VolumeSize& size, const float* guide, const float* squares,
+MTH_STOP_REASON GatherSimilarVoxels(const VolumeSize& size, const float* guide, const float* magnitudes,
                                     float decay, float* means, const WeightedSums& sums, RunWatch& watch);
 
 /// Shifts that are gone through, of which the watch is asked after each.

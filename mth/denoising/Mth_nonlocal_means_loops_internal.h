@@ -75,18 +75,18 @@ inline void WeighRow(const PairRow& row, std::int64_t count, float* weights) {
     const V difference = At<V>(row.guide + i) - At<V>(row.otherGuide + i);
     const V ofMeans = At<V>(row.means + i) - At<V>(row.otherMeans + i);
     const V box = (At<V>(row.sums[0] + i) + At<V>(row.sums[1] + i)) + At<V>(row.sums[2] + i);
-    const V distance = (difference * difference + 3.0F * (ofMeans * ofMeans)) + box * (1.0F / 27.0F);
+    const V distance = (difference * difference + 3.9F * (ofMeans * ofMeans)) + box * (0.7F / 27.0F);
     SetAt(weights + i, DecayingExponential<V>(-(distance * row.decay)));
   });
 }
 
-// Gives each voxel of a row its share of the squared values of others.
-inline void GiveShares(const float* weights, const float* squares, std::int64_t count, float* sumOfWeights,
+// Gives each voxel of a row its share of the magnitudes of others.
+inline void GiveShares(const float* weights, const float* magnitudes, std::int64_t count, float* sumOfWeights,
                        float* sumOfSquaredWeights, float* sumOfShares) {
   ForEachFloats(count, [&]<class V>(std::int64_t i, V) {
     const V weight = At<V>(weights + i);
     SetAt(sumOfWeights + i, At<V>(sumOfWeights + i) + weight);
     SetAt(sumOfSquaredWeights + i, At<V>(sumOfSquaredWeights + i) + weight * weight);
-    SetAt(sumOfShares + i, At<V>(sumOfShares + i) + weight * At<V>(squares + i));
+    SetAt(sumOfShares + i, At<V>(sumOfShares + i) + weight * At<V>(magnitudes + i));
   });
 }

@@ -90,9 +90,7 @@ class Denoiser {
 
   // The results of a whole run.
   double Value(std::int64_t i) const {
-    const double square = Element(2, i) / Element(0, i) - 2.0 * deviation_ * deviation_;
-    // Lanes take the root first: never of less than 0.
-    return square > 0.0 ? std::sqrt(std::abs(square)) : 0.0;
+    return deviation_ * law_.Signal(Element(2, i) / Element(0, i) / deviation_);
   }
   double Confidence(std::int64_t i) const { return std::sqrt(Element(1, i)) / Element(0, i); }
 
@@ -105,14 +103,7 @@ class Denoiser {
   // Where the surroundings were cut away they become the mean of air again: to the cosine coefficients the
   // edge to what is darker than air would be a signal.
   void FillVoid() {
-    void_ = static_cast<float>(deviation_ * law_.Mean(0.0));
-    std::replace(Noisy(), Noisy() + count_, 0.0F, void_);
-  }
-
-  void SquareNoisy() {
-    const auto squareOfAir = static_cast<float>(2.0 * deviation_ * deviation_);
-    for (std::int64_t i = 0; i < count_; ++i)
-      noisy_[i] = noisy_[i] == void_ ? squareOfAir : noisy_[i] * noisy_[i];
+    std::replace(Noisy(), Noisy() + count_, 0.0F, static_cast<float>(deviation_ * law_.Mean(0.0)));
   }
 
   // Leaves the first estimate in the guide.
@@ -164,11 +155,11 @@ class Denoiser {
   }
 
   MTH_STOP_REASON AverageSimilarVoxels(double brightest) {
+    constexpr double kNoise = 1.6;  // deviations of the noise
     constexpr double kFlat =
         0.066;  // of the brightest tissue: a difference that is no noise however strong that is
     watch_.SetAction("Moyennes non locales");
-    const double inverse = 1.0 / (2.0 * deviation_) + 1.0 / (kFlat * brightest);
-    SquareNoisy();
+    const double inverse = 1.0 / (kNoise * deviation_) + 1.0 / (kFlat * brightest);
     return GatherSimilarVoxels(size_, guide_.Get(), Noisy(), static_cast<float>(0.25 * inverse * inverse),
                                work_[3].Get(), {work_[0].Get(), work_[1].Get(), work_[2].Get()}, watch_);
   }
@@ -178,7 +169,6 @@ class Denoiser {
   const RicianLaw& law_;
   RunWatch& watch_;
   double deviation_ = 0.0;
-  float void_ = 0.0F;
   WorkArray<float> noisy_;
   WorkArray<float> guide_;
   std::array<WorkArray<float>, 4> work_;

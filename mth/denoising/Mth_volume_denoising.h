@@ -18,19 +18,20 @@
 ///
 /// With s the deviation of the noise in each of the two channels that a magnitude is made of:
 ///  1. The coefficients of orthonormal cosine transforms of overlapping blocks that do not exceed 2.5 s are
-///  set to
-///     0, but for the constant one, and the blocks are averaged with weights of 1 / (coefficients left). The
-///     mean of the result for blocks of 4 voxels a side at every position and for blocks of 6 at every second
-///     one along each axis is f; from each the excess of magnitudes over the signal is taken off.
+///     set to 0, but for the constant one, and the blocks are averaged with weights of 1 / (coefficients
+///     left). The mean of the result for blocks of 4 voxels a side at every position and for blocks of 6 at
+///     every second one along each axis is f; from each the excess of magnitudes over the signal is taken
+///     off.
 ///  2. The blocks of 4 of the noisy volume once more, each coefficient times P^2 / (P^2 + s^2), P being that
-///  of the
-///     magnitudes that f would give on average, with weights of 1 / (sum of these factors squared); the
-///     excess taken off again, this is the guide g.
-///  3. Each voxel becomes sqrt(max(0, sum of w y^2 / sum of w - 2 s^2)) over the 5 x 5 x 5 noisy values y
-///  around it,
-///     with w = exp(-[D + 3 (difference of the means of g over 3 x 3 x 3)^2 + mean of D over 3 x 3 x 3] / (4
-///     h^2)), D the squared difference of g, and 1 / h = 1 / (2 s) + 1 / (0.066 B). B, the brightest tissue,
-///     is the quantile 0.95 of those values of f that exceed 3 s. The weight of the voxel itself is 1.
+///     of the magnitudes that f would give on average, with weights of 1 / (sum of these factors squared);
+///     the excess taken off again, this is the guide g.
+///  3. Each voxel becomes the signal whose mean magnitude is (sum of w y) / (sum of w) over the 5 x 5 x 5
+///  noisy
+///     values y around it, with w = exp(-[D + 3.9 (difference of the means of g over 3 x 3 x 3)^2 +
+///     0.7 (mean of D over 3 x 3 x 3)] / (4 h^2)), D the squared difference of g, and
+///     1 / h = 1 / (1.6 s) + 1 / (0.066 B). B, the brightest tissue, is the quantile 0.95 of those values of
+///     f that exceed 3 s. The weight of the voxel itself is 0.7. (A mean of squares, as is usual here, makes
+///     what is dark and thin, CSF in narrow folds, too bright.)
 /// In planes everything is the same in two dimensions.
 ///
 /// Denoise takes 25 to 31 bytes of memory for each voxel, the caller's arrays apart.

@@ -21,11 +21,7 @@ class LiteralDenoising {
   };
 
   Result Run(std::vector<double> noisy) const {
-    std::vector<double> squares;
-    for (double& value : noisy) {
-      squares.push_back(value == 0.0 ? 2.0 * s_ * s_ : value * value);
-      if (value == 0.0) value = MeanOf(0.0);
-    }
+    std::replace(noisy.begin(), noisy.end(), 0.0, MeanOf(0.0));
     std::vector<double> first = FilterBlocks(noisy, nullptr, 4, 1);
     const std::vector<double> large = FilterBlocks(noisy, nullptr, 6, 2);
     for (std::size_t i = 0; i < first.size(); ++i) first[i] = 0.5 * (SignalOf(first[i]) + SignalOf(large[i]));
@@ -33,7 +29,7 @@ class LiteralDenoising {
     for (double& value : first) value = MeanOf(value);
     std::vector<double> guide = FilterBlocks(noisy, &first, 4, 1);
     for (double& value : guide) value = SignalOf(value);
-    return Average(squares, guide, 0.25 * std::pow(1.0 / (2.0 * s_) + 1.0 / (0.066 * brightest), 2));
+    return Average(noisy, guide, 0.25 * std::pow(1.0 / (1.6 * s_) + 1.0 / (0.066 * brightest), 2));
   }
 
   /// Mean magnitude of a signal.
@@ -161,7 +157,7 @@ class LiteralDenoising {
     return signal[static_cast<std::size_t>(0.95 * static_cast<double>(signal.size() - 1))];
   }
 
-  Result Average(const std::vector<double>& squares, const std::vector<double>& guide, double decay) const {
+  Result Average(const std::vector<double>& noisy, const std::vector<double>& guide, double decay) const {
     const auto mean3 = [](int low, int high, int i) { return std::clamp(i, low, high); };
     Result result;
     ForEachIn(size_, [&](std::size_t i, int x, int y, int z) {
@@ -193,16 +189,16 @@ class LiteralDenoising {
               meanHere += guide[At(here[0], here[1], here[2])] / 27.0;
               meanThere += guide[At(there[0], there[1], there[2])] / 27.0;
             }
-            const double distance =
-                std::pow(guide[i] - guide[At(a, b, c)], 2) + 3.0 * std::pow(meanHere - meanThere, 2) + box;
-            const double weight = At(a, b, c) == i ? 1.0 : std::exp(-distance * decay);
+            const double distance = std::pow(guide[i] - guide[At(a, b, c)], 2) +
+                                    3.9 * std::pow(meanHere - meanThere, 2) + 0.7 * box;
+            const double weight = At(a, b, c) == i ? 0.7 : std::exp(-distance * decay);
             weights += weight;
             squaredWeights += weight * weight;
-            shares += weight * squares[At(a, b, c)];
+            shares += weight * noisy[At(a, b, c)];
           }
         }
       }
-      result.values.push_back(std::sqrt(std::max(0.0, shares / weights - 2.0 * s_ * s_)));
+      result.values.push_back(SignalOf(shares / weights));
       result.confidence.push_back(std::sqrt(squaredWeights) / weights);
     });
     return result;
