@@ -45,7 +45,10 @@ void RunFile(const fs::path& path) {
 
 int main(int argumentsCount, char** arguments) {
   fuzzer = fs::path(arguments[0]).filename().string();
-  for (const int signal : {SIGABRT, SIGSEGV, SIGFPE, SIGBUS, SIGILL}) std::signal(signal, KeepInput);
+  for (const int signal : {SIGABRT, SIGSEGV, SIGFPE, SIGILL}) std::signal(signal, KeepInput);
+#ifdef SIGBUS  // Windows has none
+  std::signal(SIGBUS, KeepInput);
+#endif
   const long runs = argumentsCount > 1 ? std::atol(arguments[1]) : 1000;
   std::mt19937 random(argumentsCount > 2 ? static_cast<unsigned>(std::atol(arguments[2])) : 1U);
 
