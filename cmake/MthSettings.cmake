@@ -5,31 +5,45 @@ include(CheckCXXCompilerFlag)
 # What keeps every operation of ours rounded as it is written. It stands behind the flags of whoever builds us and takes
 # back what they loosen. On x86 no fused multiply-add may be at hand but in the kernels that ask for it: g++ 12 makes
 # fused instructions of complex products in spite of -ffp-contract=off.
-set(MTH_EXACT_FLAGS "")
+function(mth_find_exact_flags result)
+  # Some compilers only warn of what they do not know. A warning of the host's own flags must not make ours look unknown:
+  # of those, only what chooses the machine counts here.
+  set(CMAKE_REQUIRED_FLAGS -Werror)
+  string(REGEX MATCHALL "-m(32|64)|--?(target|sysroot)[= ][^ ]+" CMAKE_CXX_FLAGS "${CMAKE_CXX_FLAGS}")
+  string(REPLACE ";" " " CMAKE_CXX_FLAGS "${CMAKE_CXX_FLAGS}")
+  set(CMAKE_CXX_FLAGS_DEBUG "")
+  set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+  set(flags "")
+  foreach(flag ${ARGN})
+    string(MAKE_C_IDENTIFIER "MTH_HAS${flag}" has)
+    check_cxx_compiler_flag(${flag} ${has})
+    if(${has})
+      list(APPEND flags ${flag})
+    endif()
+  endforeach()
+  set(${result} "${flags}" PARENT_SCOPE)
+endfunction()
+
 if(MSVC)
   set(MTH_EXACT_FLAGS /fp:precise)
 else()
-  foreach(flag
-          -ffp-contract=off
-          -fno-fast-math
-          -fno-unsafe-math-optimizations
-          -fno-associative-math
-          -fno-reciprocal-math
-          -fno-finite-math-only
-          -fsigned-zeros
-          -fno-cx-limited-range
-          -fno-single-precision-constant
-          -mno-fma
-          -mno-fma4
-          -mno-avx512f)
-    string(MAKE_C_IDENTIFIER "MTH_HAS${flag}" has)
-    set(CMAKE_REQUIRED_FLAGS -Werror)
-    check_cxx_compiler_flag(${flag} ${has})
-    unset(CMAKE_REQUIRED_FLAGS)
-    if(${has})
-      list(APPEND MTH_EXACT_FLAGS ${flag})
-    endif()
-  endforeach()
+  mth_find_exact_flags(
+    MTH_EXACT_FLAGS
+    -ffp-contract=off
+    -fno-fast-math
+    -fno-unsafe-math-optimizations
+    -fno-associative-math
+    -fno-reciprocal-math
+    -fno-finite-math-only
+    -fsigned-zeros
+    -fno-cx-limited-range
+    -fno-single-precision-constant
+    -mno-fma
+    -mno-fma4
+    -mno-avx512f)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang" AND NOT "-ffp-contract=off" IN_LIST MTH_EXACT_FLAGS)
+    message(FATAL_ERROR "The compiler refuses -ffp-contract=off: mth's results, which are fixed bit for bit, need it")
+  endif()
   get_directory_property(host_options COMPILE_OPTIONS)
   if("${CMAKE_CXX_FLAGS} ${host_options}" MATCHES "-mfpmath=")  # x87 keeps more digits than a double has
     list(APPEND MTH_EXACT_FLAGS -mfpmath=sse)
