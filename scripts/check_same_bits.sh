@@ -19,6 +19,7 @@ configure_build host-flags "-DCMAKE_CXX_FLAGS=-march=native -ffp-contract=fast -
 check compare_sets "host's flags -march=native -ffp-contract=fast -ffast-math" \
   build/bits/host-flags/tests/support/operation_hashes
 check scripts/check_fused.sh build/bits/host-flags/mth/libmth.a
+check scripts/check_fused.sh --headers
 
 if command -v clang++ >/dev/null; then
   configure_build clang-O0 -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0 && build_targets clang-O0 operation_hashes || exit 1
