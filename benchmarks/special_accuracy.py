@@ -23,6 +23,11 @@ def betainc(x):
     return special.betainc(2.5, 0.75, x)
 
 
+def spacing_at(value, is_single):
+    """The unit of the last place beside an exact value, in the precision that the function answers in."""
+    return float(np.spacing(np.float32(abs(value)) if is_single else np.float64(abs(value))))
+
+
 FUNCTIONS = [  # name, range, ours, the exact one, whether the error is relative
     ("`Mth_Gamma`", (0.01, 171.0), special.gamma, mpmath.gamma, True),
     ("`Mth_LogarithmGamma`", (0.01, 1.0), special.log_gamma, mpmath.loggamma, False),
@@ -35,16 +40,17 @@ FUNCTIONS = [  # name, range, ours, the exact one, whether the error is relative
 
 
 def main(count=20000):
-    print("| function | range | error | largest | at |\n|---|---|---|---|---|")
+    print("| function | range | error | largest | at | units of the last place | at |\n|---|---|---|---|---|---|---|")
     for name, (low, high), ours, exact, is_relative in FUNCTIONS:
         x = between(low, high, count)
-        worst, place = 0.0, 0.0
-        for value, argument in zip(ours(x), x):
-            truth = exact(mpmath.mpf(float(argument)))
-            error = float(abs(mpmath.mpf(float(value)) - truth) / (abs(truth) if is_relative else 1))
-            if error > worst:
-                worst, place = error, argument
-        print(f"| {name} | {low:g} to {high:g} | {'relative' if is_relative else 'absolute'} | {worst:.2g} | `{float(place).hex()}` |")
+        worst, most = (0.0, 0.0), (0.0, 0.0)
+        for value, argument in zip(ours(x), x.tolist()):
+            truth = exact(mpmath.mpf(argument))
+            difference = abs(mpmath.mpf(float(value)) - truth)
+            worst = max(worst, (float(difference / (abs(truth) if is_relative else 1)), argument))
+            most = max(most, (float(difference) / spacing_at(truth, name == "`Mth_ErrorFunction`"), argument))
+        print(f"| {name} | {low:g} to {high:g} | {'relative' if is_relative else 'absolute'} | {worst[0]:.2g} "
+              f"| `{worst[1].hex()}` | {most[0]:.2g} | `{most[1].hex()}` |")
 
 
 if __name__ == "__main__":

@@ -117,12 +117,28 @@ def minimisers(axes):
     axes[1].set_title("annealing, stage after stage")
 
 
+def texture(axes):
+    """The co-occurrence matrix of a slice of a head, and what becomes of features with the distance."""
+    data = np.asarray(nibabel.load(BRAIN).dataobj, dtype=np.float64).squeeze()
+    levels = 32
+    image = np.minimum(levels * data / data.max(), levels - 1).astype(int)[40:160, 60:200]
+    axes[0].imshow(np.log1p(mth.cooccurrence(image, levels) * image.size), cmap="magma", origin="lower")
+    axes[0].set_title("how often level j stands beside level i")
+    distances = np.arange(1, 13)
+    features = [mth.texture(mth.cooccurrence(image, levels, (0, int(distance)))) for distance in distances]
+    for name in ("contrast", "homogeneity", "entropy"):
+        values = np.array([feature[name] for feature in features])
+        axes[1].plot(distances, values / values[0], "o-", label=name)
+    axes[1].set_title("beside their values at one pixel's distance")
+    axes[1].legend()
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     output_folder.add_options(parser, "figures")
     options = parser.parse_args()
     output_folder.make(parser, options)
-    for draw in (clusters, curves, geometry, images, matrices, minimisers):
+    for draw in (clusters, curves, geometry, images, matrices, minimisers, texture):
         figure, axes = pyplot.subplots(1, 2, figsize=(9, 3.6))
         draw(axes)
         figure.savefig(options.output / f"{draw.__name__}.png", bbox_inches="tight", dpi=70, metadata={"Software": None})

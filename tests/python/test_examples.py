@@ -39,7 +39,7 @@ def test_the_figures_of_the_manual(tmp_path):
     run_example("draw_figures.py", "--output", tmp_path / "new")
     drawn = list((tmp_path / "new").iterdir())
     pages = "".join(page.read_text(encoding="utf-8") for page in (ROOT / "docs").rglob("*.md"))
-    assert len(drawn) == 6 and all(f"images/{figure.name})" in pages and (ROOT / "docs" / "images" / figure.name).exists()
+    assert len(drawn) == 7 and all(f"images/{figure.name})" in pages and (ROOT / "docs" / "images" / figure.name).exists()
                                    and figure.stat().st_size > 5000 for figure in drawn)
 
 
