@@ -162,11 +162,28 @@ inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double
 }
 #endif
 
+// Where the tile of the next middle goes: the bits of the middle are counted from the other end.
+inline std::int64_t NextReversed(std::int64_t reversed, std::int64_t middles) {
+  std::int64_t bit = middles / 2;
+  for (; bit > 0 && (reversed & bit) != 0; bit /= 2) reversed -= bit;
+  return reversed + bit;
+}
+
+// The rows of a tile lie far apart and follow no order that the machine could foresee.
+inline void PrefetchRows(const double* re, const double* im, std::int64_t stride) {
+#pragma GCC unroll 8
+  for (int k = 0; k < kRowLength; ++k) {
+    PrefetchForWriting(re + k * stride);
+    PrefetchForWriting(im + k * stride);
+  }
+}
+
 // The bit-reversal permutation and the first three stages, in one pass. An index is three high bits, middle
 // bits and three low bits: reversed, the tile of one middle goes to the tile of the reversed middle.
 inline void RunFirstStages(const FactorTable& table, int m, double* re, double* im) {
   const std::int64_t stride = (std::int64_t{1} << m) / kRowLength;
   const std::int64_t middles = stride / kRowLength;
+  const bool isLong = m > kTabledStages;
   std::int64_t reversed = 0;
   Tile tile;
   Tile other;
@@ -175,6 +192,8 @@ inline void RunFirstStages(const FactorTable& table, int m, double* re, double* 
     double* const im1 = im + middle * kRowLength;
     double* const re2 = re + reversed * kRowLength;
     double* const im2 = im + reversed * kRowLength;
+    const std::int64_t next = NextReversed(reversed, middles);
+    if (isLong && middle < next) PrefetchRows(re + next * kRowLength, im + next * kRowLength, stride);
     if (middle <= reversed) {
       RunFirstStagesOfTile(table, re2, im2, stride, tile);
       if (middle < reversed) {
@@ -185,9 +204,7 @@ inline void RunFirstStages(const FactorTable& table, int m, double* re, double* 
       StoreTransposed(tile.re, re1, stride);
       StoreTransposed(tile.im, im1, stride);
     }
-    std::int64_t bit = middles / 2;
-    for (; bit > 0 && (reversed & bit) != 0; bit /= 2) reversed -= bit;
-    reversed += bit;
+    reversed = next;
   }
 }
 
@@ -332,11 +349,16 @@ inline void Transform(const FactorTable& table, int dir, int m, double* re, doub
   constexpr int kFirstStages = 3;
   const std::int64_t n = std::int64_t{1} << m;
   RunFirstStages(table, m, re, im);
-  // All stages that do not leave a block that stays in the cache, block by block: those of the table.
+  // All stages that do not leave a block that stays in a cache, block by block: the tabled ones in the second
+  // one, and of these the shorter ones in the first one.
   const int inBlock = std::min(m, kTabledStages);
+  const int inSmallBlock = std::min(m, kTabledStages - 2);
   const std::int64_t block = std::int64_t{1} << inBlock;
+  const std::int64_t smallBlock = std::int64_t{1} << inSmallBlock;
   for (std::int64_t first = 0; first < n; first += block) {
-    RunPasses(table, kFirstStages, inBlock, block, re + first, im + first);
+    for (std::int64_t place = first; place < first + block; place += smallBlock)
+      RunPasses(table, kFirstStages, inSmallBlock, smallBlock, re + place, im + place);
+    RunPasses(table, inSmallBlock, inBlock, block, re + first, im + first);
   }
   int stage = inBlock;
   if ((m - stage) % 2 != 0) RunLongStages<1>(dir, stage++, n, re, im);
