@@ -63,8 +63,9 @@ endif()
 # mth_configure_target(target): language level, warnings and the floating-point contract.
 function(mth_configure_target target)
   target_compile_features(${target} PUBLIC cxx_std_20)
+  # Sources stay apart even where a host builds its own as one: each compiles its kernels under the same names.
   set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden
-                                             VISIBILITY_INLINES_HIDDEN ON)
+                                             VISIBILITY_INLINES_HIDDEN ON UNITY_BUILD OFF)
   target_compile_options(${target} PRIVATE ${MTH_EXACT_FLAGS})
   if(MSVC)
     target_compile_options(${target} PRIVATE /W4 /wd4068 /utf-8)  # 4068: another compiler's pragma
