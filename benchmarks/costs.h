@@ -46,12 +46,21 @@ inline std::shared_ptr<MTH_MATRIX> MakeMatrix(Kind kind, int rows, int columns, 
   return matrix;
 }
 
+/// How often a minimiser evaluates its cost, which its published steps fix.
+using Evaluations = std::function<long(Kind, int)>;
+
 struct Case {
   std::string name;
   int size;
   Prepare prepare;
+  Evaluations evaluations = nullptr;
 };
 using Cases = std::vector<Case>;
+
+/// Least times of the runs, in turns, in milliseconds.
+Values LeastTimes(const std::vector<Run>& runs);
+/// The exponent of growth over three sizes, each twice the one before; the smallest comes last.
+double Growth(double largest, double smallest);
 
 template <class Result>
 void Free(Result* result) {
@@ -63,5 +72,9 @@ void AddValues(Cases& cases);
 void AddImages(Cases& cases);
 void AddClusterings(Cases& cases);
 void AddPointsAndCosts(Cases& cases);
+void AddScalars(Cases& cases);
+
+/// Prints how the works that once grew too fast grow now, beside a peer of each in the same run.
+void MeasureBesidePeers(const std::string& part);
 
 }  // namespace mth_benchmark

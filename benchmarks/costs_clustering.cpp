@@ -26,14 +26,14 @@ void AddOfEngine(Cases& cases, const std::string& name, int size, Operation oper
 
 void mth_benchmark::AddClusterings(Cases& cases) {
   using E = MTH_CLUSTERING;
-  AddOfEngine(cases, "samples in", 200000, [](E&) {});
-  AddOfEngine(cases, "memberships and decisions", 200000, [](E& e) {
+  AddOfEngine(cases, "samples in", 1000000, [](E&) {});
+  AddOfEngine(cases, "memberships and decisions", 1000000, [](E& e) {
     Values memberships(static_cast<std::size_t>(e.GetSamplesCount()) * 4);
     std::vector<int> decisions(static_cast<std::size_t>(e.GetSamplesCount()));
     e.GetMemberships(memberships.data());
     e.GetDecisions(decisions.data());
   });
-  AddOfEngine(cases, "distances", 100000, [](E& e) {
+  AddOfEngine(cases, "distances", 500000, [](E& e) {
     MTH_MATRIX metric(1, 1, 0);
     metric.SetIdentity();
     for (int i = 0; i < e.GetSamplesCount(); ++i) {
@@ -42,19 +42,19 @@ void mth_benchmark::AddClusterings(Cases& cases) {
       e.GetSampleMahalanobisDistanceToCentroid(i, 1, &metric);
     }
   });
-  AddOfEngine(cases, "k-means", 200000, [](E& e) { e.ApplyKMeanClustering(); });
-  AddOfEngine(cases, "fuzzy c-means", 50000, [](E& e) { e.ApplyFuzzyCMeanClustering(); });
-  AddOfEngine(cases, "fuzzy c-means, m = 1.8", 20000, [](E& e) {
+  AddOfEngine(cases, "k-means", 1000000, [](E& e) { e.ApplyKMeanClustering(); });
+  AddOfEngine(cases, "fuzzy c-means", 400000, [](E& e) { e.ApplyFuzzyCMeanClustering(); });
+  AddOfEngine(cases, "fuzzy c-means, m = 1.8", 200000, [](E& e) {
     e.SetRegulationValue(1.8);
     e.ApplyFuzzyCMeanClustering();
   });
-  AddOfEngine(cases, "quantiles", 200000,
+  AddOfEngine(cases, "quantiles", 1000000,
               [](E& e) { e.InitialiseCentroidsFromSamples(MTH_CENTROID_START::Quantiles); });
-  AddOfEngine(cases, "farthest first", 200000,
+  AddOfEngine(cases, "farthest first", 1000000,
               [](E& e) { e.InitialiseCentroidsFromSamples(MTH_CENTROID_START::FarthestFirst); });
-  AddOfEngine(cases, "k-means++", 200000,
+  AddOfEngine(cases, "k-means++", 1000000,
               [](E& e) { e.InitialiseCentroidsFromSamples(MTH_CENTROID_START::PlusPlus); });
-  cases.push_back({"clustering/evidential c-means", 5000, [](Kind kind, int n) -> Run {
+  cases.push_back({"clustering/evidential c-means", 100000, [](Kind kind, int n) -> Run {
                      return [x = Make(kind, n)] {
                        MTH_CLUSTERING engine(3, 1);
                        engine.SetDiagnosticPrefix("");
@@ -90,26 +90,51 @@ void mth_benchmark::AddClusterings(Cases& cases) {
                        };
                      }});
   };
-  addOfMasses("a credal partition", 10000, [](E&, MTH_MATRIX*) {});
-  addOfMasses("pignistic and plausibility", 10000, [](E& e, MTH_MATRIX*) {
+  addOfMasses("a credal partition", 100000, [](E&, MTH_MATRIX*) {});
+  addOfMasses("pignistic and plausibility", 100000, [](E& e, MTH_MATRIX*) {
     e.initPignisticPartition();
     e.initPlausibilityPartition();
     for (int i = 0; i < e.GetSamplesCount(); ++i) e.MaxPignisticDecision(i);
   });
-  addOfMasses("beliefs", 10000, [](E& e, MTH_MATRIX*) {
+  addOfMasses("beliefs", 100000, [](E& e, MTH_MATRIX*) {
     for (int i = 0; i < e.GetSamplesCount(); ++i) e.MaxBeliefDecision(i);
   });
-  addOfMasses("weakening", 10000, [](E& e, MTH_MATRIX*) { e.WeakenCredalPartition(0.5); });
-  addOfMasses("conjunctive fusion", 10000, [](E& e, MTH_MATRIX* m) { Free(e.CredalConjFusion(m)); });
-  addOfMasses("exact conjunctive fusion", 10000,
+  addOfMasses("distances to hypotheses, and questions of them", 50000, [](E& e, MTH_MATRIX*) {
+    MTH_MATRIX metric(1, 1, 0);
+    metric.SetIdentity();
+    std::vector<int> shared;
+    e.OutlierProportion();
+    e.CalculCentresHypotheses();
+    for (int i = 0; i < e.GetSamplesCount(); ++i) {
+      e.GetSampleDistanceToHypothese(i, 5);
+      e.GetSampleMahalanobisDistanceToHypothese(i, 5, &metric);
+      e.BelongsToHypothese(i % 16, 1);
+      shared.clear();
+      e.HypotheseIntersection(i % 16, 7, &shared);
+      e.findHypothese(&shared);
+    }
+  });
+  addOfMasses("decisions", 100000, [](E& e, MTH_MATRIX*) {
+    MTH_MATRIX row(1, 16, 0);
+    e.initPignisticPartition();
+    for (int i = 0; i < e.GetSamplesCount(); ++i) {
+      e.PignisticDecision(i, 0.3);
+      e.MaxMembershipDecision(i);
+      row.Set(0, i % 16, e.GetBeliefValue(i, i % 16));
+      e.WeakenCredalFunction(&row, 0.5);
+    }
+  });
+  addOfMasses("weakening", 100000, [](E& e, MTH_MATRIX*) { e.WeakenCredalPartition(0.5); });
+  addOfMasses("conjunctive fusion", 100000, [](E& e, MTH_MATRIX* m) { Free(e.CredalConjFusion(m)); });
+  addOfMasses("exact conjunctive fusion", 100000,
               [](E& e, MTH_MATRIX* m) { Free(e.CredalConjFusionExact(m)); });
-  addOfMasses("Dempster fusion", 10000, [](E& e, MTH_MATRIX* m) { Free(e.DempsterFusion(m)); });
-  addOfMasses("exact Dempster fusion", 10000, [](E& e, MTH_MATRIX* m) { Free(e.DempsterFusionExact(m)); });
+  addOfMasses("Dempster fusion", 100000, [](E& e, MTH_MATRIX* m) { Free(e.DempsterFusion(m)); });
+  addOfMasses("exact Dempster fusion", 100000, [](E& e, MTH_MATRIX* m) { Free(e.DempsterFusionExact(m)); });
   for (const double m : {0.0, 1.8, 2.0}) {
     cases.push_back({"clustering/step of a part" + std::string(m == 0.0   ? ""
                                                                : m == 2.0 ? ", m = 2"
                                                                           : ", m = 1.8"),
-                     50000, [m](Kind kind, int n) -> Run {
+                     1000000, [m](Kind kind, int n) -> Run {
                        return [x = Make(kind, n), n, m] {
                          MTH_CLUSTERING_PART part(3, 1);
                          part.SetSamples(x.data(), n);
@@ -124,14 +149,14 @@ void mth_benchmark::AddClusterings(Cases& cases) {
                        };
                      }});
   }
-  cases.push_back({"clustering/tissues of two channels", 24, [](Kind kind, int n) -> Run {
+  cases.push_back({"clustering/tissues of two channels", 48, [](Kind kind, int n) -> Run {
                      return [x = Make<float>(kind, n * n * n), y = Make<float>(Kind::Ordinary, n * n * n, 2),
                              n] {
                        const float* channels[] = {x.data(), y.data()};
                        MTH_TISSUE_CLUSTERING(3).SegmentChannels(channels, 2, n, n, n, nullptr);
                      };
                    }});
-  cases.push_back({"clustering/tissues of a part", 32, [](Kind kind, int n) -> Run {
+  cases.push_back({"clustering/tissues of a part", 64, [](Kind kind, int n) -> Run {
                      return [x = Make<float>(kind, n * n * n), n] {
                        MTH_TISSUE_CLUSTERING settings(3);
                        MTH_TISSUE_PART part(settings);
@@ -144,7 +169,7 @@ void mth_benchmark::AddClusterings(Cases& cases) {
                        part.Finish(means, &settings);
                      };
                    }});
-  cases.push_back({"clustering/tissues", 32, [](Kind kind, int n) -> Run {
+  cases.push_back({"clustering/tissues", 64, [](Kind kind, int n) -> Run {
                      return [x = Make<float>(kind, n * n * n), n] {
                        MTH_TISSUE_CLUSTERING(3).Segment(x.data(), n, n, n, nullptr);
                      };
@@ -155,7 +180,7 @@ void mth_benchmark::AddClusterings(Cases& cases) {
       {"Modest", &B::ModestAdaBoostClustering},
       {"Gentle", &B::GentleAdaBoostClustering}};
   for (const auto& [name, training] : trainings) {
-    cases.push_back({std::string("boosting/") + name, 4000, [train = training](Kind kind, int n) -> Run {
+    cases.push_back({std::string("boosting/") + name, 20000, [train = training](Kind kind, int n) -> Run {
                        const auto features = MakeMatrix(kind, 4, n);
                        const auto labels = MakeMatrix(Kind::AllEqual, 1, n);
                        for (int i = 0; i < n; ++i)

@@ -18,7 +18,7 @@ void AddOfValues(Cases& cases, const std::string& name, int size, Operation oper
 }
 
 void AddStatistics(Cases& cases) {
-  const auto add = [&](const std::string& name, auto operation, int size = 200000) {
+  const auto add = [&](const std::string& name, auto operation, int size = 1000000) {
     AddOfValues(cases, "statistics/" + name, size, operation);
   };
   add("mean", [](double* x, double*, int n) { Mth_Mean(x, static_cast<long>(n)); });
@@ -45,7 +45,7 @@ void AddStatistics(Cases& cases) {
           list.Sort(compare);
         }
       },
-      20000);
+      100000);
   add("sort of a vector", [](double* x, double*, int n) { Mth_SortVector(Values(x, x + n)); });
   add("ranks", [](double* x, double*, int n) {
     double ties = 0.0;
@@ -70,7 +70,7 @@ void AddStatistics(Cases& cases) {
     Mth_MeanVector(rows, n, short{2}, mean);
   });
   const auto addOfMatrix = [&](const std::string& name, auto operation) {
-    cases.push_back({"statistics/" + name, 500, [=](Kind kind, int n) -> Run {
+    cases.push_back({"statistics/" + name, 1000, [=](Kind kind, int n) -> Run {
                        const auto matrix = MakeMatrix(kind, n, n);
                        return [=] { operation(matrix.get()); };
                      }});
@@ -87,7 +87,7 @@ void AddStatistics(Cases& cases) {
 
 void AddCurves(Cases& cases) {
   const auto add = [&](const std::string& name, auto operation) {
-    cases.push_back({"curve/" + name, 20000, [=](Kind kind, int n) -> Run {
+    cases.push_back({"curve/" + name, 200000, [=](Kind kind, int n) -> Run {
                        const auto curve = std::make_shared<MTH_XY_PLOT>();
                        float x = 0.0f;
                        for (const double y : Make(kind, n)) curve->AddPoint(x += 0.5f, y);
@@ -109,6 +109,18 @@ void AddCurves(Cases& cases) {
   });
   add("integral", [](MTH_XY_PLOT& c) { c.GetIntegral(); });
   add("largest", [](MTH_XY_PLOT& c) { c.GetYMax(); });
+  add("extrema and the line's parameters", [](MTH_XY_PLOT& c) {
+    float slope = 0.0f;
+    float intercept = 0.0f;
+    c.GetYMin();
+    c.GetXMax();
+    c.GetYMaxIndex();
+    c.GetXStandardDeviation();
+    c.GetYStandardDeviation();
+    c.GetLinearRegressionParameters(slope, intercept);
+    c.GetChi2();
+  });
+  add("x median", [](MTH_XY_PLOT& c) { c.GetXMediane(); });
   add("median", [](MTH_XY_PLOT& c) { MTH_XY_PLOT(c).GetYMediane(); });
   add("correlation", [](MTH_XY_PLOT& c) { c.GetXYCorrelation(); });
   add("regression", [](MTH_XY_PLOT& c) { Free(c.GetLinearRegression()); });
