@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs every benchmark under every instruction set that the machine has, peers beside them, and writes one table:
 #   benchmarks/run_all.sh [FILE [SUBJECT ...]]     FILE: build/benchmarks.md
-# Medians of five interleaved repetitions; under ten minutes. Of all subjects also how costs grow and what single values add.
+# Medians of five interleaved repetitions; some twenty minutes. Of all subjects also how costs grow and what single values add.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -36,5 +36,6 @@ python3 benchmarks/table.py "$results"/*.json >"$file"
 if [ "$isWhole" = yes ]; then
   echo >>"$file"
   build/release/benchmarks/costs >>"$file"
+  build/release/benchmarks/costs --peers >>"$file"
 fi
 echo "$file"
