@@ -274,6 +274,8 @@ TEST(XyPlot, ComparesWithLinesAndModels) {
   EXPECT_FLOAT_EQ(intercept, 1.0f / 6.0f);
   EXPECT_TRUE(CurveOf({{0, 0}, {3e6f, 1e6f}}).GetLinearRegressionParameters(slope, intercept));
   EXPECT_NEAR(intercept, 0.0f, 1e-6f);  // a slope rounded to single precision would give -0.015
+  EXPECT_TRUE(CurveOf({{6, 2}, {12, 4}, {24, 8}}).GetLinearRegressionParameters(slope, intercept));
+  EXPECT_EQ(intercept, 0.0f);  // from the two means it would be 9e-16
   const Points line = {{3, 7}, {0, 1}, {1, 3}, {2, 5}};
   EXPECT_EQ(Take(CurveOf(line).GetLinearRegression()), line);
 
@@ -289,6 +291,7 @@ TEST(XyPlot, ComparesWithLinesAndModels) {
   EXPECT_FLOAT_EQ(curve.GetMeanSquared(&model), 13.0f);
   // 2^24 + 1 is no float: each of these sums loses its ones.
   EXPECT_EQ(CurveOf({{-4095, 1}, {2, 1}, {2, 1}}).GetChi2(), 16777216.0f);
+  EXPECT_EQ(CurveOf({{4100, 3}}).GetChi2(), 5595136.0f);  // 4097^2 is no float either
   MTH_XY_PLOT ones = CurveOfY({1.0f, 1.0f, 1.0f});
   EXPECT_EQ(CurveOfY({4097.0f, 2.0f, 2.0f}).GetChi2(&ones), 16777216.0f);
   EXPECT_EQ(CurveOfY({4097.0f, 2.0f, 2.0f}).GetMeanSquared(&ones), 16777216.0f);

@@ -249,6 +249,8 @@ TEST(LU, NonFiniteElementsGiveNonFiniteResultsAtOnce) {
       std::isnan(MatrixPtr(Identity(2).SolveLinearSystemByLU(Matrix({{1}, {kInfinity}})))->Get(1, 0)));
   EXPECT_FALSE(std::signbit(x->Get(1, 1)));
   EXPECT_FALSE(std::signbit(MatrixPtr(Identity(1).SolveLinearSystemByLU(Matrix({{-0.0}})))->Get(0, 0)));
+  const MatrixPtr alone(Identity(1).SolveLinearSystemByLU(Matrix({{kInfinity}})));
+  EXPECT_EQ(alone->Get(0, 0), kInfinity);  // no zero beside it
   // A permutation that is none leaves zeros.
   const int broken[] = {7, -1};
   const MatrixPtr zeros(Identity(2).SolveLinearSystemByLU(Matrix({{1}, {1}}), broken));

@@ -201,10 +201,9 @@ TEST(ChangeOfReference, QuaternionFunctionsFollowTheirFormulas) {
   for (const float degrees : {1.0F, 33.3F, 100.0F, -271.5F}) {
     change.FromAxisAngle(axis, degrees, q);
     const double half = static_cast<double>(degrees) * kPi / 360.0;
-    EXPECT_NEAR(q[0], std::cos(half), 1e-7);
-    for (int i = 0; i < 4; ++i) EXPECT_EQ(q[i], static_cast<double>(static_cast<float>(q[i])));
+    EXPECT_EQ(q[0], static_cast<double>(static_cast<float>(std::cos(half))));
     const auto sine = static_cast<float>(std::sin(half));
-    for (int i = 0; i < 3; ++i) EXPECT_NEAR(q[i + 1], static_cast<double>(axis[i] * sine), 1e-7);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(q[i + 1], static_cast<double>(axis[i] * sine));
   }
   // The turn is multiplied from the left: (cos + k sin)(i) = j for a half turn of 45 degrees twice.
   const double i[4] = {0, 1, 0, 0};
@@ -221,11 +220,13 @@ TEST(ChangeOfReference, QuaternionFunctionsFollowTheirFormulas) {
   turned.MultQuaternion(z, 180.0F);
   turned.GetQuaternion(q);
   EXPECT_NEAR(q[2], 1.0, 1e-7);
-  // The matrix from a quaternion brings the angles with it.
+  // The matrix from a quaternion brings the angles with it, and has no other last row.
   double angles[3];
   double tilted[7] = {std::cos(0.2), std::sin(0.2), 0, 0, 0, 0, 0};
   MTH_MATRIX_CHGREF aboutX(tilted);
+  for (int j = 0; j < 4; ++j) aboutX.Set(3, j, 7.0);
   aboutX.ComputeFromQuaternion();
+  for (int j = 0; j < 4; ++j) EXPECT_EQ(aboutX.Get(3, j), j == 3 ? 1.0 : 0.0);
   aboutX.GetRotation(angles);
   EXPECT_NEAR(angles[0], 0.4, 1e-15);
 }

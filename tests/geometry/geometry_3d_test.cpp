@@ -53,13 +53,13 @@ TEST(Lines, RefuseParallelAndDegenerateOnes) {
 // Lines are parallel when the denominator is exactly 0, and not before.
 TEST(Lines, ThatAreNearlyParallelHaveTheirSegment) {
   double line[2][3] = {{0, 0, 0}, {1, 0, 0}};
-  double nearly[2][3] = {{0, 0, 1}, {1, 1e-7, 1}};
+  double nearly[2][3] = {{0, 0, 1}, {1, 2e-8, 1}};
   double segment[2][3];
   double mu[2];
   ASSERT_EQ(Mth_3D_ShortSegmentBetweenLines(line, nearly, segment, mu), 0);
   double point[3];
   EXPECT_NEAR(Mth_3D_LinesIntersection(line, nearly, point), 1.0, 1e-15);
-  double tiny[2][3] = {{0, 0, 0}, {1e-7, 0, 0}};  // short, but a line
+  double tiny[2][3] = {{0, 0, 0}, {1e-160, 0, 0}};  // short, but a line
   double across[2][3] = {{0, -1, 1}, {0, 1, 1}};
   EXPECT_NEAR(Mth_3D_LinesIntersection(tiny, across, point), 1.0, 1e-15);
 }

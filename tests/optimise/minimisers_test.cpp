@@ -369,6 +369,14 @@ TEST(Powell, EqualityStopsAPassButTakesNoNewDirection) {
     EXPECT_EQ(iterations, passes);
     EXPECT_EQ(std::count(cost.visited.begin(), cost.visited.end(), Point{2.0, 2.0}), passes);
   }
+  // Here the test is met by its last bit, which squares that are multiplied in another order would lose.
+  RecordingCost cost({0.0, 0.0}, [](const double* x) {
+    return x[0] > 1.9 && x[1] > 1.9 ? 1.0000000000000002
+                                    : 1.3 * Square(x[0] - 1.0) + Square(x[1] - 1.0) + 0.7;
+  });
+  short iterations = 0;
+  cost.ComputeOptimumPowell(nullptr, 1, 0.0, &iterations, false);
+  EXPECT_GT(std::count(cost.visited.begin(), cost.visited.end(), Point{2.0, 2.0}), 1);
 }
 
 // Beside the points of its first quadratic the cost changes by nothing, or by just what counts as nothing.

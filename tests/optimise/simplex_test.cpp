@@ -209,6 +209,10 @@ TEST(SteepestDescent, WarmsUpAlongTheDiagonalAndRestoresWhatDidNotPay) {
   EXPECT_EQ(visited[5], visited[3]);
   ExpectNear(visited[6], {visited[3][0] + d * 0.5 / 2.0, visited[3][1]}, "forward difference in x");
   ExpectNear(visited[8], {visited[3][0] + 0.5 * d, visited[3][1] + 0.5 * d}, "step");
+  // Costs 5, 4, 4: back as well, with the whole step.
+  visited = VisitedWithCosts({5, 5, 4, 4, 4, 4, 4, 4, 2.0});
+  EXPECT_EQ(visited[5], visited[3]);
+  ExpectNear(visited[6], {visited[3][0] + d / 2.0, visited[3][1]}, "forward difference in x");
 }
 
 TEST(SteepestDescent, TellsSmallGainsAndSlopesOfZero) {

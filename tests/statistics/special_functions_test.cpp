@@ -49,14 +49,16 @@ TEST(SpecialFunctions, GammaMeetsTheCLibrary) {
 TEST(SpecialFunctions, GammaIsLanczosFormula) {
   constexpr double kCoefficients[] = {76.18009172947146,  -86.50532032941678,   24.01409824083091,
                                       -1.231739572450155, 0.001208650973866179, -5.395239384953e-06};
-  for (double x = 1e-3; x < 8.0; x += 1.0 / 16384.0) {
+  const auto expectFormula = [&](double x) {
     double series = 1.000000000190015;
     double denominator = x;
     for (const double coefficient : kCoefficients) series += coefficient / (denominator += 1.0);
     const double shifted = x + 5.5 - (x + 0.5) * mth_internal::Logarithm(x + 5.5);
     ASSERT_EQ(Mth_LogarithmGamma(x), -shifted + mth_internal::Logarithm(2.5066282746310005 * series / x))
         << x;
-  }
+  };
+  for (double x = 1e-3; x < 8.0; x += 1.0 / 16384.0) expectFormula(x);
+  expectFormula(5.1133815050125122);  // the last digit of the smallest coefficient
 }
 
 // P(1/2, x) by its two expansions as they are published, every variable a float.
@@ -95,6 +97,7 @@ TEST(SpecialFunctions, ErrorFunctionHasTheBitsOfSinglePrecision) {
   for (float x = 0.0f; x < 5.0f; x += 0.000244140625f) {
     EXPECT_EQ(Mth_ErrorFunction(x), PlainIncompleteGamma(x * x)) << x;
   }
+  EXPECT_EQ(IncompleteGammaP(0.5f, 1.5f), PlainIncompleteGamma(1.5f));  // where the expansions meet
 }
 
 TEST(SpecialFunctions, IncompleteBetaMeetsBinomialSumsAndATable) {
@@ -129,8 +132,15 @@ TEST(SpecialFunctions, IncompleteBetaMeetsBinomialSumsAndATable) {
 }
 
 TEST(SpecialFunctions, ErrorFunctionsKeepTheirPrecision) {
+  constexpr double kCoefficients[] = {0.170872277, -0.82215223, 1.48851587, -1.13520398, 0.27886807,
+                                      -0.18628806, 0.09678418,  0.37409196, 1.00002368,  -1.26551223};
   double worst = 0.0;
   for (double x = 0.0; x < 6.0; x += 0.01) {
+    const double t = 1.0 / (1.0 + 0.5 * x);
+    double exponent = 0.0;
+    for (const double coefficient : kCoefficients) exponent = coefficient + t * exponent;
+    const double fit = t * std::exp(exponent - x * x);
+    EXPECT_NEAR(Mth_ComplementaryErrorFunction(x), fit, 1e-13 * fit) << x;
     const double expected = std::erfc(x);
     worst = std::max(worst, std::abs(Mth_ComplementaryErrorFunction(x) - expected) / expected);
     EXPECT_EQ(Mth_ComplementaryErrorFunction(-x - 1e-9), 2.0 - Mth_ComplementaryErrorFunction(x + 1e-9));
