@@ -36,6 +36,7 @@ python3 benchmarks/table.py "$results"/*.json >"$file"
 if [ "$isWhole" = yes ]; then
   echo >>"$file"
   build/release/benchmarks/costs >>"$file"
+  echo >>"$file"
   build/release/benchmarks/costs --peers >>"$file"
 fi
 echo "$file"
