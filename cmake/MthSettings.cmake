@@ -44,9 +44,12 @@ else()
   if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang" AND NOT "-ffp-contract=off" IN_LIST MTH_EXACT_FLAGS)
     message(FATAL_ERROR "The compiler refuses -ffp-contract=off: mth's results, which are fixed bit for bit, need it")
   endif()
+  # The x87, which 32-bit compilers use unasked, keeps more digits than a double has.
   get_directory_property(host_options COMPILE_OPTIONS)
-  if("${CMAKE_CXX_FLAGS} ${host_options}" MATCHES "-mfpmath=")  # x87 keeps more digits than a double has
+  if("${CMAKE_CXX_FLAGS} ${host_options}" MATCHES "-mfpmath=")
     list(APPEND MTH_EXACT_FLAGS -mfpmath=sse)
+  elseif(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "86|AMD64")
+    list(APPEND MTH_EXACT_FLAGS -msse2 -mfpmath=sse)
   endif()
 endif()
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <limits>
 
@@ -6,6 +7,11 @@
 
 #define MTH_KERNEL_FILE "mth/core/Mth_elementary_arrays_loops_internal.h"
 #include "mth/core/Mth_for_each_instruction_set_internal.h"
+
+// Where steps are kept in more digits than a double has, as by an x87, no rest of a product or a sum is
+// right.
+static_assert(FLT_EVAL_METHOD != 1 && FLT_EVAL_METHOD != 2,
+              "mth needs doubles that are rounded at each step");
 
 namespace mth_internal {
 
