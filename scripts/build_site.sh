@@ -51,6 +51,10 @@ tools=(classify denoise_mr describe_slice fit_curve make_phantom register_landma
   printf '\\endverbatim\n*/\n'
 } >"$generated/command_line.dox"
 
+# Doxygen shows functions and enumerations of those files alone that have a comment of their own.
+find mth std -name '*.h' ! -name '*_internal.h' | LC_ALL=C sort | xargs grep -L '@file' |
+  sed 's#.*#/** \\file &\n\\brief What this header declares. */#' >"$generated/files.dox"
+
 # The way to the page in the browser, which doxygen does not know.
 if [ -d web/dist ]; then
   printf '/** \\page try_it Try it in the browser\n%s\n*/\n' \
@@ -71,6 +75,8 @@ fi
   printf 'INPUT += %s\nFILE_PATTERNS += *.dox\nOUTPUT_DIRECTORY = %s\nHTML_OUTPUT = .\nWARN_AS_ERROR = %s\nPROJECT_NUMBER = %s\n' "$generated" "$site" $warnings \
     "$(sed -n 's/^project(mth VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)"
 } | doxygen -
+
+scripts/widen_search.py "$site"
 
 # Sources that pages name stand beside them.
 grep -ohE 'href="(\.\./)?(mth|std|examples)/[^"]*\.(h|cpp)"' "$site"/*.html | sed -E 's#href="(\.\./)?([^"]*)"#\2#' | sort -u |

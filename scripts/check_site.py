@@ -1,5 +1,8 @@
 #!/usr/bin/env python3
-"""Names every link of a built site that leads nowhere inside it, and tables that became text. check_site.py FOLDER"""
+"""Names links of a built site that lead nowhere inside it, tables that became text and public functions that it leaves out.
+
+    check_site.py FOLDER
+"""
 
 import re
 import sys
@@ -23,10 +26,22 @@ class Page(HTMLParser):
                 self.links.append(attributes[key])
 
 
+def functions():
+    """The free functions of the public headers."""
+    for folder in ("mth", "std"):
+        for path in (Path(__file__).resolve().parent.parent / folder).rglob("*.h"):
+            if not path.name.endswith("_internal.h"):
+                text = path.read_text(encoding="utf-8")
+                names = re.findall(r"^(?:\[\[nodiscard\]\] )?MTH_EXPORT [^;(]*?(\w+)\(", text, re.MULTILINE)
+                yield from ((path.name, name) for name in names)
+
+
 def read(path):
     page = Page()
     text = path.read_text(encoding="utf-8", errors="replace")
     page.feed(text)
+    names = (re.sub(r"<[^>]+>", "", name) for name in re.findall(r'class="memname">(.*?)</td>', text, re.DOTALL))
+    page.described = {words[-1] for name in names if (words := re.findall(r"\w+", name))}
     page.has_lost_table = re.search(r"<p ?>\|", text) is not None  # a bar inside a formula ends a cell
     return page
 
@@ -36,6 +51,8 @@ def main(folder):
     pages = {path: read(path) for path in root.rglob("*.html") if "mathjax" not in path.parts}
     dead = []
     lost = [f"{path.relative_to(root)}: a table is no table" for path, page in pages.items() if page.has_lost_table]
+    described = set().union(*(page.described for page in pages.values()))
+    lost += sorted({f"{header}: {name} is on no page" for header, name in functions() if name not in described})
     for path, page in pages.items():
         for link in page.links:
             url = urlparse(link)

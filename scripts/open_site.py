@@ -17,11 +17,23 @@ import threading
 from functools import partial
 from pathlib import Path
 
+# What its search has to find: a name, a host, a page, and words inside of names and headings.
+WORDS = ("solvericcati", "segment_mr", "cohorts", "hausdorff", "textbook", "threads")
 MISSING = 77  # what is needed is not here
 LONGEST_WAIT = 120  # seconds for one page; only a browser that hangs takes them
 
 # Opens the pages one after the other and tells of each how many formulas it has and how many are drawn.
 HARNESS = """<!DOCTYPE html><meta charset="utf-8"><body><script>
+// Types a word into the search of a page, and tells whether anything is found; also where the search is of another kind.
+async function finds(inside, word) {
+  const results = inside.document.querySelector("iframe#MSearchResults");
+  if (!results) return true;
+  const loaded = new Promise(done => results.addEventListener("load", done, {once: true}));
+  inside.document.getElementById("MSearchField").value = word;
+  inside.searchBox.Search();
+  await loaded;
+  return [...results.contentDocument.querySelectorAll(".SRResult")].some(result => result.style.display === "block");
+}
 async function open(page) {
   const frame = document.createElement("iframe");
   const loaded = new Promise(done => { frame.onload = done; });
@@ -38,7 +50,10 @@ async function open(page) {
   }
   const complaints = inside.mthComplaints || ["it was not watched"];
   const blind = [...inside.document.images].filter(image => image.complete && image.naturalWidth === 0).length;
-  await fetch("/report", {method: "POST", body: JSON.stringify({page, formulas: formulas.length, drawn, failed, blind, complaints})});
+  const lost = [];
+  if (page === "index.html") for (const word of WORDS) if (!await finds(inside, word)) lost.push(word);
+  const report = {page, formulas: formulas.length, drawn, failed, blind, lost, complaints};
+  await fetch("/report", {method: "POST", body: JSON.stringify(report)});
   frame.remove();
 }
 (async () => {
@@ -102,6 +117,8 @@ def faults_of(report):
         yield f"{report['page']}: {report['drawn']} of {report['formulas']} formulas drawn, {report['failed']} failed"
     for complaint in report["complaints"]:
         yield f"{report['page']}: {complaint}"
+    for word in report["lost"]:
+        yield f"the search does not find {word}"
     if report["blind"]:
         yield f"{report['page']}: {report['blind']} pictures are not shown"
 
@@ -139,8 +156,8 @@ def main(folder, *options):
     root = Path(folder).resolve()
     pages = pages_of(root, "--all" in options)
     reports, missing = queue.Queue(), []
-    handler = partial(Handler, directory=str(root), harness=HARNESS.replace("PAGES", json.dumps(pages)), reports=reports,
-                      missing=missing)
+    harness = HARNESS.replace("PAGES", json.dumps(pages)).replace("WORDS", json.dumps(WORDS))
+    handler = partial(Handler, directory=str(root), harness=harness, reports=reports, missing=missing)
     with Server(("127.0.0.1", 0), handler) as server:
         threading.Thread(target=server.serve_forever, daemon=True).start()
         try:
