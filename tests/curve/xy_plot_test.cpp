@@ -142,7 +142,7 @@ TEST(XyPlot, MarksUndefinedSlopes) {
   }
   // Both differences of the second derivative are of the same kind. Spans of 1e-5 + 4e-13 tell them apart.
   const MTH_XY_PLOT narrow =
-      CurveOf({{-4e-13f, 0}, {0, 1}, {1e-5f, 3}, {1e-5f, 2}, {2e-5f, 9}, {7, 1}, {9, 4}});
+      CurveOf({{-4e-13f, 0}, {0, 1}, {1e-5f, 3}, {3e-5f, 2}, {2e-5f, 9}, {7, 1}, {9, 4}});
   const CurvePtr exact(narrow.GetFirstDerivative());
   const CurvePtr single(narrow.GetFirstDerivative_NoSort());
   EXPECT_NE(Take(exact->GetFirstDerivative()), Take(exact->GetFirstDerivative_NoSort()));
