@@ -276,7 +276,8 @@ TEST(LongRuns, AreGivenUpOnRequest) {
   };
   const auto hasNoSVD = [](const MTH_MATRIX& matrix) {
     std::array<MTH_MATRIX*, 3> f{};
-    return !matrix.SVD(&f[0], &f[1], &f[2]) & HasStatus(17, f[0]) & HasStatus(17, f[1]) & HasStatus(17, f[2]);
+    return !matrix.SVD(&f[0], &f[1], &f[2]) && HasStatus(17, f[0]) && HasStatus(17, f[1]) &&
+           HasStatus(17, f[2]);
   };
   struct {
     const char* name;
@@ -328,13 +329,13 @@ TEST(LongRuns, AreGivenUpOnRequest) {
        [&] {
          MTH_MATRIX* q = nullptr;
          MTH_MATRIX* t = nullptr;
-         return !a.SchurDecomposition(&q, &t) & HasStatus(5, q) & HasStatus(5, t);
+         return !a.SchurDecomposition(&q, &t) && HasStatus(5, q) && HasStatus(5, t);
        }},
       {"QZ", 1030,
        [&] {
          std::array<MTH_MATRIX*, 4> f{};
-         return !a.QZDecomposition(b, &f[0], &f[1], &f[2], &f[3]) & HasStatus(5, f[0]) & HasStatus(5, f[1]) &
-                HasStatus(5, f[2]) & HasStatus(5, f[3]);
+         return !a.QZDecomposition(b, &f[0], &f[1], &f[2], &f[3]) && HasStatus(5, f[0]) &&
+                HasStatus(5, f[1]) && HasStatus(5, f[2]) && HasStatus(5, f[3]);
        }},
       {"Lyapunov", 520, [&] { return HasStatus(5, a.SolveLyapunov(b)); }},
       {"Riccati", 530, [&] { return HasStatus(5, half.SolveRiccati(column, half, one)); }},
