@@ -64,7 +64,9 @@ class Scan:
                          "--bias-field" if self.settings["bias_field"] else "--no-bias-field"]
         tools.run("segment_mr", self.tools, self.entry["image"], *switches, *self.masking, "--output", folder, "--json",
                   self.scratch / "tissues.json")
-        self.labels = next(folder.glob("*dseg.nii.gz"))
+        self.labels = next(folder.glob("sub-*_dseg.nii.gz"), None)
+        if not self.labels:
+            raise tools.StepFailed("its name is none of BIDS, whose labels are letters and digits")
         for path in sorted(folder.glob("sub-*")):
             if path != self.labels:
                 self.keep(self.with_settings(path), self.place_of(path))
@@ -144,6 +146,8 @@ def main(configuration, key):
             results, memory = scan.work()
             report.update(results)
         except (tools.StepFailed, OSError) as failure:
+            if not Path(scratch).is_dir():
+                sys.exit("another run has taken this scan over")  # while this job, of one that was killed, was still at work
             report.update(status="failed", reason=str(failure))
             with contextlib.suppress(tools.StepFailed, OSError):
                 scan.manifest.remove(scan.earlier_maps())  # of an earlier image, when all are still ours
@@ -154,4 +158,7 @@ def main(configuration, key):
 
 
 if __name__ == "__main__":
-    main(*sys.argv[1:])
+    try:
+        main(*sys.argv[1:])
+    except KeyboardInterrupt:
+        sys.exit(130)

@@ -4,7 +4,9 @@ import hashlib
 import json
 import os
 import shutil
+import signal
 import subprocess
+import threading
 from pathlib import Path
 
 
@@ -34,6 +36,15 @@ def run(name, folder, *arguments):
         lines = [line for line in result.stderr.splitlines() if line.strip()]
         raise StepFailed(lines[-1] if lines else f"{name} ended with status {result.returncode}")
     return result.stdout
+
+
+def end_with(pipe):
+    """Kills the group of this process when the other end of a pipe closes: its jobs have nobody left to make tables of them."""
+    def wait():
+        os.read(pipe, 1)
+        os.killpg(0, signal.SIGKILL)
+
+    threading.Thread(target=wait, daemon=True).start()
 
 
 def version(folder):

@@ -5,7 +5,6 @@
 """
 
 import argparse
-import contextlib
 import gzip
 import json
 import os
@@ -138,6 +137,13 @@ class Cohort(unittest.TestCase):
         before = reports(output)
         self.assertEqual(run(self.bids, output).returncode, 3)
         self.assertEqual(reports(output), before)
+        places = [output, output.parent / "nowhere"]
+        seen = [{path: path.lstat().st_mtime_ns for path in place.rglob("*")} for place in places]
+        for place, count in zip(places, (3, OPTIONS.subjects + 4)):  # what has failed is done again
+            told = run(self.bids, place, "--dry-run")
+            self.assertRegex(told.stdout + told.stderr, rf"(?m)^scan +{count}\b")
+        self.assertEqual([{path: path.lstat().st_mtime_ns for path in place.rglob("*")} for place in places], seen)
+        self.assertFalse(places[1].exists())
         os.utime(scan_of(self.bids, "02"))
         self.assertEqual(run(self.bids, output).returncode, 3)
         after = reports(output)
@@ -159,19 +165,29 @@ class Cohort(unittest.TestCase):
         for name in ("dataset_description.json", "mine.tsv"):
             self.assertEqual((output / name).read_bytes(), b"by hand")
 
-    def test_killed_run_goes_on_with_the_same_bits(self):
-        output = self.scratch / "killed"
-        process = subprocess.Popen(command(self.bids, output, "--n-cpus", "2"), stdout=subprocess.DEVNULL,
-                                   stderr=subprocess.DEVNULL, start_new_session=True)
-        while process.poll() is None and not reports(output):
-            pass
-        with contextlib.suppress(ProcessLookupError):
-            os.killpg(process.pid, signal.SIGKILL)
-        process.wait()
-        for path in reports(output):
-            json.loads(path.read_text())
-        self.assertEqual(run(self.bids, output, "--n-cpus", "2").returncode, 3)
-        self.assertEqual(tables(output), self.tables)
+    def test_ends_with_all_its_jobs_and_goes_on_with_the_same_bits(self):
+        """Signals reach mth-cohort alone, in the middle of a scan; Snakemake is killed as well."""
+        some = ["--participant-label", "01", "02", "--n-cpus", "2"]
+        whole = self.scratch / "two"
+        self.assertEqual(run(self.bids, whole, *some).returncode, 0)
+        ends = [(signal.SIGINT, 3), (signal.SIGKILL, -signal.SIGKILL), (None, 3)]
+        for i, (number, status) in enumerate(ends):
+            output, pipe = self.scratch / f"ended{i}", self.scratch / f"pipe{i}"
+            os.mkfifo(pipe)
+            kill = "" if number else "kill -9 $(ps -o sid= -p $$); "  # Snakemake has a session of its own
+            slow = faulty_tools(self.scratch / f"slow{i}", "segment_mr", f"exec 3>{pipe}; echo at work >&3; {kill}exec sleep infinity")
+            process = subprocess.Popen(command(self.bids, output, *some, "--tools", slow), stdout=subprocess.DEVNULL,
+                                       stderr=subprocess.DEVNULL)
+            with open(pipe, encoding="utf-8") as work:
+                self.assertEqual(work.readline(), "at work\n")
+                if number:
+                    process.send_signal(number)
+                self.assertEqual(process.wait(), status)
+                self.assertEqual(work.read(), "")  # comes when the last of its jobs has ended
+            second = run(self.bids, output, *some, "--tools", slow)
+            self.assertEqual(second.returncode, 0, second.stdout + second.stderr)
+            self.assertEqual(tables(output), tables(whole))
+            self.assertEqual([*output.rglob(".sub-*")], [])
 
     def test_scans_that_failed_are_done_again_with_the_same_bits(self):
         # The program is killed, the job around it, and the disc is full.
@@ -217,6 +233,7 @@ class Cohort(unittest.TestCase):
             ((self.bids, self.bids), "own"),
             ((self.bids, self.scratch / "out", "--participant-label", "77"), "77"),
             ((self.bids, self.scratch / "1"), "neither empty"),
+            ((self.bids, self.scratch / "{out}"), "braces"),
         ]
         for arguments, text in cases:
             result = run(*arguments)
@@ -231,6 +248,23 @@ class Cohort(unittest.TestCase):
                               (self.output / "report" / "index.html").as_uri()], capture_output=True, text=True, check=True)
         self.assertEqual(dom.stdout.count("<tr class="), OPTIONS.subjects + 4)
 
+    def test_jobs_of_a_cluster_are_told_from_what_slurm_says(self):
+        unknown = "echo slurm_load_jobs error: Invalid job id specified >&2; exit 1"
+        cases = [("echo JobId=7 JobState=RUNNING Reason=None", "", "running"), ("echo JobId=7 JobState=COMPLETED Reason=None", "", "success"),
+                 ("echo JobId=7 JobState=TIMEOUT Reason=TimeLimit", "", "failed"), ("echo JobId=7 JobState=PENDING Reason=Priority", "", "running"),
+                 ("echo JobId=7 JobState=PENDING Reason=launch_failed_requeued_held Dependency=none", "", "failed"),
+                 ("echo slurm_load_jobs error: Unable to contact slurm controller >&2; exit 1", "echo COMPLETED", "running"),
+                 (unknown, "", "failed"), (unknown, "echo COMPLETED", "success"), (unknown, "echo RUNNING", "failed")]
+        for i, (controller, accounts, told) in enumerate(cases):
+            folder = self.scratch / f"slurm{i}"
+            folder.mkdir()
+            for name, answer in (("scontrol", controller), ("sacct", accounts), ("scancel", "")):
+                (folder / name).write_text(f"#!/bin/sh\n{answer}\n")
+                (folder / name).chmod(0o755)
+            found = subprocess.run([FRONT.parent / "profiles" / "slurm" / "status.sh", "7"], capture_output=True, text=True, check=True,
+                                   env={**os.environ, "PATH": f"{folder}:{os.environ['PATH']}"})
+            self.assertEqual(found.stdout, told + "\n", controller + accounts)
+
     def test_cluster_gives_the_same_table(self):
         if not OPTIONS.slurm:
             self.skipTest("needs --slurm")
@@ -238,7 +272,8 @@ class Cohort(unittest.TestCase):
         # The scheduler ends while scans are at work, and is started again.
         restart = ('"$@" & front=$!\n'
                    f'until [ -n "$(find {output} -name "*_desc-mth_T1w.json" 2>/dev/null)" ]; do kill -0 $front || exit 1; done\n'
-                   'controller=${SLURM_CONF%/*}/slurmctld.pid\nkill -9 "$(cat "$controller")"\nrm "$controller"\nslurmctld\n'
+                   'controller=$(cat "${SLURM_CONF%/*}/slurmctld.pid")\nkill "$controller"\n'
+                   'while kill -0 "$controller" 2>/dev/null; do sleep 0.1; done\nslurmctld\n'
                    'wait $front')
         result = subprocess.run([HERE / "with_slurm.sh", "sh", "-c", restart, "sh",
                                  *command(self.bids, output, "--profile", "slurm")],
