@@ -36,7 +36,7 @@ def denoise(image: ArrayLike, method: str = "volume", *, noise: float = 0.0, fac
     image : 1 to 3 axes; float32 stays so, and what is negative or not finite counts as 0. Of "volume" data in Fortran
         order, as nibabel gives it, goes in without a copy, other layouts with one; the result is in Fortran order.
     method : "volume", overlapping blocks and means of similar places, in two or three dimensions; "wavelet", of planes
-        alone, which gives whole grey levels; or "quick", of planes, soft thresholds of wavelets at every place, in a seventh
+        alone, which gives whole grey levels; or "quick", of planes, soft thresholds of wavelets at every place, in a sixth
         of the time of "volume". It leaves more of the noise, and the mean of the Rician one.
     noise : of "volume" and "quick": the deviation of the noise; 0 estimates it.
     factor, window : of "wavelet": how many noise levels a detail must stand out, and the side of its neighbourhood.
