@@ -95,6 +95,8 @@ class SampleSteps:
     def __init__(self, images: Sequence[Image], mask: Optional[Image], clusters: int, m: float, has_start: bool) -> None:
         found = samples(images, mask)
         self.count = len(found)
+        if not has_start and self.count < clusters:
+            raise ValueError(f"{self.count} voxels, fewer than the {clusters} clusters")
         self.start: Any = None if has_start else _mth.quantile_centroids(found, clusters)
         self.features = found.shape[1]
         self._part = _mth.Samples(found, clusters)

@@ -21,6 +21,7 @@ from __future__ import annotations
 import functools
 import json
 import math
+import operator
 import os
 from collections.abc import Callable, Sequence
 from dataclasses import dataclass, field as member
@@ -210,33 +211,44 @@ class _Cohort:
         return total, [change for _, change in answers]
 
 
-def _start_centroids(cohort: _Cohort, init: Any, clusters: int) -> Floats:
+def _start_centroids(cohort: _Cohort, init: Optional[Floats], clusters: int) -> Floats:
     """Those given, or the mean of what each scan would start from."""
-    if isinstance(init, str):
+    if init is None:
         total = np.zeros_like(cohort.starts[0])
         for start in cohort.starts:
             total += start
         return np.asarray(total / len(cohort.starts))
+    if init.shape[1] != cohort.features:
+        raise ValueError(f"init has the shape {init.shape}, where ({clusters}, {cohort.features}) is needed")
+    return init
+
+
+def _given_centroids(init: Any, clusters: int) -> Optional[Floats]:
+    """None for those of the scans themselves."""
+    if isinstance(init, str):
+        if init != "quantiles":
+            raise ValueError(f"init is {init!r}: neither 'quantiles' nor centroids")
+        return None
     centroids = np.array(init, dtype=np.float64)
     if centroids.ndim == 1:
         centroids = centroids[:, np.newaxis]
-    if centroids.shape != (clusters, cohort.features) or not np.isfinite(centroids).all():
-        raise ValueError(f"init has the shape {centroids.shape}, where finite ({clusters}, {cohort.features}) is needed")
+    if centroids.ndim != 2 or len(centroids) != clusters or not np.isfinite(centroids).all():
+        raise ValueError(f"init has the shape {centroids.shape}, where {clusters} finite centroids are needed")
     return centroids
 
 
 def _iterate(images: Images, clusters: int, m: float, has_converged: Callable[[list[float]], bool],
              change_of: Callable[[list[float]], float], max_iter: int, *, client: Client, masks: Optional[Images], init: Any,
              memory: Optional[int], on_error: str, progress: Progress, method: str, parameters: dict[str, Any]) -> Model:
+    clusters = operator.index(clusters)
     if clusters < 1:
         raise ValueError(f"clusters is {clusters}, not a positive number")
     if max_iter < 1:
         raise ValueError("max_iter is not a positive number")
-    if isinstance(init, str) and init != "quantiles":
-        raise ValueError(f"init is {init!r}: neither 'quantiles' nor centroids")
+    start = _given_centroids(init, clusters)
     with reporting(progress, f"{method} of a cohort") as report, _Cohort(images, masks, client, memory, on_error) as cohort:
-        cohort.start(_scans.SampleSteps, clusters, m, not isinstance(init, str))
-        centroids = _start_centroids(cohort, init, clusters)
+        cohort.start(_scans.SampleSteps, clusters, m, start is not None)
+        centroids = _start_centroids(cohort, start, clusters)
         total, changes, n_iter = np.zeros(0), [math.inf], 0
         while n_iter < max_iter and not has_converged(changes):
             if n_iter > 0:
@@ -317,6 +329,7 @@ def tissue(images: Images, tissues: int = 3, client: Client = None, *, masks: Op
     >>> tissue([image, image + 1.0], 3, field=False).centroids.ravel().round(-1)
     array([10., 50., 90.])
     """
+    tissues = operator.index(tissues)
     if not 1 <= tissues <= 16:
         raise ValueError(f"tissues is {tissues}, not 1 to 16")
     size = None if voxel_size is None else [float(length) for length in voxel_size] + [1.0] * (3 - len(voxel_size))

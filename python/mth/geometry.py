@@ -206,11 +206,11 @@ class Curve:
 
     def chi2(self, model: Curve) -> float:
         """Sum of (y - y of the model)**2 / y of the model, where that is at least 0.001 in magnitude."""
-        return self._curve.chi2(model._curve)
+        return self._curve.chi2(_curve_of(model))
 
     def squared_error(self, model: Curve) -> float:
         """Sum of (y - y of the model)**2."""
-        return self._curve.squared_error(model._curve)
+        return self._curve.squared_error(_curve_of(model))
 
     def fwhm(self, low: float = 0.0, high: Optional[float] = None) -> Width:
         """Full width at half maximum of a peak from low to high, by default the largest y.
@@ -219,3 +219,9 @@ class Curve:
         """
         top = float(self.y.max(initial=0.0)) if high is None else high
         return Width(*self._curve.fwhm(low, top))
+
+
+def _curve_of(model: Any) -> _mth.Curve:
+    if not isinstance(model, Curve):
+        raise TypeError(f"model is a {type(model).__name__}, not a Curve")
+    return model._curve

@@ -166,6 +166,8 @@ def test_curves():
     assert peak.width == pytest.approx(2.355 * 20.0, abs=2.0)
     with pytest.raises(ValueError, match="2 points, where 3"):
         mth.Curve([0.0, 1.0], [0.0, 1.0]).derivative()
+    with pytest.raises(TypeError, match="model is a int"):
+        curve.chi2(1)
     with pytest.raises(ValueError, match="x has 1 values, y 2"):
         mth.Curve([0.0], [0.0, 1.0])
 
