@@ -1,6 +1,8 @@
 #pragma once
 
+#ifndef MTH_WITHOUT_ZLIB  // as a compiler for another machine may be
 #include <zlib.h>
+#endif
 
 #include <algorithm>
 #include <array>
@@ -46,6 +48,13 @@ inline TrueImage Phantom() {
   return {image, 200.0};
 }
 
+#ifdef MTH_WITHOUT_ZLIB
+inline constexpr bool kReadsHead = false;
+inline TrueImage HeadSlice(const std::string&) {
+  return {MTH_MATRIX(), 0.0};
+}
+#else
+inline constexpr bool kReadsHead = true;
 /// The MR slice of data/ with the skull; an unallocated image when it cannot be read.
 inline TrueImage HeadSlice(const std::string& path) {
   constexpr int kRows = 217;
@@ -66,6 +75,7 @@ inline TrueImage HeadSlice(const std::string& path) {
   }
   return {image, kWhiteMatter};
 }
+#endif
 
 /// Normal deviates that are the same with every compiler.
 class NormalDeviates {
