@@ -103,6 +103,8 @@ class Scan:
         self.manifest.require_ours(self.earlier_maps())
         noise = self.denoise() if self.settings["denoise"] else {"deviations": [0.0]}
         tissues = self.segment()
+        if "volume_ml" not in tissues["classes"][0]:
+            raise tools.StepFailed("a single plane, which has no volumes")
         texture = self.texture() if self.settings["texture"] else {}
         self.keep(self.labels, self.place_of(self.labels))
         classes = [{name: tissue[name] for name in ("name", "centroid", "mean", "deviation", "volume_ml",

@@ -36,7 +36,7 @@ def scan_of(root, subject):
 
 
 def make_cohort(root, scratch):
-    """Subjects 01 ..., and four that something is wrong with."""
+    """Subjects 01 ..., and five that something is wrong with."""
     root.mkdir()
     (root / "dataset_description.json").write_text(json.dumps({"Name": "phantoms", "BIDSVersion": "1.8.0"}))
     for seed in range(1, OPTIONS.subjects + 1):
@@ -49,6 +49,10 @@ def make_cohort(root, scratch):
     scan_of(root, "empty").write_bytes(b"")
     scan_of(root, "half").write_bytes(whole[:len(whole) // 2])
     voxels = bytearray(gzip.decompress(whole))
+    size = struct.unpack_from("<hh", voxels, 42)
+    plane = voxels[:352 + 4 * size[0] * size[1]]
+    struct.pack_into("<h", plane, 46, 1)
+    scan_of(root, "plane").write_bytes(gzip.compress(bytes(plane)))
     datatype, bits = struct.unpack_from("<hh", voxels, 70)
     assert (datatype, bits) == (16, 32)
     for i in range(0, 4000, 4):
@@ -110,9 +114,9 @@ class Cohort(unittest.TestCase):
         self.assertEqual(self.first.returncode, 3, self.first.stderr)
         lines = [line.split("\t") for line in self.tables["volumes.tsv"].decode().splitlines()]
         rows = {line[0].split("/")[0]: dict(zip(lines[0], line)) for line in lines[1:]}
-        self.assertEqual(len(rows), OPTIONS.subjects + 4)
+        self.assertEqual(len(rows), OPTIONS.subjects + 5)
         for name, row in rows.items():
-            is_bad = name in ("sub-empty", "sub-half", "sub-grid")
+            is_bad = name in ("sub-empty", "sub-half", "sub-plane", "sub-grid")
             self.assertEqual(row["status"], "failed" if is_bad else "done", row)
             self.assertEqual(row["reason"] == "n/a", not is_bad, row)
         for seed in range(1, OPTIONS.subjects + 1):
@@ -125,7 +129,7 @@ class Cohort(unittest.TestCase):
             sidecar = json.loads(Path(str(path).removesuffix(".nii.gz") + ".json").read_text())
             self.assertEqual(sidecar["Settings"]["clusters"], 3)
         page = (self.output / "report" / "index.html").read_text()
-        self.assertEqual(page.count("<tr class="), OPTIONS.subjects + 4)
+        self.assertEqual(page.count("<tr class="), OPTIONS.subjects + 5)
         self.assertNotIn("http", page)
         leftovers = [path for path in self.output.rglob(".sub-*")]
         self.assertEqual(leftovers, [])
@@ -246,7 +250,7 @@ class Cohort(unittest.TestCase):
             self.skipTest("needs chromium")
         dom = subprocess.run([browser, "--headless", "--no-sandbox", "--disable-gpu", "--dump-dom",
                               (self.output / "report" / "index.html").as_uri()], capture_output=True, text=True, check=True)
-        self.assertEqual(dom.stdout.count("<tr class="), OPTIONS.subjects + 4)
+        self.assertEqual(dom.stdout.count("<tr class="), OPTIONS.subjects + 5)
 
     def test_jobs_of_a_cluster_are_told_from_what_slurm_says(self):
         unknown = "echo slurm_load_jobs error: Invalid job id specified >&2; exit 1"
