@@ -45,6 +45,10 @@ void AddPoints(Cases& cases) {
     MTH_MATRIX_CHGREF change(static_cast<int>(a.size()), a.data(), b.data());
     change.ComputeByGeometricMethod();
   });
+  add("refinement of a registration", 1000, [](Set& a, Set& b) {
+    MTH_MATRIX_CHGREF change(static_cast<int>(a.size()), a.data(), b.data());
+    change.Optimise();
+  });
   add("registration", 1000000, [](Set& a, Set& b) {
     MTH_MATRIX_CHGREF change(static_cast<int>(a.size()), a.data(), b.data());
     change.ComputeFromSetsByQuaternion();
@@ -234,7 +238,7 @@ class RegistrationCost : private Sets, public MTH_FUNCT_CHGREF_PARAM {
         MTH_FUNCT_CHGREF_PARAM(start, static_cast<int>(first.size()), first.data(), second.data()) {}
 };
 
-// The minimisation that MTH_MATRIX_CHGREF::Optimise is.
+// The minimisation behind MTH_MATRIX_CHGREF::Optimise, whatever its points are.
 void AddShippedRegistration(Cases& cases) {
   AddMinimiser(
       cases, "geometry/registration by the shipped cost", 1000, Values(6, 0.0),

@@ -10,6 +10,7 @@
 #include "mth/core/Mth_elementary_internal.h"
 #include "mth/geometry/Mth_funct_chgref_param.h"
 #include "mth/geometry/Mth_rigid_map_internal.h"
+#include "mth/geometry/Mth_vector3_internal.h"
 
 // Construction, access, conversions between matrix, angles and quaternion, mapping and refinement.
 
@@ -85,6 +86,12 @@ void SetRotationOfRadians(double a, double b, double c, MTH_MATRIX& m) {
   m.Set(0, 2, sinC * sinA + cosC * sinB * cosA);
   m.Set(1, 2, -sinC * cosA + cosC * sinB * sinA);
   m.Set(2, 2, cosC * cosB);
+}
+
+bool AreFinite(const MTH_3D_DOUBLE* points, int count) {
+  return std::all_of(points, points + count, [](const MTH_3D_DOUBLE& point) {
+    return mth_internal::IsFinite(mth_internal::ToVector(point));
+  });
 }
 
 }  // namespace
@@ -242,8 +249,10 @@ bool MTH_MATRIX_CHGREF::Optimise() {
   double rows[12];
   for (int k = 0; k < 12; ++k) rows[k] = Get(k / 4, k % 4);
   MTH_FUNCT_CHGREF_PARAM cost(rows, dimension_, first_, second_);
+  // A point that is not finite has no finite distance under any angles: nothing can be gained.
+  const short allowed = AreFinite(first_, dimension_) && AreFinite(second_, dimension_) ? kIterations : 0;
   short iterations = 0;
-  if (!cost.ComputeOptimumPowell(nullptr, kIterations, kTolerance, &iterations, true)) return false;
+  if (!cost.ComputeOptimumPowell(nullptr, allowed, kTolerance, &iterations, true)) return false;
   // Intended: the minimiser has moved parameters of its own, so that these are the former elements.
   for (int k = 0; k < 12; ++k) Set(k / 4, k % 4, rows[k]);
   return true;

@@ -150,7 +150,8 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   /// matrix's first six elements as parameters. Intended: the matrix stays as it was, whatever is found. Nor
   /// does the translation change the cost (MTH_FUNCT_CHGREF_PARAM): a transform with the least mean distance
   /// is what OptimiseMeanDistance finds.
-  /// @return  whether the minimiser lowered the distance; false without sets or memory.
+  /// @return  whether the minimiser lowered the distance; false without sets or memory, and, after a single
+  ///          evaluation, with a point that is not finite.
   bool Optimise();
   /// The rigid transform that maps the first set to the second with the least mean distance, and so hardly
   /// minds landmarks that are wrong: angles and translation are minimised together by Powell's method, from

@@ -324,6 +324,13 @@ TEST(Registration, OptimiseShowsItsProgressAndLeavesTheMatrix) {
   MTH_FUNCT_CHGREF_PARAM cost(start, 30, first.data(), second.data());
   EXPECT_TRUE(cost.ComputeOptimumPowell(nullptr, 100, 1e-5, nullptr, true));
   EXPECT_EQ(display.windows.at(1)->actions, display.windows[0]->actions);
+  // With a point that is not finite there is nothing to gain: the window closes at once.
+  for (const double odd : {std::nan(""), HUGE_VAL}) {
+    second[29].SetY(odd);
+    EXPECT_FALSE(change.Optimise());
+    EXPECT_TRUE(display.windows.back()->isClosed);
+    EXPECT_LE(display.windows.back()->actions.size(), 1U);
+  }
   change.SetRef2(nullptr);
   EXPECT_FALSE(change.Optimise());
   MTH_MATRIX_CHGREF none(0, first.data(), second.data());
