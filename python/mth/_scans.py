@@ -115,6 +115,8 @@ class TissueSteps:
 
     def __init__(self, images: Sequence[Image], mask: Optional[Image], tissues: int, field: bool, local_means: bool,
                  field_width: float, voxel_size: Optional[Sequence[float]]) -> None:
+        if len(images) > 1:
+            raise ValueError(f"{len(images)} images of one scan, where tissues are of one")
         image, size = read(images[0])
         chosen = inside([image], mask)
         self.count = int(np.count_nonzero(chosen))

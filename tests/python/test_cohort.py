@@ -128,6 +128,8 @@ def test_refuses_what_it_cannot_use(arguments, options, text):
         cohort.k_means(*arguments, **options)
     with pytest.raises((TypeError, ValueError)):
         cohort.tissue(SCANS[0])
+    with pytest.raises(cohort.CohortError, match="tissues are of one"):
+        cohort.tissue([(SCANS[0], SCANS[1])])
 
 
 class Deadly:

@@ -1,5 +1,6 @@
 """Running the command-line hosts, and writing files that are whole or not there."""
 
+import contextlib
 import hashlib
 import json
 import os
@@ -101,19 +102,25 @@ def checksum(path):
     return hashlib.sha256(Path(path).read_bytes()).hexdigest() if Path(path).is_file() else None
 
 
-def write_whole(path, text):
-    """Writes a file beside its place and moves it there: nobody sees half of it."""
+@contextlib.contextmanager
+def part_of(path):
+    """A file beside the place of another one, which takes that place when all went well: nobody sees half of it."""
     path = Path(path)
     path.parent.mkdir(parents=True, exist_ok=True)
     part = path.with_name(f".{path.name}.{os.getpid()}")
-    part.write_text(text, encoding="utf-8")
-    os.replace(part, path)
+    try:
+        yield part
+        os.replace(part, path)
+    finally:
+        part.unlink(missing_ok=True)
+
+
+def write_whole(path, text):
+    with part_of(path) as part:
+        part.write_text(text, encoding="utf-8")
 
 
 def move_whole(source, target):
-    """Moves a file into its place, also across file systems, whole or not at all."""
-    target = Path(target)
-    target.parent.mkdir(parents=True, exist_ok=True)
-    part = target.with_name(f".{target.name}.{os.getpid()}")
-    shutil.move(str(source), str(part))
-    os.replace(part, target)
+    """Moves a file into its place, also across file systems."""
+    with part_of(target) as part:
+        shutil.move(str(source), str(part))

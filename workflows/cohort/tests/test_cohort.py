@@ -238,6 +238,7 @@ class Cohort(unittest.TestCase):
             ((self.bids, self.scratch / "out", "--participant-label", "77"), "77"),
             ((self.bids, self.scratch / "1"), "neither empty"),
             ((self.bids, self.scratch / "{out}"), "braces"),
+            ((self.bids, self.bids / "dataset_description.json" / "out"), "Not a directory"),
         ]
         for arguments, text in cases:
             result = run(*arguments)
