@@ -24,6 +24,14 @@ struct FileCloser {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
+using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
+
+FilePtr Open(const std::string& path) {
+  FilePtr file(std::fopen(path.c_str(), "rb"));
+  if (!file) throw Failure("cannot open " + path);
+  return file;
+}
+
 struct PictureReleaser {
   void operator()(png_image* picture) const { png_image_free(picture); }
 };
@@ -126,8 +134,7 @@ void WriteEncoded(const std::string& path, png_image& image, const void* pixels)
 }  // namespace
 
 GreyImage ReadPng(const std::string& path) {
-  const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
-  if (!file) throw Failure("cannot open " + path);
+  const FilePtr file = Open(path);
   DecodedPng decoded;
   decoded.reader = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, LeaveSilently, IgnoreWarning);
   if (decoded.reader == nullptr) throw std::bad_alloc();
@@ -155,9 +162,10 @@ GreyImage ReadPng(const std::string& path) {
 }
 
 Raster ReadPicture(const std::string& path) {
+  const FilePtr file = Open(path);
   png_image header = {};
   header.version = PNG_IMAGE_VERSION;
-  if (png_image_begin_read_from_file(&header, path.c_str()) == 0) Damaged(path);
+  if (png_image_begin_read_from_stdio(&header, file.get()) == 0) Damaged(path);
   const std::unique_ptr<png_image, PictureReleaser> reader(&header);
   header.format = PNG_FORMAT_RGB;
   CheckSize(std::uint64_t{3} * header.width * header.height, path);

@@ -63,12 +63,15 @@ StagedFolder& Results::FolderOf(const std::string& path) {
   std::error_code error;
   // As the system takes it: ".." after a link leads out of what the link names.
   fs::path folder = fs::weakly_canonical(path.empty() ? "." : path, error);
-  const auto fail = [&] { throw Failure("cannot write into the folder " + path); };
+  const auto fail = [&](const std::string& reason) {
+    throw Failure("cannot write into the folder " + path + ": " + reason);
+  };
   if (!error) folder = fs::absolute(folder, error);
-  if (error) fail();
+  if (error) fail(error.message());
   if (!folder.has_filename()) folder = folder.parent_path();  // "folder/" means "folder"
   const fs::path existing = NearestExisting(folder);
-  if (!fs::is_directory(existing, error) || access(existing.c_str(), W_OK | X_OK) != 0) fail();
+  if (!fs::is_directory(existing, error)) fail(existing.string() + " is no folder");
+  if (access(existing.c_str(), W_OK | X_OK) != 0) fail(WriteFailure::FromErrno().what());
   for (const auto& staged : folders_) {
     if (staged->GetPath() == folder || fs::equivalent(staged->GetPath(), folder, error)) return *staged;
   }
