@@ -154,6 +154,7 @@ bool ParseOptions(int argc, char** argv, Options& options) {
       ->type_name("FILE")
       ->needs(file);
   example::AddSeriesOptions(app, options.series);
+  for (const char* name : {"--series", "--echo"}) app.get_option(name)->needs(file);
   example::AddReportOptions(app, options.output);
   CLI::Option* list =
       app.add_flag("--list", options.listsSeries, "Only list the series of DICOM folders")->needs(file);

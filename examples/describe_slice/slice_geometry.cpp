@@ -56,6 +56,8 @@ SliceGeometry ReadSliceGeometry(const std::string& path, std::optional<int> inde
   if (std::filesystem::exists(path) && !example::IsNiftiPath(path) && example::IsDicomPath(path))
     return GeometryOfSeries(example::ReadDicomGeometry(path, choice), index);
   if (!std::filesystem::is_regular_file(path)) throw Failure("cannot open " + path);
+  if (!choice.series.empty() || choice.echo)
+    throw Failure("--series and --echo choose among DICOM slices: " + path + " holds none");
   const example::GreyImage grid = example::ReadNiftiGrid(path);
   if (!grid.affine) throw Failure("no place in the scanner in " + path);
   const example::Affine& toWorld = *grid.affine;

@@ -31,8 +31,8 @@ using example::Segmentation;
 using segment_mr::Options;
 
 // The image as it is, or the plane of the volume that the user asks for; completes the options with it.
-GreyImage ReadChosenImage(const std::string& path, Options& options) {
-  GreyImage image = example::ReadImage(path, options.series);
+GreyImage ReadChosenImage(const std::string& path, Options& options, const example::SeriesChoice& series) {
+  GreyImage image = example::ReadImage(path, series);
   if (!options.axis && !options.index) return image;
   if (!example::IsVolume(image)) throw Failure("--axis and --index need a volume, not a single image");
   const int axis = options.axis.value_or(2);
@@ -47,7 +47,9 @@ GreyImage ReadChosenImage(const std::string& path, Options& options) {
 // Another image of the same grid; none without a name.
 std::optional<GreyImage> ReadCompanion(const std::string& path, const GreyImage& image, Options& options) {
   if (path.empty()) return std::nullopt;
-  GreyImage companion = ReadChosenImage(path, options);
+  // A mask of a series is a file of another kind as often as not.
+  const bool isDicom = !example::IsNiftiPath(path) && !example::IsPicturePath(path);
+  GreyImage companion = ReadChosenImage(path, options, isDicom ? options.series : example::SeriesChoice{});
   example::RequireSameGrid(image, options.imagePath, companion, path);
   return companion;
 }
@@ -111,7 +113,7 @@ void TellDropped(const GreyImage& image, const Inside& inside, const Options& op
 
 // The channels of one scan.
 std::vector<GreyImage> ReadChannels(Options& options) {
-  std::vector<GreyImage> channels{ReadChosenImage(options.imagePath, options)};
+  std::vector<GreyImage> channels{ReadChosenImage(options.imagePath, options, options.series)};
   for (std::size_t i = 1; i < options.channelPaths.size(); ++i)
     channels.push_back(*ReadCompanion(options.channelPaths[i], channels.front(), options));
   return channels;

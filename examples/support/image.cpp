@@ -158,6 +158,9 @@ GreyImage ReadImage(const std::string& path, const SeriesChoice& choice) {
   std::error_code error;
   if (!std::filesystem::exists(path, error)) throw Failure("cannot find the image " + path);
   const bool isFile = std::filesystem::is_regular_file(path, error);
+  const bool isChosen = !choice.series.empty() || choice.echo;
+  if (isChosen && isFile && (IsNiftiPath(path) || IsPicturePath(path)))
+    throw Failure("--series and --echo choose among DICOM slices: " + path + " holds none");
   if (isFile && IsNiftiPath(path)) return ReadNifti(path);
   if (isFile && IsPicturePath(path)) return ReadPng(path);
   if (IsDicomPath(path)) return ReadDicom(path, choice);

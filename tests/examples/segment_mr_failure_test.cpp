@@ -163,6 +163,7 @@ TEST(SegmentMrRefuses, BadOptions) {
       {"image2.nii -m fcm", "several images"},
       {"--mask absent.nii", "cannot find"},
       {"--threshold nan", "--threshold"},
+      {"--series 3", "--series"},
       {"-c 5", "too few"},
   };
   const ScratchFolder folder;
