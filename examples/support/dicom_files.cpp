@@ -9,6 +9,7 @@
 #include "support/cancellation.h"
 #include "support/dicom_io.h"
 #include "support/dicom_toolkit.h"
+#include "support/failure.h"
 #include "support/text.h"
 
 namespace example {
@@ -91,6 +92,8 @@ std::vector<std::string> FindDicomFiles(const std::string& path) {
   std::vector<std::string> files{path};
   if (fs::is_directory(path, error)) {
     files = FilesInFolder(path);
+  } else if (!fs::is_regular_file(path, error)) {
+    throw Failure("cannot open " + path);
   } else if (IsDicomDirectory(path)) {
     files = FilesOfDirectory(path);
   }

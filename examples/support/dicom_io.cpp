@@ -12,9 +12,11 @@
 
 namespace example {
 
+// A pipe is not looked into: it may never give a byte.
 bool IsDicomPath(const std::string& path) {
   std::error_code error;
-  return std::filesystem::is_directory(path, error) || LooksLikeDicom(path);
+  if (std::filesystem::is_directory(path, error)) return true;
+  return std::filesystem::is_regular_file(path, error) && LooksLikeDicom(path);
 }
 
 GreyImage ReadDicom(const std::string& path, const SeriesChoice& choice) {

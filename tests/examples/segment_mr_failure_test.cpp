@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <limits>
@@ -122,6 +124,8 @@ TEST(SegmentMrRefuses, DamagedAndUnsupportedImages) {
   }
   ExpectRefusal(folder, Quoted(folder / "absent.nii") + " -o " + Quoted(folder / "result"), "cannot find");
   ExpectRefusal(folder, Quoted(folder / "") + " -o " + Quoted(folder / "result"), folder / "");  // no series
+  ASSERT_EQ(mkfifo((folder / "pipe.dcm").c_str(), 0666), 0);  // not waited for
+  ExpectRefusal(folder, Quoted(folder / "pipe.dcm") + " -o " + Quoted(folder / "result"), "is not a file");
 }
 
 TEST(SegmentMrRefuses, BadOptions) {
