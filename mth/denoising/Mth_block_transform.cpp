@@ -216,6 +216,8 @@ class BlockPass {
         layout_.AddTo(weightSums_.Get() + y * layout_.Stride(), weights + size_.Row(y, z));
       }
     }
+    // What was added beyond the ends of rows would grow from slab to slab until it overflows.
+    std::fill_n(rows_.Get(), kernels_.z.side * layout_.Stride(), 0.0F);
   }
 
   bool IsRow(std::int64_t y) const { return y >= 0 && y < size_.y; }
