@@ -35,7 +35,7 @@ allowed='mth_internal::avx(2|512)::.*(FusedStep|FusedVectors|UpdateLanes|UpdateM
 library=$1
 found=$(fused_functions "$library" "${2:-objdump}")
 [[ -n $found ]] || { echo "no fused instruction in $library: is it the library?"; exit 1; }
-wrong=$(grep -Ev "^ *[0-9]+ (void |bool |auto |double __vector\([0-9]\) )*$allowed" <<<"$found" || true)
+wrong=$(grep -Ev "^ *[0-9]+ (void |bool |auto |double (__vector\([0-9]\)|vector\[[0-9]\]) )*$allowed" <<<"$found" || true)
 if [[ -n $wrong ]]; then
   echo "fused instructions where two roundings are due (count, function):"
   echo "$wrong"
