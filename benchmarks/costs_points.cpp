@@ -125,6 +125,7 @@ void AddMinimiser(Cases& cases, const std::string& name, int size, const Values&
   const auto perform = [=](Values data) {
     Values x = start;
     const auto cost = makeCost(data, static_cast<int>(data.size()));
+    cost->SetDefined(true);  // or it would ignore where to start
     cost->SetParameters(x.data());
     cost->SetGradientStep(0.01);
     minimise(*cost, x.data());

@@ -95,7 +95,7 @@ LUFactors::LUFactors(const MTH_MATRIX& matrix)
 
 double LUFactors::Determinant() const {
   double product = 1.0;
-  for (std::int64_t i = 0; i < size_; ++i) product *= elements_[i * (size_ + 1)];
+  for (std::int64_t i = 0; i < size_; ++i) product = ProductOfPivots(product, elements_[i * (size_ + 1)]);
   return product;
 }
 

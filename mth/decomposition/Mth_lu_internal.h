@@ -1,12 +1,23 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
+#include <limits>
 #include <memory>
 
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 
 namespace mth_internal {
+
+/// The product of two numbers, infinite where it is beyond the largest one, but without the overflow: hosts
+/// that trap it can solve systems whose pivots have no product.
+inline double ProductOfPivots(double a, double b) {
+  constexpr double kDown = 0x1p-520;  // of both: what overflowed reaches 2^(1024 - 1040)
+  const double scaled = a * kDown * (b * kDown);
+  const bool isBeyond = std::abs(a) > 1.0 && std::abs(b) > 1.0 && std::abs(scaled) >= 0x1p-16;
+  return isBeyond ? scaled * std::numeric_limits<double>::infinity() : a * b;
+}
 
 /// Matrices of up to this many rows are factored and solved on the stack, by plain loops.
 constexpr std::int64_t kSmallSystem = 16;

@@ -32,7 +32,8 @@ constexpr double kSmallestDeterminant = 1e-9;
 // In double from 1, along the diagonal of a matrix that LU made.
 double DiagonalProduct(const MTH_MATRIX& factors) {
   double product = 1.0;
-  for (int i = 0; i < factors.GetNbRows(); ++i) product *= factors.Get(i, i);
+  for (int i = 0; i < factors.GetNbRows(); ++i)
+    product = mth_internal::ProductOfPivots(product, factors.Get(i, i));
   return product;
 }
 
