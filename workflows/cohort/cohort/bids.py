@@ -1,6 +1,7 @@
 """The names of the BIDS standard: where scans are, and what results are called."""
 
 import json
+import os
 from pathlib import Path
 
 from . import tools
@@ -27,6 +28,7 @@ def find_scans(bids_dir, labels=None):
     wanted = {label.removeprefix("sub-") for label in labels} if labels else None
     scans = []
     root = Path(bids_dir)
+    derivatives = sorted(root.glob("derivatives/*"))
     for image in sorted(root.glob("sub-*/**/anat/*_T1w.nii*")):
         relative = image.relative_to(root)
         subject = relative.parts[0].removeprefix("sub-")
@@ -35,8 +37,9 @@ def find_scans(bids_dir, labels=None):
         key = str(relative).removesuffix(".gz").removesuffix("_T1w.nii")
         if scans and scans[-1]["key"] == key:
             continue  # the same scan packed and unpacked
-        masks = sorted(root.glob(f"derivatives/*/{key}{MASK}"))
-        scans.append({"key": key, "image": str(image.resolve()), "mask": str(masks[0].resolve()) if masks else ""})
+        masks = [path for path in (folder / (key + MASK) for folder in derivatives) if os.path.lexists(path)]
+        # Links stay: what they lead to, as in an annex, may have another name.
+        scans.append({"key": key, "image": os.path.abspath(image), "mask": os.path.abspath(masks[0]) if masks else ""})
     if wanted is not None:
         missing = wanted - {scan["key"].split("/")[0].removeprefix("sub-") for scan in scans}
         if missing:

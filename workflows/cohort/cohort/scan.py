@@ -100,6 +100,9 @@ class Scan:
         self.maps.append(str(target.relative_to(self.output)))
 
     def work(self):
+        for path in filter(None, (self.entry["image"], self.entry["mask"])):
+            if not Path(path).is_file():
+                raise tools.StepFailed(f"there is no file {path}")
         self.manifest.require_ours(self.earlier_maps())
         noise = self.denoise() if self.settings["denoise"] else {"deviations": [0.0]}
         tissues = self.segment()

@@ -36,17 +36,18 @@ def scan_of(root, subject):
 
 
 def make_cohort(root, scratch):
-    """Subjects 01 ..., and five that something is wrong with."""
+    """Subjects 01 ..., and six that something is wrong with."""
     root.mkdir()
     (root / "dataset_description.json").write_text(json.dumps({"Name": "phantoms", "BIDSVersion": "1.8.0"}))
     for seed in range(1, OPTIONS.subjects + 1):
         make_phantom(scratch / str(seed), seed)
-        shutil.copy(scratch / str(seed) / "phantom.nii.gz", scan_of(root, f"{seed:02d}"))
+        scan_of(root, f"{seed:02d}").symlink_to(scratch / str(seed) / "phantom.nii.gz")
         mask = root / "derivatives" / "brain" / f"sub-{seed:02d}" / "anat" / f"sub-{seed:02d}_desc-brain_mask.nii.gz"
         mask.parent.mkdir(parents=True)
         shutil.copy(scratch / str(seed) / "mask.nii.gz", mask)
     whole = scan_of(root, "01").read_bytes()
     scan_of(root, "empty").write_bytes(b"")
+    scan_of(root, "link").symlink_to(scratch / "nowhere")
     scan_of(root, "half").write_bytes(whole[:len(whole) // 2])
     voxels = bytearray(gzip.decompress(whole))
     size = struct.unpack_from("<hh", voxels, 42)
@@ -114,9 +115,9 @@ class Cohort(unittest.TestCase):
         self.assertEqual(self.first.returncode, 3, self.first.stderr)
         lines = [line.split("\t") for line in self.tables["volumes.tsv"].decode().splitlines()]
         rows = {line[0].split("/")[0]: dict(zip(lines[0], line)) for line in lines[1:]}
-        self.assertEqual(len(rows), OPTIONS.subjects + 5)
+        self.assertEqual(len(rows), OPTIONS.subjects + 6)
         for name, row in rows.items():
-            is_bad = name in ("sub-empty", "sub-half", "sub-plane", "sub-grid")
+            is_bad = name in ("sub-empty", "sub-half", "sub-plane", "sub-grid", "sub-link")
             self.assertEqual(row["status"], "failed" if is_bad else "done", row)
             self.assertEqual(row["reason"] == "n/a", not is_bad, row)
         for seed in range(1, OPTIONS.subjects + 1):
@@ -129,7 +130,7 @@ class Cohort(unittest.TestCase):
             sidecar = json.loads(Path(str(path).removesuffix(".nii.gz") + ".json").read_text())
             self.assertEqual(sidecar["Settings"]["clusters"], 3)
         page = (self.output / "report" / "index.html").read_text()
-        self.assertEqual(page.count("<tr class="), OPTIONS.subjects + 5)
+        self.assertEqual(page.count("<tr class="), OPTIONS.subjects + 6)
         self.assertNotIn("http", page)
         leftovers = [path for path in self.output.rglob(".sub-*")]
         self.assertEqual(leftovers, [])
@@ -143,7 +144,7 @@ class Cohort(unittest.TestCase):
         self.assertEqual(reports(output), before)
         places = [output, output.parent / "nowhere"]
         seen = [{path: path.lstat().st_mtime_ns for path in place.rglob("*")} for place in places]
-        for place, count in zip(places, (3, OPTIONS.subjects + 4)):  # what has failed is done again
+        for place, count in zip(places, (5, OPTIONS.subjects + 6)):  # what has failed is done again
             told = run(self.bids, place, "--dry-run")
             self.assertRegex(told.stdout + told.stderr, rf"(?m)^scan +{count}\b")
         self.assertEqual([{path: path.lstat().st_mtime_ns for path in place.rglob("*")} for place in places], seen)
@@ -251,7 +252,7 @@ class Cohort(unittest.TestCase):
             self.skipTest("needs chromium")
         dom = subprocess.run([browser, "--headless", "--no-sandbox", "--disable-gpu", "--dump-dom",
                               (self.output / "report" / "index.html").as_uri()], capture_output=True, text=True, check=True)
-        self.assertEqual(dom.stdout.count("<tr class="), OPTIONS.subjects + 5)
+        self.assertEqual(dom.stdout.count("<tr class="), OPTIONS.subjects + 6)
 
     def test_jobs_of_a_cluster_are_told_from_what_slurm_says(self):
         unknown = "echo slurm_load_jobs error: Invalid job id specified >&2; exit 1"
