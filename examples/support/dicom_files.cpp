@@ -84,6 +84,7 @@ bool LooksLikeDicom(const std::string& path) {
   if (ending == ".dcm" || ending == ".ima" || ending == ".dicom") return true;
   std::array<char, 132> start{};
   std::ifstream file(path, std::ios::binary);
+  if (!file) return true;  // one that may not be read could be a slice: who loads it names it
   return file.read(start.data(), start.size()) && std::string_view(&start[128], 4) == "DICM";
 }
 

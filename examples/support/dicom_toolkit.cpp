@@ -4,8 +4,10 @@
 #include <dcmtk/dcmjpeg/djdecode.h>
 #include <dcmtk/dcmjpls/djdecode.h>
 #include <dcmtk/oflog/oflog.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 
 namespace example {
@@ -16,6 +18,9 @@ constexpr unsigned long kMostNumbers = 64;  // far more than any element of inte
 
 // What the toolkit says of a file may quote the file: only what it calls the fault in general is passed on.
 [[noreturn]] void ThrowDamagedDicom(const std::string& path, const OFCondition& reason) {
+  errno = 0;
+  if (access(path.c_str(), R_OK) != 0)
+    throw Failure("cannot open " + path + ": " + WriteFailure::FromErrno().what());
   const bool isCut = reason == EC_EndOfStream || reason == EC_StreamNotifyClient ||
                      reason == EC_InvalidStream || reason == EC_SequDelimitationItemMissing;
   throw Failure((isCut ? "truncated DICOM file: " : "damaged or not a DICOM file: ") + path);
