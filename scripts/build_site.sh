@@ -27,7 +27,7 @@ if [ -e "$site" ] && [ ! -f "$site/.mth-site" ] && [ -n "$(ls -A "$site")" ]; th
 fi
 rm -rf "$site" "$generated"
 mkdir -p "$site" "$generated"
-touch "$site/.mth-site"
+echo "A later build may replace this folder." >"$site/.mth-site"
 
 # A page for each host.
 tools=(classify denoise_mr describe_slice fit_curve make_phantom register_landmarks segment_mr stack_pictures texture_mr)
