@@ -209,7 +209,7 @@ void Print(const Options& options, const GreyImage& image, const std::vector<dou
   if (!image.replaced.empty())
     std::printf("%zu voxels were no finite numbers: they are 0 now\n", image.replaced.size());
   if (*greatest == 0.0)
-    std::printf("No noise was found: the image has none, is a single line, or is black in more than half\n");
+    std::printf("No noise was found: the image has none, or is too small or too black to tell\n");
 }
 
 // What made the result, for the objects of an archive.

@@ -65,7 +65,7 @@ class MapWriter {
         name_.IsBids() ? example::BidsResult(name_, name.label, name.description, name.suffix) : name.own;
     results_.Write(stem + ".nii.gz", write);
     if (!name_.IsBids()) return;
-    sidecar["Sources"] = {options_.imagePath};
+    sidecar["Sources"] = options_.channelPaths;
     results_.WriteText(stem + ".json", example::JsonText(sidecar));
   }
 

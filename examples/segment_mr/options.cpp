@@ -237,9 +237,16 @@ void ChooseMethod(const std::vector<example::GreyImage>& channels, Options& opti
     return std::all_of(channel.values.begin(), channel.values.end(),
                        [](double value) { return value >= 0.0; });
   });
-  const bool canBeTissues = options.settings.clusters <= example::kMostTissues && areMagnitudes;
-  if (options.isMethodOpen && canBeTissues) UseTissues(options);
+  const bool isFew = options.settings.clusters <= example::kMostTissues;
+  if (options.isMethodOpen && isFew && areMagnitudes) {
+    UseTissues(options);
+  } else if (options.isMethodOpen) {
+    options.whyNoTissues = isFew ? "the image has values below 0" : "they are at most 16 classes";
+    Require(!options.needsTissues, "--bias-field and --sigma are for tissues: " + options.whyNoTissues);
+  }
   options.isMethodOpen = false;
+  Require(options.sigma == 0.0 || areMagnitudes || options.denoises,
+          "--sigma is for denoising, and the image has values below 0");
   if (!options.denoises) options.denoises = options.settings.method == Method::Tissue && areMagnitudes;
 }
 
@@ -254,6 +261,8 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
                                     [&](const char* name) { return app.count(name) > 0; });
   options.isCountOpen = app.count("--clusters") == 0;
   options.isMethodOpen = app.count("--method") == 0 && !iterates;
+  options.needsTissues = (app.count("--bias-field") > 0 && options.settings.estimatesField) ||
+                         (options.sigma > 0.0 && !options.denoises);
   if (app.count("--model") > 0) UseModel(app, options);
   const bool hasChannels = options.channelPaths.size() > 1 && !options.takesEach;
   if (options.isMethodOpen && hasChannels) UseTissues(options);

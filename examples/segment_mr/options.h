@@ -19,6 +19,8 @@ struct Options {
   std::vector<std::string> channelPaths;  ///< all channels, the first one included
   bool takesEach = false;                 ///< the images are no channels: one run for each
   bool isMethodOpen = false;              ///< tissues; fuzzy c-means for what has values below 0
+  bool needsTissues = false;              ///< asks for what only they have
+  std::string whyNoTissues;               ///< where a method was open, and they were no choice
   bool isCountOpen = false;               ///< of the classes
   example::OutputOptions output{"segment_mr_output", "", false};
   example::DicomOutput dicom;

@@ -53,12 +53,18 @@ CLI::Option* AddWord(CLI::App& app, const std::string& names, std::string& value
                      const std::vector<std::string>& words, const std::string& typeName,
                      const std::string& text);
 
-/// A number within bounds, whose value so far is the default.
+/// A number within bounds, whose value so far is the default. NaN is within none.
 template <class T>
 CLI::Option* AddNumber(CLI::App& app, const std::string& names, T& value, T least, T greatest,
                        const std::string& text) {
+  const auto findNaN = [](std::string& word) {
+    T number{};
+    const bool isNaN = CLI::detail::lexical_cast(word, number) && number != number;
+    return isNaN ? word + " is not a number" : std::string();
+  };
   return app.add_option(names, value, text)
       ->check(CLI::Range(least, greatest).description(""))
+      ->check(findNaN, "")
       ->capture_default_str();
 }
 

@@ -78,12 +78,6 @@ double DenoisePlane(GreyImage& image, int index, int exponent, const DenoisingOp
   return deviation;
 }
 
-// Along two or three voxels a block would see little but their mirror image.
-bool HoldsBlocks(const GreyImage& image) {
-  return std::none_of(image.size.begin(), image.size.end(),
-                      [](int length) { return length == 2 || length == 3; });
-}
-
 DenoisingResult DenoisePlanes(GreyImage& image, const DenoisingOptions& options) {
   const int exponent = GreyExponent(image);
   const int planes = image.size[static_cast<std::size_t>(options.axis)];
@@ -100,7 +94,7 @@ DenoisingResult DenoisePlanes(GreyImage& image, const DenoisingOptions& options)
   return result;
 }
 
-DenoisingResult DenoiseVolume(GreyImage& image, const DenoisingOptions& options) {
+DenoisingResult DenoiseBlocks(GreyImage& image, const DenoisingOptions& options) {
   DenoisingResult result;
   result.confidence.resize(image.values.size());
   MTH_VOLUME_DENOISING denoising(image.size[0], image.size[1], image.size[2]);
@@ -114,12 +108,41 @@ DenoisingResult DenoiseVolume(GreyImage& image, const DenoisingOptions& options)
   return result;
 }
 
+// Each plane across the axis on its own.
+DenoisingResult DenoiseStack(GreyImage& image, int axis, const DenoisingOptions& options) {
+  DenoisingResult result;
+  result.confidence.resize(image.values.size());
+  for (int index = 0; index < image.size[static_cast<std::size_t>(axis)]; ++index) {
+    GreyImage plane = ExtractPlane(image, axis, index);
+    const DenoisingResult found = DenoiseBlocks(plane, options);
+    const PlaneLayout layout = LayoutOfPlane(image.size, axis, index);
+    const int columns = image.size[static_cast<std::size_t>(layout.axes[0])];
+    const int rows = image.size[static_cast<std::size_t>(layout.axes[1])];
+    ForEachVoxel(layout, rows, columns, [&](std::size_t voxel, int row, int column) {
+      const auto place = static_cast<std::size_t>(row) * static_cast<std::size_t>(columns) +
+                         static_cast<std::size_t>(column);
+      image.values[voxel] = plane.values[place];
+      result.confidence[voxel] = found.confidence[place];
+    });
+    result.deviations.push_back(found.deviations.front());
+  }
+  return result;
+}
+
+// Across two or three planes a block would see little but their mirror image.
+DenoisingResult DenoiseVolume(GreyImage& image, const DenoisingOptions& options) {
+  for (int axis = 0; axis < 3; ++axis) {
+    const int length = image.size[static_cast<std::size_t>(axis)];
+    if (length == 2 || length == 3) return DenoiseStack(image, axis, options);
+  }
+  return DenoiseBlocks(image, options);
+}
+
 }  // namespace
 
 DenoisingResult Denoise(GreyImage& image, const DenoisingOptions& options) {
   RequireMagnitude(image);
-  return options.isPlaneByPlane || !HoldsBlocks(image) ? DenoisePlanes(image, options)
-                                                       : DenoiseVolume(image, options);
+  return options.isPlaneByPlane ? DenoisePlanes(image, options) : DenoiseVolume(image, options);
 }
 
 DenoisingResult DenoiseInside(GreyImage& image, const DenoisingOptions& options) {

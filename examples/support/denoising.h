@@ -21,8 +21,9 @@ struct DenoisingResult {
 };
 
 /// Denoises a magnitude MR image or volume by overlapping blocks and means of similar places, or plane by
-/// plane by its wavelet coefficients. Of planes whole grey levels stay whole; an image with fractions keeps
-/// steps of at most 1/8192 of its largest value.
+/// plane by its wavelet coefficients. By blocks, too, a volume of two or three planes is taken plane by
+/// plane. Of planes whole grey levels stay whole; an image with fractions keeps steps of at most 1/8192 of
+/// its largest value.
 /// @throws Failure    when the image has values below 0: it is no magnitude image.
 /// @throws Cancelled  when the user has pressed Ctrl-C, or the display's Cancel.
 DenoisingResult Denoise(GreyImage& image, const DenoisingOptions& options);

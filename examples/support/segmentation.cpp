@@ -173,8 +173,10 @@ void Warn(const SegmentationSettings& settings, Segmentation& result) {
     result.warnings.push_back("not converged: raise the number of iterations (" +
                               std::to_string(settings.iterations) + ") or the tolerance");
   }
+  // Tissues are told apart in any unit, the other methods' distances end at a fixed one.
+  const double zero = settings.method == Method::Tissue ? 0.0 : kZeroDistance;
   for (std::size_t k = 0; k + 1 < result.centroids.size(); ++k) {
-    if (result.centroids[k + 1] - result.centroids[k] > kZeroDistance) continue;
+    if (result.centroids[k + 1] - result.centroids[k] > zero) continue;
     result.warnings.push_back("classes " + std::to_string(k + 1) + " and " + std::to_string(k + 2) +
                               " have the same centroid: they are one class");
   }

@@ -38,7 +38,9 @@ void CubeGrid::Blur(const std::array<double, 3>& deviation, double* values, doub
 void CubeGrid::BlurAxis(std::size_t axis, double deviation, const double* from, double* to) const {
   constexpr double kReach = 2.5;  // deviations, beyond which weights are below 5 per cent of the peak
   const std::int64_t count = counts_[axis];
-  const auto reach = std::min<std::int64_t>(count - 1, static_cast<std::int64_t>(kReach * deviation));
+  // Compared as doubles: a width may be beyond any whole number.
+  const double widest = static_cast<double>(count - 1);
+  const auto reach = static_cast<std::int64_t>(std::min(widest, kReach * deviation));
   const std::int64_t stride = axis == 0 ? 1 : (axis == 1 ? counts_[0] : counts_[0] * counts_[1]);
   const std::int64_t outer = stride * count;
   const auto weight = [deviation](std::int64_t distance) {

@@ -13,9 +13,18 @@ namespace mth_internal {
 
 VoxelSample::VoxelSample(const MaskVoxels& all) {
   constexpr std::int64_t kMany = 50000;
-  const int step = all.Count() > kMany ? 2 : 1;
+  constexpr std::int64_t kFewest = 32;  // one voxel of so many; every second one an axis is one of eight
   voxels.size = all.size;
-  voxels.rows.push_back(0);
+  if (all.Count() > kMany) Take(all, 2);
+  // A mask may lie between the places: all on odd planes, rows or columns.
+  if (indices.size() < static_cast<std::size_t>(all.Count() / kFewest + 1)) Take(all, 1);
+}
+
+void VoxelSample::Take(const MaskVoxels& all, int step) {
+  voxels.x.clear();
+  voxels.stratum.clear();
+  voxels.rows.assign(1, 0);
+  indices.clear();
   std::size_t row = 0;
   for (int z = 0; z < all.size[2]; ++z) {
     for (int y = 0; y < all.size[1]; ++y, ++row) {

@@ -71,13 +71,17 @@ class FieldEstimate {
   std::vector<double> work_;
 };
 
-/// The voxels that rounds look at: of large masks every second one along each axis.
+/// The voxels that rounds look at: of large masks every second one along each axis, or all where a mask has
+/// hardly any of these.
 struct VoxelSample {
   MaskVoxels voxels;
   std::vector<std::int64_t> indices;  // in the whole list
 
   explicit VoxelSample(const MaskVoxels& all);
   ChannelValues Of(const ChannelValues& values) const;
+
+ private:
+  void Take(const MaskVoxels& all, int step);
 };
 
 constexpr int kTissueSteps = 20;   // of progress of a run on one channel

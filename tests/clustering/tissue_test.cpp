@@ -197,6 +197,16 @@ TEST(TissueClustering, TakesUnusualInput) {
       for (const float fraction : fractions) ASSERT_TRUE(fraction >= 0.0F && fraction <= 1.0F);
     }
   }
+  // A mask of many voxels, none of them among every second one.
+  constexpr std::size_t kPlane = std::size_t{240} * 240;
+  Values slab(5 * kPlane, 1.0F);
+  Mask plane(slab.size(), 0);
+  for (std::size_t i = 0; i < kPlane; ++i) {
+    slab[kPlane + i] = i % 3 == 0 ? 250.0F : (i % 3 == 1 ? 650.0F : 1000.0F);
+    plane[kPlane + i] = 1;
+  }
+  const Tissues ofPlane = Divide({240, 240, 5}, slab, plane);
+  for (std::size_t i = 0; i < kPlane; ++i) ASSERT_EQ(ofPlane.labels[kPlane + i], i % 3 + 1);
   // Without a mask, all that is above 0; a confidence of one value, or of none that is a number.
   EXPECT_TRUE(Divide(phantom.size, clean, phantom.mask, Values(clean.size(), 0.3F)).labels.size() ==
               clean.size());
@@ -209,6 +219,11 @@ TEST(TissueClustering, TakesUnusualInput) {
   engine.SetVoxelSize(0.5, 0.5, 5.0);
   ASSERT_TRUE(engine.Segment(clean.data(), 30, 34, 12, phantom.mask.data()));
   for (const float value : ResultsOf(engine, clean.size()).field) ASSERT_NEAR(value, 1.0F, 0.1F);
+  engine.SetFieldWidth(1e300);  // as wide as nothing is: there is no field
+  const Values shaded = CleanImage(phantom, ScanWith(0.0, 0.3));
+  ASSERT_TRUE(engine.Segment(shaded.data(), 30, 34, 12, phantom.mask.data()));
+  for (const float value : ResultsOf(engine, clean.size()).field) ASSERT_NEAR(value, 1.0F, 1e-4F);
+  engine.SetFieldWidth(25.0);
   engine.SetVoxelSize(nan, -1.0, 0.0);  // as 1 mm
   ASSERT_TRUE(engine.Segment(clean.data(), 30, 34, 12, phantom.mask.data()));
   EXPECT_TRUE(ResultsOf(engine, clean.size()) == Divide(phantom.size, clean, phantom.mask));
