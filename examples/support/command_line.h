@@ -57,7 +57,7 @@ CLI::Option* AddWord(CLI::App& app, const std::string& names, std::string& value
 template <class T>
 CLI::Option* AddNumber(CLI::App& app, const std::string& names, T& value, T least, T greatest,
                        const std::string& text) {
-  const auto findNaN = [](std::string& word) {
+  const auto findNaN = [](const std::string& word) {
     T number{};
     const bool isNaN = CLI::detail::lexical_cast(word, number) && number != number;
     return isNaN ? word + " is not a number" : std::string();
