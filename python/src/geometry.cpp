@@ -192,7 +192,13 @@ void DefineCurve(py::module_& module) {
            })
       .def("mean", &Curve::GetYMean)
       .def("std", &Curve::GetYStandardDeviation)
-      .def("spearman", &Curve::GetXYCorrelation)
+      .def("spearman",
+           [](const Curve& curve) {
+             double correlation = 0.0;
+             Call call;
+             call.RunLocked([&] { correlation = curve.GetXYCorrelation(); });
+             return correlation;
+           })
       .def("chi2", [](const Curve& curve, Curve& model) { return curve.GetChi2(&model); })
       .def("squared_error", [](const Curve& curve, Curve& model) { return curve.GetMeanSquared(&model); })
       .def("fwhm", [](Curve& curve, double low, double high) {
