@@ -48,7 +48,7 @@ else()
   get_directory_property(host_options COMPILE_OPTIONS)
   if("${CMAKE_CXX_FLAGS} ${host_options}" MATCHES "-mfpmath=")
     list(APPEND MTH_EXACT_FLAGS -mfpmath=sse)
-  elseif(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "86|AMD64")
+  elseif(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "86|AMD64" AND NOT EMSCRIPTEN)  # which says x86
     list(APPEND MTH_EXACT_FLAGS -msse2 -mfpmath=sse)
   endif()
 endif()
