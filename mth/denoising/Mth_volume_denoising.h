@@ -25,19 +25,18 @@
 ///  2. The blocks of 4 of the noisy volume once more, each coefficient times P^2 / (P^2 + s^2), P being that
 ///     of the magnitudes that f would give on average, with weights of 1 / (sum of these factors squared);
 ///     the excess taken off again, this is the guide g.
-///  3. Each voxel becomes the signal whose mean magnitude is (sum of w y) / (sum of w) over the 5 x 5 x 5
-///  noisy
-///     values y around it, with w = exp(-[D + 3.9 (difference of the means of g over 3 x 3 x 3)^2 +
+///  3. Each voxel becomes the signal whose mean magnitude is (sum of w y) / (sum of w) over the noisy values
+///     y of the 5 x 5 x 5 around it, with w = exp(-[D + 3.9 (difference of the means of g over 3 x 3 x 3)^2 +
 ///     0.7 (mean of D over 3 x 3 x 3)] / (4 h^2)), D the squared difference of g, and
 ///     1 / h = 1 / (1.6 s) + 1 / (0.066 B). B, the brightest tissue, is the quantile 0.95 of those values of
 ///     f that exceed 3 s. The weight of the voxel itself is 0.7. (A mean of squares, as is usual here, makes
 ///     what is dark and thin, CSF in narrow folds, too bright.)
 /// In planes everything is the same in two dimensions.
 ///
-/// Denoise takes 25 to 31 bytes of memory for each voxel, the caller's arrays apart.
+/// Denoise takes 25 to 31 bytes of memory for each voxel of a head, the caller's arrays apart; up to 60 where
+/// there are fewer than 2^20 voxels, or less than ten planes.
 /// @see  Guleryuz, IEEE Trans. Image Processing 16 (2007) 3020-3034; Dabov, Foi, Katkovnik and Egiazarian,
-/// IEEE
-///       Trans. Image Processing 16 (2007) 2080-2095; Manjon, Coupe, Buades, Collins and Robles, Medical
+///       IEEE Trans. Image Processing 16 (2007) 2080-2095; Manjon, Coupe, Buades, Collins and Robles, Medical
 ///       Image Analysis 16 (2012) 18-27; Koay and Basser, Journal of Magnetic Resonance 179 (2006) 317-322.
 class MTH_EXPORT MTH_VOLUME_DENOISING {
  public:
