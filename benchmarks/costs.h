@@ -46,6 +46,16 @@ inline std::shared_ptr<MTH_MATRIX> MakeMatrix(Kind kind, int rows, int columns, 
   return matrix;
 }
 
+/// Gives an engine of four clusters these samples and centroids to start from; it then takes all its steps.
+inline void StartClustering(MTH_CLUSTERING& engine, const Values& samples) {
+  engine.AddSamples(samples.data(), static_cast<int>(samples.size()));
+  for (int k = 0; k < 4; ++k) {
+    const double start = 60.0 + 20.0 * k;
+    engine.InitialiseCentroid(k, &start, 1);
+  }
+  engine.SetTolerance(0.0);
+}
+
 /// How often a minimiser evaluates its cost, which its published steps fix.
 using Evaluations = std::function<long(Kind, int)>;
 

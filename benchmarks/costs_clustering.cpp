@@ -11,12 +11,7 @@ void AddOfEngine(Cases& cases, const std::string& name, int size, Operation oper
   cases.push_back({"clustering/" + name, size, [=](Kind kind, int count) -> Run {
                      return [=, x = Make(kind, count)] {
                        MTH_CLUSTERING engine(4, 1);
-                       engine.AddSamples(x.data(), count);
-                       for (int k = 0; k < 4; ++k) {
-                         const double start = 60.0 + 20.0 * k;
-                         engine.InitialiseCentroid(k, &start, 1);
-                       }
-                       engine.SetTolerance(0.0);
+                       StartClustering(engine, x);
                        operation(engine);
                      };
                    }});

@@ -96,12 +96,7 @@ PrepareSize FuzzyCMeans(double m) {
   return [=](int count) -> Run {
     return [=, x = Make(Kind::Ordinary, count)] {
       MTH_CLUSTERING engine(4, 1);
-      engine.AddSamples(x.data(), count);
-      for (int k = 0; k < 4; ++k) {
-        const double start = 60.0 + 20.0 * k;
-        engine.InitialiseCentroid(k, &start, 1);
-      }
-      engine.SetTolerance(0.0);
+      StartClustering(engine, x);
       engine.SetRegulationValue(m);
       engine.ApplyFuzzyCMeanClustering();
     };

@@ -173,8 +173,7 @@ example::ImageSummary SegmentScan(Options options, const std::vector<std::string
                                   : Segment(image, inside, fused, options.settings);
   segmentation.isLesion = std::move(isLesion);
   if (!options.whyNoTissues.empty())
-    segmentation.warnings.push_back("no tissues were looked for and nothing was denoised: " +
-                                    options.whyNoTissues);
+    segmentation.warnings.push_back("no tissues were looked for: " + options.whyNoTissues);
   const std::string text = TextReport(image, inside, segmentation, options);
   const std::string json =
       WriteResults(results, image, over ? &*over : nullptr, inside, segmentation, text, options);
