@@ -49,8 +49,8 @@ class ExtendedPencil {
       After()[i * 2 * n_ + i] = 1.0;
     }
     for (std::int64_t j = 0; j < m_; ++j) {
-      const int scale = InputExponent(system, j, units);
-      if (scale == kNothing) return 9;
+      const int scale = InputExponent(system, j, units, 0);
+      if (scale == kNoInput) return 9;
       InputScales()[j] = static_cast<double>(scale);
     }
     for (std::int64_t j = 0; j < m_; ++j) {
@@ -92,11 +92,6 @@ class ExtendedPencil {
     return 0;
   }
 
-  std::int64_t InputsCount() const { return m_; }
-  // After Fill: elements of B and R in the units of the pencil.
-  double InputAt(std::int64_t i, std::int64_t j) const { return Inputs()[i * m_ + j]; }
-  double CostAt(std::int64_t i, std::int64_t j) const { return 0.0 - Inputs()[(2 * n_ + i) * m_ + j]; }
-
   // What is left, each row brought to a length of about 1.
   void CopyTo(SquareView before, SquareView after) {
     const std::int64_t count = 2 * n_;
@@ -113,29 +108,11 @@ class ExtendedPencil {
   }
 
  private:
-  static constexpr int kNothing = std::numeric_limits<int>::min();
-
   double* Before() const { return memory_.Get(); }
   double* After() const { return memory_.Get() + rows_ * 2 * n_; }
   double* Inputs() const { return memory_.Get() + rows_ * 4 * n_; }
   double* Work() const { return Inputs() + rows_ * m_; }
   double* InputScales() const { return Work() + 6 * rows_; }
-
-  // The exponent that brings column j of [B; R] to about 1: an element of R on the diagonal meets it twice.
-  static int InputExponent(const RiccatiSystem& system, std::int64_t j, const RiccatiUnits& units) {
-    int largest = kNothing;
-    for (std::int64_t i = 0; i < system.b.rows; ++i) {
-      const double element = std::abs(system.b.At(i, j));
-      if (element != 0.0)
-        largest = std::max(largest, std::ilogb(element) + units.states[i] - system.b.exponent);
-    }
-    for (std::int64_t i = 0; i < system.r.rows; ++i) {
-      const double element = std::abs(system.r.At(i, j));
-      if (element != 0.0)
-        largest = std::max(largest, (std::ilogb(element) - system.r.exponent - units.exponent) / 2);
-    }
-    return largest == kNothing ? kNothing : -largest;
-  }
 
   std::int64_t n_;
   std::int64_t m_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <optional>
 
 #include "mth/core/Mth_give_up_internal.h"
@@ -63,12 +64,20 @@ struct RiccatiTerms {
 int ExponentToBalance(const RiccatiSystem& system, const RiccatiFeedback& feedback);
 
 /// Writes the terms in these units, the largest element about 1.
-void WriteTerms(const RiccatiSystem& system, const RiccatiFeedback& feedback, const RiccatiUnits& units,
-                const RiccatiTerms& terms);
+/// @return  the power of two that they have been divided by.
+int WriteTerms(const RiccatiSystem& system, const RiccatiFeedback& feedback, const RiccatiUnits& units,
+               const RiccatiTerms& terms);
 
 /// Makes the rows and columns that belong to one state in the Hamiltonian matrix [A -G; -Q -At] alike, as far
 /// as that is worth it, by the scaling diag(D, D^-1): D, of powers of two, multiplies `scales`.
 void BalanceStates(const RiccatiTerms& terms, double* scales);
+
+/// What InputExponent gives for an input that does nothing and costs nothing.
+constexpr int kNoInput = std::numeric_limits<int>::min();
+
+/// The exponent that brings column j of [B; R] to about 1: an element of R on the diagonal meets it twice.
+/// @param timeExponent  the power of two that the equation has been divided by.
+int InputExponent(const RiccatiSystem& system, std::int64_t j, const RiccatiUnits& units, int timeExponent);
 
 /// Sets the states' units so that they balance the equation.
 /// @param terms, scales  work.
@@ -120,14 +129,18 @@ int SolveOneState(const RiccatiSystem& system, const RiccatiFeedback& feedback, 
 /// The power of two that the size of the solution asks for: 0 when it is about 1, or 0 or not finite.
 int ExponentToUnit(SquareView x);
 
+/// result = |matrix|, element by element.
+void TakeMagnitudes(SquareView matrix, SquareView result);
+
 /// Whether an eigenvalue of the closed loop is on the boundary of stability, as far as rounding lets it be
 /// told: the real part 0, or in the discrete equation the modulus 1.
 /// @param margin    how far the form has the nearest eigenvalue from the boundary, beside its own size.
 /// @param closed    the closed loop; destroyed.
 /// @param feedback  G, by which a change D of the solution changes the closed loop by -G D.
-/// @param doubt     the size of the terms of the equation, of which rounding has left epsilon undecided.
+/// @param doubts    the size of the terms of each element of the equation, of which rounding has left epsilon
+///                  undecided: states told in other units are the same equation.
 /// @return          nothing without memory.
-std::optional<bool> IsOnBoundary(double margin, SquareView closed, SquareView feedback, double doubt,
+std::optional<bool> IsOnBoundary(double margin, SquareView closed, SquareView feedback, SquareView doubts,
                                  bool isDiscrete);
 
 /// The solution by doubling (Chu, Fan and Lin 2005), which is quick and does not mind terms of very different
@@ -174,20 +187,23 @@ int SolveByAttempts(Equation& equation, SquareView x) {
   return attempt.status == 0 && attempt.isDoubtful ? 10 : attempt.status;
 }
 
-/// One step of Newton's method: x gains what takes the residual away, unless that is no small change.
-/// @return  the change beside x: infinity when it was no small one, so that x is not confirmed; NaN without
-///          memory.
+/// One step of Newton's method: x gains what takes the residual away.
+/// @return  the change beside x, at least 1 where it may be inaccurate; infinity, and x is left, when the
+///          closed loop is not stable or there is no step; NaN without memory.
 /// @param closed    the closed loop.
 /// @param residual  what the equation leaves for x, symmetric; destroyed.
 /// @param margin    receives how far the closed loop's eigenvalues are from the boundary of stability, in the
-///                  continuous equation beside its size; may be null.
-double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete,
-              double* margin = nullptr);
+///                  continuous equation beside its size.
+double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete, double* margin);
 
 /// Whether a closed loop is so clearly stable that rounding cannot have moved it there from the boundary: the
 /// more eigenvalues meet on it, the farther they go, by the higher a root of epsilon. `margin` and the other
-/// arguments are as for IsOnBoundary; false also without memory.
+/// arguments are as for IsOnBoundary, `doubt` the size of all terms; false also without memory.
 bool IsClearlyStable(double margin, SquareView closed, SquareView feedback, double doubt, bool isDiscrete);
+
+/// Powers of two for the rows and columns of a symmetric matrix that make their largest elements about 1.
+/// @return  false when a row is all 0.
+bool Equilibrate(const double* r, std::int64_t m, double* scales);
 
 /// g = B R^-1 Bt for a symmetric m x m matrix R and an n x m matrix B.
 /// @return  0, 1 (no memory) or 6 (R is singular).

@@ -30,23 +30,6 @@ inline double RealPart(Complex x) {
   return x.real();
 }
 
-// Powers of two for the rows and columns of a symmetric matrix that make their largest elements about 1.
-// @return  false when a row is all 0.
-bool Equilibrate(const double* r, std::int64_t m, double* scales) {
-  std::fill_n(scales, m, 1.0);
-  for (int pass = 0; pass < 4; ++pass) {
-    for (std::int64_t i = 0; i < m; ++i) {
-      double largest = 0.0;
-      for (std::int64_t j = 0; j < m; ++j)
-        largest = std::max(largest, std::abs(r[i * m + j]) * scales[j] * (i == j ? 1.0 : scales[i]));
-      if (largest == 0.0) return false;
-      scales[i] = std::ldexp(
-          scales[i], -std::ilogb(std::max(largest, std::abs(r[i * m + i]) * scales[i] * scales[i])) / 2);
-    }
-  }
-  return true;
-}
-
 // x^H y and x^H G x of complex vectors.
 Complex Dot(const Complex* x, const Complex* y, std::int64_t n) {
   Complex sum = 0.0;
@@ -97,6 +80,25 @@ double MarginOf(SquareView t, bool isDiscrete) {
 
 }  // namespace
 
+bool Equilibrate(const double* r, std::int64_t m, double* scales) {
+  std::fill_n(scales, m, 1.0);
+  bool hasEmpty = false;
+  for (int pass = 0; pass < 4; ++pass) {
+    for (std::int64_t i = 0; i < m; ++i) {
+      double largest = 0.0;
+      for (std::int64_t j = 0; j < m; ++j)
+        largest = std::max(largest, std::abs(r[i * m + j]) * scales[j] * (i == j ? 1.0 : scales[i]));
+      if (largest == 0.0) {
+        hasEmpty = true;
+        continue;
+      }
+      scales[i] = std::ldexp(
+          scales[i], -std::ilogb(std::max(largest, std::abs(r[i * m + i]) * scales[i] * scales[i])) / 2);
+    }
+  }
+  return !hasEmpty;
+}
+
 int MakeFeedback(const double* r, const double* b, std::int64_t n, std::int64_t m, SquareView g) {
   const WorkArray<double> memory(2 * m * m + 3 * m * n + m);
   const WorkArray<int> order(m);
@@ -128,22 +130,40 @@ int MakeFeedback(const double* r, const double* b, std::int64_t n, std::int64_t 
   return 0;
 }
 
+namespace {
+
+// The size of a change beside x, in the units of the states that make the rows of x alike: in other units the
+// digits of a state may be rounding to another one.
+double SizeBeside(SquareView change, SquareView x, double* scales) {
+  Equilibrate(x.elements, x.size, scales);
+  double largest = 0.0;
+  for (std::int64_t i = 0; i < x.size; ++i) {
+    for (std::int64_t j = 0; j < x.size; ++j)
+      largest = std::max(largest, std::abs(change[i][j]) * scales[i] * scales[j]);
+  }
+  return largest;
+}
+
+}  // namespace
+
 double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscrete, double* margin) {
   const std::int64_t n = x.size;
-  constexpr double kSmallChange = 1e-2;
   const WorkArray<double> transposed(n * n);
   if (!transposed) return std::numeric_limits<double>::quiet_NaN();
   Transpose<double>(closed.elements, n, n, transposed.Get());
   Symmetrise(residual);
   const int status =
       SolveLyapunovEquation({transposed.Get(), n}, residual, true, {isDiscrete, isDiscrete ? 1.0 : 0.0});
-  if (margin != nullptr) *margin = MarginOf({transposed.Get(), n}, isDiscrete);
-  const double change = LargestMagnitude(residual.elements, n * n);
-  const double size = LargestMagnitude(x.elements, n * n);
+  *margin = MarginOf({transposed.Get(), n}, isDiscrete);
   if (status == 1) return std::numeric_limits<double>::quiet_NaN();
-  if (status != 0 || !(change <= kSmallChange * size)) return std::numeric_limits<double>::infinity();
+  const bool isFinite = std::all_of(residual.elements, residual.elements + n * n,
+                                    [](double step) { return std::isfinite(step); });
+  // From a stable closed loop the method ends at the stabilising solution, however far that is (Kleinman).
+  if ((status != 0 && status != 10) || !(*margin > 0.0) || !isFinite)
+    return std::numeric_limits<double>::infinity();
   for (std::int64_t i = 0; i < n * n; ++i) x.elements[i] += residual.elements[i];
-  return size == 0.0 ? 0.0 : change / size;
+  const double change = SizeBeside(residual, x, transposed.Get());
+  return status == 0 ? change : std::max(change, 1.0);
 }
 
 // By Kantorovich's theorem: the solution of the closed loop's Lyapunov equation for the identity tells by how
@@ -215,11 +235,16 @@ int SolveSubspace(const Scalar* ut, SquareView x) {
 template int SolveSubspace(const double*, SquareView);
 template int SolveSubspace(const Complex*, SquareView);
 
+void TakeMagnitudes(SquareView matrix, SquareView result) {
+  std::transform(matrix.elements, matrix.elements + matrix.size * matrix.size, result.elements,
+                 [](double x) { return std::abs(x); });
+}
+
 // An eigenvalue of the Hamiltonian matrix (or symplectic pencil) on the boundary is double there: rounding
 // parts it into one on either side, at a distance that is the root of what it changes. A change E of the
 // equation changes the solution by about (x^H E x) / (2 margin) y y^H / |y^H x|^2 and the eigenvalue by y^H G
 // y times it.
-std::optional<bool> IsOnBoundary(double margin, SquareView closed, SquareView feedback, double doubt,
+std::optional<bool> IsOnBoundary(double margin, SquareView closed, SquareView feedback, SquareView doubts,
                                  bool isDiscrete) {
   constexpr double kSuspicious = 1e-5;
   const std::int64_t n = closed.size;
@@ -264,11 +289,13 @@ std::optional<bool> IsOnBoundary(double margin, SquareView closed, SquareView fe
       gy[i] = 0.0;
       for (std::int64_t j = 0; j < n; ++j) gy[i] += feedback[i][j] * y[j];
     }
-    const double coupling = Modulus(Dot(y, gy, n)) * Dot(x, x, n).real();
+    double undecided = 0.0;
+    for (std::int64_t i = 0; i < n; ++i) {
+      for (std::int64_t j = 0; j < n; ++j) undecided += Modulus(x[i]) * doubts[i][j] * Modulus(x[j]);
+    }
     const double alignment = SquaredModulus(Dot(y, x, n));
     const double distance = std::max(marginOf(k), 0.0);
-    if (!(distance * distance * alignment > 8.0 * static_cast<double>(n) * kEpsilon * coupling * doubt))
-      return true;
+    if (!(distance * distance * alignment > 8.0 * kEpsilon * Modulus(Dot(y, gy, n)) * undecided)) return true;
   }
   return false;
 }

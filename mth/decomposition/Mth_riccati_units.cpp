@@ -62,8 +62,8 @@ void BalanceStates(const RiccatiTerms& terms, double* scales) {
   }
 }
 
-void WriteTerms(const RiccatiSystem& system, const RiccatiFeedback& feedback, const RiccatiUnits& units,
-                const RiccatiTerms& terms) {
+int WriteTerms(const RiccatiSystem& system, const RiccatiFeedback& feedback, const RiccatiUnits& units,
+               const RiccatiTerms& terms) {
   const std::int64_t n = terms.a.size;
   const auto exponentOfA = [&](std::int64_t i, std::int64_t j) {
     return units.states[i] - units.states[j] - system.a.exponent;
@@ -93,6 +93,22 @@ void WriteTerms(const RiccatiSystem& system, const RiccatiFeedback& feedback, co
     terms.g[i][j] = std::ldexp(feedback.elements[i][j], exponentOfG(i, j) - largest);
     terms.q[i][j] = std::ldexp(system.q.At(i, j), exponentOfQ(i, j) - largest);
   });
+  return largest;
+}
+
+int InputExponent(const RiccatiSystem& system, std::int64_t j, const RiccatiUnits& units, int timeExponent) {
+  int largest = kNoInput;
+  for (std::int64_t i = 0; i < system.b.rows; ++i) {
+    const double element = system.b.At(i, j);
+    if (element != 0.0)
+      largest = std::max(largest, std::ilogb(element) + units.states[i] - system.b.exponent);
+  }
+  const int ofCosts = timeExponent - system.r.exponent - units.exponent;
+  for (std::int64_t i = 0; i < system.r.rows; ++i) {
+    const double element = system.r.At(i, j);
+    if (element != 0.0) largest = std::max(largest, (std::ilogb(element) + ofCosts) / 2);
+  }
+  return largest == kNoInput ? kNoInput : -largest;
 }
 
 double RoughLogarithm(double x) {

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <limits>
+#include <random>
 #include <string>
 #include <utility>
 
@@ -179,14 +180,39 @@ TEST(Riccati, SolutionsFulfilTheirEquationsAndStabilise) {
   }
 }
 
-// Doubling loses digits of these, which Newton's method restores.
-TEST(Riccati, IndefiniteCostsLoseNoDigits) {
-  for (const Regulator& system :
-       {Regulator{Matrix({{2, -6}, {-1, 0}}), Matrix({{2}, {2}}), Diagonal({-2, -2}), Matrix({{4}})},
-        {Matrix({{-5, -7}, {-5, 9}}), Matrix({{-3}, {-1}}), Diagonal({-4, -2}), Matrix({{9}})}}) {
-    const MatrixPtr x(system.Solve(true));
-    ASSERT_EQ(x->GetStatusError(), 0);
-    CheckRegulator(system, *x, true, "indefinite");
+// Small integers for X, the closed loop C and B, whose rows differ by up to six decades, give A and Q without
+// rounding; R = I. Costs are mostly indefinite.
+Regulator KnownRegulator(const MTH_MATRIX& x, int m, int decades, bool isDiscrete, std::mt19937& random) {
+  const int n = x.GetNbRows();
+  const auto below = [&](int limit) { return static_cast<int>(random() % (2U * limit + 1U)) - limit; };
+  const auto size = [&](int i, double share) {
+    return std::round(std::pow(10.0, decades * share * i / (n - 1.0)));
+  };
+  const MTH_MATRIX b = FromRule(n, m, kDouble, [&](int i, int) { return below(2) * size(i, 0.5); });
+  const MTH_MATRIX closed = FromRule(n, n, kDouble, [&](int i, int j) {
+    return i < j ? below(3) : (i == j && !isDiscrete ? -size(i, 1.0) : 0.0);
+  });
+  const MTH_MATRIX gx = Product(Product(b, Transposed(b)), x);
+  const MTH_MATRIX a = isDiscrete ? Product(Sum(Identity(n), gx), closed) : Sum(closed, gx);
+  const MTH_MATRIX terms = isDiscrete ? Scaled(Product(Transposed(a), Product(x, closed)), -1.0)
+                                      : Scaled(Sum(Product(Transposed(a), x), Product(x, closed)), -1.0);
+  return {a, b, isDiscrete ? Sum(x, terms) : terms, Identity(m)};
+}
+
+TEST(Riccati, NoSpreadOfStatesCostsDigits) {
+  std::mt19937 random(1);
+  for (const int n : {2, 3, 5, 8}) {
+    for (int trial = 0; trial < 24; ++trial) {
+      const MTH_MATRIX half = FromRule(n, n, kDouble, [&](int i, int j) {
+        return i == j ? 3.0 : static_cast<double>(random() % 3U) - 1.0;
+      });
+      const MTH_MATRIX x = Product(Transposed(half), half);
+      const bool isDiscrete = trial % 2 == 1;
+      const Regulator system = KnownRegulator(x, 1 + trial % 3 % 2, trial % 4 / 2 * 6, isDiscrete, random);
+      const MatrixPtr solution(system.Solve(isDiscrete));
+      ASSERT_EQ(solution->GetStatusError(), 0) << n << ' ' << trial;
+      EXPECT_TRUE(Near(*solution, x, 1e-10)) << n << ' ' << trial;
+    }
   }
 }
 
