@@ -172,6 +172,17 @@ void EigenSum(benchmark::State& state) {
   MeasureEigen<T>(state, [](auto& a, auto& b) { return a + b; });
 }
 template <class T>
+void EigenSumIntoExisting(benchmark::State& state) {
+  const std::int64_t n = state.range(0);
+  const EigenMatrix<T> a = Eigen::Map<EigenMatrix<T>>(RandomValues<T>(n * n, 1).data(), n, n);
+  const EigenMatrix<T> b = Eigen::Map<EigenMatrix<T>>(RandomValues<T>(n * n, 2).data(), n, n);
+  EigenMatrix<T> result(n, n);
+  for (auto _ : state) {
+    result.noalias() = a + b;
+    benchmark::DoNotOptimize(result.data());
+  }
+}
+template <class T>
 void EigenScaling(benchmark::State& state) {
   MeasureEigen<T>(state, [](auto& a, auto&) { return a * T(0.7); });
 }
@@ -274,6 +285,14 @@ BENCHMARK(OpenBlasProduct)->Name("product double/OpenBLAS")->Apply(ProductSizes)
 
 MEASURE(Sum, double)
 MEASURE(Sum, float)
+#ifdef MTH_HAS_EIGEN
+BENCHMARK(EigenSumIntoExisting<double>)
+    ->Name("Sum double/Eigen into a result that exists")
+    ->Apply(ElementWiseSizes);
+BENCHMARK(EigenSumIntoExisting<float>)
+    ->Name("Sum float/Eigen into a result that exists")
+    ->Apply(ElementWiseSizes);
+#endif
 MEASURE(Scaling, double)
 MEASURE(Scaling, float)
 MEASURE(Transpose, double)

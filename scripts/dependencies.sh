@@ -31,8 +31,10 @@ ensure_packages() {
     as_root=(sudo)
   fi
   echo "Installing ${missing[*]}"
-  "${as_root[@]}" apt-get update -qq
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+  # Another installation may be at work, and a mirror may be away for a moment; older lists may do.
+  local patience=(-o DPkg::Lock::Timeout=900 -o Acquire::Retries=5)
+  "${as_root[@]}" apt-get "${patience[@]}" update -qq || true
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get "${patience[@]}" install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
 # try_packages NAME...: as ensure_packages, for what only optional parts need: without them the build and the tests say

@@ -135,7 +135,11 @@ def browse(chromium, url, reports):
                 found.append(report)
         finally:
             browser.terminate()
-            browser.wait()
+            try:
+                browser.wait(LONGEST_WAIT)
+            except subprocess.TimeoutExpired:
+                browser.kill()
+                browser.wait()
         log.seek(0)
         return found, [line.strip() for line in log if "CONSOLE" in line and "Uncaught" in line]
 
@@ -148,13 +152,8 @@ def pages_of(root, is_all):
     return sorted(worth | {"index.html"}) + ["try/index.html"] * (root / "try/index.html").is_file()
 
 
-def main(folder, *options):
-    chromium = shutil.which("chromium") or shutil.which("chromium-browser") or shutil.which("google-chrome")
-    if chromium is None:
-        print("Left out: the site in a browser (needs chromium)")
-        return MISSING
-    root = Path(folder).resolve()
-    pages = pages_of(root, "--all" in options)
+def faults_at(root, chromium, pages):
+    """Opens the pages; raises queue.Empty when the browser does not. The reports and what is wrong."""
     reports, missing = queue.Queue(), []
     harness = HARNESS.replace("PAGES", json.dumps(pages)).replace("WORDS", json.dumps(WORDS))
     handler = partial(Handler, directory=str(root), harness=harness, reports=reports, missing=missing)
@@ -162,16 +161,30 @@ def main(folder, *options):
         threading.Thread(target=server.serve_forever, daemon=True).start()
         try:
             found, faults = browse(chromium, f"http://127.0.0.1:{server.server_port}/harness", reports)
-        except queue.Empty:
-            print("Left out: the site in a browser (Chromium opens nothing here)")
-            return MISSING
         finally:
             server.shutdown()
     faults += missing
     for report in found:
         faults += faults_of(report)
-    print("\n".join(sorted(set(faults))))
-    print(f"{len(found)} pages opened, {sum(report['drawn'] for report in found)} formulas drawn, {len(set(faults))} faults")
+    return found, sorted(set(faults))
+
+
+def main(folder, *options):
+    chromium = shutil.which("chromium") or shutil.which("chromium-browser") or shutil.which("google-chrome")
+    if chromium is None:
+        print("Left out: the site in a browser (needs chromium)")
+        return MISSING
+    root = Path(folder).resolve()
+    pages = pages_of(root, "--all" in options)
+    try:
+        found, faults = faults_at(root, chromium, pages)
+        if faults:  # MathJax does not wait for ever for its parts, which a busy machine may keep back: true faults are there again
+            found, faults = faults_at(root, chromium, pages)
+    except queue.Empty:
+        print("Left out: the site in a browser (Chromium opens nothing here)")
+        return MISSING
+    print("\n".join(faults))
+    print(f"{len(found)} pages opened, {sum(report['drawn'] for report in found)} formulas drawn, {len(faults)} faults")
     return 1 if faults or len(found) != len(pages) else 0
 
 

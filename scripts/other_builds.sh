@@ -85,11 +85,11 @@ build_and_run_tests() {
   shift
   if [ $# -eq 0 ]; then
     build_targets "$name" all
-    ctest --test-dir "build/bits/$name" --output-on-failure --no-tests=error
+    ctest --test-dir "build/bits/$name" --timeout 7200 --output-on-failure --no-tests=error
     return
   fi
   build_targets "$name" "${@/%/_test}"
   for room in "$@"; do
-    ctest --test-dir "build/bits/$name/tests/$room" --output-on-failure --no-tests=error
+    ctest --test-dir "build/bits/$name/tests/$room" --timeout 7200 --output-on-failure --no-tests=error
   done
 }

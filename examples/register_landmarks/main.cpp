@@ -2,6 +2,7 @@
 // reference.
 
 #include <cstdio>
+#include <memory>
 
 #include "landmarks.h"
 #include "report.h"
@@ -30,8 +31,8 @@ struct Options {
   bool isRas = false;
 };
 
-bool Estimate(MTH_MATRIX_CHGREF& change, const std::string& method) {
-  if (method == "robust") return change.OptimiseMeanDistance();
+bool Estimate(MTH_MATRIX_CHGREF& change, const std::string& method, bool* isOutlier) {
+  if (method == "robust") return change.ComputeWithoutOutliers(isOutlier);
   return method == "quaternion" ? change.ComputeFromSetsByQuaternion() : change.ComputeByGeometricMethod();
 }
 
@@ -60,10 +61,12 @@ void RegisterFiles(const Options& options) {
   const register_landmarks::Matching matching{options.method, NamesOf(first, isByLabel), isByLabel};
 
   MTH_MATRIX_CHGREF change(static_cast<int>(first.points.size()), first.points.data(), second.points.data());
-  const bool isEstimated = Estimate(change, options.method);
+  const auto isOutlier = std::make_unique<bool[]>(first.points.size());
+  const bool isEstimated = Estimate(change, options.method, isOutlier.get());
   example::ThrowIfCancelled();
   if (!isEstimated) throw Failure("no transform can be found for these landmarks");
-  const auto quality = register_landmarks::Assess(change);
+  const auto quality =
+      register_landmarks::Assess(change, options.method == "robust" ? isOutlier.get() : nullptr);
 
   results.WriteText("matrix.txt", register_landmarks::MatrixText(change));
   results.WriteText("transform.tfm", register_landmarks::ItkTransformText(change));
@@ -82,9 +85,10 @@ int Run(int argc, char** argv) {
   app.add_option("FIRST", options.firstPath, "Landmarks to move")->required();
   app.add_option("SECOND", options.secondPath, "The same landmarks where they should be")->required();
   example::AddOutputOptions(app, options.output);
-  example::AddWord(app, "-m,--method", options.method, {"quaternion", "geometric", "robust"}, "METHOD",
-                   "quaternion (least squares), geometric, or robust (least mean\ndistance: hardly minds "
-                   "landmarks that are wrong)");
+  example::AddWord(
+      app, "-m,--method", options.method, {"quaternion", "geometric", "robust"}, "METHOD",
+      "quaternion (least squares), geometric, or robust (least squares of\nthe landmarks that are "
+      "right, as the least mean distance tells them)");
   app.add_flag("--by-order", options.isByOrder, "Match the points by their order, whatever their labels are");
   app.add_flag("--ras", options.isRas, "Text files have x to the right and y to the front, not LPS");
   if (!example::ParseCommandLine(app, argc, argv)) return 0;

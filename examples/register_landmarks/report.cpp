@@ -54,7 +54,7 @@ std::vector<bool> FindOutliers(const std::vector<double>& residuals) {
 
 }  // namespace
 
-Quality Assess(MTH_MATRIX_CHGREF& change) {
+Quality Assess(MTH_MATRIX_CHGREF& change, const bool* isOutlier) {
   const int count = change.GetDimension();
   MTH_3D_DOUBLE* const first = change.GetRef1();
   MTH_3D_DOUBLE* const second = change.GetRef2();
@@ -65,7 +65,8 @@ Quality Assess(MTH_MATRIX_CHGREF& change) {
     quality.residuals.push_back(mapped[static_cast<std::size_t>(i)].Distance(second[i]));
   }
   quality.meanResidual = change.GetCost();
-  quality.isOutlier = FindOutliers(quality.residuals);
+  quality.isOutlier = isOutlier != nullptr ? std::vector<bool>(isOutlier, isOutlier + count)
+                                           : FindOutliers(quality.residuals);
   double squares = 0.0;
   for (const double residual : quality.residuals) squares += residual * residual;
   quality.rmsResidual = std::sqrt(squares / count);

@@ -14,7 +14,7 @@ struct Quality {
   double meanResidual;
   double rmsResidual;
   double largestResidual;
-  std::vector<bool> isOutlier;  ///< whose residual is far beyond those of most
+  std::vector<bool> isOutlier;  ///< as the method tells them, or whose residual is far beyond those of most
   double hausdorffBefore;
   double hausdorffAfter;
 };
@@ -26,8 +26,9 @@ struct Matching {
   bool isByLabel = false;
 };
 
-/// @param change  computed, with both sets as its reference sets.
-Quality Assess(MTH_MATRIX_CHGREF& change);
+/// @param change     computed, with both sets as its reference sets.
+/// @param isOutlier  which landmarks the method found wrong; null where it does not tell.
+Quality Assess(MTH_MATRIX_CHGREF& change, const bool* isOutlier);
 
 /// Matrix, angles, quaternion and quality for a person.
 std::string TextReport(const MTH_MATRIX_CHGREF& change, const Quality& quality, const Matching& matching);

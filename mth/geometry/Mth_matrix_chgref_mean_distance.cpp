@@ -5,8 +5,8 @@
 #include <numeric>
 
 #include "mth/core/Mth_work_array_internal.h"
+#include "mth/geometry/Mth_matched_points_internal.h"
 #include "mth/geometry/Mth_matrix_chgref.h"
-#include "mth/geometry/Mth_rigid_map_internal.h"
 #include "mth/optimise/Mth_funct.h"
 #include "std/Std_display.h"
 
@@ -15,26 +15,6 @@
 using namespace mth_internal;
 
 namespace {
-
-// Matched points, the caller's or a part of them.
-struct MatchedPoints {
-  MTH_3D_DOUBLE* first;
-  MTH_3D_DOUBLE* second;
-  int count;
-};
-
-double MeanDistance(const RigidMap& map, const MatchedPoints& points) {
-  double sum = 0.0;
-  for (int i = 0; i < points.count; ++i) sum += map(points.first[i]).Distance(points.second[i]);
-  return sum / points.count;
-}
-
-bool FitLeastSquares(const MatchedPoints& points, RigidMap& map) {
-  MTH_MATRIX_CHGREF fit(points.count, points.first, points.second);
-  if (!fit.ComputeFromSetsByQuaternion()) return false;
-  map = ReadRigidMap(fit);
-  return true;
-}
 
 // How a transform may be moved: by turns about the place where it takes the centre of the first set, and by
 // shifts.
@@ -116,7 +96,7 @@ class SortedPoints {
 
   // The `count` points of which a transform takes the first ones nearest to the second ones.
   MatchedPoints TakeNearest(const MatchedPoints& points, const RigidMap& map, int count) const {
-    for (int i = 0; i < points.count; ++i) distances_[i] = map(points.first[i]).Distance(points.second[i]);
+    for (int i = 0; i < points.count; ++i) distances_[i] = DistanceAt(map, points, i);
     std::iota(order_.Get(), order_.Get() + points.count, 0);
     std::sort(order_.Get(), order_.Get() + points.count, [this](int i, int j) {
       return distances_[i] != distances_[j] ? distances_[i] < distances_[j] : i < j;
@@ -178,12 +158,16 @@ bool MTH_MATRIX_CHGREF::OptimiseMeanDistance() {
     least = found;
     best = map;
   } while (starts.FindNext());
+  TakeMap(best.rows, least);
+  return true;
+}
+
+void MTH_MATRIX_CHGREF::TakeMap(const double (&rows)[3][4], double cost) {
   SetIdentity();
   for (int i = 0; i < 3; ++i) {
-    for (int j = 0; j < 4; ++j) Set(i, j, best.rows[i][j]);
+    for (int j = 0; j < 4; ++j) Set(i, j, rows[i][j]);
   }
   FillFromMatrix();
   isComputed_ = true;
-  cost_ = least;
-  return true;
+  cost_ = cost;
 }

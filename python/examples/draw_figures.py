@@ -62,7 +62,7 @@ def geometry(axes):
         found = mth.register_landmarks(a, b, robust=is_robust)
         for points, style, name in ((a, ".", "first"), (b, "o", "second"), (found(a), "x", "first, mapped")):
             axis.plot(points[:, 0], points[:, 1], style, label=name)
-        axis.set_title(f"{'least mean distance' if is_robust else 'least squares'}: mean {found.residuals.mean():.1f} mm")
+        axis.set_title(f"{'without outliers' if is_robust else 'least squares'}: mean {found.residuals.mean():.1f} mm")
     axes[0].legend()
 
 

@@ -40,7 +40,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("first", help="landmarks to move")
     parser.add_argument("second", help="the same landmarks where they should be")
-    parser.add_argument("--robust", action="store_true", help="least mean distance instead of least squares")
+    parser.add_argument("--robust", action="store_true", help="least squares of the landmarks that are right")
     output_folder.add_options(parser, "landmarks_output")
     options = parser.parse_args()
     output_folder.make(parser, options)

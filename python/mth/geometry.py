@@ -46,7 +46,8 @@ class Registration:
 def register_landmarks(a: ArrayLike, b: ArrayLike, *, robust: bool = False) -> Registration:
     """The rigid transform that maps the points a to their partners b, both of the shape (n, 3).
 
-    It has the least squared error, or, robust, the least mean distance, which hardly minds wrong landmarks. Collinear,
+    It has the least squared error, or, robust, that of the landmarks that are right: outliers are found by the least mean
+    distance, which hardly minds wrong landmarks, and by the deviation of the others, without a threshold. Collinear,
     coincident and mirrored sets get a proper rotation, not necessarily the only one. ``ValueError`` for points that are not
     finite, for none, and for sets of different sizes.
 

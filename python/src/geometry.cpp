@@ -55,7 +55,7 @@ py::tuple RegisterLandmarks(const py::handle& aValue, const py::handle& bValue, 
   bool isDone = false;
   Call call;
   call.Run([&] {
-    isDone = isRobust ? change.OptimiseMeanDistance() : change.ComputeFromSetsByQuaternion();
+    isDone = isRobust ? change.ComputeWithoutOutliers(nullptr) : change.ComputeFromSetsByQuaternion();
     for (int i = 0; isDone && i < a.Count(); ++i)
       change.ChangeRef(a.Get()[i], &mapped[static_cast<std::size_t>(i)]);
   });

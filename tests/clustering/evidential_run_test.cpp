@@ -210,7 +210,7 @@ std::string Printed(double value) {
 }
 
 TEST(EvidentialRun, DiagnosticFilesAreByteExactUnderEveryLocale) {
-  const std::filesystem::path folder = std::filesystem::path(::testing::TempDir()) / "mth_evidential";
+  const std::filesystem::path folder = ScratchFile("evidential").Path();  // a name of this process
   for (const char* locale : {"C", "fr_FR.UTF-8"}) {
     SCOPED_TRACE(locale);
     std::filesystem::remove_all(folder);

@@ -60,8 +60,8 @@ TEST(MakePhantom, WritesWhatItPromises) {
 TEST(MakePhantom, RefusesWhatItCannotMake) {
   const ScratchFolder folder;
   for (const char* options :
-       {"--size 0,3,3", "--size 5,5", "--levels 1,2,3", "--contrast 1,2", "--noise 101", "--bias -1",
-        "--head x.nii", "nothing.nii --levels 3,2,1", "nothing.nii --levels 1,2,3"}) {
+       {"--size 0,3,3", "--size 5,5", "--levels 1,2,3", "--contrast 1,2", "--noise 101", "--noise nan",
+        "--bias -1", "--head x.nii", "nothing.nii --levels 3,2,1", "nothing.nii --levels 1,2,3"}) {
     const ProgramRun run =
         RunProgram(MTH_MAKE_PHANTOM, std::string(options) + " -o " + Quoted(folder / "out"));
     EXPECT_EQ(run.status, 2) << options;

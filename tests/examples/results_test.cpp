@@ -288,7 +288,7 @@ TEST_F(ResultsOfAHost, AreTakenBackFromADeadRun) {
   EXPECT_TRUE(ContentsOf(folder_ / "") == before);
 }
 
-// Ctrl-C in the middle of a long run: says so at once, writes nothing.
+// Eight runs into one folder, twice.
 TEST_F(ResultsOfAHost, OfRunsAtOnceAreAllKept) {
   const std::string script =
       "cd \"$1\"; runs=; for i in 1 2 3 4 5 6 7 8; do cp first.nii sub-$i\\_T1w.nii; done; for round in 1 2; "
@@ -300,11 +300,13 @@ TEST_F(ResultsOfAHost, OfRunsAtOnceAreAllKept) {
             0);
 }
 
+// Ctrl-C in the middle of a run that goes on for minutes, however late it comes: says so at once, writes
+// nothing.
 TEST_F(ResultsOfAHost, CtrlCWritesNothing) {
   NiftiFile file;
-  file.dimensions = {3, 160, 160, 100, 1, 1, 1, 1};
+  file.dimensions = {3, 64, 64, 64, 1, 1, 1, 1};
   std::mt19937 engine(1);
-  for (int i = 0; i < 160 * 160 * 100; ++i) file.voxels += static_cast<char>(engine() % 250);
+  for (int i = 0; i < 64 * 64 * 64; ++i) file.voxels += static_cast<char>(engine() % 250);
   WriteFile(folder_ / "large.nii", file.Bytes(8));
   const auto before = ContentsOf(folder_ / "");
   // Sent once, as soon as the program catches it: SIGINT is the second bit of the signals caught. With job
@@ -312,15 +314,15 @@ TEST_F(ResultsOfAHost, CtrlCWritesNothing) {
   std::signal(SIGINT, SIG_DFL);
   const std::string interrupt =
       "-c 'set -m; \"$0\" \"$@\" & "
-      "until grep -qx denoise_mr /proc/$!/comm && grep -q SigCgt:.*[2367abef]$ /proc/$!/status; "
+      "until grep -qx segment_mr /proc/$!/comm && grep -q SigCgt:.*[2367abef]$ /proc/$!/status; "
       "do kill -0 $! || exit 1; done; "
       "kill -INT $!; wait $!' ";
   const ProgramRun run =
-      RunProgram("/bin/bash", interrupt + Quoted(MTH_DENOISE_MR) + " " + Quoted(folder_ / "large.nii") +
-                                  " -o " + Quoted(folder_ / "out"));
+      RunProgram("/bin/bash", interrupt + Quoted(MTH_SEGMENT_MR) + " " + Quoted(folder_ / "large.nii") +
+                                  " -m fcm -c 24 -n 1000000 -t 0 -o " + Quoted(folder_ / "out"));
   EXPECT_EQ(run.status, 130) << run.errors;
-  EXPECT_NE(run.errors.find("denoise_mr: stopping"), std::string::npos) << run.errors;
-  EXPECT_NE(run.errors.find("denoise_mr: cancelled, nothing written"), std::string::npos) << run.errors;
+  EXPECT_NE(run.errors.find("segment_mr: stopping"), std::string::npos) << run.errors;
+  EXPECT_NE(run.errors.find("segment_mr: cancelled, nothing written"), std::string::npos) << run.errors;
   EXPECT_TRUE(ContentsOf(folder_ / "") == before);
 }
 

@@ -164,6 +164,7 @@ TEST(SegmentMrRefuses, BadOptions) {
       {"--sigma 3 -m fcm", "--sigma needs"},
       {"-m tissue --centroids 10,20", "--method tissue"},
       {"-m fcm --bias-field", "--bias-field needs"},
+      {"-c 17 --bias-field", "are for tissues: they are at most 16 classes"},
       {"image2.nii -m fcm", "several images"},
       {"--mask absent.nii", "cannot find"},
       {"--threshold nan", "--threshold"},

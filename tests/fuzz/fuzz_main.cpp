@@ -1,6 +1,7 @@
 // Runs a fuzzer without libFuzzer: fuzzer [RUNS [SEED [FILE ...]]]. First the files, or with none the corpus
 // of the fuzzer's name, then random inputs. An input that ends the program is left in crash-<fuzzer>.
 
+#include <algorithm>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -55,6 +56,7 @@ int main(int argumentsCount, char** arguments) {
   std::vector<fs::path> files(arguments + std::min(argumentsCount, 3), arguments + argumentsCount);
   const fs::path corpus = fs::path(MTH_FUZZ_CORPUS) / fuzzer;
   if (files.empty() && fs::is_directory(corpus)) files.assign(fs::directory_iterator(corpus), {});
+  std::sort(files.begin(), files.end());  // the same on every file system
   for (const fs::path& path : files) RunFile(path);
   for (long run = 0; run < runs; ++run) {
     input.resize(random() % (1024U >> random() % 8));  // mostly short, which is fast

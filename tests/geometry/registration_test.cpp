@@ -264,8 +264,37 @@ TEST(Registration, OfTheLeastMeanDistancePassesOverWrongLandmarks) {
     double translation[3];
     found.GetTranslation(translation);
     for (int i = 0; i < 3; ++i) EXPECT_EQ(translation[i], found.Get(i, 3));
+    // The two are named, and the answer is the least-squares one of the others.
+    bool isOutlier[12];
+    ASSERT_TRUE(found.ComputeWithoutOutliers(isOutlier));
+    EXPECT_NEAR(found.GetCost(), MeanDistance(found, first, second), 1e-12);
+    for (int i = 0; i < 12; ++i) EXPECT_EQ(isOutlier[i], i == 1 || i == 6) << i;
+    for (const int i : {6, 1}) {
+      first.erase(first.begin() + i);
+      second.erase(second.begin() + i);
+    }
+    MTH_MATRIX_CHGREF others(10, first.data(), second.data());
+    ASSERT_TRUE(others.ComputeFromSetsByQuaternion());
+    EXPECT_TRUE(mth_test::SameBits(found, others));
   }
   EXPECT_TRUE(display.windows.empty() && display.messages.empty());
+}
+
+// Half of the landmarks and one more say what is right, and only when they fix the rotation.
+TEST(Registration, CallsNobodyAnOutlierWithoutAMajority) {
+  const Points line = {{0, 0, 0}, {10, 0, 0}, {20, 0, 0}, {30, 0, 0}, {40, 0, 0}, {5, 9, 0}, {12, 0, 7}};
+  for (const auto& [count, isLine] : {std::pair{3, false}, {7, true}}) {
+    Points first = isLine ? line : RandomPoints(count, 8, 50.0);
+    Points second = MappedBy(Truth(0.9, 0.1, -0.3, 0.2), first, 0.0);
+    for (int i = isLine ? 5 : 2; i < count; ++i) second[static_cast<std::size_t>(i)].SetX(900.0 + i);
+    MTH_MATRIX_CHGREF found(count, first.data(), second.data());
+    MTH_MATRIX_CHGREF expected(found);
+    std::array<bool, 7> isOutlier{};
+    ASSERT_TRUE(found.ComputeWithoutOutliers(isOutlier.data()));
+    EXPECT_EQ(std::count(isOutlier.begin(), isOutlier.end(), true), 0);
+    ASSERT_TRUE(expected.OptimiseMeanDistance());
+    EXPECT_TRUE(mth_test::SameBits(found, expected));
+  }
 }
 
 TEST(Registration, OfTheLeastMeanDistanceCanBeCancelled) {
@@ -275,7 +304,7 @@ TEST(Registration, OfTheLeastMeanDistanceCanBeCancelled) {
     const mth_test::CancellingDisplay display(yes);
     MTH_MATRIX_CHGREF found(12, first.data(), second.data());
     const MTH_MATRIX before(found);
-    EXPECT_FALSE(found.OptimiseMeanDistance()) << yes;
+    EXPECT_FALSE(yes == 2 ? found.ComputeWithoutOutliers(nullptr) : found.OptimiseMeanDistance()) << yes;
     EXPECT_TRUE(mth_test::SameBits(found, before));
     EXPECT_EQ(display.messages, 0);
   }
@@ -289,14 +318,21 @@ TEST(Registration, OfTheLeastMeanDistanceTakesAndRefusesWhatLeastSquaresDo) {
     MTH_MATRIX_CHGREF found(count, first.data(), second.data());
     ASSERT_TRUE(found.OptimiseMeanDistance()) << count;
     EXPECT_LE(found.GetCost(), 1e-12) << count;
+    bool isOutlier[5] = {true, true, true, true, true};
+    ASSERT_TRUE(found.ComputeWithoutOutliers(isOutlier)) << count;
+    EXPECT_LE(found.GetCost(), 1e-12) << count;
+    for (int i = 0; i < count; ++i) EXPECT_FALSE(isOutlier[i]) << i;
     const MTH_MATRIX before(found);
     first[0].SetX(std::numeric_limits<double>::quiet_NaN());
-    EXPECT_FALSE(found.OptimiseMeanDistance());
+    const auto isRefused = [&] {
+      return !found.OptimiseMeanDistance() && !found.ComputeWithoutOutliers(isOutlier);
+    };
+    EXPECT_TRUE(isRefused());
     found.SetRef1(nullptr);
-    EXPECT_FALSE(found.OptimiseMeanDistance());
+    EXPECT_TRUE(isRefused());
     found.SetRef1(second.data());
     found.SetDimension(0);
-    EXPECT_FALSE(found.OptimiseMeanDistance());
+    EXPECT_TRUE(isRefused());
     EXPECT_TRUE(mth_test::SameBits(found, before));
   }
 }

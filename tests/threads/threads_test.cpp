@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "mth/matrix/Mth_matrix.h"
 #include "std/Std.h"
 #include "support/operations/operations.h"
 
@@ -63,6 +66,35 @@ TEST(Threads, SeparateObjectsAnswerAsInOneThread) {
     EXPECT_EQ(first[i], expected[i]) << forward[i].name;
     EXPECT_EQ(second[i], expected[i]) << forward[i].name;
   }
+}
+
+// How many of a few large results, two of them there at a time, do not keep what was written into them.
+int CountOverwritten(double number) {
+  int overwritten = 0;
+  MTH_MATRIX former;
+  for (const int rows : {4100, 4100, 3950, 4600, 4100, 1, 4090, 9000, 4100}) {
+    MTH_MATRIX matrix(rows, 1000, 0);
+    double* const elements = matrix.GetEDataAddress();
+    std::fill(elements, elements + rows * 1000, ++number);
+    if (former.IsAllocated()) {
+      const double* const kept = former.GetEDataAddress();
+      const auto count = static_cast<std::ptrdiff_t>(former.GetNbRows()) * 1000;
+      overwritten += std::any_of(kept, kept + count, [&](double x) { return x != number - 1.0; }) ? 1 : 0;
+    }
+    former = std::move(matrix);
+  }
+  return overwritten;
+}
+
+// One freed block of many megabytes is kept for the next result, whichever thread asks for it.
+TEST(Threads, LargeResultsBelongToOneThread) {
+  int overwritten[2] = {-1, -1};
+  std::thread one([&] { overwritten[0] = CountOverwritten(1e3); });
+  std::thread other([&] { overwritten[1] = CountOverwritten(2e3); });
+  one.join();
+  other.join();
+  EXPECT_EQ(overwritten[0], 0);
+  EXPECT_EQ(overwritten[1], 0);
 }
 
 }  // namespace

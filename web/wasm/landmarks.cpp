@@ -31,7 +31,8 @@ Bundle* RegisterLandmarks(double first, double second, int count, bool isRobust)
     auto* const from = At<MTH_3D_DOUBLE>(first);
     auto* const to = At<MTH_3D_DOUBLE>(second);
     MTH_MATRIX_CHGREF change(count, from, to);
-    const bool isDone = isRobust ? change.OptimiseMeanDistance() : change.ComputeFromSetsByQuaternion();
+    const bool isDone =
+        isRobust ? change.ComputeWithoutOutliers(nullptr) : change.ComputeFromSetsByQuaternion();
     if (!isDone && AreTooLarge(from, to, count))
       throw BadInput("the points lie too far away: their squares overflow");
     if (!isDone) throw std::bad_alloc();

@@ -265,6 +265,14 @@ void AddEstimations(Operations& list) {
                       t([&] { return transform.OptimiseMeanDistance(); });
                       CountTransform(t, transform);
                     }});
+    list.push_back({"geometry/chgref/ComputeWithoutOutliers/" + size, [count](Trial& t) {
+                      MatchedSets sets(count);
+                      sets.second[1].SetX(300.0);
+                      MTH_MATRIX_CHGREF transform(count, sets.first.data(), sets.second.data());
+                      auto isOutlier = std::make_unique<bool[]>(sets.first.size());
+                      t([&] { return transform.ComputeWithoutOutliers(isOutlier.get()); });
+                      CountTransform(t, transform);
+                    }});
     list.push_back({"geometry/chgref/Optimise/" + size, [count](Trial& t) {
                       MatchedSets sets(count);
                       MTH_MATRIX_CHGREF transform(count, sets.first.data(), sets.second.data());

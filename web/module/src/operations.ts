@@ -226,8 +226,8 @@ export class Operations {
       this.glue.cluster(inputs.place(samples, Float64Array), count, features, isFuzzy, settings));
   }
 
-  /** The rigid transform from the first points to their partners, three numbers each: of least squares, or, robust, of the
-   * least mean distance, which hardly minds wrong landmarks. */
+  /** The rigid transform from the first points to their partners, three numbers each: of least squares of all, or, robust, of
+   * the landmarks that are right. */
   registerLandmarks(first: AnyNumbers, second: AnyNumbers, options: { robust?: boolean } = {}): Registration {
     requireNumbers(first, "first");
     requireNumbers(second, "second");

@@ -11,6 +11,7 @@ RESOURCES = "_desc-mth_resources.json"
 # What else is made of a scan, by the end of its name: maps in its own grid.
 SPACE = "_space-orig"
 MAPS = ("_desc-denoised_T1w.*", "_dseg.*", "_label-*_probseg.*", "_desc-biasfield_map.*")
+MOSAICS = "report/mosaics"
 MODEL = ".mth-cohort/model.json"  # the copy of the one that all scans are divided by
 MASK = "_desc-brain_mask.nii.gz"
 
@@ -18,6 +19,11 @@ MASK = "_desc-brain_mask.nii.gz"
 def map_stem(name):
     """What names of the maps of a scan begin with: its name, and which grid they are in unless it says so itself."""
     return name if "_space-" in name else name + SPACE
+
+
+def map_patterns(key):
+    """What the maps of a scan may be called."""
+    return [map_stem(Path(key).name) + pattern for pattern in MAPS]
 
 
 def find_scans(bids_dir, labels=None):

@@ -34,12 +34,11 @@ class Scan:
     def earlier_maps(self):
         """What lies where the maps of this scan go, and its picture."""
         folder = (self.output / self.key).parent
-        stem = bids.map_stem(Path(self.key).name)
-        maps = [path for pattern in bids.MAPS for path in sorted(folder.glob(stem + pattern))]
+        maps = [path for pattern in bids.map_patterns(self.key) for path in sorted(folder.glob(pattern))]
         return maps + ([self.mosaic()] if self.mosaic().exists() else [])
 
     def mosaic(self):
-        return self.output / "report" / "mosaics" / (Path(self.key).name + ".png")
+        return self.output / bids.MOSAICS / (Path(self.key).name + ".png")
 
     def denoise(self):
         """The denoised scan and the deviation of its noise."""
@@ -134,6 +133,17 @@ def read(path):
     return json.loads(Path(path).read_text(encoding="utf-8"))
 
 
+def remove_remains(output, key):
+    """Removes what a killed run of this scan has left."""
+    folder, name = (output / key).parent, Path(key).name
+    for dead in folder.glob(f".{name}_work-*"):
+        if dead.is_dir():
+            shutil.rmtree(dead, ignore_errors=True)
+    for pattern in [*bids.map_patterns(key), name + bids.REPORT, name + bids.RESOURCES]:
+        tools.remove_parts(folder, pattern)
+    tools.remove_parts(output / bids.MOSAICS, name + ".png")
+
+
 def main(configuration, key):
     config = read(configuration)
     start = time.monotonic()
@@ -142,9 +152,7 @@ def main(configuration, key):
     output = Path(config["output_dir"])
     folder = output / Path(key).parent
     folder.mkdir(parents=True, exist_ok=True)
-    for dead in folder.glob(f".{Path(key).name}_work-*"):  # what a killed run of this scan has left
-        if dead.is_dir():
-            shutil.rmtree(dead, ignore_errors=True)
+    remove_remains(output, key)
     with tempfile.TemporaryDirectory(prefix=f".{Path(key).name}_work-", dir=folder) as scratch:
         scan = Scan(config, key, scratch)
         try:

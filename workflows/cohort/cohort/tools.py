@@ -10,6 +10,8 @@ import subprocess
 import threading
 from pathlib import Path
 
+PART = ".mth-part-"  # in the names of files that are not whole yet, before the number of their process
+
 
 class ToolMissing(Exception):
     """A program of the library is neither in the folder given nor on the search path."""
@@ -59,6 +61,7 @@ class Manifest:
     def __init__(self, output, key):
         self.output = Path(output)
         self.path = self.output / ".mth-cohort" / "manifests" / (key.replace("/", "__") + ".json")
+        remove_parts(self.path.parent, self.path.name)
         self.sums = json.loads(self.path.read_text(encoding="utf-8")) if self.path.is_file() else {}
 
     def require_ours(self, paths):
@@ -107,11 +110,17 @@ def part_of(path):
     """A file beside the place of another one, which takes that place when all went well: nobody sees half of it."""
     path = Path(path)
     path.parent.mkdir(parents=True, exist_ok=True)
-    part = path.with_name(f".{path.name}.{os.getpid()}")
+    part = path.with_name(f".{path.name}{PART}{os.getpid()}")
     try:
         yield part
         os.replace(part, path)
     finally:
+        part.unlink(missing_ok=True)
+
+
+def remove_parts(folder, pattern="*"):
+    """Removes what killed runs have left of files on their way into their places in a folder."""
+    for part in folder.glob(f".{pattern}{PART}*"):
         part.unlink(missing_ok=True)
 
 
