@@ -152,6 +152,7 @@ class SilencedStandardError {
 };
 
 NiftiImagePtr ParseHeader(const std::string& path) {
+  const UninterruptedScope uninterrupted;  // what Ctrl-C has to say is not silenced: it waits
   const SilencedStandardError silence;
   nifti_set_debug_level(0);
   nifti_set_alter_cifti(0);  // keep the dimensions as the file has them

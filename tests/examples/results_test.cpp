@@ -316,7 +316,8 @@ TEST_F(ResultsOfAHost, CtrlCWritesNothing) {
       "-c 'set -m; \"$0\" \"$@\" & "
       "until grep -qx segment_mr /proc/$!/comm && grep -q SigCgt:.*[2367abef]$ /proc/$!/status; "
       "do kill -0 $! || exit 1; done; "
-      "kill -INT $!; wait $!' ";
+      "kill -INT $!; s=147; "
+      "while [ $s = 147 ]; do wait $!; s=$?; done; exit $s' ";  // 147: stopped, not ended
   const ProgramRun run =
       RunProgram("/bin/bash", interrupt + Quoted(MTH_SEGMENT_MR) + " " + Quoted(folder_ / "large.nii") +
                                   " -m fcm -c 24 -n 1000000 -t 0 -o " + Quoted(folder_ / "out"));

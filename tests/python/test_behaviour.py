@@ -47,7 +47,7 @@ def run_python(code):
 @pytest.mark.parametrize("run", [
     "mth.fuzzy_c_means(x, 4, tol=-1.0, max_iter=10**9, progress=on_its_way)",  # no change is below a negative tolerance
     "mth.minimise(lambda p: p[0] % 1.0, [0.3], callback=lambda p: on_its_way() or [mth.k_means(x, 3) for _ in range(10**9)])",
-    "while mth.denoise(np.resize(np.abs(x.astype(np.float32)), (300, 300, 300)), noise=0.5, progress=on_its_way).size: pass",
+    "while mth.denoise(np.resize(np.abs(x.astype(np.float32)), (200, 200, 200)), noise=0.5, progress=on_its_way).size: pass",
 ], ids=["clustering", "callback", "denoising"])
 def test_an_interrupt_ends_a_run(run):
     assert run_python(INTERRUPTED.format(run=run)) == "interrupted (3000,)\n"
