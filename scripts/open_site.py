@@ -8,6 +8,7 @@ with one that opens nothing, it says so and ends with 77.
 
 import http.server
 import json
+import os
 import queue
 import shutil
 import subprocess
@@ -128,7 +129,7 @@ def browse(chromium, url, reports):
     with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as profile, tempfile.TemporaryFile("w+") as log:
         browser = subprocess.Popen(
             [chromium, "--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--enable-logging=stderr",
-             f"--user-data-dir={profile}", url], stdout=subprocess.DEVNULL, stderr=log)
+             f"--user-data-dir={profile}", url], stdout=subprocess.DEVNULL, stderr=log, env={**os.environ, "HOME": profile})
         found = []
         try:
             while "end" not in (report := reports.get(timeout=LONGEST_WAIT)):

@@ -22,6 +22,7 @@ namespace mth_internal {
 namespace {
 
 constexpr int kPatienceMilliseconds = 1000;
+constexpr int kCompositorPatienceMilliseconds = 10000;  // it answers every window, but may be busy
 
 bool IsExposed(const QWidget& window) {
   return window.windowHandle() != nullptr && window.windowHandle()->isExposed();
@@ -90,7 +91,7 @@ bool WaitUntilConfigured(const QWidget& window) {
   QAbstractEventDispatcher* const dispatcher = QAbstractEventDispatcher::instance();
   if (send == nullptr || dispatcher == nullptr) return false;
   const OtherWindowsHeld held(window.windowHandle());
-  const QDeadlineTimer deadline(kPatienceMilliseconds);
+  const QDeadlineTimer deadline(kCompositorPatienceMilliseconds);
   while (!IsExposed(window) && !deadline.hasExpired()) {
     Q_EMIT dispatcher->awake();
     send(QEventLoop::ExcludeUserInputEvents);
