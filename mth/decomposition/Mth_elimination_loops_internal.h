@@ -47,6 +47,34 @@ MTH_INLINE V Magnitudes(V values) {
   return values < V{} ? -values : values;
 }
 
+inline double LargestOf(Lanes values, double largest) {
+  double numbers[kLanes];
+  Store(numbers, values);
+  for (const double number : numbers) largest = number > largest ? number : largest;
+  return largest;
+}
+
+// FindRowScales, of rows that are worth vectors.
+inline bool FindLongRowScales(const double* elements, std::int64_t size, double* scales) {
+  for (std::int64_t i = 0; i < size; ++i, elements += size) {
+    Lanes bests{};
+    double best = 0.0;
+    ForEachLanes(0, size, [&](std::int64_t j, auto lanes) {
+      using V = decltype(lanes);
+      const V candidate = Magnitudes(Load<V>(elements + j));
+      if constexpr (sizeof(V) == sizeof(double)) {
+        best = candidate > best ? candidate : best;
+      } else {
+        bests = candidate > bests ? candidate : bests;
+      }
+    });
+    best = LargestOf(bests, best);
+    if (best == 0.0) return false;
+    scales[i] = 1.0 / best;
+  }
+  return true;
+}
+
 // The row in [first, rows) of the largest |element| x scale, the last one of equals; NaN is never chosen.
 inline std::int64_t FindPivot(const double* column, std::int64_t first, std::int64_t rows,
                               const double* scales) {
@@ -61,9 +89,7 @@ inline std::int64_t FindPivot(const double* column, std::int64_t first, std::int
       bests = candidate > bests ? candidate : bests;
     }
   });
-  double largest[kLanes];
-  Store(largest, bests);
-  for (const double candidate : largest) best = candidate > best ? candidate : best;
+  best = LargestOf(bests, best);
   std::int64_t row = rows - 1;
   while (row > first && !(Magnitudes(column[row]) * scales[row] == best)) --row;
   return row;

@@ -16,16 +16,26 @@
 // The factors of a square matrix, and the triangular systems that they are.
 
 namespace mth_internal {
+
 namespace {
+
+// Doubles of scratch. The GNU C library gives the end of its heap back to the system when much more is free
+// there than its largest block that has come and gone: of matrices of middle size that would be all of it,
+// for each of them, were not more asked for than is ever used. Larger ones are such blocks themselves.
+std::int64_t ScratchToAskFor(std::int64_t size) {
+  constexpr std::int64_t kLargeSize = 192;
+  constexpr std::int64_t kRoom = 20 * 1024;
+  const std::int64_t needed = size + EliminationScratch(size);
+  return size < kLargeSize ? std::max(needed, 2 * size * size + kRoom) : needed;
+}
 
 // 1 / the largest magnitude of each row, of which a NaN is none.
 // @return  false when the largest of a row is 0.
-template <class T>
-bool FindRowScales(const T* elements, std::int64_t size, double* scales) {
+bool FindRowScales(const double* elements, std::int64_t size, double* scales) {
   for (std::int64_t i = 0; i < size; ++i, elements += size) {
     double largest = 0.0;
     for (std::int64_t j = 0; j < size; ++j) {
-      const double magnitude = std::abs(static_cast<double>(elements[j]));
+      const double magnitude = std::abs(elements[j]);
       if (magnitude > largest) largest = magnitude;
     }
     if (largest == 0.0) return false;
@@ -41,19 +51,20 @@ int FactorMatrix(const T* elements, std::int64_t size, double* work, int* order)
   std::iota(order, order + size, 0);
   const bool isSmall = size <= kSmallSystem;
   double smallScales[kSmallSystem];
-  const WorkArray<double> scratch(isSmall ? 0 : size + EliminationScratch(size));
+  const WorkArray<double> scratch(isSmall ? 0 : ScratchToAskFor(size));
   if (!scratch) return 1;
   double* scales = isSmall ? smallScales : scratch.Get() + EliminationScratch(size);
-  if (!FindRowScales(elements, size, scales)) return 16;
   std::copy_n(elements, size * size, work);
   if (isSmall) {
+    if (!FindRowScales(work, size, scales)) return 16;
     const auto factor = MTH_SELECT(FactorSmall<T>);
     factor(work, size, scales, order);
-  } else {
-    const auto factor = MTH_SELECT(FactorInPlace<T>);
-    if (!factor(work, size, scales, order, scratch.Get())) return 5;
+    return 0;
   }
-  return 0;
+  const auto findScales = MTH_SELECT(FindLongRowScales);
+  if (!findScales(work, size, scales)) return 16;
+  const auto factor = MTH_SELECT(FactorInPlace<T>);
+  return factor(work, size, scales, order, scratch.Get()) ? 0 : 5;
 }
 
 template int FactorMatrix(const double*, std::int64_t, double*, int*);

@@ -16,17 +16,25 @@ MTH_INLINE void SubtractTile(double* c, std::int64_t stride, const double* a, co
   tile.StoreTo(c, stride);
 }
 
+// The same with as many vectors as are asked for.
+template <int kVectors = kTileVectors>
+MTH_INLINE void SubtractNarrowTile(double* c, std::int64_t stride, const double* a, const double* b,
+                                   std::int64_t depth, std::int64_t vectors) {
+  if constexpr (kVectors > 1) {
+    if (vectors < kVectors) return SubtractNarrowTile<kVectors - 1>(c, stride, a, b, depth, vectors);
+  }
+  SubtractTile<kVectors>(c, stride, a, b, depth);
+}
+
 // The same where the tile reaches beyond the last row or column of C.
 inline void SubtractEdgeTile(double* c, std::int64_t stride, const double* a, const double* b,
                              std::int64_t depth, std::int64_t rows, std::int64_t columns) {
-  constexpr int kFewVectors = kTileVectors / 2;
+  const std::int64_t vectors = (columns + kLanes - 1) / kLanes;
+  if (rows == kTileRows && columns == vectors * kLanes)
+    return SubtractNarrowTile(c, stride, a, b, depth, vectors);
   double tile[kTileRows * kTileColumns] = {};
   for (std::int64_t i = 0; i < rows; ++i) std::copy_n(c + i * stride, columns, tile + i * kTileColumns);
-  if (columns <= kFewVectors * kLanes) {
-    SubtractTile<kFewVectors>(tile, kTileColumns, a, b, depth);
-  } else {
-    SubtractTile<kTileVectors>(tile, kTileColumns, a, b, depth);
-  }
+  SubtractNarrowTile(tile, kTileColumns, a, b, depth, vectors);
   for (std::int64_t i = 0; i < rows; ++i) std::copy_n(tile + i * kTileColumns, columns, c + i * stride);
 }
 
@@ -52,6 +60,19 @@ void PackLeft(const Block<const T>& a, std::int64_t rows, std::int64_t depth, do
   }
 }
 
+// `width` columns of B and, up to the width of a tile, columns of 0.
+inline void PackRight(const double* b, std::int64_t stride, std::int64_t depth, std::int64_t width,
+                      double* packed) {
+  for (std::int64_t k = 0; k < depth; ++k, b += stride, packed += kTileColumns) {
+    if (width == kTileColumns) {
+      for (int v = 0; v < kTileVectors; ++v) Store(packed + v * kLanes, Load<Lanes>(b + v * kLanes));
+    } else {
+      std::copy_n(b, width, packed);
+      std::fill_n(packed + width, kTileColumns - width, 0.0);
+    }
+  }
+}
+
 // C -= A B with up to kBlockDepth terms a sum, in the order of A's columns and B's rows.
 template <class T>
 void SubtractProduct(double* c, std::int64_t cStride, Block<const T> a, const double* b, std::int64_t bStride,
@@ -62,10 +83,7 @@ void SubtractProduct(double* c, std::int64_t cStride, Block<const T> a, const do
   PackLeft(a, rows, depth, left);
   for (std::int64_t j = 0; j < columns; j += kTileColumns) {
     const std::int64_t width = std::min(kTileColumns, columns - j);
-    for (std::int64_t k = 0; k < depth; ++k) {
-      std::copy_n(b + k * bStride + j, width, right + k * kTileColumns);
-      std::fill_n(right + k * kTileColumns + width, kTileColumns - width, 0.0);
-    }
+    PackRight(b + j, bStride, depth, width, right);
     for (std::int64_t i = 0; i < rows; i += kTileRows) {
       const std::int64_t height = std::min<std::int64_t>(kTileRows, rows - i);
       double* tile = c + i * cStride + j;
