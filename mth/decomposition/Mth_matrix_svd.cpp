@@ -35,21 +35,32 @@ namespace {
 constexpr double kRelativeRankTolerance = 1e-15;
 constexpr std::int64_t kSmallSize = 8;  // decomposed in memory of the stack
 
+// Doubles to ask for: a whole huge page where most of one is needed, which the system finds and clears at
+// once.
+std::int64_t InWholePages(std::int64_t count) {
+  constexpr std::int64_t kHugePage = (2 << 20) / sizeof(double);
+  return count > kHugePage / 2 ? std::max(count, kHugePage) : count;
+}
+
 // Memory for one decomposition: on the stack for a small matrix.
 class Workspace {
  public:
-  Workspace(std::int64_t rows, std::int64_t columns)
-      : isSmall_(rows <= kSmallSize && columns <= kSmallSize),
-        scratch_(isSmall_ ? 0 : SVDSlices(rows, columns).size),
+  // `rest` doubles more are for the caller.
+  Workspace(std::int64_t rows, std::int64_t columns, std::int64_t rest = 0)
+      : isSmall_(rows <= kSmallSize && columns <= kSmallSize && rest == 0),
+        size_(SVDSlices(rows, columns).size),
+        scratch_(isSmall_ ? 0 : InWholePages(size_ + rest)),
         order_(isSmall_ ? 0 : columns) {}
 
   explicit operator bool() const { return scratch_ && order_; }
   double* Scratch() { return isSmall_ ? smallScratch_.data() : scratch_.Get(); }
+  double* Rest() { return scratch_.Get() + size_; }
   std::int64_t* Order() { return isSmall_ ? smallOrder_.data() : order_.Get(); }
 
  private:
   static constexpr SVDSlices kSmallSlices{kSmallSize, kSmallSize};
   bool isSmall_;
+  std::int64_t size_;
   WorkArray<double> scratch_;
   WorkArray<std::int64_t> order_;
   alignas(64) std::array<double, kSmallSlices.size> smallScratch_;
@@ -69,13 +80,19 @@ void WriteTriangle(const double* factors, const double* gram, std::int64_t count
   }
 }
 
+constexpr std::int64_t kChunkRows = 48;  // of the basis, in cache
+
+constexpr std::int64_t MemoryToComplete(std::int64_t rows, std::int64_t columns) {
+  return (2 * columns + kChunkRows) * (rows - columns);
+}
+
 // Columns beyond `columns` of the product of reflections that the decomposition of a tall matrix began with:
 // an orthonormal basis of what its columns do not span. H0 H1 ... = I - Yt S Y with the vectors as the rows
 // of Y and a triangular S, which makes it two products (Schreiber and Van Loan 1989).
+// @param memory  work, as many doubles as MemoryToComplete says.
 template <class T>
-SVDResult CompleteBasis(double* scratch, std::int64_t rows, std::int64_t columns, T* target,
+SVDResult CompleteBasis(double* scratch, double* memory, std::int64_t rows, std::int64_t columns, T* target,
                         std::int64_t stride) {
-  constexpr std::int64_t kChunkRows = 48;  // of the basis, in cache
   const SVDSlices slices(rows, columns);
   double* y = scratch + slices.qrVectors;
   for (std::int64_t k = 0; k < columns; ++k) std::fill_n(y + k * rows, k, 0.0);  // nobody has written them
@@ -83,10 +100,8 @@ SVDResult CompleteBasis(double* scratch, std::int64_t rows, std::int64_t columns
   double* s = scratch + slices.ut;
   double* gram = scratch + slices.vt;
   const std::int64_t rest = rows - columns;
-  const WorkArray<double> memory((2 * columns + kChunkRows) * rest);
-  if (!memory) return SVDResult::NoMemory;
   const mth_internal::LongRun run(rows, rest, columns);
-  double* end = memory.Get();
+  double* end = memory;
   double* weights = end + columns * rest;
   double* chunk = weights + columns * rest;
   mth_internal::Transpose<double>(y, columns, rows, yt);
@@ -128,17 +143,17 @@ template <class T>
 SVDResult DecomposeWide(const T* input, std::int64_t rows, std::int64_t columns,
                         const SVDTargets<T>& targets) {
   for (std::int64_t i = 0; i < rows; ++i) std::fill_n(targets.u + i * targets.uStride, columns, T{0});
-  const WorkArray<T> transposed(rows * columns);
-  Workspace space(columns, rows);
-  if (!transposed || !space) return SVDResult::NoMemory;
-  mth_internal::Transpose(input, rows, columns, transposed.Get());
+  // The transposed elements are needed no more when the basis is completed.
+  Workspace space(columns, rows, std::max(rows * columns, MemoryToComplete(columns, rows)));
+  if (!space) return SVDResult::NoMemory;
+  T* transposed = reinterpret_cast<T*>(space.Rest());
+  mth_internal::Transpose(input, rows, columns, transposed);
   const auto decompose = MTH_SELECT(DecomposeBySVD<T>);
   const SVDTargets<T> swapped{targets.v,           targets.vStride, targets.values,
                               targets.valueStride, targets.u,       targets.uStride};
-  const SVDResult result =
-      decompose(transposed.Get(), columns, rows, swapped, space.Scratch(), space.Order());
+  const SVDResult result = decompose(transposed, columns, rows, swapped, space.Scratch(), space.Order());
   if (result != SVDResult::Done) return result;
-  return CompleteBasis(space.Scratch(), columns, rows, targets.v, targets.vStride);
+  return CompleteBasis(space.Scratch(), space.Rest(), columns, rows, targets.v, targets.vStride);
 }
 
 SVDResult DecomposeInto(const MTH_MATRIX& matrix, const SVDFactors& factors) {
