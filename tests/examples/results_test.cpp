@@ -1,6 +1,7 @@
 // What every host promises about the files of its user: whatever happens, nothing that it did not write is
 // lost.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
@@ -217,7 +218,9 @@ TEST_F(ResultsOfAHost, SingleFilesFollowTheSameRules) {
     const ProgramRun refused =
         RunProgram(MTH_FIT_CURVE, Quoted(folder_ / "fit.csv") + " -o " + device + " --force");
     EXPECT_EQ(refused.status, 2);
-    EXPECT_NE(refused.errors.find("no regular file"), std::string::npos) << refused.errors;
+    const char* const reason =
+        access("/dev", W_OK) == 0 ? "no regular file" : "cannot write into the folder /dev";
+    EXPECT_NE(refused.errors.find(reason), std::string::npos) << refused.errors;
     EXPECT_TRUE(fs::is_character_file(device));
   }
 }
