@@ -14,8 +14,12 @@
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "support/cancelling_display.h"
 #include "support/recording_display.h"
+#include "support/values.h"
 
 namespace {
+
+using mth_test::kInfinity;
+using mth_test::kNaN;
 
 using mth_test::LabelledSamples;
 using mth_test::Matrix;
@@ -315,14 +319,12 @@ TEST(AdaBoost, CopiesDeeplyAndMovesWholly) {
 // not, values that are no numbers, confidences of any kind.
 TEST(AdaBoost, EveryInstructionSetGivesTheScoresOfThePlainLoop) {
   using mth_internal::InstructionSet;
-  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
   std::mt19937 random(3);
   std::uniform_real_distribution<double> uniform(0.0, 1.0);
   for (const int samplesCount : {1, 7, 16, 255, 256, 523}) {
     MTH_MATRIX features = mth_test::FromRule(3, samplesCount, mth_test::kDouble, [&](int, int) {
       const double value = uniform(random);
-      return value < 0.05 ? kNan : value < 0.1 ? kInfinity : value;
+      return value < 0.05 ? kNaN : value < 0.1 ? kInfinity : value;
     });
     LabelledSamples none{Matrix({{1.0}}), Matrix({{1.0}}), {}};
     MTH_CLUSTERING_TREE tree(1);

@@ -2,14 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numeric>
 #include <set>
 
 #include "boosting/boosting_cases.h"
 #include "mth/statistics/Mth_sort.h"
+#include "support/values.h"
 
 namespace {
+
+using mth_test::kNaN;
 
 using mth_test::LabelledSamples;
 using mth_test::Matrix;
@@ -317,9 +319,8 @@ TEST(DecisionTree, TellsTheColumnsThatMeetTheConditionsOfAChain) {
 }
 
 TEST(DecisionTree, LeavesSamplesOfNanOutOfEveryCell) {
-  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
   LabelledSamples samples{
-      Matrix({{1, kNan, 2, 3, 4}}), Matrix({{1, 1, 1, -1, -1}}), {0.2, 0.2, 0.2, 0.2, 0.2}};
+      Matrix({{1, kNaN, 2, 3, 4}}), Matrix({{1, 1, 1, -1, -1}}), {0.2, 0.2, 0.2, 0.2, 0.2}};
   MTH_CLUSTERING_TREE tree(3);
   const auto cells =
       mth_test::TakeCells(tree.Train(&tree, &samples.features, &samples.labels, samples.weights.data()));
@@ -329,10 +330,9 @@ TEST(DecisionTree, LeavesSamplesOfNanOutOfEveryCell) {
 
 // Peels one value off at a time, since no sum of weights is a number: the cells are 1, 2, 3 and 4.
 TEST(DecisionTree, OrdersCellsWhoseErrorIsNoNumberFirst) {
-  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
   LabelledSamples samples{Matrix({{1, 1, 2, 2, 3, 3, 4, 4}}),
                           Matrix({{1, -1, 1, -1, 1, -1, 1, -1}}),
-                          {0.1, 0.1, 0.3, 0.3, kNan, kNan, 0.2, 0.2}};
+                          {0.1, 0.1, 0.3, 0.3, kNaN, kNaN, 0.2, 0.2}};
   MTH_CLUSTERING_TREE tree(4);
   const auto cells =
       mth_test::TakeCells(tree.Train(&tree, &samples.features, &samples.labels, samples.weights.data()));

@@ -16,11 +16,11 @@
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "support/recording_display.h"
 #include "support/text_file.h"
+#include "support/values.h"
 
 namespace mth_test {
 namespace {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 
 // Against powers in long double. The product e ln|x| is rounded once and ln is not exact: both count as often

@@ -10,6 +10,7 @@
 #include "mth/clustering/Mth_clustering.h"
 #include "support/allocation_faults.h"
 #include "support/recording_display.h"
+#include "support/values.h"
 
 // Centroids taken from the samples.
 
@@ -19,7 +20,6 @@ namespace {
 using Rows = std::vector<std::vector<double>>;
 using Start = MTH_CENTROID_START;
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr Start kStarts[] = {Start::Quantiles, Start::FarthestFirst, Start::PlusPlus};
 
 void Fill(MTH_CLUSTERING& engine, const Rows& samples) {

@@ -4,7 +4,6 @@
 #include <cfenv>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <random>
 #include <vector>
 
@@ -12,6 +11,7 @@
 #include "mth/core/Mth_complex_number_internal.h"
 #include "mth/core/Mth_elementary_internal.h"
 #include "mth/core/Mth_instruction_set_internal.h"
+#include "support/values.h"
 
 #if defined(__SSE2__)
 #include <immintrin.h>
@@ -19,10 +19,10 @@
 
 namespace {
 
-using namespace mth_internal;
+using mth_test::kInfinity;
+using mth_test::kNaN;
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using namespace mth_internal;
 
 struct Function {
   const char* name;

@@ -6,10 +6,11 @@
 
 #include "mth/geometry/Mth_3d_geometry.h"
 #include "support/recording_display.h"
+#include "support/values.h"
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using mth_test::kNaN;
 
 TEST(Lines, FindTheShortestSegment) {
   double xAxis[2][3] = {{0, 0, 0}, {2, 0, 0}};

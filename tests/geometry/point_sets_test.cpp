@@ -10,12 +10,14 @@
 #include "mth/geometry/Mth_point_sets.h"
 #include "support/allocation_faults.h"
 #include "support/cancelling_display.h"
+#include "support/values.h"
 
 namespace {
 
+using mth_test::kInfinity;
+using mth_test::kNaN;
+
 using Points = std::vector<MTH_3D_DOUBLE>;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 double Directed(const Points& from, const Points& to) {
   double largest = 0.0;

@@ -14,8 +14,11 @@
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/image/Mth_fft.h"
 #include "support/allocation_faults.h"
+#include "support/values.h"
 
 namespace {
+
+using mth_test::kInfinity;
 
 using Signal = std::vector<std::complex<double>>;
 
@@ -162,7 +165,6 @@ TEST(Fft, EveryInstructionSetGivesTheBitsOfThePlainLoops) {
 
 // What is not finite spreads as the plain loops spread it: to NaN, infinities and numbers, each at its place.
 TEST(Fft, OfWhatIsNotFiniteIsThatOfThePlainLoops) {
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
   for (const int m : {1, 3, 6, 10, 13}) {
     for (const double value : {kInfinity, -kInfinity, std::numeric_limits<double>::quiet_NaN(), 1e308}) {
       Signal signal(std::size_t{1} << m);  // zeros, which factors of 0 and infinities make NaN of

@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <numbers>
 #include <random>
 #include <string>
@@ -14,15 +13,16 @@
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/image/Mth_texture.h"
 #include "support/matrices.h"
+#include "support/values.h"
 
 namespace {
+
+using mth_test::kInfinity;
+using mth_test::kNaN;
 
 using mth_internal::InstructionSet;
 using mth_test::kDouble;
 using mth_test::kFloat;
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 double HomogeneityAsDouble(MTH_MATRIX* p) {
   return static_cast<double>(Mth_Homogeneity(p));

@@ -7,11 +7,10 @@
 #include "support/allocation_faults.h"
 #include "support/matrices.h"
 #include "support/recording_display.h"
+#include "support/values.h"
 
 namespace mth_test {
 namespace {
-
-constexpr int kIntMax = std::numeric_limits<int>::max();
 
 MatrixPtr Bordered(const MTH_MATRIX& matrix, bool alongColumns, int width) {
   return MatrixPtr(alongColumns ? matrix.AddColBySymetry(width) : matrix.AddRowBySymetry(width));

@@ -6,12 +6,10 @@
 
 #include "support/allocation_faults.h"
 #include "support/matrices.h"
+#include "support/values.h"
 
 namespace mth_test {
 namespace {
-
-constexpr int kIntMax = std::numeric_limits<int>::max();
-constexpr int kIntMin = std::numeric_limits<int>::min();
 
 // What a matrix without elements tells of itself.
 void ExpectUnallocated(const MTH_MATRIX& matrix, int type, int status) {

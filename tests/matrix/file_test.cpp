@@ -18,6 +18,7 @@
 
 #include "support/allocation_faults.h"
 #include "support/matrices.h"
+#include "support/values.h"
 
 namespace mth_test {
 namespace {
@@ -166,12 +167,10 @@ TEST_F(MatrixFile, MissingElementsAreZero) {
 }
 
 TEST_F(MatrixFile, TextIsThatOfPercentFInEveryLocale) {
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
   EXPECT_EQ(Ascii(Matrix({{1.0 / 3.0, 2.0}})), "0.333333\t2.000000\t\n");
   EXPECT_EQ(Ascii(Matrix({{-1.5, 1e-7}, {-1e-7, 0.0}}, kFloat)),
             "-1.500000\t0.000000\t\n-0.000000\t0.000000\t\n");
-  EXPECT_EQ(Ascii(Matrix({{-0.0, kInfinity, -kInfinity, kNan, -kNan}})),
+  EXPECT_EQ(Ascii(Matrix({{-0.0, kInfinity, -kInfinity, kNaN, -kNaN}})),
             "-0.000000\tinf\t-inf\tnan\tnan\t\n");
   // Single precision, also of doubles.
   EXPECT_EQ(Ascii(Matrix({{16777217.0, 1234567.891, 0.1234567891}})),

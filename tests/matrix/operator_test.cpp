@@ -2,16 +2,14 @@
 
 #include <cmath>
 #include <functional>
-#include <limits>
 #include <utility>
 #include <vector>
 
 #include "support/matrices.h"
+#include "support/values.h"
 
 namespace mth_test {
 namespace {
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 struct BinaryOperation {
   const char* name;

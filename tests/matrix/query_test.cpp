@@ -2,17 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "support/matrices.h"
+#include "support/values.h"
 
 namespace mth_test {
 namespace {
-
-constexpr int kIntMax = std::numeric_limits<int>::max();
-constexpr int kIntMin = std::numeric_limits<int>::min();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
 TEST(MatrixQuery, TraceRunsOverTheColumns) {
   for (int type : {kDouble, kFloat}) {
@@ -50,9 +45,9 @@ TEST(MatrixQuery, ExtremaAreTheFirstOnesAndTellNoPosition) {
       {{{0.0, -0.0}}, 0.0, 0.0},
       {{{-0.0, 0.0, -0.0}}, -0.0, -0.0},
       {{{1.0, -0.0}, {0.0, 2.0}}, -0.0, 2.0},
-      {{{kNan, 1.0}, {-1.0, 3.0}}, kNan, kNan},  // nothing is strictly beyond a NaN
-      {{{1.0, kNan}, {-1.0, 3.0}}, -1.0, 3.0},
-      {{{2.0, kInfinity}, {-kInfinity, kNan}}, -kInfinity, kInfinity},
+      {{{kNaN, 1.0}, {-1.0, 3.0}}, kNaN, kNaN},  // nothing is strictly beyond a NaN
+      {{{1.0, kNaN}, {-1.0, 3.0}}, -1.0, 3.0},
+      {{{2.0, kInfinity}, {-kInfinity, kNaN}}, -kInfinity, kInfinity},
   };
   for (int type : {kDouble, kFloat}) {
     for (const Case& c : cases) {

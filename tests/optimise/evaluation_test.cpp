@@ -156,7 +156,7 @@ std::vector<double> VisitedAbscissae(const CostFunction& function) {
 }
 
 constexpr double kGolden = 1.618034;
-constexpr double kRounding = 1e-7;  // of abscissae below 200, and of the golden numbers
+constexpr double kPublishedDigits = 1e-7;  // of abscissae below 200, and of the golden numbers
 
 TEST(LineSearch, TakesThePublishedSteps) {
   const double second = 1.0 + kGolden;
@@ -196,7 +196,7 @@ TEST(LineSearch, TakesThePublishedSteps) {
     const std::vector<double> visited = VisitedAbscissae(test.cost);
     ASSERT_GE(visited.size(), test.abscissae.size()) << test.step;
     for (std::size_t i = 0; i < test.abscissae.size(); ++i) {
-      EXPECT_NEAR(visited[i], test.abscissae[i], kRounding) << test.step << ", point " << i;
+      EXPECT_NEAR(visited[i], test.abscissae[i], kPublishedDigits) << test.step << ", point " << i;
     }
   }
 }

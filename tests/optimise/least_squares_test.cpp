@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstddef>
 #include <functional>
-#include <limits>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -13,11 +12,11 @@
 #include "optimise/nist_problems.h"
 #include "optimise/problems.h"
 #include "support/cancelling_display.h"
+#include "support/values.h"
 
 namespace mth_test {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 using Reason = MTH_STOP_REASON;
 using Residuals = std::function<bool(const double* parameters, double* residuals)>;
 

@@ -27,18 +27,18 @@ class Valley : public MTH_FUNCT {
 };
 
 using Minimisation = bool (*)(MTH_FUNCT& cost, short limit);
-double start[] = {-1.2, 1.0};
+double valley[] = {-1.2, 1.0};
 
 const Minimisation kRuns[] = {
     [](MTH_FUNCT& cost, short limit) {
-      return cost.ComputeOptimumPowell(start, limit, 1e-14, nullptr, false);
+      return cost.ComputeOptimumPowell(valley, limit, 1e-14, nullptr, false);
     },
     [](MTH_FUNCT& cost, short limit) {
       cost.SetGradientStep(1e-4);
-      return cost.ComputeOptimumQNBFGS(start, limit > 5 ? 0.0 : 0.1, nullptr);
+      return cost.ComputeOptimumQNBFGS(valley, limit > 5 ? 0.0 : 0.1, nullptr);
     },
-    [](MTH_FUNCT& cost, short limit) { return cost.ComputeOptimum_Nelder_Mead(start, 0.0, limit, nullptr); },
-    [](MTH_FUNCT& cost, short limit) { return cost.Compute_Optimum_Steepes(start, 0.0, limit, nullptr); },
+    [](MTH_FUNCT& cost, short limit) { return cost.ComputeOptimum_Nelder_Mead(valley, 0.0, limit, nullptr); },
+    [](MTH_FUNCT& cost, short limit) { return cost.Compute_Optimum_Steepes(valley, 0.0, limit, nullptr); },
 };
 
 TEST(Memory, EvaluationsAndLineSearchesAllocateNothing) {

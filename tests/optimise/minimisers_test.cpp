@@ -12,11 +12,11 @@
 #include "optimise/problems.h"
 #include "support/locale_scope.h"
 #include "support/recording_display.h"
+#include "support/values.h"
 
 namespace mth_test {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr int kNotReported = -1;
 constexpr double kTableRounding = 2e-6;  // the published minima have six digits
 

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -14,13 +13,13 @@
 #include "optimise/problems.h"
 #include "support/allocation_faults.h"
 #include "support/cancelling_display.h"
+#include "support/values.h"
 
 // How runs end: why, and what a cancelled one leaves.
 
 namespace mth_test {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr int kManyIterations = 500;
 
 using Reason = MTH_STOP_REASON;

@@ -23,8 +23,11 @@
 #include "support/allocation_faults.h"
 #include "support/matrices.h"
 #include "support/recording_display.h"
+#include "support/values.h"
 
 namespace {
+
+using mth_test::kNaN;
 
 using mth_test::Matrix;
 using mth_test::MatrixPtr;
@@ -32,7 +35,6 @@ using mth_test::Size;
 using mth_test::Spearman;
 using mth_test::Values;
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kLargest = std::numeric_limits<double>::max();
 
 // The numbers of a file of NIST's reference data sets after its line that starts with this text.

@@ -16,11 +16,12 @@
 #include "mth/value/Mth_3d_double.h"
 #include "support/allocation_faults.h"
 #include "support/recording_display.h"
+#include "support/values.h"
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
+using mth_test::kInfinity;
+using mth_test::kNaN;
 
 template <class T>
 bool SameBits(const std::vector<T>& a, const std::vector<T>& b) {

@@ -13,15 +13,16 @@
 #include "mth/statistics/Mth_special_functions.h"
 #include "mth/statistics/Mth_special_functions_internal.h"
 #include "support/recording_display.h"
+#include "support/values.h"
 
 namespace {
+
+using mth_test::kNaN;
 
 using mth_internal::IncompleteGammaFraction;
 using mth_internal::IncompleteGammaP;
 using mth_internal::IncompleteGammaSeries;
 using Values = std::vector<double>;
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 // The probability of at least a successes in n trials: I_x(a, n - a + 1) for whole a.
 double AtLeast(int a, int n, double x) {

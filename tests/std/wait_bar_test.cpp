@@ -6,6 +6,7 @@
 
 #include "std/Std.h"
 #include "support/recording_display.h"
+#include "support/values.h"
 
 namespace mth_test {
 namespace {
@@ -31,7 +32,6 @@ TEST(WaitBar, AnnouncedStepsMoveTheBarFiveUnitsEach) {
   struct Case {
     int steps, maximum, unitsPerStep;
   };
-  constexpr int kIntMax = std::numeric_limits<int>::max();
   const Case cases[] = {{3, 15, 5},
                         {1, 5, 5},
                         {0, 0, 0},

@@ -9,11 +9,9 @@
 #include <vector>
 
 #include "support/matrices.h"
+#include "support/values.h"
 
 namespace mth_test {
-
-inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 struct DecompositionCase {
   std::string name;

@@ -2,18 +2,15 @@
 
 #include <cmath>
 #include <complex>
-#include <limits>
 #include <memory>
 #include <numbers>
 #include <random>
 
 #include "mth/Mth.h"
+#include "support/values.h"
 
 namespace mth_test {
 namespace {
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
 // Takes over a result of the library.
 std::complex<double> Value(MTH_COMPLEX* z) {
@@ -90,7 +87,7 @@ TEST(Complex, PhaseIsTheOneArgumentArctangent) {
   };
   const Case cases[] = {
       {0.0, -3.0, -pi / 2.0},    {0.0, 1e-300, pi / 2.0},    {-0.0, 2.0, pi / 2.0},
-      {0.0, 0.0, 0.0},           {-0.0, -0.0, 0.0},          {0.0, kNan, 0.0},
+      {0.0, 0.0, 0.0},           {-0.0, -0.0, 0.0},          {0.0, kNaN, 0.0},
       {1.0, 0.0, 0.0},           {1.0, -0.0, 0.0},           {1.0, 1.0, pi / 4.0},
       {-1.0, 0.0, pi},           {-1.0, -0.0, pi},           {-1.0, 1.0, -pi / 4.0},
       {-2.0, 0.0, -0.0},         {-2.0, -0.0, 0.0},          {-3.0, -3.0, pi / 4.0},
@@ -102,7 +99,7 @@ TEST(Complex, PhaseIsTheOneArgumentArctangent) {
     EXPECT_EQ(actual, phase) << real << " + " << imaginary << "i";
     EXPECT_EQ(std::signbit(actual), std::signbit(phase)) << real << " + " << imaginary << "i";
   }
-  EXPECT_TRUE(std::isnan(MTH_COMPLEX(kNan, 1.0).phase()));
+  EXPECT_TRUE(std::isnan(MTH_COMPLEX(kNaN, 1.0).phase()));
 }
 
 TEST(Complex, SquareRootOfSpecialValues) {
@@ -123,7 +120,7 @@ TEST(Complex, SquareRootOfSpecialValues) {
         << c.real << " + " << c.imaginary << "i";
     EXPECT_FALSE(std::signbit(root.real()));
   }
-  EXPECT_TRUE(std::isnan(Value(MTH_COMPLEX(kNan, 0.0).sqrt_complex()).real()));
+  EXPECT_TRUE(std::isnan(Value(MTH_COMPLEX(kNaN, 0.0).sqrt_complex()).real()));
 }
 
 // The textbook formulas, where a careful library would scale.

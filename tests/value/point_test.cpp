@@ -1,18 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <random>
 #include <type_traits>
 
 #include "mth/Mth.h"
 #include "mth/core/Mth_elementary_internal.h"
+#include "support/values.h"
 
 namespace mth_test {
 namespace {
-
-constexpr int kIntMin = std::numeric_limits<int>::min();
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
 template <class Point>
 concept HasHyperbolicDistance = requires(const Point p) {
@@ -83,7 +80,7 @@ TYPED_TEST(Points, MeasureExactDistances) {
 
 TEST(Point, EqualityIsExact) {
   EXPECT_FALSE(MTH_3D_DOUBLE(0.0, 0.0, 1e-300) == MTH_3D_DOUBLE(0.0, 0.0, 0.0));
-  EXPECT_FALSE(MTH_2D_DOUBLE(0.0, kNan) == MTH_2D_DOUBLE(0.0, kNan));
+  EXPECT_FALSE(MTH_2D_DOUBLE(0.0, kNaN) == MTH_2D_DOUBLE(0.0, kNaN));
   EXPECT_TRUE(MTH_2D_FLOAT(0.0F, -0.0F) == MTH_2D_FLOAT(-0.0F, 0.0F));
   EXPECT_FALSE(MTH_2D_INTEGER(1, kIntMin) == MTH_2D_INTEGER(1, 0));
 }

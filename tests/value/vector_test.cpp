@@ -8,12 +8,10 @@
 #include <type_traits>
 
 #include "mth/Mth.h"
+#include "support/values.h"
 
 namespace mth_test {
 namespace {
-
-constexpr int kIntMin = std::numeric_limits<int>::min();
-constexpr int kIntMax = std::numeric_limits<int>::max();
 
 template <class V>
 concept HasDifferenceAndScaling = requires(const V v) {

@@ -7,7 +7,7 @@ namespace mth_test {
 namespace {
 
 constexpr int kOrders[] = {1, 2, 3, 5, 8, 17, 40, 70, 131};
-constexpr std::pair<int, int> kShapes[] = {{1, 1}, {3, 2},   {2, 5},   {8, 8},
+constexpr std::pair<int, int> kFactoredShapes[] = {{1, 1}, {3, 2},   {2, 5},   {8, 8},
                                            {9, 9}, {23, 17}, {12, 31}, {70, 45}};
 
 using OnMatrix = void (*)(Trial&, const MTH_MATRIX&);
@@ -42,7 +42,7 @@ void AddOfOrders(Operations& list, const std::string& name, int highest, Make ma
 
 void AddOfShapes(Operations& list, const std::string& name, OnMatrix operation) {
   for (const auto& [type, typeName] : kElementTypes) {
-    for (const auto& [rows, columns] : kShapes) {
+    for (const auto& [rows, columns] : kFactoredShapes) {
       list.push_back({"decomposition/" + name + "/" + typeName + "/" + Shape(rows, columns),
                       [=, type = type, rows = rows, columns = columns](Trial& t) {
                         operation(t, Matrix(rows, columns, type, 220));

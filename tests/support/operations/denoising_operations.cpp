@@ -10,7 +10,7 @@ struct NoisyShape {
   int ny;
   int nz;
 };
-constexpr NoisyShape kShapes[] = {{1, 1, 1}, {40, 1, 1}, {17, 23, 1}, {5, 4, 2}, {19, 14, 9}};
+constexpr NoisyShape kNoisyShapes[] = {{1, 1, 1}, {40, 1, 1}, {17, 23, 1}, {5, 4, 2}, {19, 14, 9}};
 
 // A bright box in a dark one, in air, all rough.
 template <class T>
@@ -32,7 +32,7 @@ std::vector<T> Volume(const NoisyShape& shape) {
 
 template <class T>
 void AddVolumes(Operations& list, const std::string& name) {
-  for (const NoisyShape& shape : kShapes) {
+  for (const NoisyShape& shape : kNoisyShapes) {
     const std::string ending = name + "/" + Shape(shape.nx, shape.ny) + "x" + std::to_string(shape.nz);
     list.push_back({"denoising/Denoise/" + ending, [shape](Trial& t) {
                       for (const double deviation : {0.0, 40.0}) {

@@ -6,7 +6,7 @@
 namespace mth_test {
 namespace {
 
-constexpr std::pair<int, int> kShapes[] = {{1, 1}, {2, 3}, {4, 4}, {5, 9}, {17, 31}, {33, 67}};
+constexpr std::pair<int, int> kMatrixShapes[] = {{1, 1}, {2, 3}, {4, 4}, {5, 9}, {17, 31}, {33, 67}};
 
 using Unary = void (*)(Trial&, const MTH_MATRIX&);
 using Binary = MTH_MATRIX* (*)(const MTH_MATRIX&, const MTH_MATRIX&);
@@ -16,7 +16,7 @@ void AddUnary(Operations& list, const std::string& name, Unary operation, double
   for (const auto& [type, typeName] : kElementTypes) {
     list.push_back({"matrix/" + name + "/" + typeName, [operation, low, type = type](Trial& t) {
                       unsigned seed = 100;
-                      for (const auto& [rows, columns] : kShapes)
+                      for (const auto& [rows, columns] : kMatrixShapes)
                         operation(t, Matrix(rows, columns, type, ++seed, low));
                     }});
   }
@@ -31,7 +31,7 @@ void AddElementwise(Operations& list) {
     for (const auto& [type, typeName] : kElementTypes) {
       list.push_back(
           {std::string("matrix/") + name + "/" + typeName, [operation = operation, type = type](Trial& t) {
-             for (const auto& [rows, columns] : kShapes) {
+             for (const auto& [rows, columns] : kMatrixShapes) {
                const MTH_MATRIX a = Matrix(rows, columns, type, 120);
                const MTH_MATRIX b = Matrix(rows, columns, type, 121, 0.25);
                t([&] { return operation(a, b); });

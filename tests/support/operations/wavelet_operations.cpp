@@ -7,7 +7,7 @@
 namespace mth_test {
 namespace {
 
-constexpr std::pair<int, int> kShapes[] = {{1, 1}, {5, 4}, {16, 16}, {33, 70}};
+constexpr std::pair<int, int> kTransformedShapes[] = {{1, 1}, {5, 4}, {16, 16}, {33, 70}};
 
 std::size_t Area(int rows, int columns) {
   return static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns);
@@ -36,7 +36,7 @@ MTH_MATRIX Picture(int rows, int columns, int type) {
 }
 
 void AddTransforms(Operations& list) {
-  for (const auto& [rows, columns] : kShapes) {
+  for (const auto& [rows, columns] : kTransformedShapes) {
     const std::string shape = Shape(rows, columns);
     list.push_back({"wavelet/RedundantWaveletTransform/" + shape, [rows = rows, columns = columns](Trial& t) {
                       for (const auto& [type, name] : kElementTypes) {
@@ -96,7 +96,7 @@ void AddTransforms(Operations& list) {
 void AddShrinkage(Operations& list) {
   list.push_back(
       {"wavelet/AdaptEnergy", [](Trial& t) {
-         for (const auto& shape : kShapes) {
+         for (const auto& shape : kTransformedShapes) {
            const int rows = shape.first;
            const int columns = shape.second;
            for (const int window : {1, 5, 8}) {
@@ -110,7 +110,7 @@ void AddShrinkage(Operations& list) {
          }
        }});
   list.push_back({"wavelet/RemoveNoiseAdaptative", [](Trial& t) {
-                    for (const auto& shape : kShapes) {
+                    for (const auto& shape : kTransformedShapes) {
                       const int rows = shape.first;
                       const int columns = shape.second;
                       auto detail = Values(rows * columns, 560, -20.0, 20.0);
