@@ -40,6 +40,8 @@ class QZReduction {
         negligibleB_(kEpsilon * NormOf(pencil.b)) {}
 
   bool Run() {
+    // Of elements that have overflowed none would ever be negligible.
+    if (std::isnan(negligibleA_) || std::isnan(negligibleB_)) return false;
     int iterations = 0;
     for (std::int64_t last = n_ - 1; last >= 0;) {
       if (iterations == 0 && IsGivenUp(n_)) return false;

@@ -327,6 +327,9 @@ TEST(Riccati, EquationsWithoutAStabilisingSolutionAreTold) {
   EXPECT_EQ(status({one, one, one, zero}, false), 6);
   EXPECT_EQ(status({Identity(2), Identity(2), Identity(2), Matrix({{1, 1}, {1, 1}})}, false), 6);
   EXPECT_EQ(status({Matrix({{0.5}}), zero, one, zero}, true), 9);  // R + Bt X B is 0
+  const double far = 1e299;  // a solution, and numbers on the way to it, that double cannot hold
+  const MTH_MATRIX fast = Matrix({{far, far, far, 0}, {0, 0, 0, far}, {0, 0, 0, far}, {far, far, 0, 0}});
+  EXPECT_EQ(status({fast, Matrix({{1}, {-2}, {-1}, {1}}), Identity(4), one}, true), 9);
   // Hidden by rounding: an unstable mode that nothing moves, and an oscillation that nothing sees.
   const MTH_MATRIX turn = RandomOrthogonal(4, 8);
   const MTH_MATRIX moved = Product(turn, Matrix({{1}, {1}, {1}, {0}}));
