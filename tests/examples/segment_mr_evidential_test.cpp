@@ -29,7 +29,7 @@ std::string Image(const ScratchFolder& folder, const std::string& name, const st
   return folder / name;
 }
 
-Json Segment(const ScratchFolder& folder, const std::string& image, const std::string& options) {
+Json SegmentByEvidence(const ScratchFolder& folder, const std::string& image, const std::string& options) {
   const std::string output = folder / "result";
   const ProgramRun run =
       RunProgram(MTH_SEGMENT_MR, Quoted(image) + " -o " + Quoted(output) + " --method ecm " + options);
@@ -130,7 +130,7 @@ TEST(SegmentMrEvidential, TellsWhatAnIndependentImplementationFinds) {
     expected.beta = 1.8;
     expected.rho = 0.4;
     expected.Run(iterations);
-    const Json report = Segment(
+    const Json report = SegmentByEvidence(
         folder, image,
         "--centroids 20,60,100 --alpha 1.5 --fuzzifier 1.8 --rho 0.4 -n " + std::to_string(iterations));
     const Told told = Tell(expected.masses);
@@ -194,7 +194,7 @@ TEST(SegmentMrEvidential, FusesTwoImagesByDempstersRule) {
         fused.back().push_back(subset.empty() ? 0.0 : masses[subset] / (1.0 - lost));
     }
     const Json report =
-        Segment(folder, first, "--centroids 20,60,100 --fuse " + Quoted(second) + " " + option);
+        SegmentByEvidence(folder, first, "--centroids 20,60,100 --fuse " + Quoted(second) + " " + option);
     ExpectClasses(report, one.centroids, Tell(fused));
     const Json& told = report["fused"];
     EXPECT_EQ(told["path"], second);
@@ -218,8 +218,8 @@ TEST(SegmentMrEvidential, LabelsTellWhatIsUndecidedAndFollowGreyLevels) {
   for (int pixel = 0; pixel < kWidth * kHeight; ++pixel) ramp.push_back(20 + 4 * pixel);
   const std::string image = Image(folder, "ramp.nii", ramp);
   for (const bool adjacent : {false, true}) {
-    const Json report =
-        Segment(folder, image, std::string("-c 3 --alpha 0.5 ") + (adjacent ? "--adjacent-sets" : ""));
+    const Json report = SegmentByEvidence(
+        folder, image, std::string("-c 3 --alpha 0.5 ") + (adjacent ? "--adjacent-sets" : ""));
     const std::string labels = ReadGzip(folder / "result/labels.nii.gz").substr(352);
     EXPECT_EQ(std::count(labels.begin(), labels.end(), '\4'), report["undecided_voxels"].get<int>());
     EXPECT_GT(report["undecided_voxels"], 0);
@@ -242,8 +242,8 @@ TEST(SegmentMrEvidential, ShowsWhatIsUndecidedOverOtherLabels) {
       MTH_SEGMENT_MR, Quoted(image) + " -m ecm -c 3 --over " + Quoted(over) + " -o " + Quoted(folder / "no"));
   EXPECT_EQ(run.status, 2);
   EXPECT_NE(run.errors.find("--over needs labels from 0 to 64"), std::string::npos) << run.errors;
-  Segment(folder, image,
-          "-c 3 --over " + Quoted(Image(folder, "over.nii", std::vector<int>(kFirst.size(), 2))));
+  SegmentByEvidence(folder, image,
+                    "-c 3 --over " + Quoted(Image(folder, "over.nii", std::vector<int>(kFirst.size(), 2))));
   EXPECT_TRUE(std::filesystem::exists(folder / "result/undecided_over_labels.png"));
 }
 
@@ -254,7 +254,8 @@ TEST(SegmentMrEvidential, TheOrderOfTheStartDoesNotMatter) {
   Json reports[2];
   const char* const starts[] = {"20,60,100", "100,20,60"};
   for (int n = 0; n < 2; ++n) {
-    reports[n] = Segment(folder, image, std::string("--fuse ") + Quoted(image) + " --centroids " + starts[n]);
+    reports[n] = SegmentByEvidence(folder, image,
+                                   std::string("--fuse ") + Quoted(image) + " --centroids " + starts[n]);
   }
   for (std::size_t k = 0; k < 3; ++k) {
     EXPECT_NEAR(reports[0]["classes"][k]["centroid"].get<double>(),
