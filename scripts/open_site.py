@@ -6,6 +6,7 @@ that are not drawn and pictures that are not shown. Ends with 0 when all is well
 with one that opens nothing, it says so and ends with 77.
 """
 
+import contextlib
 import http.server
 import json
 import os
@@ -179,11 +180,12 @@ def main(folder, *options):
     pages = pages_of(root, "--all" in options)
     try:
         found, faults = faults_at(root, chromium, pages)
-        if faults:  # MathJax does not wait for ever for its parts, which a busy machine may keep back: true faults are there again
-            found, faults = faults_at(root, chromium, pages)
     except queue.Empty:
         print("Left out: the site in a browser (Chromium opens nothing here)")
         return MISSING
+    if faults:  # MathJax does not wait for ever for its parts, which a busy machine may keep back: true faults are there again
+        with contextlib.suppress(queue.Empty):
+            found, faults = faults_at(root, chromium, pages)
     print("\n".join(faults))
     print(f"{len(found)} pages opened, {sum(report['drawn'] for report in found)} formulas drawn, {len(faults)} faults")
     return 1 if faults or len(found) != len(pages) else 0

@@ -54,11 +54,11 @@ void FreeAligned(void* storage) {
   if (storage != nullptr) ::operator delete(HeaderOf(storage).block);
 }
 
-// The large block that was freed last, for the next result of its size. The system may take its pages
-// whenever it needs them. Threads take it from each other without waiting.
+// The large block that was freed last, for the next result of its size; Linux may take its pages whenever it
+// needs them. Threads take it from each other without waiting.
 class KeptBlock {
  public:
-  ~KeptBlock() { FreeAligned(storage_.exchange(nullptr)); }
+  ~KeptBlock() { Drop(); }
 
   void Put(void* storage) {
 #if defined(__linux__) && defined(MADV_FREE)
@@ -67,8 +67,7 @@ class KeptBlock {
     FreeAligned(storage_.exchange(storage));
   }
 
-  // Null when there is none of about this size. One of another size is freed first: what is kept never stands
-  // in the way of what is needed.
+  // Null when there is none of about this size; one of another size is freed.
   void* Take(std::size_t bytes) {
     void* const storage = storage_.exchange(nullptr);
     if (storage == nullptr) return nullptr;
@@ -76,6 +75,13 @@ class KeptBlock {
     if (bytes <= room && room - bytes <= bytes / 8) return storage;
     FreeAligned(storage);
     return nullptr;
+  }
+
+  // Whether there was one.
+  bool Drop() {
+    void* const storage = storage_.exchange(nullptr);
+    FreeAligned(storage);
+    return storage != nullptr;
   }
 
  private:
@@ -88,8 +94,10 @@ KeptBlock kept;
 
 void* AllocateStorage(std::size_t bytes) {
   if (bytes < kSmallBlock) return ::operator new(bytes, std::nothrow);
-  void* const storage = bytes < kLeastKept ? nullptr : kept.Take(bytes);
-  return storage != nullptr ? storage : AllocateAligned(bytes);
+  void* storage = bytes < kLeastKept ? nullptr : kept.Take(bytes);
+  if (storage == nullptr) storage = AllocateAligned(bytes);
+  // What is kept does not stand in the way of what is needed.
+  return storage == nullptr && kept.Drop() ? AllocateAligned(bytes) : storage;
 }
 
 void FreeStorage(void* storage, std::size_t bytes) {

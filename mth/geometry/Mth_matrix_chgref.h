@@ -163,16 +163,17 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   bool OptimiseMeanDistance();
   /// The rigid transform of least squared error of the landmarks that are right. Outliers are those that
   /// OptimiseMeanDistance leaves beyond 2.5 times the median distance; then, in up to eight rounds, those
-  /// that the least-squares transform of the others leaves beyond 4.5 of their deviations along an axis. The
-  /// others are always more than half of the landmarks, four or more, and not on a line: where no such ones
-  /// are found there are no outliers, and the answer is that of OptimiseMeanDistance. Nearly as precise as
-  /// least squares that are told which landmarks are wrong, without a threshold in millimetres; the cost is
-  /// the mean distance of all landmarks. No window is shown; nothing in it is random.
+  /// that the least-squares transform of the others leaves beyond 4.5 of their deviations along an axis. A
+  /// distance of a millionth of the smaller set's size is as good as none. The others are always more than
+  /// half of the landmarks, four or more, and not on a line: where no such ones are found there are no
+  /// outliers, and the answer is that of OptimiseMeanDistance. Nearly as precise as least squares that are
+  /// told which landmarks are wrong, without a threshold in millimetres; the cost is the mean distance of all
+  /// landmarks. No window is shown; nothing in it is random.
   /// @param isOutlier  GetDimension() elements, which tell for each landmark whether it is one; may be null.
-  /// @return  false, with nothing changed or written, where OptimiseMeanDistance is false.
-  /// @see     Rousseeuw & Leroy, Robust Regression and Outlier Detection, 1987, chapter 5: one reweighted
-  /// step
-  ///          after a fit that hardly minds outliers.
+  /// @return  false, with nothing changed or written, where OptimiseMeanDistance is false, and without
+  /// memory.
+  /// @see     Rousseeuw & Leroy, Robust Regression and Outlier Detection, 1987, chapter 5 (reweighted least
+  ///          squares after a fit that hardly minds outliers).
   bool ComputeWithoutOutliers(bool* isOutlier);
 
   /// The quaternion of a turn about a unit axis by an angle in degrees; sine, cosine and their products with

@@ -23,6 +23,11 @@ const MTH_3D_DOUBLE& FarthestFromFirst(const MTH_3D_DOUBLE* points, int count) {
   });
 }
 
+// The size of a set.
+double Reach(const MTH_3D_DOUBLE* points, int count) {
+  return Length(Way(points[0], FarthestFromFirst(points, count)));
+}
+
 // Points on a line leave a rotation open.
 bool AreOnOneLine(const MTH_3D_DOUBLE* points, int count) {
   constexpr double kLeastWidth = 1e-6;  // of the length of the line
@@ -71,8 +76,8 @@ class RightPoints {
   // Takes the points within a limit as the right ones; false, with nothing changed, when they are already,
   // and when they are too few, or too close to a line, to say so of the others.
   bool TakeWithin(double limit) {
-    constexpr double kRounding = 1e-6;  // of the size of a set: such a distance is as good as none
-    const double reach = Length(Way(all_.second[0], FarthestFromFirst(all_.second, all_.count)));
+    constexpr double kRounding = 1e-6;  // of the size of the smaller set: such a distance is as good as none
+    const double reach = std::min(Reach(all_.first, all_.count), Reach(all_.second, all_.count));
     const double widest = std::max(limit, kRounding * reach);
     int count = 0;
     bool isNew = count_ == 0;

@@ -66,7 +66,7 @@ static_assert(kMoves<MTH_MATRIX> && kMoves<MTH_MATRIX_CHGREF> && kMoves<MTH_XY_P
 HAS(MTH_MATRIX_CHGREF* (MTH_MATRIX_CHGREF::*)(const MTH_MATRIX_CHGREF&) const, &MTH_MATRIX_CHGREF::operator*);
 HAS(bool (MTH_MATRIX_CHGREF::*)(MTH_3D_DOUBLE*, MTH_3D_DOUBLE*), &MTH_MATRIX_CHGREF::Initialise);
 HAS(bool (MTH_MATRIX_CHGREF::*)(), &MTH_MATRIX_CHGREF::ComputeByGeometricMethod);
-HAS(bool (MTH_MATRIX_CHGREF::*)(), &MTH_MATRIX_CHGREF::OptimiseMeanDistance);MTH_MATRIX_CHGREF::OptimiseMeanDistance);
+HAS(bool (MTH_MATRIX_CHGREF::*)(), &MTH_MATRIX_CHGREF::OptimiseMeanDistance);
 HAS(bool (MTH_MATRIX_CHGREF::*)(bool*), &MTH_MATRIX_CHGREF::ComputeWithoutOutliers);
 [[maybe_unused]] const Orient_Coupe_Irm kSlice = {1, "ABC", "T", "S", 1, 2, 3.0};
 HAS(bool (*)(MTH_3D_DOUBLE*, MTH_3D_DOUBLE, MTH_3D_DOUBLE*), &Mth_3D_PointProjectionOnPlan);

@@ -121,7 +121,8 @@ def part_of(path):
 def remove_parts(folder, pattern="*"):
     """Removes what killed runs have left of files on their way into their places in a folder."""
     for part in folder.glob(f".{pattern}{PART}*"):
-        part.unlink(missing_ok=True)
+        if part.is_file():
+            part.unlink(missing_ok=True)
 
 
 def write_whole(path, text):
