@@ -7,7 +7,7 @@ PYTHON_PACKAGES=(python3-dev pybind11-dev python3-numpy python3-pytest python3-s
   python3-matplotlib python3-nibabel python3-tqdm mypy python3-pip python3-skbuild) # the module and the peers of its tests
 DICOM_PACKAGES=(libdcmtk-dev dcmtk dicom3tools python3-pydicom dcm2niix) # DICOM, and what checks it
 WEB_PACKAGES=(emscripten node-acorn dpkg-dev libcli11-dev nlohmann-json3-dev) # the page, beside Node and npm
-QT_PACKAGES=(qt6-base-dev xvfb xauth xdotool) # the windows, and the screen on which they are tested
+QT_PACKAGES=(qt6-base-dev xvfb xdotool) # the windows, and the screen on which they are tested
 
 is_installed() {
   dpkg-query --show --showformat='${db:Status-Status}' "$1" 2>/dev/null | grep -qx installed
