@@ -109,12 +109,20 @@ function(mth_configure_target target)
   endif()
 endfunction()
 
+# mth_compile_together(target count): several sources at a time, where g++ does it: most of the work is to read the headers.
+# Other compilers mind names that come again.
+function(mth_compile_together target count)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${count})
+  endif()
+endfunction()
+
 # mth_build_quickly(target): compiles what only calls the library, and is run a few times at most, without optimisation and
-# several sources at a time where the build asks for it: most of the work is to read the headers.
+# several sources at a time where the build asks for it.
 function(mth_build_quickly target)
   if(MTH_QUICK_BUILD AND NOT MSVC)
     target_compile_options(${target} PRIVATE -O0 $<$<NOT:$<CONFIG:Release>>:-g1>)
-    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 6)
+    mth_compile_together(${target} 6)
   endif()
 endfunction()
 
