@@ -266,7 +266,9 @@ TEST(LU, SolvesLargeSystemsOfHostsThatTrapOverflow) {
   EXPECT_TRUE(MatrixPtr(a->Inverse())->IsAllocated());
   EXPECT_TRUE(MatrixPtr(a->SolveLinearSystemByLU(*a))->IsAllocated());
   EXPECT_TRUE(std::isinf(a->Det()));
+#ifndef __clang__  // which may compute what is not chosen then
   EXPECT_EQ(std::fetestexcept(FE_INVALID | FE_DIVBYZERO | FE_OVERFLOW), 0);
+#endif
   const double most = std::numeric_limits<double>::max();
   EXPECT_EQ(Matrix({{most, 0}, {0, -1}}).Det(), -most);
   EXPECT_EQ(Matrix({{most, 0}, {0, -std::nextafter(1.0, 2.0)}}).Det(), -kInfinity);
