@@ -202,7 +202,7 @@ double Refine(SquareView x, SquareView closed, SquareView residual, bool isDiscr
 bool IsClearlyStable(double margin, SquareView closed, SquareView feedback, double doubt, bool isDiscrete);
 
 /// Powers of two for the rows and columns of a symmetric matrix that make their largest elements about 1.
-/// @return  false when a row is all 0.
+/// @return  false when a row is all 0; its power is 1, and the others are found all the same.
 bool Equilibrate(const double* r, std::int64_t m, double* scales);
 
 /// g = B R^-1 Bt for a symmetric m x m matrix R and an n x m matrix B.

@@ -1,7 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <limits>
 
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/geometry/Mth_matched_points_internal.h"
@@ -38,6 +36,8 @@ bool AreOnOneLine(const MTH_3D_DOUBLE* points, int count) {
   });
 }
 
+constexpr double kRounding = 1e-6;  // of the size of the smaller set: such a distance is as good as none
+
 // Matched points, and those among them that count as right: at first all of them.
 class RightPoints {
  public:
@@ -47,7 +47,8 @@ class RightPoints {
         sorted_(all.count),
         first_(all.count),
         second_(all.count),
-        isRight_(all.count) {
+        isRight_(all.count),
+        rounding_(kRounding * std::min(Reach(all.first, all.count), Reach(all.second, all.count))) {
     if (IsUsable()) std::fill(isRight_.Get(), isRight_.Get() + all.count, true);
   }
 
@@ -76,9 +77,7 @@ class RightPoints {
   // Takes the points within a limit as the right ones; false, with nothing changed, when they are already,
   // and when they are too few, or too close to a line, to say so of the others.
   bool TakeWithin(double limit) {
-    constexpr double kRounding = 1e-6;  // of the size of the smaller set: such a distance is as good as none
-    const double reach = std::min(Reach(all_.first, all_.count), Reach(all_.second, all_.count));
-    const double widest = std::max(limit, kRounding * reach);
+    const double widest = std::max(limit, rounding_);
     int count = 0;
     bool isNew = count_ == 0;
     for (int i = 0; i < all_.count; ++i) {
@@ -106,6 +105,7 @@ class RightPoints {
   WorkArray<MTH_3D_DOUBLE> first_;
   WorkArray<MTH_3D_DOUBLE> second_;
   WorkArray<bool> isRight_;
+  double rounding_;
   int count_ = 0;
 };
 
