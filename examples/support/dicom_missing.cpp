@@ -18,7 +18,9 @@ namespace {
 }  // namespace
 
 bool IsDicomPath(const std::string& path) {
+  std::error_code error;
   const std::filesystem::path ending = std::filesystem::path(path).extension();
+  if (!std::filesystem::is_regular_file(path, error)) return false;
   return ending == ".dcm" || ending == ".ima" || ending == ".IMA";
 }
 
