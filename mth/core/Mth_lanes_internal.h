@@ -184,6 +184,8 @@ MTH_INLINE V Opaque(V values) {
 #else
   asm("" : "+x"(values));
 #endif
+#elif (defined(__GNUC__) || defined(__clang__)) && defined(__aarch64__)
+  asm("" : "+w"(values));
 #elif defined(__GNUC__) || defined(__clang__)
   asm("" : "+m"(values));
 #endif

@@ -103,8 +103,7 @@ inline void RunPanelStages(const FactorTable& table, int stage, std::int64_t n, 
         Butterflies values[kValues];
 #pragma GCC unroll 8
         for (int k = 0; k < kValues; ++k)
-          values[k] = {Load<Lanes>(panelRe + k * span * kPanelColumns),
-                       Load<Lanes>(panelIm + k * span * kPanelColumns)};
+          values[k] = LoadButterflies(panelRe + k * span * kPanelColumns, panelIm + k * span * kPanelColumns);
 #pragma GCC unroll 3
         for (int s = 0; s < kStages; ++s) {
           const int parts = 1 << s;

@@ -7,7 +7,6 @@
 #include "mth/image/Mth_fft_kernel_internal.h"
 
 namespace mth_internal {
-namespace {
 
 constexpr int kRowLength = 8;
 struct Tile {
@@ -15,7 +14,6 @@ struct Tile {
   alignas(64) double im[kRowLength][kRowLength];
 };
 
-}  // namespace
 }  // namespace mth_internal
 
 #define MTH_KERNEL_FILE "mth/image/Mth_fft_grid_loops_internal.h"

@@ -8,15 +8,29 @@ struct Butterflies {
   Lanes im;
 };
 
-// One butterfly: (a, b) becomes (a + u b, a - u b).
-template <class Factor>
-inline void Combine(Factor u1, Factor u2, Butterflies& a, Butterflies& b) {
-  const Lanes t1 = u1 * b.re - u2 * b.im;
-  const Lanes t2 = u1 * b.im + u2 * b.re;
+// The compiler keeps them in registers; left to itself it reads them again for each of their uses.
+inline Butterflies LoadButterflies(const double* re, const double* im) {
+  return {Opaque(Load<Lanes>(re)), Opaque(Load<Lanes>(im))};
+}
+
+// (a, b) becomes (a + t, a - t).
+inline void AddAndSubtract(Lanes t1, Lanes t2, Butterflies& a, Butterflies& b) {
   b.re = a.re - t1;
   b.im = a.im - t2;
   a.re = a.re + t1;
   a.im = a.im + t2;
+}
+
+// One butterfly: (a, b) becomes (a + u b, a - u b).
+template <class Factor>
+inline void Combine(Factor u1, Factor u2, Butterflies& a, Butterflies& b) {
+  AddAndSubtract(u1 * b.re - u2 * b.im, u1 * b.im + u2 * b.re, a, b);
+}
+
+// The same with u1 = 1, whose products change no bit and are left out; those with u2 = 0 make signs of zeros,
+// and NaN of what is not finite.
+inline void CombineByOne(double u2, Butterflies& a, Butterflies& b) {
+  AddAndSubtract(b.re - u2 * b.im, b.im + u2 * b.re, a, b);
 }
 
 // `kStages` stages in one pass over n values, the first one of a span that is a multiple of the lanes, for
@@ -33,17 +47,17 @@ inline void RunStages(const Factors* factors, std::int64_t span, std::int64_t fi
       double* const blockIm = im + block + j;
       Butterflies values[kValues];
 #pragma GCC unroll 8
-      for (int k = 0; k < kValues; ++k)
-        values[k] = {Load<Lanes>(blockRe + k * span), Load<Lanes>(blockIm + k * span)};
+      for (int k = 0; k < kValues; ++k) values[k] = LoadButterflies(blockRe + k * span, blockIm + k * span);
 #pragma GCC unroll 3
       for (int stage = 0; stage < kStages; ++stage) {
         const int parts = 1 << stage;
-#pragma GCC unroll 8
-        for (int k = 0; k < kValues; ++k) {
-          if ((k & parts) != 0) continue;
-          const Factors& row = factors[parts - 1 + (k & (parts - 1))];
-          Combine(Load<Lanes>(row.re + j - first), Load<Lanes>(row.im + j - first), values[k],
-                  values[k + parts]);
+#pragma GCC unroll 4
+        for (int part = 0; part < parts; ++part) {
+          const Factors& row = factors[parts - 1 + part];
+          const Lanes u1 = Opaque(Load<Lanes>(row.re + j - first));
+          const Lanes u2 = Opaque(Load<Lanes>(row.im + j - first));
+#pragma GCC unroll 4
+          for (int k = part; k < kValues; k += 2 * parts) Combine(u1, u2, values[k], values[k + parts]);
         }
       }
 #pragma GCC unroll 8
@@ -67,42 +81,33 @@ inline void RunTabledStages(const FactorTable& table, int stage, std::int64_t n,
   RunStages<kStages>(factors, span, 0, span, n, re, im);
 }
 
-constexpr int kReversed[kRowLength] = {0, 4, 2, 6, 1, 5, 3, 7};  // the three bits of an index, reversed
-
-// Takes the eight rows of a tile in reversed order through the first three stages, lanes running along the
-// rows, which decimation has made independent transforms.
-inline void RunFirstStagesOfTile(const FactorTable& table, const double* re, const double* im,
-                                 std::int64_t stride, Tile& tile) {
-  for (std::int64_t lane = 0; lane < kRowLength; lane += kLanes) {
-    Butterflies values[kRowLength];
-#pragma GCC unroll 8
-    for (int k = 0; k < kRowLength; ++k) {
-      values[k] = {Load<Lanes>(re + kReversed[k] * stride + lane),
-                   Load<Lanes>(im + kReversed[k] * stride + lane)};
-    }
+// Takes values that are in reversed order through the first stages, lanes running across transforms of
+// kValues.
+template <int kValues>
+inline void RunFirstStagesOf(const FactorTable& table, Butterflies (&values)[kValues]) {
 #pragma GCC unroll 3
-    for (int stage = 0; stage < 3; ++stage) {
+  for (int span = 1, stage = 0; span < kValues; span *= 2, ++stage) {
+    const Factors& row = table[static_cast<std::size_t>(stage)];
 #pragma GCC unroll 8
-      for (int k = 0; k < kRowLength; ++k) {
-        if ((k >> stage & 1) != 0) continue;
-        const int factor = k & ((1 << stage) - 1);
-        const Factors& row = table[static_cast<std::size_t>(stage)];
-        Combine(row.re[factor], row.im[factor], values[k], values[k + (1 << stage)]);
+    for (int k = 0; k < kValues; ++k) {
+      const int factor = k & (span - 1);
+      if ((k & span) != 0) continue;
+      if (factor == 0) {
+        CombineByOne(row.im[0], values[k], values[k + span]);
+      } else {
+        Combine(row.re[factor], row.im[factor], values[k], values[k + span]);
       }
-    }
-#pragma GCC unroll 8
-    for (int k = 0; k < kRowLength; ++k) {
-      Store(tile.re[k] + lane, values[k].re);
-      Store(tile.im[k] + lane, values[k].im);
     }
   }
 }
 
+constexpr int kReversed[kRowLength] = {0, 4, 2, 6, 1, 5, 3, 7};  // the three bits of an index, reversed
+
 // Row k of the result is column reversed(k) of the rows.
 #if MTH_VECTOR_BYTES == 64
 // Exchanges halves of neighbouring rows: single values, then pairs, then fours.
-inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double* target,
-                            std::int64_t stride) {
+inline void StoreRowsTransposed(const double (&rows)[kRowLength][kRowLength], double* target,
+                                std::int64_t stride) {
   Lanes single[kRowLength];
 #pragma GCC unroll 4
   for (int k = 0; k < kRowLength; k += 2) {
@@ -127,39 +132,95 @@ inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double
   }
 }
 #elif MTH_VECTOR_BYTES == 32
-// In four squares of four: exchanges halves of neighbouring rows, single values, then pairs.
-inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double* target,
-                            std::int64_t stride) {
+// Four rows of four: exchanges halves of neighbouring rows, single values, then pairs.
+inline void StoreSquare(Lanes a, Lanes b, Lanes c, Lanes d, double* target, std::int64_t stride) {
+  const Lanes ab = __builtin_shufflevector(a, b, 0, 4, 2, 6);
+  const Lanes ba = __builtin_shufflevector(a, b, 1, 5, 3, 7);
+  const Lanes cd = __builtin_shufflevector(c, d, 0, 4, 2, 6);
+  const Lanes dc = __builtin_shufflevector(c, d, 1, 5, 3, 7);
+  Store(target, __builtin_shufflevector(ab, cd, 0, 1, 4, 5));
+  Store(target + 2 * stride, __builtin_shufflevector(ba, dc, 0, 1, 4, 5));
+  Store(target + stride, __builtin_shufflevector(ab, cd, 2, 3, 6, 7));
+  Store(target + 3 * stride, __builtin_shufflevector(ba, dc, 2, 3, 6, 7));
+}
+inline void StoreRowsTransposed(const double (&rows)[kRowLength][kRowLength], double* target,
+                                std::int64_t stride) {
 #pragma GCC unroll 2
   for (int left = 0; left < kRowLength; left += 4) {
 #pragma GCC unroll 2
     for (int top = 0; top < kRowLength; top += 4) {
-      const Lanes a = Load<Lanes>(rows[top] + left);
-      const Lanes b = Load<Lanes>(rows[top + 1] + left);
-      const Lanes c = Load<Lanes>(rows[top + 2] + left);
-      const Lanes d = Load<Lanes>(rows[top + 3] + left);
-      const Lanes ab = __builtin_shufflevector(a, b, 0, 4, 2, 6);
-      const Lanes ba = __builtin_shufflevector(a, b, 1, 5, 3, 7);
-      const Lanes cd = __builtin_shufflevector(c, d, 0, 4, 2, 6);
-      const Lanes dc = __builtin_shufflevector(c, d, 1, 5, 3, 7);
-      const auto put = [&](int column, Lanes values) {
-        Store(target + kReversed[column] * stride + top, values);
-      };
-      put(left, __builtin_shufflevector(ab, cd, 0, 1, 4, 5));
-      put(left + 1, __builtin_shufflevector(ba, dc, 0, 1, 4, 5));
-      put(left + 2, __builtin_shufflevector(ab, cd, 2, 3, 6, 7));
-      put(left + 3, __builtin_shufflevector(ba, dc, 2, 3, 6, 7));
+      StoreSquare(Load<Lanes>(rows[top] + left), Load<Lanes>(rows[top + 1] + left),
+                  Load<Lanes>(rows[top + 2] + left), Load<Lanes>(rows[top + 3] + left),
+                  target + kReversed[left] * stride + top, 2 * stride);
     }
   }
 }
 #else
-inline void StoreTransposed(const double (&rows)[kRowLength][kRowLength], double* target,
-                            std::int64_t stride) {
+inline void StoreRowsTransposed(const double (&rows)[kRowLength][kRowLength], double* target,
+                                std::int64_t stride) {
   for (int k = 0; k < kRowLength; ++k) {
     for (int column = 0; column < kRowLength; ++column)
       target[k * stride + column] = rows[column][kReversed[k]];
   }
 }
+#endif
+
+// Eight rows of eight values, taken in reversed order through the first three stages, lanes running along the
+// rows, which decimation has made independent transforms.
+class EightRows {
+ public:
+  static constexpr int kStages = 3;
+
+  void Load(const FactorTable& table, const double* re, const double* im, std::int64_t stride) {
+    for (std::int64_t lane = 0; lane < kRowLength; lane += kLanes) {
+      Butterflies values[kRowLength];
+#pragma GCC unroll 8
+      for (int k = 0; k < kRowLength; ++k)
+        values[k] = LoadButterflies(re + kReversed[k] * stride + lane, im + kReversed[k] * stride + lane);
+      RunFirstStagesOf(table, values);
+#pragma GCC unroll 8
+      for (int k = 0; k < kRowLength; ++k) {
+        Store(tile_.re[k] + lane, values[k].re);
+        Store(tile_.im[k] + lane, values[k].im);
+      }
+    }
+  }
+
+  void StoreTransposed(double* re, double* im, std::int64_t stride) const {
+    StoreRowsTransposed(tile_.re, re, stride);
+    StoreRowsTransposed(tile_.im, im, stride);
+  }
+
+ private:
+  Tile tile_;
+};
+
+#if MTH_VECTOR_BYTES == 32
+// Four rows of four values and the first two stages: what sixteen registers hold without going through
+// memory.
+class FourRows {
+ public:
+  static constexpr int kStages = 2;
+
+  void Load(const FactorTable& table, const double* re, const double* im, std::int64_t stride) {
+    constexpr int kReversedPairs[] = {0, 2, 1, 3};
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; ++k)
+      values_[k] = LoadButterflies(re + kReversedPairs[k] * stride, im + kReversedPairs[k] * stride);
+    RunFirstStagesOf(table, values_);
+  }
+
+  void StoreTransposed(double* re, double* im, std::int64_t stride) const {
+    StoreSquare(values_[0].re, values_[1].re, values_[2].re, values_[3].re, re, stride);
+    StoreSquare(values_[0].im, values_[1].im, values_[2].im, values_[3].im, im, stride);
+  }
+
+ private:
+  Butterflies values_[4];
+};
+using ShortRows = FourRows;
+#else
+using ShortRows = EightRows;
 #endif
 
 // Where the tile of the next middle goes: the bits of the middle are counted from the other end.
@@ -170,42 +231,45 @@ inline std::int64_t NextReversed(std::int64_t reversed, std::int64_t middles) {
 }
 
 // The rows of a tile lie far apart and follow no order that the machine could foresee.
-inline void PrefetchRows(const double* re, const double* im, std::int64_t stride) {
+inline void PrefetchRows(const double* re, const double* im, std::int64_t rows, std::int64_t stride) {
 #pragma GCC unroll 8
-  for (int k = 0; k < kRowLength; ++k) {
+  for (std::int64_t k = 0; k < rows; ++k) {
     PrefetchForWriting(re + k * stride);
     PrefetchForWriting(im + k * stride);
   }
 }
 
-// The bit-reversal permutation and the first three stages, in one pass. An index is three high bits, middle
-// bits and three low bits: reversed, the tile of one middle goes to the tile of the reversed middle.
-inline void RunFirstStages(const FactorTable& table, int m, double* re, double* im) {
-  const std::int64_t stride = (std::int64_t{1} << m) / kRowLength;
-  const std::int64_t middles = stride / kRowLength;
+// The bit-reversal permutation and the first stages, in one pass. An index is the high bits that number the
+// rows of a square tile, middle bits and as many low bits: reversed, the tile of one middle goes to the tile
+// of the reversed middle.
+// @return  the number of stages.
+template <class Rows>
+inline int RunFirstStages(const FactorTable& table, int m, double* re, double* im) {
+  constexpr std::int64_t kCount = 1 << Rows::kStages;
+  const std::int64_t stride = (std::int64_t{1} << m) / kCount;
+  const std::int64_t middles = stride / kCount;
   const bool isLong = m > kTabledStages;
   std::int64_t reversed = 0;
-  Tile tile;
-  Tile other;
   for (std::int64_t middle = 0; middle < middles; ++middle) {
-    double* const re1 = re + middle * kRowLength;
-    double* const im1 = im + middle * kRowLength;
-    double* const re2 = re + reversed * kRowLength;
-    double* const im2 = im + reversed * kRowLength;
+    double* const re1 = re + middle * kCount;
+    double* const im1 = im + middle * kCount;
+    double* const re2 = re + reversed * kCount;
+    double* const im2 = im + reversed * kCount;
     const std::int64_t next = NextReversed(reversed, middles);
-    if (isLong && middle < next) PrefetchRows(re + next * kRowLength, im + next * kRowLength, stride);
+    if (isLong && middle < next) PrefetchRows(re + next * kCount, im + next * kCount, kCount, stride);
     if (middle <= reversed) {
-      RunFirstStagesOfTile(table, re2, im2, stride, tile);
+      Rows tile;
+      tile.Load(table, re2, im2, stride);
       if (middle < reversed) {
-        RunFirstStagesOfTile(table, re1, im1, stride, other);
-        StoreTransposed(other.re, re2, stride);
-        StoreTransposed(other.im, im2, stride);
+        Rows other;
+        other.Load(table, re1, im1, stride);
+        other.StoreTransposed(re2, im2, stride);
       }
-      StoreTransposed(tile.re, re1, stride);
-      StoreTransposed(tile.im, im1, stride);
+      tile.StoreTransposed(re1, im1, stride);
     }
     reversed = next;
   }
+  return Rows::kStages;
 }
 
 // ---- stages beyond the table, whose factors are computed a chunk at a time ----
@@ -272,8 +336,8 @@ class FactorsFromStates {
           u1[g] = next;
         }
       }
-      StoreTransposed(tile.re, re + step, kStateSpan);
-      StoreTransposed(tile.im, im + step, kStateSpan);
+      StoreRowsTransposed(tile.re, re + step, kStateSpan);
+      StoreRowsTransposed(tile.im, im + step, kStateSpan);
     }
   }
 
@@ -346,9 +410,9 @@ inline void RunPasses(const FactorTable& table, int stage, int last, std::int64_
 }
 
 inline void Transform(const FactorTable& table, int dir, int m, double* re, double* im) {
-  constexpr int kFirstStages = 3;
   const std::int64_t n = std::int64_t{1} << m;
-  RunFirstStages(table, m, re, im);
+  const int done = m > kTabledStages ? RunFirstStages<EightRows>(table, m, re, im)
+                                     : RunFirstStages<ShortRows>(table, m, re, im);
   // All stages that do not leave a block that stays in a cache, block by block: the tabled ones in the second
   // one, and of these the shorter ones in the first one.
   const int inBlock = std::min(m, kTabledStages);
@@ -357,7 +421,7 @@ inline void Transform(const FactorTable& table, int dir, int m, double* re, doub
   const std::int64_t smallBlock = std::int64_t{1} << inSmallBlock;
   for (std::int64_t first = 0; first < n; first += block) {
     for (std::int64_t place = first; place < first + block; place += smallBlock)
-      RunPasses(table, kFirstStages, inSmallBlock, smallBlock, re + place, im + place);
+      RunPasses(table, done, inSmallBlock, smallBlock, re + place, im + place);
     RunPasses(table, inSmallBlock, inBlock, block, re + first, im + first);
   }
   int stage = inBlock;
