@@ -9,6 +9,7 @@
 #include <ctime>
 #include <limits>
 
+#include "mth/core/Mth_compiler_internal.h"
 #include "mth/statistics/Mth_combined_generator_internal.h"
 #include "mth/statistics/Mth_normal_pair_internal.h"
 #include "mth/statistics/Mth_subtractive_family_internal.h"
@@ -40,6 +41,7 @@ std::int32_t ReadClock() {
   return hundredths < 0 ? hundredths + kDay : hundredths;
 }
 
+using mth_internal::InRegister;
 using mth_internal::IsStream;
 using mth_internal::kStreamsCount;
 
@@ -70,7 +72,7 @@ int (*Mth_SetRandomClock(int (*hundredths)()))() {
 float Mth_RandomGenerator(long* idum) {
   if (idum == nullptr) [[unlikely]]
     return 0.0f;
-  return combinedGenerator.Draw(idum);
+  return InRegister(&combinedGenerator)->Draw(idum);
 }
 
 bool Mth_InitRandom1(short stream) {
@@ -80,7 +82,7 @@ bool Mth_InitRandom1(short stream) {
 }
 
 double Mth_Random1(short stream) {
-  return family1.Draw(stream);
+  return InRegister(&family1)->Draw(stream);
 }
 
 bool Mth_InitRandom2(short stream, short low, short high) {
@@ -92,7 +94,7 @@ bool Mth_InitRandom2(short stream, short low, short high) {
 
 int Mth_Random2(short stream) {
   if (!IsStream(stream)) return -1;
-  const double uniform = family2.Draw(stream);
+  const double uniform = InRegister(&family2)->Draw(stream);
   const Range range = rangesOfFamily2[static_cast<std::size_t>(stream)];
   // Truncated before low is added: a range below zero is then as even as any.
   return range.low + static_cast<int>((range.end - range.low) * uniform);
@@ -106,7 +108,7 @@ bool Mth_InitRandom3(short stream) {
 
 short Mth_Random3(short stream) {
   if (!IsStream(stream)) return -1;
-  std::uint32_t& bits = registersOfFamily3[static_cast<std::size_t>(stream)];
+  std::uint32_t& bits = *InRegister(&registersOfFamily3[static_cast<std::size_t>(stream)]);
   const std::uint32_t newBit = (bits >> 17 ^ bits >> 4 ^ bits >> 1 ^ bits) & 1u;
   bits = bits << 1 | newBit;
   return static_cast<short>(newBit);
