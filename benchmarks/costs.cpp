@@ -40,10 +40,17 @@ double Milliseconds(const Run& run) {
 
 Values mth_benchmark::LeastTimes(const std::vector<Run>& runs) {
   constexpr int kLeastRepetitions = 3;
+  constexpr double kLeastSeconds = 0.125;
+  constexpr double kLongSeconds = 1.5;  // what takes longer once is not repeated
   Values least(runs.size(), std::numeric_limits<double>::infinity());
   const std::clock_t start = std::clock();
-  const auto isEnough = [=] { return std::clock() - start > CLOCKS_PER_SEC / 4; };
-  for (int repetition = 0; repetition < kLeastRepetitions || !isEnough(); ++repetition) {
+  const auto hasTaken = [=](double seconds) {
+    return static_cast<double>(std::clock() - start) > seconds * CLOCKS_PER_SEC;
+  };
+  const auto isEnough = [=](int repetitions) {
+    return hasTaken(repetitions < kLeastRepetitions ? kLongSeconds : kLeastSeconds);
+  };
+  for (int repetition = 0; repetition == 0 || !isEnough(repetition); ++repetition) {
     for (std::size_t i = 0; i < runs.size(); ++i) least[i] = std::min(least[i], Milliseconds(runs[i]));
   }
   return least;

@@ -76,7 +76,7 @@ void Widths(benchmark::internal::Benchmark* run) {
 }
 
 BENCHMARK(SlidingMean)->Name("SlidingMean/mth")->Apply(Widths);
-BENCHMARK(Copy)->Name("SlidingMean/copy alone")->Apply(Widths);
+BENCHMARK(Copy)->Name("SlidingMean/limit, copy")->Apply(Widths);
 BENCHMARK(ChainedWidth)
     ->Name("ChainedWidth/mth")
     ->RangeMultiplier(4)

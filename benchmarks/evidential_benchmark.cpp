@@ -188,16 +188,26 @@ void BM_EvidentialCMeansPlainLoop(benchmark::State& state) {
   state.counters["mass"] = masses[static_cast<std::size_t>(kSamples / 2) * kHypotheses + 1];
 }
 
-MTH_MATRIX RandomMasses(int rows, unsigned seed) {
+MTH_MATRIX MakeMasses(unsigned seed) {
   std::mt19937 random(seed);
   std::uniform_real_distribution<double> uniform(0.0, 1.0);
-  MTH_MATRIX masses(rows, kHypotheses, 0);
+  MTH_MATRIX masses(kFusedSamples, kHypotheses, 0);
   double* row = masses.GetEDataAddress();
-  for (int i = 0; i < rows; ++i, row += kHypotheses) {
+  for (int i = 0; i < kFusedSamples; ++i, row += kHypotheses) {
     double sum = 0.0;
     for (int j = 0; j < kHypotheses; ++j) sum += row[j] = uniform(random);
     for (int j = 0; j < kHypotheses; ++j) row[j] /= sum;
   }
+  return masses;
+}
+
+// Two partitions, made once.
+MTH_MATRIX& FirstMasses() {
+  static MTH_MATRIX masses = MakeMasses(1);
+  return masses;
+}
+MTH_MATRIX& SecondMasses() {
+  static MTH_MATRIX masses = MakeMasses(2);
   return masses;
 }
 
@@ -214,9 +224,8 @@ std::unique_ptr<MTH_CLUSTERING> WithMasses(MTH_MATRIX& masses) {
 
 template <MTH_MATRIX* (MTH_CLUSTERING::*kFuse)(MTH_MATRIX*) const>
 void BM_Fusion(benchmark::State& state) {
-  MTH_MATRIX first = RandomMasses(kFusedSamples, 1);
-  MTH_MATRIX second = RandomMasses(kFusedSamples, 2);
-  const auto engine = WithMasses(first);
+  MTH_MATRIX& second = SecondMasses();
+  static const auto engine = WithMasses(FirstMasses());
   double mass = 0.0;
   for (auto _ : state) {
     const std::unique_ptr<MTH_MATRIX> fused((*engine.*kFuse)(&second));
@@ -227,8 +236,8 @@ void BM_Fusion(benchmark::State& state) {
 
 // Dempster's rule sample by sample, the intersections in a table.
 void BM_DempsterFusionPlainLoop(benchmark::State& state) {
-  const MTH_MATRIX first = RandomMasses(kFusedSamples, 1);
-  const MTH_MATRIX second = RandomMasses(kFusedSamples, 2);
+  const MTH_MATRIX& first = FirstMasses();
+  const MTH_MATRIX& second = SecondMasses();
   const std::array<unsigned, kHypotheses> sets = Sets();
   int targets[kHypotheses][kHypotheses];
   for (int j = 0; j < kHypotheses; ++j) {

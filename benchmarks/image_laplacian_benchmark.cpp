@@ -1,6 +1,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstddef>
+#include <cstring>
 #include <random>
 #include <vector>
 
@@ -80,6 +81,31 @@ BENCHMARK(PlainImage<double>)
     ->Arg(1024)
     ->Unit(benchmark::kMicrosecond);
 BENCHMARK(PlainImage<float>)->Name("Laplacian 2D float/plain loop")->Arg(1024)->Unit(benchmark::kMicrosecond);
+
+// What reading and writing alone take.
+template <class T>
+void Copy(State& state, std::size_t count) {
+  const std::vector<T> in = RandomValues<T>(count);
+  std::vector<T> out(count);
+  for (auto _ : state) {
+    std::memcpy(out.data(), in.data(), count * sizeof(T));
+    benchmark::DoNotOptimize(out.data());
+    benchmark::ClobberMemory();
+  }
+}
+template <class T>
+void CopyImage(State& state) {
+  Copy<T>(state, static_cast<std::size_t>(state.range(0) * state.range(0)));
+}
+void CopyVolume(State& state) {
+  Copy<float>(state, static_cast<std::size_t>(state.range(0) * state.range(0) * state.range(0)));
+}
+BENCHMARK(CopyImage<double>)
+    ->Name("Laplacian 2D double/limit, copy")
+    ->Arg(1024)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(CopyImage<float>)->Name("Laplacian 2D float/limit, copy")->Arg(1024)->Unit(benchmark::kMicrosecond);
+BENCHMARK(CopyVolume)->Name("Laplacian 3D float/limit, copy")->Arg(256)->Unit(benchmark::kMillisecond);
 
 #ifdef MTH_HAS_OPENCV
 template <class T>

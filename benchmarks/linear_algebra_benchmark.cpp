@@ -26,13 +26,17 @@ using mth_benchmark::Elements;
 using mth_benchmark::Random;
 using Matrix = std::unique_ptr<MTH_MATRIX>;
 
+int Size(const benchmark::State& state) {
+  return static_cast<int>(state.range(0));
+}
+
 MTH_MATRIX RandomSymmetric(int size) {
   const MTH_MATRIX a = Random(size, size);
   return *Matrix(a + *Matrix(a.Transpose()));
 }
 
 void LU(benchmark::State& state) {
-  const MTH_MATRIX a = Random(static_cast<int>(state.range(0)), static_cast<int>(state.range(0)));
+  const MTH_MATRIX a = Random(Size(state), Size(state));
   for (auto _ : state) {
     int* permutation = nullptr;
     const Matrix factors(a.LU(&permutation));
@@ -43,17 +47,19 @@ void LU(benchmark::State& state) {
 BENCHMARK(LU)->Name("lu/mth")->Arg(512);
 
 void Solve(benchmark::State& state) {
-  const MTH_MATRIX a = Random(512, 512);
-  const MTH_MATRIX b = Random(512, 64);
+  const int n = Size(state);
+  const MTH_MATRIX a = Random(n, n);
+  const MTH_MATRIX b = Random(n, 64);
   for (auto _ : state) benchmark::DoNotOptimize(Matrix(a.SolveLinearSystemByLU(b)));
 }
-BENCHMARK(Solve)->Name("solve/mth");
+BENCHMARK(Solve)->Name("solve_64/mth")->Arg(512);
 
 void Inverse(benchmark::State& state) {
-  const MTH_MATRIX a = Random(512, 512);
+  const int n = Size(state);
+  const MTH_MATRIX a = Random(n, n);
   for (auto _ : state) benchmark::DoNotOptimize(Matrix(a.Inverse()));
 }
-BENCHMARK(Inverse)->Name("inverse/mth");
+BENCHMARK(Inverse)->Name("inverse/mth")->Arg(512);
 
 void SVD(benchmark::State& state) {
   const MTH_MATRIX a = Random(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
@@ -66,7 +72,8 @@ void SVD(benchmark::State& state) {
 BENCHMARK(SVD)->Name("svd/mth")->Args({256, 256})->Args({512, 64})->Args({4, 4});
 
 void QR(benchmark::State& state) {
-  const MTH_MATRIX a = Random(256, 256);
+  const int n = Size(state);
+  const MTH_MATRIX a = Random(n, n);
   for (auto _ : state) {
     MTH_MATRIX* q = nullptr;
     MTH_MATRIX* r = nullptr;
@@ -75,16 +82,17 @@ void QR(benchmark::State& state) {
     delete r;
   }
 }
-BENCHMARK(QR)->Name("qr/mth");
+BENCHMARK(QR)->Name("qr/mth")->Arg(256);
 
 void PseudoInverse(benchmark::State& state) {
-  const MTH_MATRIX a = Random(256, 256);
+  const int n = Size(state);
+  const MTH_MATRIX a = Random(n, n);
   for (auto _ : state) benchmark::DoNotOptimize(Matrix(a.PseudoInverse()));
 }
-BENCHMARK(PseudoInverse)->Name("pseudo_inverse/mth");
+BENCHMARK(PseudoInverse)->Name("pseudo_inverse/mth")->Arg(256);
 
 void Eigenproblem(benchmark::State& state) {
-  const MTH_MATRIX a = Random(static_cast<int>(state.range(0)), static_cast<int>(state.range(0)));
+  const MTH_MATRIX a = Random(Size(state), Size(state));
   for (auto _ : state) {
     MTH_COMPLEX* values = nullptr;
     MTH_COMPLEX* vectors = nullptr;
@@ -96,7 +104,7 @@ void Eigenproblem(benchmark::State& state) {
 BENCHMARK(Eigenproblem)->Name("eigenproblem/mth")->Arg(4)->Arg(128);
 
 void QRIteration(benchmark::State& state) {
-  const MTH_MATRIX a = RandomSymmetric(32);
+  const MTH_MATRIX a = RandomSymmetric(Size(state));
   for (auto _ : state) {
     double* values = nullptr;
     a.EigenValues(1e-6, &values);
@@ -104,7 +112,7 @@ void QRIteration(benchmark::State& state) {
     delete[] values;
   }
 }
-BENCHMARK(QRIteration)->Name("qr_iteration/mth");
+BENCHMARK(QRIteration)->Name("qr_iteration/mth")->Arg(32)->Repetitions(3);
 
 #ifdef MTH_HAS_EIGEN
 using RowMajor = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
@@ -115,32 +123,36 @@ Eigen::MatrixXd EigenRandom(int rows, int columns) {
 }
 
 void EigenLU(benchmark::State& state) {
-  const Eigen::MatrixXd a = EigenRandom(512, 512);
+  const int n = Size(state);
+  const Eigen::MatrixXd a = EigenRandom(n, n);
   for (auto _ : state) benchmark::DoNotOptimize(Eigen::PartialPivLU<Eigen::MatrixXd>(a));
 }
-BENCHMARK(EigenLU)->Name("lu/eigen");
+BENCHMARK(EigenLU)->Name("lu/eigen")->Arg(512);
 
 void EigenSolve(benchmark::State& state) {
-  const Eigen::MatrixXd a = EigenRandom(512, 512);
-  const Eigen::MatrixXd b = EigenRandom(512, 64);
+  const int n = Size(state);
+  const Eigen::MatrixXd a = EigenRandom(n, n);
+  const Eigen::MatrixXd b = EigenRandom(n, 64);
   for (auto _ : state) {
     const Eigen::MatrixXd x = a.partialPivLu().solve(b);
     benchmark::DoNotOptimize(x.data());
   }
 }
-BENCHMARK(EigenSolve)->Name("solve/eigen");
+BENCHMARK(EigenSolve)->Name("solve_64/eigen")->Arg(512);
 
 void EigenInverse(benchmark::State& state) {
-  const Eigen::MatrixXd a = EigenRandom(512, 512);
+  const int n = Size(state);
+  const Eigen::MatrixXd a = EigenRandom(n, n);
   for (auto _ : state) {
     const Eigen::MatrixXd x = a.inverse();
     benchmark::DoNotOptimize(x.data());
   }
 }
-BENCHMARK(EigenInverse)->Name("inverse/eigen");
+BENCHMARK(EigenInverse)->Name("inverse/eigen")->Arg(512);
 
 void EigenQR(benchmark::State& state) {
-  const Eigen::MatrixXd a = EigenRandom(256, 256);
+  const int n = Size(state);
+  const Eigen::MatrixXd a = EigenRandom(n, n);
   for (auto _ : state) {
     const Eigen::HouseholderQR<Eigen::MatrixXd> factors(a);
     const Eigen::MatrixXd q = factors.householderQ();
@@ -149,10 +161,10 @@ void EigenQR(benchmark::State& state) {
     benchmark::DoNotOptimize(r.data());
   }
 }
-BENCHMARK(EigenQR)->Name("qr/eigen");
+BENCHMARK(EigenQR)->Name("qr/eigen")->Arg(256);
 
 void EigenEigenproblem(benchmark::State& state) {
-  const Eigen::MatrixXd a = EigenRandom(static_cast<int>(state.range(0)), static_cast<int>(state.range(0)));
+  const Eigen::MatrixXd a = EigenRandom(Size(state), Size(state));
   for (auto _ : state) {
     const Eigen::EigenSolver<Eigen::MatrixXd> solver(a);
     const Eigen::MatrixXcd vectors = solver.eigenvectors();
@@ -163,7 +175,8 @@ BENCHMARK(EigenEigenproblem)->Name("eigenproblem/eigen")->Arg(4)->Arg(128);
 
 // The same unshifted iteration, with the same test, over this peer's QR.
 void EigenQRIteration(benchmark::State& state) {
-  const Eigen::MatrixXd half = EigenRandom(32, 32);
+  const int n = Size(state);
+  const Eigen::MatrixXd half = EigenRandom(n, n);
   const Eigen::MatrixXd a = half + half.transpose();
   for (auto _ : state) {
     Eigen::MatrixXd iterate = a;
@@ -178,50 +191,53 @@ void EigenQRIteration(benchmark::State& state) {
     benchmark::DoNotOptimize(iterate.data());
   }
 }
-BENCHMARK(EigenQRIteration)->Name("qr_iteration/eigen");
+BENCHMARK(EigenQRIteration)->Name("qr_iteration/eigen")->Arg(32)->Repetitions(3);
 #endif
 
 #if defined(MTH_HAS_LAPACKE) && defined(MTH_HAS_OPENBLAS)
 constexpr int kOrder = LAPACK_COL_MAJOR;
 
 void LapackLU(benchmark::State& state) {
+  const int n = Size(state);
   openblas_set_num_threads(1);
-  const std::vector<double> a = Elements(512, 512);
-  std::vector<int> pivots(512);
+  const std::vector<double> a = Elements(n, n);
+  std::vector<int> pivots(n);
   for (auto _ : state) {
     std::vector<double> factors = a;
-    LAPACKE_dgetrf(kOrder, 512, 512, factors.data(), 512, pivots.data());
+    LAPACKE_dgetrf(kOrder, n, n, factors.data(), n, pivots.data());
     benchmark::DoNotOptimize(factors.data());
   }
 }
-BENCHMARK(LapackLU)->Name("lu/lapack");
+BENCHMARK(LapackLU)->Name("lu/lapack")->Arg(512);
 
 void LapackSolve(benchmark::State& state) {
+  const int n = Size(state);
   openblas_set_num_threads(1);
-  const std::vector<double> a = Elements(512, 512);
-  const std::vector<double> b = Elements(512, 64);
-  std::vector<int> pivots(512);
+  const std::vector<double> a = Elements(n, n);
+  const std::vector<double> b = Elements(n, 64);
+  std::vector<int> pivots(n);
   for (auto _ : state) {
     std::vector<double> factors = a;
     std::vector<double> x = b;
-    LAPACKE_dgesv(kOrder, 512, 64, factors.data(), 512, pivots.data(), x.data(), 512);
+    LAPACKE_dgesv(kOrder, n, 64, factors.data(), n, pivots.data(), x.data(), n);
     benchmark::DoNotOptimize(x.data());
   }
 }
-BENCHMARK(LapackSolve)->Name("solve/lapack");
+BENCHMARK(LapackSolve)->Name("solve_64/lapack")->Arg(512);
 
 void LapackInverse(benchmark::State& state) {
+  const int n = Size(state);
   openblas_set_num_threads(1);
-  const std::vector<double> a = Elements(512, 512);
-  std::vector<int> pivots(512);
+  const std::vector<double> a = Elements(n, n);
+  std::vector<int> pivots(n);
   for (auto _ : state) {
     std::vector<double> inverse = a;
-    LAPACKE_dgetrf(kOrder, 512, 512, inverse.data(), 512, pivots.data());
-    LAPACKE_dgetri(kOrder, 512, inverse.data(), 512, pivots.data());
+    LAPACKE_dgetrf(kOrder, n, n, inverse.data(), n, pivots.data());
+    LAPACKE_dgetri(kOrder, n, inverse.data(), n, pivots.data());
     benchmark::DoNotOptimize(inverse.data());
   }
 }
-BENCHMARK(LapackInverse)->Name("inverse/lapack");
+BENCHMARK(LapackInverse)->Name("inverse/lapack")->Arg(512);
 
 struct LapackSVD {
   LapackSVD(int rowCount, int columnCount)
@@ -265,32 +281,34 @@ void LapackGesvd(benchmark::State& state) {
 BENCHMARK(LapackGesvd)->Name("svd/lapack_dgesvd")->Args({256, 256})->Args({512, 64})->Args({4, 4});
 
 void LapackQR(benchmark::State& state) {
+  const int n = Size(state);
   openblas_set_num_threads(1);
-  const std::vector<double> a = Elements(256, 256);
-  std::vector<double> factors(256);
+  const std::vector<double> a = Elements(n, n);
+  std::vector<double> factors(n);
   for (auto _ : state) {
     std::vector<double> r = a;
-    LAPACKE_dgeqrf(kOrder, 256, 256, r.data(), 256, factors.data());
+    LAPACKE_dgeqrf(kOrder, n, n, r.data(), n, factors.data());
     std::vector<double> q = r;
-    LAPACKE_dorgqr(kOrder, 256, 256, 256, q.data(), 256, factors.data());
+    LAPACKE_dorgqr(kOrder, n, n, n, q.data(), n, factors.data());
     benchmark::DoNotOptimize(q.data());
   }
 }
-BENCHMARK(LapackQR)->Name("qr/lapack");
+BENCHMARK(LapackQR)->Name("qr/lapack")->Arg(256);
 
 void LapackPseudoInverse(benchmark::State& state) {
-  LapackSVD svd(256, 256);
-  std::vector<double> inverse(256 * 256);
+  const int n = Size(state);
+  LapackSVD svd(n, n);
+  std::vector<double> inverse(n * n);
   for (auto _ : state) {
     svd.DivideAndConquer();
-    for (int j = 0; j < 256; ++j)
-      cblas_dscal(256, 1.0 / svd.values[static_cast<std::size_t>(j)], svd.u.data() + 256 * j, 1);
-    cblas_dgemm(CblasColMajor, CblasTrans, CblasTrans, 256, 256, 256, 1.0, svd.vt.data(), 256, svd.u.data(),
-                256, 0.0, inverse.data(), 256);
+    for (int j = 0; j < n; ++j)
+      cblas_dscal(n, 1.0 / svd.values[static_cast<std::size_t>(j)], svd.u.data() + n * j, 1);
+    cblas_dgemm(CblasColMajor, CblasTrans, CblasTrans, n, n, n, 1.0, svd.vt.data(), n, svd.u.data(), n, 0.0,
+                inverse.data(), n);
     benchmark::DoNotOptimize(inverse.data());
   }
 }
-BENCHMARK(LapackPseudoInverse)->Name("pseudo_inverse/lapack");
+BENCHMARK(LapackPseudoInverse)->Name("pseudo_inverse/lapack")->Arg(256);
 
 void LapackEigenproblem(benchmark::State& state) {
   openblas_set_num_threads(1);

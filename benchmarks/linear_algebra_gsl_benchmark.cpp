@@ -31,16 +31,17 @@ GSLMatrix GSLRandom(std::size_t rows, std::size_t columns) {
 }
 
 void GSLLU(benchmark::State& state) {
-  const GSLMatrix a = GSLRandom(512, 512);
-  const GSLMatrix factors = GSLRandom(512, 512);
-  const std::unique_ptr<gsl_permutation, FreeGSL> permutation(gsl_permutation_alloc(512));
+  const auto n = static_cast<std::size_t>(state.range(0));
+  const GSLMatrix a = GSLRandom(n, n);
+  const GSLMatrix factors = GSLRandom(n, n);
+  const std::unique_ptr<gsl_permutation, FreeGSL> permutation(gsl_permutation_alloc(n));
   int sign = 0;
   for (auto _ : state) {
     gsl_matrix_memcpy(factors.get(), a.get());
     gsl_linalg_LU_decomp(factors.get(), permutation.get(), &sign);
   }
 }
-BENCHMARK(GSLLU)->Name("lu/gsl");
+BENCHMARK(GSLLU)->Name("lu/gsl")->Arg(512);
 
 void GSLSVD(benchmark::State& state) {
   const auto rows = static_cast<std::size_t>(state.range(0));

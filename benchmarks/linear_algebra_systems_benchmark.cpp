@@ -55,7 +55,7 @@ void SolveOne(benchmark::State& state) {
   const MTH_MATRIX b = Random(Size(state), 1);
   for (auto _ : state) benchmark::DoNotOptimize(Matrix(a.SolveLinearSystemByLU(b)));
 }
-BENCHMARK(SolveOne)->Name("solve_one/mth")->Arg(3)->Arg(4)->Arg(8)->Arg(100)->Arg(500)->Arg(1000);
+BENCHMARK(SolveOne)->Name("solve_one/mth")->Arg(3)->Arg(4)->Arg(8)->Arg(100)->Arg(512)->Arg(1000);
 
 void WideSVD(benchmark::State& state) {
   const MTH_MATRIX a = Random(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
@@ -142,7 +142,7 @@ void LapackSolveOne(benchmark::State& state) {
     benchmark::DoNotOptimize(x.data());
   }
 }
-BENCHMARK(LapackSolveOne)->Name("solve_one/lapack")->Arg(100)->Arg(500)->Arg(1000);
+BENCHMARK(LapackSolveOne)->Name("solve_one/lapack")->Arg(100)->Arg(512)->Arg(1000);
 #endif
 
 }  // namespace

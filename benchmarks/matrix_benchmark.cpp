@@ -1,15 +1,14 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <random>
+#include <utility>
 #include <vector>
 
-#if defined(__FMA__)
-#include <immintrin.h>
-#endif
-
 #include "mth/matrix/Mth_matrix.h"
+#include "product_limit.h"
 
 #ifdef MTH_HAS_EIGEN
 #include <Eigen/Dense>
@@ -23,7 +22,8 @@ extern "C" void openblas_set_num_threads(int count);
 #endif
 
 // Products, transposes and element-wise operations of square matrices, beside the peers and beside what the
-// machine can do. Every operation creates its result, as a caller's does.
+// machine can do. Every operation creates its result, as a caller's does. Operands are made once and kept:
+// what is made and freed between two measurements takes the memory that results would find.
 
 namespace {
 
@@ -32,29 +32,46 @@ using MatrixPtr = std::unique_ptr<MTH_MATRIX>;
 template <class T>
 constexpr int kType = sizeof(T) == sizeof(double) ? 0 : 1;
 
+// What make() returns for this size and seed, made once for each T and kind of operand.
+template <class T, class Make>
+const auto& Kept(std::int64_t size, unsigned seed, Make make) {
+  static std::map<std::pair<std::int64_t, unsigned>, decltype(make())> kept;
+  const std::pair key(size, seed);
+  auto found = kept.find(key);
+  if (found == kept.end()) found = kept.emplace(key, make()).first;
+  return found->second;
+}
+
+// size x size values.
 template <class T>
-std::vector<T> RandomValues(std::int64_t count, unsigned seed) {
-  std::mt19937 engine(seed);
-  std::uniform_real_distribution<T> uniform(-1, 1);
-  std::vector<T> values(static_cast<std::size_t>(count));
-  for (T& value : values) value = uniform(engine);
-  return values;
+const std::vector<T>& RandomValues(std::int64_t size, unsigned seed) {
+  return Kept<T>(size, seed, [=] {
+    std::mt19937 engine(seed);
+    std::uniform_real_distribution<T> uniform(-1, 1);
+    std::vector<T> values(static_cast<std::size_t>(size * size));
+    for (T& value : values) value = uniform(engine);
+    return values;
+  });
 }
 
 template <class T>
-MTH_MATRIX RandomMatrix(std::int64_t size, unsigned seed) {
-  const int n = static_cast<int>(size);
-  MTH_MATRIX matrix(n, n, kType<T>);
-  const std::vector<T> values = RandomValues<T>(size * size, seed);
-  for (int i = 0; i < n * n; ++i) matrix.Set(i / n, i % n, values[static_cast<std::size_t>(i)]);
-  return matrix;
+const MTH_MATRIX& RandomMatrix(std::int64_t size, unsigned seed) {
+  return Kept<T>(size, seed, [=] {
+    const int n = static_cast<int>(size);
+    MTH_MATRIX matrix(n, n, kType<T>);
+    const T* value = RandomValues<T>(size, seed).data();
+    for (int i = 0; i < n * n; ++i) matrix.Set(i / n, i % n, *value++);
+    return matrix;
+  });
 }
 
-// Measures operation(a, b), which returns a new matrix.
+// Measures operation(a, b), which returns a new matrix. Not the first one, whose memory is new to the
+// process.
 template <class T, class Operation>
 void MeasureMth(benchmark::State& state, Operation operation) {
-  const MTH_MATRIX a = RandomMatrix<T>(state.range(0), 1);
-  const MTH_MATRIX b = RandomMatrix<T>(state.range(0), 2);
+  const MTH_MATRIX& a = RandomMatrix<T>(state.range(0), 1);
+  const MTH_MATRIX& b = RandomMatrix<T>(state.range(0), 2);
+  benchmark::DoNotOptimize(MatrixPtr(operation(a, b)));
   for (auto _ : state) benchmark::DoNotOptimize(MatrixPtr(operation(a, b)));
 }
 
@@ -80,77 +97,34 @@ void MthTranspose(benchmark::State& state) {
 }
 template <class T>
 void MthMaximum(benchmark::State& state) {
-  const MTH_MATRIX a = RandomMatrix<T>(state.range(0), 1);
+  const MTH_MATRIX& a = RandomMatrix<T>(state.range(0), 1);
   for (auto _ : state) benchmark::DoNotOptimize(a.GetMax(nullptr, nullptr));
 }
 
+#if MTH_MULTIVERSION
 // The time that n^3 products and sums need in registers alone, when they are rounded one by one or fused.
-#if defined(__GNUC__)
-#if defined(__AVX512F__)
-constexpr int kVectorBytes = 64;
-#elif defined(__AVX__)
-constexpr int kVectorBytes = 32;
-#else
-constexpr int kVectorBytes = 16;
-#endif
-constexpr int kSums = kVectorBytes == 64 ? 24 : 12;
-typedef double Lanes __attribute__((vector_size(kVectorBytes)));
-
-template <bool kFused>
-[[gnu::noinline]] void RunInRegisters(std::int64_t steps, Lanes left, Lanes right, Lanes* values) {
-  Lanes sums[kSums];
-  for (int i = 0; i < kSums; ++i) sums[i] = values[i];
-  for (std::int64_t step = 0; step < steps; ++step) {
-#pragma GCC unroll 24
-    for (int i = 0; i < kSums; ++i) {
-      if constexpr (!kFused) {
-        sums[i] = sums[i] * left + right;
-      } else {
-#if defined(__AVX512F__)
-        sums[i] = Lanes(_mm512_fmadd_pd(__m512d(sums[i]), __m512d(left), __m512d(right)));
-#elif defined(__FMA__)
-        sums[i] = Lanes(_mm256_fmadd_pd(__m256d(sums[i]), __m256d(left), __m256d(right)));
-#endif
-      }
-    }
-  }
-  for (int i = 0; i < kSums; ++i) values[i] = sums[i];
-}
-
-template <bool kFused>
+template <bool kIsFused>
 void ProductLimit(benchmark::State& state) {
   const std::int64_t n = state.range(0);
-  constexpr std::int64_t kTerms = kSums * std::int64_t{sizeof(Lanes) / sizeof(double)};
-  Lanes values[kSums];
-  for (int i = 0; i < kSums; ++i) values[i] = Lanes{} + i;  // equal ones would be computed only once
-  for (auto _ : state) {
-    RunInRegisters<kFused>(n * n * n / kTerms, Lanes{} + 0.5, Lanes{} + 1.0, values);
-    benchmark::DoNotOptimize(values);
-  }
+  for (auto _ : state) benchmark::DoNotOptimize(mth_benchmark::MultiplyAndAdd(n * n * n, kIsFused));
 }
-BENCHMARK(ProductLimit<false>)
-    ->Name("product double/limit, not fused")
-    ->RangeMultiplier(2)
-    ->Range(64, 1024)
-    ->Unit(benchmark::kMicrosecond);
-#if defined(__FMA__)
-BENCHMARK(ProductLimit<true>)
-    ->Name("product float/limit, fused")
-    ->RangeMultiplier(2)
-    ->Range(64, 1024)
-    ->Unit(benchmark::kMicrosecond);
-#endif
 #endif
 
 #ifdef MTH_HAS_EIGEN
 template <class T>
 using EigenMatrix = Eigen::Matrix<T, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
 
+template <class T>
+const EigenMatrix<T>& RandomEigen(std::int64_t n, unsigned seed) {
+  return Kept<T>(n, seed, [=]() -> EigenMatrix<T> {
+    return Eigen::Map<const EigenMatrix<T>>(RandomValues<T>(n, seed).data(), n, n);
+  });
+}
+
 template <class T, class Operation>
 void MeasureEigen(benchmark::State& state, Operation operation) {
-  const std::int64_t n = state.range(0);
-  const EigenMatrix<T> a = Eigen::Map<EigenMatrix<T>>(RandomValues<T>(n * n, 1).data(), n, n);
-  const EigenMatrix<T> b = Eigen::Map<EigenMatrix<T>>(RandomValues<T>(n * n, 2).data(), n, n);
+  const EigenMatrix<T>& a = RandomEigen<T>(state.range(0), 1);
+  const EigenMatrix<T>& b = RandomEigen<T>(state.range(0), 2);
   for (auto _ : state) {
     const EigenMatrix<T> result = operation(a, b);
     benchmark::DoNotOptimize(result.data());
@@ -173,10 +147,9 @@ void EigenSum(benchmark::State& state) {
 }
 template <class T>
 void EigenSumIntoExisting(benchmark::State& state) {
-  const std::int64_t n = state.range(0);
-  const EigenMatrix<T> a = Eigen::Map<EigenMatrix<T>>(RandomValues<T>(n * n, 1).data(), n, n);
-  const EigenMatrix<T> b = Eigen::Map<EigenMatrix<T>>(RandomValues<T>(n * n, 2).data(), n, n);
-  EigenMatrix<T> result(n, n);
+  const EigenMatrix<T>& a = RandomEigen<T>(state.range(0), 1);
+  const EigenMatrix<T>& b = RandomEigen<T>(state.range(0), 2);
+  EigenMatrix<T> result = a;
   for (auto _ : state) {
     result.noalias() = a + b;
     benchmark::DoNotOptimize(result.data());
@@ -192,8 +165,7 @@ void EigenTranspose(benchmark::State& state) {
 }
 template <class T>
 void EigenMaximum(benchmark::State& state) {
-  const std::int64_t n = state.range(0);
-  const EigenMatrix<T> a = Eigen::Map<EigenMatrix<T>>(RandomValues<T>(n * n, 1).data(), n, n);
+  const EigenMatrix<T>& a = RandomEigen<T>(state.range(0), 1);
   for (auto _ : state) benchmark::DoNotOptimize(a.maxCoeff());
 }
 #endif
@@ -202,8 +174,8 @@ void EigenMaximum(benchmark::State& state) {
 void OpenBlasProduct(benchmark::State& state) {
   openblas_set_num_threads(1);
   const int n = static_cast<int>(state.range(0));
-  const std::vector<double> a = RandomValues<double>(n * n, 1);
-  const std::vector<double> b = RandomValues<double>(n * n, 2);
+  const std::vector<double>& a = RandomValues<double>(n, 1);
+  const std::vector<double>& b = RandomValues<double>(n, 2);
   for (auto _ : state) {
     const std::unique_ptr<double[]> c(new double[a.size()]);
     cblas_dgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, n, n, n, 1.0, a.data(), n, b.data(), n, 0.0,
@@ -218,10 +190,11 @@ template <class T, class Operation>
 void MeasureOpenCv(benchmark::State& state, Operation operation) {
   cv::setNumThreads(1);
   const int n = static_cast<int>(state.range(0));
-  std::vector<T> left = RandomValues<T>(n * n, 1);
-  std::vector<T> right = RandomValues<T>(n * n, 2);
-  const cv::Mat a(n, n, cv::DataType<T>::type, left.data());
-  const cv::Mat b(n, n, cv::DataType<T>::type, right.data());
+  const auto operand = [=](unsigned seed) {  // no operation writes to it
+    return cv::Mat(n, n, cv::DataType<T>::type, const_cast<T*>(RandomValues<T>(n, seed).data()));
+  };
+  const cv::Mat a = operand(1);
+  const cv::Mat b = operand(2);
   for (auto _ : state) {
     cv::Mat result;
     operation(a, b, result);
@@ -251,20 +224,35 @@ void OpenCvMaximum(benchmark::State& state) {
 #endif
 
 void ProductSizes(benchmark::internal::Benchmark* benchmark) {
-  benchmark->Arg(4)->RangeMultiplier(2)->Range(64, 1024)->Unit(benchmark::kMicrosecond);
+  benchmark->RangeMultiplier(2)->Range(64, 1024)->Unit(benchmark::kMicrosecond);
 }
+#define MEASURE_LIMIT(function, name) BENCHMARK(function)->Name(name)->Apply(ProductSizes)
+#define MEASURE_PRODUCT(function, name) MEASURE_LIMIT(function, name)->Arg(4)
+// 2048 takes so long that three times are enough, and the fastest peer.
+#define MEASURE_LARGE_PRODUCT(function, name) \
+  BENCHMARK(function)->Name(name)->Arg(2048)->Repetitions(3)->Unit(benchmark::kMicrosecond)
+
 void ElementWiseSizes(benchmark::internal::Benchmark* benchmark) {
-  benchmark->Arg(64)->Arg(512)->Arg(2048)->Unit(benchmark::kMicrosecond);
+  benchmark->Arg(64)->Arg(2048)->Unit(benchmark::kMicrosecond);
 }
 
-BENCHMARK(MthProduct<double>)->Name("product double/mth")->Apply(ProductSizes);
-BENCHMARK(MthProduct<float>)->Name("product float/mth")->Apply(ProductSizes);
+MEASURE_PRODUCT(MthProduct<double>, "product double/mth");
+MEASURE_PRODUCT(MthProduct<float>, "product float/mth");
+MEASURE_LARGE_PRODUCT(MthProduct<double>, "product double/mth");
+MEASURE_LARGE_PRODUCT(MthProduct<float>, "product float/mth");
+#if MTH_MULTIVERSION
+MEASURE_LIMIT(ProductLimit<false>, "product double/limit, not fused");
+MEASURE_LIMIT(ProductLimit<true>, "product float/limit, fused");
+MEASURE_LARGE_PRODUCT(ProductLimit<false>, "product double/limit, not fused");
+MEASURE_LARGE_PRODUCT(ProductLimit<true>, "product float/limit, fused");
+#endif
 #ifdef MTH_HAS_EIGEN
-BENCHMARK(EigenProduct<double>)->Name("product double/Eigen")->Apply(ProductSizes);
-BENCHMARK(EigenProductInDouble)->Name("product float/Eigen in double")->Apply(ProductSizes);
+MEASURE_PRODUCT(EigenProduct<double>, "product double/Eigen");
+MEASURE_PRODUCT(EigenProductInDouble, "product float/Eigen in double");
 #endif
 #ifdef MTH_HAS_OPENBLAS
-BENCHMARK(OpenBlasProduct)->Name("product double/OpenBLAS")->Apply(ProductSizes);
+MEASURE_PRODUCT(OpenBlasProduct, "product double/OpenBLAS");
+MEASURE_LARGE_PRODUCT(OpenBlasProduct, "product double/OpenBLAS");
 #endif
 
 #ifdef MTH_HAS_EIGEN

@@ -1,7 +1,10 @@
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "mth/optimise/Mth_funct_ajust_gauss_cost.h"
@@ -39,16 +42,18 @@ class Rosenbrock : public MTH_FUNCT {
   }
 };
 
-// Counts the evaluations of a cost function, for the runs that are not timed.
+// Keeps the points at which a cost function is evaluated, for the runs that are not timed.
 template <class Cost>
-class Counting : public Cost {
+class Recording : public Cost {
  public:
   using Cost::Cost;
   void Evaluate() override {
-    ++evaluations;
+    const double* x = this->GetParameters();
+    points.insert(points.end(), x, x + this->GetParametersCount());
     Cost::Evaluate();
   }
-  long evaluations = 0;
+  long Evaluations() const { return static_cast<long>(points.size()) / this->GetParametersCount(); }
+  std::vector<double> points;
 };
 
 // A cost function, where to start, and the first step of the methods that ask for one.
@@ -190,6 +195,31 @@ double Nlopt(Problem& problem) {
 
 // ---- Runs ----
 
+// One run of a minimiser that is not timed: the points where it evaluates the cost, and how it ends.
+struct Record {
+  std::vector<double> points;
+  long evaluations;
+  double finalCost;
+};
+
+template <class Cost>
+Record RecordRun(Recording<Cost>& cost, Problem problem, Minimise minimise) {
+  const double finalCost = minimise(problem);
+  return {cost.points, cost.Evaluations(), finalCost};
+}
+
+// The evaluations of a run alone, one after the other: no minimiser that evaluates so often can take less.
+void EvaluateAgain(State& state, MTH_FUNCT& cost, const Record& record) {
+  const auto count = static_cast<std::size_t>(cost.GetParametersCount());
+  for (auto _ : state) {
+    for (std::size_t i = 0; i < record.points.size(); i += count) {
+      std::copy_n(&record.points[i], count, cost.GetParameters());
+      cost.Evaluate();
+      benchmark::DoNotOptimize(cost.GetValue());
+    }
+  }
+}
+
 void Report(State& state, long evaluations, double finalCost) {
   state.counters["evaluations"] = static_cast<double>(evaluations);
   state.counters["cost"] = finalCost;
@@ -197,14 +227,17 @@ void Report(State& state, long evaluations, double finalCost) {
       Counter(static_cast<double>(evaluations), Counter::kIsIterationInvariantRate | Counter::kInvert);
 }
 
-void OnRosenbrock(State& state, Minimise minimise) {
-  Counting<Rosenbrock> counted;
-  Problem problem{counted, {-1.2, 1.0}, 1.0, 1e-5};
-  const double finalCost = minimise(problem);
+constexpr bool kEvaluationsAlone = true;
+
+void OnRosenbrock(State& state, Minimise minimise, bool areEvaluationsAlone = false) {
+  Recording<Rosenbrock> recorded;
+  const std::vector<double> start = {-1.2, 1.0};
+  const Record record = RecordRun(recorded, {recorded, start, 1.0, 1e-5}, minimise);
   Rosenbrock cost;
-  Problem timed{cost, problem.start, problem.step, problem.gradientStep};
+  Problem timed{cost, start, 1.0, 1e-5};
+  if (areEvaluationsAlone) return EvaluateAgain(state, cost, record);
   for (auto _ : state) benchmark::DoNotOptimize(minimise(timed));
-  Report(state, counted.evaluations, finalCost);
+  Report(state, record.evaluations, record.finalCost);
 }
 
 // Six overlapping peaks with noise, as a spectrum has them, and a start that is 10 percent off.
@@ -265,26 +298,26 @@ class HostSpectrumCost : public MTH_FUNCT {
 };
 
 template <class Cost>
-void FitSpectrum(State& state, Minimise minimise) {
+void FitSpectrum(State& state, Minimise minimise, bool areEvaluationsAlone) {
   Spectrum& spectrum = TheSpectrum();
-  Counting<Cost> counted(spectrum.data.data(), Spectrum::kSamples, Spectrum::kPeaks);
-  counted.SetDefined(true);
-  Problem problem{counted, spectrum.start, 1.0, 1e-5};
-  const double finalCost = minimise(problem);
+  Recording<Cost> recorded(spectrum.data.data(), Spectrum::kSamples, Spectrum::kPeaks);
+  recorded.SetDefined(true);
+  const Record record = RecordRun(recorded, {recorded, spectrum.start, 1.0, 1e-5}, minimise);
   Cost cost(spectrum.data.data(), Spectrum::kSamples, Spectrum::kPeaks);
   cost.SetDefined(true);
-  Problem timed{cost, problem.start, problem.step, problem.gradientStep};
+  Problem timed{cost, spectrum.start, 1.0, 1e-5};
+  if (areEvaluationsAlone) return EvaluateAgain(state, cost, record);
   for (auto _ : state) benchmark::DoNotOptimize(minimise(timed));
-  Report(state, counted.evaluations, finalCost);
+  Report(state, record.evaluations, record.finalCost);
 }
 
 // With the library's own cost function, and with the host's.
-void OnSixGaussians(State& state, Minimise minimise) {
-  FitSpectrum<MTH_FUNCT_AJUST_GAUSS_COST>(state, minimise);
+void OnSixGaussians(State& state, Minimise minimise, bool areEvaluationsAlone = false) {
+  FitSpectrum<MTH_FUNCT_AJUST_GAUSS_COST>(state, minimise, areEvaluationsAlone);
 }
 
-void OnSixGaussiansOfHost(State& state, Minimise minimise) {
-  FitSpectrum<HostSpectrumCost>(state, minimise);
+void OnSixGaussiansOfHost(State& state, Minimise minimise, bool areEvaluationsAlone = false) {
+  FitSpectrum<HostSpectrumCost>(state, minimise, areEvaluationsAlone);
 }
 
 // ---- Single evaluations ----
@@ -354,38 +387,58 @@ void EvaluateRayleigh(State& state) {
   }
 }
 
-BENCHMARK(EvaluateRosenbrock);
-BENCHMARK(EvaluateRosenbrockAtPoint);
-BENCHMARK(EvaluateGaussians);
-BENCHMARK(EvaluateProfile);
-BENCHMARK(EvaluateCatenary);
-BENCHMARK(EvaluateRayleigh);
+BENCHMARK(EvaluateRosenbrock)->Name("one evaluation, Rosenbrock/limit, the host's own");
+BENCHMARK(EvaluateRosenbrockAtPoint)->Name("one evaluation, Rosenbrock/mth");
+BENCHMARK(EvaluateGaussians)->Name("one evaluation, six Gaussians/mth");
+BENCHMARK(EvaluateProfile)->Name("one evaluation, Gaussian profile/mth");
+BENCHMARK(EvaluateCatenary)->Name("one evaluation, catenary/mth");
+BENCHMARK(EvaluateRayleigh)->Name("one evaluation, Rayleigh pulse/mth");
 
-#define MTH_RUN(problem, name, minimise) \
-  BENCHMARK_CAPTURE(problem, name, minimise)->Unit(benchmark::kMicrosecond)
+constexpr const char* kOnRosenbrock = "Rosenbrock, ";
+constexpr const char* kOnSixGaussians = "six Gaussians, own cost, ";
+constexpr const char* kOnSixGaussiansOfHost = "six Gaussians, ";
 
-MTH_RUN(OnRosenbrock, mth_powell, Powell);
-MTH_RUN(OnRosenbrock, mth_bfgs, Bfgs);
-MTH_RUN(OnRosenbrock, mth_nelder_mead, NelderMead);
-MTH_RUN(OnRosenbrock, mth_steepest, Steepest);
-MTH_RUN(OnSixGaussians, mth_powell, Powell);
-MTH_RUN(OnSixGaussians, mth_bfgs, Bfgs);
-MTH_RUN(OnSixGaussiansOfHost, mth_powell, Powell);
-MTH_RUN(OnSixGaussiansOfHost, mth_bfgs, Bfgs);
+// A method of the library, its evaluations alone, and the same method of others; on the host's costs.
+void Register(const char* method, Minimise own, std::vector<std::pair<const char*, Minimise>> peers,
+              bool isOnGaussians) {
+  const auto add = [=](const char* problem, auto run, const std::string& who, auto... rest) {
+    const std::string name = std::string(problem) + method + "/" + who;
+    return benchmark::RegisterBenchmark(name.c_str(), run, rest...)->Unit(benchmark::kMicrosecond);
+  };
+  const auto addBoth = [=](const char* problem, auto run) {
+    add(problem, run, "mth", own, false);
+    add(problem, run, "limit, the evaluations alone", own, kEvaluationsAlone);
+  };
+  addBoth(kOnRosenbrock, OnRosenbrock);
+  for (const auto& [who, minimise] : peers) add(kOnRosenbrock, OnRosenbrock, who, minimise, false);
+  if (!isOnGaussians) return;
+  addBoth(kOnSixGaussians, OnSixGaussians);
+  addBoth(kOnSixGaussiansOfHost, OnSixGaussiansOfHost);
+  for (const auto& [who, minimise] : peers)
+    add(kOnSixGaussiansOfHost, OnSixGaussiansOfHost, who, minimise, false)->Repetitions(3);
+}
+
+const bool isRegistered = [] {
+  using Peers = std::vector<std::pair<const char*, Minimise>>;
+  Peers powell;
+  Peers bfgs;
+  Peers simplex;
+  Peers steepest;
 #ifdef MTH_HAS_GSL
-MTH_RUN(OnRosenbrock, gsl_bfgs2, GslBfgs);
-MTH_RUN(OnRosenbrock, gsl_nmsimplex2, GslSimplex);
-MTH_RUN(OnRosenbrock, gsl_steepest, GslSteepest);
-MTH_RUN(OnSixGaussiansOfHost, gsl_bfgs2, GslBfgs);
-MTH_RUN(OnSixGaussiansOfHost, gsl_nmsimplex2, GslSimplex);
+  bfgs.emplace_back("GSL vector_bfgs2", GslBfgs);
+  simplex.emplace_back("GSL nmsimplex2", GslSimplex);
+  steepest.emplace_back("GSL steepest_descent", GslSteepest);
 #endif
 #ifdef MTH_HAS_NLOPT
-MTH_RUN(OnRosenbrock, nlopt_praxis, Nlopt<NLOPT_LN_PRAXIS>);
-MTH_RUN(OnRosenbrock, nlopt_lbfgs, Nlopt<NLOPT_LD_LBFGS>);
-MTH_RUN(OnRosenbrock, nlopt_nelder_mead, Nlopt<NLOPT_LN_NELDERMEAD>);
-MTH_RUN(OnSixGaussiansOfHost, nlopt_praxis, Nlopt<NLOPT_LN_PRAXIS>);
-MTH_RUN(OnSixGaussiansOfHost, nlopt_lbfgs, Nlopt<NLOPT_LD_LBFGS>);
-MTH_RUN(OnSixGaussiansOfHost, nlopt_nelder_mead, Nlopt<NLOPT_LN_NELDERMEAD>);
+  powell.emplace_back("NLopt PRAXIS", Nlopt<NLOPT_LN_PRAXIS>);
+  bfgs.emplace_back("NLopt L-BFGS", Nlopt<NLOPT_LD_LBFGS>);
+  simplex.emplace_back("NLopt Nelder-Mead", Nlopt<NLOPT_LN_NELDERMEAD>);
 #endif
+  Register("Powell", Powell, powell, true);
+  Register("BFGS", Bfgs, bfgs, true);
+  Register("Nelder-Mead", NelderMead, simplex, false);
+  Register("steepest descent", Steepest, steepest, false);
+  return true;
+}();
 
 }  // namespace
