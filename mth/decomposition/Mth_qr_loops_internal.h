@@ -80,23 +80,36 @@ void FactorPanel(double* panel, const Reflections& reflections, std::int64_t fir
   }
 }
 
-// Calls visit(first column, panel, std::integral_constant of its width in vectors) for each panel of a matrix
-// of so many columns, panels side by side in memory.
+// Where the panels of a matrix lie: each behind the one before it, or all in the same place, one after the
+// other.
+struct Panels {
+  double* memory;
+  std::int64_t rows;
+  bool areKept;
+};
+
+// Calls visit(first column, panel, std::integral_constant of its width in vectors) for each panel of so many
+// columns: four vectors wide, or two where four of so many rows would not stay in the first cache.
 // @return  false when the host gives the run up.
 template <class Visit>
-bool ForEachPanel(double* panels, std::int64_t rows, std::int64_t columns, const LongRun& run, Visit visit) {
+bool ForEachPanel(const Panels& panels, std::int64_t columns, const LongRun& run, Visit visit) {
+  constexpr std::int64_t kFirstCache = 40 << 10;
+  const bool isWide = panels.rows * 4 * kLanes * std::int64_t{sizeof(double)} <= kFirstCache;
+  double* panel = panels.memory;
   std::int64_t j = 0;
   const auto step = [&](auto count) {
     if (run.IsGivenUp()) return false;
-    visit(j, panels, count);
+    visit(j, panel, count);
     j += count * kLanes;
-    panels += rows * count * kLanes;
+    if (panels.areKept) panel += panels.rows * count * kLanes;
     return true;
   };
-  while (columns - j > 2 * kLanes) {
+  while (isWide && columns - j > 2 * kLanes) {
     if (!step(std::integral_constant<int, 4>{})) return false;
   }
-  if (columns - j > kLanes && !step(std::integral_constant<int, 2>{})) return false;
+  while (columns - j > kLanes) {
+    if (!step(std::integral_constant<int, 2>{})) return false;
+  }
   return columns - j <= 0 || step(std::integral_constant<int, 1>{});
 }
 
@@ -118,7 +131,7 @@ template <class T>
 bool FactorQR(T* r, std::int64_t rows, std::int64_t columns, T* q, double* scratch) {
   const std::int64_t count = std::min(rows, columns);
   const Reflections reflections{scratch, scratch + rows * count, rows};
-  double* panels = reflections.factors + columns;
+  const Panels panels{reflections.factors + columns, rows, true};
   const double scale = ScaleToReflect(r, rows * columns);
   const LongRun run(rows, std::max(rows, columns), count);
   const auto factor = [&](std::int64_t first, double* panel, auto width) {
@@ -139,7 +152,7 @@ bool FactorQR(T* r, std::int64_t rows, std::int64_t columns, T* q, double* scrat
         r[i * columns + first + j] = static_cast<T>(panel[i * stride + j] / scale);
     }
   };
-  double* chunk = panels;
+  double* chunk = panels.memory;
   const auto accumulate = [&](std::int64_t first, double*, auto width) {
     const std::int64_t stride = width * kLanes;
     const std::int64_t used = std::min(stride, rows - first);
@@ -151,7 +164,6 @@ bool FactorQR(T* r, std::int64_t rows, std::int64_t columns, T* q, double* scrat
         q[(first + j) * rows + i] = static_cast<T>(chunk[i * stride + j]);
     }
   };
-  return ForEachPanel(panels, rows, columns, run, factor) &&
-         ForEachPanel(panels, rows, columns, run, finish) &&
-         ForEachPanel(panels, rows, rows, run, accumulate);
+  return ForEachPanel(panels, columns, run, factor) && ForEachPanel(panels, columns, run, finish) &&
+         ForEachPanel(panels, rows, run, accumulate);
 }

@@ -24,15 +24,19 @@ struct Rotation {
   double s;
 };
 
-/// Rotations of the rows [first, last], one after the other downwards.
+constexpr std::int64_t kNoHub = -1;
+
+/// Rotations of the rows [first, last], one after the other downwards; with a hub, of each of the rows
+/// [first, last) and this one.
 struct RotationSweep {
   std::int64_t first;
   std::int64_t last;
+  std::int64_t hub = kNoHub;
 };
 
 /// Sweeps are recorded up to this many rows' worth, then applied together while blocks of columns are in
-/// cache.
-constexpr std::int64_t kRecordedSweeps = 32;
+/// cache and while the next ones are recorded.
+constexpr std::int64_t kRecordedSweeps = 16;
 
 /// Where the parts of the scratch memory of one decomposition begin, in doubles, and how many it is in all.
 /// Those that vectors are loaded from come first, in whole groups.
@@ -40,7 +44,8 @@ struct SVDSlices {
   constexpr SVDSlices(std::int64_t rows, std::int64_t columns) {
     const std::int64_t padded = PaddedRow(columns);
     const std::int64_t area = columns * padded;
-    const std::int64_t rotations = 2 * kRecordedSweeps * (columns + 2);  // of two doubles each
+    const std::int64_t rotations =
+        2 * 2 * kRecordedSweeps * (columns + 2);  // two records of two doubles each
     a = Take(area);
     ut = Take(area);
     vt = Take(area);

@@ -20,17 +20,17 @@ namespace mth_test {
 namespace {
 
 // Whether the bidiagonal matrix of diagonal d and superdiagonal e becomes diagonal; d then holds its values.
-// @param swept  receives the number of rotations that are recorded.
+// @param swept  receives the number of rotations of the right vectors: only sweeps have those.
 bool Diagonalise(std::vector<double>& d, std::vector<double> e, int* swept = nullptr) {
   using mth_internal::baseline::BidiagonalQR;
-  using mth_internal::baseline::RotationBatch;
+  using mth_internal::baseline::RotatedVectors;
   const auto size = static_cast<std::int64_t>(d.size());
   const std::int64_t stride = mth_internal::PaddedRow(size);
-  const std::int64_t recorded = mth_internal::kRecordedSweeps * (size + 2);
+  const std::int64_t recorded = 2 * mth_internal::kRecordedSweeps * (size + 2);
   std::vector<double> vectors(static_cast<std::size_t>(2 * size * stride));
   std::vector<mth_internal::Rotation> rotations(static_cast<std::size_t>(2 * recorded));
-  RotationBatch left(vectors.data(), stride, rotations.data(), size);
-  RotationBatch right(vectors.data() + size * stride, stride, rotations.data() + recorded, size);
+  RotatedVectors left({vectors.data(), size, stride}, rotations.data() + recorded);
+  RotatedVectors right({vectors.data() + size * stride, size, stride}, rotations.data());
   for (auto& rotation : rotations) rotation.c = -2.0;  // no cosine
   const bool isDone =
       BidiagonalQR(d.data(), e.data(), size, left, right).Run() == mth_internal::SVDResult::Done;
