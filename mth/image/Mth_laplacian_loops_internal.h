@@ -31,49 +31,146 @@ MTH_INLINE void PutTail(T* target, std::int64_t x, std::int64_t last, Body body)
   if constexpr (kBytes > static_cast<int>(sizeof(T))) PutTail<kBytes / 2>(target, x, last, body);
 }
 
-// Rows are short streams of many, which the processor does not foresee well: asks for memory that far ahead.
+// Rows are short streams of many, which the processor does not foresee well: asks for memory that far ahead,
+// also for that which is only written, since it is fetched first.
 constexpr std::int64_t kFetchedAheadBytes = 4096;
+constexpr std::int64_t kWrittenAheadBytes = 2048;
 
-// Writes whole lines of the cache past it, from where the first one lies. Two halves apart would cost more
-// than they save: a line that is not whole when it leaves is fetched first.
-template <class Widest, class T, class Body>
-MTH_INLINE std::int64_t PutStreamed(T* target, std::int64_t x, std::int64_t last, const T* ahead, Body body) {
-  constexpr std::int64_t kLineBytes = 64;
+// A line of the cache, and how many elements it holds.
+constexpr std::int64_t kLineBytes = 64;
+template <class T>
+constexpr std::int64_t kLine = kLineBytes / static_cast<std::int64_t>(sizeof(T));
+
+// target[x] = body(x, V{}) for whole lines of the cache, from where the first one lies. Results that are
+// streamed go past the cache; both halves of a line together, since one that is not whole when it leaves is
+// fetched first.
+template <bool kStreams, class Widest, class T, class Body>
+MTH_INLINE std::int64_t PutLines(T* target, std::int64_t x, std::int64_t last, const T* ahead, Body body) {
   constexpr std::int64_t kCount = sizeof(Widest) / sizeof(T);
-  constexpr std::int64_t kLine = kLineBytes / sizeof(T);
-  while (x + kCount <= last && reinterpret_cast<std::uintptr_t>(target + x) % kLineBytes != 0) {
-    x = Put<Widest>(target, x, body);
-  }
-  for (; x + kLine <= last; x += kLine) {
+  constexpr std::int64_t kVectors = kLine<T> / kCount;
+  for (; x + kLine<T> <= last; x += kLine<T>) {
     Prefetch(ahead + x);
-    Widest line[kLine / kCount];
-    for (std::int64_t i = 0; i < kLine / kCount; ++i) line[i] = body(x + i * kCount, Widest{});
-    for (std::int64_t i = 0; i < kLine / kCount; ++i) StreamTo(target + x + i * kCount, line[i]);
+    if constexpr (!kStreams)
+      PrefetchForWriting(target + x + kWrittenAheadBytes / static_cast<std::int64_t>(sizeof(T)));
+    Widest line[kVectors];
+    for (std::int64_t i = 0; i < kVectors; ++i) line[i] = body(x + i * kCount, Widest{});
+    for (std::int64_t i = 0; i < kVectors; ++i) {
+      if constexpr (kStreams) {
+        StreamTo(target + x + i * kCount, line[i]);
+      } else {
+        SetAt(target + x + i * kCount, line[i]);
+      }
+    }
   }
   return x;
 }
 
-// target[x] = body(x, V{}) for x in [first, last), V being a vector of T or T itself. Fetches `ahead` for the
-// rows to come.
-template <class T, class Body>
-MTH_INLINE void FillRow(T* target, std::int64_t first, std::int64_t last, bool streams, const T* ahead,
-                        Body body) {
-  Prefetch(ahead);
-  Prefetch(ahead + last);
-  std::int64_t x = first;
+// A row that is computed: `inside` gives its elements but for the two at the borders.
+template <class T, class Inside>
+struct RowToFill {
+  T* target;
+  std::int64_t nx;
+  T first;
+  T last;
+  const T* ahead;  // fetched for the rows to come
+  Inside inside;
+};
+
+// Through the cache.
+template <class T, class Inside>
+MTH_INLINE void FillRow(const RowToFill<T, Inside>& row) {
+  const std::int64_t last = row.nx - 1;
+  Prefetch(row.ahead);
+  Prefetch(row.ahead + last);
+  row.target[0] = row.first;
+  std::int64_t x = 1;
   if constexpr (kWidestBytes > static_cast<int>(sizeof(T))) {
     using Widest = typename PackOf<T, kWidestBytes>::Type;
-    constexpr std::int64_t kCount = kWidestBytes / sizeof(T);
-    x = PutHead<sizeof(T)>(target, x, last, body);
-    if (streams) x = PutStreamed<Widest>(target, x, last, ahead, body);
-    while (x + kCount <= last) {
-      Prefetch(ahead + x);
-      x = Put<Widest>(target, x, body);
-    }
-    PutTail<kWidestBytes / 2>(target, x, last, body);
+    x = PutHead<sizeof(T)>(row.target, x, last, row.inside);
+    x = PutLines<false, Widest>(row.target, x, last, row.ahead, row.inside);
+    while (x + static_cast<std::int64_t>(kWidestBytes / sizeof(T)) <= last)
+      x = Put<Widest>(row.target, x, row.inside);
+    PutTail<kWidestBytes / 2>(row.target, x, last, row.inside);
   } else {
-    while (x < last) x = Put<T>(target, x, body);
+    while (x < last) x = Put<T>(row.target, x, row.inside);
   }
+  if (last > 0) row.target[last] = row.last;
+}
+
+// Rows that follow one another in memory, past the cache. The line where one ends and the next begins is put
+// together here first: written in parts it would be fetched, and what follows would wait for it.
+template <class T>
+class StreamedRows {
+ public:
+  static bool CanTake(std::int64_t nx) { return nx >= 2 * kLine<T>; }
+
+  template <class Inside>
+  MTH_INLINE void Fill(const RowToFill<T, Inside>& row) {
+    Prefetch(row.ahead);
+    Prefetch(row.ahead + row.nx);
+    const std::int64_t head = FillHead(row);
+    FillTail(row, PutLines<true, Widest>(row.target, head, row.nx - 1, row.ahead, row.inside));
+  }
+
+  // Writes what the last row has left of a line.
+  void Finish() {
+    std::copy_n(line_, count_, start_);
+    count_ = 0;
+  }
+
+ private:
+  using Widest = typename PackOf<T, kWidestBytes>::Type;
+  static constexpr std::int64_t kCount = sizeof(Widest) / sizeof(T);
+
+  // The elements in the line where the row begins; returns how many. Whole vectors: the last one goes beyond.
+  template <class Inside>
+  MTH_INLINE std::int64_t FillHead(const RowToFill<T, Inside>& row) {
+    const auto before =
+        static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(row.target) % kLineBytes / sizeof(T));
+    const bool continues = count_ == before && (before == 0 || start_ + before == row.target);
+    if (!continues) Finish();
+    line_[before] = row.first;
+    for (std::int64_t i = before + 1; i < kLine<T>; i += kCount)
+      SetAt(line_ + i, row.inside(i - before, Widest{}));
+    if (continues) {
+      StreamLine(row.target - before);
+    } else {
+      std::copy(line_ + before, line_ + kLine<T>, row.target);
+    }
+    count_ = 0;
+    return kLine<T> - before;
+  }
+
+  // The elements from x on, a line or less. Whole vectors: the first one begins before x.
+  template <class Inside>
+  MTH_INLINE void FillTail(const RowToFill<T, Inside>& row, std::int64_t x) {
+    start_ = row.target + x;
+    count_ = row.nx - x;
+    line_[count_ - 1] = row.last;
+    for (std::int64_t i = count_ - 1; i > 0; i -= kCount)
+      SetAt(line_ + i - kCount, row.inside(x + i - kCount, Widest{}));
+    if (count_ == kLine<T>) {
+      StreamLine(start_);
+      count_ = 0;
+    }
+  }
+
+  MTH_INLINE void StreamLine(T* target) const {
+    for (std::int64_t i = 0; i < kLine<T>; i += kCount) StreamTo(target + i, At<Widest>(line_ + i));
+  }
+
+  alignas(kLineBytes) T room_[3 * kLine<T>]{};  // the line, and what vectors write on both sides of it
+  T* const line_ = room_ + kLine<T>;
+  T* start_ = nullptr;      // where the line begins in memory
+  std::int64_t count_ = 0;  // of its elements that are here
+};
+
+template <class T, class Inside>
+MTH_INLINE void FillRow(const RowToFill<T, Inside>& row, bool streams, StreamedRows<T>& streamed) {
+  if constexpr (MTH_MULTIVERSION) {
+    if (streams && StreamedRows<T>::CanTake(row.nx)) return streamed.Fill(row);
+  }
+  FillRow(row);
 }
 
 // What is read for the first time kFetchedAheadBytes after the newest that a row needs.
@@ -151,12 +248,12 @@ struct AveragedRow {
   const T* ahead;
   std::int64_t nx;
   T scale;
-  bool streams;
 };
 
 // The sum starts from 0, so that no result is -0, and takes the axes in order.
 template <class T, class TermAlongY, class TermAlongZ>
-MTH_INLINE void AverageRow(const AveragedRow<T>& line, TermAlongY alongY, TermAlongZ alongZ) {
+MTH_INLINE void AverageRow(const AveragedRow<T>& line, TermAlongY alongY, TermAlongZ alongZ, bool streams,
+                           StreamedRows<T>& streamed) {
   const T scale = line.scale;
   const T* const row = line.row;
   const auto finish = [&](std::int64_t x, auto sum, auto middle) {
@@ -165,12 +262,13 @@ MTH_INLINE void AverageRow(const AveragedRow<T>& line, TermAlongY alongY, TermAl
   const auto atBorder = [&](std::int64_t x) {
     return finish(x, TermFor(row, std::int64_t{1}, x, line.nx).AddTo(T{}, row[x], 0), row[x]);
   };
-  line.target[0] = atBorder(0);
-  FillRow(line.target, 1, line.nx - 1, line.streams, line.ahead, [&](std::int64_t x, auto zero) {
+  const auto inside = [&](std::int64_t x, auto zero) {
     const auto middle = At<decltype(zero)>(row + x);
     return finish(x, zero + HalvedSecondDifference(row + x, middle, 1), middle);
-  });
-  if (line.nx > 1) line.target[line.nx - 1] = atBorder(line.nx - 1);
+  };
+  const RowToFill<T, decltype(inside)> whole{line.target,           line.nx,    atBorder(0),
+                                             atBorder(line.nx - 1), line.ahead, inside};
+  FillRow(whole, streams, streamed);
 }
 
 // Planes [firstPlane, lastPlane) of the result.
@@ -179,23 +277,25 @@ void AverageDerivatives(const T* in, T* out, const VolumeSize& size, T scale, bo
                         std::int64_t firstPlane, std::int64_t lastPlane) {
   const std::int64_t rowStride = size.nx;
   const std::int64_t planeStride = size.nx * size.ny;
+  StreamedRows<T> streamed;
   for (std::int64_t z = firstPlane; z < lastPlane; ++z) {
     for (std::int64_t y = 0; y < size.ny; ++y) {
       const std::int64_t start = z * planeStride + y * rowStride;
-      const AveragedRow<T> line{in + start, out + start, AheadOf(in, start, size), size.nx, scale, streams};
+      const AveragedRow<T> line{in + start, out + start, AheadOf(in, start, size), size.nx, scale};
       const AxisTerm<T> alongY = TermFor(in + z * planeStride, rowStride, y, size.ny);
       const AxisTerm<T> alongZ = TermFor(in + y * rowStride, planeStride, z, size.nz);
       const InsideTerm<T> insideY{line.row, rowStride};
       const InsideTerm<T> insideZ{line.row, planeStride};
       if (alongY.IsTakenAt(line.row) && alongZ.IsZero()) {
-        AverageRow(line, insideY, ZeroTerm{});
+        AverageRow(line, insideY, ZeroTerm{}, streams, streamed);
       } else if (alongY.IsTakenAt(line.row) && alongZ.IsTakenAt(line.row)) {
-        AverageRow(line, insideY, insideZ);
+        AverageRow(line, insideY, insideZ, streams, streamed);
       } else {
-        AverageRow(line, alongY, alongZ);
+        AverageRow(line, alongY, alongZ, streams, streamed);
       }
     }
   }
+  streamed.Finish();
   FinishStreaming();
 }
 
@@ -228,13 +328,14 @@ class SecondDifferenceSum {
   SecondDifferenceSum(const float* in, float* out, const VolumeSize& size, bool streams)
       : in_(in), out_(out), size_(size), planeStride_(size.nx * size.ny), streams_(streams) {}
 
-  void Run() const {
+  void Run() {
     for (std::int64_t z = 0; z < size_.nz; ++z) {
       SumPlane(z);
       if (z == 2) AddContinuation(PlaneOf(0), PlaneOf(1), PlaneOf(2), planeStride_);
     }
     const std::int64_t last = size_.nz - 1;
     if (last >= 2) AddContinuation(PlaneOf(last), PlaneOf(last - 1), PlaneOf(last - 2), planeStride_);
+    streamed_.Finish();
     FinishStreaming();
   }
 
@@ -242,7 +343,7 @@ class SecondDifferenceSum {
   float* PlaneOf(std::int64_t z) const { return out_ + z * planeStride_; }
 
   // The continuation along y takes sums without the terms along z: rows that it reaches get those last.
-  void SumPlane(std::int64_t z) const {
+  void SumPlane(std::int64_t z) {
     const std::int64_t start = z * planeStride_;
     const std::int64_t zStride = IsInside(z, size_.nz) ? planeStride_ : 0;
     const bool hasContinuation = size_.ny >= 3;
@@ -262,7 +363,7 @@ class SecondDifferenceSum {
   }
 
   // The terms along x, borders included, and those along y and z whose strides are not 0.
-  void SumRow(std::int64_t start, std::int64_t yStride, std::int64_t zStride, bool streams) const {
+  void SumRow(std::int64_t start, std::int64_t yStride, std::int64_t zStride, bool streams) {
     const float* const row = in_ + start;
     float* const target = out_ + start;
     const std::int64_t nx = size_.nx;
@@ -284,21 +385,24 @@ class SecondDifferenceSum {
       first += 2.0F * alongX(1) - (nx > 3 ? alongX(2) : last);
       last += 2.0F * alongX(nx - 2) - (nx > 3 ? alongX(nx - 3) : first);
     }
-    target[0] = addOthers(0, first);
-    FillRow(target, 1, nx - 1, streams, AheadOf(in_, start, size_), [&](std::int64_t x, auto kind) {
+    const auto inside = [&](std::int64_t x, auto kind) {
       using V = decltype(kind);
       return addOthers(x, V{} + SecondDifference<V>(row + x, At<V>(row + x), 1));
-    });
-    if (nx > 1) target[nx - 1] = addOthers(nx - 1, last);
+    };
+    const RowToFill<float, decltype(inside)> whole{
+        target, nx, addOthers(0, first), addOthers(nx - 1, last), AheadOf(in_, start, size_), inside};
+    FillRow(whole, streams, streamed_);
   }
 
   void AddTermAlongZ(std::int64_t start) const {
     const float* const row = in_ + start;
     float* const target = out_ + start;
-    FillRow(target, 0, size_.nx, false, row, [&](std::int64_t x, auto kind) {
+    const auto sum = [&](std::int64_t x, auto kind) {
       using V = decltype(kind);
       return At<V>(target + x) + SecondDifference<V>(row + x, At<V>(row + x), planeStride_);
-    });
+    };
+    FillRow(RowToFill<float, decltype(sum)>{target, size_.nx, sum(0, float{}), sum(size_.nx - 1, float{}),
+                                            row, sum});
   }
 
   const float* in_;
@@ -306,6 +410,7 @@ class SecondDifferenceSum {
   VolumeSize size_;
   std::int64_t planeStride_;
   bool streams_;
+  StreamedRows<float> streamed_;
 };
 
 inline void SumSecondDifferences(const float* in, float* out, const VolumeSize& size, bool streams) {

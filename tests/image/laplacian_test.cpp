@@ -159,15 +159,18 @@ TEST(Laplacian, EveryInstructionSetGivesTheBitsOfTheLiteralLoops) {
     CheckAgainstLiteral(nx, ny, nz);
 }
 
-// Large results are written past the cache, whatever the alignment of their rows.
+// Large results are written past the cache, whatever the alignment and the length of their rows: of less than
+// two cache lines, too, and by parts of a volume.
 TEST(Laplacian, LargeResultsAreThoseOfTheLiteralLoopsToo) {
-  const auto image = RandomVolume<double>(1103, 1003, 1, 1);
+  const auto image = RandomVolume<double>(1103, 1907, 1, 1);
   const std::vector<double> expected = LiteralAverage<double>(image, {1, 0}, 0.5).values;
   for (const InstructionSet set : kAllSets) {
     const mth_internal::InstructionSetScope scope(set);
     EXPECT_TRUE(SameBits(RunImage(image), expected)) << static_cast<int>(set);
   }
-  CheckSumAgainstLiteral(RandomVolume<float>(131, 129, 131, 2));
+  CheckAveragesAgainstLiteral(RandomVolume<double>(176, 149, 161, 2));
+  for (const auto& [nx, ny, nz] : {std::array{33, 361, 367}, {31, 373, 367}})
+    CheckSumAgainstLiteral(RandomVolume<float>(nx, ny, nz, 3));
 }
 
 // Second derivatives of a quadratic are constant, and their linear continuation is the same constant.
