@@ -12,11 +12,11 @@
 namespace mth_internal {
 namespace {
 
-// Terms of a sum that are added at once. Beyond, a sum is stored and loaded again: seldom is best.
-constexpr std::int64_t kBlockDepth = 1024;
-// Rows that use a packed tile of the right factor in turn, whole tiles of every height: their packed
-// block stays in the second cache beside it.
-constexpr std::int64_t kStripRows = 24;
+// Terms of a sum that are added at once. Beyond, a sum is stored and loaded again.
+constexpr std::int64_t kBlockDepth = 512;
+// Rows that use a packed tile of the right factor in turn, at most: its slab comes from the third cache for
+// each such strip.
+constexpr std::int64_t kMostStripRows = 96;
 // Rows that use a tile of the right factor in turn where it lies.
 constexpr std::int64_t kRowsTogether = 24;
 // Rows that the product in place computes at once: whole tiles of every height.
@@ -64,8 +64,8 @@ bool MultiplyIn(const LongRun& run, const ProductTask<T>& task) {
   // The last tile overlaps the one before, or is not full.
   const std::int64_t slab = std::min(kSlabColumns, task.columns) + kWidestTile;
   const std::int64_t rightCount = task.inner * slab;
-  const std::int64_t leftCount = kStripRows * PackedStride(task.inner);
-  const std::int64_t sumsCount = task.inner > kBlockDepth ? kStripRows * slab : 0;
+  const std::int64_t leftCount = kMostStripRows * PackedStride(task.inner);
+  const std::int64_t sumsCount = task.inner > kBlockDepth ? kMostStripRows * slab : 0;
   const WorkArray<double> scratch(rightCount + leftCount + sumsCount);
   if (!scratch) return multiply(task, {}, run);
   double* left = scratch.Get() + rightCount;

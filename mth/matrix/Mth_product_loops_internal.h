@@ -85,6 +85,10 @@ void MultiplyInPlace(const ProductTask<T>& task) {
   }
 }
 
+// Rows of a strip, whole tiles of every height. Its packed block and its sums stay in the second cache, which
+// processors with 64-byte vectors have larger; they also use the right factor up faster.
+constexpr std::int64_t kStripRows = kLanes == 8 ? kMostStripRows : kMostStripRows / 2;
+
 // The product of larger matrices, in blocks that stay in cache. Both factors are packed as doubles, the right
 // one in the order in which the tiles read it; a strip of rows keeps its sums in double from one block of k
 // to the next.
