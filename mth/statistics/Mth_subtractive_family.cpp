@@ -6,6 +6,19 @@
 #include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 namespace mth_internal {
+namespace {
+
+// Never in the widest vectors: the single numbers that a caller works with between two passes would be slower
+// for a while, and a pass gains nothing from them.
+auto SelectDrawPass() {
+#if MTH_MULTIVERSION
+  return SelectVersion(&baseline::DrawPass, &avx2::DrawPass, &avx2::DrawPass);
+#else
+  return MTH_SELECT(DrawPass);
+#endif
+}
+
+}  // namespace
 
 void SubtractiveFamily::Seed(short stream, std::int32_t seed) {
   EndPass();
@@ -35,7 +48,7 @@ double SubtractiveFamily::DrawAlone(Stream& state) {
 }
 
 double SubtractiveFamily::DrawNextPass(short stream) {
-  MTH_SELECT(DrawPass)(StreamOf(stream).table.data(), before_.data(), deviates_.data());
+  SelectDrawPass()(StreamOf(stream).table.data(), before_.data(), deviates_.data());
   ahead_ = stream;
   taken_ = InRegister(std::size_t{1});
   return deviates_[0];
