@@ -30,7 +30,7 @@ SOURCE
 fi
 
 # Products of floats, which are exact in double, and quotients that are corrected to the rounded one.
-allowed='mth_internal::avx(2|512)::.*(FusedStep|FusedVectors|UpdateLanes|UpdateMemberships|UpdateByRatios)'
+allowed='mth_internal::avx(2|512)::.*(FusedStep|FusedVectors|UpdateLanes|UpdateMemberships|UpdateByRatios|UpdateFew)'
 
 library=$1
 found=$(fused_functions "$library" "${2:-objdump}")

@@ -144,10 +144,14 @@ bool MTH_CLUSTERING::AppendCopy(const MTH_CLUSTERING_SAMPLE& sample) {
   return Append(sample.Parameters(), sample.parametersCount_, sample.Memberships(), sample.membershipsCount_);
 }
 
+bool MTH_CLUSTERING::HasPool() {
+  if (!samplePool_) samplePool_.reset(new (std::nothrow) mth_internal::SamplePool);
+  return samplePool_ != nullptr;
+}
+
 bool MTH_CLUSTERING::Append(const double* parameters, int parametersCount, const double* memberships,
                             int membershipsCount) {
-  if (!samplePool_) samplePool_.reset(new (std::nothrow) mth_internal::SamplePool);
-  if (!samplePool_) return false;
+  if (!HasPool()) return false;
   std::unique_ptr<MTH_CLUSTERING_SAMPLE> sample(
       samplePool_->New(parameters, parametersCount, memberships, membershipsCount));
   const bool isAdded = sample && sample->parametersCount_ == parametersCount &&

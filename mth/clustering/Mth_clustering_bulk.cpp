@@ -2,16 +2,32 @@
 #include <limits>
 
 #include "mth/clustering/Mth_clustering.h"
+#include "mth/clustering/Mth_clustering_run_internal.h"
 #include "mth/clustering/Mth_sample_pool_internal.h"
 
 // Samples in, memberships and decisions out, all of them at once.
+
+using namespace mth_internal;
+
+namespace {
+
+// Of equal ones the last.
+int PlaceOfLargest(const double* values, int count) {
+  int best = 0;
+  for (int i = 1; i < count; ++i) best = values[i] >= values[best] ? i : best;
+  return best;
+}
+
+}  // namespace
 
 bool MTH_CLUSTERING::AddSamples(const double* features, int count) {
   if (features == nullptr || count < 0 || clustersCount_ < 0 || dimensionsCount_ < 0) return false;
   const int samplesBefore = GetSamplesCount();
   if (count > std::numeric_limits<int>::max() - samplesBefore) return false;
-  if (!samples_.Reserve(samplesBefore + count)) return false;
-  for (int i = 0; i < count; ++i) {
+  if (!samples_.Reserve(samplesBefore + count) || !HasPool()) return false;
+  const int added = samplePool_->AddMany(features, dimensionsCount_, clustersCount_, count, samples_);
+  features += std::ptrdiff_t{added} * dimensionsCount_;
+  for (int i = added; i < count; ++i) {
     if (Append(features, dimensionsCount_, nullptr, clustersCount_)) {
       features += dimensionsCount_;
       continue;
@@ -40,6 +56,11 @@ bool MTH_CLUSTERING::GetMemberships(double* memberships) const {
 
 bool MTH_CLUSTERING::GetDecisions(int* clusters) const {
   if (clusters == nullptr || GetSamplesCount() == 0) return false;
-  for (const MTH_CLUSTERING_SAMPLE* sample : samples_) *clusters++ = LargestMembership(sample);
+  for (auto place = samples_.begin(); place != samples_.end(); ++place) {
+    if (samples_.end() - place > kPrefetchAhead) PrefetchObject(place[kPrefetchAhead]);
+    const MTH_CLUSTERING_SAMPLE* const sample = *place;
+    const bool hasAll = sample != nullptr && sample->membershipsCount_ >= clustersCount_;
+    *clusters++ = hasAll ? PlaceOfLargest(sample->Memberships(), clustersCount_) : LargestMembership(sample);
+  }
   return true;
 }

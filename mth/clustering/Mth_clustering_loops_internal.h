@@ -147,7 +147,7 @@ inline void AddMemberBlock(const double* memberships, const double* features, in
 
 // Calls visit(block, samples in it, its features) for every block.
 template <class Visit>
-inline void ForEachBlock(const SampleView& samples, Visit visit) {
+MTH_INLINE void ForEachBlock(const SampleView& samples, Visit visit) {
   const double* features = samples.features;
   std::ptrdiff_t block = 0;
   for (int left = samples.count; left > 0; left -= kBlockSamples) {

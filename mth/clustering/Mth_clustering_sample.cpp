@@ -55,12 +55,6 @@ MTH_CLUSTERING_SAMPLE::MTH_CLUSTERING_SAMPLE(const MTH_CLUSTERING_SAMPLE* source
 MTH_CLUSTERING_SAMPLE::MTH_CLUSTERING_SAMPLE(const MTH_CLUSTERING_SAMPLE& source)
     : MTH_CLUSTERING_SAMPLE(&source) {}
 
-MTH_CLUSTERING_SAMPLE::MTH_CLUSTERING_SAMPLE(int parametersCount, int membershipsCount, double* outside,
-                                             std::int32_t place)
-    : place_(place), parametersCount_(parametersCount), membershipsCount_(membershipsCount) {
-  if (!AreInside()) values_.outside = outside;
-}
-
 MTH_CLUSTERING_SAMPLE::~MTH_CLUSTERING_SAMPLE() {
   if (place_ == 0 && !AreInside()) delete[] values_.outside;
 }

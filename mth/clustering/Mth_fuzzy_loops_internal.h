@@ -22,9 +22,7 @@ MTH_INLINE double* LaneRow(double* rows, std::ptrdiff_t cluster) {
 template <class Term>
 MTH_INLINE Lanes SumWithOwn(std::ptrdiff_t k, std::ptrdiff_t clusters, Lanes own, Term term) {
   Lanes sum = {};
-  for (std::ptrdiff_t j = 0; j < k; ++j) sum += term(j);
-  sum += own;
-  for (std::ptrdiff_t j = k + 1; j < clusters; ++j) sum += term(j);
+  for (std::ptrdiff_t j = 0; j < clusters; ++j) sum += j == k ? own : term(j);
   return sum;
 }
 
@@ -33,7 +31,8 @@ MTH_INLINE Lanes SumWithOwn(std::ptrdiff_t k, std::ptrdiff_t clusters, Lanes own
 template <bool kAreFinite>
 struct DividedRatios {
   template <class Power>
-  static Lanes Sum(const DistanceRows& rows, std::ptrdiff_t k, std::ptrdiff_t clusters, Power power) {
+  MTH_INLINE static Lanes Sum(const DistanceRows& rows, std::ptrdiff_t k, std::ptrdiff_t clusters,
+                              Power power) {
     const Lanes own = Load<Lanes>(LaneRow(rows.distances, k));
     const auto term = [&](std::ptrdiff_t j) {
       const Lanes ratio = power(own / Load<Lanes>(LaneRow(rows.divisors, j)));
@@ -58,7 +57,8 @@ MTH_INLINE Lanes CorrectedQuotient(Lanes numerator, Lanes denominator, Lanes rec
 // The same sums with corrected quotients; a reciprocal of 0 gives the quotient 0, and so does its power.
 struct CorrectedRatios {
   template <class Power>
-  static Lanes Sum(const DistanceRows& rows, std::ptrdiff_t k, std::ptrdiff_t clusters, Power power) {
+  MTH_INLINE static Lanes Sum(const DistanceRows& rows, std::ptrdiff_t k, std::ptrdiff_t clusters,
+                              Power power) {
     const Lanes own = Load<Lanes>(LaneRow(rows.distances, k));
     return SumWithOwn(k, clusters, Load<Lanes>(LaneRow(rows.counted, k)), [&](std::ptrdiff_t j) {
       return power(CorrectedQuotient(own, Load<Lanes>(LaneRow(rows.distances, j)),
@@ -77,7 +77,7 @@ using FastRatios = DividedRatios<true>;
 // Distances as they are, for ratios to a power that is a product.
 struct PlainDistance {
   Lanes operator()(const Lanes& distance, LaneIndices& isLarge) const {
-    isLarge |= (distance >= kLargestCorrectable) | (distance != distance);  // a NaN, too
+    isLarge |= (distance < kLargestCorrectable) == 0;  // a NaN, too
     return distance;
   }
 };
@@ -118,8 +118,8 @@ inline PowerOfDistance MeasureFor(const AnyPower& power) {
 // Fills the rows with what measure(distance, isLarge) makes of the distances. Returns where it says that
 // FastRatios would not be exact.
 template <int kDimensions, class Measure>
-inline LaneIndices ComputeDistances(const double* features, const CentroidView& centroids, int dimensions,
-                                    const DistanceRows& rows, const Measure& measure) {
+MTH_INLINE LaneIndices ComputeDistances(const double* features, const CentroidView& centroids, int dimensions,
+                                        const DistanceRows& rows, const Measure& measure) {
   constexpr double kSmallestDistance = 0.000001;
   LaneIndices isLarge = {};
   const double* centroid = centroids.coordinates;
@@ -146,30 +146,31 @@ template <class Ratios, class Power>
 MTH_INLINE Lanes UpdateLanes(const DistanceRows& rows, int clusters, Power power, LaneIndices isWritten,
                              LaneIndices isSample, double* memberships, Lanes largest) {
   constexpr double kSmallestSum = 0.001;
-  const Lanes infinity = Spread<Lanes>(std::numeric_limits<double>::infinity());
+  const Lanes smallest = Spread<Lanes>(kSmallestSum);
   for (int k = 0; k < clusters; ++k) {
     const Lanes sum = Ratios::Sum(rows, k, clusters, power);
     const Lanes old = Load<Lanes>(memberships);
-    const Lanes updated = 1.0 / Opaque(sum > kSmallestSum ? sum : infinity);
-    const Lanes difference = updated - old;
-    const Lanes change = difference < 0.0 ? -difference : difference;
-    const LaneIndices isLarger =
-        isWritten & isSample & (change > largest);  // a change that is no number does not count
-    largest = isLarger ? change : largest;
+    const Lanes reciprocal = 1.0 / Opaque(smallest < sum ? sum : smallest);
+    const Lanes updated = smallest < sum ? reciprocal : Lanes{};
+    const Lanes rise = updated - old;
+    const Lanes fall = -rise;
+    const Lanes magnitude = fall < rise ? rise : fall;
+    const Lanes change = isWritten & isSample ? magnitude : Lanes{};
+    largest = largest < change ? change : largest;  // one that is no number does not count
     Store(memberships, isWritten ? updated : old);
     memberships += kBlockSamples;
   }
   return largest;
 }
 
-// New memberships of kLanes samples, as UpdateLanes; measure is PowerOfDistance where power is AnyPower.
-template <int kDimensions, class Measure, class Power>
+// New memberships of kLanes samples, as UpdateLanes, from the rows of their distances, or of the powers of
+// these where power is AnyPower. isLarge is what ComputeDistances returned when it filled the rows.
+template <int kDimensions, class Power>
 MTH_INLINE Lanes UpdateSamples(const double* features, const CentroidView& centroids, int dimensions,
-                               const DistanceRows& rows, const Measure& measure, Power power,
+                               const DistanceRows& rows, LaneIndices isLarge, Power power,
                                LaneIndices isSample, double* memberships, Lanes largest) {
   const LaneIndices isEvery = LaneIndices{} == 0;
-  const LaneIndices isLarge = ComputeDistances<kDimensions>(features, centroids, dimensions, rows, measure);
-  const auto update = [&]<class Ratios>(Ratios, auto ratioPower, LaneIndices isWritten) {
+  const auto update = [&]<class Ratios>(Ratios, auto ratioPower, LaneIndices isWritten) MTH_INLINE_LAMBDA {
     largest =
         UpdateLanes<Ratios>(rows, centroids.count, ratioPower, isWritten, isSample, memberships, largest);
   };
@@ -247,7 +248,9 @@ inline Lanes UpdateByRatios(const SampleView& samples, const CentroidView& centr
   ForEachBlock(samples, [&](std::ptrdiff_t block, int count, const double* features) {
     double* members = memberships + block * clusters * kBlockSamples;
     for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
-      largest = UpdateSamples<kDimensions>(features + b, centroids, dimensions, rows, measure, ratioPower,
+      const LaneIndices isLarge =
+          ComputeDistances<kDimensions>(features + b, centroids, dimensions, rows, measure);
+      largest = UpdateSamples<kDimensions>(features + b, centroids, dimensions, rows, isLarge, ratioPower,
                                            lane < count - b, members + b, largest);
     }
     WithPower(rule.weight, [&](auto weightPower) {
@@ -257,11 +260,72 @@ inline Lanes UpdateByRatios(const SampleView& samples, const CentroidView& centr
   return largest;
 }
 
+// The same for a few clusters and m = 2, whose number the compiler knows. What waits for the one before goes
+// on beside what does not: distances of the next samples beside the ratios of these, which wait for the
+// divider, and the sums of one block, addition by addition, beside the next block.
+template <int kDimensions, int kClusters>
+inline Lanes UpdateFew(const SampleView& samples, const double* coordinates, double* memberships,
+                       const SumView& sumView) {
+  static_assert(kDimensions > 0 && kClusters <= kSumLanes);
+  const CentroidView centroids{coordinates, kClusters};
+  alignas(64) double scratch[2][4 * kClusters * kLanes];
+  const DistanceRows rows[2] = {RowsIn(scratch[0], kClusters), RowsIn(scratch[1], kClusters)};
+  const LaneIndices lane = LaneNumbers();
+  GroupSums<kDimensions> sums(sumView.weights, sumView.features);
+  alignas(64) double weights[2][kBlockSamples * kSumLanes];
+  const double* former = nullptr;  // features of the block before
+  Lanes largest = {};
+  ForEachBlock(samples, [&](std::ptrdiff_t block, int count, const double* features) MTH_INLINE_LAMBDA {
+    double* const members = memberships + block * kClusters * kBlockSamples;
+    const double* const formerWeights = weights[(block + 1) % 2];
+    const auto distancesOf = [&](std::int64_t b) MTH_INLINE_LAMBDA {
+      return ComputeDistances<kDimensions>(features + b, centroids, kDimensions, rows[b / kLanes % 2],
+                                           PlainDistance{});
+    };
+    LaneIndices isLarge = distancesOf(0);
+    for (std::int64_t b = 0; b < kBlockSamples; b += kLanes) {
+      const LaneIndices isNextLarge = b + kLanes < kBlockSamples ? distancesOf(b + kLanes) : LaneIndices{};
+      largest = UpdateSamples<kDimensions>(features + b, centroids, kDimensions, rows[b / kLanes % 2],
+                                           isLarge, SquarePower{}, lane < count - b, members + b, largest);
+      isLarge = isNextLarge;
+      if (former == nullptr) continue;
+      for (std::int64_t i = b; i < b + kLanes; ++i) sums.Add(formerWeights + i * kSumLanes, former + i);
+    }
+    ComputeWeights(members, kClusters, SquarePower{}, weights[block % 2]);
+    former = features;
+  });
+  const int blocks = (samples.count - 1) / kBlockSamples;
+  for (int i = 0; i < samples.count - blocks * kBlockSamples; ++i)
+    sums.Add(weights[blocks % 2] + i * kSumLanes, former + i);
+  sums.StoreWeights(sumView.weights);
+  sums.StoreFeatures(sumView.features);
+  return largest;
+}
+
+// UpdateFew where it is made for these sizes and powers; otherwise false, and nothing is done.
+template <int kDimensions>
+inline bool DoUpdateFew(const SampleView& samples, const CentroidView& centroids, const FuzzyRule& rule,
+                        double* memberships, const SumView& sums, Lanes& largest) {
+  if constexpr (kDimensions > 0) {
+    if (rule.ratio.factors != 2 || rule.weight.factors != 2) return false;
+    const auto update = [&](auto clusters) {
+      largest = UpdateFew<kDimensions, clusters()>(samples, centroids.coordinates, memberships, sums);
+      return true;
+    };
+    if (centroids.count == 4) return update(std::integral_constant<int, 4>{});
+    if (centroids.count == 3) return update(std::integral_constant<int, 3>{});
+    if (centroids.count == 2) return update(std::integral_constant<int, 2>{});
+  }
+  return false;
+}
+
 double UpdateMemberships(const SampleView& samples, const CentroidView& centroids, const FuzzyRule& rule,
                          double* scratch, double* memberships, const SumView& sums) {
   const Lanes largest = WithDimensions(samples.dimensions, [&](auto constant) {
     constexpr int kDimensions = decltype(constant)::value;
     const int dimensions = kDimensions > 0 ? kDimensions : samples.dimensions;
+    Lanes changes = {};
+    if (DoUpdateFew<kDimensions>(samples, centroids, rule, memberships, sums, changes)) return changes;
     if (rule.shared) {
       return UpdateBySharedPowers<kDimensions>(samples, centroids, dimensions, rule, scratch, memberships,
                                                sums);

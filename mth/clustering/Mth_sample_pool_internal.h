@@ -22,6 +22,12 @@ class SamplePool {
   /// A new sample of these values, zeros for a null array; null without memory. The sizes are not negative.
   MTH_CLUSTERING_SAMPLE* New(const double* parameters, int parametersCount, const double* memberships,
                              int membershipsCount);
+  /// Appends new samples of these features, one sample's after the other, and of memberships 0 to a list that
+  /// has room for them.
+  /// @return  how many: fewer than `count` without memory, none where the values of a sample stand outside
+  /// it.
+  int AddMany(const double* parameters, int parametersCount, int membershipsCount, int count,
+              MTH_POINTER_LIST<MTH_CLUSTERING_SAMPLE>& samples);
   /// Deletes the samples of a list, whether they are of this pool or not, and empties the list.
   void DeleteAll(MTH_POINTER_LIST<MTH_CLUSTERING_SAMPLE>& samples);
   /// Deletes one sample of some pool.
@@ -30,7 +36,11 @@ class SamplePool {
  private:
   struct Slab;
 
-  bool AddSlab();
+  static std::size_t BytesOf(int parametersCount, int membershipsCount);
+  // knownBytes: what will be needed at least.
+  bool AddSlab(std::size_t knownBytes);
+  MTH_CLUSTERING_SAMPLE* Place(std::size_t bytes, int parametersCount, int membershipsCount,
+                               std::size_t knownBytes);
   Slab* SlabOf(const MTH_CLUSTERING_SAMPLE* sample, Slab* guess) const;
 
   std::vector<Slab*> slabs_;

@@ -115,7 +115,8 @@ struct Case {
 
 // Sizes around one block of samples and one group of clusters; fuzzifiers whose exponents are products, and
 // not.
-constexpr Case kCases[] = {{1, 1, 1, 2.0},   {7, 2, 1, 2.0},   {256, 4, 1, 2.0}, {257, 4, 3, 2.0},
+constexpr Case kCases[] = {{1, 1, 1, 2.0},   {7, 2, 1, 2.0},   {33, 2, 2, 2.0},  {96, 3, 3, 2.0},
+                           {65, 4, 2, 2.0},  {31, 3, 1, 2.0},  {256, 4, 1, 2.0}, {257, 4, 3, 2.0},
                            {300, 5, 2, 3.0}, {515, 3, 4, 1.5}, {40, 9, 7, 1.7},  {64, 8, 1, 2.0},
                            {20, 4, 5, 1.05}, {700, 4, 2, 2.5}};
 

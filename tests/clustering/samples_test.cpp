@@ -102,7 +102,7 @@ TEST(ClusteringSamples, ComeAllOrNone) {
                                        expected += areAdded ? 100 : 0;
                                        EXPECT_EQ(engine.GetSamplesCount(), expected);
                                      }),
-              2);
+              1);
     EXPECT_EQ(expected, 105);
     EXPECT_EQ(engine.GetSample(104)->GetParameter(dimensions - 1), 100.0 * dimensions);
   }
