@@ -110,7 +110,7 @@ def cells(entries, bound, whom):
         return "", "", ""
     ours = entries[OURS]
     limit = fastest(entries, lambda who: who.startswith(LIMIT))
-    peer = whom if whom in entries else fastest(entries, lambda who: not who.startswith(LIMIT))
+    peer = whom if whom in entries and whom != LIMIT else fastest(entries, lambda who: not who.startswith(LIMIT))
 
     def ratio(who, is_bound):
         if who is None:
@@ -123,7 +123,7 @@ def cells(entries, bound, whom):
         return f"**{shown}**" if is_bound and round(value, 2) > bound else shown
 
     return (f"{text(ours.median)} ± {100 * ours.deviation / ours.median:.0f} %",
-            ratio(peer, bound is not None and whom != LIMIT), ratio(limit, bound is not None and whom == LIMIT))
+            ratio(peer, bound is not None and whom in (FASTEST, peer)), ratio(limit, bound is not None and whom == LIMIT))
 
 
 def growth(sizes):

@@ -350,9 +350,9 @@ class MTH_EXPORT MTH_CLUSTERING {
   bool IsSample(int i) const { return i >= 0 && i < GetSamplesCount(); }
   bool IsCluster(int k) const { return k >= 0 && k < clustersCount_; }
   bool CheckSampleAndCluster(int i, int k) const;
-  // Appends a deep copy, whatever its sizes; false when memory runs out.
   // Whether there is a pool for samples, made when it is first needed.
   bool HasPool();
+  // Appends a deep copy, whatever its sizes; false when memory runs out.
   bool AppendCopy(const MTH_CLUSTERING_SAMPLE& sample);
   bool Append(const double* parameters, int parametersCount, const double* memberships, int membershipsCount);
   // The cluster of a sample's largest membership, of equal ones the last; 0 for null.

@@ -147,10 +147,11 @@ MTH_INLINE Lanes UpdateLanes(const DistanceRows& rows, int clusters, Power power
                              LaneIndices isSample, double* memberships, Lanes largest) {
   constexpr double kSmallestSum = 0.001;
   const Lanes smallest = Spread<Lanes>(kSmallestSum);
+  const Lanes one = Spread<Lanes>(1.0);  // whose reciprocal is exact
   for (int k = 0; k < clusters; ++k) {
     const Lanes sum = Ratios::Sum(rows, k, clusters, power);
     const Lanes old = Load<Lanes>(memberships);
-    const Lanes reciprocal = 1.0 / Opaque(smallest < sum ? sum : smallest);
+    const Lanes reciprocal = 1.0 / Opaque(smallest < sum ? sum : one);
     const Lanes updated = smallest < sum ? reciprocal : Lanes{};
     const Lanes rise = updated - old;
     const Lanes fall = -rise;

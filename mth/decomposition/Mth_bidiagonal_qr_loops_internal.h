@@ -50,9 +50,9 @@ class BidiagonalQR {
   MTH_NOINLINE bool Step() {
     if (areColumnsNext_) {
       if (row_ == sweepEnd_ && !BeginSweep()) return false;
-      RotateColumns();
+      RotateColumnPair();
     } else {
-      RotateRows();
+      RotateRowPair();
     }
     areColumnsNext_ = !areColumnsNext_;
     return true;
@@ -128,7 +128,7 @@ class BidiagonalQR {
   }
 
   // Rotates columns row_ and row_ + 1 of the bidiagonal matrix.
-  void RotateColumns() {
+  void RotateColumnPair() {
     const std::int64_t k = row_;
     const Rotation right = *rights_++ = MakeRotation(y_, z_);
     if (k > first_) e_[k - 1] = y_;
@@ -139,7 +139,7 @@ class BidiagonalQR {
   }
 
   // Rotates rows row_ and row_ + 1 after that.
-  void RotateRows() {
+  void RotateRowPair() {
     const std::int64_t k = row_++;
     const double g = y_;
     const double next = d_[k + 1];

@@ -93,7 +93,7 @@ struct Panels {
 // @return  false when the host gives the run up.
 template <class Visit>
 bool ForEachPanel(const Panels& panels, std::int64_t columns, const LongRun& run, Visit visit) {
-  constexpr std::int64_t kFirstCache = 40 << 10;
+  constexpr std::int64_t kFirstCache = 32 << 10;  // the least that processors have
   const bool isWide = panels.rows * 4 * kLanes * std::int64_t{sizeof(double)} <= kFirstCache;
   double* panel = panels.memory;
   std::int64_t j = 0;

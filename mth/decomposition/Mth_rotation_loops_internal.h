@@ -1,5 +1,6 @@
 // Plane rotations of rows, recorded in sweeps and applied while blocks of columns are in cache. Each element
-// meets the same operations in the same order as if every rotation were applied at once.
+// meets the same operations in the same order as if every rotation were applied at once. The vector layer
+// comes before this, once for all kernels of a source.
 
 constexpr std::int64_t kRotatedColumns = 32;
 constexpr std::int64_t kRowsBetween = 32 / kLanes;  // between two calls of what is done meanwhile

@@ -116,22 +116,21 @@ bool PrepareSquare(const T* input, std::int64_t rows, std::int64_t size, double 
     }
     return true;
   }
-  const LongRun run(rows, size, size);
-  return ForEachPanel(Panels{panels, rows, false}, size, run,
-                      [&](std::int64_t first, double* panel, auto width) {
-                        const std::int64_t columns = width * kLanes;
-                        const std::int64_t used = std::min(columns, size - first);
-                        std::fill_n(panel, rows * columns, 0.0);
-                        for (std::int64_t i = 0; i < rows; ++i) {
-                          for (std::int64_t j = 0; j < used; ++j)
-                            panel[i * columns + j] = static_cast<double>(input[i * size + first + j]) * scale;
-                        }
-                        FactorPanel<double, width>(panel, qr, first, std::min(size, first + used));
-                        for (std::int64_t i = 0; i < std::min(first + used, size); ++i) {
-                          for (std::int64_t j = std::max<std::int64_t>(i - first, 0); j < used; ++j)
-                            a[i * stride + first + j] = panel[i * columns + j];
-                        }
-                      });
+  const auto factor = [&](std::int64_t first, double* panel, auto width) {
+    const std::int64_t columns = width * kLanes;
+    const std::int64_t used = std::min(columns, size - first);
+    std::fill_n(panel, rows * columns, 0.0);
+    for (std::int64_t i = 0; i < rows; ++i) {
+      for (std::int64_t j = 0; j < used; ++j)
+        panel[i * columns + j] = static_cast<double>(input[i * size + first + j]) * scale;
+    }
+    FactorPanel<double, width>(panel, qr, first, std::min(size, first + used));
+    for (std::int64_t i = 0; i < std::min(first + used, size); ++i) {
+      for (std::int64_t j = std::max<std::int64_t>(i - first, 0); j < used; ++j)
+        a[i * stride + first + j] = panel[i * columns + j];
+    }
+  };
+  return ForEachPanel(Panels{panels, rows, false}, size, LongRun(rows, size, size), factor);
 }
 
 // Orders the values by magnitude, largest first, equal ones as they stand. Insertion allocates nothing.

@@ -109,8 +109,7 @@ class PackedProduct {
       }
       PackRight();
       for (std::int64_t i = 0; i < task_.rows; i += kStripRows) {
-        if (run.IsGivenUp()) return false;
-        MultiplyStrip(i);
+        if (!MultiplyStrip(i, run)) return false;
       }
     }
     return true;
@@ -145,10 +144,12 @@ class PackedProduct {
     }
   }
 
-  void MultiplyStrip(std::int64_t first) {
+  // False when the host gives the run up.
+  bool MultiplyStrip(std::int64_t first, const LongRun& run) {
     const std::int64_t rows = std::min(kStripRows, task_.rows - first);
     const double* right = scratch_.right;
     for (std::int64_t k = 0; k < task_.inner; k += kBlockDepth) {
+      if (run.IsGivenUp()) return false;
       const std::int64_t depth = std::min(kBlockDepth, task_.inner - k);
       const bool isFirst = k == 0;
       const bool isLast = k + depth == task_.inner;
@@ -174,6 +175,7 @@ class PackedProduct {
         sums += rows * kTileColumns;
       });
     }
+    return true;
   }
 
   ProductTask<T> task_;
