@@ -15,7 +15,7 @@ class BidiagonalQR {
     for (std::int64_t k = 0; k < size_; ++k) norm = std::max(norm, std::abs(d_[k]) + std::abs(e_[k]));
     negligible_ = norm * std::numeric_limits<double>::epsilon();
     BeginValue(size_ - 1);
-    const auto step = [this] { static_cast<void>(Step()); };
+    const auto step = [this] { StepMeanwhile(); };
     do {
       while (Step()) {
       }
@@ -47,7 +47,7 @@ class BidiagonalQR {
 
   // Records the next rotation of each side.
   // @return  false when all is done, or when the records are full.
-  MTH_NOINLINE bool Step() {
+  MTH_INLINE bool Step() {
     if (areColumnsNext_) {
       if (row_ == sweepEnd_ && !BeginSweep()) return false;
       RotateColumnPair();
@@ -57,6 +57,8 @@ class BidiagonalQR {
     areColumnsNext_ = !areColumnsNext_;
     return true;
   }
+
+  MTH_NOINLINE void StepMeanwhile() { static_cast<void>(Step()); }
 
   // @return  false when there is none.
   bool BeginSweep() {
@@ -76,8 +78,8 @@ class BidiagonalQR {
   }
 
   void BeginSweep(std::int64_t first) {
-    lefts_ = left_.Recorded().Begin({first, last_});
-    rights_ = right_.Recorded().Begin({first, last_});
+    lefts_ = left_.Recorded().Begin({first, last_, kNoHub});
+    rights_ = right_.Recorded().Begin({first, last_, kNoHub});
     y_ = d_[first] * d_[first] - Shift(first, last_);
     z_ = d_[first] * e_[first];
     first_ = row_ = first;

@@ -131,24 +131,37 @@ class RotationRecord {
     const Rotation* rotations = rotations_;
     for (std::int64_t i = 0; i < count_; ++i) {
       const RotationSweep& sweep = sweeps_[i];
-      const RotationSweep* next = i + 1 < count_ ? &sweeps_[i + 1] : nullptr;
       const Rotation* const nextRotations = rotations + (sweep.last - sweep.first);
+      if (i + 1 < count_ && ArePair(sweep, sweeps_[i + 1])) {
+        const RotationSweep& next = sweeps_[++i];
+        ApplyTwo<kCount>(panel, sweep, rotations, next.last, nextRotations, meanwhile);
+        rotations = nextRotations + (next.last - next.first);
+        continue;
+      }
       if (sweep.hub != kNoHub) {
         RotateWithHub(panel, kStride, sweep, rotations);
-      } else if (next != nullptr && next->hub == kNoHub && next->first == sweep.first &&
-                 next->last <= sweep.last) {
-        ApplyTwo<kCount>(panel, sweep, rotations, next->last, nextRotations, meanwhile);
-        rotations = nextRotations + (next->last - next->first);
-        ++i;
-        continue;
       } else {
-        for (std::int64_t k = sweep.first; k < sweep.last; k += kRowsBetween) {
-          RotateRows<kCount>(panel + k * kStride, kStride, rotations + (k - sweep.first),
-                             std::min(kRowsBetween, sweep.last - k));
-          meanwhile();
-        }
+        ApplyOne<kCount>(panel, sweep, rotations, meanwhile);
       }
       rotations = nextRotations;
+    }
+  }
+
+  // Whether two sweeps can be applied together, and are long enough for it.
+  static bool ArePair(const RotationSweep& sweep, const RotationSweep& next) {
+    constexpr std::int64_t kShort = 8;
+    return sweep.hub == kNoHub && next.hub == kNoHub && next.first == sweep.first &&
+           next.last <= sweep.last && next.last - next.first > kShort;
+  }
+
+  template <int kCount, class Meanwhile>
+  static void ApplyOne(double* panel, const RotationSweep& sweep, const Rotation* rotations,
+                       Meanwhile meanwhile) {
+    constexpr std::int64_t kStride = kCount * kLanes;
+    for (std::int64_t k = sweep.first; k < sweep.last; k += kRowsBetween) {
+      RotateRows<kCount>(panel + k * kStride, kStride, rotations + (k - sweep.first),
+                         std::min(kRowsBetween, sweep.last - k));
+      meanwhile();
     }
   }
 
