@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs every benchmark under every instruction set that the machine has, peers beside them, and writes one table:
 #   benchmarks/run_all.sh [FILE [SUBJECT ...]]     FILE: build/benchmarks.md
-# Medians of five interleaved repetitions, three of what takes long and under the lowest set: under nine minutes beside the
+# Medians of five interleaved repetitions, three of what takes long and under the lowest set: seven minutes beside the
 # compilation on an Intel Xeon at 2.6 GHz. Of all subjects also how costs grow and what single values add.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
