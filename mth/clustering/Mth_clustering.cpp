@@ -230,12 +230,3 @@ double MTH_CLUSTERING::GetSampleDistanceToSample(int i, int j) const {
 int MTH_CLUSTERING::MaxMembershipDecision(int i) const {
   return LargestMembership(samples_.Get(i));
 }
-
-int MTH_CLUSTERING::LargestMembership(const MTH_CLUSTERING_SAMPLE* sample) const {
-  if (sample == nullptr) return 0;
-  int best = 0;
-  for (int k = 1; k < clustersCount_; ++k) {
-    if (sample->GetMembership(k) >= sample->GetMembership(best)) best = k;
-  }
-  return best;
-}

@@ -9,17 +9,6 @@
 
 using namespace mth_internal;
 
-namespace {
-
-// Of equal ones the last.
-int PlaceOfLargest(const double* values, int count) {
-  int best = 0;
-  for (int i = 1; i < count; ++i) best = values[i] >= values[best] ? i : best;
-  return best;
-}
-
-}  // namespace
-
 bool MTH_CLUSTERING::AddSamples(const double* features, int count) {
   if (features == nullptr || count < 0 || clustersCount_ < 0 || dimensionsCount_ < 0) return false;
   const int samplesBefore = GetSamplesCount();
@@ -54,13 +43,24 @@ bool MTH_CLUSTERING::GetMemberships(double* memberships) const {
   return true;
 }
 
+int MTH_CLUSTERING::LargestMembership(const MTH_CLUSTERING_SAMPLE* sample) const {
+  if (sample == nullptr) return 0;
+  const auto placeOfLargest = [this](auto membership) {
+    int best = 0;
+    for (int k = 1; k < clustersCount_; ++k) best = membership(k) >= membership(best) ? k : best;
+    return best;
+  };
+  if (sample->membershipsCount_ < clustersCount_)
+    return placeOfLargest([sample](int k) { return sample->GetMembership(k); });
+  const double* const memberships = sample->Memberships();
+  return placeOfLargest([memberships](int k) { return memberships[k]; });
+}
+
 bool MTH_CLUSTERING::GetDecisions(int* clusters) const {
   if (clusters == nullptr || GetSamplesCount() == 0) return false;
   for (auto place = samples_.begin(); place != samples_.end(); ++place) {
     if (samples_.end() - place > kPrefetchAhead) PrefetchObject(place[kPrefetchAhead]);
-    const MTH_CLUSTERING_SAMPLE* const sample = *place;
-    const bool hasAll = sample != nullptr && sample->membershipsCount_ >= clustersCount_;
-    *clusters++ = hasAll ? PlaceOfLargest(sample->Memberships(), clustersCount_) : LargestMembership(sample);
+    *clusters++ = LargestMembership(*place);
   }
   return true;
 }

@@ -284,7 +284,7 @@ TEST(LongRuns, AreGivenUpOnRequest) {
     int lateQuestion;  // that it still comes to
     std::function<bool()> hasFailed;
   } const runs[] = {
-      {"product", 10, [&] { return HasStatus(1, a * b); }},
+      {"product", 20, [&] { return HasStatus(1, a * b); }},
       {"narrow product", 1, [&] { return HasStatus(1, tall * *MatrixPtr(tall.GetExtract(0, 0, 300, 300))); }},
       {"convolution", 600, [&] { return HasStatus(1, image.Convolution2D(&kernel, 0)); }},
       {"LU", 8,
