@@ -6,19 +6,6 @@
 #include "mth/core/Mth_for_each_instruction_set_internal.h"
 
 namespace mth_internal {
-namespace {
-
-// Never in the widest vectors: the single numbers that a caller works with between two passes would be slower
-// for a while, and a pass gains nothing from them.
-auto SelectDrawPass() {
-#if MTH_MULTIVERSION
-  return SelectVersion(&baseline::DrawPass, &avx2::DrawPass, &avx2::DrawPass);
-#else
-  return MTH_SELECT(DrawPass);
-#endif
-}
-
-}  // namespace
 
 void SubtractiveFamily::Seed(short stream, std::int32_t seed) {
   EndPass();
@@ -27,38 +14,46 @@ void SubtractiveFamily::Seed(short stream, std::int32_t seed) {
 
 double SubtractiveFamily::DrawSlowly(short stream, SubtractiveFamily& family) {
   if (!IsStream(stream)) return -1.0;
-  return stream == family.ahead_ ? family.DrawNextPass(stream) : family.DrawAfterOthers(stream);
+  return stream == family.ahead_ ? family.DrawNextPass(0) : family.DrawAfterOthers(stream);
 }
 
 double SubtractiveFamily::DrawAfterOthers(short stream) {
   EndPass();
   Stream& state = StreamOf(stream);
   if (state.seed < 0) BuildTable(state);
-  if (stream == last_ && place_ == 0) return DrawNextPass(stream);
+  if (stream == last_ && place_ == 0) return BeginPasses(stream);
   last_ = stream;
   return DrawAlone(state);
 }
 
 double SubtractiveFamily::DrawAlone(Stream& state) {
-  constexpr std::size_t kSpan = kTableSize - kLag;
   std::int32_t& entry = state.table[place_];
   entry = Wrap(entry - state.table[place_ < kSpan ? place_ + kLag : place_ - kSpan]);
   place_ = (place_ + 1) % kTableSize;
   return Deviate(entry);
 }
 
-double SubtractiveFamily::DrawNextPass(short stream) {
-  SelectDrawPass()(StreamOf(stream).table.data(), before_.data(), deviates_.data());
+// The first one is short: what is drawn ahead for a stream that soon makes room for others is lost.
+double SubtractiveFamily::BeginPasses(short stream) {
+  constexpr std::size_t kFirst = kPassSize - kTableSize;
+  const Table& table = StreamOf(stream).table;
+  std::copy(table.begin(), table.end(), entries_.begin() + kFirst + 1);
   ahead_ = stream;
-  taken_ = InRegister(std::size_t{1});
-  return deviates_[0];
+  return DrawNextPass(kFirst);
+}
+
+double SubtractiveFamily::DrawNextPass(std::size_t first) {
+  MTH_SELECT(DrawPass)(first, entries_.data(), deviates_.data());
+  taken_ = InRegister(first + 1);
+  return deviates_[first];
 }
 
 void SubtractiveFamily::EndPass() {
   if (ahead_ == kNoStream) return;
-  std::copy(before_.begin() + taken_, before_.end(), StreamOf(ahead_).table.begin() + taken_);
   place_ = taken_ % kTableSize;
-  taken_ = kTableSize;
+  const auto table = entries_.begin() + taken_ + 1;
+  std::rotate_copy(table, table + (kTableSize - place_), table + kTableSize, StreamOf(ahead_).table.begin());
+  taken_ = kPassSize;
   ahead_ = kNoStream;
 }
 

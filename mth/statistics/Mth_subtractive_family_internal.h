@@ -19,14 +19,22 @@ inline bool IsStream(short stream) {
 
 /// Family of subtractive generators: five tables, one pair of cursors.
 ///
-/// A stream that draws alone is a pass through its table ahead: the new entries and their deviates are
-/// computed together, in vector lanes, and a draw only takes the next one. When another stream moves the
-/// cursors, the entries that have not been drawn are put back.
+/// A stream that draws alone is a pass of a few tables ahead: the new entries and their deviates are computed
+/// together, in vector lanes, and a draw only takes the next one. When another stream moves the cursors, the
+/// entries as they are by then make the stream's table again.
 class SubtractiveFamily {
  public:
   static constexpr std::size_t kTableSize = 55;
-  static constexpr std::size_t kPaddedSize = 56;  // whole vectors; nothing is drawn from the last place
   static constexpr std::size_t kLag = 31;
+  static constexpr std::size_t kSpan = kTableSize - kLag;  // so many draws ago the subtracted entry was made
+  // A few tables: what a pass reads of the one before has reached the cache by then.
+  static constexpr std::size_t kPassSize = 3 * kTableSize;
+  // Both in whole vectors, which hold at most so many entries.
+  static constexpr std::size_t kPaddedTableSize = kTableSize + 1;
+  static constexpr std::size_t kPaddedPassSize = kPassSize + 3;
+  static constexpr std::size_t kLargestVector = 8;
+  static constexpr std::int32_t kModulus = 1000000000;
+  static constexpr double kFactor = 1e-9;
 
   /// The next draw builds the table of the stream from this seed; 0 leaves a running stream alone.
   void Seed(short stream, std::int32_t seed);
@@ -39,7 +47,7 @@ class SubtractiveFamily {
 
   /// A uniform deviate in [0, 1); -1 for a stream that does not exist.
   double Draw(short stream) {
-    if (stream == ahead_ && taken_ < kTableSize) [[likely]]
+    if (stream == ahead_ && taken_ < kPassSize) [[likely]]
       return deviates_[taken_++];
     return DrawSlowly(stream, *this);
   }
@@ -50,12 +58,10 @@ class SubtractiveFamily {
   static double Deviate(std::int32_t entry) { return std::min(entry * kFactor, kLargestUniform); }
 
  private:
-  static constexpr std::int32_t kModulus = 1000000000;
   static constexpr std::int32_t kSeedOffset = 161803398;
-  static constexpr double kFactor = 1e-9;
   static constexpr short kNoStream = -1;
 
-  using Table = std::array<std::int32_t, kPaddedSize>;
+  using Table = std::array<std::int32_t, kTableSize>;
   struct Stream {
     std::int32_t seed = 0;  // negative: what to build the table from
     bool hasTable = false;
@@ -69,18 +75,26 @@ class SubtractiveFamily {
   MTH_NOINLINE static double DrawSlowly(short stream, SubtractiveFamily& family);
   double DrawAfterOthers(short stream);
   double DrawAlone(Stream& state);
-  double DrawNextPass(short stream);
+  double BeginPasses(short stream);
+  double DrawNextPass(std::size_t first);
   void EndPass();
   void BuildTable(Stream& state);
 
-  std::size_t taken_ = kTableSize;  // of the deviates of a pass that is computed; all of them without one
-  short ahead_ = kNoStream;         // the stream whose pass that is
-  short last_ = kNoStream;          // the stream that drew last without one
+  // Of the deviates of a pass that is computed; all of them without one. After so many draws the next one is
+  // from that place of the table, counted on beyond its end.
+  std::size_t taken_ = kPassSize;
+  short ahead_ = kNoStream;  // the stream whose pass that is
+  short last_ = kNoStream;   // the stream that drew last without one
   // One cursor for two, without a pass: the one of the subtracted entries goes kLag places ahead, for all
   // streams alike. Before there is any table all entries are 0, and places do not matter.
   std::size_t place_ = 0;
-  std::array<double, kPaddedSize> deviates_{};
-  Table before_{};  // that stream's entries before the pass
+  // In whole lines of the cache: a vector that lay across two would be stored twice.
+  static constexpr std::size_t kLineBytes = 64;
+  alignas(kLineBytes) std::array<double, kPaddedPassSize> deviates_{};
+  // The table of the stream ahead and, behind it, what it draws: before a draw the table are the kTableSize
+  // entries after the place of its deviate. Vectors are read beyond the end.
+  alignas(
+      kLineBytes) std::array<std::int32_t, kPaddedTableSize + kPaddedPassSize + kLargestVector> entries_{};
   std::array<Stream, kStreamsCount> streams_{};
 };
 
