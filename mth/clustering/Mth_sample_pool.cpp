@@ -21,6 +21,7 @@ constexpr std::size_t kSmallestSlab = std::size_t{1} << 12;
 constexpr std::size_t kLargestSlab = std::size_t{1} << 23;
 constexpr std::size_t kLargestKnownSlab = std::size_t{1} << 26;  // where it is known that all of it is needed
 constexpr std::size_t kLargestPooledSample = std::size_t{1} << 10;  // larger ones stand on their own
+constexpr std::size_t kWrittenAhead = std::size_t{1} << 12;         // memory is fetched before it is written
 constexpr std::size_t kPlaceBytes = 8;                              // places count in these
 
 }  // namespace
@@ -81,6 +82,7 @@ MTH_INLINE MTH_CLUSTERING_SAMPLE* SamplePool::Place(std::size_t bytes, int param
   if (!hasRoom && !AddSlab(knownBytes)) return nullptr;
   Slab& slab = *slabs_.back();
   char* const address = slab.At(slab.usedBytes);
+  PrefetchForWriting(address + kWrittenAhead);
   const auto place = static_cast<std::int32_t>(slab.usedBytes / kPlaceBytes);
   auto* const outside = reinterpret_cast<double*>(address + sizeof(Sample));
   auto* const sample = new (address) Sample(parametersCount, membershipsCount, outside, place);
