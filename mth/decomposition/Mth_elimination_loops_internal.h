@@ -4,6 +4,7 @@
 // plain column-by-column loop of Crout computes, so blocks and panels give its bits.
 
 #include "mth/decomposition/Mth_subtract_product_loops_internal.h"
+#include "mth/matrix/Mth_transpose_area_loops_internal.h"
 
 // Row i of the block becomes row i minus the rows solved before it times l(i, k), divided by the diagonal
 // where there is one: a triangular system in the order of `l`'s rows.
@@ -44,7 +45,11 @@ void FinishPanelColumn(double* panel, std::int64_t stride, std::int64_t column, 
 
 template <class V>
 MTH_INLINE V Magnitudes(V values) {
-  return values < V{} ? -values : values;
+  if constexpr (sizeof(V) == sizeof(double)) {
+    return std::abs(values);
+  } else {
+    return V(LaneIndices(values) & std::numeric_limits<std::int64_t>::max());
+  }
 }
 
 inline double LargestOf(Lanes values, double largest) {
@@ -56,19 +61,23 @@ inline double LargestOf(Lanes values, double largest) {
 
 // FindRowScales, of rows that are worth vectors.
 inline bool FindLongRowScales(const double* elements, std::int64_t size, double* scales) {
+  constexpr std::int64_t kVectors = 4;  // each maximum waits for the one before
   for (std::int64_t i = 0; i < size; ++i, elements += size) {
-    Lanes bests{};
-    double best = 0.0;
-    ForEachLanes(0, size, [&](std::int64_t j, auto lanes) {
-      using V = decltype(lanes);
-      const V candidate = Magnitudes(Load<V>(elements + j));
-      if constexpr (sizeof(V) == sizeof(double)) {
-        best = candidate > best ? candidate : best;
-      } else {
-        bests = candidate > bests ? candidate : bests;
+    Lanes bests[kVectors] = {};
+    std::int64_t j = 0;
+    for (; j + kVectors * kLanes <= size; j += kVectors * kLanes) {
+#pragma GCC unroll 4
+      for (std::int64_t v = 0; v < kVectors; ++v) {
+        const Lanes candidate = Magnitudes(Load<Lanes>(elements + j + v * kLanes));
+        bests[v] = candidate > bests[v] ? candidate : bests[v];
       }
-    });
-    best = LargestOf(bests, best);
+    }
+    double best = 0.0;
+    for (; j < size; ++j) {
+      const double candidate = Magnitudes(elements[j]);
+      best = candidate > best ? candidate : best;
+    }
+    for (const Lanes& some : bests) best = LargestOf(some, best);
     if (best == 0.0) return false;
     scales[i] = 1.0 / best;
   }
@@ -115,7 +124,8 @@ class PanelFactorization {
     first_ = first;
     width_ = width;
     rows_ = size_ - first;
-    Gather();
+    double* corner = elements_ + first * (size_ + 1);
+    TransposeArea(corner, size_, rows_, width, panel_, rows_);
     for (std::int64_t j = 0; j < width; ++j) {
       double* column = panel_ + j * rows_;
       FinishPanelColumn<T>(panel_, rows_, j, rows_);
@@ -124,22 +134,10 @@ class PanelFactorization {
       if (column[j] == 0.0) column[j] = static_cast<double>(static_cast<T>(kTinyPivot));
       if (first + j + 1 < size_) ScaleColumn<T>(column, j + 1, rows_, 1.0 / column[j]);
     }
-    Scatter();
+    TransposeArea(panel_, rows_, width, rows_, corner, size_);
   }
 
  private:
-  void Gather() {
-    for (std::int64_t i = 0; i < rows_; ++i) {
-      const double* row = elements_ + (first_ + i) * size_ + first_;
-      for (std::int64_t j = 0; j < width_; ++j) panel_[j * rows_ + i] = row[j];
-    }
-  }
-  void Scatter() {
-    for (std::int64_t i = 0; i < rows_; ++i) {
-      double* row = elements_ + (first_ + i) * size_ + first_;
-      for (std::int64_t j = 0; j < width_; ++j) row[j] = panel_[j * rows_ + i];
-    }
-  }
   // The scale of the pivot's row takes that of row j, which is done.
   void Exchange(std::int64_t j, std::int64_t pivot) {
     for (std::int64_t k = 0; k < width_; ++k) std::swap(panel_[k * rows_ + j], panel_[k * rows_ + pivot]);

@@ -6,13 +6,13 @@
 
 #include "mth/matrix/Mth_register_tile_loops_internal.h"
 
-// C -= A B for one tile of so many vectors; A packed as depth x kTileRows, B as depth x kTileColumns.
+// C -= A B for one tile of so many vectors; A packed as kTileRows x depth, B as depth x kTileColumns.
 template <int kVectors>
 MTH_INLINE void SubtractTile(double* c, std::int64_t stride, const double* a, const double* b,
                              std::int64_t depth) {
   Tile<Lanes, kTileRows, kVectors> tile;
   tile.LoadFrom(c, stride);
-  tile.template Accumulate<SubtractStep>(LeftFactor<double>{a, 1, kTileRows}, b, kTileColumns, depth);
+  tile.template Accumulate<SubtractStep>(LeftFactor<double>{a, depth, 1}, b, kTileColumns, depth);
   tile.StoreTo(c, stride);
 }
 
@@ -46,17 +46,18 @@ inline void PrefetchTile(const double* c, std::int64_t stride, std::int64_t rows
   }
 }
 
+// Rows of A in whole tiles: those beyond the last repeat it, and what they give is thrown away.
 template <class T>
 void PackLeft(const Block<const T>& a, std::int64_t rows, std::int64_t depth, double* packed) {
-  for (std::int64_t first = 0; first < rows; first += kTileRows) {
-    const std::int64_t count = std::min<std::int64_t>(kTileRows, rows - first);
-    for (std::int64_t i = 0; i < kTileRows; ++i) {
-      // Rows beyond the last repeat it; what they give is thrown away.
-      const T* row = a.elements + (first + std::min(i, count - 1)) * a.rowStride;
-      for (std::int64_t k = 0; k < depth; ++k)
-        packed[k * kTileRows + i] = static_cast<double>(row[k * a.columnStride]);
+  const std::int64_t count = (rows + kTileRows - 1) / kTileRows * kTileRows;
+  for (std::int64_t i = 0; i < count; ++i, packed += depth) {
+    const T* row = a.elements + std::min(i, rows - 1) * a.rowStride;
+    if (a.columnStride == 1) {
+      ForEachLanes(0, depth,
+                   [&](std::int64_t k, auto lanes) { Store(packed + k, Load<decltype(lanes)>(row + k)); });
+    } else {
+      for (std::int64_t k = 0; k < depth; ++k) packed[k] = static_cast<double>(row[k * a.columnStride]);
     }
-    packed += kTileRows * depth;
   }
 }
 

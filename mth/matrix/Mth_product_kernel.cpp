@@ -21,7 +21,7 @@ constexpr std::int64_t kMostStripRows = 96;
 constexpr std::int64_t kRowsTogether = 24;
 // Rows that the product in place computes at once: whole tiles of every height.
 constexpr std::int64_t kRowsPerQuestion = 1536;
-// Columns that are packed at once, whole tiles of every width; bounds the scratch memory.
+// Columns that are packed at once, at most: whole tiles of every width; bounds the scratch memory.
 constexpr std::int64_t kSlabColumns = 480;
 // Fewer rows are multiplied where they lie.
 constexpr std::int64_t kFewestPackedRows = 16;
@@ -30,6 +30,13 @@ constexpr std::int64_t kFewestPackedRows = 16;
 // of the matrix, often a power of two, the rows of a tile would compete for the same places of the cache.
 constexpr std::int64_t PackedStride(std::int64_t inner) {
   return ((std::min(kBlockDepth, inner) + 7) / 8 | 1) * 8;
+}
+
+// Columns of each slab but the last. All are about equally wide: the left factor is packed for each of them.
+constexpr std::int64_t SlabColumns(std::int64_t columns) {
+  const std::int64_t slabs = (columns + kSlabColumns - 1) / kSlabColumns;
+  const std::int64_t width = (columns + slabs - 1) / slabs;
+  return (width + kWidestTile - 1) / kWidestTile * kWidestTile;
 }
 
 // Where the packed product works; null for the product in place.
@@ -62,7 +69,7 @@ bool MultiplyIn(const LongRun& run, const ProductTask<T>& task) {
   if (!IsWorthPacking(task)) return multiply(task, {}, run);
 
   // The last tile overlaps the one before, or is not full.
-  const std::int64_t slab = std::min(kSlabColumns, task.columns) + kWidestTile;
+  const std::int64_t slab = std::min(SlabColumns(task.columns), task.columns) + kWidestTile;
   const std::int64_t rightCount = task.inner * slab;
   const std::int64_t leftCount = kMostStripRows * PackedStride(task.inner);
   const std::int64_t sumsCount = task.inner > kBlockDepth ? kMostStripRows * slab : 0;

@@ -99,10 +99,11 @@ class PackedProduct {
 
   // False when the host gives the run up.
   bool Run(const LongRun& run) {
-    for (std::int64_t j = 0; j < task_.columns; j += kSlabColumns) {
+    const std::int64_t slab = SlabColumns(task_.columns);
+    for (std::int64_t j = 0; j < task_.columns; j += slab) {
       firstColumn_ = j;
       // A last slab that is too narrow for a tile overlaps the one before.
-      columns_ = std::min(kSlabColumns, task_.columns - j);
+      columns_ = std::min(slab, task_.columns - j);
       if (columns_ < kTileColumns) {
         firstColumn_ = task_.columns - kTileColumns;
         columns_ = kTileColumns;
