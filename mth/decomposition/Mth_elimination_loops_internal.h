@@ -59,7 +59,8 @@ inline double LargestOf(Lanes values, double largest) {
   return largest;
 }
 
-// FindRowScales, of rows that are worth vectors.
+// 1 / the largest magnitude of each row, of which a NaN is none.
+// @return  false when the largest of a row is 0.
 inline bool FindLongRowScales(const double* elements, std::int64_t size, double* scales) {
   constexpr std::int64_t kVectors = 4;  // each maximum waits for the one before
   for (std::int64_t i = 0; i < size; ++i, elements += size) {
@@ -80,6 +81,20 @@ inline bool FindLongRowScales(const double* elements, std::int64_t size, double*
     for (const Lanes& some : bests) best = LargestOf(some, best);
     if (best == 0.0) return false;
     scales[i] = 1.0 / best;
+  }
+  return true;
+}
+
+// The same of rows that are not worth vectors.
+inline bool FindRowScales(const double* elements, std::int64_t size, double* scales) {
+  for (std::int64_t i = 0; i < size; ++i, elements += size) {
+    double largest = 0.0;
+    for (std::int64_t j = 0; j < size; ++j) {
+      const double magnitude = std::abs(elements[j]);
+      if (magnitude > largest) largest = magnitude;
+    }
+    if (largest == 0.0) return false;
+    scales[i] = 1.0 / largest;
   }
   return true;
 }
@@ -322,13 +337,27 @@ void FactorUnrolled(double* a, double* scales, int* permutation, std::integer_se
   (FactorStep<T>(a, size, std::integral_constant<std::int64_t, k>{}, scales, permutation), ...);
 }
 
+// @return  as FindRowScales.
 template <class T>
-void FactorSmall(double* a, std::int64_t size, double* scales, int* permutation) {
+bool FactorSmall(double* a, std::int64_t size, int* permutation) {
   using std::make_integer_sequence;
+  double scales[kSmallSystem];
+  if (!FindRowScales(a, size, scales)) return false;
   // Not for float: unrolled eight times, g++ 12 does not round each of its elements.
   if constexpr (std::is_same_v<T, double>) {
-    if (size == 4) return FactorUnrolled<T>(a, scales, permutation, make_integer_sequence<std::int64_t, 4>{});
-    if (size == 8) return FactorUnrolled<T>(a, scales, permutation, make_integer_sequence<std::int64_t, 8>{});
+    const auto factor = [&](auto steps) {
+      FactorUnrolled<T>(a, scales, permutation, steps);
+      return true;
+    };
+    if (size == 3) {
+      factor(make_integer_sequence<std::int64_t, 3>{});
+      // Stored for its flags alone, which hosts may trap: the loops take it of the last pivot, too.
+      [[maybe_unused]] const volatile double reciprocal = 1.0 / a[size * size - 1];
+      return true;
+    }
+    if (size == 4) return factor(make_integer_sequence<std::int64_t, 4>{});
+    if (size == 8) return factor(make_integer_sequence<std::int64_t, 8>{});
   }
   for (std::int64_t k = 0; k < size; ++k) FactorStep<T>(a, size, k, scales, permutation);
+  return true;
 }

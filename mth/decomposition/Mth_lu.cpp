@@ -30,19 +30,16 @@ std::int64_t ScratchToAskFor(std::int64_t size) {
   return size < kLargeSize ? std::max(needed, 2 * size * size + kRoom) : needed;
 }
 
-// 1 / the largest magnitude of each row, of which a NaN is none.
-// @return  false when the largest of a row is 0.
-bool FindRowScales(const double* elements, std::int64_t size, double* scales) {
-  for (std::int64_t i = 0; i < size; ++i, elements += size) {
-    double largest = 0.0;
-    for (std::int64_t j = 0; j < size; ++j) {
-      const double magnitude = std::abs(elements[j]);
-      if (magnitude > largest) largest = magnitude;
-    }
-    if (largest == 0.0) return false;
-    scales[i] = 1.0 / largest;
+// Of few rows not in the widest vectors, for which their rows are too short.
+template <class T, class Element>
+auto SelectSolver([[maybe_unused]] bool isSmall) {
+#if MTH_MULTIVERSION
+  if (isSmall) {
+    const auto solve = &avx2::SolveInPlace<T, Element>;
+    return SelectVersion(&baseline::SolveInPlace<T, Element>, solve, solve);
   }
-  return true;
+#endif
+  return MTH_SELECT(SolveInPlace<T, Element>);
 }
 
 }  // namespace
@@ -50,18 +47,15 @@ bool FindRowScales(const double* elements, std::int64_t size, double* scales) {
 template <class T>
 int FactorMatrix(const T* elements, std::int64_t size, double* work, int* order) {
   std::iota(order, order + size, 0);
-  const bool isSmall = size <= kSmallSystem;
-  double smallScales[kSmallSystem];
-  const WorkArray<double> scratch(isSmall ? 0 : ScratchToAskFor(size));
-  if (!scratch) return 1;
-  double* scales = isSmall ? smallScales : scratch.Get() + EliminationScratch(size);
-  std::copy_n(elements, size * size, work);
-  if (isSmall) {
-    if (!FindRowScales(work, size, scales)) return 16;
-    const auto factor = MTH_SELECT(FactorSmall<T>);
-    factor(work, size, scales, order);
-    return 0;
+  if (size <= kSmallSystem) {
+    std::copy_n(elements, size * size, work);
+    // Narrow vectors on every machine: rows this short gain less from wider ones than their ends cost.
+    return baseline::FactorSmall<T>(work, size, order) ? 0 : 16;
   }
+  const WorkArray<double> scratch(ScratchToAskFor(size));
+  if (!scratch) return 1;
+  double* const scales = scratch.Get() + EliminationScratch(size);
+  std::copy_n(elements, size * size, work);
   const auto findScales = MTH_SELECT(FindLongRowScales);
   if (!findScales(work, size, scales)) return 16;
   const auto factor = MTH_SELECT(FactorInPlace<T>);
@@ -84,7 +78,7 @@ int SolveFactoredRows(const Element* lu, std::int64_t size, double* x, std::int6
   const bool isSmall = size <= kSmallSystem;
   const WorkArray<double> scratch(isSmall ? 0 : EliminationScratch(size));
   if (!scratch) return 1;
-  const auto solve = MTH_SELECT(SolveInPlace<T, Element>);
+  const auto solve = SelectSolver<T, Element>(isSmall);
   return solve(lu, size, x, columns, isIdentity, isSmall ? small : scratch.Get()) ? 0 : 5;
 }
 
