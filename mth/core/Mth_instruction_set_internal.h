@@ -54,11 +54,16 @@ Function SelectVersion(Function baseline, Function avx2, Function avx512) {
 
 }  // namespace mth_internal
 
-// The name of a template may have commas.
+// The name of a template may have commas. MTH_SELECT_NARROW never gives the widest vectors: for rows too
+// short for them, whose ends cost more than the vectors gain, and for what waits for the second cache.
 #if MTH_MULTIVERSION
 #define MTH_SELECT(...)                                                                                     \
   ::mth_internal::SelectVersion(&::mth_internal::baseline::__VA_ARGS__, &::mth_internal::avx2::__VA_ARGS__, \
                                 &::mth_internal::avx512::__VA_ARGS__)
+#define MTH_SELECT_NARROW(...)                                                                              \
+  ::mth_internal::SelectVersion(&::mth_internal::baseline::__VA_ARGS__, &::mth_internal::avx2::__VA_ARGS__, \
+                                &::mth_internal::avx2::__VA_ARGS__)
 #else
 #define MTH_SELECT(...) (&::mth_internal::baseline::__VA_ARGS__)
+#define MTH_SELECT_NARROW(...) MTH_SELECT(__VA_ARGS__)
 #endif

@@ -30,18 +30,6 @@ std::int64_t ScratchToAskFor(std::int64_t size) {
   return size < kLargeSize ? std::max(needed, 2 * size * size + kRoom) : needed;
 }
 
-// Of few rows not in the widest vectors, for which their rows are too short.
-template <class T, class Element>
-auto SelectSolver([[maybe_unused]] bool isSmall) {
-#if MTH_MULTIVERSION
-  if (isSmall) {
-    const auto solve = &avx2::SolveInPlace<T, Element>;
-    return SelectVersion(&baseline::SolveInPlace<T, Element>, solve, solve);
-  }
-#endif
-  return MTH_SELECT(SolveInPlace<T, Element>);
-}
-
 }  // namespace
 
 template <class T>
@@ -78,7 +66,8 @@ int SolveFactoredRows(const Element* lu, std::int64_t size, double* x, std::int6
   const bool isSmall = size <= kSmallSystem;
   const WorkArray<double> scratch(isSmall ? 0 : EliminationScratch(size));
   if (!scratch) return 1;
-  const auto solve = SelectSolver<T, Element>(isSmall);
+  const auto solve =
+      isSmall ? MTH_SELECT_NARROW(SolveInPlace<T, Element>) : MTH_SELECT(SolveInPlace<T, Element>);
   return solve(lu, size, x, columns, isIdentity, isSmall ? small : scratch.Get()) ? 0 : 5;
 }
 

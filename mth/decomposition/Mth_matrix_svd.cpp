@@ -127,13 +127,20 @@ SVDResult CompleteBasis(double* scratch, double* memory, std::int64_t rows, std:
   return SVDResult::Done;
 }
 
+// For so many singular values.
+template <class T>
+auto SelectDecomposition(std::int64_t count) {
+  constexpr std::int64_t kFew = 16;
+  return count <= kFew ? MTH_SELECT_NARROW(DecomposeBySVD<T>) : MTH_SELECT(DecomposeBySVD<T>);
+}
+
 // A matrix with at least as many rows as columns.
 template <class T>
 SVDResult DecomposeTall(const T* input, std::int64_t rows, std::int64_t columns,
                         const SVDTargets<T>& targets) {
   Workspace space(rows, columns);
   if (!space) return SVDResult::NoMemory;
-  const auto decompose = MTH_SELECT(DecomposeBySVD<T>);
+  const auto decompose = SelectDecomposition<T>(columns);
   return decompose(input, rows, columns, targets, space.Scratch(), space.Order());
 }
 
@@ -148,7 +155,7 @@ SVDResult DecomposeWide(const T* input, std::int64_t rows, std::int64_t columns,
   if (!space) return SVDResult::NoMemory;
   T* transposed = reinterpret_cast<T*>(space.Rest());
   mth_internal::Transpose(input, rows, columns, transposed);
-  const auto decompose = MTH_SELECT(DecomposeBySVD<T>);
+  const auto decompose = SelectDecomposition<T>(rows);
   const SVDTargets<T> swapped{targets.v,           targets.vStride, targets.values,
                               targets.valueStride, targets.u,       targets.uStride};
   const SVDResult result = decompose(transposed, columns, rows, swapped, space.Scratch(), space.Order());

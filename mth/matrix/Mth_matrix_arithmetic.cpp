@@ -20,6 +20,15 @@ using mth_internal::OnStorage;
 
 namespace {
 
+// Whether a result and its operands are too large for the first cache, and not for the second.
+template <class T>
+bool IsInSecondCache(std::int64_t count) {
+  constexpr std::int64_t kSmallest = std::int64_t{24} << 10;  // bytes of the result
+  constexpr std::int64_t kLargest = std::int64_t{1} << 20;
+  const std::int64_t bytes = count * std::int64_t{sizeof(T)};
+  return bytes >= kSmallest && bytes <= kLargest;
+}
+
 // One element-wise operation of two operands, written once for both storages.
 template <class Operation>
 MTH_MATRIX* Combine(const MTH_MATRIX& a, const MTH_MATRIX& b, Operation operation) {
@@ -29,7 +38,9 @@ MTH_MATRIX* Combine(const MTH_MATRIX& a, const MTH_MATRIX& b, Operation operatio
   if (!mth_internal::IsUsable(result)) return result;
   OnStorage(a, [&](auto* left) {
     using T = std::remove_pointer_t<decltype(left)>;
-    const auto combine = MTH_SELECT(CombineElements<T, Operation>);
+    const auto combine = IsInSecondCache<T>(ElementsCount(a))
+                             ? MTH_SELECT_NARROW(CombineElements<T, Operation>)
+                             : MTH_SELECT(CombineElements<T, Operation>);
     combine(left, Elements<T>(b), Elements<T>(*result), ElementsCount(a), operation);
   });
   return result;
@@ -43,7 +54,8 @@ MTH_MATRIX* Map(const MTH_MATRIX& a, Operation operation) {
   if (!mth_internal::IsUsable(result)) return result;
   OnStorage(a, [&](auto* source) {
     using T = std::remove_pointer_t<decltype(source)>;
-    const auto map = MTH_SELECT(MapElements<T, Operation>);
+    const auto map = IsInSecondCache<T>(ElementsCount(a)) ? MTH_SELECT_NARROW(MapElements<T, Operation>)
+                                                          : MTH_SELECT(MapElements<T, Operation>);
     map(source, Elements<T>(*result), ElementsCount(a), operation);
   });
   return result;
