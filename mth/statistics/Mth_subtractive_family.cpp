@@ -39,11 +39,12 @@ double SubtractiveFamily::BeginPasses(short stream) {
   const Table& table = StreamOf(stream).table;
   std::copy(table.begin(), table.end(), entries_.begin() + kFirst + 1);
   ahead_ = stream;
+  drawPass_ = MTH_SELECT(DrawPass);
   return DrawNextPass(kFirst);
 }
 
 double SubtractiveFamily::DrawNextPass(std::size_t first) {
-  MTH_SELECT(DrawPass)(first, entries_.data(), deviates_.data());
+  drawPass_(first, entries_.data(), deviates_.data());
   taken_ = InRegister(first + 1);
   return deviates_[first];
 }

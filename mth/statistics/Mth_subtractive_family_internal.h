@@ -73,7 +73,7 @@ class SubtractiveFamily {
   // Not inlined: the draws of a pass would have to save registers for it. The stream comes first, in the
   // register where Draw has it.
   MTH_NOINLINE static double DrawSlowly(short stream, SubtractiveFamily& family);
-  double DrawAfterOthers(short stream);
+  MTH_NOINLINE double DrawAfterOthers(short stream);
   double DrawAlone(Stream& state);
   double BeginPasses(short stream);
   double DrawNextPass(std::size_t first);
@@ -83,8 +83,9 @@ class SubtractiveFamily {
   // Of the deviates of a pass that is computed; all of them without one. After so many draws the next one is
   // from that place of the table, counted on beyond its end.
   std::size_t taken_ = kPassSize;
-  short ahead_ = kNoStream;  // the stream whose pass that is
-  short last_ = kNoStream;   // the stream that drew last without one
+  short ahead_ = kNoStream;                                          // the stream whose pass that is
+  short last_ = kNoStream;                                           // the stream that drew last without one
+  void (*drawPass_)(std::size_t, std::int32_t*, double*) = nullptr;  // for the stream's passes, chosen once
   // One cursor for two, without a pass: the one of the subtracted entries goes kLag places ahead, for all
   // streams alike. Before there is any table all entries are 0, and places do not matter.
   std::size_t place_ = 0;

@@ -57,9 +57,15 @@ MTH_INLINE Entries EntriesAfter(const std::int32_t* entries) {
 #endif
 }
 
-// SubtractiveFamily::Wrap in lanes.
+// SubtractiveFamily::Wrap in lanes. Of a negative difference and itself plus the modulus, the former is the
+// larger one where both are taken as unsigned.
 MTH_INLINE Entries Wrapped(Entries differences) {
+#if MTH_MULTIVERSION && MTH_VECTOR_BYTES >= 32
+  const Entries raised = differences + SubtractiveFamily::kModulus;
+  return Entries(_mm256_min_epu32(__m256i(differences), __m256i(raised)));
+#else
   return differences + (differences >> 31 & SubtractiveFamily::kModulus);
+#endif
 }
 
 // SubtractiveFamily::Deviate in lanes. The entries come out of memory, which gives them in halves.
