@@ -16,9 +16,11 @@ struct Block {
   std::int64_t columnStride;
 };
 
-// Blocks of this many columns are eliminated from the rest of the matrix at once: enough that a tile of the
-// rest is loaded and stored seldom, little enough that a panel of the block stays in the first cache.
-constexpr std::int64_t kBlockDepth = 64;
+// Blocks of at most this many columns are eliminated from the rest of the matrix at once: enough that a tile
+// of the rest is loaded and stored seldom, little enough that a panel of the block stays in the first cache.
+constexpr std::int64_t kBlockDepth = 128;
+// The same of the rows that are solved: fewer, because the zeros of an identity are left out block by block.
+constexpr std::int64_t kSolvedDepth = 64;
 // Columns that a block is eliminated from between two questions whether to go on: whole tiles.
 constexpr std::int64_t kSliceColumns = 1056;
 // Panels of this many columns are factored column by column.
@@ -26,7 +28,7 @@ constexpr std::int64_t kPanelColumns = 16;
 
 /// Doubles of scratch memory that the elimination of n rows needs.
 constexpr std::int64_t EliminationScratch(std::int64_t n) {
-  return kBlockDepth * (n + 2 * kWidestTile);
+  return std::min(kBlockDepth, n) * (n + 2 * kWidestTile);
 }
 
 constexpr double kTinyPivot = 1e-19;  // replaces a pivot that is 0

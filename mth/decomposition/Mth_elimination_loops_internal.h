@@ -45,11 +45,7 @@ void FinishPanelColumn(double* panel, std::int64_t stride, std::int64_t column, 
 
 template <class V>
 MTH_INLINE V Magnitudes(V values) {
-  if constexpr (sizeof(V) == sizeof(double)) {
-    return std::abs(values);
-  } else {
-    return V(LaneIndices(values) & std::numeric_limits<std::int64_t>::max());
-  }
+  return values < V{} ? -values : values;
 }
 
 inline double LargestOf(Lanes values, double largest) {
@@ -102,6 +98,7 @@ inline bool FindRowScales(const double* elements, std::int64_t size, double* sca
 // The row in [first, rows) of the largest |element| x scale, the last one of equals; NaN is never chosen.
 inline std::int64_t FindPivot(const double* column, std::int64_t first, std::int64_t rows,
                               const double* scales) {
+  if (first == rows - 1) return first;  // not even an infinite one is multiplied by its scale, 0
   Lanes bests{};
   double best = 0.0;
   ForEachLanes(first, rows, [&](std::int64_t i, auto lanes) {
@@ -174,23 +171,34 @@ class PanelFactorization {
   std::int64_t rows_ = 0;
 };
 
-// Rows [first, first + depth) of X become the solution of their part of a triangular system, whose matrix is
-// `l` in the order of solution, and are then eliminated from the `rest` rows that follow in that order.
+// The first half of so many rows or columns, whole panels.
+constexpr std::int64_t HalfOf(std::int64_t count) {
+  return (count / 2 + kPanelColumns - 1) / kPanelColumns * kPanelColumns;
+}
+
+// SolveTriangle by halves: the first is solved and eliminated from the second at once.
+template <class T, class Element, bool kHasUnitDiagonal>
+void SolveByHalves(Block<const Element> l, double* x, std::int64_t stride, std::int64_t count,
+                   std::int64_t columns, double* scratch) {
+  if (count <= kPanelColumns)
+    return SolveTriangle<T, Element, kHasUnitDiagonal>(l, x, stride, count, columns);
+  const std::int64_t half = HalfOf(count);
+  const Block<const Element> below{l.elements + half * l.rowStride, l.rowStride, l.columnStride};
+  const Block<const Element> corner{below.elements + half * l.columnStride, l.rowStride, l.columnStride};
+  SolveByHalves<T, Element, kHasUnitDiagonal>(l, x, stride, half, columns, scratch);
+  SubtractProduct(x + half * stride, stride, below, x, stride, count - half, half, columns, scratch);
+  SolveByHalves<T, Element, kHasUnitDiagonal>(corner, x + half * stride, stride, count - half, columns,
+                                              scratch);
+}
+
+// The first `depth` rows of X become the solution of their part of a triangular system, whose matrix is `l`
+// in the order of solution, and are then eliminated from the `rest` rows that follow in that order.
 template <class T, class Element, bool kHasUnitDiagonal>
 void EliminateRows(Block<const Element> l, double* x, std::int64_t stride, std::int64_t depth,
                    std::int64_t rest, std::int64_t columns, double* scratch) {
-  const std::int64_t total = depth + rest;
-  for (std::int64_t k = 0; k < depth; k += kPanelColumns) {
-    const std::int64_t width = std::min(kPanelColumns, depth - k);
-    const Block<const Element> corner{l.elements + k * (l.rowStride + l.columnStride), l.rowStride,
-                                      l.columnStride};
-    SolveTriangle<T, Element, kHasUnitDiagonal>(corner, x + k * stride, stride, width, columns);
-    const Block<const Element> below{corner.elements + width * l.rowStride, l.rowStride, l.columnStride};
-    SubtractProduct(x + (k + width) * stride, stride, below, x + k * stride, stride, depth - k - width, width,
-                    columns, scratch);
-  }
+  SolveByHalves<T, Element, kHasUnitDiagonal>(l, x, stride, depth, columns, scratch);
   const Block<const Element> below{l.elements + depth * l.rowStride, l.rowStride, l.columnStride};
-  SubtractProduct(x + depth * stride, stride, below, x, stride, total - depth, depth, columns, scratch);
+  SubtractProduct(x + depth * stride, stride, below, x, stride, rest, depth, columns, scratch);
 }
 
 // The same on slices of the columns, one after the other.
@@ -206,6 +214,25 @@ bool EliminateSlices(const LongRun& run, Block<const Element> l, double* x, std:
   return true;
 }
 
+// Factors columns [first, first + width) of the rows from `first` on, by halves: the first is factored and
+// eliminated from the second at once.
+// @return  false when the host gives the run up.
+template <class T>
+bool FactorByHalves(const LongRun& run, PanelFactorization<T>& panels, double* a, std::int64_t size,
+                    std::int64_t first, std::int64_t width, double* scratch) {
+  if (width <= kPanelColumns) {
+    panels.Factor(first, width);
+    return true;
+  }
+  if (run.IsGivenUp()) return false;
+  const std::int64_t half = HalfOf(width);
+  double* corner = a + first * (size + 1);
+  if (!FactorByHalves(run, panels, a, size, first, half, scratch)) return false;
+  EliminateRows<T, double, true>({corner, size, 1}, corner + half, size, half, size - first - half,
+                                 width - half, scratch);
+  return FactorByHalves(run, panels, a, size, first + half, width - half, scratch);
+}
+
 // LU of a square work copy in place: U on and above the diagonal, the multipliers below. T is the type that
 // each element is rounded to when it is final.
 // @return  false when the host gives up.
@@ -214,15 +241,12 @@ bool FactorInPlace(double* a, std::int64_t size, double* scales, int* permutatio
   PanelFactorization<T> panels(a, size, scales, permutation, scratch);
   const LongRun run(size, size, size);
   for (std::int64_t j = 0; j < size; j += kBlockDepth) {
-    const std::int64_t blockEnd = std::min(j + kBlockDepth, size);
-    for (std::int64_t k = j; k < blockEnd; k += kPanelColumns) {
-      const std::int64_t end = std::min(k + kPanelColumns, blockEnd);
-      panels.Factor(k, end - k);
-      EliminateRows<T, double, true>({a + k * size + k, size, 1}, a + k * size + end, size, end - k,
-                                     size - end, blockEnd - end, scratch);
-    }
-    if (!EliminateSlices<T, double, true>(run, {a + j * size + j, size, 1}, a + j * size + blockEnd, size,
-                                          blockEnd - j, size - blockEnd, size - blockEnd, scratch))
+    const std::int64_t width = std::min(kBlockDepth, size - j);
+    const std::int64_t rest = size - j - width;
+    double* corner = a + j * (size + 1);
+    if (!FactorByHalves(run, panels, a, size, j, width, scratch) ||
+        !EliminateSlices<T, double, true>(run, {corner, size, 1}, corner + width, size, width, rest, rest,
+                                          scratch))
       return false;
   }
   return true;
@@ -284,15 +308,15 @@ template <class T, class Element>
 bool SolveInPlace(const Element* lu, std::int64_t size, double* x, std::int64_t columns, bool isIdentity,
                   double* scratch) {
   const LongRun run(size, size, columns);
-  for (std::int64_t j = 0; j < size; j += kBlockDepth) {
-    const std::int64_t depth = std::min(kBlockDepth, size - j);
+  for (std::int64_t j = 0; j < size; j += kSolvedDepth) {
+    const std::int64_t depth = std::min(kSolvedDepth, size - j);
     if (!EliminateSlices<T, Element, true>(run, {lu + j * size + j, size, 1}, x + j * columns, columns, depth,
                                            size - j - depth, isIdentity ? j + depth : columns, scratch))
       return false;
   }
-  for (std::int64_t end = size; end > 0; end -= kBlockDepth) {
+  for (std::int64_t end = size; end > 0; end -= kSolvedDepth) {
     const std::int64_t last = end - 1;
-    const std::int64_t depth = std::min(kBlockDepth, end);
+    const std::int64_t depth = std::min(kSolvedDepth, end);
     if (!EliminateSlices<T, Element, false>(run, {lu + last * size + last, -size, -1}, x + last * columns,
                                             -columns, depth, end - depth, columns, scratch))
       return false;

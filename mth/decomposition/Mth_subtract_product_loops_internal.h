@@ -80,7 +80,7 @@ void SubtractProduct(double* c, std::int64_t cStride, Block<const T> a, const do
                      std::int64_t rows, std::int64_t depth, std::int64_t columns, double* scratch) {
   if (rows <= 0 || columns <= 0) return;
   double* right = scratch;
-  double* left = scratch + kBlockDepth * kTileColumns;
+  double* left = scratch + depth * kTileColumns;
   PackLeft(a, rows, depth, left);
   for (std::int64_t j = 0; j < columns; j += kTileColumns) {
     const std::int64_t width = std::min(kTileColumns, columns - j);
