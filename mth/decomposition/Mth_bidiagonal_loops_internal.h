@@ -5,14 +5,30 @@
 constexpr int kDotVectors = kDotLanes / kLanes;
 constexpr int kRowsAtOnce = kDotVectors <= 2 ? 4 : 1;  // whose dot products the registers hold side by side
 
+// The upper half of the lanes joins the lower one, and so on.
+template <class V>
+MTH_INLINE double SumByHalves(V values) {
+  constexpr int kHalf = sizeof(V) / sizeof(double) / 2;
+  if constexpr (kHalf == 0) {
+    return values;
+  } else {
+    using Half = Doubles<kHalf>;
+    double lanes[2 * kHalf];
+    Store(lanes, values);
+    return SumByHalves(Load<Half>(lanes) + Load<Half>(lanes + kHalf));
+  }
+}
+
 // The kDotLanes partial sums of a dot product, in a fixed tree.
 MTH_INLINE double SumOfLanes(const Lanes (&sums)[kDotVectors]) {
-  double lanes[kDotLanes];
-  for (int v = 0; v < kDotVectors; ++v) Store(lanes + v * kLanes, sums[v]);
-  for (std::int64_t width = kDotLanes / 2; width > 0; width /= 2) {
-    for (std::int64_t i = 0; i < width; ++i) lanes[i] += lanes[i + width];
+  Lanes halves[kDotVectors];
+  std::copy_n(sums, kDotVectors, halves);
+#pragma GCC unroll 4
+  for (int count = kDotVectors / 2; count > 0; count /= 2) {
+#pragma GCC unroll 16
+    for (int v = 0; v < count; ++v) halves[v] += halves[v + count];
   }
-  return lanes[0];
+  return SumByHalves(halves[0]);
 }
 
 // The trailing rows of the matrix while a right reflection, of the last step, has not been subtracted yet.

@@ -15,7 +15,7 @@ class BidiagonalQR {
     for (std::int64_t k = 0; k < size_; ++k) norm = std::max(norm, std::abs(d_[k]) + std::abs(e_[k]));
     negligible_ = norm * std::numeric_limits<double>::epsilon();
     BeginValue(size_ - 1);
-    const auto step = [this] { StepMeanwhile(); };
+    const NextStep step{*this};
     do {
       while (Step()) {
       }
@@ -58,10 +58,14 @@ class BidiagonalQR {
     return true;
   }
 
-  MTH_NOINLINE void StepMeanwhile() { static_cast<void>(Step()); }
+  // What the application of rotations does meanwhile.
+  struct NextStep {
+    BidiagonalQR& qr;
+    MTH_INLINE void operator()() const { static_cast<void>(qr.Step()); }
+  };
 
   // @return  false when there is none.
-  bool BeginSweep() {
+  MTH_NOINLINE bool BeginSweep() {
     while (!isDone_) {
       if (!left_.Recorded().HasRoom(last_) || !right_.Recorded().HasRoom(last_)) return false;
       const std::int64_t first = FindBlock(last_);

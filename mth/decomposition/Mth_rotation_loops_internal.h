@@ -59,9 +59,10 @@ void RotateRows(double* row, std::int64_t stride, const Rotation* rotations, std
 }
 
 // Those of two sweeps, the first of which runs one row ahead, so that each row is loaded and stored once.
-template <int kCount>
+// Calls meanwhile() every few rows, which is best inlined: two rows stay in registers.
+template <int kCount, class Meanwhile>
 void RotateRowsTwice(double* row, std::int64_t stride, const Rotation* first, const Rotation* second,
-                     std::int64_t count) {
+                     std::int64_t count, Meanwhile meanwhile) {
   Lanes behind[kCount];
   Lanes ahead[kCount];
 #pragma GCC unroll 16
@@ -69,14 +70,17 @@ void RotateRowsTwice(double* row, std::int64_t stride, const Rotation* first, co
     behind[v] = Load<Lanes>(row + v * kLanes);
     ahead[v] = Load<Lanes>(row + stride + v * kLanes);
   }
-  for (std::int64_t k = 0; k < count; ++k, row += stride) {
-    const RotationLanes firstRotation(first[k]);
-    const RotationLanes secondRotation(second[k]);
+  for (std::int64_t k = 0; k < count; meanwhile()) {
+    const std::int64_t end = std::min(k + kRowsBetween, count);
+    for (; k < end; ++k, row += stride) {
+      const RotationLanes firstRotation(first[k]);
+      const RotationLanes secondRotation(second[k]);
 #pragma GCC unroll 16
-    for (int v = 0; v < kCount; ++v) {
-      const Lanes between =
-          firstRotation.Rotate(ahead[v], Opaque(Load<Lanes>(row + 2 * stride + v * kLanes)));
-      Store(row + v * kLanes, secondRotation.Rotate(behind[v], between));
+      for (int v = 0; v < kCount; ++v) {
+        const Lanes between =
+            firstRotation.Rotate(ahead[v], Opaque(Load<Lanes>(row + 2 * stride + v * kLanes)));
+        Store(row + v * kLanes, secondRotation.Rotate(behind[v], between));
+      }
     }
   }
 #pragma GCC unroll 16
@@ -176,11 +180,7 @@ class RotationRecord {
     for (std::int64_t v = 0; v < kCount; v += kPart) {
       double* const part = panel + v * kLanes;
       RotateRows<kPart>(part, kStride, first, 1);
-      for (std::int64_t k = 0; k < together; k += kRowsBetween) {
-        RotateRowsTwice<kPart>(part + k * kStride, kStride, first + 1 + k, second + k,
-                               std::min(kRowsBetween, together - k));
-        meanwhile();
-      }
+      RotateRowsTwice<kPart>(part, kStride, first + 1, second, together, meanwhile);
       if (sweep.first + together < secondLast) {
         RotateRows<kPart>(part + together * kStride, kStride, second + together, 1);
       } else {
