@@ -355,33 +355,33 @@ MTH_INLINE void FactorStep(double* a, Size size, Index k, double* scales, int* p
   }
 }
 
-template <class T, std::int64_t... k>
-void FactorUnrolled(double* a, double* scales, int* permutation, std::integer_sequence<std::int64_t, k...>) {
-  constexpr std::integral_constant<std::int64_t, sizeof...(k)> size{};
+template <std::int64_t kCount>
+using Steps = std::make_integer_sequence<std::int64_t, kCount>;
+
+// The first steps, of so many rows.
+// @return  their number.
+template <class T, std::int64_t kSize, std::int64_t... k>
+std::int64_t FactorUnrolled(double* a, double* scales, int* permutation,
+                            std::integer_sequence<std::int64_t, k...>) {
+  constexpr std::integral_constant<std::int64_t, kSize> size{};
   (FactorStep<T>(a, size, std::integral_constant<std::int64_t, k>{}, scales, permutation), ...);
+  return sizeof...(k);
 }
 
 // @return  as FindRowScales.
 template <class T>
 bool FactorSmall(double* a, std::int64_t size, int* permutation) {
-  using std::make_integer_sequence;
   double scales[kSmallSystem];
   if (!FindRowScales(a, size, scales)) return false;
+  std::int64_t done = 0;
   // Not for float: unrolled eight times, g++ 12 does not round each of its elements.
   if constexpr (std::is_same_v<T, double>) {
-    const auto factor = [&](auto steps) {
-      FactorUnrolled<T>(a, scales, permutation, steps);
-      return true;
-    };
-    if (size == 3) {
-      factor(make_integer_sequence<std::int64_t, 3>{});
-      // Stored for its flags alone, which hosts may trap: the loops take it of the last pivot, too.
-      [[maybe_unused]] const volatile double reciprocal = 1.0 / a[size * size - 1];
-      return true;
-    }
-    if (size == 4) return factor(make_integer_sequence<std::int64_t, 4>{});
-    if (size == 8) return factor(make_integer_sequence<std::int64_t, 8>{});
+    // The last of three is left to the loop: hosts may trap what its scale and its reciprocal raise, though
+    // nothing is done with them.
+    if (size == 3) done = FactorUnrolled<T, 3>(a, scales, permutation, Steps<2>{});
+    if (size == 4) done = FactorUnrolled<T, 4>(a, scales, permutation, Steps<4>{});
+    if (size == 8) done = FactorUnrolled<T, 8>(a, scales, permutation, Steps<8>{});
   }
-  for (std::int64_t k = 0; k < size; ++k) FactorStep<T>(a, size, k, scales, permutation);
+  for (std::int64_t k = done; k < size; ++k) FactorStep<T>(a, size, k, scales, permutation);
   return true;
 }
