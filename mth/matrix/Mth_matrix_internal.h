@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -120,9 +121,14 @@ inline MatrixPtr NewMatrix(int rows, int columns, int type) {
 /// Whether all elements are finite.
 template <class T>
 bool AreFinite(const T* elements, std::int64_t count) {
-  T sum = 0;  // x - x is 0, or NaN for what is not finite
-  for (std::int64_t i = 0; i < count; ++i) sum += elements[i] - elements[i];
-  return sum == 0;
+  constexpr std::int64_t kSums = 16;  // that do not wait for one another
+  T sums[kSums] = {};                 // x - x is 0, or NaN for what is not finite
+  std::int64_t i = 0;
+  for (; i + kSums <= count; i += kSums) {
+    for (std::int64_t j = 0; j < kSums; ++j) sums[j] += elements[i + j] - elements[i + j];
+  }
+  for (; i < count; ++i) sums[0] += elements[i] - elements[i];
+  return std::all_of(sums, sums + kSums, [](T sum) { return sum == 0; });
 }
 inline bool AreFinite(const MTH_MATRIX& matrix) {
   return OnStorage(matrix, [&](auto* elements) { return AreFinite(elements, ElementsCount(matrix)); });
