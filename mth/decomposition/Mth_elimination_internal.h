@@ -26,9 +26,9 @@ constexpr std::int64_t kSliceColumns = 1056;
 // Panels of this many columns are factored column by column.
 constexpr std::int64_t kPanelColumns = 16;
 
-/// Doubles of scratch memory that the elimination of n rows needs.
-constexpr std::int64_t EliminationScratch(std::int64_t n) {
-  return std::min(kBlockDepth, n) * (n + 2 * kWidestTile);
+/// Doubles of scratch memory that the elimination of n rows in blocks of so many columns needs.
+constexpr std::int64_t EliminationScratch(std::int64_t n, std::int64_t depth) {
+  return std::min(depth, n) * (n + 2 * kWidestTile);
 }
 
 constexpr double kTinyPivot = 1e-19;  // replaces a pivot that is 0

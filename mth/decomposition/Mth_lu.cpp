@@ -25,7 +25,7 @@ namespace {
 std::int64_t ScratchToAskFor(std::int64_t size) {
   constexpr std::int64_t kLargeSize = 192;
   constexpr std::int64_t kRoom = 20 * 1024;
-  const std::int64_t needed = size + EliminationScratch(size);
+  const std::int64_t needed = size + EliminationScratch(size, kBlockDepth);
   return size < kLargeSize ? std::max(needed, 2 * size * size + kRoom) : needed;
 }
 
@@ -41,7 +41,7 @@ int FactorMatrix(const T* elements, std::int64_t size, double* work, int* order)
   }
   const WorkArray<double> scratch(ScratchToAskFor(size));
   if (!scratch) return 1;
-  double* const scales = scratch.Get() + EliminationScratch(size);
+  double* const scales = scratch.Get() + EliminationScratch(size, kBlockDepth);
   std::copy_n(elements, size * size, work);
   const auto findScales = MTH_SELECT(FindLongRowScales);
   if (!findScales(work, size, scales)) return 16;
@@ -61,9 +61,9 @@ int SolveFactoredRows(const Element* lu, std::int64_t size, double* x, std::int6
     solve(lu, size, x, columns);
     return 0;
   }
-  double small[EliminationScratch(kSmallSystem)];
+  double small[EliminationScratch(kSmallSystem, kSolvedDepth)];
   const bool isSmall = size <= kSmallSystem;
-  const WorkArray<double> scratch(isSmall ? 0 : EliminationScratch(size));
+  const WorkArray<double> scratch(isSmall ? 0 : EliminationScratch(size, kSolvedDepth));
   if (!scratch) return 1;
   const auto solve =
       isSmall ? MTH_SELECT_NARROW(SolveInPlace<T, Element>) : MTH_SELECT(SolveInPlace<T, Element>);

@@ -74,7 +74,8 @@ inline void PackRight(const double* b, std::int64_t stride, std::int64_t depth, 
   }
 }
 
-// C -= A B with up to kBlockDepth terms a sum, in the order of A's columns and B's rows.
+// C -= A B with `depth` terms a sum, in the order of A's columns and B's rows. Scratch is what
+// EliminationScratch says for rows and depth.
 template <class T>
 void SubtractProduct(double* c, std::int64_t cStride, Block<const T> a, const double* b, std::int64_t bStride,
                      std::int64_t rows, std::int64_t depth, std::int64_t columns, double* scratch) {

@@ -27,8 +27,8 @@ struct Rotation {
 constexpr std::int64_t kNoHub = -1;
 
 /// Rotations of the rows [first, last], one after the other downwards; with a hub, of each of the rows
-/// [first, last) and this one, without one kNoHub. Without a value before they are written: a small matrix does
-/// not wait for a whole record to be cleared.
+/// [first, last) and this one, without one kNoHub. Without a value before they are written: a small matrix
+/// does not wait for a whole record to be cleared.
 struct RotationSweep {
   std::int64_t first;
   std::int64_t last;

@@ -72,7 +72,7 @@ struct Crout {
 // Square matrices with ties among the pivots, zero pivots and sizes around every block boundary.
 std::vector<MTH_MATRIX> SquareMatrices(int type) {
   std::vector<MTH_MATRIX> matrices;
-  for (const int n : {0, 1, 2, 3, 5, 8, 15, 16, 17, 31, 63, 64, 65, 100, 131, 150}) {
+  for (const int n : {0, 1, 2, 3, 5, 8, 15, 16, 17, 31, 63, 64, 65, 100, 127, 128, 129, 131, 150, 270}) {
     matrices.push_back(RandomMatrix(n, n, type, static_cast<unsigned>(n + 1)));
     MTH_MATRIX ties = RandomMatrix(n, n, type, static_cast<unsigned>(n + 2));
     for (int i = 0; i < n; ++i) {
