@@ -17,10 +17,12 @@ constexpr std::size_t kCacheLine = 64;
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 constexpr std::size_t kHugePageThreshold = kHugePage;  // a smaller block would waste most of its page
 
-// Blocks that C libraries give back to the system at once, the GNU one from 32 MiB on with the room to align
-// them: their pages are zeroed again for each result.
-constexpr std::size_t kLeastKept = std::size_t{30} << 20;
+// Blocks of these sizes are kept when they are freed. C libraries give the larger ones back to the system at
+// once, and the end of their heap when several of the others are free there: the pages are zeroed again for
+// each result.
+constexpr std::size_t kLeastKept = std::size_t{128} << 10;
 constexpr std::size_t kMostKept = std::size_t{64} << 20;
+constexpr int kKeptBlocks = 8;
 
 // What lies before the elements of a block that is aligned by hand.
 struct Header {
@@ -54,41 +56,78 @@ void FreeAligned(void* storage) {
   if (storage != nullptr) ::operator delete(HeaderOf(storage).block);
 }
 
-// The large block that was freed last, for the next result of its size; Linux may take its pages whenever it
-// needs them. Threads take it from each other without waiting.
-class KeptBlock {
+// Freed blocks for the next results of about their sizes, the one freed last first; together they are never
+// larger than the largest of them may be. Threads take them from each other without waiting.
+class KeptBlocks {
  public:
-  ~KeptBlock() { Drop(); }
+  ~KeptBlocks() { DropAll(); }
 
   void Put(void* storage) {
-#if defined(__linux__) && defined(MADV_FREE)
-    madvise(storage, HeaderOf(storage).bytes / kHugePage * kHugePage, MADV_FREE);
-#endif
-    FreeAligned(storage_.exchange(storage));
+    if (!Reserve(HeaderOf(storage).bytes)) return FreeAligned(storage);
+    AdviseFree(storage);
+    for (std::atomic<void*>& place : places_) {
+      storage = place.exchange(storage);
+      if (storage == nullptr) return;
+    }
+    Drop(storage);
   }
 
-  // Null when there is none of about this size; one of another size is freed.
+  // Null when there is none of about this size.
   void* Take(std::size_t bytes) {
-    void* const storage = storage_.exchange(nullptr);
-    if (storage == nullptr) return nullptr;
-    const std::size_t room = HeaderOf(storage).bytes;
-    if (bytes <= room && room - bytes <= bytes / 8) return storage;
-    FreeAligned(storage);
+    for (std::atomic<void*>& place : places_) {
+      void* const storage = place.exchange(nullptr);
+      if (storage == nullptr) continue;
+      const std::size_t room = HeaderOf(storage).bytes;
+      if (bytes <= room && room - bytes <= bytes / 8) {
+        held_ -= room;
+        return storage;
+      }
+      void* empty = nullptr;
+      if (!place.compare_exchange_strong(empty, storage)) Drop(storage);  // another thread has filled it
+    }
     return nullptr;
   }
 
   // Whether there was one.
-  bool Drop() {
-    void* const storage = storage_.exchange(nullptr);
-    FreeAligned(storage);
-    return storage != nullptr;
+  bool DropAll() {
+    bool wasAny = false;
+    for (std::atomic<void*>& place : places_) wasAny |= Drop(place.exchange(nullptr));
+    return wasAny;
   }
 
  private:
-  std::atomic<void*> storage_ = nullptr;
+  // Linux may take the pages whenever it needs them.
+  static void AdviseFree([[maybe_unused]] void* storage) {
+#if defined(__linux__) && defined(MADV_FREE)
+    const std::size_t bytes = HeaderOf(storage).bytes;
+    if (bytes >= kHugePageThreshold) madvise(storage, bytes / kHugePage * kHugePage, MADV_FREE);
+#endif
+  }
+
+  // Makes room for so much by dropping what was freed longest ago. False when other threads are about to
+  // fill it.
+  bool Reserve(std::size_t bytes) {
+    held_ += bytes;
+    for (int i = kKeptBlocks - 1; i >= 0 && held_ > kMostKept; --i) Drop(places_[i].exchange(nullptr));
+    if (held_ <= kMostKept) return true;
+    held_ -= bytes;
+    return false;
+  }
+
+  // Whether it was one; it is not among the places any more.
+  bool Drop(void* storage) {
+    if (storage == nullptr) return false;
+    const std::size_t room = HeaderOf(storage).bytes;
+    FreeAligned(storage);
+    held_ -= room;
+    return true;
+  }
+
+  std::atomic<void*> places_[kKeptBlocks] = {};
+  std::atomic<std::size_t> held_ = 0;  // bytes in the places, or on the way to one
 };
 
-KeptBlock kept;
+KeptBlocks kept;
 
 }  // namespace
 
@@ -97,7 +136,7 @@ void* AllocateStorage(std::size_t bytes) {
   void* storage = bytes < kLeastKept ? nullptr : kept.Take(bytes);
   if (storage == nullptr) storage = AllocateAligned(bytes);
   // What is kept does not stand in the way of what is needed.
-  return storage == nullptr && kept.Drop() ? AllocateAligned(bytes) : storage;
+  return storage == nullptr && kept.DropAll() ? AllocateAligned(bytes) : storage;
 }
 
 void FreeStorage(void* storage, std::size_t bytes) {

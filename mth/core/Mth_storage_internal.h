@@ -5,8 +5,8 @@
 namespace mth_internal {
 
 /// Memory for a matrix's elements, not initialised; all but small blocks begin on a cache line. Large blocks
-/// come in whole huge pages where the platform offers them, and one that was freed is kept for the next of
-/// its size: fresh memory costs more than most element-wise operations.
+/// come in whole huge pages where the platform offers them, and some that were freed are kept for the next of
+/// about their sizes: fresh memory costs more than most element-wise operations.
 /// @return  null when the memory cannot be had.
 void* AllocateStorage(std::size_t bytes);
 

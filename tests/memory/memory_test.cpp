@@ -13,6 +13,7 @@
 #include "mth/Mth.h"
 #include "std/Std.h"
 #include "support/allocation_faults.h"
+#include "support/kept_blocks.h"
 
 namespace mth_test {
 namespace {
@@ -25,6 +26,7 @@ class SilentDisplay : public STD_DISPLAY {
 
 template <class Call>
 double BytesOf(Call call) {
+  GiveBackKeptBlocks();  // or what was freed before would be taken for it
   const AllocationWatch watch;
   call();
   return static_cast<double>(watch.RequestedBytes());

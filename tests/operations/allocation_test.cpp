@@ -6,6 +6,7 @@
 
 #include "operations/silent_display.h"
 #include "support/allocation_faults.h"
+#include "support/kept_blocks.h"
 #include "support/operations/operations.h"
 
 // Every operation with its allocations failing in turn: nothing is thrown, nothing leaks, it comes to an end,
@@ -56,6 +57,7 @@ class FaultTrial : public Trial {
 // What a run with faults leaves behind: "" when all is well.
 std::string Complaint(const Operation& operation, int allowed, int failing,
                       const std::vector<std::uint64_t>& expected) {
+  GiveBackKeptBlocks();
   const std::int64_t before = LiveAllocations();
   int undocumented = 0;
   try {
@@ -65,6 +67,7 @@ std::string Complaint(const Operation& operation, int allowed, int failing,
   } catch (const std::exception& error) {
     return std::string("throws ") + error.what();
   }
+  GiveBackKeptBlocks();
   const std::int64_t leaked = LiveAllocations() - before;
   if (leaked != 0) return "leaks " + std::to_string(leaked) + " allocations";
   return undocumented == 0 ? "" : "call " + std::to_string(undocumented) + " answers what is not documented";
@@ -76,6 +79,7 @@ struct WholeRun {
 };
 
 WholeRun RunWhole(const Operation& operation) {
+  GiveBackKeptBlocks();
   FaultTrial trial(kNone, kNone);  // also lets the operation fill what it keeps for good
   operation.run(trial);
   return {trial.Allocations(), trial.Results()};

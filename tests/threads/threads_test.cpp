@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
+#include <iterator>
+#include <memory>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include "mth/matrix/Mth_matrix.h"
+#include "mth/core/Mth_work_array_internal.h"
 #include "std/Std.h"
 #include "support/operations/operations.h"
 
@@ -68,29 +71,41 @@ TEST(Threads, SeparateObjectsAnswerAsInOneThread) {
   }
 }
 
-// How many of a few large results, two of them there at a time, do not keep what was written into them.
-int CountOverwritten(double number) {
+// How many of many work arrays of some sizes, several of them there at a time, do not keep what was written
+// into them.
+int CountOverwritten(double firstNumber) {
+  constexpr int kLiving = 5;
+  constexpr std::int64_t kSizes[] = {20000,  70000,   66000, 260000, 20000,  2000000,
+                                     262145, 4100000, 1,     250000, 9000000};
+  struct Written {
+    std::unique_ptr<mth_internal::WorkArray<double>> array;
+    std::int64_t last;
+    double number;
+  };
+  std::deque<Written> living;
   int overwritten = 0;
-  MTH_MATRIX former;
-  for (const int rows : {4100, 4100, 3950, 4600, 4100, 1, 4090, 9000, 4100}) {
-    MTH_MATRIX matrix(rows, 1000, 0);
-    double* const elements = matrix.GetEDataAddress();
-    std::fill(elements, elements + rows * 1000, ++number);
-    if (former.IsAllocated()) {
-      const double* const kept = former.GetEDataAddress();
-      const auto count = static_cast<std::ptrdiff_t>(former.GetNbRows()) * 1000;
-      overwritten += std::any_of(kept, kept + count, [&](double x) { return x != number - 1.0; }) ? 1 : 0;
-    }
-    former = std::move(matrix);
+  const auto free = [&] {
+    const auto& [array, last, number] = living.front();
+    overwritten += (*array)[0] == number && (*array)[last / 2] == number && (*array)[last] == number ? 0 : 1;
+    living.pop_front();
+  };
+  for (int i = 0; i < 2000; ++i) {
+    const std::int64_t count = kSizes[static_cast<std::size_t>(i * 7 % 29) % std::size(kSizes)];
+    auto array = std::make_unique<mth_internal::WorkArray<double>>(count);
+    const double number = firstNumber + i;
+    for (const std::int64_t place : {std::int64_t{0}, (count - 1) / 2, count - 1}) (*array)[place] = number;
+    living.push_back({std::move(array), count - 1, number});
+    if (living.size() > kLiving) free();
   }
+  while (!living.empty()) free();
   return overwritten;
 }
 
-// One freed block of many megabytes is kept for the next result, whichever thread asks for it.
-TEST(Threads, LargeResultsBelongToOneThread) {
+// Freed blocks are kept for the next results, whichever thread asks for them.
+TEST(Threads, KeptBlocksBelongToOneThread) {
   int overwritten[2] = {-1, -1};
-  std::thread one([&] { overwritten[0] = CountOverwritten(1e3); });
-  std::thread other([&] { overwritten[1] = CountOverwritten(2e3); });
+  std::thread one([&] { overwritten[0] = CountOverwritten(1e6); });
+  std::thread other([&] { overwritten[1] = CountOverwritten(2e6); });
   one.join();
   other.join();
   EXPECT_EQ(overwritten[0], 0);
