@@ -3,7 +3,6 @@
 #include "mth/decomposition/Mth_qr_loops_internal.h"
 
 constexpr int kDotVectors = kDotLanes / kLanes;
-constexpr int kRowsAtOnce = kDotVectors <= 2 ? 4 : 1;  // whose dot products the registers hold side by side
 
 // The upper half of the lanes joins the lower one, and so on.
 template <class V>
@@ -63,34 +62,28 @@ MTH_INLINE void AddRows(const PendingRows& a, std::int64_t row, const double* we
   }
 }
 
-// Subtracts what is pending and steps[i] x direction from kRows rows, and sends their dot products with
+// Subtracts what is pending and factor x weights[row] x direction from a row, and sends its dot product with
 // `other` to the dots.
-template <int kRows>
 MTH_INLINE void SubtractAndDot(const PendingRows& a, std::int64_t row, double factor, const double* weights,
                                const double* direction, const double* other, std::int64_t first) {
-  Lanes sums[kRows][kDotVectors] = {};
-  Lanes pendingSteps[kRows];
-  Lanes steps[kRows];
-  for (int r = 0; r < kRows; ++r) {
-    pendingSteps[r] = Spread<Lanes>(a.Step(row + r));
-    steps[r] = Spread<Lanes>(factor * weights[row + r]);
-  }
-  double* elements = a.elements + row * a.stride;
+  Lanes sums[kDotVectors] = {};
+  const Lanes pendingStep = Spread<Lanes>(a.Step(row));
+  const Lanes step = Spread<Lanes>(factor * weights[row]);
+  double* const elements = a.elements + row * a.stride;
   for (std::int64_t j = first; j < a.stride; j += kDotLanes) {
+    // The next row comes from a farther cache, and the additions here leave no room to wait for it.
+    PrefetchForWriting(elements + a.stride + j);
+    PrefetchForWriting(elements + a.stride + j + kDotLanes / 2);
 #pragma GCC unroll 16
     for (int v = 0; v < kDotVectors; ++v) {
       const std::int64_t i = j + v * kLanes;
-#pragma GCC unroll 4
-      for (int r = 0; r < kRows; ++r) {
-        double* const place = elements + r * a.stride + i;
-        const Lanes x = Load<Lanes>(place) - pendingSteps[r] * Load<Lanes>(a.direction + i) -
-                        steps[r] * Load<Lanes>(direction + i);
-        Store(place, x);
-        sums[r][v] += x * Load<Lanes>(other + i);
-      }
+      const Lanes x = Load<Lanes>(elements + i) - pendingStep * Load<Lanes>(a.direction + i) -
+                      step * Load<Lanes>(direction + i);
+      Store(elements + i, x);
+      sums[v] += x * Load<Lanes>(other + i);
     }
   }
-  for (int r = 0; r < kRows; ++r) a.dots[row + r] = SumOfLanes(sums[r]);
+  a.dots[row] = SumOfLanes(sums);
 }
 
 // Makes the vector's elements [first, last) a reflection vector.
@@ -144,10 +137,7 @@ inline bool Bidiagonalise(double* a, std::int64_t size, std::int64_t stride, con
     e[k] = 0.0;
     if (k + 1 < size) rightFactor = MakeReflectionVector(v, k + 1, size, e[k]);
     right.factors[k] = rightFactor;
-    i = k + 1;
-    for (; i + kRowsAtOnce <= size; i += kRowsAtOnce)
-      SubtractAndDot<kRowsAtOnce>(pending, i, leftFactor, u, sums, v, start);
-    for (; i < size; ++i) SubtractAndDot<1>(pending, i, leftFactor, u, sums, v, start);
+    for (i = k + 1; i < size; ++i) SubtractAndDot(pending, i, leftFactor, u, sums, v, start);
     pending.direction = v;
     pending.factor = rightFactor;
   }

@@ -6,15 +6,23 @@
 class BidiagonalQR {
  public:
   BidiagonalQR(double* d, double* e, std::int64_t size, RotatedVectors& left, RotatedVectors& right)
-      : d_(d), e_(e), size_(size), left_(left), right_(right) {}
-
-  // Each rotation waits for roots and quotients of the one before it, while applying those of the former
-  // sweeps to the vectors keeps the multipliers busy: one is done while the other waits.
-  SVDResult Run() {
+      : d_(d), e_(e), size_(size), left_(left), right_(right) {
     double norm = 0.0;
     for (std::int64_t k = 0; k < size_; ++k) norm = std::max(norm, std::abs(d_[k]) + std::abs(e_[k]));
     negligible_ = norm * std::numeric_limits<double>::epsilon();
     BeginValue(size_ - 1);
+  }
+
+  // Each rotation waits for roots and quotients of the one before it, while applying those of the former
+  // sweeps to the vectors keeps the multipliers busy: one is done while the other waits. The first ones can
+  // be recorded so before the vectors are there.
+  struct NextStep {
+    BidiagonalQR& qr;
+    MTH_INLINE void operator()() const { static_cast<void>(qr.Step()); }
+  };
+
+  // Records the rotations that are not yet and applies them all to the vectors.
+  SVDResult Run() {
     const NextStep step{*this};
     do {
       while (Step()) {
@@ -57,12 +65,6 @@ class BidiagonalQR {
     areColumnsNext_ = !areColumnsNext_;
     return true;
   }
-
-  // What the application of rotations does meanwhile.
-  struct NextStep {
-    BidiagonalQR& qr;
-    MTH_INLINE void operator()() const { static_cast<void>(qr.Step()); }
-  };
 
   // @return  false when there is none.
   MTH_NOINLINE bool BeginSweep() {

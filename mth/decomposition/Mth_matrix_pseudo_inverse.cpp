@@ -4,6 +4,7 @@
 
 #include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_message_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_pseudo_inverse_internal.h"
 #include "mth/decomposition/Mth_svd_internal.h"
 #include "mth/matrix/Mth_matrix.h"
@@ -20,6 +21,7 @@ using mth_internal::NewResult;
 using mth_internal::OnStorage;
 using mth_internal::SVDFactors;
 using mth_internal::SVDResult;
+using mth_internal::WorkArray;
 
 namespace {
 
@@ -30,21 +32,20 @@ constexpr double kRelativeTolerance = 1e-15;
 MTH_MATRIX* TimesDiagonal(const MTH_MATRIX& matrix, const MTH_MATRIX& diagonal) {
   const std::int64_t rows = matrix.GetNbRows();
   const std::int64_t columns = matrix.GetNbCols();
+  const WorkArray<double> factors(columns);
+  if (!factors) return NewFailure(1);
   for (int j = 0; j < columns; ++j) {
-    if (!std::isfinite(diagonal.Get(j, j))) return matrix * diagonal;
+    factors[j] = diagonal.Get(j, j);
+    if (!std::isfinite(factors[j])) return matrix * diagonal;
   }
   MTH_MATRIX* result = NewResult(rows, columns, matrix.GetType());
   if (!IsUsable(result)) return result;
   OnStorage(matrix, [&](auto* elements) {
     using T = std::remove_pointer_t<decltype(elements)>;
-    const T* factors = Elements<T>(diagonal);
     T* target = Elements<T>(*result);
-    for (std::int64_t i = 0; i < rows; ++i) {
-      for (std::int64_t j = 0; j < columns; ++j, ++elements, ++target) {
-        const double product =
-            static_cast<double>(*elements) * static_cast<double>(factors[j * (columns + 1)]);
-        *target = static_cast<T>(product + 0.0);
-      }
+    for (std::int64_t i = 0; i < rows; ++i, elements += columns, target += columns) {
+      for (std::int64_t j = 0; j < columns; ++j)
+        target[j] = static_cast<T>(static_cast<double>(elements[j]) * factors[j] + 0.0);
     }
   });
   return result;

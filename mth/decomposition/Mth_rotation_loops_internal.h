@@ -233,8 +233,9 @@ class RotatedVectors {
   int recorded_ = 0;
 };
 
-// For numbers whose squares vanish or lose digits.
-inline Rotation MakeTinyRotation(double& x, double y) {
+// For numbers whose squares vanish or lose digits. They are rare: inlined, this would decide in what
+// registers the others lie.
+MTH_NOINLINE inline Rotation MakeTinyRotation(double& x, double y) {
   constexpr double kUp = 0x1p560;
   const double r = std::sqrt((x * kUp) * (x * kUp) + (y * kUp) * (y * kUp));
   if (r == 0.0) return {1.0, 0.0};
@@ -250,7 +251,9 @@ MTH_INLINE Rotation MakeRotation(double& x, double y) {
   if (squares < kSmallestSquares) return MakeTinyRotation(x, y);
   const double r = std::sqrt(squares);
   const double inverse = 1.0 / r;
-  const Rotation rotation{x * inverse, y * inverse};
+  // One by one: paired in a vector they would have to be taken apart for what waits for them, and the next x
+  // and y, stored one by one, to be loaded as a pair, which waits until the stores are done.
+  const Rotation rotation{Opaque(x * inverse), Opaque(y * inverse)};
   x = r;
   return rotation;
 }

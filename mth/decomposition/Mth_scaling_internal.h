@@ -6,13 +6,21 @@
 
 namespace mth_internal {
 
-/// The largest magnitude of `count` elements, 0 for none.
+/// The largest magnitude of `count` elements, 0 for none; those that are NaN do not count. Several maxima are
+/// found side by side: none waits for the one before it.
 template <class T>
 double LargestMagnitude(const T* elements, std::int64_t count) {
-  double largest = 0.0;
-  for (std::int64_t i = 0; i < count; ++i)
-    largest = std::max(largest, std::abs(static_cast<double>(elements[i])));
-  return largest;
+  constexpr std::int64_t kMaxima = 8;
+  double largest[kMaxima] = {};
+  const auto take = [&](double& maximum, T element) {
+    maximum = std::max(maximum, std::abs(static_cast<double>(element)));
+  };
+  std::int64_t i = 0;
+  for (; i + kMaxima <= count; i += kMaxima) {
+    for (std::int64_t k = 0; k < kMaxima; ++k) take(largest[k], elements[i + k]);
+  }
+  for (; i < count; ++i) take(largest[0], elements[i]);
+  return *std::max_element(largest, largest + kMaxima);
 }
 
 /// The power of two, within 2^-1000 and 2^1000, that brings this magnitude to about 1; 1 for 0.

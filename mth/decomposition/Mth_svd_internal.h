@@ -48,10 +48,12 @@ struct SVDSlices {
     const std::int64_t rotations =
         2 * 2 * kRecordedSweeps * (columns + 2);  // two records of two doubles each
     a = Take(area);
-    ut = Take(area);
-    vt = Take(area);
     leftVectors = Take(area);
     rightVectors = Take(area);
+    // The left vectors are accumulated when the matrix is bidiagonal and read no more, the right ones when
+    // the left reflections are.
+    ut = a;
+    vt = leftVectors;
     leftFactors = Take(padded);
     rightFactors = Take(padded);
     d = Take(padded);

@@ -4,11 +4,14 @@
 
 #include "mth/decomposition/Mth_bidiagonal_loops_internal.h"
 #include "mth/decomposition/Mth_bidiagonal_qr_loops_internal.h"
+#include "mth/matrix/Mth_transpose_area_loops_internal.h"
 
-// Sends a panel through reflections count - 1 down to 0; reflection k is 0 above row k + offset.
-template <int kCount>
+// Sends a panel through reflections count - 1 down to 0; reflection k is 0 above row k + offset. Calls
+// meanwhile() between them: what it waits for then costs nothing.
+template <int kCount, class Meanwhile>
 void ReflectPanelBackwards(double* panel, const Reflections& reflections, std::int64_t rows,
-                           std::int64_t stride, std::int64_t count, std::int64_t offset) {
+                           std::int64_t stride, std::int64_t count, std::int64_t offset,
+                           Meanwhile meanwhile) {
   constexpr std::int64_t kWidth = kCount * kLanes;
   Lanes steps[kCount] = {};
   const double* former = nullptr;
@@ -18,6 +21,7 @@ void ReflectPanelBackwards(double* panel, const Reflections& reflections, std::i
     if (vector == nullptr) return;
     Lanes sums[kCount] = {};
     const std::int64_t first = std::max<std::int64_t>(k + offset, 0);
+    meanwhile();
     for (std::int64_t i = first; i < rows; ++i) {
       const Lanes weight = Spread<Lanes>(former != nullptr ? former[i] : 0.0);
       const Lanes nextWeight = Spread<Lanes>(vector[i]);
@@ -38,8 +42,9 @@ void ReflectPanelBackwards(double* panel, const Reflections& reflections, std::i
 
 // The product of the reflections, transposed: row j of `result` is its column j.
 // @return  false when the host gives up.
-inline bool AccumulateTransposed(const Reflections& reflections, std::int64_t size, std::int64_t offset,
-                                 double* memory, const PanelledRows& result) {
+template <class Meanwhile>
+bool AccumulateTransposed(const Reflections& reflections, std::int64_t size, std::int64_t offset,
+                          double* memory, const PanelledRows& result, Meanwhile meanwhile) {
   if (result.width > size) std::fill_n(result.elements, size * result.width, 0.0);
   const auto accumulate = [&](std::int64_t first, double* panel, auto width) {
     const std::int64_t columns = width * kLanes;
@@ -48,11 +53,10 @@ inline bool AccumulateTransposed(const Reflections& reflections, std::int64_t si
     for (std::int64_t j = 0; j < used; ++j) panel[(first + j) * columns + j] = 1.0;
     // Later reflections do not reach these columns of the identity.
     const std::int64_t reached = std::clamp<std::int64_t>(first + used - offset, 0, size);
-    ReflectPanelBackwards<width>(panel, reflections, size, result.width, reached, offset);
-    for (std::int64_t j = 0; j < used; ++j) {
-      result.ForEachPart(first + j, size, [&](std::int64_t i, double* part, std::int64_t count) {
-        for (std::int64_t k = 0; k < count; ++k) part[k] = panel[(i + k) * columns + j];
-      });
+    ReflectPanelBackwards<width>(panel, reflections, size, result.width, reached, offset, meanwhile);
+    for (std::int64_t i = 0; i < size; i += kRotatedColumns) {
+      TransposeArea(panel + i * columns, columns, std::min(kRotatedColumns, size - i), used,
+                    result.At(first, i), PanelledRows::Count(result.width, i));
     }
   };
   return ForEachPanel(Panels{memory, size, false}, size, LongRun(size, size, size), accumulate);
@@ -93,7 +97,7 @@ bool WriteReflectedVectors(const Reflections& qr, const PanelledRows& ut, const 
         for (std::int64_t k = 0; k < count; ++k) panel[(i + k) * columns + j] = part[k];
       });
     }
-    ReflectPanelBackwards<width>(panel, qr, rows, rows, size, 0);
+    ReflectPanelBackwards<width>(panel, qr, rows, rows, size, 0, [] {});
     for (std::int64_t i = 0; i < rows; ++i) {
       for (std::int64_t j = 0; j < used; ++j)
         u[i * uStride + first + j] = static_cast<T>(panel[i * columns + j]);
@@ -108,7 +112,7 @@ bool WriteReflectedVectors(const Reflections& qr, const PanelledRows& ut, const 
 template <class T>
 bool PrepareSquare(const T* input, std::int64_t rows, std::int64_t size, double scale, const Reflections& qr,
                    double* panels, double* a, std::int64_t stride) {
-  std::fill_n(a, size * stride, 0.0);
+  if (rows != size || stride != size) std::fill_n(a, size * stride, 0.0);
   if (rows <= size) {
     for (std::int64_t i = 0; i < rows; ++i) {
       for (std::int64_t j = 0; j < size; ++j)
@@ -163,12 +167,16 @@ SVDResult DecomposeBySVD(const T* input, std::int64_t rows, std::int64_t size, c
   const Reflections qr{scratch + slices.qrVectors, scratch + slices.qrFactors, rows};
 
   if (!PrepareSquare(input, rows, size, scale, qr, panels, a, stride) ||
-      !Bidiagonalise(a, size, stride, left, right, d, e, scratch + slices.work) ||
-      !AccumulateTransposed(left, size, 0, panels, ut) || !AccumulateTransposed(right, size, 1, panels, vt))
+      !Bidiagonalise(a, size, stride, left, right, d, e, scratch + slices.work))
     return SVDResult::Cancelled;
   RotatedVectors leftVectors(ut, reinterpret_cast<Rotation*>(scratch + slices.leftRotations));
   RotatedVectors rightVectors(vt, reinterpret_cast<Rotation*>(scratch + slices.rightRotations));
-  const SVDResult result = BidiagonalQR(d, e, size, leftVectors, rightVectors).Run();
+  BidiagonalQR sweeps(d, e, size, leftVectors, rightVectors);
+  const BidiagonalQR::NextStep step{sweeps};
+  if (!AccumulateTransposed(left, size, 0, panels, ut, step) ||
+      !AccumulateTransposed(right, size, 1, panels, vt, step))
+    return SVDResult::Cancelled;
+  const SVDResult result = sweeps.Run();
   if (result != SVDResult::Done) return result;
 
   OrderByMagnitude(d, size, order);
