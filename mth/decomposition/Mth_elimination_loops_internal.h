@@ -55,23 +55,27 @@ inline double LargestOf(Lanes values, double largest) {
   return largest;
 }
 
-// 1 / the largest magnitude of each row, of which a NaN is none.
+// Copies a square matrix and finds 1 / the largest magnitude of each row, of which a NaN is none.
 // @return  false when the largest of a row is 0.
-inline bool FindLongRowScales(const double* elements, std::int64_t size, double* scales) {
+template <class T>
+bool CopyLongRows(const T* elements, std::int64_t size, double* copy, double* scales) {
   constexpr std::int64_t kVectors = 4;  // each maximum waits for the one before
-  for (std::int64_t i = 0; i < size; ++i, elements += size) {
+  for (std::int64_t i = 0; i < size; ++i, elements += size, copy += size) {
     Lanes bests[kVectors] = {};
     std::int64_t j = 0;
     for (; j + kVectors * kLanes <= size; j += kVectors * kLanes) {
 #pragma GCC unroll 4
       for (std::int64_t v = 0; v < kVectors; ++v) {
-        const Lanes candidate = Magnitudes(Load<Lanes>(elements + j + v * kLanes));
+        const Lanes values = Load<Lanes>(elements + j + v * kLanes);
+        const Lanes candidate = Magnitudes(values);
         bests[v] = candidate > bests[v] ? candidate : bests[v];
+        Store(copy + j + v * kLanes, values);
       }
     }
     double best = 0.0;
     for (; j < size; ++j) {
-      const double candidate = Magnitudes(elements[j]);
+      copy[j] = static_cast<double>(elements[j]);
+      const double candidate = Magnitudes(copy[j]);
       best = candidate > best ? candidate : best;
     }
     for (const Lanes& some : bests) best = LargestOf(some, best);
@@ -81,7 +85,7 @@ inline bool FindLongRowScales(const double* elements, std::int64_t size, double*
   return true;
 }
 
-// The same of rows that are not worth vectors.
+// The scales alone, of rows that are not worth vectors.
 inline bool FindRowScales(const double* elements, std::int64_t size, double* scales) {
   for (std::int64_t i = 0; i < size; ++i, elements += size) {
     double largest = 0.0;

@@ -42,9 +42,8 @@ int FactorMatrix(const T* elements, std::int64_t size, double* work, int* order)
   const WorkArray<double> scratch(ScratchToAskFor(size));
   if (!scratch) return 1;
   double* const scales = scratch.Get() + EliminationScratch(size, kBlockDepth);
-  std::copy_n(elements, size * size, work);
-  const auto findScales = MTH_SELECT(FindLongRowScales);
-  if (!findScales(work, size, scales)) return 16;
+  const auto copy = MTH_SELECT(CopyLongRows<T>);
+  if (!copy(elements, size, work, scales)) return 16;
   const auto factor = MTH_SELECT(FactorInPlace<T>);
   return factor(work, size, scales, order, scratch.Get()) ? 0 : 5;
 }
