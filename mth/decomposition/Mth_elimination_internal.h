@@ -25,8 +25,6 @@ constexpr std::int64_t kSolvedDepth = 64;
 constexpr std::int64_t kSliceColumns = 1056;
 // Panels of this many columns are factored column by column.
 constexpr std::int64_t kPanelColumns = 16;
-// Columns of a panel that lose the products of the ones before together.
-constexpr std::int64_t kGroupColumns = 4;
 
 /// Doubles of scratch memory that the elimination of n rows in blocks of so many columns needs.
 constexpr std::int64_t EliminationScratch(std::int64_t n, std::int64_t depth) {

@@ -6,22 +6,59 @@
 #include "mth/decomposition/Mth_subtract_product_loops_internal.h"
 #include "mth/matrix/Mth_transpose_area_loops_internal.h"
 
+// Runs body(position, V{}, number of vectors V as a compile-time constant) over [first, last): by so many
+// vectors, then by one, then by one double.
+template <int kVectors, class Body>
+MTH_INLINE void ForEachVectors(std::int64_t first, std::int64_t last, Body body) {
+  std::int64_t i = first;
+  const auto cover = [&](auto lanes, auto vectors) {
+    constexpr std::int64_t kWidth = vectors() * sizeof(lanes) / sizeof(double);
+    for (; i + kWidth <= last; i += kWidth) body(i, lanes, vectors);
+  };
+  cover(Lanes{}, std::integral_constant<int, kVectors>{});
+  cover(Lanes{}, std::integral_constant<int, 1>{});
+  cover(double{}, std::integral_constant<int, 1>{});
+}
+
+// Rows that stay in registers together while products join them, and the vectors of each.
+constexpr int kGroup = 4;
+constexpr int kGroupVectors = kTileRows * kTileVectors / kGroup;
+
+// Rows [first, first + kRows) of a triangular system whose earlier rows are solved.
+template <class T, class V, bool kHasUnitDiagonal, int kRows, int kVectors, class Element>
+MTH_INLINE void SolveRows(Block<const Element> l, double* x, std::int64_t stride, std::int64_t first) {
+  const Element* rows = l.elements + first * l.rowStride;
+  Tile<V, kRows, kVectors> tile;
+  tile.LoadFrom(x + first * stride, stride);
+  tile.template Accumulate<SubtractStep>(LeftFactor<Element>{rows, l.rowStride, l.columnStride}, x, stride,
+                                         first);
+#pragma GCC unroll 4
+  for (int i = 0; i < kRows; ++i) {
+    const Element* row = rows + i * l.rowStride + first * l.columnStride;
+#pragma GCC unroll 12
+    for (int v = 0; v < kVectors; ++v) {
+      V sum = tile.sums[i][v];
+#pragma GCC unroll 4
+      for (int k = 0; k < i; ++k)
+        sum -= Spread<V>(static_cast<double>(row[k * l.columnStride])) * tile.sums[k][v];
+      if constexpr (!kHasUnitDiagonal) sum /= Spread<V>(static_cast<double>(row[i * l.columnStride]));
+      tile.sums[i][v] = RoundedTo<T>(sum);
+    }
+  }
+  tile.StoreTo(x + first * stride, stride);
+}
+
 // Row i of the block becomes row i minus the rows solved before it times l(i, k), divided by the diagonal
 // where there is one: a triangular system in the order of `l`'s rows.
 template <class T, class Element, bool kHasUnitDiagonal>
 void SolveTriangle(Block<const Element> l, double* x, std::int64_t stride, std::int64_t count,
                    std::int64_t columns) {
-  ForEachLanes(0, columns, [&](std::int64_t j, auto lanes) {
+  ForEachVectors<kGroupVectors>(0, columns, [&](std::int64_t j, auto lanes, auto vectors) {
     using V = decltype(lanes);
-    for (std::int64_t i = 0; i < count; ++i) {
-      const Element* row = l.elements + i * l.rowStride;
-      V sum = Load<V>(x + i * stride + j);
-      for (std::int64_t k = 0; k < i; ++k) {
-        sum -= Spread<V>(static_cast<double>(row[k * l.columnStride])) * Load<V>(x + k * stride + j);
-      }
-      if constexpr (!kHasUnitDiagonal) sum /= Spread<V>(static_cast<double>(row[i * l.columnStride]));
-      Store(x + i * stride + j, RoundedTo<T>(sum));
-    }
+    std::int64_t i = 0;
+    for (; i + kGroup <= count; i += kGroup)
+      SolveRows<T, V, kHasUnitDiagonal, kGroup, vectors()>(l, x + j, stride, i);
+    for (; i < count; ++i) SolveRows<T, V, kHasUnitDiagonal, 1, vectors()>(l, x + j, stride, i);
   });
 }
 
@@ -83,8 +120,6 @@ inline bool FindRowScales(const double* elements, std::int64_t size, double* sca
 
 // ---- a panel, which is stored by columns ----
 
-constexpr int kPanelVectors = kTileRows * kTileVectors / kGroupColumns;
-
 // Elements [first, column) of a column, a part of U, lose the products of the panel's columns since `first`:
 // each waits for the ones before.
 template <class T>
@@ -102,20 +137,12 @@ template <class T, int kColumns>
 void UpdatePanelColumns(double* panel, std::int64_t stride, std::int64_t first, std::int64_t rows) {
   double* columns = panel + first * stride;
   for (int c = 0; c < kColumns; ++c) FinishUpperPart<T>(panel, stride, 0, first, columns + c * stride);
-  std::int64_t i = first;
-  const auto update = [&](auto lanes, auto vectors) {
-    using V = decltype(lanes);
-    constexpr std::int64_t kHeight = vectors() * sizeof(V) / sizeof(double);
-    for (; i + kHeight <= rows; i += kHeight) {
-      Tile<V, kColumns, vectors()> tile;
-      tile.LoadFrom(columns + i, stride);
-      tile.template Accumulate<SubtractStep>(LeftFactor<double>{columns, stride, 1}, panel + i, stride, first);
-      tile.StoreTo(columns + i, stride);
-    }
-  };
-  update(Lanes{}, std::integral_constant<int, kPanelVectors>{});
-  update(Lanes{}, std::integral_constant<int, 1>{});
-  update(double{}, std::integral_constant<int, 1>{});
+  ForEachVectors<kGroupVectors>(first, rows, [&](std::int64_t i, auto lanes, auto vectors) {
+    Tile<decltype(lanes), kColumns, vectors()> tile;
+    tile.LoadFrom(columns + i, stride);
+    tile.template Accumulate<SubtractStep>(LeftFactor<double>{columns, stride, 1}, panel + i, stride, first);
+    tile.StoreTo(columns + i, stride);
+  });
 }
 
 // The part of a column from the diagonal down, final once it has lost the products of so many columns before.
@@ -182,8 +209,8 @@ class PanelFactorization {
     double* corner = elements_ + first * (size_ + 1);
     TransposeArea(corner, size_, rows_, width, panel_, rows_);
     std::int64_t j = 0;
-    for (; j + kGroupColumns <= width; j += kGroupColumns) {
-      UpdatePanelColumns<T, kGroupColumns>(panel_, rows_, j, rows_);
+    for (; j + kGroup <= width; j += kGroup) {
+      UpdatePanelColumns<T, kGroup>(panel_, rows_, j, rows_);
       FinishColumn<0>(j);
       FinishColumn<1>(j + 1);
       FinishColumn<2>(j + 2);

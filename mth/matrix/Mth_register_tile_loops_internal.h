@@ -93,8 +93,8 @@ struct Tile {
   }
   // Lets `depth` products join each sum; the right factor is row-major. Steps of k follow each other without
   // counting between them, which takes turns of the arithmetic units.
-  template <class Step, class T>
-  MTH_INLINE void Accumulate(LeftFactor<T> left, const T* right, std::int64_t rightStride,
+  template <class Step, class T, class U>
+  MTH_INLINE void Accumulate(LeftFactor<T> left, const U* right, std::int64_t rightStride,
                              std::int64_t depth) {
 #pragma GCC unroll 4
     for (std::int64_t k = 0; k < depth; ++k, right += rightStride) {
