@@ -61,15 +61,38 @@ void PackLeft(const Block<const T>& a, std::int64_t rows, std::int64_t depth, do
   }
 }
 
-// `width` columns of B and, up to the width of a tile, columns of 0.
-inline void PackRight(const double* b, std::int64_t stride, std::int64_t depth, std::int64_t width,
+// Columns of B, those of one tile after those of another and the last filled up with 0.
+inline void PackRight(const double* b, std::int64_t stride, std::int64_t depth, std::int64_t columns,
                       double* packed) {
-  for (std::int64_t k = 0; k < depth; ++k, b += stride, packed += kTileColumns) {
-    if (width == kTileColumns) {
-      for (int v = 0; v < kTileVectors; ++v) Store(packed + v * kLanes, Load<Lanes>(b + v * kLanes));
+  for (std::int64_t j = 0; j < columns; j += kTileColumns) {
+    const std::int64_t width = std::min(kTileColumns, columns - j);
+    const double* row = b + j;
+    for (std::int64_t k = 0; k < depth; ++k, row += stride, packed += kTileColumns) {
+      if (width == kTileColumns) {
+        for (int v = 0; v < kTileVectors; ++v) Store(packed + v * kLanes, Load<Lanes>(row + v * kLanes));
+      } else {
+        std::copy_n(row, width, packed);
+        std::fill_n(packed + width, kTileColumns - width, 0.0);
+      }
+    }
+  }
+}
+
+// Columns of C that the rows of A, which come from the second cache, pass at once. The columns of B that
+// belong to them stay in the first one.
+constexpr std::int64_t kColumnsTogether = std::max<std::int64_t>(kTileColumns, 16);
+
+// The rows of one tile of C lose their products with the packed columns [0, columns).
+inline void SubtractTileRow(double* c, std::int64_t stride, const double* left, const double* right,
+                            std::int64_t depth, std::int64_t rows, std::int64_t columns,
+                            std::int64_t nextRows) {
+  for (std::int64_t j = 0; j < columns; j += kTileColumns) {
+    const std::int64_t width = std::min(kTileColumns, columns - j);
+    PrefetchTile(c + kTileRows * stride + j, stride, nextRows);
+    if (rows == kTileRows && width == kTileColumns) {
+      SubtractTile<kTileVectors>(c + j, stride, left, right + j * depth, depth);
     } else {
-      std::copy_n(b, width, packed);
-      std::fill_n(packed + width, kTileColumns - width, 0.0);
+      SubtractEdgeTile(c + j, stride, left, right + j * depth, depth, rows, width);
     }
   }
 }
@@ -81,22 +104,15 @@ void SubtractProduct(double* c, std::int64_t cStride, Block<const T> a, const do
                      std::int64_t rows, std::int64_t depth, std::int64_t columns, double* scratch) {
   if (rows <= 0 || columns <= 0) return;
   double* right = scratch;
-  double* left = scratch + depth * kTileColumns;
+  double* left = scratch + depth * kColumnsTogether;
   PackLeft(a, rows, depth, left);
-  for (std::int64_t j = 0; j < columns; j += kTileColumns) {
-    const std::int64_t width = std::min(kTileColumns, columns - j);
+  for (std::int64_t j = 0; j < columns; j += kColumnsTogether) {
+    const std::int64_t width = std::min(kColumnsTogether, columns - j);
     PackRight(b + j, bStride, depth, width, right);
     for (std::int64_t i = 0; i < rows; i += kTileRows) {
       const std::int64_t height = std::min<std::int64_t>(kTileRows, rows - i);
-      double* tile = c + i * cStride + j;
-      const double* leftTile = left + i * depth;
-      if (i + height < rows)
-        PrefetchTile(tile + height * cStride, cStride, std::min<std::int64_t>(kTileRows, rows - i - height));
-      if (height == kTileRows && width == kTileColumns) {
-        SubtractTile<kTileVectors>(tile, cStride, leftTile, right, depth);
-      } else {
-        SubtractEdgeTile(tile, cStride, leftTile, right, depth, height, width);
-      }
+      const std::int64_t nextRows = std::min<std::int64_t>(kTileRows, rows - i - height);
+      SubtractTileRow(c + i * cStride + j, cStride, left + i * depth, right, depth, height, width, nextRows);
     }
   }
 }
