@@ -6,36 +6,36 @@
 
 #include "mth/matrix/Mth_register_tile_loops_internal.h"
 
-// C -= A B for one tile of so many vectors; A packed as kTileRows x depth, B as depth x kTileColumns.
-template <int kVectors>
+// C -= A B for one tile of so many rows and vectors; A packed as rows x depth, B as depth x kTileColumns.
+template <int kRows, int kVectors>
 MTH_INLINE void SubtractTile(double* c, std::int64_t stride, const double* a, const double* b,
                              std::int64_t depth) {
-  Tile<Lanes, kTileRows, kVectors> tile;
+  Tile<Lanes, kRows, kVectors> tile;
   tile.LoadFrom(c, stride);
   tile.template Accumulate<SubtractStep>(LeftFactor<double>{a, depth, 1}, b, kTileColumns, depth);
   tile.StoreTo(c, stride);
 }
 
 // The same with as many vectors as are asked for.
-template <int kVectors = kTileVectors>
+template <int kRows, int kVectors = kTileVectors>
 MTH_INLINE void SubtractNarrowTile(double* c, std::int64_t stride, const double* a, const double* b,
                                    std::int64_t depth, std::int64_t vectors) {
   if constexpr (kVectors > 1) {
-    if (vectors < kVectors) return SubtractNarrowTile<kVectors - 1>(c, stride, a, b, depth, vectors);
+    if (vectors < kVectors) return SubtractNarrowTile<kRows, kVectors - 1>(c, stride, a, b, depth, vectors);
   }
-  SubtractTile<kVectors>(c, stride, a, b, depth);
+  SubtractTile<kRows, kVectors>(c, stride, a, b, depth);
 }
 
-// The same where the tile reaches beyond the last row or column of C.
-inline void SubtractEdgeTile(double* c, std::int64_t stride, const double* a, const double* b,
-                             std::int64_t depth, std::int64_t rows, std::int64_t columns) {
+// The same where the tile reaches beyond the last column of C.
+template <int kRows>
+void SubtractEdgeTile(double* c, std::int64_t stride, const double* a, const double* b, std::int64_t depth,
+                      std::int64_t columns) {
   const std::int64_t vectors = (columns + kLanes - 1) / kLanes;
-  if (rows == kTileRows && columns == vectors * kLanes)
-    return SubtractNarrowTile(c, stride, a, b, depth, vectors);
-  double tile[kTileRows * kTileColumns] = {};
-  for (std::int64_t i = 0; i < rows; ++i) std::copy_n(c + i * stride, columns, tile + i * kTileColumns);
-  SubtractNarrowTile(tile, kTileColumns, a, b, depth, vectors);
-  for (std::int64_t i = 0; i < rows; ++i) std::copy_n(tile + i * kTileColumns, columns, c + i * stride);
+  if (columns == vectors * kLanes) return SubtractNarrowTile<kRows>(c, stride, a, b, depth, vectors);
+  double tile[kRows * kTileColumns] = {};
+  for (std::int64_t i = 0; i < kRows; ++i) std::copy_n(c + i * stride, columns, tile + i * kTileColumns);
+  SubtractNarrowTile<kRows>(tile, kTileColumns, a, b, depth, vectors);
+  for (std::int64_t i = 0; i < kRows; ++i) std::copy_n(tile + i * kTileColumns, columns, c + i * stride);
 }
 
 // Asks for a tile that comes next: its rows are too far apart for the processor to guess.
@@ -46,12 +46,11 @@ inline void PrefetchTile(const double* c, std::int64_t stride, std::int64_t rows
   }
 }
 
-// Rows of A in whole tiles: those beyond the last repeat it, and what they give is thrown away.
+// Rows of A, one after the other.
 template <class T>
 void PackLeft(const Block<const T>& a, std::int64_t rows, std::int64_t depth, double* packed) {
-  const std::int64_t count = (rows + kTileRows - 1) / kTileRows * kTileRows;
-  for (std::int64_t i = 0; i < count; ++i, packed += depth) {
-    const T* row = a.elements + std::min(i, rows - 1) * a.rowStride;
+  for (std::int64_t i = 0; i < rows; ++i, packed += depth) {
+    const T* row = a.elements + i * a.rowStride;
     if (a.columnStride == 1) {
       ForEachLanes(0, depth,
                    [&](std::int64_t k, auto lanes) { Store(packed + k, Load<decltype(lanes)>(row + k)); });
@@ -82,17 +81,16 @@ inline void PackRight(const double* b, std::int64_t stride, std::int64_t depth, 
 // belong to them stay in the first one.
 constexpr std::int64_t kColumnsTogether = std::max<std::int64_t>(kTileColumns, 16);
 
-// The rows of one tile of C lose their products with the packed columns [0, columns).
-inline void SubtractTileRow(double* c, std::int64_t stride, const double* left, const double* right,
-                            std::int64_t depth, std::int64_t rows, std::int64_t columns,
-                            std::int64_t nextRows) {
+// So many rows of C lose their products with the packed columns [0, columns).
+template <int kRows>
+void SubtractRows(double* c, std::int64_t stride, const double* left, const double* right, std::int64_t depth,
+                  std::int64_t columns, std::int64_t nextRows) {
   for (std::int64_t j = 0; j < columns; j += kTileColumns) {
-    const std::int64_t width = std::min(kTileColumns, columns - j);
-    PrefetchTile(c + kTileRows * stride + j, stride, nextRows);
-    if (rows == kTileRows && width == kTileColumns) {
-      SubtractTile<kTileVectors>(c + j, stride, left, right + j * depth, depth);
+    PrefetchTile(c + kRows * stride + j, stride, nextRows);
+    if (columns - j >= kTileColumns) {
+      SubtractTile<kRows, kTileVectors>(c + j, stride, left, right + j * depth, depth);
     } else {
-      SubtractEdgeTile(c + j, stride, left, right + j * depth, depth, rows, width);
+      SubtractEdgeTile<kRows>(c + j, stride, left, right + j * depth, depth, columns - j);
     }
   }
 }
@@ -102,17 +100,15 @@ inline void SubtractTileRow(double* c, std::int64_t stride, const double* left, 
 template <class T>
 void SubtractProduct(double* c, std::int64_t cStride, Block<const T> a, const double* b, std::int64_t bStride,
                      std::int64_t rows, std::int64_t depth, std::int64_t columns, double* scratch) {
-  if (rows <= 0 || columns <= 0) return;
   double* right = scratch;
   double* left = scratch + depth * kColumnsTogether;
   PackLeft(a, rows, depth, left);
   for (std::int64_t j = 0; j < columns; j += kColumnsTogether) {
     const std::int64_t width = std::min(kColumnsTogether, columns - j);
     PackRight(b + j, bStride, depth, width, right);
-    for (std::int64_t i = 0; i < rows; i += kTileRows) {
-      const std::int64_t height = std::min<std::int64_t>(kTileRows, rows - i);
-      const std::int64_t nextRows = std::min<std::int64_t>(kTileRows, rows - i - height);
-      SubtractTileRow(c + i * cStride + j, cStride, left + i * depth, right, depth, height, width, nextRows);
-    }
+    ForEachTileRow<kTileRows>(0, rows, [&](std::int64_t i, auto tileRows) {
+      const std::int64_t nextRows = std::min<std::int64_t>(kTileRows, rows - i - tileRows());
+      SubtractRows<tileRows()>(c + i * cStride + j, cStride, left + i * depth, right, depth, width, nextRows);
+    });
   }
 }

@@ -11,16 +11,6 @@ constexpr int RowsOfTile(int vectors) {
   return std::min(12, kTileRows * kTileVectors / vectors);
 }
 
-// Runs body(row, rows of the tile as a compile-time constant) over [first, last): whole tiles, then ever
-// smaller ones. 16 rows are two tiles of 8: the sums of 12 and 4 rows would wait for each other.
-template <int kRows, class Body>
-MTH_INLINE void ForEachTileRow(std::int64_t first, std::int64_t last, Body body) {
-  const auto isWhole = [&] { return first + kRows <= last && !(kRows == 12 && last - first == 16); };
-  for (; isWhole(); first += kRows) body(first, std::integral_constant<int, kRows>{});
-  constexpr int kFewer = kRows > 8 ? 8 : kRows > 4 ? 4 : kRows / 2;
-  if constexpr (kFewer > 0) ForEachTileRow<kFewer>(first, last, body);
-}
-
 // Runs body(column, V{}, vectors of the tile as a compile-time constant) until all columns are covered; there
 // is at least a vector of them.
 template <class Body>
