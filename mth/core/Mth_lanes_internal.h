@@ -192,6 +192,22 @@ MTH_INLINE V Opaque(V values) {
   return values;
 }
 
+// The last lane first.
+MTH_INLINE double Reversed(double value) {
+  return value;
+}
+#if MTH_HAS_VECTORS
+MTH_INLINE Lanes Reversed(Lanes values) {
+#if MTH_VECTOR_BYTES == 64
+  return __builtin_shufflevector(values, values, 7, 6, 5, 4, 3, 2, 1, 0);
+#elif MTH_VECTOR_BYTES == 32
+  return __builtin_shufflevector(values, values, 3, 2, 1, 0);
+#else
+  return __builtin_shufflevector(values, values, 1, 0);
+#endif
+}
+#endif
+
 // The lanes' square roots, as the divider rounds them.
 template <class V>
 MTH_INLINE V SquareRoots(V values) {

@@ -8,7 +8,7 @@
 
 namespace mth_internal {
 
-/// Elements with a stride in both directions; either may be negative.
+/// Elements with a stride in both directions; that of the columns is 1 or -1, either may be negative.
 template <class T>
 struct Block {
   T* elements;

@@ -46,17 +46,16 @@ inline void PrefetchTile(const double* c, std::int64_t stride, std::int64_t rows
   }
 }
 
-// Rows of A, one after the other.
+// Rows of A, whose columns may run backwards, one after the other.
 template <class T>
 void PackLeft(const Block<const T>& a, std::int64_t rows, std::int64_t depth, double* packed) {
   for (std::int64_t i = 0; i < rows; ++i, packed += depth) {
     const T* row = a.elements + i * a.rowStride;
-    if (a.columnStride == 1) {
-      ForEachLanes(0, depth,
-                   [&](std::int64_t k, auto lanes) { Store(packed + k, Load<decltype(lanes)>(row + k)); });
-    } else {
-      for (std::int64_t k = 0; k < depth; ++k) packed[k] = static_cast<double>(row[k * a.columnStride]);
-    }
+    ForEachLanes(0, depth, [&](std::int64_t k, auto lanes) {
+      using V = decltype(lanes);
+      constexpr std::int64_t kLast = sizeof(V) / sizeof(double) - 1;
+      Store(packed + k, a.columnStride == 1 ? Load<V>(row + k) : Reversed(Load<V>(row - k - kLast)));
+    });
   }
 }
 
