@@ -342,38 +342,64 @@ bool FactorInPlace(double* a, std::int64_t size, double* scales, int* permutatio
 // Rows of X that are solved side by side when X has few columns: each waits for its own sum alone.
 constexpr std::int64_t kRowsTogether = 8;
 
+// Columns [k, k + kLanes) of as many rows, each in one vector; k counts in the direction of the columns.
+template <class Element>
+MTH_INLINE void LoadSquare(Block<const Element> l, std::int64_t k, Lanes (&columns)[kLanes]) {
+#pragma GCC unroll 8
+  for (std::int64_t r = 0; r < kLanes; ++r) {
+    const Element* row = l.elements + r * l.rowStride;
+    columns[r] = l.columnStride == 1 ? Load<Lanes>(row + k) : Reversed(Load<Lanes>(row - k - (kLanes - 1)));
+  }
+  TransposeSquare<kLanes / 2>(columns);
+}
+
+// So many rows lose their products with the first `known` unknowns, a vector of rows at a time.
+template <class Element>
+MTH_INLINE void SubtractKnown(Block<const Element> l, const double* x, std::int64_t stride,
+                              std::int64_t known, double (&sums)[kRowsTogether]) {
+  constexpr std::int64_t kVectors = kRowsTogether / kLanes;
+  Lanes totals[kVectors];
+  for (std::int64_t v = 0; v < kVectors; ++v) totals[v] = Load<Lanes>(sums + v * kLanes);
+  for (std::int64_t k = 0; k < known; k += kLanes) {  // whole vectors: the rows before come in eights
+#pragma GCC unroll 8
+    for (std::int64_t v = 0; v < kVectors; ++v) {
+      Lanes columns[kLanes];
+      LoadSquare(Block<const Element>{l.elements + v * kLanes * l.rowStride, l.rowStride, l.columnStride}, k,
+                 columns);
+#pragma GCC unroll 8
+      for (std::int64_t c = 0; c < kLanes; ++c) totals[v] -= columns[c] * Spread<Lanes>(x[(k + c) * stride]);
+    }
+  }
+  for (std::int64_t v = 0; v < kVectors; ++v) Store(sums + v * kLanes, totals[v]);
+}
+
+// The unknown of row i, whose sum lacks the products with the ones since `first`.
+template <class T, class Element, bool kHasUnitDiagonal>
+MTH_INLINE void FinishUnknown(const Element* row, std::int64_t columnStride, double sum, std::int64_t first,
+                              std::int64_t i, double* x, std::int64_t stride) {
+  for (std::int64_t k = first; k < i; ++k) sum -= static_cast<double>(row[k * columnStride]) * x[k * stride];
+  if constexpr (!kHasUnitDiagonal) sum /= static_cast<double>(row[i * columnStride]);
+  x[i * stride] = RoundedTo<T>(sum);
+}
+
 // Solves one triangle of L U in place, in the order of `l`'s rows, for one column of X; the rows of both may
 // run backwards.
 template <class T, class Element, bool kHasUnitDiagonal>
 void SolveColumn(Block<const Element> l, double* x, std::int64_t stride, std::int64_t count) {
   std::int64_t first = 0;
+  const auto finish = [&](std::int64_t i, double sum, std::int64_t known) {
+    FinishUnknown<T, Element, kHasUnitDiagonal>(l.elements + i * l.rowStride, l.columnStride, sum, known, i,
+                                                x, stride);
+  };
   for (; first + kRowsTogether <= count; first += kRowsTogether) {
-    const Element* rows = l.elements + first * l.rowStride;
     double sums[kRowsTogether];
     for (std::int64_t r = 0; r < kRowsTogether; ++r) sums[r] = x[(first + r) * stride];
-    for (std::int64_t k = 0; k < first; ++k) {
-      const double known = x[k * stride];
-#pragma GCC unroll 8
-      for (std::int64_t r = 0; r < kRowsTogether; ++r)
-        sums[r] -= static_cast<double>(rows[r * l.rowStride + k * l.columnStride]) * known;
-    }
-    for (std::int64_t r = 0; r < kRowsTogether; ++r) {
-      const Element* row = rows + r * l.rowStride;
-      double sum = sums[r];
-      for (std::int64_t k = first; k < first + r; ++k)
-        sum -= static_cast<double>(row[k * l.columnStride]) * x[k * stride];
-      if constexpr (!kHasUnitDiagonal) sum /= static_cast<double>(row[(first + r) * l.columnStride]);
-      x[(first + r) * stride] = RoundedTo<T>(sum);
-    }
+    if (first > 0)
+      SubtractKnown(Block<const Element>{l.elements + first * l.rowStride, l.rowStride, l.columnStride}, x,
+                    stride, first, sums);
+    for (std::int64_t r = 0; r < kRowsTogether; ++r) finish(first + r, sums[r], first);
   }
-  for (; first < count; ++first) {
-    const Element* row = l.elements + first * l.rowStride;
-    double sum = x[first * stride];
-    for (std::int64_t k = 0; k < first; ++k)
-      sum -= static_cast<double>(row[k * l.columnStride]) * x[k * stride];
-    if constexpr (!kHasUnitDiagonal) sum /= static_cast<double>(row[first * l.columnStride]);
-    x[first * stride] = RoundedTo<T>(sum);
-  }
+  for (; first < count; ++first) finish(first, x[first * stride], 0);
 }
 
 // Solves L U X = X in place, L and U in one row-major matrix, column by column of X.

@@ -55,13 +55,14 @@ template <class T, class Element>
 int SolveFactoredRows(const Element* lu, std::int64_t size, double* x, std::int64_t columns,
                       bool isIdentity) {
   constexpr std::int64_t kFewColumns = 3;
+  const bool isSmall = size <= kSmallSystem;
   if (columns <= kFewColumns) {
-    const auto solve = MTH_SELECT(SolveColumns<T, Element>);
+    const auto solve =
+        isSmall ? MTH_SELECT_NARROW(SolveColumns<T, Element>) : MTH_SELECT(SolveColumns<T, Element>);
     solve(lu, size, x, columns);
     return 0;
   }
   double small[EliminationScratch(kSmallSystem, kSolvedDepth)];
-  const bool isSmall = size <= kSmallSystem;
   const WorkArray<double> scratch(isSmall ? 0 : EliminationScratch(size, kSolvedDepth));
   if (!scratch) return 1;
   const auto solve =

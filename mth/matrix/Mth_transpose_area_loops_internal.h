@@ -75,6 +75,9 @@ void TransposeArea(const T* source, std::int64_t sourceStride, std::int64_t rows
 
 #else
 
+template <int, class V>
+MTH_INLINE void TransposeSquare(V (&)[1]) {}
+
 template <class T>
 void TransposeArea(const T* source, std::int64_t sourceStride, std::int64_t rows, std::int64_t columns,
                    T* target, std::int64_t targetStride) {
