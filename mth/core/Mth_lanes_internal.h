@@ -132,15 +132,6 @@ template <class V>
 MTH_INLINE void Store(float* target, V values) {
   SetAt(target, Narrowed<V>(values));
 }
-// The values as an element of type T holds them.
-template <class T, class V>
-MTH_INLINE V RoundedTo(V values) {
-  if constexpr (sizeof(T) == sizeof(double)) {
-    return values;
-  } else {
-    return Widened<V>(Narrowed<V>(values));
-  }
-}
 
 // Writes a whole vector, aligned, past the cache: the old contents of the target are then not fetched first.
 template <class V, class T>
@@ -190,6 +181,19 @@ MTH_INLINE V Opaque(V values) {
   asm("" : "+m"(values));
 #endif
   return values;
+}
+
+// The values as an element of type T holds them. A single one is opaque on the way: g++ 12 leaves the
+// rounding of unrolled steps out when it puts them together to vectors.
+template <class T, class V>
+MTH_INLINE V RoundedTo(V values) {
+  if constexpr (sizeof(T) == sizeof(double)) {
+    return values;
+  } else if constexpr (sizeof(V) == sizeof(double)) {
+    return static_cast<double>(Opaque(static_cast<float>(values)));
+  } else {
+    return Widened<V>(Narrowed<V>(values));
+  }
 }
 
 // The last lane first.

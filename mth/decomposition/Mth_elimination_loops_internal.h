@@ -487,10 +487,10 @@ bool FactorSmall(double* a, std::int64_t size, int* permutation) {
   double scales[kSmallSystem];
   if (!FindRowScales(a, size, scales)) return false;
   std::int64_t done = 0;
-  // Not for float: unrolled eight times, g++ 12 does not round each of its elements.
+  // Not for float, whose unrolled steps raise floating-point flags that the loop does not: hosts may trap
+  // them. The last of three is left to the loop for what its scale and its reciprocal raise, though nothing
+  // is done with them.
   if constexpr (std::is_same_v<T, double>) {
-    // The last of three is left to the loop: hosts may trap what its scale and its reciprocal raise, though
-    // nothing is done with them.
     if (size == 3) done = FactorUnrolled<T, 3>(a, scales, permutation, Steps<2>{});
     if (size == 4) done = FactorUnrolled<T, 4>(a, scales, permutation, Steps<4>{});
     if (size == 8) done = FactorUnrolled<T, 8>(a, scales, permutation, Steps<8>{});
