@@ -46,28 +46,27 @@ MTH_INLINE void TransposeBlock(const T* source, std::int64_t sourceStride, T* ta
   for (int i = 0; i < Vector::kCount; ++i) SetAt(target + i * targetStride, rows[i]);
 }
 
-// By squares of whole cache lines: rows that lie a power of two apart compete for the same few places of the
-// cache, where no line waits long for its second half. Blocks at the right and lower edges overlap the ones
-// before.
+// In tiles, so that the cache lines of the target are written whole. Those of a narrow source or target are
+// low: rows that lie a power of two apart compete for the same few places of the cache, where no line waits
+// long for its second half. Blocks at the right and lower edges overlap the ones before.
 template <class T>
 void TransposeArea(const T* source, std::int64_t sourceStride, std::int64_t rows, std::int64_t columns,
                    T* target, std::int64_t targetStride) {
   constexpr std::int64_t kTile = 64;
-  constexpr std::int64_t kSide = VectorOf<T>::kCount;
+  constexpr std::int64_t kNarrow = 16;
   constexpr std::int64_t kLine = 64 / sizeof(T);
+  constexpr std::int64_t kSide = VectorOf<T>::kCount;
   if (rows < kSide || columns < kSide)
     return TransposePlainly(source, sourceStride, rows, columns, target, targetStride);
-  for (std::int64_t top = 0; top < rows; top += kTile) {
-    const std::int64_t bottom = std::min(top + kTile, rows);
-    for (std::int64_t left = 0; left < columns; left += kLine) {
-      const std::int64_t right = std::min(left + kLine, columns);
+  const std::int64_t height = std::min(rows, columns) <= kNarrow ? kLine : kTile;
+  for (std::int64_t top = 0; top < rows; top += height) {
+    const std::int64_t bottom = std::min(top + height, rows);
+    for (std::int64_t column = 0; column < columns; column += kSide) {
+      const std::int64_t j = std::min(column, columns - kSide);
       for (std::int64_t row = top; row < bottom; row += kSide) {
         const std::int64_t i = std::min(row, rows - kSide);
-        for (std::int64_t column = left; column < right; column += kSide) {
-          const std::int64_t j = std::min(column, columns - kSide);
-          TransposeBlock(source + i * sourceStride + j, sourceStride, target + j * targetStride + i,
-                         targetStride);
-        }
+        TransposeBlock(source + i * sourceStride + j, sourceStride, target + j * targetStride + i,
+                       targetStride);
       }
     }
   }
