@@ -99,6 +99,7 @@ void SubtractRows(double* c, std::int64_t stride, const double* left, const doub
 template <class T>
 void SubtractProduct(double* c, std::int64_t cStride, Block<const T> a, const double* b, std::int64_t bStride,
                      std::int64_t rows, std::int64_t depth, std::int64_t columns, double* scratch) {
+  if (rows == 0) return;  // nothing is packed after the last block
   double* right = scratch;
   double* left = scratch + depth * kColumnsTogether;
   PackLeft(a, rows, depth, left);
