@@ -20,7 +20,7 @@ constexpr std::size_t kHugePageThreshold = kHugePage;  // a smaller block would 
 // Blocks of these sizes are kept when they are freed. C libraries give the larger ones back to the system at
 // once, and the end of their heap when several of the others are free there: the pages are zeroed again for
 // each result.
-constexpr std::size_t kLeastKept = std::size_t{128} << 10;
+constexpr std::size_t kLeastKept = std::size_t{32} << 10;
 constexpr std::size_t kMostKept = std::size_t{64} << 20;
 constexpr int kKeptBlocks = 8;
 

@@ -42,11 +42,11 @@ TEST(Storage, KeepsTheBlocksFreedLastWithinALimit) {
     std::vector<std::size_t> freed;
     int kept;  // the last of them, so many
   } cases[] = {
-      {{64 * kKiB}, 0},
-      {{128 * kKiB}, 1},
+      {{31 * kKiB}, 0},
+      {{32 * kKiB}, 1},
       {{64 * kMiB}, 1},
       {{64 * kMiB + 1}, 0},
-      {{64 * kMiB, 128 * kKiB}, 1},
+      {{64 * kMiB, 32 * kKiB}, 1},
       {{1 * kMiB, 64 * kMiB}, 1},
       {{33 * kMiB, 25 * kMiB, 7 * kMiB}, 2},
       {{31 * kMiB, 25 * kMiB, 7 * kMiB, 1 * kMiB}, 4},
@@ -66,7 +66,7 @@ TEST(Storage, KeepsTheBlocksFreedLastWithinALimit) {
 }
 
 TEST(Storage, GivesAKeptBlockToAResultOfAboutItsSize) {
-  for (const std::size_t freed : {144 * kKiB, 1800 * kKiB, 36 * kMiB}) {
+  for (const std::size_t freed : {36 * kKiB, 1800 * kKiB, 36 * kMiB}) {
     const std::size_t least = freed / 9 * 8;
     const struct {
       std::size_t asked;

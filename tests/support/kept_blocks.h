@@ -9,7 +9,7 @@ namespace mth_test {
 /// be had. Needs allocation_faults.cpp among the sources of the test.
 inline void GiveBackKeptBlocks() {
   const AllocationFaults faults(0);
-  const MTH_MATRIX refused(100, 100, 0);
+  const MTH_MATRIX refused(3000, 3000, 0);  // larger than any that is kept
 }
 
 }  // namespace mth_test
