@@ -22,7 +22,8 @@ constexpr std::size_t kHugePageThreshold = kHugePage;  // a smaller block would 
 // each result.
 constexpr std::size_t kLeastKept = std::size_t{32} << 10;
 constexpr std::size_t kMostKept = std::size_t{64} << 20;
-constexpr int kKeptBlocks = 8;
+constexpr int kKeptBlocks = 8;  // on a shelf
+constexpr int kShelves = 8;
 
 // What lies before the elements of a block that is aligned by hand.
 struct Header {
@@ -56,16 +57,25 @@ void FreeAligned(void* storage) {
   if (storage != nullptr) ::operator delete(HeaderOf(storage).block);
 }
 
+// The shelf of the calling thread. What another has freed lies in the cache of the other's core.
+int OwnShelf() {
+  static std::atomic<unsigned> threads = 0;
+  thread_local const int own = static_cast<int>(threads++ % kShelves);
+  return own;
+}
+
 // Freed blocks for the next results of about their sizes, the one freed last first; together they are never
-// larger than the largest of them may be. Threads take them from each other without waiting.
+// larger than the largest of them may be. Each thread uses one of a few shelves; those that share one take
+// blocks from each other without waiting.
 class KeptBlocks {
  public:
   ~KeptBlocks() { DropAll(); }
 
   void Put(void* storage) {
-    if (!Reserve(HeaderOf(storage).bytes)) return FreeAligned(storage);
+    const int own = OwnShelf();
+    if (!Reserve(own, HeaderOf(storage).bytes)) return FreeAligned(storage);
     AdviseFree(storage);
-    for (std::atomic<void*>& place : places_) {
+    for (std::atomic<void*>& place : shelves_[own].places) {
       storage = place.exchange(storage);
       if (storage == nullptr) return;
     }
@@ -74,7 +84,8 @@ class KeptBlocks {
 
   // Null when there is none of about this size.
   void* Take(std::size_t bytes) {
-    for (std::atomic<void*>& place : places_) {
+    for (std::atomic<void*>& place : shelves_[OwnShelf()].places) {
+      if (place.load(std::memory_order_relaxed) == nullptr) continue;
       void* const storage = place.exchange(nullptr);
       if (storage == nullptr) continue;
       const std::size_t room = HeaderOf(storage).bytes;
@@ -91,11 +102,17 @@ class KeptBlocks {
   // Whether there was one.
   bool DropAll() {
     bool wasAny = false;
-    for (std::atomic<void*>& place : places_) wasAny |= Drop(place.exchange(nullptr));
+    for (Shelf& shelf : shelves_) {
+      for (std::atomic<void*>& place : shelf.places) wasAny |= Drop(place.exchange(nullptr));
+    }
     return wasAny;
   }
 
  private:
+  struct alignas(kCacheLine) Shelf {
+    std::atomic<void*> places[kKeptBlocks] = {};
+  };
+
   // Linux may take the pages whenever it needs them.
   static void AdviseFree([[maybe_unused]] void* storage) {
 #if defined(__linux__) && defined(MADV_FREE)
@@ -104,14 +121,19 @@ class KeptBlocks {
 #endif
   }
 
-  // Makes room for so much by dropping what was freed longest ago. False when other threads are about to
-  // fill it.
-  bool Reserve(std::size_t bytes) {
+  // Makes room for so much by dropping what was freed longest ago, first from the other shelves. False when
+  // other threads are about to fill it.
+  bool Reserve(int own, std::size_t bytes) {
     held_ += bytes;
-    for (int i = kKeptBlocks - 1; i >= 0 && held_ > kMostKept; --i) Drop(places_[i].exchange(nullptr));
+    for (int i = 1; i <= kShelves; ++i) DropOldest(shelves_[(own + i) % kShelves]);
     if (held_ <= kMostKept) return true;
     held_ -= bytes;
     return false;
+  }
+
+  // Drops blocks of a shelf while there is too much.
+  void DropOldest(Shelf& shelf) {
+    for (int i = kKeptBlocks - 1; i >= 0 && held_ > kMostKept; --i) Drop(shelf.places[i].exchange(nullptr));
   }
 
   // Whether it was one; it is not among the places any more.
@@ -123,8 +145,8 @@ class KeptBlocks {
     return true;
   }
 
-  std::atomic<void*> places_[kKeptBlocks] = {};
-  std::atomic<std::size_t> held_ = 0;  // bytes in the places, or on the way to one
+  Shelf shelves_[kShelves];
+  alignas(kCacheLine) std::atomic<std::size_t> held_ = 0;  // bytes in the places, or on the way to one
 };
 
 KeptBlocks kept;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <iterator>
+#include <latch>
 #include <memory>
 #include <string>
 #include <thread>
@@ -101,13 +102,27 @@ int CountOverwritten(double firstNumber) {
   return overwritten;
 }
 
-// Freed blocks are kept for the next results, whichever thread asks for them.
+// Freed blocks are kept for each of eight threads: the ninth to free one shares those of the first.
 TEST(Threads, KeptBlocksBelongToOneThread) {
+  const auto freeABlock = [] { const mth_internal::WorkArray<double> block(20000); };
+  std::latch firstHasFreed(1);
+  std::latch ninthHasFreed(1);
   int overwritten[2] = {-1, -1};
-  std::thread one([&] { overwritten[0] = CountOverwritten(1e6); });
-  std::thread other([&] { overwritten[1] = CountOverwritten(2e6); });
-  one.join();
-  other.join();
+  std::thread first([&] {
+    freeABlock();
+    firstHasFreed.count_down();
+    ninthHasFreed.wait();
+    overwritten[0] = CountOverwritten(1e6);
+  });
+  firstHasFreed.wait();
+  for (int i = 0; i < 7; ++i) std::thread(freeABlock).join();
+  std::thread ninth([&] {
+    freeABlock();
+    ninthHasFreed.count_down();
+    overwritten[1] = CountOverwritten(2e6);
+  });
+  first.join();
+  ninth.join();
   EXPECT_EQ(overwritten[0], 0);
   EXPECT_EQ(overwritten[1], 0);
 }
