@@ -17,20 +17,6 @@
 
 namespace mth_internal {
 
-namespace {
-
-// Doubles of scratch. The GNU C library gives the end of its heap back to the system when much more is free
-// there than its largest block that has come and gone: of matrices of middle size that would be all of it,
-// for each of them, were not more asked for than is ever used. Larger ones are such blocks themselves.
-std::int64_t ScratchToAskFor(std::int64_t size) {
-  constexpr std::int64_t kLargeSize = 192;
-  constexpr std::int64_t kRoom = 20 * 1024;
-  const std::int64_t needed = size + EliminationScratch(size, kBlockDepth);
-  return size < kLargeSize ? std::max(needed, 2 * size * size + kRoom) : needed;
-}
-
-}  // namespace
-
 template <class T>
 int FactorMatrix(const T* elements, std::int64_t size, double* work, int* order) {
   std::iota(order, order + size, 0);
@@ -39,7 +25,7 @@ int FactorMatrix(const T* elements, std::int64_t size, double* work, int* order)
     // Narrow vectors on every machine: rows this short gain less from wider ones than their ends cost.
     return baseline::FactorSmall<T>(work, size, order) ? 0 : 16;
   }
-  const WorkArray<double> scratch(ScratchToAskFor(size));
+  const WorkArray<double> scratch(size + EliminationScratch(size, kBlockDepth));
   if (!scratch) return 1;
   double* const scales = scratch.Get() + EliminationScratch(size, kBlockDepth);
   const auto copy = MTH_SELECT(CopyLongRows<T>);

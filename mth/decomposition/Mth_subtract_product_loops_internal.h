@@ -85,7 +85,7 @@ template <int kRows>
 void SubtractRows(double* c, std::int64_t stride, const double* left, const double* right, std::int64_t depth,
                   std::int64_t columns, std::int64_t nextRows) {
   for (std::int64_t j = 0; j < columns; j += kTileColumns) {
-    PrefetchTile(c + kRows * stride + j, stride, nextRows);
+    if (nextRows > 0) PrefetchTile(c + kRows * stride + j, stride, nextRows);
     if (columns - j >= kTileColumns) {
       SubtractTile<kRows, kTileVectors>(c + j, stride, left, right + j * depth, depth);
     } else {

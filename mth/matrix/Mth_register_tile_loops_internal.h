@@ -24,6 +24,25 @@ MTH_INLINE void ForEachTileRow(std::int64_t first, std::int64_t last, Body body)
   if constexpr (kFewer > 0) ForEachTileRow<kFewer>(first, last, body);
 }
 
+// Rows or columns that are solved together and stay in registers, fewer and longer ones than those of a tile,
+// and the vectors of each.
+constexpr int kGroup = 4;
+constexpr int kGroupVectors = kTileRows * kTileVectors / kGroup;
+
+// Runs body(position, V{}, number of vectors V as a compile-time constant) over [first, last): by so many
+// vectors, then by one, then by one double.
+template <int kVectors, class Body>
+MTH_INLINE void ForEachVectors(std::int64_t first, std::int64_t last, Body body) {
+  std::int64_t i = first;
+  const auto cover = [&](auto lanes, auto vectors) {
+    constexpr std::int64_t kWidth = vectors() * sizeof(lanes) / sizeof(double);
+    for (; i + kWidth <= last; i += kWidth) body(i, lanes, vectors);
+  };
+  cover(Lanes{}, std::integral_constant<int, kVectors>{});
+  cover(Lanes{}, std::integral_constant<int, 1>{});
+  cover(double{}, std::integral_constant<int, 1>{});
+}
+
 // How a product joins a sum.
 struct SeparateStep {
   template <class V>
