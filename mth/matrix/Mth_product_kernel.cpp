@@ -39,10 +39,18 @@ constexpr std::int64_t SlabColumns(std::int64_t columns) {
   return (width + kWidestTile - 1) / kWidestTile * kWidestTile;
 }
 
+// Whether the left factor is packed: floats, which that widens, and doubles whose rows lie so far apart that
+// those of a strip would compete for the same places of the second cache.
+template <class T>
+constexpr bool NeedsPackedLeft(std::int64_t inner) {
+  constexpr std::int64_t kWorstStride = 16 * 1024 / sizeof(double);
+  return std::is_same_v<T, float> || inner % kWorstStride == 0;
+}
+
 // Where the packed product works; null for the product in place.
 struct ProductScratch {
   double* right = nullptr;
-  double* left = nullptr;
+  double* left = nullptr;  // null where the left factor is not packed
   double* sums = nullptr;
 };
 
@@ -71,12 +79,14 @@ bool MultiplyIn(const LongRun& run, const ProductTask<T>& task) {
   // The last tile overlaps the one before, or is not full.
   const std::int64_t slab = std::min(SlabColumns(task.columns), task.columns) + kWidestTile;
   const std::int64_t rightCount = task.inner * slab;
-  const std::int64_t leftCount = kMostStripRows * PackedStride(task.inner);
+  const std::int64_t leftCount =
+      NeedsPackedLeft<T>(task.inner) ? kMostStripRows * PackedStride(task.inner) : 0;
   const std::int64_t sumsCount = task.inner > kBlockDepth ? kMostStripRows * slab : 0;
   const WorkArray<double> scratch(rightCount + leftCount + sumsCount);
   if (!scratch) return multiply(task, {}, run);
-  double* left = scratch.Get() + rightCount;
-  return multiply(task, {scratch.Get(), left, left + leftCount}, run);
+  double* right = scratch.Get();
+  double* left = leftCount == 0 ? nullptr : right + rightCount;
+  return multiply(task, {right, left, right + rightCount + leftCount}, run);
 }
 
 }  // namespace

@@ -79,9 +79,9 @@ void MultiplyInPlace(const ProductTask<T>& task) {
 // processors with 64-byte vectors have larger; they also use the right factor up faster.
 constexpr std::int64_t kStripRows = kLanes == 8 ? kMostStripRows : kMostStripRows / 2;
 
-// The product of larger matrices, in blocks that stay in cache. Both factors are packed as doubles, the right
-// one in the order in which the tiles read it; a strip of rows keeps its sums in double from one block of k
-// to the next.
+// The product of larger matrices, in blocks that stay in cache. The right factor is packed as doubles in the
+// order in which the tiles read it, the left one where it must be; a strip of rows keeps its sums in double
+// from one block of k to the next.
 template <class Step, class T>
 class PackedProduct {
  public:
@@ -125,9 +125,19 @@ class PackedProduct {
     }
   }
 
-  void PackLeft(std::int64_t first, std::int64_t rows, std::int64_t k, std::int64_t depth) {
+  // A block of the left factor as doubles, where it lies unless there is scratch to pack it.
+  LeftFactor<double> LeftBlock(std::int64_t first, std::int64_t rows, std::int64_t k, std::int64_t depth) {
+    const T* block = task_.left + first * task_.inner + k;
+    if constexpr (std::is_same_v<T, double>) {
+      if (scratch_.left == nullptr) return {block, task_.inner, 1};
+    }
+    PackLeft(block, rows, depth);
+    return {scratch_.left, PackedStride(task_.inner), 1};
+  }
+
+  void PackLeft(const T* block, std::int64_t rows, std::int64_t depth) {
     for (std::int64_t i = 0; i < rows; ++i) {
-      const T* source = task_.left + (first + i) * task_.inner + k;
+      const T* source = block + i * task_.inner;
       double* packed = scratch_.left + i * PackedStride(task_.inner);
       ForEachLanes(0, depth, [&](std::int64_t column, auto lanes) {
         Store(packed + column, Load<decltype(lanes)>(source + column));
@@ -144,7 +154,7 @@ class PackedProduct {
       const std::int64_t depth = std::min(kBlockDepth, task_.inner - k);
       const bool isFirst = k == 0;
       const bool isLast = k + depth == task_.inner;
-      PackLeft(first, rows, k, depth);
+      const LeftFactor<double> left = LeftBlock(first, rows, k, depth);
       double* sums = scratch_.sums;
       ForEachTileColumn(columns_, [&](std::int64_t j, auto lanes, auto vectors) {
         T* result = task_.result + first * task_.columns + firstColumn_ + j;
@@ -155,9 +165,9 @@ class PackedProduct {
           } else {
             tile.LoadFrom(sums + i * kTileColumns, kTileColumns);
           }
-          const double* left = scratch_.left + i * PackedStride(task_.inner);
-          tile.template Accumulate<Step>(LeftFactor<double>{left, PackedStride(task_.inner), 1}, right,
-                                         kTileColumns, depth);
+          tile.template Accumulate<Step>(
+              LeftFactor<double>{left.elements + i * left.rowStride, left.rowStride, 1}, right, kTileColumns,
+              depth);
           if (!isLast) return tile.StoreTo(sums + i * kTileColumns, kTileColumns);
           tile.MakeNaNsPlain();
           tile.StoreTo(result + i * task_.columns, task_.columns);

@@ -78,10 +78,12 @@ TEST(MatrixKernel, ProductsHaveTheBitsOfThePlainLoop) {
 }
 
 // Sums in several blocks of k; columns in several slabs, the last one narrower than any tile at 7201. The
-// widths leave rests of every kind over tiles of 4, 8 and 16 columns.
+// Sums in several blocks of k, of rows that are packed or read where they lie; columns in several slabs, the
+// last one narrower than any tile at 7201. The widths leave rests of every kind over tiles of 4, 8 and 16
+// columns.
 TEST(MatrixKernel, LargeProductsHaveTheBitsOfThePlainLoop) {
   constexpr std::tuple<int, int, int> kShapes[] = {
-      {25, 1025, 150}, {40, 2100, 73}, {17, 150, 1030}, {16, 1030, 1028}, {16, 24, 7201}};
+      {110, 1025, 150}, {40, 2048, 73}, {17, 150, 1030}, {16, 1030, 1028}, {16, 24, 7201}};
   for (const auto& [rows, inner, columns] : kShapes) {
     for (int type : {kDouble, kFloat}) {
       const MTH_MATRIX a = WildMatrix(rows, inner, type, 6, 0);
