@@ -37,7 +37,14 @@ MTH_INLINE void Prefetch([[maybe_unused]] const void* address) {
 #endif
 }
 
-/// The same for a line that will be written.
+/// The same for one that is needed later: it comes no nearer than the second cache.
+MTH_INLINE void PrefetchToSecondCache([[maybe_unused]] const void* address) {
+#if MTH_HAS_VECTORS
+  __builtin_prefetch(address, 0, 2);
+#endif
+}
+
+/// As Prefetch for a line that will be written.
 MTH_INLINE void PrefetchForWriting([[maybe_unused]] const void* address) {
 #if MTH_HAS_VECTORS
   __builtin_prefetch(address, 1);

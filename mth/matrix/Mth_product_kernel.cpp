@@ -23,6 +23,8 @@ constexpr std::int64_t kRowsTogether = 24;
 constexpr std::int64_t kRowsPerQuestion = 1536;
 // Columns that are packed at once, at most: whole tiles of every width; bounds the scratch memory.
 constexpr std::int64_t kSlabColumns = 480;
+// Packed elements of the right factor, at most, that lie near enough not to be asked for before their turn.
+constexpr std::int64_t kNearElements = 200 * 200;
 // Fewer rows are multiplied where they lie.
 constexpr std::int64_t kFewestPackedRows = 16;
 

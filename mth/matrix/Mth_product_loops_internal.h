@@ -79,6 +79,10 @@ void MultiplyInPlace(const ProductTask<T>& task) {
 // processors with 64-byte vectors have larger; they also use the right factor up faster.
 constexpr std::int64_t kStripRows = kLanes == 8 ? kMostStripRows : kMostStripRows / 2;
 
+// Whether the right factor is used up faster than processors fetch it of themselves, page by page.
+template <class Step>
+constexpr bool kIsFast = kLanes == 8 || (kLanes == 4 && std::is_same_v<Step, FusedStep>);
+
 // The product of larger matrices, in blocks that stay in cache. The right factor is packed as doubles in the
 // order in which the tiles read it, the left one where it must be; a strip of rows keeps its sums in double
 // from one block of k to the next.
@@ -148,6 +152,7 @@ class PackedProduct {
   // False when the host gives the run up.
   bool MultiplyStrip(std::int64_t first, const LongRun& run) {
     const std::int64_t rows = std::min(kStripRows, task_.rows - first);
+    const bool isFar = task_.inner * columns_ > kNearElements;
     const double* right = scratch_.right;
     for (std::int64_t k = 0; k < task_.inner; k += kBlockDepth) {
       if (run.IsGivenUp()) return false;
@@ -165,9 +170,12 @@ class PackedProduct {
           } else {
             tile.LoadFrom(sums + i * kTileColumns, kTileColumns);
           }
-          tile.template Accumulate<Step>(
-              LeftFactor<double>{left.elements + i * left.rowStride, left.rowStride, 1}, right, kTileColumns,
-              depth);
+          const LeftFactor<double> leftRows{left.elements + i * left.rowStride, left.rowStride, 1};
+          if (kIsFast<Step> && isFar && vectors() == kTileVectors && tileRows() == kTileRows) {
+            tile.template Accumulate<Step>(leftRows, right, kTileColumns, depth, Ahead(right, depth, i));
+          } else {
+            tile.template Accumulate<Step>(leftRows, right, kTileColumns, depth);
+          }
           if (!isLast) return tile.StoreTo(sums + i * kTileColumns, kTileColumns);
           tile.MakeNaNsPlain();
           tile.StoreTo(result + i * task_.columns, task_.columns);
@@ -177,6 +185,13 @@ class PackedProduct {
       });
     }
     return true;
+  }
+
+  // The share of the tile at row i of a strip in the panel after this one: together its tiles ask for all.
+  static AskAhead Ahead(const double* right, std::int64_t depth, std::int64_t i) {
+    constexpr std::int64_t kBytes = kTileColumns * sizeof(double) * kTileRows / kStripRows;
+    const std::uintptr_t next = reinterpret_cast<std::uintptr_t>(right + depth * kTileColumns);
+    return {next + static_cast<std::uintptr_t>(i / kTileRows * depth * kBytes), kBytes};
   }
 
   ProductTask<T> task_;

@@ -80,6 +80,21 @@ struct LeftFactor {
   std::int64_t columnStride;
 };
 
+// What each step of a sum asks the memory for beside its factors: nothing, or a little of what comes next. An
+// address is a number because it may lie behind what is there.
+struct AskNothing {
+  MTH_INLINE void operator()() {}
+};
+struct AskAhead {
+  std::uintptr_t address;
+  std::uintptr_t bytesAStep;
+
+  MTH_INLINE void operator()() {
+    PrefetchToSecondCache(reinterpret_cast<const void*>(address));
+    address += bytesAStep;
+  }
+};
+
 // kRows x (kVectors vectors) entries of the result.
 template <class V, int kRows, int kVectors>
 struct Tile {
@@ -122,11 +137,12 @@ struct Tile {
   }
   // Lets `depth` products join each sum; the right factor is row-major. Steps of k follow each other without
   // counting between them, which takes turns of the arithmetic units.
-  template <class Step, class T, class U>
-  MTH_INLINE void Accumulate(LeftFactor<T> left, const U* right, std::int64_t rightStride,
-                             std::int64_t depth) {
+  template <class Step, class T, class U, class Ask = AskNothing>
+  MTH_INLINE void Accumulate(LeftFactor<T> left, const U* right, std::int64_t rightStride, std::int64_t depth,
+                             Ask ask = {}) {
 #pragma GCC unroll 4
     for (std::int64_t k = 0; k < depth; ++k, right += rightStride) {
+      ask();
       V factors[kVectors];
 #pragma GCC unroll 4
       for (int v = 0; v < kVectors; ++v) factors[v] = Load<V>(right + v * kWidth);
