@@ -170,8 +170,9 @@ class PackedProduct {
           } else {
             tile.LoadFrom(sums + i * kTileColumns, kTileColumns);
           }
+          constexpr bool kIsWhole = vectors() == kTileVectors && tileRows() == kTileRows;
           const LeftFactor<double> leftRows{left.elements + i * left.rowStride, left.rowStride, 1};
-          if (kIsFast<Step> && isFar && vectors() == kTileVectors && tileRows() == kTileRows) {
+          if (kIsFast<Step> && kIsWhole && isFar) {
             tile.template Accumulate<Step>(leftRows, right, kTileColumns, depth, Ahead(right, depth, i));
           } else {
             tile.template Accumulate<Step>(leftRows, right, kTileColumns, depth);
