@@ -17,13 +17,13 @@ constexpr std::int64_t kBlockDepth = 512;
 // Rows that use a packed tile of the right factor in turn, at most: its slab comes from the third cache for
 // each such strip.
 constexpr std::int64_t kMostStripRows = 96;
-// Rows that use a tile of the right factor in turn where it lies.
+// Rows that use a tile of the right factor in turn where that is near: they stay in the first cache.
 constexpr std::int64_t kRowsTogether = 24;
 // Rows that the product in place computes at once: whole tiles of every height.
 constexpr std::int64_t kRowsPerQuestion = 1536;
 // Columns that are packed at once, at most: whole tiles of every width; bounds the scratch memory.
 constexpr std::int64_t kSlabColumns = 480;
-// Packed elements of the right factor, at most, that lie near enough not to be asked for before their turn.
+// Packed elements of the right factor, at most, that are near: in the first or the second cache.
 constexpr std::int64_t kNearElements = 200 * 200;
 // Fewer rows are multiplied where they lie.
 constexpr std::int64_t kFewestPackedRows = 16;

@@ -75,8 +75,9 @@ void MultiplyInPlace(const ProductTask<T>& task) {
   }
 }
 
-// Rows of a strip, whole tiles of every height. Its packed block and its sums stay in the second cache, which
-// processors with 64-byte vectors have larger; they also use the right factor up faster.
+// Rows of a strip, whole tiles of every height, where the right factor is far. Its packed block and its sums
+// stay in the second cache, which processors with 64-byte vectors have larger; they also use the right factor
+// up faster.
 constexpr std::int64_t kStripRows = kLanes == 8 ? kMostStripRows : kMostStripRows / 2;
 
 // Whether the right factor is used up faster than processors fetch it of themselves, page by page.
@@ -102,9 +103,11 @@ class PackedProduct {
         firstColumn_ = task_.columns - kTileColumns;
         columns_ = kTileColumns;
       }
+      isFar_ = task_.inner * columns_ > kNearElements;
       PackRight();
-      for (std::int64_t i = 0; i < task_.rows; i += kStripRows) {
-        if (!MultiplyStrip(i, run)) return false;
+      const std::int64_t rows = isFar_ ? kStripRows : kRowsTogether;
+      for (std::int64_t i = 0; i < task_.rows; i += rows) {
+        if (!MultiplyStrip(i, std::min(rows, task_.rows - i), run)) return false;
       }
     }
     return true;
@@ -150,9 +153,7 @@ class PackedProduct {
   }
 
   // False when the host gives the run up.
-  bool MultiplyStrip(std::int64_t first, const LongRun& run) {
-    const std::int64_t rows = std::min(kStripRows, task_.rows - first);
-    const bool isFar = task_.inner * columns_ > kNearElements;
+  bool MultiplyStrip(std::int64_t first, std::int64_t rows, const LongRun& run) {
     const double* right = scratch_.right;
     for (std::int64_t k = 0; k < task_.inner; k += kBlockDepth) {
       if (run.IsGivenUp()) return false;
@@ -172,7 +173,7 @@ class PackedProduct {
           }
           constexpr bool kIsWhole = vectors() == kTileVectors && tileRows() == kTileRows;
           const LeftFactor<double> leftRows{left.elements + i * left.rowStride, left.rowStride, 1};
-          if (kIsFast<Step> && kIsWhole && isFar) {
+          if (kIsFast<Step> && kIsWhole && isFar_) {
             tile.template Accumulate<Step>(leftRows, right, kTileColumns, depth, Ahead(right, depth, i));
           } else {
             tile.template Accumulate<Step>(leftRows, right, kTileColumns, depth);
@@ -199,6 +200,7 @@ class PackedProduct {
   ProductScratch scratch_;
   std::int64_t firstColumn_ = 0;
   std::int64_t columns_ = 0;
+  bool isFar_ = false;  // whether a slab of the right factor leaves the caches that are near
 };
 
 // @return  false when the host gives the run up.
