@@ -105,9 +105,9 @@ void MthMaximum(benchmark::State& state) {
 }
 
 #if MTH_MULTIVERSION
-// The time that n^3 products and sums need in registers alone, when they are rounded one by one or, of floats,
-// fused. Just after a product, and no longer than it takes for 128^3: under the load of a product some
-// processors lower their clock further than under work in registers, for less than a millisecond.
+// The time that n^3 products and sums need in registers alone, when they are rounded one by one or, of
+// floats, fused. Just after a product, and no longer than it takes for 128^3: under the load of a product
+// some processors lower their clock further than under work in registers, for less than a millisecond.
 template <class T>
 void ProductLimit(benchmark::State& state) {
   using Clock = std::chrono::steady_clock;

@@ -37,7 +37,7 @@ MTH_INLINE void Prefetch([[maybe_unused]] const void* address) {
 #endif
 }
 
-/// The same for one that is needed later: it comes no nearer than the second cache.
+/// The same for a line that is needed later: it comes no nearer than the second cache.
 MTH_INLINE void PrefetchToSecondCache([[maybe_unused]] const void* address) {
 #if MTH_HAS_VECTORS
   __builtin_prefetch(address, 0, 2);

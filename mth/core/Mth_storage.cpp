@@ -25,6 +25,10 @@ constexpr std::size_t kMostKept = std::size_t{64} << 20;
 constexpr int kKeptBlocks = 8;  // on a shelf
 constexpr int kShelves = 8;
 
+bool IsWorthKeeping(std::size_t bytes) {
+  return bytes >= kLeastKept && bytes <= kMostKept;
+}
+
 // What lies before the elements of a block that is aligned by hand.
 struct Header {
   void* block;        // to be freed
@@ -65,8 +69,8 @@ int OwnShelf() {
 }
 
 // Freed blocks for the next results of about their sizes, the one freed last first; together they are never
-// larger than the largest of them may be. Each thread uses one of a few shelves; those that share one take
-// blocks from each other without waiting.
+// larger than the largest of them may be. Each thread has one of a few shelves, which it uses first; threads
+// take blocks from each other without waiting.
 class KeptBlocks {
  public:
   ~KeptBlocks() { DropAll(); }
@@ -82,19 +86,12 @@ class KeptBlocks {
     Drop(storage);
   }
 
-  // Null when there is none of about this size.
+  // Null when there is none of about this size. A thread that is new, or allocates what another frees, has
+  // nothing on its own shelf.
   void* Take(std::size_t bytes) {
-    for (std::atomic<void*>& place : shelves_[OwnShelf()].places) {
-      if (place.load(std::memory_order_relaxed) == nullptr) continue;
-      void* const storage = place.exchange(nullptr);
-      if (storage == nullptr) continue;
-      const std::size_t room = HeaderOf(storage).bytes;
-      if (bytes <= room && room - bytes <= bytes / 8) {
-        held_ -= room;
-        return storage;
-      }
-      void* empty = nullptr;
-      if (!place.compare_exchange_strong(empty, storage)) Drop(storage);  // another thread has filled it
+    const int own = OwnShelf();
+    for (int i = 0; i < kShelves; ++i) {
+      if (void* const storage = TakeFrom(shelves_[(own + i) % kShelves], bytes)) return storage;
     }
     return nullptr;
   }
@@ -113,6 +110,22 @@ class KeptBlocks {
     std::atomic<void*> places[kKeptBlocks] = {};
   };
 
+  void* TakeFrom(Shelf& shelf, std::size_t bytes) {
+    for (std::atomic<void*>& place : shelf.places) {
+      if (place.load(std::memory_order_relaxed) == nullptr) continue;
+      void* const storage = place.exchange(nullptr);
+      if (storage == nullptr) continue;
+      const std::size_t room = HeaderOf(storage).bytes;
+      if (bytes <= room && room - bytes <= bytes / 8) {
+        held_ -= room;
+        return storage;
+      }
+      void* empty = nullptr;
+      if (!place.compare_exchange_strong(empty, storage)) Drop(storage);  // another thread has filled it
+    }
+    return nullptr;
+  }
+
   // Linux may take the pages whenever it needs them.
   static void AdviseFree([[maybe_unused]] void* storage) {
 #if defined(__linux__) && defined(MADV_FREE)
@@ -121,10 +134,10 @@ class KeptBlocks {
 #endif
   }
 
-  // Makes room for so much by dropping what was freed longest ago, first from the other shelves. False when
+  // Makes room for so much: blocks of the other shelves go first, of each those freed longest ago. False when
   // other threads are about to fill it.
   bool Reserve(int own, std::size_t bytes) {
-    held_ += bytes;
+    if ((held_ += bytes) <= kMostKept) return true;
     for (int i = 1; i <= kShelves; ++i) DropOldest(shelves_[(own + i) % kShelves]);
     if (held_ <= kMostKept) return true;
     held_ -= bytes;
@@ -155,7 +168,7 @@ KeptBlocks kept;
 
 void* AllocateStorage(std::size_t bytes) {
   if (bytes < kSmallBlock) return ::operator new(bytes, std::nothrow);
-  void* storage = bytes < kLeastKept ? nullptr : kept.Take(bytes);
+  void* storage = IsWorthKeeping(bytes) ? kept.Take(bytes) : nullptr;
   if (storage == nullptr) storage = AllocateAligned(bytes);
   // What is kept does not stand in the way of what is needed.
   return storage == nullptr && kept.DropAll() ? AllocateAligned(bytes) : storage;
@@ -164,10 +177,10 @@ void* AllocateStorage(std::size_t bytes) {
 void FreeStorage(void* storage, std::size_t bytes) {
   if (bytes < kSmallBlock || storage == nullptr) {
     ::operator delete(storage);
-  } else if (bytes < kLeastKept || bytes > kMostKept) {
-    FreeAligned(storage);
-  } else {
+  } else if (IsWorthKeeping(bytes)) {
     kept.Put(storage);
+  } else {
+    FreeAligned(storage);
   }
 }
 

@@ -5,7 +5,7 @@
 
 #include "mth/decomposition/Mth_subtract_product_loops_internal.h"
 #include "mth/matrix/Mth_transpose_area_loops_internal.h"
-// What follows is made of these.
+// What follows is made of these, small systems also of what panels use.
 #include "mth/decomposition/Mth_panel_loops_internal.h"
 #include "mth/decomposition/Mth_small_lu_loops_internal.h"
 #include "mth/decomposition/Mth_triangle_loops_internal.h"

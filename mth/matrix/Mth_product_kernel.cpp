@@ -17,7 +17,8 @@ constexpr std::int64_t kBlockDepth = 512;
 // Rows that use a packed tile of the right factor in turn, at most: its slab comes from the third cache for
 // each such strip.
 constexpr std::int64_t kMostStripRows = 96;
-// Rows that use a tile of the right factor in turn where that is near: they stay in the first cache.
+// Rows that use a tile of the right factor in turn where that is near or lies where it is: they stay in the
+// first cache.
 constexpr std::int64_t kRowsTogether = 24;
 // Rows that the product in place computes at once: whole tiles of every height.
 constexpr std::int64_t kRowsPerQuestion = 1536;
@@ -28,13 +29,14 @@ constexpr std::int64_t kNearElements = 200 * 200;
 // Fewer rows are multiplied where they lie.
 constexpr std::int64_t kFewestPackedRows = 16;
 
-// Doubles from one packed row of the left factor to the next: an odd number of cache lines. With the stride
-// of the matrix, often a power of two, the rows of a tile would compete for the same places of the cache.
+// Doubles from one packed row of the left factor to the next: an odd number of cache lines, or the rows of a
+// tile could compete for the same places of the cache.
 constexpr std::int64_t PackedStride(std::int64_t inner) {
   return ((std::min(kBlockDepth, inner) + 7) / 8 | 1) * 8;
 }
 
-// Columns of each slab but the last. All are about equally wide: the left factor is packed for each of them.
+// Columns of each slab but the last. All are about equally wide: the left factor is read, and packed where it
+// must be, for each of them.
 constexpr std::int64_t SlabColumns(std::int64_t columns) {
   const std::int64_t slabs = (columns + kSlabColumns - 1) / kSlabColumns;
   const std::int64_t width = (columns + slabs - 1) / slabs;

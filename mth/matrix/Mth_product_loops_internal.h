@@ -156,7 +156,7 @@ class PackedProduct {
   bool MultiplyStrip(std::int64_t first, std::int64_t rows, const LongRun& run) {
     const double* right = scratch_.right;
     for (std::int64_t k = 0; k < task_.inner; k += kBlockDepth) {
-      if (run.IsGivenUp()) return false;
+      if (first % kStripRows == 0 && run.IsGivenUp()) return false;  // of low strips not each
       const std::int64_t depth = std::min(kBlockDepth, task_.inner - k);
       const bool isFirst = k == 0;
       const bool isLast = k + depth == task_.inner;
@@ -189,7 +189,8 @@ class PackedProduct {
     return true;
   }
 
-  // The share of the tile at row i of a strip in the panel after this one: together its tiles ask for all.
+  // The share of the tile at row i of a strip in the panel after this one: the tiles of a full strip together
+  // ask for all of it. After the last panel there is nothing of use, and nothing is harmed.
   static AskAhead Ahead(const double* right, std::int64_t depth, std::int64_t i) {
     constexpr std::int64_t kBytes = kTileColumns * sizeof(double) * kTileRows / kStripRows;
     const std::uintptr_t next = reinterpret_cast<std::uintptr_t>(right + depth * kTileColumns);

@@ -81,7 +81,7 @@ struct LeftFactor {
 };
 
 // What each step of a sum asks the memory for beside its factors: nothing, or a little of what comes next. An
-// address is a number because it may lie behind what is there.
+// address is a number because it may lie beyond what is there.
 struct AskNothing {
   MTH_INLINE void operator()() {}
 };

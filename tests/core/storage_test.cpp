@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <thread>
 #include <vector>
 
 #include "mth/core/Mth_storage_internal.h"
@@ -76,6 +77,15 @@ TEST(Storage, GivesAKeptBlockToAResultOfAboutItsSize) {
       MakeAndFree({freed});
       EXPECT_EQ(IsKept(asked), isGiven) << asked << " of " << freed;
     }
+  }
+}
+
+TEST(Storage, GivesWhatAnotherThreadHasFreed) {
+  for (const std::size_t bytes : {40 * kKiB, 3 * kMiB}) {
+    GiveBackKeptBlocks();
+    void* const block = AllocateStorage(bytes);
+    std::thread([&] { FreeStorage(block, bytes); }).join();
+    EXPECT_TRUE(IsKept(bytes)) << bytes;
   }
 }
 

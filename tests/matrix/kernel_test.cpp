@@ -77,7 +77,6 @@ TEST(MatrixKernel, ProductsHaveTheBitsOfThePlainLoop) {
   }
 }
 
-// Sums in several blocks of k; columns in several slabs, the last one narrower than any tile at 7201. The
 // Sums in several blocks of k, of rows that are packed or read where they lie; columns in several slabs, the
 // last one narrower than any tile at 7201. The widths leave rests of every kind over tiles of 4, 8 and 16
 // columns.
