@@ -2,10 +2,14 @@
 //
 // Every element is a running difference over ascending k (descending in back substitution). That is what the
 // plain column-by-column loop of Crout computes, so blocks and panels give its bits.
+//
+// Each group of includes is made of those before it.
 
 #include "mth/decomposition/Mth_subtract_product_loops_internal.h"
 #include "mth/matrix/Mth_transpose_area_loops_internal.h"
-// What follows is made of these, small systems also of what panels use.
+
+#include "mth/decomposition/Mth_row_scales_loops_internal.h"
+
 #include "mth/decomposition/Mth_panel_loops_internal.h"
 #include "mth/decomposition/Mth_small_lu_loops_internal.h"
 #include "mth/decomposition/Mth_triangle_loops_internal.h"

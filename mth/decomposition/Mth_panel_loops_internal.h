@@ -1,48 +1,6 @@
 // The columns of an LU that are factored one by one, with their pivots, compiled per instruction set. A panel
 // is stored by columns.
 
-template <class V>
-MTH_INLINE V Magnitudes(V values) {
-  return values < V{} ? -values : values;
-}
-
-inline double LargestOf(Lanes values, double largest) {
-  double numbers[kLanes];
-  Store(numbers, values);
-  for (const double number : numbers) largest = number > largest ? number : largest;
-  return largest;
-}
-
-// Copies a square matrix and finds 1 / the largest magnitude of each row, of which a NaN is none.
-// @return  false when the largest of a row is 0.
-template <class T>
-bool CopyLongRows(const T* elements, std::int64_t size, double* copy, double* scales) {
-  constexpr std::int64_t kVectors = 4;  // each maximum waits for the one before
-  for (std::int64_t i = 0; i < size; ++i, elements += size, copy += size) {
-    Lanes bests[kVectors] = {};
-    std::int64_t j = 0;
-    for (; j + kVectors * kLanes <= size; j += kVectors * kLanes) {
-#pragma GCC unroll 4
-      for (std::int64_t v = 0; v < kVectors; ++v) {
-        const Lanes values = Load<Lanes>(elements + j + v * kLanes);
-        const Lanes candidate = Magnitudes(values);
-        bests[v] = candidate > bests[v] ? candidate : bests[v];
-        Store(copy + j + v * kLanes, values);
-      }
-    }
-    double best = 0.0;
-    for (; j < size; ++j) {
-      copy[j] = static_cast<double>(elements[j]);
-      const double candidate = Magnitudes(copy[j]);
-      best = candidate > best ? candidate : best;
-    }
-    for (const Lanes& some : bests) best = LargestOf(some, best);
-    if (best == 0.0) return false;
-    scales[i] = 1.0 / best;
-  }
-  return true;
-}
-
 // Elements [first, column) of a column, a part of U, lose the products of the panel's columns since `first`:
 // each waits for the ones before.
 template <class T>

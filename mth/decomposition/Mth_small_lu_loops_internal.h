@@ -1,18 +1,5 @@
-// The LU of a few rows, without panels: the same running differences as of many.
-
-// The scales alone, of rows that are not worth vectors.
-inline bool FindRowScales(const double* elements, std::int64_t size, double* scales) {
-  for (std::int64_t i = 0; i < size; ++i, elements += size) {
-    double largest = 0.0;
-    for (std::int64_t j = 0; j < size; ++j) {
-      const double magnitude = std::abs(elements[j]);
-      if (magnitude > largest) largest = magnitude;
-    }
-    if (largest == 0.0) return false;
-    scales[i] = 1.0 / largest;
-  }
-  return true;
-}
+// The LU of a few rows, without panels: the same running differences as of many. Compiled per instruction
+// set.
 
 // Step k of the LU of a few rows. Both numbers may be known when this is compiled.
 template <class T, class Size, class Index>
