@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <future>
 #include <iterator>
-#include <latch>
 #include <memory>
 #include <string>
 #include <thread>
@@ -105,20 +105,20 @@ int CountOverwritten(double firstNumber) {
 // Freed blocks are kept for each of eight threads: the ninth to free one shares those of the first.
 TEST(Threads, KeptBlocksBelongToOneThread) {
   const auto freeABlock = [] { const mth_internal::WorkArray<double> block(20000); };
-  std::latch firstHasFreed(1);
-  std::latch ninthHasFreed(1);
+  std::promise<void> firstHasFreed;
+  std::promise<void> ninthHasFreed;
   int overwritten[2] = {-1, -1};
   std::thread first([&] {
     freeABlock();
-    firstHasFreed.count_down();
-    ninthHasFreed.wait();
+    firstHasFreed.set_value();
+    ninthHasFreed.get_future().wait();
     overwritten[0] = CountOverwritten(1e6);
   });
-  firstHasFreed.wait();
+  firstHasFreed.get_future().wait();
   for (int i = 0; i < 7; ++i) std::thread(freeABlock).join();
   std::thread ninth([&] {
     freeABlock();
-    ninthHasFreed.count_down();
+    ninthHasFreed.set_value();
     overwritten[1] = CountOverwritten(2e6);
   });
   first.join();
