@@ -30,10 +30,11 @@ MTH_EXPORT void Mth_Sort(int n, double* a, bool ascending);
 /// Quicksort with the median of three as pivot, which stops at equal keys, and straight insertion below 8
 /// entries: where keys are equal, the order of their companions is the one that this procedure gives, the
 /// same on every machine.
-/// @return  false when more than 24 parts would wait to be sorted, after "Augmenter nstack dans Mth_Sort"
-///          (caption "Quorvan"); the arrays are then partly sorted, each key with its companion. False, too,
-///          for a null array of at least one value.
-/// @see     Hoare, Quicksort, The Computer Journal 5 (1962); Sedgewick, Communications of the ACM 21 (1978).
+/// @param b  the companions, apart from the keys; or the array of keys itself, which is then sorted alone.
+/// @return   false when more than 24 parts would wait to be sorted, after "Augmenter nstack dans Mth_Sort"
+///           (caption "Quorvan"); the arrays are then partly sorted, each key with its companion. False, too,
+///           for a null array of at least one value and, when both are one array, without memory.
+/// @see      Hoare, Quicksort, The Computer Journal 5 (1962); Sedgewick, Communications of the ACM 21 (1978).
 MTH_EXPORT bool Mth_Sort(int n, double* a, double* b);
 /// @copydoc Mth_Sort(int,double*,double*)
 MTH_EXPORT bool Mth_Sort(int n, float* a, float* b);

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "mth/core/Mth_message_internal.h"
+#include "mth/core/Mth_work_array_internal.h"
 #include "mth/statistics/Mth_sort.h"
 #include "mth/statistics/Mth_sort_internal.h"
 
@@ -152,11 +153,21 @@ Scans Partition(KeyedRows<T> rows, Index first, Index last) {
   return scans;
 }
 
+// An array that is its own companions: exchanged twice it would never change, and scans would leave it.
+template <class T>
+bool SortAlone(int n, T* keys, int pendingPartsMax) {
+  const WorkArray<T> companions(n);
+  if (!companions) return false;
+  std::copy_n(keys, n, companions.Get());
+  return SortWithCompanions(n, keys, companions.Get(), pendingPartsMax);
+}
+
 }  // namespace
 
 template <class T>
 bool SortWithCompanions(int n, T* keys, T* companions, int pendingPartsMax) {
   if (n > 0 && (keys == nullptr || companions == nullptr)) return false;
+  if (n > 0 && keys == companions) return SortAlone(n, keys, pendingPartsMax);
   std::array<std::pair<Index, Index>, kPendingPartsMax> pending;
   int pendingCount = 0;
   const KeyedRows<T> rows{keys, companions};

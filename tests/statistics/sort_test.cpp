@@ -138,10 +138,13 @@ void CompareWithPlainQuicksort() {
       std::vector<T> b = Numbered<T>(a.size());
       std::vector<T> expected = a;
       std::vector<T> expectedCompanions = b;
+      std::vector<T> alone = a;
       QuicksortPlainly(expected, expectedCompanions, 0, n - 1);
       EXPECT_TRUE(Mth_Sort(n, a.data(), b.data()));
       EXPECT_TRUE(SameBits(a, expected)) << name << ' ' << n;
       EXPECT_EQ(b, expectedCompanions) << name << ' ' << n;
+      EXPECT_TRUE(Mth_Sort(n, alone.data(), alone.data()));
+      EXPECT_TRUE(SameBits(alone, expected)) << name << ' ' << n;
     }
   }
 }
