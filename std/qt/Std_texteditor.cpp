@@ -27,6 +27,7 @@ const char* const kFileFilter = "Textes (*.txt);;Tous les fichiers (*)";
 std::optional<QString> ReadUtf8(const QString& path) {
   QFile file(path);
   if (!file.open(QIODevice::ReadOnly) || file.size() > kLargestFile) return std::nullopt;
+  if (file.isSequential()) return std::nullopt;  // a pipe or a device may never end
   const QByteArray bytes = file.readAll();
   if (file.error() != QFile::NoError) return std::nullopt;
   // Takes a byte order mark off; stateless, so that a character cut at the end is an error as well.
@@ -137,12 +138,13 @@ QString STD_TEXT_EDITOR_WINDOW::Text() const {
 }
 
 bool STD_TEXT_EDITOR_WINDOW::OpenFile(const QString& path) {
+  if (!CanLoseChanges()) return false;
+  // Read after the question: the answer may have been to save the changes, to this very file.
   const std::optional<QString> text = ReadUtf8(path);
   if (!text) {
     Std_ShowMessage("Impossible d'ouvrir le fichier " + path.toStdString(), MessageKind::Error, "");
     return false;
   }
-  if (!CanLoseChanges()) return false;
   BeginText(*text, path);
   return true;
 }

@@ -150,14 +150,15 @@ TEST_F(QtTextEditor, TellsOfFilesThatItCannotReadOrWrite) {
   ASSERT_TRUE(editor_.OpenFile(PathOf("good.txt")));
   Write("latin.txt", "caf\xE9 ");
   Write("cut.txt", "caf\xC3");
-  const QString bad[] = {PathOf("latin.txt"), PathOf("cut.txt"), PathOf("missing.txt"), folder_.path()};
+  const QString bad[] = {PathOf("latin.txt"), PathOf("cut.txt"), PathOf("missing.txt"), folder_.path(),
+                         "/dev/zero"};  // without an end, where it exists
   for (const QString& path : bad) {
     EXPECT_FALSE(editor_.OpenFile(path));
     EXPECT_EQ(display_.messages.back(),
               (ShownMessage{"Impossible d'ouvrir le fichier " + path.toStdString(), MessageKind::Error, ""}));
   }
   EXPECT_FALSE(editor_.SaveFile(PathOf("no/such.txt")));
-  EXPECT_EQ(display_.messages.size(), 5U);
+  EXPECT_EQ(display_.messages.size(), 6U);
   EXPECT_EQ(text_.toPlainText(), "avant");
   EXPECT_EQ(editor_.GetPath(), PathOf("good.txt"));
 }
@@ -195,7 +196,9 @@ TEST_F(QtTextEditor, AsksBeforeItLosesChanges) {
   AnswerNext([](STD_CUSTOM_DIALOG& dialog) { dialog.close(); });
   EXPECT_FALSE(editor_.OpenFile(PathOf("text.txt")));
   EXPECT_EQ(text_.toPlainText(), kept);
-  text_.document()->setModified(false);
+  AnswerNext([](STD_CUSTOM_DIALOG& dialog) { dialog.Button1->click(); });
+  EXPECT_TRUE(editor_.OpenFile(PathOf("text.txt")));
+  EXPECT_EQ(text_.toPlainText(), kept);  // as it was saved just now
   Write("text.txt", "avant");
   ASSERT_TRUE(editor_.OpenFile(PathOf("text.txt")));
   EXPECT_TRUE(editor_.close());  // nothing to lose: no question
