@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "std/Std_console_wait_bar_internal.h"
@@ -57,6 +58,11 @@ std::string Bar(double done, int columns) {
 std::string OnOneLine(std::string text) {
   const auto isControl = [](unsigned char character) { return character < 0x20 || character == 0x7F; };
   std::replace_if(text.begin(), text.end(), isControl, ' ');
+  // Those beyond ASCII, U+0080 to U+009F, are two bytes.
+  for (std::size_t i = 1; i < text.size(); ++i) {
+    const auto second = static_cast<unsigned char>(text[i]);
+    if (text[i - 1] == '\xC2' && second >= 0x80 && second < 0xA0) text[i - 1] = text[i] = ' ';
+  }
   return text;
 }
 

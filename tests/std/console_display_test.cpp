@@ -59,6 +59,7 @@ TEST(ConsoleDisplay, MessageIsOneLine) {
       {"a", MessageKind::Custom, "", "Information: a\n"},
       {"100 %s\nb\x1B[2J", MessageKind::Error, "x\ry", "x y: 100 %s b [2J\n"},
       {std::string("a\0b", 3), MessageKind::Error, "", "Erreur: a b\n"},
+      {"a\xC2\x9Bm\xC2\x80 «\xC2", MessageKind::Error, "", "Erreur: a  m   «\xC2\n"},
   };
   for (const Case& c : cases) {
     const Console console(Progress::OnTerminal);
