@@ -60,15 +60,17 @@ MTH_EXPORT void Mth_MeanVector(double** x, int n, short d, double* out);
 /// @copydoc Mth_CovarianceMatrix(double**,double**,short,short)
 [[nodiscard]] MTH_EXPORT MTH_MATRIX* Mth_CovarianceMatrix(double** x, double** y, int n, short d);
 
-/// Spearman's rank correlation of n pairs; equal values share their mean rank. For n below 0, and when a sort
-/// fails or memory runs out, nothing is written.
+/// Spearman's rank correlation of n pairs; equal values share their mean rank. Ranks tell nothing of data
+/// with a NaN, which Mth_Sort of a pair does not order. For n below 0, and when a sort fails or memory runs
+/// out, nothing is written.
 /// @param d       sum of the squared rank differences.
 /// @param zd      its number of standard deviations from the value expected of independent data; 0 when that
 ///                deviation is 0.
 /// @param probd   two-sided significance of zd, small for correlated data.
 /// @param rs      the correlation; 0 when one side is constant.
 /// @param probrs  two-sided significance of rs by Student's law with n - 2 degrees of freedom; 0 when rs is
-///                1 or -1.
+///                1 or -1. Fewer than two pairs give NaN for zd, probd and rs, two pairs of which one side is
+///                constant give it for probrs, after the message of the beta function's fraction.
 /// @see   Lehmann, Nonparametrics: Statistical Methods Based on Ranks (1975).
 MTH_EXPORT void Mth_CorrelationRatioOfSpearman(double* x, double* y, int n, double* d, double* zd,
                                                double* probd, double* rs, double* probrs);
