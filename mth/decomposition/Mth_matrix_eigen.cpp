@@ -87,9 +87,12 @@ bool MTH_MATRIX::SearchOneEigenVector(double eigenvalue, double** vector) const 
   for (int i = 0; i < std::min(rows_, columns_); ++i) shifted.Set(i, i, Get(i, i) - eigenvalue);
 
   const MatrixPtr inverse(shifted.PseudoInverse());
-  // Intended: what comes without a pseudo-inverse is unallocated, which is asked first, and no message says
-  // so.
   if (!IsUsable(inverse.get())) return fail(14);
+  if (inverse->GetStatusError() == 9) {
+    const bool isGivenUp = LongRun(rows_, columns_, std::max(rows_, columns_)).IsGivenUp();
+    if (!isGivenUp) ShowInformation(kNotInvertible);
+    return fail(11);
+  }
   if (inverse->GetStatusError() == 10) ShowInformation(kUnstableSolution);
   for (int iteration = 0; iteration < kInverseIterations; ++iteration) {
     x.reset(*inverse * *x);
