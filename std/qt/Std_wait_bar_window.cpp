@@ -139,10 +139,12 @@ STD_WAIT_BAR_WINDOW::STD_WAIT_BAR_WINDOW()
 }
 
 void STD_WAIT_BAR_WINDOW::LetCancel(std::function<void()> cancel) {
+  Cancel->disconnect(this);  // from what an earlier run gave, which may be gone
   connect(Cancel, &QPushButton::clicked, this, [this, cancel = std::move(cancel)] {
     Cancel->setEnabled(false);
     cancel();
   });
+  Cancel->setEnabled(true);
   Cancel->show();
   setFixedSize(sizeHint());
 }

@@ -35,7 +35,8 @@ class MTH_EXPORT STD_WAIT_BAR_WINDOW : public QWidget {
   /// Button "Annuler", hidden unless LetCancel shows it.
   QPushButton* const Cancel;
 
-  /// Shows the Cancel button. The first click greys it and calls the function.
+  /// Shows the Cancel button. The first click greys it and calls the function. Called again, for a next run,
+  /// it forgets the former function, and the button may be clicked anew.
   void LetCancel(std::function<void()> cancel);
 
   /// A view that paints into this window, to step it with a TSTD_WAIT_BAR of the host's own:

@@ -89,8 +89,10 @@ TEST_F(QtWindows, CustomDialogsAnswerTheNumberOfTheButton) {
 
 TEST_F(QtWindows, WaitBarIsSteppedAgainAndAgain) {
   STD_WAIT_BAR_WINDOW& window = *windows_.STD_WAIT_BAR;
+  int cancels[2] = {};
   for (int round = 0; round < 2; ++round) {
     TSTD_WAIT_BAR bar(window.NewView());
+    window.LetCancel([&cancels, round] { ++cancels[round]; });
     EXPECT_EQ(QGuiApplication::overrideCursor()->shape(), Qt::WaitCursor);
     EXPECT_EQ(window.Title->text(), "Title");
     EXPECT_EQ(window.ProgressBar1->value(), 0);
@@ -103,6 +105,9 @@ TEST_F(QtWindows, WaitBarIsSteppedAgainAndAgain) {
     EXPECT_EQ(window.ProgressBar1->value(), 5);
     EXPECT_EQ(window.ProgressBar1->maximum(), 20);
     EXPECT_EQ(window.Action->text(), "un");
+    for (int click = 0; click < 2; ++click) window.Cancel->click();
+    EXPECT_EQ(cancels[0], 1);
+    EXPECT_EQ(cancels[1], round);
   }
   EXPECT_FALSE(window.isVisible());
   EXPECT_EQ(QGuiApplication::overrideCursor(), nullptr);
