@@ -109,7 +109,7 @@ class Cohort(unittest.TestCase):
         cls.bids = cls.scratch / "bids"
         make_cohort(cls.bids, cls.scratch)
         cls.output = cls.scratch / "whole"
-        cls.first = run(cls.bids, cls.output)
+        cls.first = run(cls.bids, cls.output, "--", "--resources", "mem_mb=4000")
         cls.tables = tables(cls.output)
 
     @classmethod
