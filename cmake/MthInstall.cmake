@@ -36,7 +36,8 @@ endforeach()
 
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
         DESTINATION "${MTH_DOC_DIR}" COMPONENT development)
-install(FILES "${PROJECT_SOURCE_DIR}/docs/minimisers.md" "${PROJECT_SOURCE_DIR}/docs/texture.md"
+install(FILES "${PROJECT_SOURCE_DIR}/docs/denoising.md" "${PROJECT_SOURCE_DIR}/docs/minimisers.md"
+              "${PROJECT_SOURCE_DIR}/docs/texture.md"
         DESTINATION "${MTH_DOC_DIR}/docs" COMPONENT development)
 
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/mthConfig.cmake.in"
@@ -63,8 +64,11 @@ foreach(name ${MTH_PKG_CONFIG_FILES})
           COMPONENT ${MTH_COMPONENT})
 endforeach()
 
-# The workflow over cohorts is Python's and Snakemake's: nothing of it is built.
-install(PROGRAMS "${PROJECT_SOURCE_DIR}/workflows/cohort/mth-cohort" DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/workflows/cohort/" DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/mth/cohort"
-        COMPONENT tools USE_SOURCE_PERMISSIONS
-        PATTERN "tests" EXCLUDE PATTERN "mth-cohort" EXCLUDE PATTERN "__pycache__" EXCLUDE)
+# The workflow over cohorts is Python's and Snakemake's: nothing of it is built. It runs the hosts and goes with them; the
+# library alone, as package managers take it, has no programs.
+if(MTH_BUILD_EXAMPLES)
+  install(PROGRAMS "${PROJECT_SOURCE_DIR}/workflows/cohort/mth-cohort" DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+  install(DIRECTORY "${PROJECT_SOURCE_DIR}/workflows/cohort/" DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/mth/cohort"
+          COMPONENT tools USE_SOURCE_PERMISSIONS
+          PATTERN "tests" EXCLUDE PATTERN "mth-cohort" EXCLUDE PATTERN "__pycache__" EXCLUDE)
+endif()
