@@ -127,6 +127,9 @@ def inverse_redundant_wavelet(approximation: ArrayLike, details: list[Details]) 
     True
     """
     image: Any = approximation
+    for subbands in details:
+        if len(subbands) != 3:
+            raise ValueError(f"a level has {len(subbands)} subbands, not 3")
     for level in reversed(range(len(details))):
         image = _mth.inverse_wavelet_level(image, *details[level], level=level)
     return np.asarray(image)

@@ -298,6 +298,8 @@ py::dict FitModel(const std::string& model, const py::handle& xValue, const py::
     Counted<MTH_FUNCT_AJUST_RAYLEIGH_COST> cost(ordinates, count);
     return Fit(cost, start, settings, progress);
   }
+  if (start.size() == 0 || start.size() % 3 != 0)
+    ThrowValueError("start has " + std::to_string(start.size()) + " parameters, not three for each Gaussian");
   Counted<MTH_FUNCT_AJUST_GAUSS_COST> cost(ordinates, count, ToInt(start.size() / 3, "start"));
   return Fit(cost, start, settings, progress);
 }

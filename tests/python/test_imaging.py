@@ -119,7 +119,8 @@ def test_texture():
     assert found["sum_mean"] == pytest.approx(((i + j) * p)[i + j >= 2].sum())
     assert len(found) == 14
     assert mth.cooccurrence(image, 6, (43, 0)).sum() == 0.0  # no pair is so far apart
-    for bad, text in ((lambda: mth.cooccurrence(image, 5), "outside 0 to 4"), (lambda: mth.redundant_wavelet(image, 31), "1 to 30")):
+    for bad, text in ((lambda: mth.cooccurrence(image, 5), "outside 0 to 4"), (lambda: mth.redundant_wavelet(image, 31), "1 to 30"),
+                      (lambda: mth.inverse_redundant_wavelet(image, [(image, image)]), "2 subbands, not 3")):
         with pytest.raises(ValueError, match=text):
             bad()
 

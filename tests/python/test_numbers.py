@@ -96,6 +96,7 @@ def test_what_minimisers_refuse():
         (lambda: mth.fit_curve([1.0], [1j]), TypeError, "y has elements of type complex128"),
         (lambda: mth.fit_curve([1.0, 2.0], [1.0, 2.0], "rayleigh"), ValueError, "0, 1, 2"),
         (lambda: mth.fit_curve([0.0, 1.0], [1.0, 2.0], "catenary", [1.0]), ValueError, "1 parameters, the model 2"),
+        (lambda: mth.fit_curve([0.0, 1.0], [1.0, 2.0], "gaussians", []), ValueError, "0 parameters, not three for each"),
     ]:
         with pytest.raises(error, match=text):
             call()
