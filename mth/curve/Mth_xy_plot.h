@@ -91,8 +91,9 @@ class MTH_EXPORT MTH_XY_PLOT {
   /// Trapezoids of unit width plus, intended, half of the last value: half of the sum of all y and of the sum
   /// of all but the first.
   double GetSimpleIntegral() const;
-  /// Half of the sum of y[i] over start <= i <= end and of y[i+1] over start <= i < end, trapezoids of unit
-  /// width; values outside the curve are 0.
+  /// Half of the sum of y[i] over start <= i <= end and of y[i+1] over start <= i < end; values outside the
+  /// curve are 0. With an end between two indices these are trapezoids of unit width up to the next one; a
+  /// whole end adds half of y[end] to those up to it, intended as above.
   double GetSimpleIntegral(int start, float end) const;
 
   /// Largest and smallest y.
