@@ -54,6 +54,12 @@ endif()
 # Relative to the files themselves: right under any --prefix, and wherever the installation is moved.
 file(RELATIVE_PATH MTH_PKG_CONFIG_TO_PREFIX "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 string(REGEX REPLACE "/$" "" MTH_PKG_CONFIG_TO_PREFIX "${MTH_PKG_CONFIG_TO_PREFIX}")
+foreach(folder LIBDIR INCLUDEDIR)  # which a packager may give as absolute ones, outside the prefix
+  set(MTH_PKG_CONFIG_${folder} "${CMAKE_INSTALL_${folder}}")
+  if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_${folder}}")
+    string(PREPEND MTH_PKG_CONFIG_${folder} "\${prefix}/")
+  endif()
+endforeach()
 foreach(name ${MTH_PKG_CONFIG_FILES})
   configure_file("${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in" "${PROJECT_BINARY_DIR}/${name}.pc" @ONLY)
   set(MTH_COMPONENT development)
