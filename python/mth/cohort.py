@@ -49,9 +49,12 @@ _METHODS = ("k-means", "fuzzy c-means", "tissues")
 
 @dataclass(frozen=True)
 class Applied:
-    """One scan divided by a model: ``labels`` from 1, 0 outside the mask, and for each cluster an image of ``fractions``."""
+    """One scan divided by a model: ``labels`` from 1, 0 outside the mask, and for each cluster an image of ``fractions``.
 
-    labels: NDArray[np.uint8]
+    Both count the clusters in the model's order. Labels are of 8 bits, of more than 255 clusters of 32.
+    """
+
+    labels: NDArray[np.unsignedinteger[Any]]
     fractions: list[NDArray[Any]]
 
 
@@ -109,7 +112,7 @@ class Model:
         part = _mth.Samples(np.stack([channel[chosen] for channel in channels], axis=1), len(self.centroids))
         part.step(self.centroids, self.parameters.get("m", 0.0))
         memberships, labels = part.results()
-        image = np.zeros(chosen.shape, np.uint8)
+        image = np.zeros(chosen.shape, np.uint8 if len(self.centroids) <= 255 else np.uint32)
         image[chosen] = labels + 1
         fractions = [np.zeros(chosen.shape) for _ in self.centroids]
         for k, fraction in enumerate(fractions):

@@ -43,6 +43,8 @@ def test_one_scan_alone_has_the_engines_bits():
     found = cohort.k_means([image], 3)
     assert np.array_equal(found.centroids, alone.centroids) and found.n_iter == alone.n_iter and found.converged
     assert np.array_equal(found.apply(image).labels[image > 0], alone.labels + 1)
+    many = np.arange(1.0, 601.0)
+    assert np.array_equal(cohort.k_means([many], 300).apply(many).labels, mth.k_means(many, 300, init="quantiles").labels + 1)
     for m in (2.0, 1.75):
         alone = mth.fuzzy_c_means(image[image > 0], 3, m, init="quantiles")
         found = cohort.fuzzy_c_means([image], 3, m=m)
