@@ -57,6 +57,9 @@ std::vector<MTH_MATRIX> Nasty() {
   for (const double beside : {1e-155, 1e-158, 1e-160, 1e-161, 1e-162}) list.push_back(NearlyDiagonal(beside));
   for (const double size : {1e305, 1e300, 1e155, 1e-155, 1e-300, 1e-307})
     list.push_back(Scaled(RandomMatrix(9, 7, kDouble, 3), size));
+  // Singular values that rounding alone tells apart.
+  for (const auto& [n, seed] : {std::pair(80, 19u), {90, 5u}})
+    list.push_back(*MatrixPtr(Identity(n) + Scaled(RandomMatrix(n, n, kDouble, seed), 3e-16)));
   list.push_back(RandomMatrix(3, 40, kDouble, 4));
   list.push_back(MTH_MATRIX(0, 3, kDouble));
   return list;

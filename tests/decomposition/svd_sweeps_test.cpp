@@ -73,7 +73,7 @@ TEST(SVDSweeps, ConvergeOrGiveUpAtTheirCap) {
   EXPECT_NEAR(std::abs(golden[0]), 0.5 * (std::sqrt(5.0) - 1.0), 1e-15);
   EXPECT_NEAR(std::abs(golden[1]), 0.5 * (std::sqrt(5.0) + 1.0), 1e-15);
 
-  // So many by contract: none that converges needs nearly as many, and the last one is not swept any more.
+  // So many by contract, and the last one is not swept any more.
   // Finite elements whose squares are not: every sweep makes NaN, which never becomes negligible.
   EXPECT_EQ(mth_internal::kSVDIterationCap, 50);
   std::vector<double> huge = {1e200, 1e200, 1e200};
