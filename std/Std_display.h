@@ -33,7 +33,8 @@ class MTH_EXPORT STD_WAIT_BAR_VIEW {
 /// What a host or a toolkit implements to show messages and progress to people.
 ///
 /// A display may throw: the library contains the exception, a message then answers 0 and a progress window
-/// goes on without its view.
+/// goes on without its view. It is called in the middle of operations, and may cancel them, but must not
+/// change the objects that they work on.
 class MTH_EXPORT STD_DISPLAY {
  public:
   virtual ~STD_DISPLAY();

@@ -51,7 +51,10 @@ class MTH_EXPORT MTH_CLUSTERING_TREE {
   /// the samples strictly below it and `right` those strictly above. A sample at the threshold itself, as
   /// where a feature has a single value, is on neither side: this is intended.
   ///
-  /// The threshold lies halfway between neighbouring values. Of equal errors the lowest feature is taken.
+  /// The threshold lies halfway between neighbouring values. Of equal errors the lowest feature is taken. A
+  /// threshold of exactly kUnbounded is no bound: each side then holds all samples, and so do the sides of
+  /// every further level of Train, twice as many on each. Scale features whose values lie on both sides of
+  /// it.
   /// @param tree      not read; the node that the training is for.
   /// @param features  one row per feature, one column per sample, in double storage.
   /// @param labels    one row, a column per sample; above 0 is positive, anything else negative.

@@ -216,7 +216,7 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// How the last run or fusion ended; NotRun before the first, and on a copied engine. Converged, also for a
   /// fusion that was done; IterationCap, also when no iterations were allowed; Cancelled; NoMemory; BadInput
   /// without samples, clusters, dimensions or centroids, or with what does not fit in a list or an argument;
-  /// NotFinite when features or centroids are no numbers.
+  /// NotFinite when features, centroids or the masses of a run are no numbers.
   MTH_STOP_REASON GetStopReason() const { return stopReason_; }
 
   /// As AddSample, for a sample that brings one initial mass per hypothesis instead of one membership per
@@ -241,9 +241,15 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// that converged, and writes the diagnostic files. By intention a run that reaches the iterations count
   /// does none of this; its credal partition belongs to the centroids before their last movement. Shows
   /// progress, a step an iteration.
+  ///
+  /// Centroids that coincide, as those of a new engine do, stay together: start them apart, for instance with
+  /// InitialiseCentroidsFromSamples. Where all samples lie on all centroids there are no masses, and powers
+  /// of distances are not finite beyond the range of a double, as with beta close to 1: after such a run
+  /// GetStopReason tells NotFinite.
   /// @return  1 after running, also when it was cancelled; 3.4028234663852886e38 without samples, clusters,
-  ///          dimensions, centroids or memory, when the centroids cannot be solved for (NaN or infinite
-  ///          features), and after a message with more than 20 clusters or no memory for the hypotheses.
+  ///          dimensions, centroids or memory, when the centroids cannot be solved for (masses or features
+  ///          that are not finite), and after a message with more than 20 clusters or no memory for the
+  ///          hypotheses.
   /// @see     Masson and Denoeux, ECM: an evidential version of the fuzzy c-means algorithm, Pattern
   ///          Recognition 41, 2008.
   double ApplyEvidentialFuzzyCMeanClustering();

@@ -117,6 +117,14 @@ double MoveCentroids(std::vector<double>& centroids, const MTH_MATRIX& solution)
   return 1.0 / solution.GetNbRows() * sum;
 }
 
+// The mass of the empty set, what the others leave, is a number where all of a sample's masses are.
+bool AreMassesFinite(const MTH_MATRIX& masses) {
+  for (int i = 0; i < masses.GetNbRows(); ++i) {
+    if (!std::isfinite(masses.Get(i, 0))) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 double MTH_CLUSTERING::ApplyEvidentialFuzzyCMeanClustering() {
@@ -172,7 +180,7 @@ double MTH_CLUSTERING::RunEvidentialCMeans() {
     ScatterCentroids(centroids);
     CalculCentresHypotheses();
   }
-  stopReason_ = ReasonOf(hasConverged, isCancelled);
+  stopReason_ = AreMassesFinite(*masses) ? ReasonOf(hasConverged, isCancelled) : MTH_STOP_REASON::NotFinite;
   credalPartition_ = std::move(masses);
   if (hasConverged) {
     iterationsCount_ = iteration;

@@ -157,6 +157,19 @@ TEST(ClusteringStop, CentroidsThatAllCoincideAreNoAnswer) {
   EXPECT_EQ(equal->GetCentroid(0)->Get(0, 0), 0.0);
 }
 
+// Evidential c-means that moves its centroids onto samples that are all one: the last masses are 0 / 0.
+TEST(ClusteringStop, MassesThatAreNoNumbersAreNoAnswer) {
+  MTH_CLUSTERING engine(1, 1);
+  const double samples[] = {0.0, 0.0, 0.0};
+  const double besideThem = 1e-4;  // within the tolerance
+  ASSERT_TRUE(engine.AddSamples(samples, 3));
+  engine.InitialiseCentroid(0, &besideThem, 1);
+  EXPECT_EQ(engine.ApplyEvidentialFuzzyCMeanClustering(), 1.0);
+  EXPECT_EQ(engine.GetStopReason(), MTH_STOP_REASON::NotFinite);
+  EXPECT_TRUE(engine.IsEvidential());  // it has converged all the same
+  EXPECT_TRUE(std::isnan(engine.GetBeliefValue(0, 1)));
+}
+
 // The change at which a run stops is the tolerance itself, too.
 TEST(ClusteringStop, AChangeOfExactlyTheToleranceEndsARun) {
   const Engine fuzzy = Blobs();
