@@ -41,8 +41,8 @@ void MTH_FUNCT_AJUST_GAUSS_COST::Evaluate() {
 
 double MTH_FUNCT_AJUST_GAUSS_COST::SquaredError() const {
   double error = 0.0;
-  for (int first = 0; first < count_; first += cache_->SegmentLength()) {
-    const int length = std::min(cache_->SegmentLength(), count_ - first);
+  for (int first = 0, length = 0; first < count_; first += length) {
+    length = std::min(cache_->SegmentLength(), count_ - first);
     cache_->BeginSegment(first);
     double* const model = cache_->Model();
     std::fill_n(model, length, 0.0);
