@@ -111,8 +111,9 @@ bool MTH_FUNCT::EvaluateResiduals(double* /*residuals*/) {
 
 // A run whose cost is no number has met no tolerance, and what used its iterations up is that.
 void MTH_FUNCT::EndRun(MTH_STOP_REASON reason, bool hasIterated) {
-  const bool isLost = hasIterated && !std::isfinite(value_) && reason != MTH_STOP_REASON::Cancelled;
-  stopReason_ = isLost ? MTH_STOP_REASON::NotFinite : reason;
+  const bool isJudged =
+      reason == MTH_STOP_REASON::Converged || (hasIterated && reason != MTH_STOP_REASON::Cancelled);
+  stopReason_ = isJudged && !std::isfinite(value_) ? MTH_STOP_REASON::NotFinite : reason;
 }
 
 void MTH_FUNCT::SetParameters(double* x) {

@@ -187,6 +187,13 @@ TEST(Stop, RunsTellWhyTheyEnded) {
   EXPECT_EQ(cost.GetStopReason(), Reason::BadInput);
   cost.ComputeOptimum_Nelder_Mead(start.data(), 1e-6, 1000, nullptr);
   EXPECT_EQ(cost.GetStopReason(), Reason::Converged);
+  // Two first vertices of equal cost meet the tolerance at once; the one tried last is no number.
+  RecordingCost hole({1.0, 2.0}, [](const double* x) { return x[0] > 1.2 && x[1] < 2.5 ? kNaN : 1.0; });
+  Point beside = {1.0, 2.0};
+  for (const int cap : {-1, 0, 5}) {
+    EXPECT_TRUE(hole.ComputeOptimum_Nelder_Mead(beside.data(), 1e-3, cap, nullptr));
+    EXPECT_EQ(hole.GetStopReason(), Reason::NotFinite) << cap;
+  }
   cost.Compute_Optimum_Steepes(nullptr, 0.0, 5, nullptr);
   EXPECT_EQ(cost.GetStopReason(), Reason::BadInput);
   cost.Compute_Optimum_Steepes(start.data(), 1e-3, 1000, nullptr);
