@@ -223,7 +223,9 @@ class MTH_EXPORT MTH_FUNCT {
   /// Least squares: minimises half the sum of the squared residuals that EvaluateResiduals stores, by
   /// Marquardt's method with Nielsen's damping, and leaves that half sum in the value. The derivatives are
   /// forward differences: n evaluations of the residuals for each accepted step, one for each trial.
-  /// @param start       null starts from the parameters; counts whether the object is defined or not.
+  /// @param start       null starts from the parameters; counts whether the object is defined or not. The
+  ///                    differences move a parameter by 2^-26 of itself, one at 0 by 2^-26: give 0 and not
+  ///                    1e-16 where 0 is meant, or nothing seems to depend on it and the run converges there.
   /// @param ftol        has converged when a step changes the cost, and the linear model had promised to
   ///                    change it, by at most this, relative to the cost; also when rounding allows no
   ///                    progress.
@@ -233,7 +235,8 @@ class MTH_EXPORT MTH_FUNCT {
   ///                    parameters or none (BadInput), without memory (NoMemory), and with the start in the
   ///                    parameters for residuals that are not finite or not given there (NotFinite).
   ///                    Residuals that are not finite later on only refuse a step; EvaluateResiduals
-  ///                    returning false ends the run at the best point (NotFinite).
+  ///                    returning false, and derivatives that are not finite or whose squares overflow, end
+  ///                    the run at the best point (NotFinite).
   /// @see  Marquardt, J. SIAM 11 (1963) 431; Nielsen, IMM-REP-1999-05, Technical University of Denmark.
   bool ComputeOptimumLeastSquares(double* start, double ftol, int maxIter, int* iterations);
   /// @copydoc ComputeOptimumLeastSquares(double*,double,int,int*)

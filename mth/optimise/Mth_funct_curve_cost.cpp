@@ -1,5 +1,7 @@
 #include "mth/optimise/Mth_funct_curve_cost.h"
 
+#include <cstdint>
+
 #include "mth/core/Mth_new_array_internal.h"
 #include "mth/optimise/Mth_funct_internal.h"
 
@@ -17,7 +19,7 @@ MTH_FUNCT_CURVE_COST::~MTH_FUNCT_CURVE_COST() = default;
 bool MTH_FUNCT_CURVE_COST::AllocateSamples(int count) {
   ReleaseSamples();
   samplesCount_ = 0;
-  if (count < 0) return false;
+  if (count < 0 || !mth_internal::HasMemoryForBlocks(3, count * std::int64_t{sizeof(double)})) return false;
   for (auto* array : {&abscissae_, &ordinates_, &model_}) {
     *array = mth_internal::NewArray<double>(count);
   }

@@ -39,10 +39,10 @@ enum class Trial : std::uint8_t { Accepted, Refused, Ended };
 // parameters and the value are its own in the end.
 class LeastSquares {
  public:
-  explicit LeastSquares(MTH_FUNCT& cost)
+  LeastSquares(MTH_FUNCT& cost, int residualsCount)
       : cost_(cost),
         n_(cost.GetParametersCount()),
-        m_(cost.GetResidualsCount()),
+        m_(residualsCount),
         point_(n_),
         residuals_(m_),
         trialResiduals_(m_),
@@ -84,7 +84,9 @@ class LeastSquares {
   bool ComputeJacobian() {
     for (int j = 0; j < n_; ++j) {
       if (!ComputeColumn(j)) return false;
-      scales_[j] = std::max(scales_[j], std::sqrt(Dot(Column(j), Column(j), m_)));
+      const double norm = std::sqrt(Dot(Column(j), Column(j), m_));
+      if (!std::isfinite(norm)) return false;  // nothing could be solved with it
+      scales_[j] = std::max(scales_[j], norm);
     }
     std::copy_n(residuals_.Get(), m_, rotated_.Get());
     Triangularise(jacobian_.Get(), m_, n_, rotated_.Get());
@@ -300,7 +302,9 @@ bool MTH_FUNCT::ComputeOptimumLeastSquares(double* start, double ftol, int maxIt
   const int residualsCount = GetResidualsCount();
   if (residualsCount < 1 || residualsCount < parametersCount_) return false;
   stopReason_ = MTH_STOP_REASON::NoMemory;
-  mth_internal::LeastSquares problem(*this);
+  const std::int64_t columns = std::int64_t{parametersCount_} + 3;  // the Jacobian's, and of residuals
+  if (!mth_internal::HasMemoryForBlocks(columns, residualsCount * std::int64_t{sizeof(double)})) return false;
+  mth_internal::LeastSquares problem(*this, residualsCount);
   if (isStarved_ || !problem.IsAllocated()) return false;
   stopReason_ = MTH_STOP_REASON::NotRun;
   const bool isFinite = problem.Begin(start != nullptr ? start : parameters_.get());

@@ -141,6 +141,14 @@ TEST(LeastSquares, RefusesWhatItCannotDo) {
     EXPECT_TRUE(cost.GetValue() == test.value || (std::isnan(cost.GetValue()) && std::isnan(test.value)));
     EXPECT_EQ(cost.GetCovariance(), nullptr);
   }
+  ResidualCost steep(1, 2, [](const double* p, double* r) {  // slopes whose squares overflow
+    r[0] = r[1] = 1e160 * (p[0] - 2.0);
+    return true;
+  });
+  Point near = {2.0 + 1e-10};
+  EXPECT_FALSE(steep.ComputeOptimumLeastSquares(near.data(), 1e-10, 50, nullptr));
+  EXPECT_EQ(steep.GetStopReason(), Reason::NotFinite);
+  EXPECT_EQ(steep.Parameters(), near);
   RecordingCost plain({1.0}, [](const double*) { return 0.0; });
   EXPECT_FALSE(plain.ComputeOptimumLeastSquares(nullptr, 1e-10, 5, nullptr));
   EXPECT_EQ(plain.GetStopReason(), Reason::BadInput);
