@@ -372,7 +372,8 @@ TEST(ChangeOfReferenceCost, DependsOnTheAnglesAlone) {
   EXPECT_EQ(cost.GetParameters()[0], 0.0);
   cost.Evaluate();
   EXPECT_NEAR(cost.GetValue(), (std::sqrt(2.0) + 2.0 * std::sqrt(2.0)) / 2.0, 1e-15);
-  EXPECT_EQ(cost.EvaluateAtPoint(start), 0.0 + cost.EvaluateAtPoint(start));
+  double shifted[6] = {90, 0, 0, -50, 60, 1e9};
+  EXPECT_EQ(cost.EvaluateAtPoint(start), cost.EvaluateAtPoint(shifted));
   short iterations = 0;
   double near[6] = {80, 3, -4, 0, 0, 0};
   EXPECT_TRUE(cost.ComputeOptimumPowell(near, 100, 1e-5, &iterations, false));

@@ -86,6 +86,8 @@ TEST(Evaluation, VirtualSlotsAreInThePublishedOrder) {
   EXPECT_EQ(SlotOf(&MTH_FUNCT::SimAnnComputeTransition), 1);
   EXPECT_EQ(SlotOf(&MTH_FUNCT::SimAnnComputeInverseTransition), 2);
   EXPECT_EQ(SlotOf(&MTH_FUNCT::Evaluate), 5);  // the destructor takes slots 3 and 4
+  EXPECT_EQ(SlotOf(&MTH_FUNCT::GetResidualsCount), 6);
+  EXPECT_EQ(SlotOf(&MTH_FUNCT::EvaluateResiduals), 7);
 }
 #endif
 
