@@ -120,7 +120,10 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   void GetAnglesRadians(double* angles) const;
   /// The rigid transform that maps the first set to the second with the least squared error, by the
   /// quaternion method: matrix, quaternion, angles (as by ExtractAngles) and translation. Collinear,
-  /// coincident and mirrored sets, too, get a proper rotation, not necessarily the only one.
+  /// coincident and mirrored sets, too, get a proper rotation, not necessarily the only one. The sums are
+  /// taken about the origin: of sets that lie d times their size away from it, the transform errs by about
+  /// d^2 times the rounding, and means nothing from d = 1e8 on; so it does with OptimiseMeanDistance and
+  /// ComputeWithoutOutliers, which start from it. Shift such sets, or use Initialise.
   /// @return  false, with nothing changed, without sets, with a dimension below 1, with points that are not
   ///          finite and when memory runs out.
   /// @see     Horn, J. Opt. Soc. Am. A 4 (1987) 629; Besl & McKay, IEEE PAMI 14 (1992) 239.
