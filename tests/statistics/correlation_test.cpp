@@ -55,6 +55,9 @@ TEST(Correlation, SpearmanMeetsTablesWithAndWithoutTies) {
   EXPECT_EQ(same.d, 0.0);
   EXPECT_EQ(same.rs, 1.0);
   EXPECT_EQ(same.probrs, 0.0);
+  const Spearman none({}, {});
+  EXPECT_EQ(none.d, 0.0);
+  EXPECT_TRUE(std::isnan(none.zd) && std::isnan(none.probd) && std::isnan(none.rs));
   const Spearman constant({1, 2, 3}, {4, 4, 4});
   EXPECT_EQ(constant.zd, 0.0);
   EXPECT_EQ(constant.rs, 0.0);
@@ -91,7 +94,8 @@ TEST(Correlation, CorrelationMixesOneAndTwoSidedTails) {
   const Case cases[] = {
       {{1}, {1}, 0, 0, 0},
       {{1, 2}, {5, 9}, 1, 4, 0},
-      {{1, 2, 3, 4}, {1, 2, 3, 4}, 1, 1, 1e-20},    // t is 1e10, no more
+      {{1, 2, 3, 4}, {1, 2, 3, 4}, 1, 1, 1e-20},  // t is 1e10, no more
+      {{1, 2, 3, 4}, {4, 3, 2, 1}, -1, -1, 1e-20},
       {{1, 2, 3}, {1, 3, 2}, 0.5, 0.5, 1.0 / 3.0},  // one-sided: atan(-1 / sqrt(3)) / pi + 1/2
       {{1, 2, 3}, {1, 2, 1}, 0, 0, 0.5},            // one-sided, atan(0)
       {{-1, 1, -1, 1}, {1, 1, -1, -1}, 0, 0, 0.5},  // no tail is asked for
