@@ -16,6 +16,7 @@ struct FixedPowerTable {
   static constexpr int kWholes = 1024;
   static constexpr int kRows = 128;
   static constexpr int kTerms = 8;
+  static constexpr double kLargestWhole = 900.0;  // of the results: far from the ends of a double
   /// Numbers from 1 / kLimit to kLimit are in the tables.
   static constexpr double kLimit = 0x1p510;
 
@@ -29,13 +30,17 @@ struct FixedPowerTable {
       rows[i][0] = kPowerRows[i][0];
       rows[i][1] = Power(kPowerRows[i][0], -exponent);
     }
-    for (int i = 0; i < kWholes; ++i) wholes[i] = std::ldexp(1.0, i - kWholes / 2);
+    for (int i = 0; i < kWholes; ++i) {
+      const int whole = i - kWholes / 2;
+      const bool hasPower = std::abs(exponent * whole) <= kLargestWhole;  // an overflow may be trapped
+      wholes[i] = std::ldexp(1.0, hasPower ? whole : 0);
+    }
     Powers(wholes, exponent, kWholes, wholes);
   }
 
   double series[kTerms];    // of ((1 + r)^y - 1) / r, from the highest power down
   double rows[kRows][4]{};  // c, and it to the power -y
-  double wholes[kWholes];   // of 2^(i - kWholes / 2); 0 or infinite where the power is
+  double wholes[kWholes];   // of 2^(i - kWholes / 2); 1 where the power is beyond 2^+-kLargestWhole
 };
 
 }  // namespace mth_internal
