@@ -26,7 +26,8 @@ class MTH_EXPORT MTH_CLUSTERING_ADABOOST {
   /// A list of trained cells.
   using CELLS = MTH_POINTER_LIST<MTH_CLUSTERING_TREE>;
 
-  /// @param features  one row per feature, one column per training sample, in double storage; borrowed.
+  /// @param features  one row per feature, one column per training sample, in double storage; borrowed. They
+  ///                  should be finite: one NaN beside the best threshold leaves a round without cells.
   /// @param labels    one row with +1.0 or -1.0 for each sample; borrowed.
   /// @param rounds    the number of rounds of one training; below 1 there are none.
   /// @param tree      the model of the weak learner's nodes, whose depth is that of each round's tree;

@@ -56,7 +56,8 @@ class MTH_EXPORT MTH_CLUSTERING_TREE {
   /// every further level of Train, twice as many on each. Scale features whose values lie on both sides of
   /// it.
   /// @param tree      not read; the node that the training is for.
-  /// @param features  one row per feature, one column per sample, in double storage.
+  /// @param features  one row per feature, one column per sample, in double storage. A NaN is on neither
+  ///                  side, and a threshold halfway between it and a value leaves no sample on either.
   /// @param labels    one row, a column per sample; above 0 is positive, anything else negative.
   /// @param weights   one non-negative weight per sample.
   /// @param parent    becomes the parent of both sides, which share it from then on; null leaves them theirs.
