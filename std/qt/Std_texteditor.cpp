@@ -4,6 +4,7 @@
 #include <QCloseEvent>
 #include <QFile>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QIcon>
 #include <QInputDialog>
 #include <QLabel>
@@ -25,9 +26,9 @@ constexpr qint64 kLargestFile = 64 * 1024 * 1024;  // bytes: an editor for notes
 const char* const kFileFilter = "Textes (*.txt);;Tous les fichiers (*)";
 
 std::optional<QString> ReadUtf8(const QString& path) {
+  if (!QFileInfo(path).isFile()) return std::nullopt;  // a pipe or a device may never begin, nor end
   QFile file(path);
   if (!file.open(QIODevice::ReadOnly) || file.size() > kLargestFile) return std::nullopt;
-  if (file.isSequential()) return std::nullopt;  // a pipe or a device may never end
   const QByteArray bytes = file.readAll();
   if (file.error() != QFile::NoError) return std::nullopt;
   // Takes a byte order mark off; stateless, so that a character cut at the end is an error as well.
