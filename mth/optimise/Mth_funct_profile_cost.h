@@ -26,8 +26,8 @@ class MTH_EXPORT MTH_FUNCT_PROFILE_COST : public MTH_FUNCT_CURVE_COST {
   /// every locale. There are as many samples as lines (a line beyond 255 characters counts again for every
   /// 255); numbers, also hexadecimal and infinite ones, are read one pair after the other, as "%lf,%lf" does.
   /// What cannot be read is 0: a number without its pair is an abscissa alone, and reading does not go past
-  /// text that is no number, so that all pairs after it are (0, 0). GetReadCount tells how many pairs were
-  /// whole: the three columns of SaveProfile do not come back.
+  /// text that is no number, a sign or a point alone included, so that all pairs after it are (0, 0).
+  /// GetReadCount tells how many pairs were whole: the three columns of SaveProfile do not come back.
   /// @return  false, without a message and without samples, when the file cannot be opened or read; the
   ///          count then stays as it was.
   bool LoadProfile(const char* path);
