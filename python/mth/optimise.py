@@ -100,7 +100,8 @@ def anneal(f: Callable[[Floats], Any], x0: ArrayLike, *, move: Optional[Callable
     moves, max_iter : of each stage, and the stages at most.
     final_temperature, stale : it ends below this temperature, and after so many stages without a better cost.
     seed : 1 to 8,639,999, else the time of day; the numbers are those of stream 0 of `mth.random.Uniform`.
-    callback, progress : as of `minimise`; the callback is called with the present point after every stage.
+    callback, progress : as of `minimise`; the callback is called with the present point after every stage, and within one every
+        1,000 moves.
 
     ``nit`` of the `Minimum` counts moves.
 

@@ -26,6 +26,10 @@ def test_minimisers_find_rosenbrocks_valley(method, tolerance):
     seen = []
     ended = mth.minimise(rosenbrock, [-1.2, 1.0], method, callback=lambda p: seen.append(p.copy()) or len(seen) == 3)
     assert ended.reason == "cancelled" and not ended.success and len(seen) == 3
+    iterations, steps = [], []
+    best = mth.minimise(rosenbrock, [-1.2, 1.0], method, callback=lambda p: iterations.append(1),
+                        progress=lambda done, total: steps.append(done))
+    assert best.nit - 1 <= len(iterations) <= best.nit and steps == list(range(1, len(iterations) + 1))
 
 
 def test_steepest_descent():
