@@ -32,6 +32,7 @@ class BidiagonalQR {
       right_.Turn();
       left_.Apply(step);
       right_.Apply(step);
+      if (isStuck_ && left_.Recorded().IsEmpty() && right_.Recorded().IsEmpty()) TurnRound();
     } while (!left_.Recorded().IsEmpty() || !right_.Recorded().IsEmpty() || !isDone_);
     return result_;
   }
@@ -41,6 +42,7 @@ class BidiagonalQR {
   void BeginValue(std::int64_t last) {
     last_ = last;
     iterations_ = 0;
+    isTurned_ = false;
     if (last_ <= 0) {
       End(SVDResult::Done);
     } else if (IsGivenUp(size_)) {
@@ -68,13 +70,13 @@ class BidiagonalQR {
 
   // @return  false when there is none.
   MTH_NOINLINE bool BeginSweep() {
-    while (!isDone_) {
+    while (!isDone_ && !isStuck_) {
       if (!left_.Recorded().HasRoom(last_) || !right_.Recorded().HasRoom(last_)) return false;
       const std::int64_t first = FindBlock(last_);
-      if (first == last_ || IsFoundAtLast()) {
+      if (first == last_) {
         BeginValue(last_ - 1);
       } else if (++iterations_ == kSVDIterationCap) {
-        End(SVDResult::NoConvergence);
+        EndIterations(first);
       } else {
         BeginSweep(first);
         return true;
@@ -83,14 +85,39 @@ class BidiagonalQR {
     return false;
   }
 
-  // Among values that rounding alone tells apart, sweeps may hold the element beside the last one some
-  // roundings above what is negligible. Where the cap would end them it counts as 0, which no NaN does.
-  bool IsFoundAtLast() {
+  // What the cap is reached with: among values that rounding alone tells apart, sweeps may hold the element
+  // beside the last one some roundings above what is negligible, and it counts as 0. Else the block is turned
+  // round, once, but not for NaN.
+  MTH_NOINLINE void EndIterations(std::int64_t first) {
     constexpr double kMostRoundings = 50.0;
-    const bool isLastChance = iterations_ + 1 == kSVDIterationCap;
-    if (!isLastChance || !(std::abs(e_[last_ - 1]) <= kMostRoundings * negligible_)) return false;
-    e_[last_ - 1] = 0.0;
-    return true;
+    const double beside = std::abs(e_[last_ - 1]);
+    if (beside <= kMostRoundings * negligible_) {
+      e_[last_ - 1] = 0.0;
+    } else if (std::isfinite(beside) && !isTurned_) {
+      first_ = first;
+      isStuck_ = true;
+    } else {
+      End(SVDResult::NoConvergence);
+    }
+  }
+
+  // Turns the block that ends in row `last_` round and makes it upper bidiagonal again. A shift is lost
+  // beside the square of a first element that is far larger than it, and sweeps are then slow: with the small
+  // elements first, the large values are found, and the others remain among themselves.
+  MTH_NOINLINE void TurnRound() {
+    isStuck_ = false;
+    isTurned_ = true;
+    iterations_ = 0;
+    std::reverse(d_ + first_, d_ + last_ + 1);
+    std::reverse(e_ + first_, e_ + last_);
+    left_.ReverseRows(first_, last_);
+    right_.ReverseRows(first_, last_);
+    Rotation* rotations = left_.Recorded().Begin({first_, last_, kNoHub});
+    for (std::int64_t k = first_; k < last_; ++k) {
+      const Rotation rotation = *rotations++ = MakeRotation(d_[k], e_[k]);
+      e_[k] = rotation.s * d_[k + 1];
+      d_[k + 1] *= rotation.c;
+    }
   }
 
   void BeginSweep(std::int64_t first) {
@@ -182,6 +209,8 @@ class BidiagonalQR {
   std::int64_t last_ = 0;  // the row of the value that is looked for
   int iterations_ = 0;
   bool isDone_ = false;
+  bool isStuck_ = false;   // the block from first_ on is to be turned round once all rotations are applied
+  bool isTurned_ = false;  // it has been, for this value
   SVDResult result_ = SVDResult::Done;
   // The sweep under way: from its first row to its last one, the next row to rotate, what is to become 0.
   std::int64_t first_ = 0;

@@ -226,6 +226,16 @@ class RotatedVectors {
     records_[1 - recorded_].Apply(matrix_, meanwhile);
     records_[1 - recorded_].Clear();
   }
+  // Puts rows [first, last] in the opposite order, when nothing waits to be applied.
+  void ReverseRows(std::int64_t first, std::int64_t last) {
+    for (std::int64_t column = 0; column < matrix_.width; column += kRotatedColumns) {
+      const std::int64_t count = PanelledRows::Count(matrix_.width, column);
+      for (std::int64_t upper = first, lower = last; upper < lower; ++upper, --lower) {
+        double* const row = matrix_.At(upper, column);
+        std::swap_ranges(row, row + count, matrix_.At(lower, column));
+      }
+    }
+  }
 
  private:
   PanelledRows matrix_;

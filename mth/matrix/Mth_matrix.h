@@ -402,9 +402,10 @@ class MTH_EXPORT MTH_MATRIX {
   /// @param v  receives a new orthogonal matrix, columns x columns, of right singular vectors.
   /// @return   true on success. On failure the caller owns the three factors as well: unallocated, with
   ///           status 1 when this matrix is unallocated or without memory, with status 17 when a singular
-  ///           value needs 50 iterations or the elements are not finite. The latter shows "Pas de convergence
-  ///           après 50 itérations" for a double matrix and "Pas de convergence après 30 itérations", the cap
-  ///           being 50 all the same, for a float one. A null argument gives false and nothing else.
+  ///           value needs 50 iterations from either end or the elements are not finite. The latter shows
+  ///           "Pas de convergence après 50 itérations" for a double matrix and "Pas de convergence après 30
+  ///           itérations", the cap being 50 all the same, for a float one. A null argument gives false and
+  ///           nothing else.
   /// @see      Golub and Reinsch, Numerische Mathematik 14 (1970) 403-420; Golub and Van Loan, Matrix
   ///           Computations, section 8.6.
   bool SVD(MTH_MATRIX** u, MTH_MATRIX** w, MTH_MATRIX** v) const;

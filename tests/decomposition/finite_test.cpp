@@ -4,6 +4,7 @@
 #include <cmath>
 #include <complex>
 #include <memory>
+#include <numbers>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -60,6 +61,13 @@ std::vector<MTH_MATRIX> Nasty() {
   // Singular values that rounding alone tells apart.
   for (const auto& [n, seed] : {std::pair(80, 19u), {90, 5u}})
     list.push_back(*MatrixPtr(Identity(n) + Scaled(RandomMatrix(n, n, kDouble, seed), 3e-16)));
+  // A projector with noise: half of its values lie far below the root of epsilon, beside values of 1.
+  const MTH_MATRIX noise = RandomMatrix(180, 180, kDouble, 4);
+  list.push_back(FromRule(180, 180, kDouble, [&](int i, int j) {
+    const double angle = 2.0 * std::numbers::pi / 180.0 * (i * j % 180);
+    const double reflection = (std::cos(angle) + std::sin(angle)) / std::sqrt(180.0);
+    return 0.5 * (i == j) + 0.5 * reflection + 1e-9 * noise.Get(i, j);
+  }));
   list.push_back(RandomMatrix(3, 40, kDouble, 4));
   list.push_back(MTH_MATRIX(0, 3, kDouble));
   return list;
