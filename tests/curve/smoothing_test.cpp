@@ -99,6 +99,8 @@ TEST(XyPlot, SplinesAreNaturalAndExactAtTheirPoints) {
   EXPECT_EQ(untouched, 0.0f);
 
   const MTH_XY_PLOT line = CurveOf({{-1, -3}, {0, -1}, {0.1f, -0.8f}, {4, 7}, {1000, 1999}});
+  EXPECT_NEAR(line.DotSplinePoint(-3.0f), -7.0f, 1e-4f);
+  EXPECT_NEAR(line.DotSplinePoint(1500.0f), 2999.0f, 1e-3f);
   const Points onLine = Take(line.GetCubicSpline(7));
   ASSERT_EQ(onLine.size(), 29u);
   for (const auto& [at, value] : onLine) EXPECT_NEAR(value, 2.0f * at - 1.0f, 2e-4f);

@@ -233,6 +233,9 @@ TEST(XyPlot, MomentsAreThoseOfThePopulation) {
   EXPECT_EQ(curve.GetYMean(), 0.0);
   EXPECT_EQ(curve.GetYStandardDeviation(), 1.0);
   EXPECT_TRUE(std::isinf(curve.GetYVariationCoef()));
+  const MTH_XY_PLOT high = CurveOf({{0, 2}, {1, 6}});
+  EXPECT_EQ(high.GetYMean(), 4.0);
+  EXPECT_EQ(high.GetYVariationCoef(), 0.5);
   EXPECT_EQ(MTH_XY_PLOT().GetXMean(), 0.0);
   EXPECT_EQ(MTH_XY_PLOT().GetYStandardDeviation(), 0.0);
   EXPECT_TRUE(std::isnan(MTH_XY_PLOT().GetXVariationCoef()));

@@ -18,6 +18,9 @@ class Console {
  public:
   explicit Console(Progress progress) : display_(file_.get(), progress) {}
 
+  // Asks runs to end from now on, as a host's console does after Ctrl-C.
+  void Cancel() { display_.isCancelled = true; }
+
   std::string Written() const {
     std::rewind(file_.get());
     std::string text;
@@ -32,8 +35,13 @@ class Console {
   struct Close {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };
+  struct Display : STD_CONSOLE_DISPLAY {
+    using STD_CONSOLE_DISPLAY::STD_CONSOLE_DISPLAY;
+    bool IsCancelRequested() const override { return isCancelled; }
+    bool isCancelled = false;
+  };
   std::unique_ptr<std::FILE, Close> file_{std::tmpfile()};
-  STD_CONSOLE_DISPLAY display_;
+  Display display_;
   STD_DISPLAY_SCOPE scope_{&display_};
 };
 
@@ -159,6 +167,26 @@ TEST(ConsoleDisplay, DrawsFewOfManyStepsAndEndsFullWithTheLastOne) {
   const std::string written = console.Written();
   EXPECT_EQ(written.substr(written.size() - 81), Line("T [####################] 100 % 20000") + "\n");
   EXPECT_LT(written.size(), 80U * 2000);
+}
+
+TEST(ConsoleDisplay, LeavesTheBarOfACancelledRunWhereItStands) {
+  for (const bool isCancelled : {false, true}) {
+    const std::string written = InTime([isCancelled] {
+      Console console(Progress::Always);
+      {
+        TSTD_WAIT_BAR bar;
+        bar.SetTitle("T");
+        bar.SetStepsCount(4);
+        bar.Show();
+        bar.StepAction("a");
+        if (isCancelled) console.Cancel();
+      }
+      return console.Written();
+    });
+    const char* const last =
+        isCancelled ? "T [#####...............]  25 % a" : "T [####################] 100 % a";
+    EXPECT_EQ(written.substr(written.size() - 81), Line(last) + "\n");
+  }
 }
 
 TEST(ConsoleDisplay, OfLongLinesTheEndIsShownFromACharacterOn) {
