@@ -18,7 +18,8 @@ namespace {
 // Help and version are told without a screen; all else that begins with a dash is Qt's.
 bool IsAnswered(int argc, char** argv) {
   const bool asks = std::any_of(argv, argv + argc, [](const char* argument) {
-    return std::string_view(argument) == "--help" || std::string_view(argument) == "--version";
+    const std::string_view word(argument);
+    return word == "-h" || word == "--help" || word == "--version";
   });
   if (!asks) return false;
   CLI::App app("Shows an image, divides it into tissues and denoises it.", "desktop_host");
