@@ -133,6 +133,13 @@ def read(path):
     return json.loads(Path(path).read_text(encoding="utf-8"))
 
 
+def without(folders, text):
+    """The text with the names of what is in these folders as they are there: reports are the same wherever they were made."""
+    for folder in folders:
+        text = text.replace(f"{folder}/", "")
+    return text
+
+
 def remove_remains(output, key):
     """Removes what a killed run of this scan has left."""
     folder, name = (output / key).parent, Path(key).name
@@ -161,7 +168,7 @@ def main(configuration, key):
         except (tools.StepFailed, OSError) as failure:
             if not Path(scratch).is_dir():
                 sys.exit("another run has taken this scan over")  # while this job, of one that was killed, was still at work
-            report.update(status="failed", reason=str(failure))
+            report.update(status="failed", reason=without((scratch, config["output_dir"], config["bids_dir"]), str(failure)))
             with contextlib.suppress(tools.StepFailed, OSError):
                 scan.manifest.remove(scan.earlier_maps())  # of an earlier image, when all are still ours
     # What differs from run to run stands apart, so that reports are the same wherever they were made.

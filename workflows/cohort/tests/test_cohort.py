@@ -125,6 +125,7 @@ class Cohort(unittest.TestCase):
             is_bad = name in ("sub-empty", "sub-half", "sub-plane", "sub-grid", "sub-link")
             self.assertEqual(row["status"], "failed" if is_bad else "done", row)
             self.assertEqual(row["reason"] == "n/a", not is_bad, row)
+            self.assertNotIn(str(self.scratch), row["reason"])  # the same bytes wherever they are made
         for seed in range(1, OPTIONS.subjects + 1):
             # A mixture of voxels has the volume of its tissues: the truth is the sum of the fractions.
             truth = sum(struct.iter_unpack("<f", gzip.decompress(
