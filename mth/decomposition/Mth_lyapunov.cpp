@@ -93,6 +93,7 @@ class TriangularEquation {
 
   bool SolveRows(SquareView y, std::int64_t first, std::int64_t end, bool isSymmetric) const {
     bool isRegular = true;
+    const std::int64_t height = end - first;
     std::int64_t columnEnd = t_.size;
     if (isSymmetric) {
       columnEnd = end;
@@ -102,10 +103,19 @@ class TriangularEquation {
     while (columnEnd > 0) {
       const std::int64_t column = StartOf(columnEnd);
       isRegular = SolveBlock(y, first, end, column, columnEnd) && isRegular;
+      if (isSymmetric && column == first && height == 2) AverageBeside(y, first);
       for (std::int64_t j = column; j < columnEnd; ++j) SubtractColumn(y, first, end, j, column);
       columnEnd = column;
     }
     return isRegular;
+  }
+
+  // The two elements beside the diagonal of a block differ by rounding, and the more the worse the equation
+  // is conditioned: either of them alone would leave a rest, their mean leaves none.
+  static void AverageBeside(SquareView y, std::int64_t first) {
+    double& upper = y[first][first + 1];
+    double& lower = y[first + 1][first];
+    upper = lower = 0.5 * upper + 0.5 * lower;
   }
 
   // The equation of one block: up to four unknowns.

@@ -37,6 +37,10 @@ TEST(Lyapunov, SolutionsFulfilTheirEquations) {
       }
     }
   }
+  // A complex pair near the boundary.
+  const MTH_MATRIX a = Matrix({{-0.001, -0.02, 2e4}, {0, 200, -100}, {-1e4, 2e-4, 0.001}});
+  const MTH_MATRIX q = Matrix({{2, 0, -2}, {0, 2, -1}, {-2, -1, 0}});
+  EXPECT_LE(LyapunovRest(a, q, *MatrixPtr(a.SolveLyapunov(q)), false), 100.0 * kEpsilon);
   // -1 / (2 a), and 1 / (1 - a a), at every size of a.
   for (const double size : {1e-307, 1e-300, 1e-155, 1e-150, 1.0, 1e150, 1e154, 1e300, 1.7e308}) {
     const MatrixPtr half(Matrix({{-size}}).SolveLyapunov(Matrix({{size}})));
