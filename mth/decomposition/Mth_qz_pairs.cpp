@@ -66,11 +66,12 @@ void StandardisePair(const Pencil& p, std::int64_t k) {
   if (discriminant < 0.0) return;
   const double root = std::sqrt(discriminant);
   const double z = half + (half < 0.0 ? -root : root);
-  // The eigenvector of that eigenvalue becomes the first axis, and so does what both matrices send it to.
+  // The eigenvector of that eigenvalue becomes the first axis, and so does what both matrices send it to: as
+  // the matrix says for which that is larger beside its block, whatever units the two are in.
   RotateColumns(p, k, k + 2, k + 2, RotationOf(z, below * b1));
   const double image = std::max(std::abs(p.b[k][k]), std::abs(p.b[k + 1][k]));
   const double other = std::max(std::abs(p.a[k][k]), std::abs(p.a[k + 1][k])) * scale;
-  const bool isOfB = image >= other;
+  const bool isOfB = image > 0.0 && image >= other * std::max(b1, b2);
   RotateRows(p, k, k, k, isOfB ? RotationOf(p.b[k][k], p.b[k + 1][k]) : RotationOf(p.a[k][k], p.a[k + 1][k]));
   p.a[k + 1][k] = 0.0;
   p.b[k + 1][k] = 0.0;
