@@ -1,6 +1,7 @@
 #include "mth/geometry/Mth_3d_geometry.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "mth/decomposition/Mth_pseudo_inverse_internal.h"
 #include "mth/geometry/Mth_vector3_internal.h"
@@ -8,6 +9,7 @@
 
 using mth_internal::Dot;
 using mth_internal::IsFinite;
+using mth_internal::LargestCoordinate;
 using mth_internal::Length;
 using mth_internal::MatrixPtr;
 using mth_internal::ToPoint;
@@ -21,6 +23,11 @@ void Copy(const Vector3& v, double* out) {
   out[0] = v.x;
   out[1] = v.y;
   out[2] = v.z;
+}
+
+// Exact: by a power of two.
+Vector3 Scaled(const Vector3& v, int exponent) {
+  return {std::ldexp(v.x, exponent), std::ldexp(v.y, exponent), std::ldexp(v.z, exponent)};
 }
 
 // The points as rows of an n x 3 matrix; null without memory.
@@ -106,9 +113,12 @@ int Mth_3D_PointProjectionOnSegment(MTH_3D_DOUBLE* point, MTH_3D_DOUBLE* segment
   if (point == nullptr || segment == nullptr || projection == nullptr || t == nullptr) return -1;
   const Vector3 start = ToVector(segment[0]);
   const Vector3 along = ToVector(segment[1]) - start;
-  const double squaredLength = Dot(along, along);
-  if (squaredLength == 0.0) return -1;
-  *t = Dot(ToVector(*point) - start, along) / squaredLength;
+  if (Length(along) == 0.0) return -1;
+  // In units of about the segment's length, a power of two, its squares are in range whatever the length.
+  const double largest = LargestCoordinate(along);
+  const int exponent = largest > 0.0 && std::isfinite(largest) ? -std::ilogb(largest) : 0;
+  const Vector3 unit = Scaled(along, exponent);
+  *t = Dot(Scaled(ToVector(*point) - start, exponent), unit) / Dot(unit, unit);
   *projection = ToPoint(start + *t * along);
   return 0;
 }

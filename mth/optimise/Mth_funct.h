@@ -223,9 +223,7 @@ class MTH_EXPORT MTH_FUNCT {
   /// Least squares: minimises half the sum of the squared residuals that EvaluateResiduals stores, by
   /// Marquardt's method with Nielsen's damping, and leaves that half sum in the value. The derivatives are
   /// forward differences: n evaluations of the residuals for each accepted step, one for each trial.
-  /// @param start       null starts from the parameters; counts whether the object is defined or not. The
-  ///                    differences move a parameter by 2^-26 of itself, one at 0 by 2^-26: give 0 and not
-  ///                    1e-16 where 0 is meant, or nothing seems to depend on it and the run converges there.
+  /// @param start       null starts from the parameters; counts whether the object is defined or not.
   /// @param ftol        has converged when a step changes the cost, and the linear model had promised to
   ///                    change it, by at most this, relative to the cost; also when rounding allows no
   ///                    progress.

@@ -23,6 +23,7 @@ constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 constexpr double kDifferenceStep = 0x1p-26;
 constexpr double kCentralStep = 0x1p-17;
 constexpr double kFirstDamping = 1e-3;
+constexpr double kSmallestNormal = std::numeric_limits<double>::min();  // steps of less may be 0
 
 bool AreFinite(const double* values, std::ptrdiff_t count) {
   return std::all_of(values, values + count, [](double value) { return std::isfinite(value); });
@@ -183,8 +184,8 @@ class LeastSquares {
 
   // The residuals with one parameter moved, and by how much it was after rounding.
   // @return false where they are not finite.
-  bool EvaluateBeside(int j, double relativeStep, double* residuals, double& step) {
-    const double wanted = point_[j] + relativeStep * (point_[j] != 0.0 ? std::abs(point_[j]) : 1.0);
+  bool EvaluateBeside(int j, double wantedStep, double* residuals, double& step) {
+    const double wanted = point_[j] + wantedStep;
     step = wanted - point_[j];
     CopyPoint(point_.Get(), n_, cost_.GetParameters());
     cost_.GetParameters()[j] = wanted;
@@ -192,10 +193,25 @@ class LeastSquares {
     return !hasEnded_ && AreFinite(residuals, m_);
   }
 
-  // A difference to one side is enough, or all there is where the other side is not finite.
+  // Steps of a parameter's own size. Beside one that is tiny, but not 0, no residual may notice them: such a
+  // parameter is taken for 0.
   bool ComputeColumn(int j) {
+    const double size = std::abs(point_[j]);
+    if (size == 0.0) return ComputeColumn(j, 1.0);
     double* const column = Column(j);
-    const double size = areCentral_ ? kCentralStep : kDifferenceStep;
+    const auto isFlat = [&] { return std::all_of(column, column + m_, [](double d) { return d == 0.0; }); };
+    const bool isFinite = ComputeColumn(j, size);
+    const bool isUnnoticed = isFinite ? isFlat() : size < kSmallestNormal;
+    if (size >= 1.0 || !isUnnoticed || hasEnded_) return isFinite;
+    if (ComputeColumn(j, 1.0)) return true;
+    std::fill_n(column, m_, 0.0);
+    return isFinite && !hasEnded_;
+  }
+
+  // A difference to one side is enough, or all there is where the other side is not finite.
+  bool ComputeColumn(int j, double unit) {
+    double* const column = Column(j);
+    const double size = unit * (areCentral_ ? kCentralStep : kDifferenceStep);
     double stepAfter = 0.0;
     double stepBefore = 0.0;
     const bool hasAfter = EvaluateBeside(j, size, column, stepAfter);

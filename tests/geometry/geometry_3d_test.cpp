@@ -160,6 +160,14 @@ TEST(Projection, OnTheLineThroughASegment) {
   ASSERT_EQ(Mth_3D_PointProjectionOnSegment(&point, segment, &foot, &t), 0);
   EXPECT_DOUBLE_EQ(t, 2.5) << "beyond the end";
   EXPECT_EQ(foot, MTH_3D_DOUBLE(6, 1, 0));
+  for (const double unit : {1e-320, 1e-300, 1e-170, 1e155, 1e300}) {
+    MTH_3D_DOUBLE other[2] = {{0, unit, 0}, {4 * unit, unit, 0}};
+    MTH_3D_DOUBLE above(10 * unit, 3 * unit, 0);
+    EXPECT_EQ(Mth_3D_PointProjectionOnSegment(&above, other, &foot, &t), 0) << unit;
+    EXPECT_NEAR(t, 2.5, 1e-3) << unit;  // 1e-320 has four digits
+    EXPECT_NEAR(foot.GetX() / unit, 10.0, 4e-3) << unit;
+  }
+  foot = MTH_3D_DOUBLE(6, 1, 0);
   segment[1] = segment[0];
   t = 9.0;
   EXPECT_EQ(Mth_3D_PointProjectionOnSegment(&point, segment, &foot, &t), -1);

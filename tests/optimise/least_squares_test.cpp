@@ -103,6 +103,19 @@ TEST(LeastSquares, SolvesALinearProblemAtOnce) {
   }
 }
 
+// Steps of their own size are lost in the residuals, or are none.
+TEST(LeastSquares, LeavesStartsThatAreTinyButNotZero) {
+  for (const double start : {1e-9, 1.2246467991473532e-16, -1e-30, 1e-300, 5e-324}) {
+    ResidualCost cost(1, 3, [](const double* p, double* r) {
+      for (int i = 0; i < 3; ++i) r[i] = p[0] - 2.0 - 0.1 * (i - 1);
+      return true;
+    });
+    EXPECT_TRUE(cost.ComputeOptimumLeastSquares(&start, 1e-12, 50, nullptr)) << start;
+    EXPECT_NEAR(cost.GetParameters()[0], 2.0, 1e-8) << start;
+    EXPECT_NE(cost.GetCovariance(), nullptr) << start;
+  }
+}
+
 TEST(LeastSquares, RefusesWhatItCannotDo) {
   const Residuals line = [](const double* p, double* r) {
     r[0] = p[0] - 1.0;
