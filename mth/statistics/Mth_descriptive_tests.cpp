@@ -56,6 +56,14 @@ double RankCorrelationTail(double correlation, double n) {
   return Mth_IncompleteBeta(0.5 * freedom, 0.5, freedom / (freedom + t * t));
 }
 
+// The zero at a place of the sorted values when zeros of both signs, which are equal, keep their order: what
+// a selection puts there differs from one standard library to the other.
+double ZeroInOrder(const std::vector<double>& values, std::int64_t place) {
+  place -= std::count_if(values.begin(), values.end(), [](double value) { return value < 0.0; });
+  const auto isIt = [&place](double value) { return value == 0.0 && place-- == 0; };
+  return *std::find_if(values.begin(), values.end(), isIt);
+}
+
 }  // namespace
 
 void Mth_CorrelationRatioOfSpearman(double* x, double* y, int n, double* d, double* zd, double* probd,
@@ -144,7 +152,7 @@ double Mth_Median(std::vector<double> v, int& index) {
   std::copy(v.begin(), v.end(), sorted.Get());
   const auto middlePlace = sorted.Get() + (count + 1) / 2 - 1;
   std::nth_element(sorted.Get(), middlePlace, sorted.Get() + count, mth_internal::AscendingNanLast());
-  const double middle = *middlePlace;
+  const double middle = *middlePlace == 0.0 ? ZeroInOrder(v, (count + 1) / 2 - 1) : *middlePlace;
   const bool isInRange = (middle >= 1.0 && middle <= 1000.0) || middle == 0.0 || middle == 0.5;
   if (!isInRange && !std::isnan(middle)) mth_internal::ShowFailure("dex", MessageKind::Error, "Error");
   const auto place = std::find(v.begin(), v.end(), middle);

@@ -341,18 +341,22 @@ TEST(Descriptive, MedianOfAVectorIsTheLowerMiddleOne) {
     int index;
     bool isReported;
   };
+  Values zeros(43);  // of both signs, in their order; the middle one is negative
+  for (std::size_t i = 1; i < zeros.size(); i += 2) zeros[i] = -0.0;
   const Case cases[] = {{{}, 0, 77, false},          {{1, 2, 3, 4}, 2, 1, false},
                         {{3, 1, 2}, 2, 2, false},    {{5, 3, 5, 5}, 5, 0, false},
                         {{0.5}, 0.5, 0, false},      {{0, 0}, 0, 0, false},
                         {{1000}, 1000, 0, false},    {{1}, 1, 0, false},
                         {{0.25}, 0.25, 0, true},     {{1000.5}, 1000.5, 0, true},
                         {{9, -1, -2}, -1, 1, true},  {{0.999}, 0.999, 0, true},
-                        {{kNaN, 2, 1}, 2, 1, false}, {{kNaN, kNaN}, kNaN, -1, false}};
+                        {{kNaN, 2, 1}, 2, 1, false}, {{kNaN, kNaN}, kNaN, -1, false},
+                        {zeros, -0.0, 0, false}};
   for (const Case& c : cases) {
     mth_test::RecordingDisplay display;
     int index = 77;
     const double median = Mth_Median(c.values, index);
     EXPECT_TRUE(median == c.median || (std::isnan(median) && std::isnan(c.median))) << median;
+    EXPECT_TRUE(std::isnan(median) || std::signbit(median) == std::signbit(c.median)) << median;
     EXPECT_EQ(index, c.index) << c.median;
     const std::vector<mth_test::ShownMessage> reported(c.isReported ? 1 : 0,
                                                        {"dex", MessageKind::Error, "Error"});
