@@ -28,7 +28,7 @@ class MTH_POINTER_LIST {
   bool Reserve(int count) {
     try {
       const auto wanted = static_cast<std::size_t>(count > 0 ? count : 0);
-      const std::size_t doubled = 2 * items_.capacity();  // so that small steps do not copy the list each time
+      const std::size_t doubled = 2 * items_.capacity();  // small steps do not copy the list each time
       if (wanted > items_.capacity()) items_.reserve(wanted > doubled ? wanted : doubled);
     } catch (const std::exception&) {
       return false;

@@ -155,8 +155,9 @@ CorrelationSums SumForCorrelation(const MatrixView<T>& p, const double* rowMeans
 
 // ---- entropies ----
 
-// factor ln x, or 0 where x is 0; NaN where it is negative. The logarithm is taken of 1 where it is not wanted:
-// that of 0 would be infinite, and its product with a factor of 0 an invalid operation, which hosts may trap.
+// factor ln x, or 0 where x is 0; NaN where it is negative. The logarithm is taken of 1 where it is not
+// wanted: that of 0 would be infinite, and its product with a factor of 0 an invalid operation, which hosts
+// may trap.
 template <class V>
 MTH_INLINE V WeightedLogarithm(V factor, V x) {
   constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();

@@ -17,8 +17,8 @@ constexpr int kUnitsPerStep = 5;  // of a progress window
 thread_local Call* currentCall = nullptr;
 PyObject* unstableSolutionWarning = nullptr;  // lives as long as the process
 
-// Hands the steps of a run to its call. Whether to end, a progress window asks its view and the display: the latter
-// answers, so that the call is asked once.
+// Hands the steps of a run to its call. Whether to end, a progress window asks its view and the display: the
+// latter answers, so that the call is asked once.
 class ProgressView : public STD_WAIT_BAR_VIEW {
  public:
   explicit ProgressView(Call& call) : call_(call) {}

@@ -8,7 +8,7 @@ namespace {
 
 constexpr int kOrders[] = {1, 2, 3, 5, 8, 17, 40, 70, 131};
 constexpr std::pair<int, int> kFactoredShapes[] = {{1, 1}, {3, 2},   {2, 5},   {8, 8},
-                                           {9, 9}, {23, 17}, {12, 31}, {70, 45}};
+                                                   {9, 9}, {23, 17}, {12, 31}, {70, 45}};
 
 using OnMatrix = void (*)(Trial&, const MTH_MATRIX&);
 
