@@ -10,7 +10,7 @@ constexpr int kInverse = -1;
 
 /// A unit complex number that turns by a fixed angle at each step: the factors u of one stage, one after the
 /// other. They follow from each other by rounded operations, which is part of the contract.
-struct Rotation {
+struct StageRotation {
   double c1;
   double c2;
   double u1 = 1.0;
@@ -24,7 +24,7 @@ struct Rotation {
 };
 
 /// The first factor of a stage, and how the stage's factors turn. Stage s has 2^s of them.
-Rotation RotationOfStage(int dir, int stage);
+StageRotation RotationOfStage(int dir, int stage);
 
 /// A row of factors.
 struct Factors {

@@ -44,7 +44,7 @@ void TransformShort(int dir, int m, double* re, double* im) {
   PermuteByBitReversal(n, re, im);
   for (int stage = 0; stage < m; ++stage) {
     const std::int64_t span = std::int64_t{1} << stage;
-    Rotation factor = RotationOfStage(dir, stage);
+    StageRotation factor = RotationOfStage(dir, stage);
     for (std::int64_t j = 0; j < span; ++j, factor.Step()) {
       for (std::int64_t i = j; i < n; i += 2 * span) {
         const std::int64_t other = i + span;

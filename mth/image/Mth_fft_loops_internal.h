@@ -307,7 +307,7 @@ class FactorsFromStates {
   }
 
  private:
-  void ComputeRow(const Rotation& rotation, Factors states, double* re, double* im) const {
+  void ComputeRow(const StageRotation& rotation, Factors states, double* re, double* im) const {
     constexpr std::int64_t kGroups = kRowLength / kLanes;
     alignas(64) double first[2][kRowLength];
     for (int k = 0; k < kRowLength; ++k) {
@@ -343,7 +343,7 @@ class FactorsFromStates {
 
   int stage_;
   bool isForward_;
-  Rotation rotations_[kStages];
+  StageRotation rotations_[kStages];
 };
 
 // Elsewhere: step by step, those of all rows side by side, since each waits for the one before it in its row.
@@ -372,7 +372,7 @@ class FactorsFromSteps {
   }
 
  private:
-  Rotation rotations_[FactorChunk<kStages>::kRows];
+  StageRotation rotations_[FactorChunk<kStages>::kRows];
 };
 
 template <int kStages, class Source>

@@ -13,7 +13,7 @@
 namespace mth_internal {
 
 // Of x, y and z, x fastest.
-struct VolumeSize {
+struct GridSize {
   std::int64_t nx;
   std::int64_t ny;
   std::int64_t nz;
@@ -58,7 +58,7 @@ bool IsStreamed(std::int64_t count) {
 
 // Planes [first, last) of the result, which is the caller's.
 template <class T>
-void Average(const T* in, T* out, const VolumeSize& size, T scale, std::int64_t first, std::int64_t last) {
+void Average(const T* in, T* out, const GridSize& size, T scale, std::int64_t first, std::int64_t last) {
   const std::int64_t count = size.nx * size.ny * size.nz;
   if (in == out) {
     std::fill_n(out, count, T{});
@@ -69,7 +69,7 @@ void Average(const T* in, T* out, const VolumeSize& size, T scale, std::int64_t 
 
 // The display is asked before anything is written: what the caller has stays whole.
 template <class T>
-bool AverageIntoCallers(const T* in, T* out, const VolumeSize& size, T scale) {
+bool AverageIntoCallers(const T* in, T* out, const GridSize& size, T scale) {
   if (size.nx == 0 || size.ny == 0 || size.nz == 0) return true;
   if (Std_IsCancelRequested()) return false;
   Average(in, out, size, scale, 0, size.nz);
@@ -78,7 +78,7 @@ bool AverageIntoCallers(const T* in, T* out, const VolumeSize& size, T scale) {
 
 // The display is asked again and again: a result of our own can be thrown away.
 template <class T>
-bool AverageIntoOurs(const T* in, T* out, const VolumeSize& size, T scale) {
+bool AverageIntoOurs(const T* in, T* out, const GridSize& size, T scale) {
   constexpr std::int64_t kVoxelsPerQuestion = std::int64_t{1} << 22;
   const std::int64_t plane = size.nx * size.ny;
   if (plane == 0) return true;
@@ -123,7 +123,7 @@ double* Mth_ComputeLaplacien3D(double* volume, int n1, int n2, int n3) {
   const std::int64_t count = CountVoxels(n1, n2, n3);
   if (volume == nullptr || count == kNoSize) return nullptr;
   std::unique_ptr<double[]> result(new (std::nothrow) double[static_cast<std::size_t>(count)]);
-  const VolumeSize size{n1, n2, n3};
+  const GridSize size{n1, n2, n3};
   if (!result || !AverageIntoOurs<double>(volume, result.get(), size, kMeanOfThree<double>)) return nullptr;
   return result.release();
 }
@@ -131,7 +131,7 @@ double* Mth_ComputeLaplacien3D(double* volume, int n1, int n2, int n3) {
 float* Mth_ComputeLaplacien3D(float* volume, float* out, int n1, int n2, int n3) {
   using namespace mth_internal;
   if (volume == nullptr || out == nullptr || CountVoxels(n1, n2, n3) == kNoSize) return nullptr;
-  const VolumeSize size{n1, n2, n3};
+  const GridSize size{n1, n2, n3};
   return AverageIntoCallers<float>(volume, out, size, kMeanOfThree<float>) ? out : nullptr;
 }
 

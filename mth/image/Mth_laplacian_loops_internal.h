@@ -175,7 +175,7 @@ MTH_INLINE void FillRow(const RowToFill<T, Inside>& row, bool streams, StreamedR
 
 // What is read for the first time kFetchedAheadBytes after the newest that a row needs.
 template <class T>
-MTH_INLINE const T* AheadOf(const T* in, std::int64_t row, const VolumeSize& size) {
+MTH_INLINE const T* AheadOf(const T* in, std::int64_t row, const GridSize& size) {
   const std::int64_t count = size.nx * size.ny * size.nz;
   const std::int64_t newest = size.nz > 1 ? size.nx * size.ny : size.nx;
   const std::int64_t start = row + newest + kFetchedAheadBytes / static_cast<std::int64_t>(sizeof(T));
@@ -273,7 +273,7 @@ MTH_INLINE void AverageRow(const AveragedRow<T>& line, TermAlongY alongY, TermAl
 
 // Planes [firstPlane, lastPlane) of the result.
 template <class T>
-void AverageDerivatives(const T* in, T* out, const VolumeSize& size, T scale, bool streams,
+void AverageDerivatives(const T* in, T* out, const GridSize& size, T scale, bool streams,
                         std::int64_t firstPlane, std::int64_t lastPlane) {
   const std::int64_t rowStride = size.nx;
   const std::int64_t planeStride = size.nx * size.ny;
@@ -325,7 +325,7 @@ inline bool IsInside(std::int64_t position, std::int64_t length) {
 
 class SecondDifferenceSum {
  public:
-  SecondDifferenceSum(const float* in, float* out, const VolumeSize& size, bool streams)
+  SecondDifferenceSum(const float* in, float* out, const GridSize& size, bool streams)
       : in_(in), out_(out), size_(size), planeStride_(size.nx * size.ny), streams_(streams) {}
 
   void Run() {
@@ -407,12 +407,12 @@ class SecondDifferenceSum {
 
   const float* in_;
   float* out_;
-  VolumeSize size_;
+  GridSize size_;
   std::int64_t planeStride_;
   bool streams_;
   StreamedRows<float> streamed_;
 };
 
-inline void SumSecondDifferences(const float* in, float* out, const VolumeSize& size, bool streams) {
+inline void SumSecondDifferences(const float* in, float* out, const GridSize& size, bool streams) {
   SecondDifferenceSum(in, out, size, streams).Run();
 }
