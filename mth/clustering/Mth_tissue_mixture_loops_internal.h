@@ -41,9 +41,11 @@ inline void FindClassProbabilities(const MixtureView& mixture, std::int64_t bins
       sum += pure;
       belowFormer = below;
     }
+    const auto isNear = sum > kTiny;
+    const V divisor = Opaque(isNear ? sum : Spread<V>(1.0));  // 0 / 0 is an exception that hosts may trap
     for (int c = 0; c < classes; ++c) {
       double* const at = probabilities + c * bins + i;
-      Store(at, sum > kTiny ? Load<V>(at) / sum : V{});
+      Store(at, isNear ? Load<V>(at) / divisor : V{});
     }
   });
 }
