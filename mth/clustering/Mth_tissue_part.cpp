@@ -110,6 +110,7 @@ bool MTH_TISSUE_PART::Finish(const MTH_TISSUE_MEANS& means, MTH_TISSUE_CLUSTERIN
     state->part->Finish(*means.course_);
     for (double& centroid : state->result->centroids[0]) centroid /= state->input.factors[0];
     results->result_ = state->result;
+    if (results->tissues_ != settings_.tissues_) results->hasMeans_ = false;  // given for another number
     results->tissues_ = settings_.tissues_;
     results->stopReason_ = MTH_STOP_REASON::Converged;
     return true;

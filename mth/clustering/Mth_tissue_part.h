@@ -42,7 +42,8 @@ class MTH_EXPORT MTH_TISSUE_PART {
   ///               or that are not as many steps on as this part; without memory, when the part is lost.
   bool Step(const MTH_TISSUE_MEANS& means, double* sums);
   /// Divides the scan by the means that were found, after the last step. The part is then without an image.
-  /// @param results  an engine, whose results become those of this scan.
+  /// @param results  an engine, whose results and number of tissues become those of this scan; means that it
+  ///                 was given for another number are forgotten.
   /// @return         otherwise as Step; the engine's reason tells, as that of MTH_TISSUE_CLUSTERING::Segment.
   bool Finish(const MTH_TISSUE_MEANS& means, MTH_TISSUE_CLUSTERING* results);
 

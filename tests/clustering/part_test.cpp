@@ -214,13 +214,16 @@ TEST(TissuePart, IsTheEngineWhenItIsAlone) {
     ASSERT_TRUE(engine.Segment(image.data(), kSide, kSide, kSide, nullptr, share));
     MTH_TISSUE_PART part(engine);
     MTH_TISSUE_PART second(engine);
-    MTH_TISSUE_CLUSTERING results;
+    MTH_TISSUE_CLUSTERING results(2);
+    ASSERT_TRUE(results.SetMeans(std::array{200.0, 800.0}.data()));
     MTH_TISSUE_MEANS means;
     ASSERT_TRUE(part.SetImage(image.data(), kSide, kSide, kSide, nullptr, share));
     Fit({&part}, means);
     ASSERT_TRUE(part.Finish(means, &results));
     EXPECT_TRUE(ResultsOf(results) == ResultsOf(engine));
     EXPECT_FALSE(part.Finish(means, &results)) << "it is without an image";
+    ASSERT_TRUE(results.Segment(image.data(), kSide, kSide, kSide, nullptr, share));
+    EXPECT_TRUE(ResultsOf(results) == ResultsOf(engine)) << "means of two tissues are not those of three";
 
     MTH_TISSUE_MEANS ofTwo;
     ASSERT_TRUE(part.SetImage(image.data(), kSide, kSide, kSide, nullptr, share) &&
