@@ -87,7 +87,7 @@ class MTH_EXPORT MTH_TISSUE_CLUSTERING {
                const float* confidence = nullptr);
   /// Divides several images of the same place, one image after the other; as Segment does for a single one. A
   /// voxel belongs to the mask only where it is finite in all of them, and without a mask where it is above 0
-  /// in all.
+  /// in all. The first one is divided alone to begin with: it needs as many different values as tissues.
   /// @param channels    count pointers to images of nx ny nz values.
   bool SegmentChannels(const double* const* channels, int count, int nx, int ny, int nz,
                        const std::uint8_t* mask);

@@ -14,7 +14,8 @@
 /// every machine. Axes of a single voxel take no part: a volume of one plane is a plane, whatever axis it
 /// lies across. Along axes of fewer voxels than a block the blocks see the mirror image, whose noise is not
 /// new: up to some per cent of it stays. Voxels that are negative, infinite or not a number count as 0 in all
-/// that follows, also where they are merely copied.
+/// that follows, also where they are merely copied. In the steps below, voxels of 0 stand for air whose noise
+/// was cut away: as noisy values they are its mean, 1.25 s.
 ///
 /// With s the deviation of the noise in each of the two channels that a magnitude is made of:
 ///  1. The coefficients of orthonormal cosine transforms of overlapping blocks that do not exceed 2.5 s are
