@@ -36,7 +36,7 @@ example::ImageSummary Measure(texture_mr::Options options) {
   const auto pairs = CountPairs(image, levels, regions, directions, options);
   const auto textures = ComputeTextures(pairs);
 
-  const std::string json = JsonReport(textures, levels, directions, options);
+  const std::string json = JsonReport(image, textures, levels, directions, options);
   results.WriteText("texture.csv", TextureTable(textures, directions));
   results.WriteText("matrices.csv", MatricesTable(pairs, directions));
   results.WriteTextFile(options.output.jsonPath, json);
@@ -44,6 +44,8 @@ example::ImageSummary Measure(texture_mr::Options options) {
   results.Commit();
   std::printf("%s2 files written into %s\n", TextReport(textures, levels, directions, options).c_str(),
               options.output.path.c_str());
+  if (!image.replaced.empty())
+    std::printf("%zu voxels are no finite numbers and left out\n", image.replaced.size());
   return {SummaryRows(textures, options), json};
 }
 

@@ -19,9 +19,9 @@ constexpr const char* kDescription =
 constexpr const char* kFooter =
     "Intensities become levels of equal width. Pairs are counted both ways, and only where both voxels "
     "belong to\n"
-    "the region. Directions of a volume are steps along x, y and z of its grid. Those of an image, and with "
-    "--axis of\n"
-    "the planes of a volume, are angles on the screen: 0 is a row, 45 rises to the right.\n"
+    "the region; voxels that are no finite numbers belong to none. Directions of a volume are steps along\n"
+    "x, y and z of its grid. Those of an image, and with --axis of the planes of a volume, are angles on the\n"
+    "screen: 0 is a row, 45 rises to the right.\n"
     "\n"
     "Files written into the folder (all or none):\n"
     "  texture.csv    14 features of each region: one column per direction, their mean and range over these, "

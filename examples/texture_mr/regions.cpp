@@ -65,15 +65,21 @@ std::vector<std::int16_t> IndicesOf(const std::vector<int>& labels, const std::v
   return indices;
 }
 
-}  // namespace
-
-Regions ReadRegions(const GreyImage& image, const Options& options) {
+Regions RegionsOf(const GreyImage& image, const Options& options) {
   if (options.maskPath.empty()) return {{kWholeImage}, std::vector<std::int16_t>(image.values.size(), 0)};
   const GreyImage mask = example::ReadImage(options.maskPath);
   example::RequireSameGrid(image, options.imagePath, mask, options.maskPath);
   const std::vector<int> labels = LabelsOf(mask, options.maskPath);
   const std::vector<int> chosen = ChooseLabels(DistinctLabels(labels), options);
   return {chosen, IndicesOf(labels, chosen)};
+}
+
+}  // namespace
+
+Regions ReadRegions(const GreyImage& image, const Options& options) {
+  Regions regions = RegionsOf(image, options);
+  for (const std::size_t voxel : image.replaced) regions.ofVoxel[voxel] = kOutside;
+  return regions;
 }
 
 }  // namespace texture_mr

@@ -88,12 +88,14 @@ std::string SummaryRows(const std::vector<RegionTexture>& textures, const Option
   return rows;
 }
 
-std::string JsonReport(const std::vector<RegionTexture>& textures, const Levels& levels,
-                       const std::vector<Direction>& directions, const Options& options) {
+std::string JsonReport(const example::GreyImage& image, const std::vector<RegionTexture>& textures,
+                       const Levels& levels, const std::vector<Direction>& directions,
+                       const Options& options) {
   example::Json json;
   json["image"] = options.imagePath;
   json["mask"] = nullptr;
   if (!options.maskPath.empty()) json["mask"] = options.maskPath;
+  json["not_finite_voxels"] = image.replaced.size();
   json["levels"] = options.levels;
   json["range"] = {levels.lowest, levels.highest};
   json["distance"] = options.distance;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "features.h"
+#include "support/image.h"
 
 namespace texture_mr {
 
@@ -19,8 +20,9 @@ std::string SummaryHeader();
 std::string SummaryRows(const std::vector<RegionTexture>& textures, const Options& options);
 
 /// For programs.
-std::string JsonReport(const std::vector<RegionTexture>& textures, const Levels& levels,
-                       const std::vector<Direction>& directions, const Options& options);
+std::string JsonReport(const example::GreyImage& image, const std::vector<RegionTexture>& textures,
+                       const Levels& levels, const std::vector<Direction>& directions,
+                       const Options& options);
 
 /// For a person: the means over the directions, a column per region for the first regions.
 std::string TextReport(const std::vector<RegionTexture>& textures, const Levels& levels,

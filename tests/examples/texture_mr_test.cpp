@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <sstream>
 #include <string>
@@ -225,6 +226,28 @@ TEST(TextureMr, TakesLevelsOfAWidthAndMasksOfTheSamePlace) {
                                      Quoted(folder / "mirrored.nii") + " -o " + Quoted(folder / "no"));
   EXPECT_EQ(run.status, 2);
   EXPECT_NE(run.errors.find("lie differently"), std::string::npos) << run.errors;
+}
+
+// A voxel that holds no finite number is no 0: the features are those of the image without it.
+TEST(TextureMr, LeavesOutWhatIsNoFiniteNumber) {
+  const ScratchFolder folder;
+  NiftiFile file;
+  file.dimensions = {2, 4, 4, 1, 1, 1, 1, 1};
+  file.datatype = 16;  // 32-bit floats
+  file.SetVoxels<float>(kHaralick);
+  file.voxels.replace(4 * 5, 4, file.Stored(std::numeric_limits<float>::quiet_NaN()));
+  file.voxels.replace(4 * 15, 4, file.Stored(-std::numeric_limits<float>::infinity()));
+  WriteFile(folder / "holes.nii", file.Bytes(32));
+  WriteImage(folder / "image.nii", 4, 4, 1, kHaralick);
+  WriteImage(folder / "mask.nii", 4, 4, 1, {1, 1, 1, 1, 1, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0});
+  const Textures found = Measure(folder, Quoted(folder / "holes.nii"));
+  const Textures expected =
+      Measure(folder, Quoted(folder / "image.nii") + " --mask " + Quoted(folder / "mask.nii"));
+  ASSERT_EQ(found.size(), kFeatures);
+  for (const auto& [key, fields] : found) {
+    const auto& masked = expected.at({"1", key.second});
+    EXPECT_TRUE(std::equal(fields.begin() + kVoxels, fields.end(), masked.begin() + kVoxels)) << key.second;
+  }
 }
 
 TEST(TextureMr, MeasuresSeveralImages) {
