@@ -52,9 +52,8 @@ class MTH_EXPORT MTH_CLUSTERING_TREE {
   /// where a feature has a single value, is on neither side: this is intended.
   ///
   /// The threshold lies halfway between neighbouring values. Of equal errors the lowest feature is taken. A
-  /// threshold of exactly kUnbounded is no bound: each side then holds all samples, and so do the sides of
-  /// every further level of Train, twice as many on each. Scale features whose values lie on both sides of
-  /// it.
+  /// threshold of exactly kUnbounded is no bound: each side then holds all samples. Scale features whose
+  /// values lie on both sides of it.
   /// @param tree      not read; the node that the training is for.
   /// @param features  one row per feature, one column per sample, in double storage. A NaN is on neither
   ///                  side, and a threshold halfway between it and a value leaves no sample on either.
@@ -75,9 +74,9 @@ class MTH_EXPORT MTH_CLUSTERING_TREE {
   }
 
   /// Grows the cells of one round of boosting. All samples are split once; then, level by level up to the
-  /// depth of `tree`, every leaf whose error is not 0 is split again, unless one side would hold no sample:
-  /// then the leaf stays. When all the weight falls into one half of the first split, that split is the
-  /// result.
+  /// depth of `tree`, every leaf whose error is not 0 is split again, unless one side would hold no sample
+  /// or the threshold is no bound: then the leaf stays. When all the weight falls into one half of the first
+  /// split, that split is the result.
   /// @param tree  the model of all nodes: each is a copy of it with bounds and feature set.
   /// @param features, labels, weights  as of DoTraining.
   /// @return  a new list of new cells, both owned by the caller, in order of decreasing error, where a cell's

@@ -217,8 +217,10 @@ std::array<TreeTraining::Leaf, 2> TreeTraining::MakeSides(const MTH_CLUSTERING_T
 // Appends the two sides of a leaf to `leaves`, or the leaf itself when it is final.
 bool TreeTraining::SplitAgain(const MTH_CLUSTERING_TREE& tree, const double* const weights,
                               const bool isLastLevel, Leaf leaf, Leaves* const leaves) {
-  if (!leaf.isFinal && leaf.error != 0.0) {
-    const Split split = BestSplit(leaf.orders, weights);
+  const bool isTried = !leaf.isFinal && leaf.error != 0.0;
+  const Split split = isTried ? BestSplit(leaf.orders, weights) : Split{};
+  // A threshold that is no bound would give every sample to both sides, and to four of the next level.
+  if (isTried && split.threshold != MTH_CLUSTERING_TREE::kUnbounded) {
     auto [left, right] = MakeSides(tree, split, leaf.members, weights);
     if (!left.members.empty() && !right.members.empty()) {
       const bool isCarried =

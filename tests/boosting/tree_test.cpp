@@ -345,6 +345,28 @@ TEST(DecisionTree, OrdersCellsWhoseErrorIsNoNumberFirst) {
   EXPECT_EQ(firstMembers, (std::vector<int>{4, 2, 6, 0}));
 }
 
+// The sides of a threshold that is no bound hold all samples each: they are not split again, or the cells
+// would double with every level.
+TEST(DecisionTree, DoesNotSplitAgainWhereTheThresholdIsNoBound) {
+  struct Case {
+    const char* what;
+    MTH_MATRIX features;
+  };
+  const Case cases[] = {
+      {"at once", Matrix({{kUnbounded - 1, kUnbounded - 1, kUnbounded + 1, kUnbounded + 1}})},
+      {"on one side", Matrix({{1, kUnbounded, kUnbounded, kUnbounded}})},
+  };
+  for (const Case& each : cases) {
+    LabelledSamples samples{each.features, Matrix({{1, -1, -1, 1}}), {0.25, 0.25, 0.25, 0.25}};
+    for (const int depth : {2, 16, std::numeric_limits<int>::max()}) {
+      MTH_CLUSTERING_TREE tree(depth);
+      const auto cells =
+          mth_test::TakeCells(tree.Train(&tree, &samples.features, &samples.labels, samples.weights.data()));
+      EXPECT_EQ(cells.size(), 2U) << each.what << ", depth " << depth;
+    }
+  }
+}
+
 TEST(DecisionTree, SharesItsParents) {
   auto* root = new MTH_CLUSTERING_TREE(1);
   auto* middle = new MTH_CLUSTERING_TREE(2);
