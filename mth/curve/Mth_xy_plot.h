@@ -154,7 +154,8 @@ class MTH_EXPORT MTH_XY_PLOT {
   /// New curve: each y replaced by the mean of the `width` points around it (an even width counts as the odd
   /// one below); the window shrinks symmetrically towards the ends, whose points stay.
   [[nodiscard]] MTH_XY_PLOT* GetSlidingMean(int width) const;
-  /// New curve: the sliding mean, `passes` times over.
+  /// New curve: the sliding mean, `passes` times over. Passes that would change nothing more are left out.
+  /// @return  null when the host gives up the run.
   [[nodiscard]] MTH_XY_PLOT* DotSmoothFunction(int width, int passes) const;
   /// New curve: the natural cubic spline through the points in ascending order of x, with `factor` samples
   /// per interval (at least 1), exact at the points. Points of one abscissa count as their mean, those of a

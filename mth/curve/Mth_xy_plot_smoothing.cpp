@@ -1,9 +1,12 @@
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 #include "mth/core/Mth_elementary_internal.h"
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_message_internal.h"
 #include "mth/core/Mth_new_array_internal.h"
 #include "mth/curve/Mth_natural_spline_internal.h"
@@ -57,6 +60,15 @@ CurvePtr SlidingMean(const MTH_XY_PLOT& curve, int width) {
     const int shrunk = std::min({reach, i, count - 1 - i});
     return MTH_2D_FLOAT(curve.GetPointX(i), static_cast<float>(sums.get()[i] / (2.0 * shrunk + 1.0)));
   });
+}
+
+// Whether two curves of as many points have the same ordinates, bit for bit.
+bool HaveSameOrdinates(const MTH_XY_PLOT& curve, const MTH_XY_PLOT& other) {
+  for (int i = 0; i < curve.GetNumberOfPoints(); ++i) {
+    if (std::bit_cast<std::uint32_t>(curve.GetPointY(i)) != std::bit_cast<std::uint32_t>(other.GetPointY(i)))
+      return false;
+  }
+  return true;
 }
 
 // Knots of a spline: an ascending parameter and one or two ordinates.
@@ -161,8 +173,16 @@ MTH_XY_PLOT* MTH_XY_PLOT::GetSlidingMean(int width) const {
 }
 
 MTH_XY_PLOT* MTH_XY_PLOT::DotSmoothFunction(int width, int passes) const {
+  constexpr double kWorkPerPoint = 16.0;
   CurvePtr smoothed = SlidingMean(*this, 1);
-  for (int pass = 0; smoothed != nullptr && pass < passes; ++pass) smoothed = SlidingMean(*smoothed, width);
+  LongIteration run;
+  for (int pass = 0; smoothed != nullptr && pass < passes; ++pass) {
+    if (run.IsGivenUp(kWorkPerPoint * GetNumberOfPoints())) return nullptr;
+    CurvePtr next = SlidingMean(*smoothed, width);
+    const bool isStill = next != nullptr && HaveSameOrdinates(*smoothed, *next);
+    smoothed = std::move(next);
+    if (isStill) break;  // no further pass would change anything either
+  }
   return smoothed.release();
 }
 

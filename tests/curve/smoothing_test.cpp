@@ -10,6 +10,7 @@
 
 #include "curve/curve_cases.h"
 #include "support/allocation_faults.h"
+#include "support/cancelling_display.h"
 #include "support/recording_display.h"
 
 // Sliding means and splines.
@@ -57,6 +58,22 @@ TEST(XyPlot, SmoothsWithAWindowThatShrinksAtTheEnds) {
   EXPECT_EQ(Take(curve.DotSmoothFunction(3, 0)), PointsOf(curve));
   const CurvePtr once(curve.GetSlidingMean(3));
   EXPECT_EQ(Take(curve.DotSmoothFunction(3, 2)), Take(once->GetSlidingMean(3)));
+}
+
+TEST(XyPlot, ManyPassesEndWithTheLastChangeOrWithTheHost) {
+  constexpr int kMost = std::numeric_limits<int>::max();
+  for (const std::vector<float>& y : {std::vector<float>{}, {2}, {1, -3}, {0, kNaN, 4, -0.0f}}) {
+    const CurvePtr many(CurveOfY(y).DotSmoothFunction(3, kMost));
+    EXPECT_EQ(many->GetNumberOfPoints(), static_cast<int>(y.size()));
+  }
+  const MTH_XY_PLOT curve = CurveOfY({1, 2, 6, 3, 8});
+  EXPECT_EQ(Take(curve.DotSmoothFunction(3, 1000)), Take(curve.DotSmoothFunction(3, kMost)));
+
+  std::vector<float> alternating(1 << 15);
+  for (std::size_t i = 0; i < alternating.size(); ++i) alternating[i] = i % 2 == 0 ? 1.0f : -2.0f;
+  const CancellingDisplay display(2);
+  EXPECT_EQ(CurveOfY(alternating).DotSmoothFunction(3, kMost), nullptr);
+  EXPECT_EQ(display.questions, 2);
 }
 
 TEST(XyPlot, SplinesAreNaturalAndExactAtTheirPoints) {
