@@ -79,11 +79,8 @@ bool MTH_MATRIX::SearchOneEigenVector(double eigenvalue, double** vector) const 
     return false;
   };
   if (vector == nullptr || !allocated_) return fail(11);
-  MatrixPtr x(NewResult(columns_, 1, type_));
   MTH_MATRIX shifted(*this);
-  std::unique_ptr<double[]> result(new (std::nothrow) double[static_cast<std::size_t>(columns_)]);
-  if (!IsUsable(x.get()) || !shifted.allocated_ || !result) return fail(11);
-  OnStorage(*x, [&](auto* elements) { std::fill_n(elements, columns_, 1); });
+  if (!shifted.allocated_) return fail(11);
   for (int i = 0; i < std::min(rows_, columns_); ++i) shifted.Set(i, i, Get(i, i) - eigenvalue);
 
   const MatrixPtr inverse(shifted.PseudoInverse());
@@ -94,6 +91,11 @@ bool MTH_MATRIX::SearchOneEigenVector(double eigenvalue, double** vector) const 
     return fail(11);
   }
   if (inverse->GetStatusError() == 10) ShowInformation(kUnstableSolution);
+  // Only now: the columns of a matrix without rows may be more than the memory holds.
+  MatrixPtr x(NewResult(columns_, 1, type_));
+  std::unique_ptr<double[]> result(new (std::nothrow) double[static_cast<std::size_t>(columns_)]);
+  if (!IsUsable(x.get()) || !result) return fail(11);
+  OnStorage(*x, [&](auto* elements) { std::fill_n(elements, columns_, 1); });
   for (int iteration = 0; iteration < kInverseIterations; ++iteration) {
     x.reset(*inverse * *x);
     if (!IsUsable(x.get())) return fail(11);

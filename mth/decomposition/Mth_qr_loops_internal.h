@@ -131,7 +131,7 @@ template <class T>
 bool FactorQR(T* r, std::int64_t rows, std::int64_t columns, T* q, double* scratch) {
   const std::int64_t count = std::min(rows, columns);
   const Reflections reflections{scratch, scratch + rows * count, rows};
-  const Panels panels{reflections.factors + columns, rows, true};
+  const Panels panels{reflections.factors + count, rows, true};
   const double scale = ScaleToReflect(r, rows * columns);
   const LongRun run(rows, std::max(rows, columns), count);
   const auto factor = [&](std::int64_t first, double* panel, auto width) {

@@ -51,7 +51,8 @@ constexpr std::int64_t kWidestPanel = 32;
 
 /// Doubles of scratch memory for the QR decomposition of a rows x columns matrix.
 constexpr std::int64_t QRScratch(std::int64_t rows, std::int64_t columns) {
-  return rows * (std::min(rows, columns) + columns + 3 * kWidestPanel) + columns;
+  const std::int64_t count = std::min(rows, columns);
+  return rows * (count + columns + 3 * kWidestPanel) + count;
 }
 
 }  // namespace mth_internal

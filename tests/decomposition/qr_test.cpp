@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstddef>
+#include <limits>
 #include <memory>
 #include <utility>
 #include <vector>
 
 #include "mth/core/Mth_instruction_set_internal.h"
+#include "support/allocation_faults.h"
 #include "support/decomposition_cases.h"
 #include "support/matrices.h"
 
@@ -105,6 +108,18 @@ TEST(QR, FailsWithoutMatrixOrArguments) {
   EXPECT_FALSE(a.QR(&q, nullptr));
   EXPECT_EQ(q, nullptr);
   EXPECT_EQ(r, nullptr);
+}
+
+TEST(QR, AndEigenvectorsOfNoRowsNeedNoMemory) {
+  const MTH_MATRIX wide(0, std::numeric_limits<int>::max(), kDouble);
+  const AllocationWatch watch;
+  const QRFactors factors = QROf(wide);
+  EXPECT_EQ(factors.q->GetNbCols(), 0);
+  EXPECT_EQ(factors.r->GetNbCols(), wide.GetNbCols());
+  double* vector = nullptr;
+  EXPECT_FALSE(wide.SearchOneEigenVector(1.0, &vector));
+  EXPECT_EQ(wide.GetStatusError(), 14) << "the pseudo-inverse would have a place for every pair of columns";
+  EXPECT_LT(watch.LargestRequest(), std::size_t{1} << 16);
 }
 
 TEST(Householder, ReflectsAColumnUnlessItIsNearlyZero) {
