@@ -42,11 +42,14 @@ class ChannelsRun {
 
  private:
   static double InverseDeviation(const ChannelValues& values) {
+    constexpr double kLeast = 1e-100;  // of values up to 1024: from there on squares over it stay finite
+    const auto [least, most] = std::minmax_element(values.begin(), values.end());
+    if (!(*most - *least > kLeast)) return 0.0;  // a channel of one value tells nothing
     const auto count = static_cast<double>(values.size());
     const double mean = std::accumulate(values.begin(), values.end(), 0.0) / count;
     double squares = 0.0;
     for (const double value : values) squares += (value - mean) * (value - mean);
-    return squares > 0.0 ? std::sqrt(count / squares) : 0.0;  // a channel of one value tells nothing
+    return std::sqrt(count / squares);
   }
   std::size_t Tissues() const { return static_cast<std::size_t>(settings_.tissues); }
 

@@ -220,8 +220,10 @@ bool MTH_VOLUME_DENOISING::Run(const T* noisy, T* denoised, T* confidence) {
   if (reason != MTH_STOP_REASON::Converged) return end(reason);
 
   usedDeviation_ = deviation_ > 0.0 ? deviation_ : deviation / scale;
+  constexpr auto kMost = static_cast<double>(std::numeric_limits<T>::max());  // rounding may go beyond
   for (std::int64_t i = 0; i < count; ++i) {
-    denoised[i] = static_cast<T>(isNoisy ? denoiser.Value(i) / scale : MagnitudeOf(noisy[i]));
+    denoised[i] =
+        static_cast<T>(isNoisy ? std::min(denoiser.Value(i) / scale, kMost) : MagnitudeOf(noisy[i]));
     if (confidence != nullptr) confidence[i] = static_cast<T>(isNoisy ? denoiser.Confidence(i) : 1.0);
   }
   return end(MTH_STOP_REASON::Converged);

@@ -290,6 +290,16 @@ TEST(TissueClustering, JoinsWhatSeveralImagesTell) {
   MTH_TISSUE_CLUSTERING single;
   ASSERT_TRUE(single.SegmentChannels(channels.data(), 1, 48, 52, 40, phantom.mask.data()));
   EXPECT_TRUE(ResultsOf(single, a.size()) == Divide(phantom.size, a, phantom.mask));
+  // A second image of one value tells nothing, whatever the value; as doubles, whose sums are rounded.
+  const std::vector<double> wide(a.begin(), a.end());
+  std::vector<Tissues> withConstant;
+  for (const double value : {0.125, 0.1, 1.0 / 3.0}) {
+    const std::vector<double> constant(a.size(), value);
+    const std::array<const double*, 2> images{wide.data(), constant.data()};
+    ASSERT_TRUE(engine.SegmentChannels(images.data(), 2, 48, 52, 40, phantom.mask.data()));
+    withConstant.push_back(ResultsOf(engine, a.size()));
+    EXPECT_TRUE(withConstant.back().fractions == withConstant[0].fractions) << value;
+  }
 }
 
 TEST(TissueClustering, RefusesWhatItCannotDo) {

@@ -177,6 +177,8 @@ TEST(VolumeDenoising, CopiesWhatHasNoNoise) {
   EXPECT_EQ(Denoise(size, Values(512, 0.0F), 20.0).values, Values(512, 0.0F));
   for (const float value : Denoise(size, flat, 20.0).values)
     ASSERT_TRUE(std::isfinite(value) && value >= 0.0F);
+  for (const float value : Denoise(size, Values(512, std::numeric_limits<float>::max()), 1e33).values)
+    ASSERT_TRUE(std::isfinite(value));
   EXPECT_EQ(Denoise({2, 2, 1}, {1.0F, 2.0F, 3.0F, 4.0F}, 0.0).deviation, 0.0) << "no room for a block";
   EXPECT_EQ(Denoise({1, 1, 1}, {9.0F}, 0.0).values, Values{9.0F});
   for (const float value : Denoise({1, 1, 1}, {9.0F}, 2.0).values)
