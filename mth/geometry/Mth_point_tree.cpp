@@ -85,7 +85,7 @@ class DirectedSearch {
     const Vector3& p = from_.GetPoint(i);
     double square = SquaredDistance(p, to_.GetPoint(nearest_));
     if (square <= largest_) return;
-    to_.FindNearest(p, largest_, square, nearest_);
+    poll_.AddLooks(to_.FindNearest(p, largest_, square, nearest_));
     largest_ = std::max(largest_, square);
   }
 
@@ -114,17 +114,17 @@ void PointTree::Sort(const Node& node) {
   Sort(node.Right());
 }
 
-void PointTree::Search(const Node& node, const Vector3& p, double enough, double& square,
-                       int& nearest) const {
+std::int64_t PointTree::Search(const Node& node, const Vector3& p, double enough, double& square,
+                               int& nearest) const {
   if (node.IsLeaf()) {
     for (int i = node.first; i < node.last; ++i) {
       const double found = SquaredDistance(p, points_[i]);
       if (!(found < square)) continue;
       square = found;
       nearest = i;
-      if (found <= enough) return;
+      if (found <= enough) break;
     }
-    return;
+    return node.last - node.first;
   }
   Node near = node.Left();
   Node far = node.Right();
@@ -134,8 +134,10 @@ void PointTree::Search(const Node& node, const Vector3& p, double enough, double
     std::swap(near, far);
     std::swap(nearSquare, farSquare);
   }
-  if (nearSquare < square) Search(near, p, enough, square, nearest);
-  if (square > enough && farSquare < square) Search(far, p, enough, square, nearest);
+  std::int64_t looks = 0;
+  if (nearSquare < square) looks += Search(near, p, enough, square, nearest);
+  if (square > enough && farSquare < square) looks += Search(far, p, enough, square, nearest);
+  return looks;
 }
 
 double FindDirectedSquare(const PointTree& from, const PointTree& to, double atLeast, CancelPoll& poll) {

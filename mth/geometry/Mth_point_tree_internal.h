@@ -46,15 +46,16 @@ class PointTree {
 
   /// Lowers `square` to the square of the distance from p to the nearest point, where that is less, and moves
   /// `nearest` to that point; or stops at the first point whose square is at most `enough`.
-  void FindNearest(const Vector3& p, double enough, double& square, int& nearest) const {
-    Search(GetRoot(), p, enough, square, nearest);
+  /// @return  about how many points were looked at: all of them where they are all as far from p.
+  std::int64_t FindNearest(const Vector3& p, double enough, double& square, int& nearest) const {
+    return Search(GetRoot(), p, enough, square, nearest);
   }
 
  private:
   static constexpr int kLeafPoints = 16;
 
   void Sort(const Node& node);
-  void Search(const Node& node, const Vector3& p, double enough, double& square, int& nearest) const;
+  std::int64_t Search(const Node& node, const Vector3& p, double enough, double& square, int& nearest) const;
 
   Vector3* points_;
   int count_;

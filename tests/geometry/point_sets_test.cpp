@@ -197,6 +197,21 @@ TEST(HausdorffDistance, HandlesNotFinitePointsAsTheScansDo) {
   }
 }
 
+// All points of the circle are as far from each one of its axis: a search looks at every one of them, and the
+// host cannot wait for a thousand such searches.
+TEST(HausdorffDistance, AsksSoonerWherePointsCostManyLooks) {
+  Points axis(40000, MTH_3D_DOUBLE(0, 0, 0));
+  Points circle(1 << 17, MTH_3D_DOUBLE(0, 0, 0));
+  for (std::size_t i = 0; i < axis.size(); ++i) axis[i].SetZ(1e-5 * static_cast<double>(i));
+  for (std::size_t i = 0; i < circle.size(); ++i) {
+    const double angle = 1e-4 * static_cast<double>(i);
+    circle[i] = MTH_3D_DOUBLE(std::cos(angle), std::sin(angle), 0);
+  }
+  const mth_test::CancellingDisplay patient;
+  EXPECT_NEAR(Distance(axis, circle), std::hypot(1.0, 0.39999), 1e-12);
+  EXPECT_GE(patient.questions, 8);
+}
+
 // Asked at the first point and then at every thousandth, in the grid as in the trees.
 TEST(HausdorffDistance, CanBeCancelled) {
   std::pair<Points, Points> cases[] = {
