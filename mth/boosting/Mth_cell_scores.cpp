@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
 
 #include "mth/boosting/Mth_cell_scores_internal.h"
@@ -54,11 +56,21 @@ CellScores::CellScores(const MTH_POINTER_LIST<MTH_CLUSTERING_TREE>& cells,
   }
 }
 
+// The tightest bound on each feature of a chain: the others then hold by themselves, and a chain may be as
+// long as there are samples.
 void CellScores::AddBounds(const MTH_CLUSTERING_TREE& cell, const MTH_MATRIX& features, bool areUpper) {
+  const auto first = static_cast<std::ptrdiff_t>(bounds_.size());
   for (const MTH_CLUSTERING_TREE* node = &cell; node != nullptr; node = node->GetParent()) {
     const double bound = areUpper ? node->GetUpperBound() : node->GetLowerBound();
     if (!IsBounded(bound)) continue;
-    bounds_.push_back({features.GetEDataAddress() + node->GetFeature() * samplesCount_, bound});
+    const double* const values = features.GetEDataAddress() + node->GetFeature() * samplesCount_;
+    const auto known = std::find_if(bounds_.begin() + first, bounds_.end(),
+                                    [values](const CellBound& other) { return other.values == values; });
+    if (known == bounds_.end()) {
+      bounds_.push_back({values, bound});
+    } else if (std::isnan(bound) || (areUpper ? bound < known->bound : bound > known->bound)) {
+      known->bound = bound;  // a NaN is met by no sample
+    }
   }
 }
 

@@ -12,6 +12,7 @@
 #include "boosting/boosting_cases.h"
 #include "mth/core/Mth_elementary_internal.h"
 #include "mth/core/Mth_instruction_set_internal.h"
+#include "support/allocation_faults.h"
 #include "support/cancelling_display.h"
 #include "support/recording_display.h"
 #include "support/values.h"
@@ -460,6 +461,36 @@ TEST(AdaBoost, RefusesWhatDoesNotFit) {
     EXPECT_EQ(boosting.Classify(features), nullptr);
   }
   EXPECT_EQ(display.messages.size(), 6U);
+}
+
+// A long chain narrows few features again and again: its memory and time are those of the tightest bounds.
+TEST(AdaBoost, ClassifiesByTheTightestBoundsOfALongChain) {
+  MTH_MATRIX features = Matrix({{1, 2, 3, 4, 5, 6, kNaN}, {7, 6, 5, 4, 3, 2, 1}});
+  MTH_MATRIX labels = Matrix({{1, 1, 1, -1, -1, -1, -1}});
+  for (const double odd : {4.0, kNaN}) {  // no sample meets a bound that is none
+    auto* node = new MTH_CLUSTERING_TREE(1);
+    for (int i = 0; i < 2000; ++i) {
+      auto* const next = new MTH_CLUSTERING_TREE(1);
+      next->SetParent(node);
+      node = next;
+      node->SetFeature(i % 2);
+      node->SetUpperBound(i == 500 ? 6.0 : i == 700 ? odd : 7.0 + i);
+      node->SetLowerBound(i == 900 ? 1.5 : i == 901 ? 3.5 : -1.0 - i);
+    }
+    const std::vector<int> members = MembersOf(node, features);
+    auto* const cells = new mth_test::CellList;
+    cells->Add(node);
+    MTH_CLUSTERING_TREE model(1);
+    OwningBoosting boosting(&features, &labels, 0, &model);
+    std::vector<double> scores(7, 0.0);
+    ASSERT_TRUE(boosting.RealAdaBoostClustering({2.5}, cells, scores.data()));
+    const mth_test::AllocationWatch watch;
+    const std::vector<double> classified = ScoresOf(boosting, features);
+    EXPECT_LT(watch.RequestedBytes(), 10000U);
+    ASSERT_EQ(classified.size(), members.size());
+    for (std::size_t i = 0; i < members.size(); ++i) EXPECT_EQ(classified[i], 2.5 * members[i]) << odd;
+    EXPECT_EQ(members[2], odd == 4.0 ? 1 : 0);
+  }
 }
 
 }  // namespace
