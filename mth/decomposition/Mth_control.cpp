@@ -2,7 +2,6 @@
 #include <cmath>
 
 #include "mth/decomposition/Mth_control_internal.h"
-#include "mth/decomposition/Mth_scaling_internal.h"
 #include "mth/matrix/Mth_matrix_internal.h"
 
 namespace mth_internal {
@@ -27,10 +26,10 @@ void CopyElements(const MTH_MATRIX& matrix, double* target) {
   OnStorage(matrix, [&](auto* elements) { std::copy_n(elements, ElementsCount(matrix), target); });
 }
 
-int CopyScaled(const MTH_MATRIX& matrix, double* target) {
+int CopyScaled(const MTH_MATRIX& matrix, double* target, double ordinary) {
   CopyElements(matrix, target);
   const std::int64_t count = ElementsCount(matrix);
-  const double scale = ScaleToUnit(target, count);
+  const double scale = ScaleToUnit(target, count, ordinary);
   if (scale == 1.0) return 0;
   std::transform(target, target + count, target, [scale](double x) { return x * scale; });
   return std::ilogb(scale);

@@ -4,6 +4,7 @@
 #include <initializer_list>
 
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
+#include "mth/decomposition/Mth_scaling_internal.h"
 #include "mth/matrix/Mth_matrix.h"
 
 // What the members of the control-theory family begin and end with.
@@ -27,7 +28,10 @@ void CopyElements(const MTH_MATRIX& matrix, double* target);
 
 /// The elements times the power of two that ScaleToUnit tells.
 /// @return  the exponent of that power.
-int CopyScaled(const MTH_MATRIX& matrix, double* target);
+int CopyScaled(const MTH_MATRIX& matrix, double* target, double ordinary = kLargestOrdinary);
+
+/// For the two matrices of a pencil, whose quotients are squared too.
+constexpr double kLargestOrdinaryOfPencil = 0x1p200;
 
 /// A new matrix of doubles times 2^exponent, each rounded once to the type; status 1 without memory.
 MTH_MATRIX* NewRounded(const double* elements, int rows, int columns, int type, int exponent = 0);

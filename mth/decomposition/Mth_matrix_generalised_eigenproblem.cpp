@@ -14,6 +14,7 @@
 // Generalised eigenvalues and eigenvectors of two real square matrices.
 
 using mth_internal::Complex;
+using mth_internal::kLargestOrdinaryOfPencil;
 using mth_internal::SquareView;
 using mth_internal::WorkArray;
 namespace {
@@ -59,8 +60,8 @@ bool MTH_MATRIX::GeneralisedEigenvalueProblem(const MTH_MATRIX& b, MTH_COMPLEX**
   mth_internal::Pencil pencil = mth_internal::PencilIn(memory.Get(), n);
   pencil.qt.size = 0;
   if (vectors == nullptr) pencil.zt.size = 0;
-  const int exponentOfA = mth_internal::CopyScaled(*this, pencil.a.elements);
-  const int exponentOfB = mth_internal::CopyScaled(b, pencil.b.elements);
+  const int exponentOfA = mth_internal::CopyScaled(*this, pencil.a.elements, kLargestOrdinaryOfPencil);
+  const int exponentOfB = mth_internal::CopyScaled(b, pencil.b.elements, kLargestOrdinaryOfPencil);
   if (!mth_internal::ReduceToGeneralisedSchur(pencil, memory.Get() + 4 * n * n)) return false;
   mth_internal::GeneralisedValues(pencil.a, pencil.b, values.Get(), newBetas.get());
   if (vectors != nullptr && !FindVectors(pencil, values.Get(), newBetas.get(), newVectors.get()))

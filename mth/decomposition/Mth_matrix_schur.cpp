@@ -13,6 +13,7 @@
 // The real Schur form of one matrix and the generalised one of two.
 
 using mth_internal::IsUsable;
+using mth_internal::kLargestOrdinaryOfPencil;
 using mth_internal::MatrixPtr;
 using mth_internal::NewFailure;
 using mth_internal::NewRounded;
@@ -92,8 +93,8 @@ bool MTH_MATRIX::QZDecomposition(const MTH_MATRIX& b, MTH_MATRIX** q, MTH_MATRIX
   const WorkArray<double> memory(4 * n * n + 2 * n);
   if (!memory) return refuse(1);
   const mth_internal::Pencil pencil = mth_internal::PencilIn(memory.Get(), n);
-  const int exponentOfA = mth_internal::CopyScaled(*this, pencil.a.elements);
-  const int exponentOfB = mth_internal::CopyScaled(b, pencil.b.elements);
+  const int exponentOfA = mth_internal::CopyScaled(*this, pencil.a.elements, kLargestOrdinaryOfPencil);
+  const int exponentOfB = mth_internal::CopyScaled(b, pencil.b.elements, kLargestOrdinaryOfPencil);
   if (!mth_internal::ReduceToGeneralisedSchur(pencil, memory.Get() + 4 * n * n)) return refuse(5);
   return HandOut<4>({MatrixPtr(NewTransposed(pencil.qt, type_)), MatrixPtr(NewTransposed(pencil.zt, type_)),
                      MatrixPtr(NewRounded(pencil.a.elements, rows_, rows_, type_, -exponentOfA)),

@@ -29,14 +29,16 @@ inline double PowerToUnit(double magnitude) {
   return std::ldexp(1.0, -std::clamp(exponent, -1000, 1000));
 }
 
-/// The power of two by which elements must be multiplied before their squares are summed: 1 unless the
-/// squares would leave the range of double.
+/// Magnitudes below it, and above its reciprocal, whose squares and sums of squares stay in range.
+constexpr double kLargestOrdinary = 0x1p400;
+
+/// The power of two by which elements must be multiplied before they are worked with: 1 unless the largest is
+/// beyond `ordinary` or its reciprocal.
 template <class T>
-double ScaleToUnit(const T* elements, std::int64_t count) {
-  constexpr double kLargest = 0x1p400;
+double ScaleToUnit(const T* elements, std::int64_t count, double ordinary = kLargestOrdinary) {
   const double largest = LargestMagnitude(elements, count);
   const bool isOrdinary =
-      largest == 0.0 || !std::isfinite(largest) || (largest < kLargest && largest > 1.0 / kLargest);
+      largest == 0.0 || !std::isfinite(largest) || (largest < ordinary && largest > 1.0 / ordinary);
   return isOrdinary ? 1.0 : PowerToUnit(largest);
 }
 

@@ -36,7 +36,8 @@ std::vector<DecompositionCase> Spectra(int n) {
       {"tiny", Scaled(random, 1e-300)},
       {"1e150", Scaled(random, 1e150)},
       {"1e-150", Scaled(random, 1e-150)},
-      {"1e-60", Scaled(random, 1e-60)},  // the other of a pencil is not brought to its units
+      {"1e-60", Scaled(random, 1e-60)},              // the other of a pencil is not brought to its units
+      {"1e110", Scaled(Transposed(random), 1e110)},  // squares of quotients with it overflow
       {"triangular", rule([&](int i, int j) { return i <= j ? random.Get(i, j) : 0.0; })},
       {"0 and 1", rule([](int i, int j) { return (i * i + 3 * j + i * j) % 7 < 3 ? 1.0 : 0.0; })},
   };
