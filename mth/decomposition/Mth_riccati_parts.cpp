@@ -81,19 +81,23 @@ double MarginOf(SquareView t, bool isDiscrete) {
 }  // namespace
 
 bool Equilibrate(const double* r, std::int64_t m, double* scales) {
+  constexpr int kMostPasses = 30;  // each takes what is left half of its way
   std::fill_n(scales, m, 1.0);
   bool hasEmpty = false;
-  for (int pass = 0; pass < 4; ++pass) {
+  bool hasChanged = true;
+  for (int pass = 0; hasChanged && pass < kMostPasses; ++pass) {
+    hasChanged = false;
     for (std::int64_t i = 0; i < m; ++i) {
       double largest = 0.0;
       for (std::int64_t j = 0; j < m; ++j)
-        largest = std::max(largest, std::abs(r[i * m + j]) * scales[j] * (i == j ? 1.0 : scales[i]));
+        largest = std::max(largest, std::abs(r[i * m + j]) * scales[j] * scales[i]);
       if (largest == 0.0) {
         hasEmpty = true;
         continue;
       }
-      scales[i] = std::ldexp(
-          scales[i], -std::ilogb(std::max(largest, std::abs(r[i * m + i]) * scales[i] * scales[i])) / 2);
+      const int exponent = -std::ilogb(largest) / 2;
+      scales[i] = std::ldexp(scales[i], exponent);
+      hasChanged = hasChanged || exponent != 0;
     }
   }
   return !hasEmpty;

@@ -220,6 +220,18 @@ TEST(Riccati, NoSpreadOfStatesCostsDigits) {
   }
 }
 
+TEST(Riccati, SolutionsOfAnySizeAndSpreadSettle) {
+  const Regulator nearlyFree{Matrix({{-1, -2}, {0, 0.0625}}), Identity(2), Scaled(Identity(2), 1e-49),
+                             Identity(2)};
+  const Regulator costly{Matrix({{0.2, 0.1}, {0.1, 0.1}}), Matrix({{0.4}, {-0.3}}), Scaled(Identity(2), 1e26),
+                         Identity(1)};
+  const MatrixPtr x(nearlyFree.Solve(false));
+  const MatrixPtr y(costly.Solve(true));
+  for (const MTH_MATRIX* solution : {x.get(), y.get()}) ASSERT_EQ(solution->GetStatusError(), 0);
+  CheckRegulator(nearlyFree, *x, false, "nearly free");
+  CheckRegulator(costly, *y, true, "costly");
+}
+
 TEST(Riccati, PublishedAndClosedFormSolutions) {
   // The first example of the continuous-time benchmark collection: X = [[2, 1], [1, 2]].
   const Regulator first{Matrix({{0, 1}, {0, 0}}), Matrix({{0}, {1}}), Diagonal({1, 2}), Matrix({{1}})};
