@@ -96,7 +96,7 @@ class MTH_EXPORT MTH_CLUSTERING {
   /// @param seed  of PlusPlus, whose stream is the call's own: every int is a seed, and gives the same on
   ///              every machine.
   /// @return      false, with nothing changed, with fewer different samples than clusters, without centroids
-  ///              or memory.
+  ///              or memory, and when the display asks to cancel, which it is asked where this takes long.
   /// @see         Arthur & Vassilvitskii, k-means++: the advantages of careful seeding, SODA 2007.
   bool InitialiseCentroidsFromSamples(MTH_CENTROID_START start, int seed = 1);
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "mth/clustering/Mth_clustering.h"
+#include "mth/core/Mth_give_up_internal.h"
 
 // Centroids to start from, taken from the samples.
 
@@ -41,9 +42,9 @@ class FiniteSamples {
 
 using Chosen = std::vector<std::size_t>;
 
-// The first sample that differs from all those chosen; the number of samples when there is none.
-std::size_t FindOther(const FiniteSamples& samples, const Chosen& chosen) {
-  std::size_t i = 0;
+// The first sample, from the i-th on, that differs from all those chosen; the number of samples when there is
+// none.
+std::size_t FindOther(const FiniteSamples& samples, const Chosen& chosen, std::size_t i) {
   const auto isChosen = [&](std::size_t other) { return samples.AreEqual(i, other); };
   while (i < samples.Count() && std::any_of(chosen.begin(), chosen.end(), isChosen)) ++i;
   return i;
@@ -100,18 +101,24 @@ class Distances {
 };
 
 // Chooses samples one by one: chooseNext(squared distance of every sample from those chosen) names the next
-// one. Where all distances round to 0, the first different sample is taken.
+// one. Where all distances round to 0, the first different sample is taken. Fewer are chosen when the host
+// gives up.
 template <class ChooseNext>
 Chosen ChooseByDistance(const FiniteSamples& samples, const Distances& distances, std::size_t first,
                         int count, ChooseNext chooseNext) {
   Chosen chosen{first};
+  std::size_t other = 0;  // all samples before it are chosen, or equal one that is
   std::vector<double> nearest(samples.Count(), std::numeric_limits<double>::infinity());
-  while (chosen.size() < static_cast<std::size_t>(count)) {
+  mth_internal::LongIteration run;
+  const double work = static_cast<double>(samples.Count()) * static_cast<double>(samples.Dimensions() + 1);
+  while (chosen.size() < static_cast<std::size_t>(count) && !run.IsGivenUp(work)) {
     const std::vector<double> latest = distances.ScaledRow(chosen.back());
     for (std::size_t i = 0; i < nearest.size(); ++i)
       nearest[i] = std::min(nearest[i], distances.ToScaled(i, latest));
     const std::size_t next = chooseNext(nearest);
-    chosen.push_back(nearest[next] > 0.0 ? next : FindOther(samples, chosen));
+    const bool isApart = nearest[next] > 0.0;
+    if (!isApart) other = FindOther(samples, chosen, other);
+    chosen.push_back(isApart ? next : other);
   }
   return chosen;
 }
@@ -215,7 +222,10 @@ bool MTH_CLUSTERING::InitialiseCentroidsFromSamples(MTH_CENTROID_START start, in
   try {
     const FiniteSamples samples(samples_, dimensionsCount_);
     if (!HasDifferent(samples, clustersCount_)) return false;
-    ScatterCentroids(StartRows(samples, start, clustersCount_, seed));
+    const std::vector<double> rows = StartRows(samples, start, clustersCount_, seed);
+    const bool isGivenUp = rows.size() < static_cast<std::size_t>(clustersCount_) * samples.Dimensions();
+    if (isGivenUp) return false;
+    ScatterCentroids(rows);
   } catch (const std::exception&) {  // no memory
     return false;
   }

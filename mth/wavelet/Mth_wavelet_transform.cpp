@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/wavelet/Mth_wavelet_kernel_internal.h"
 #include "mth/wavelet/Mth_wavelet_rows_internal.h"
@@ -245,7 +246,10 @@ bool MeanSquares(const double* values, ImageSize size, std::int64_t reach, doubl
   const auto weightAt = [&](std::int64_t distance) {  // the weights along one axis add up to 1
     return (side - static_cast<double>(std::abs(distance))) / (side * side);
   };
+  LongIteration run;
+  const double workOfRow = 4.0 * side * static_cast<double>(columns);
   for (std::int64_t row = 0; row < rows; ++row) {
+    if (run.IsGivenUp(workOfRow)) return false;
     std::fill_n(sums, columns, 0.0);
     for (std::int64_t k = -reach; k <= reach; ++k) {
       AddScaledSquares(values + MirrorIndex(row + k, rows) * columns, scale, weightAt(k), columns, sums);

@@ -56,7 +56,7 @@ bool Rebuild(const Subbands& subbands, int level, MTH_MATRIX& image);
 
 /// Mean of the squares of the values times `scale` around each value, at most `reach` rows and columns away,
 /// with weights that fall off linearly along both. The array goes on as its mirror image.
-/// @return  false without memory.
+/// @return  false without memory, and when the host gives up a long run.
 bool MeanSquares(const double* values, ImageSize size, std::int64_t reach, double scale, double* means);
 
 }  // namespace mth_internal

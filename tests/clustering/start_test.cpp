@@ -9,6 +9,7 @@
 
 #include "mth/clustering/Mth_clustering.h"
 #include "support/allocation_faults.h"
+#include "support/cancelling_display.h"
 #include "support/recording_display.h"
 #include "support/values.h"
 
@@ -138,6 +139,21 @@ TEST(CentroidStart, TakesEverySampleThatDiffersAndIsFinite) {
       EXPECT_FALSE(engine.InitialiseCentroidsFromSamples(start));
       EXPECT_EQ(CentroidRows(engine), before);
     }
+  }
+}
+
+TEST(CentroidStart, OfManyClustersCanBeCancelled) {
+  constexpr int kSamples = 20000;
+  std::vector<double> features(kSamples);
+  for (int i = 0; i < kSamples; ++i) features[static_cast<std::size_t>(i)] = std::fmod(i * 0.618, 1.0) + i;
+  MTH_CLUSTERING engine(1200, 1);
+  ASSERT_TRUE(engine.AddSamples(features.data(), kSamples));
+  const Rows origin = CentroidRows(engine);
+  for (const Start start : {Start::FarthestFirst, Start::PlusPlus}) {
+    const CancellingDisplay display(1);
+    EXPECT_FALSE(engine.InitialiseCentroidsFromSamples(start));
+    EXPECT_EQ(display.questions, 1);
+    EXPECT_EQ(CentroidRows(engine), origin);
   }
 }
 

@@ -164,6 +164,16 @@ TEST(WaveletDenoising, CanBeCancelled) {
   }
 }
 
+TEST(WaveletDenoising, CanBeCancelledWithinAWideWindow) {
+  MTH_MATRIX values = FromRule(300, 300, kDouble, [](int r, int c) { return r - c; });
+  MTH_MATRIX energy(300, 300, kDouble);
+  MTH_WAVELET_DENOISING wavelet(&values);
+  wavelet.SetWindowSize(1000);
+  const CancellingDisplay display(2);
+  EXPECT_FALSE(wavelet.AdaptEnergy(values.GetEDataAddress(), 1.0, energy.GetEDataAddress(), 300, 300));
+  EXPECT_EQ(display.questions, 2);
+}
+
 // Structure that runs into the border is kept there as inside.
 TEST(WaveletDenoising, KeepsStructureAtTheBorders) {
   constexpr int kSide = 96;
