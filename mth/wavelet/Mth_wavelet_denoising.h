@@ -107,8 +107,7 @@ class MTH_EXPORT MTH_WAVELET_DENOISING {
   /// weights that fall off linearly from its centre, divided by the square of the noise level.
   /// @param energy  receives rows x cols values.
   /// @return        as RemoveNoiseAdaptative; false too for a noise level below 1e-9, and when the display
-  /// asks
-  ///                to cancel.
+  ///                asks to cancel.
   bool AdaptEnergy(const double* detail, double noiseLevel, double* energy, int rows, int cols) const;
 
   /// Filters one line of n samples: out[i] = sum over k of filter[k] signal[i + (c - k) 2^level], with
