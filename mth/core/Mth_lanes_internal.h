@@ -269,6 +269,41 @@ MTH_INLINE bool HasAny(LaneIndices mask) {
 #endif
 }
 
+// Meets vectors, two at once, and tells whether one of them may have held a NaN; raises no flag. Short
+// vectors are not looked at.
+template <class V>
+class NaNWatch {
+ public:
+  MTH_INLINE void Meet(V, V) {}
+  MTH_INLINE bool MayHaveMetOne() const { return true; }
+};
+#if MTH_VECTOR_BYTES == 64
+template <>
+class NaNWatch<Lanes> {
+ public:
+  MTH_INLINE void Meet(Lanes a, Lanes b) {
+    numbers_ = _mm512_mask_cmp_pd_mask(numbers_, __m512d(a), __m512d(b), _CMP_ORD_Q);
+  }
+  MTH_INLINE bool MayHaveMetOne() const { return numbers_ != kAll; }
+
+ private:
+  static constexpr __mmask8 kAll = 0xFF;
+  __mmask8 numbers_ = kAll;
+};
+#elif MTH_VECTOR_BYTES == 32
+template <>
+class NaNWatch<Lanes> {
+ public:
+  MTH_INLINE void Meet(Lanes a, Lanes b) {
+    nans_ |= LaneIndices(_mm256_cmp_pd(__m256d(a), __m256d(b), _CMP_UNORD_Q));
+  }
+  MTH_INLINE bool MayHaveMetOne() const { return HasAny(nans_); }
+
+ private:
+  LaneIndices nans_{};
+};
+#endif
+
 // 0, 1, 2 ... in the lanes.
 MTH_INLINE LaneIndices LaneNumbers() {
 #if MTH_HAS_VECTORS

@@ -85,12 +85,14 @@ template <class Step>
 constexpr bool kIsFast = kLanes == 8 || (kLanes == 4 && std::is_same_v<Step, FusedStep>);
 
 // The product of larger matrices, in blocks that stay in cache. The right factor is packed as doubles in the
-// order in which the tiles read it, the left one where it must be; a strip of rows keeps its sums in double
-// from one block of k to the next.
+// order in which the tiles read it: a small one by the first tile that needs it, which hides much of the time
+// that takes, a larger one beforehand, row by row as it lies in memory. The left one is packed where it
+// must be; a strip of rows keeps its sums in double from one block of k to the next.
 template <class Step, class T>
 class PackedProduct {
  public:
-  PackedProduct(const ProductTask<T>& task, const ProductScratch& scratch) : task_(task), scratch_(scratch) {}
+  PackedProduct(const ProductTask<T>& task, const ProductScratch& scratch)
+      : task_(task), scratch_(scratch), isSmall_(task.inner * task.columns <= kNearElements) {}
 
   // False when the host gives the run up.
   bool Run(const LongRun& run) {
@@ -104,7 +106,7 @@ class PackedProduct {
         columns_ = kTileColumns;
       }
       isFar_ = task_.inner * columns_ > kNearElements;
-      PackRight();
+      if (!isSmall_) PackRight();
       const std::int64_t rows = isFar_ ? kStripRows : kRowsTogether;
       for (std::int64_t i = 0; i < task_.rows; i += rows) {
         if (!MultiplyStrip(i, std::min(rows, task_.rows - i), run)) return false;
@@ -154,7 +156,7 @@ class PackedProduct {
 
   // False when the host gives the run up.
   bool MultiplyStrip(std::int64_t first, std::int64_t rows, const LongRun& run) {
-    const double* right = scratch_.right;
+    double* right = scratch_.right;
     for (std::int64_t k = 0; k < task_.inner; k += kBlockDepth) {
       if (first % kStripRows == 0 && run.IsGivenUp()) return false;  // of low strips not each
       const std::int64_t depth = std::min(kBlockDepth, task_.inner - k);
@@ -173,7 +175,10 @@ class PackedProduct {
           }
           constexpr bool kIsWhole = vectors() == kTileVectors && tileRows() == kTileRows;
           const LeftFactor<double> leftRows{left.elements + i * left.rowStride, left.rowStride, 1};
-          if (kIsFast<Step> && kIsWhole && isFar_) {
+          if (isSmall_ && first == 0 && i == 0) {
+            const T* source = task_.right + k * task_.columns + firstColumn_ + j;
+            tile.template Accumulate<Step>(leftRows, source, task_.columns, depth, Pack{right});
+          } else if (kIsFast<Step> && kIsWhole && isFar_) {
             tile.template Accumulate<Step>(leftRows, right, kTileColumns, depth, Ahead(right, depth, i));
           } else {
             tile.template Accumulate<Step>(leftRows, right, kTileColumns, depth);
@@ -199,6 +204,7 @@ class PackedProduct {
 
   ProductTask<T> task_;
   ProductScratch scratch_;
+  bool isSmall_;  // whether the whole right factor stays in the caches that are near
   std::int64_t firstColumn_ = 0;
   std::int64_t columns_ = 0;
   bool isFar_ = false;  // whether a slab of the right factor leaves the caches that are near

@@ -80,18 +80,31 @@ struct LeftFactor {
   std::int64_t columnStride;
 };
 
-// What each step of a sum asks the memory for beside its factors: nothing, or a little of what comes next. An
-// address is a number because it may lie beyond what is there.
-struct AskNothing {
-  MTH_INLINE void operator()() {}
+// What each step of a sum does beside, with its vectors of the right factor: nothing, or it asks the memory
+// for a little of what comes next, or packs the factor for the tiles to come. An address is a number because
+// it may lie beyond what is there.
+struct DoNothing {
+  template <class Factors>
+  MTH_INLINE void operator()(const Factors&) {}
 };
 struct AskAhead {
   std::uintptr_t address;
   std::uintptr_t bytesAStep;
 
-  MTH_INLINE void operator()() {
+  template <class Factors>
+  MTH_INLINE void operator()(const Factors&) {
     PrefetchToSecondCache(reinterpret_cast<const void*>(address));
     address += bytesAStep;
+  }
+};
+struct Pack {
+  double* packed;
+
+  template <class V, std::size_t kVectors>
+  MTH_INLINE void operator()(const V (&factors)[kVectors]) {
+#pragma GCC unroll 4
+    for (std::size_t v = 0; v < kVectors; ++v) Store(packed + v * (sizeof(V) / sizeof(double)), factors[v]);
+    packed += kTileColumns;
   }
 };
 
@@ -124,8 +137,9 @@ struct Tile {
     }
   }
   // Which NaN a sum has become depends on the processor and on the compiler's order of operands: it becomes
-  // the one without a sign or a payload.
+  // the one without a sign or a payload. Most tiles have none.
   MTH_INLINE void MakeNaNsPlain() {
+    if (!MayHaveNaN()) return;
 #pragma GCC unroll 12
     for (int i = 0; i < kRows; ++i) {
 #pragma GCC unroll 4
@@ -135,17 +149,26 @@ struct Tile {
       }
     }
   }
+  MTH_INLINE bool MayHaveNaN() const {
+    NaNWatch<V> watch;
+#pragma GCC unroll 12
+    for (int i = 0; i < kRows; ++i) {
+#pragma GCC unroll 4
+      for (int v = 0; v < kVectors; v += 2) watch.Meet(sums[i][v], sums[i][std::min(v + 1, kVectors - 1)]);
+    }
+    return watch.MayHaveMetOne();
+  }
   // Lets `depth` products join each sum; the right factor is row-major. Steps of k follow each other without
   // counting between them, which takes turns of the arithmetic units.
-  template <class Step, class T, class U, class Ask = AskNothing>
+  template <class Step, class T, class U, class Beside = DoNothing>
   MTH_INLINE void Accumulate(LeftFactor<T> left, const U* right, std::int64_t rightStride, std::int64_t depth,
-                             Ask ask = {}) {
+                             Beside beside = {}) {
 #pragma GCC unroll 4
     for (std::int64_t k = 0; k < depth; ++k, right += rightStride) {
-      ask();
       V factors[kVectors];
 #pragma GCC unroll 4
       for (int v = 0; v < kVectors; ++v) factors[v] = Load<V>(right + v * kWidth);
+      beside(factors);
 #pragma GCC unroll 12
       for (int i = 0; i < kRows; ++i) {
         const V factor =

@@ -117,6 +117,24 @@ TEST(MatrixKernel, EveryNanOfAProductIsTheSame) {
   }
 }
 
+// The only one among all entries as well, wherever it is: infinity times zero is the machine's own NaN.
+TEST(MatrixKernel, ASingleNanOfAProductIsTheSame) {
+  constexpr int kRows = 17;
+  constexpr int kColumns = 71;
+  const double infinity = std::numeric_limits<double>::infinity();
+  for (InstructionSet set : kSets) {
+    const mth_internal::InstructionSetScope scope(set);
+    for (int i = 0; i < kRows * kColumns; ++i) {
+      MTH_MATRIX a(kRows, 1, kDouble);
+      MTH_MATRIX b(1, kColumns, kDouble);
+      a.GetEDataAddress()[i / kColumns] = infinity;
+      for (int j = 0; j < kColumns; ++j) b.GetEDataAddress()[j] = j == i % kColumns ? 0.0 : 1.0;
+      const MatrixPtr product(a * b);
+      EXPECT_EQ(std::bit_cast<std::uint64_t>(product->GetEDataAddress()[i]), 0x7ff8000000000000U);
+    }
+  }
+}
+
 struct ElementRule {
   const char* name;
   std::function<MTH_MATRIX*(const MTH_MATRIX&, const MTH_MATRIX&)> operation;
