@@ -26,6 +26,9 @@ constexpr std::int64_t kRowsPerQuestion = 1536;
 constexpr std::int64_t kSlabColumns = 480;
 // Packed elements of the right factor, at most, that are near: in the first or the second cache.
 constexpr std::int64_t kNearElements = 200 * 200;
+// Elements of a small right factor, at most: floats are packed while they are first used, doubles read where
+// they lie.
+constexpr std::int64_t kSmallElements = 384 * 384;
 // Fewer rows are multiplied where they lie.
 constexpr std::int64_t kFewestPackedRows = 16;
 
@@ -71,8 +74,8 @@ namespace {
 // cache, floats, which packing widens, much earlier.
 template <class T>
 bool IsWorthPacking(const ProductTask<T>& task) {
-  constexpr std::int64_t kSmall = std::is_same_v<T, float> ? 40 * 40 : 384 * 384;
-  return task.rows >= kFewestPackedRows && task.columns >= kWidestTile && task.inner * task.columns > kSmall;
+  constexpr std::int64_t kTiny = std::is_same_v<T, float> ? 40 * 40 : kSmallElements;
+  return task.rows >= kFewestPackedRows && task.columns >= kWidestTile && task.inner * task.columns > kTiny;
 }
 
 template <class T>

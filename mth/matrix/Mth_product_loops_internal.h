@@ -92,7 +92,7 @@ template <class Step, class T>
 class PackedProduct {
  public:
   PackedProduct(const ProductTask<T>& task, const ProductScratch& scratch)
-      : task_(task), scratch_(scratch), isSmall_(task.inner * task.columns <= kNearElements) {}
+      : task_(task), scratch_(scratch), isSmall_(task.inner * task.columns <= kSmallElements) {}
 
   // False when the host gives the run up.
   bool Run(const LongRun& run) {
@@ -204,7 +204,7 @@ class PackedProduct {
 
   ProductTask<T> task_;
   ProductScratch scratch_;
-  bool isSmall_;  // whether the whole right factor stays in the caches that are near
+  bool isSmall_;  // the right factor
   std::int64_t firstColumn_ = 0;
   std::int64_t columns_ = 0;
   bool isFar_ = false;  // whether a slab of the right factor leaves the caches that are near
