@@ -29,8 +29,11 @@ constexpr std::int64_t kNearElements = 200 * 200;
 // Elements of a small right factor, at most: floats are packed while they are first used, doubles read where
 // they lie.
 constexpr std::int64_t kSmallElements = 384 * 384;
-// Fewer rows are multiplied where they lie.
-constexpr std::int64_t kFewestPackedRows = 16;
+// Elements of a tiny one, at most: floats too are read where they lie.
+constexpr std::int64_t kTinyElements = 24 * 24;
+// Fewer rows are multiplied where they lie: of a small right factor, and of a larger one.
+constexpr std::int64_t kFewestRowsOfSmall = 8;
+constexpr std::int64_t kFewestRowsOfLarge = 16;
 
 // Doubles from one packed row of the left factor to the next: an odd number of cache lines, or the rows of a
 // tile could compete for the same places of the cache.
@@ -70,12 +73,14 @@ struct ProductScratch {
 namespace mth_internal {
 namespace {
 
-// Whether the factors are so large that packing them pays: doubles when the right one leaves the second
-// cache, floats, which packing widens, much earlier.
+// Whether packing the factors pays: doubles when the right one leaves the second cache, floats, which packing
+// widens, much earlier.
 template <class T>
 bool IsWorthPacking(const ProductTask<T>& task) {
-  constexpr std::int64_t kTiny = std::is_same_v<T, float> ? 40 * 40 : kSmallElements;
-  return task.rows >= kFewestPackedRows && task.columns >= kWidestTile && task.inner * task.columns > kTiny;
+  if (task.columns < kWidestTile) return false;
+  const std::int64_t elements = task.inner * task.columns;
+  if (elements > kSmallElements) return task.rows >= kFewestRowsOfLarge;
+  return std::is_same_v<T, float> && elements > kTinyElements && task.rows >= kFewestRowsOfSmall;
 }
 
 template <class T>
@@ -86,9 +91,9 @@ bool MultiplyIn(const LongRun& run, const ProductTask<T>& task) {
   // The last tile overlaps the one before, or is not full.
   const std::int64_t slab = std::min(SlabColumns(task.columns), task.columns) + kWidestTile;
   const std::int64_t rightCount = task.inner * slab;
-  const std::int64_t leftCount =
-      NeedsPackedLeft<T>(task.inner) ? kMostStripRows * PackedStride(task.inner) : 0;
-  const std::int64_t sumsCount = task.inner > kBlockDepth ? kMostStripRows * slab : 0;
+  const std::int64_t rows = std::min(kMostStripRows, task.rows);
+  const std::int64_t leftCount = NeedsPackedLeft<T>(task.inner) ? rows * PackedStride(task.inner) : 0;
+  const std::int64_t sumsCount = task.inner > kBlockDepth ? rows * slab : 0;
   const WorkArray<double> scratch(rightCount + leftCount + sumsCount);
   if (!scratch) return multiply(task, {}, run);
   double* right = scratch.Get();
