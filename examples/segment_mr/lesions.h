@@ -14,9 +14,9 @@ inline constexpr const char* kLesionName = "lesions";
 
 /// Takes the voxels of a mask of lesions out of those that are divided into classes.
 /// @return  which voxels are lesions: all those of the mask, also outside of what is divided; none without a
-/// mask.
+///          mask.
 /// @throws example::Failure  naming the mask when it is none: values below 0, and shares between 0 and 1,
-/// want a threshold of their user's.
+///                           want a threshold of their user's.
 std::vector<std::uint8_t> TakeOutLesions(const std::optional<example::GreyImage>& mask,
                                          const std::string& path, example::Inside& inside);
 

@@ -23,7 +23,7 @@ class WriteFailure : public Failure {
 /// Runs `program`, which Ctrl-C cancels, and turns what it throws into one line on standard error, "name:
 /// text".
 /// @return  what `program` returns; 2 after a failure, also one to write to standard output; 130 when
-/// cancelled.
+///          cancelled.
 int RunProgram(const std::string& name, int (*program)(int, char**), int argc, char** argv);
 
 }  // namespace example

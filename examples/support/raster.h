@@ -79,7 +79,7 @@ Raster DrawGreyPlane(const GreyImage& plane, const std::vector<double>& values, 
 
 /// The picture at another size.
 /// @param isSmooth  interpolates between pixels; otherwise each takes the nearest, so that no new colour
-/// appears.
+///                  appears.
 Raster Resized(const Raster& raster, int width, int height, bool isSmooth);
 
 /// The same picture with three channels.

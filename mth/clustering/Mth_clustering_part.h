@@ -34,13 +34,13 @@ class MTH_EXPORT MTH_CLUSTERING_PART {
   /// Replaces the samples; their memberships are 0.
   /// @param features  count x dimensions, one sample after the other; not modified.
   /// @return          false, with nothing changed, for null, for no samples, clusters or dimensions, or
-  /// without memory.
+  ///                  without memory.
   bool SetSamples(const double* features, int count);
   /// Gives every sample to its nearest centroid, of equally near ones the first.
   /// @param centroids  clusters x dimensions; not modified.
   /// @param sums       the caller's clusters x (1 + dimensions) values; see the class.
   /// @param changes    the caller's; the number of samples that changed cluster, all of them in the first
-  /// step.
+  ///                   step.
   /// @return           false, with nothing written, without samples, for null or without memory.
   bool StepKMeans(const double* centroids, double* sums, double* changes);
   /// Computes the memberships as MTH_CLUSTERING::ApplyFuzzyCMeanClustering does, which are weights to the

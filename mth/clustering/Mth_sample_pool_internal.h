@@ -25,7 +25,7 @@ class SamplePool {
   /// Appends new samples of these features, one sample's after the other, and of memberships 0 to a list that
   /// has room for them.
   /// @return  how many: fewer than `count` without memory, none where the values of a sample stand outside
-  /// it.
+  ///          it.
   int AddMany(const double* parameters, int parametersCount, int membershipsCount, int count,
               MTH_POINTER_LIST<MTH_CLUSTERING_SAMPLE>& samples);
   /// Deletes the samples of a list, whether they are of this pool or not, and empties the list.

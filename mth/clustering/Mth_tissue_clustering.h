@@ -21,23 +21,19 @@ struct TissueResult;
 /// With one channel, tissues are in ascending order of brightness: CSF, grey and white matter of a T1 image.
 /// x is the image, b the field and v = x / b; the mask is divided into 5 strata of equal size by confidence:
 ///  - Densities of v: of tissue k a normal law around c_k, of the mixture of k and k + 1 a uniform one
-///  between c_k and
-///    c_(k+1) with the noise of a normal law. Shares of the 2 K - 1 classes and the deviation belong to a
-///    stratum, the means c_k to all. They are fitted by expectation and maximisation to histograms of 384
-///    bins: 40 steps at first, 4 in each round, 20 at the end. No mean passes the middle between two of the
-///    fuzzy clusters that the fit starts from.
-///  - Field: the logarithm of b grows by G*(w log(v / y)) / G*(w), y being the signal expected at v and w =
-///  P(pure tissue)
-///    y^2 / deviation^2; sums over cubes of 4 voxels, G a Gaussian of 25 mm. The mean of log b is 0. 10
-///    rounds on every second voxel along each axis of large masks, after 10 steps of fuzzy c-means on the
-///    histogram, 8 of them with a field.
-///  - Local means, once: around each cube of 2 voxels the mean of tissue k is c_k plus the weighted mean of v
-///  - c_k
-///    within a Gaussian of 5 mm, drawn to 0 as 35 voxels would that knew c_k to 2 per cent; v is mapped by
-///    straight lines from the local means to the common ones.
+///    between c_k and c_(k+1) with the noise of a normal law. Shares of the 2 K - 1 classes and the deviation
+///    belong to a stratum, the means c_k to all. They are fitted by expectation and maximisation to
+///    histograms of 384 bins: 40 steps at first, 4 in each round, 20 at the end. No mean passes the middle
+///    between two of the fuzzy clusters that the fit starts from.
+///  - Field: the logarithm of b grows by G*(w log(v / y)) / G*(w), y being the signal expected at v and
+///    w = P(pure tissue) y^2 / deviation^2; sums over cubes of 4 voxels, G a Gaussian of 25 mm. The mean of
+///    log b is 0. 10 rounds on every second voxel along each axis of large masks, after 10 steps of fuzzy
+///    c-means on the histogram, 8 of them with a field.
+///  - Local means, once: around each cube of 2 voxels the mean of tissue k is c_k plus the weighted mean of
+///    v - c_k within a Gaussian of 5 mm, drawn to 0 as 35 voxels would that knew c_k to 2 per cent; v is
+///    mapped by straight lines from the local means to the common ones.
 ///  - The fraction of a tissue is the sum of its share over the classes by their probability; a mixture at v
-///  has the
-///    share (v - c_k) / (c_(k+1) - c_k) of the brighter tissue.
+///    has the share (v - c_k) / (c_(k+1) - c_k) of the brighter tissue.
 /// With several channels the clusters are those of fuzzy c-means of the vectors of all channels, each divided
 /// by the deviation of its values in the mask, with a field for each channel; in ascending order of the first
 /// one. Fractions are the memberships.
@@ -67,7 +63,7 @@ class MTH_EXPORT MTH_TISSUE_CLUSTERING {
   /// image: runs do not move them, and look only for the field, the noise and the shares. One channel only: a
   /// run on several is then BadInput.
   /// @param means  as many as tissues, finite, ascending, none below 0; null: they are looked for, as at
-  /// first.
+  ///               first.
   /// @return       false, with nothing changed, for other values.
   bool SetMeans(const double* means);
 

@@ -34,7 +34,7 @@ class MTH_EXPORT MTH_TISSUE_MEANS {
   /// Ends a step.
   /// @param sums  2 x tissues, the parts' added value by value; not modified.
   /// @return      false, with nothing changed, for null, for what is not finite, without a range or when the
-  /// run is done.
+  ///              run is done.
   bool Move(const double* sums);
 
   /// Number of tissues.
@@ -46,7 +46,7 @@ class MTH_EXPORT MTH_TISSUE_MEANS {
   /// Whether all steps were taken: the means are found.
   bool IsDone() const;
   /// @return  the mean of a tissue in the units of the scans, ascending; 0 without a range and for what does
-  /// not exist.
+  ///          not exist.
   double GetMean(int tissue) const;
 
  private:

@@ -32,14 +32,14 @@ class MTH_EXPORT MTH_TISSUE_PART {
   /// Copies 3 values: what half a per cent of the voxels are below, what half a per cent are above, and the
   /// largest.
   /// @return  false, with nothing written, without an image, after the first step, without memory or for
-  /// null.
+  ///          null.
   bool GetRange(double* range) const;
   /// Takes the next step.
   /// @param means  those of all scans, with the range of all.
   /// @param sums   the caller's 2 x tissues values.
   /// @return       false, with nothing changed, without an image, for null, for means of other tissues,
-  /// without a range
-  ///               or that are not as many steps on as this part; without memory, when the part is lost.
+  ///               without a range or that are not as many steps on as this part; without memory, when the
+  ///               part is lost.
   bool Step(const MTH_TISSUE_MEANS& means, double* sums);
   /// Divides the scan by the means that were found, after the last step. The part is then without an image.
   /// @param results  an engine, whose results and number of tissues become those of this scan; means that it

@@ -5,6 +5,7 @@
 //
 // Each group of includes is made of those before it.
 
+// clang-format off
 #include "mth/decomposition/Mth_subtract_product_loops_internal.h"
 #include "mth/matrix/Mth_transpose_area_loops_internal.h"
 
@@ -13,6 +14,7 @@
 #include "mth/decomposition/Mth_panel_loops_internal.h"
 #include "mth/decomposition/Mth_small_lu_loops_internal.h"
 #include "mth/decomposition/Mth_triangle_loops_internal.h"
+// clang-format on
 
 // Factors columns [first, first + width) of the rows from `first` on, by halves: the first is factored and
 // eliminated from the second at once.

@@ -174,7 +174,7 @@ class MTH_EXPORT MTH_MATRIX_CHGREF : public MTH_MATRIX {
   /// landmarks. No window is shown; nothing in it is random.
   /// @param isOutlier  GetDimension() elements, which tell for each landmark whether it is one; may be null.
   /// @return  false, with nothing changed or written, where OptimiseMeanDistance is false, and without
-  /// memory.
+  ///          memory.
   /// @see     Rousseeuw & Leroy, Robust Regression and Outlier Detection, 1987, chapter 5 (reweighted least
   ///          squares after a fit that hardly minds outliers).
   bool ComputeWithoutOutliers(bool* isOutlier);

@@ -29,10 +29,10 @@ template <class T>
 using Array = py::array_t<T, kContiguous>;
 
 /// @return  what NumPy takes the value for, with its exception otherwise; a ValueError for an array with
-/// masked elements, whose numbers mean nothing.
+///          masked elements, whose numbers mean nothing.
 py::array AnyArray(const py::handle& value);
 /// @return  the value as an array of real numbers of any type and layout; a TypeError names the argument
-/// otherwise.
+///          otherwise.
 py::array RealArray(const py::handle& value, const char* name);
 /// Whether the elements are floats of 32 bits.
 bool IsFloat(const py::array& array);
@@ -40,7 +40,7 @@ bool IsFloat(const py::array& array);
 std::string ShapeText(const py::array& array);
 
 /// @return  the array itself if it has this type and layout, otherwise a converted copy; throws what NumPy
-/// does.
+///          does.
 template <class T>
 Array<T> Contiguous(const py::array& array) {
   return InInterpreter([&] { return Array<T>(static_cast<const py::object&>(array)); });

@@ -12,8 +12,7 @@ namespace mth_python {
 /// @param noise  its deviation; 0 estimates it.
 /// @return       the image, float32 as it was or float64, and the deviation that was used.
 /// @see          Chang, Yu & Vetterli, IEEE Trans. Image Processing 9 (2000) 1532; Coifman & Donoho, Wavelets
-/// and Statistics
-///               (1995) 125.
+///               and Statistics (1995) 125.
 pybind11::tuple DenoiseQuickly(const pybind11::handle& value, double noise);
 
 }  // namespace mth_python

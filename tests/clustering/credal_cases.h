@@ -69,8 +69,7 @@ inline Subset Shared(const Subset& a, const Subset& b) {
 enum class Loss { None, OfLaterSubsets };
 
 /// The conjunctive rule over sets of numbers: no tables, no pairs. The contract's rule loses the mass of a
-/// set
-/// of several numbers unless it is {1 ... size}.
+/// set of several numbers unless it is {1 ... size}.
 inline std::map<Subset, double> Fused(const MTH_MATRIX& first, const MTH_MATRIX& second, int row, Loss loss) {
   int clusters = 0;
   while (1 << clusters < first.GetNbCols()) ++clusters;

@@ -27,8 +27,7 @@ class Bundle {
   void AddText(const std::string& name, std::string text) { texts_[name] = std::move(text); }
 
   /// @return  a typed array over the module's memory, which the next growth of that detaches; undefined
-  /// without one of that
-  ///          name.
+  ///          without one of that name.
   emscripten::val Array(const std::string& name) const;
   emscripten::val Number(const std::string& name) const;
   emscripten::val Text(const std::string& name) const;
