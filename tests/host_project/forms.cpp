@@ -4,7 +4,6 @@
 #include <std/Std.h>
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -86,6 +85,26 @@ HAS(bool (MTH_FUNCT::*)() const, &MTH_FUNCT::HasIgnoredParameters);
 [[maybe_unused]] const SIMULATED_ANNEALING_PARAM kAnnealing = {0.9, 1, 2, 3, 4, 5.0, 6.0, 7.0, 8.0, 9, 10.0};
 HAS(int (MTH_FUNCT_PROFILE_COST::*)() const, &MTH_FUNCT_PROFILE_COST::GetReadCount);
 HAS(int (MTH_FUNCT_CURVE_COST::*)() const, &MTH_FUNCT_FIND_CHAINETTE::GetSamplesCount);
+
+// A fit of a host's own: y = a x.
+class Line : public MTH_FUNCT_CURVE_COST {
+ public:
+  Line(int count, const double* x, const double* y) : MTH_FUNCT_CURVE_COST(1, count, x, y) {}
+  void Evaluate() override {
+    EvaluateMeanSquaredError([a = GetParameters()[0]](double x) { return a * x; });
+  }
+};
+
+bool FitsLine() {
+  const double x[] = {1.0, 2.0};
+  const double y[] = {3.0, 5.0};
+  Line line(2, x, y);
+  line.SetDefined(true);
+  const double slope = 2.5;
+  line.SetParameters(&slope);
+  line.Evaluate();
+  return line.GetValue() == 0.125 && line.GetModel()[1] == 5.0;
+}
 
 // Clustering and classification.
 using Engine = MTH_CLUSTERING;
@@ -185,5 +204,5 @@ static_assert(!ShowsSteps<MTH_WAVELET_DENOISING>);
 }  // namespace
 
 int main() {
-  return Mth_StopReasonText(MTH_STOP_REASON::NotRun) != nullptr ? 0 : 1;
+  return Mth_StopReasonText(MTH_STOP_REASON::NotRun) != nullptr && FitsLine() ? 0 : 1;
 }
