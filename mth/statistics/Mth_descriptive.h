@@ -69,8 +69,8 @@ MTH_EXPORT void Mth_MeanVector(double** x, int n, short d, double* out);
 /// @param probd   two-sided significance of zd, small for correlated data.
 /// @param rs      the correlation; 0 when one side is constant.
 /// @param probrs  two-sided significance of rs by Student's law with n - 2 degrees of freedom; 0 when rs is
-///                1 or -1. Fewer than two pairs give NaN for zd, probd and rs, two pairs of which one side is
-///                constant give it for probrs, after the message of the beta function's fraction.
+///                1, -1 or NaN. Fewer than two pairs give NaN for zd, probd and rs, two pairs of which one
+///                side is constant give it for probrs, after the message of the beta function's fraction.
 /// @see   Lehmann, Nonparametrics: Statistical Methods Based on Ranks (1975).
 MTH_EXPORT void Mth_CorrelationRatioOfSpearman(double* x, double* y, int n, double* d, double* zd,
                                                double* probd, double* rs, double* probrs);
