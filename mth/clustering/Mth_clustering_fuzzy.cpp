@@ -34,7 +34,7 @@ SharedPowers::SharedPowers(double m) : ofSquare(-1.0 / (m - 1.0)), ofSum(1.0 - m
   // Powers between e^-200 and e^200, and quotients of two squares that are far from the ends of a double.
   longest = std::min(Exponential(200.0 * std::min(m - 1.0, 1.0)), 0x1p256);  // e^200 is beyond 2^256
   shortest = 1.0 / longest;
-  smallest = LargestSquareOf(0.000001);
+  smallest = LargestSquareOf(kSmallestFuzzyDistance);
 }
 
 }  // namespace mth_internal

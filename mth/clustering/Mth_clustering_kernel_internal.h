@@ -58,6 +58,11 @@ struct PowerRule {
   int factors;  // 0 when it takes the power function
 };
 
+/// A centroid no farther from a sample than this has no part in the sums of the sample's memberships.
+inline constexpr double kSmallestFuzzyDistance = 0.000001;
+/// A membership whose sum is no more than this is 0.
+inline constexpr double kSmallestFuzzySum = 0.001;
+
 /// What one power of each distance and one of their sum need to give memberships and weights, for the
 /// fuzzifier m.
 struct SharedPowers {

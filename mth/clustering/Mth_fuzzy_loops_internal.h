@@ -120,14 +120,13 @@ inline PowerOfDistance MeasureFor(const AnyPower& power) {
 template <int kDimensions, class Measure>
 MTH_INLINE LaneIndices ComputeDistances(const double* features, const CentroidView& centroids, int dimensions,
                                         const DistanceRows& rows, const Measure& measure) {
-  constexpr double kSmallestDistance = 0.000001;
   LaneIndices isLarge = {};
   const double* centroid = centroids.coordinates;
   const Lanes one = Spread<Lanes>(1.0);
   const Lanes infinity = Spread<Lanes>(std::numeric_limits<double>::infinity());
   for (int k = 0; k < centroids.count; ++k, centroid += dimensions) {
     const Lanes distance = SquareRoots(SquaredDistances<kDimensions>(features, centroid, dimensions));
-    const LaneIndices isCounted = distance > kSmallestDistance;
+    const LaneIndices isCounted = distance > kSmallestFuzzyDistance;
     const Lanes measured = measure(distance, isLarge);
     Store(LaneRow(rows.distances, k), measured);
     Store(LaneRow(rows.counted, k), isCounted ? one : Lanes{});
@@ -145,8 +144,7 @@ MTH_INLINE LaneIndices ComputeDistances(const double* features, const CentroidVi
 template <class Ratios, class Power>
 MTH_INLINE Lanes UpdateLanes(const DistanceRows& rows, int clusters, Power power, LaneIndices isWritten,
                              LaneIndices isSample, double* memberships, Lanes largest) {
-  constexpr double kSmallestSum = 0.001;
-  const Lanes smallest = Spread<Lanes>(kSmallestSum);
+  const Lanes smallest = Spread<Lanes>(kSmallestFuzzySum);
   const Lanes one = Spread<Lanes>(1.0);  // whose reciprocal is exact
   for (int k = 0; k < clusters; ++k) {
     const Lanes sum = Ratios::Sum(rows, k, clusters, power);

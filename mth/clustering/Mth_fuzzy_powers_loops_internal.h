@@ -35,12 +35,11 @@ MTH_INLINE LaneIndices ComputePowers(const double* features, const CentroidView&
 MTH_INLINE Lanes ShareTotal(const PowerRows& rows, int clusters, const SharedPowers& shared, Lanes total,
                             LaneIndices isWritten, LaneIndices isSample, double* memberships, double* weights,
                             Lanes largest) {
-  constexpr double kSmallestSum = 0.001;
   const Lanes sum = Opaque(total > 0.0 ? total : Spread<Lanes>(1.0));
   const Lanes factor = FixedPower<Lanes>(shared.ofSum, sum);
   for (int k = 0; k < clusters; ++k) {
     const Lanes power = Load<Lanes>(LaneRow(rows.powers, k));
-    const LaneIndices isMember = total > kSmallestSum * power;
+    const LaneIndices isMember = total > kSmallestFuzzySum * power;
     const Lanes updated = Opaque(isMember ? power : Lanes{}) / sum;
     const Lanes old = Load<Lanes>(memberships);
     const Lanes difference = updated - old;

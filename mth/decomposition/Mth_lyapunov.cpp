@@ -17,7 +17,6 @@ namespace mth_internal {
 namespace {
 
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
-constexpr double kDoubtfulCondition = 1e-15;  // times the order
 
 // T Y + Y Tt = F, or T Y Tt - identity Y = F, for a real Schur form T: rows of Y from the last block up, and
 // in them columns from the last block down; what is known is subtracted from the rest at once, along memory.

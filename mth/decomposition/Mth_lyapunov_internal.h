@@ -1,10 +1,11 @@
 #pragma once
 
-#include <cstdint>
-
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
 
 namespace mth_internal {
+
+/// Times the order: the solution of an equation whose reciprocal condition is smaller may be inaccurate.
+constexpr double kDoubtfulCondition = 1e-15;
 
 /// Both Lyapunov equations: A X + X At + Q = 0 and A X At - identity X + Q = 0.
 struct LyapunovKind {

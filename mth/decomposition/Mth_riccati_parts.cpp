@@ -20,8 +20,7 @@ namespace mth_internal {
 namespace {
 
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
-constexpr double kDoubtfulCondition = 1e-15;  // times the order
-constexpr double kVanishing = 1e-19;          // a pivot beside orthonormal rows that rounding has not made
+constexpr double kVanishing = 1e-19;  // a pivot beside orthonormal rows that rounding has not made
 
 inline double RealPart(double x) {
   return x;
