@@ -16,12 +16,11 @@ inline constexpr int kMostEvidentialClusters = 20;
 class HypothesisTable {
  public:
   /// @param clustersCount  0 to 30. May throw std::bad_alloc.
-  explicit HypothesisTable(int clustersCount) : indices_(std::size_t{1} << clustersCount) {
-    sets_.reserve(indices_.size());
+  explicit HypothesisTable(int clustersCount) {
+    sets_.reserve(std::size_t{1} << clustersCount);
     ForEachSubset(clustersCount, [this](const int* clusters, int size) {
       std::uint32_t set = 0;
       for (int i = 0; i < size; ++i) set |= std::uint32_t{1} << clusters[i];
-      indices_[set] = static_cast<int>(sets_.size());
       sets_.push_back(set);
     });
   }
@@ -31,11 +30,9 @@ class HypothesisTable {
   std::uint32_t SetOf(int hypothesis) const { return sets_[static_cast<std::size_t>(hypothesis)]; }
   int SizeOf(int hypothesis) const { return std::popcount(SetOf(hypothesis)); }
   bool Has(int hypothesis, int cluster) const { return (SetOf(hypothesis) >> cluster & 1U) != 0; }
-  int IndexOf(std::uint32_t set) const { return indices_[set]; }
 
  private:
   std::vector<std::uint32_t> sets_;
-  std::vector<int> indices_;  // of the hypothesis that is a set
 };
 
 }  // namespace mth_internal

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cmath>
-#include <cstddef>
 
 #include "mth/core/Mth_elementary_internal.h"
 #include "mth/core/Mth_power_table_internal.h"
@@ -10,15 +9,14 @@ namespace mth_internal {
 
 /// What the powers of many numbers to one moderate exponent look up: x = 2^e z with z = (1 + r) / c for a
 /// tabled c, so that x^y = (2^e)^y c^-y (1 + r)^y. Two tables and a short series take the place of a
-/// logarithm and an exponential. The error is below three units in the last place.
+/// logarithm and an exponential. The error is below three units in the last place. Numbers from 2^-510 to
+/// 2^510 are in the tables.
 struct FixedPowerTable {
   static constexpr double kMostExponent = 10.0;  // in magnitude: the series is long enough for it
   static constexpr int kWholes = 1024;
   static constexpr int kRows = 128;
   static constexpr int kTerms = 8;
   static constexpr double kLargestWhole = 900.0;  // of the results: far from the ends of a double
-  /// Numbers from 1 / kLimit to kLimit are in the tables.
-  static constexpr double kLimit = 0x1p510;
 
   explicit FixedPowerTable(double exponent) {
     double binomial = 1.0;

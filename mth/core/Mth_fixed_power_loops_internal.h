@@ -13,7 +13,7 @@ MTH_INLINE V LookupWhole(const double* wholes, typename BitsOf<V>::Type index) {
   }
 }
 
-// x to the table's exponent, for x from 1 / kLimit to kLimit where the result is from 2^-900 to 2^900.
+// x to the table's exponent, for x from 2^-510 to 2^510 where the result is from 2^-900 to 2^900.
 template <class V>
 MTH_INLINE V FixedPower(const FixedPowerTable& table, V x) {
   constexpr std::uint64_t kBitsOfLeast = 0x3FE6900000000000ULL;  // that of kPowerRows
