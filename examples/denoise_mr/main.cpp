@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <iostream>
 
 #include "support/batch.h"
 #include "support/bids.h"

@@ -17,7 +17,6 @@
 #include <QStatusBar>
 #include <QToolBar>
 #include <QVBoxLayout>
-#include <algorithm>
 
 #include "slice_view.h"
 #include "std/Std_message.h"

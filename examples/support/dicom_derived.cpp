@@ -1,8 +1,6 @@
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <map>
-#include <set>
 
 #include "support/cancellation.h"
 #include "support/dicom_identity.h"

@@ -1,6 +1,5 @@
 #include "support/dicom_series.h"
 
-#include <algorithm>
 #include <map>
 #include <set>
 #include <utility>

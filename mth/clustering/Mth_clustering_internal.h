@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <limits>
 
 #include "mth/matrix/Mth_matrix.h"

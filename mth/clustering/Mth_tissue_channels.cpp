@@ -1,8 +1,6 @@
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <numbers>
 #include <numeric>
 #include <utility>

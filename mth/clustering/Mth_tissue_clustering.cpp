@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <new>
 #include <utility>
-#include <vector>
 
 #include "mth/clustering/Mth_tissue_mixture_internal.h"
 #include "mth/clustering/Mth_tissue_run_internal.h"

@@ -1,9 +1,5 @@
 #include <algorithm>
-#include <bit>
-#include <cmath>
-#include <limits>
 #include <numbers>
-#include <numeric>
 
 #include "mth/clustering/Mth_tissue_mixture_internal.h"
 #include "mth/clustering/Mth_tissue_run_internal.h"

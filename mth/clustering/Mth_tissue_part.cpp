@@ -1,6 +1,5 @@
 #include "mth/clustering/Mth_tissue_part.h"
 
-#include <array>
 #include <exception>
 #include <utility>
 

@@ -1,7 +1,4 @@
 #include <algorithm>
-#include <bit>
-#include <cmath>
-#include <limits>
 #include <new>
 #include <numbers>
 #include <tuple>

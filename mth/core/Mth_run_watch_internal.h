@@ -2,7 +2,6 @@
 
 #include <new>
 
-#include "mth/Mth_stop_reason.h"
 #include "std/Std_wait_bar.h"
 
 namespace mth_internal {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <initializer_list>
 
 #include "mth/decomposition/Mth_eigenproblem_internal.h"

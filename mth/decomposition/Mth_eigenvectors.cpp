@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "mth/core/Mth_give_up_internal.h"
 #include "mth/decomposition/Mth_eigenvectors_internal.h"

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 #include "mth/core/Mth_complex_number_internal.h"
 #include "mth/decomposition/Mth_eigenproblem_internal.h"
 #include "mth/value/Mth_complex.h"

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <utility>
 
 #include "mth/matrix/Mth_register_tile_internal.h"
 

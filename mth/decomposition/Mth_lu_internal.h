@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <memory>
 
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_matrix.h"

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/decomposition/Mth_control_internal.h"

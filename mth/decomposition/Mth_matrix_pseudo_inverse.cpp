@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <memory>
 
 #include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_message_internal.h"

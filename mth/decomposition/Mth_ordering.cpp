@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 #include "mth/core/Mth_give_up_internal.h"

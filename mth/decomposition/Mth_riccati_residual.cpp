@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "mth/decomposition/Mth_lu_internal.h"
 #include "mth/decomposition/Mth_riccati_residual_internal.h"

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 #include "mth/denoising/Mth_rician_internal.h"
 #include "mth/denoising/Mth_volume_size_internal.h"
 

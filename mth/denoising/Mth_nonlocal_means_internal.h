@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "mth/Mth_stop_reason.h"
 #include "mth/core/Mth_run_watch_internal.h"
 #include "mth/denoising/Mth_volume_size_internal.h"
 

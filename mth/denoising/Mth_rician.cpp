@@ -1,7 +1,5 @@
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <limits>
 #include <numbers>
 
 #include "mth/core/Mth_elementary_internal.h"

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 #include "mth/Mth_stop_reason.h"
 #include "std/Std_export.h"
 

@@ -1,7 +1,6 @@
 #include "mth/optimise/Mth_funct_profile_cost.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <limits>
 #include <new>

@@ -4,7 +4,6 @@
 #include <array>
 #include <bitset>
 #include <chrono>
-#include <cmath>
 #include <cstdint>
 #include <ctime>
 #include <limits>

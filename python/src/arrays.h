@@ -4,9 +4,7 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
-#include <cstdint>
 #include <memory>
-#include <new>
 #include <optional>
 #include <string>
 #include <vector>

@@ -1,7 +1,6 @@
 #include "shrinkage.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 #include "arrays.h"

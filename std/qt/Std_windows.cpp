@@ -1,7 +1,6 @@
 #include "std/qt/Std_windows.h"
 
 #include <QPointer>
-#include <memory>
 
 #include "std/qt/Std_qt_window_internal.h"
 

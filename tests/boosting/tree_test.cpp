@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
-#include <set>
 
 #include "boosting/boosting_cases.h"
 #include "mth/statistics/Mth_sort.h"

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <map>
-#include <random>
 #include <string>
 
 #include "clustering/credal_cases.h"

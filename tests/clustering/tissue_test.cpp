@@ -6,7 +6,6 @@
 #include <cmath>
 #include <limits>
 #include <random>
-#include <utility>
 #include <vector>
 
 #include "make_phantom/phantom.h"

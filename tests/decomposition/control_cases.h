@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <memory>
 #include <vector>
 
 #include "mth/value/Mth_complex.h"

@@ -5,7 +5,6 @@
 #include <complex>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "mth/decomposition/Mth_eigenproblem_internal.h"

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <limits>
 #include <random>
 #include <string>
 #include <utility>

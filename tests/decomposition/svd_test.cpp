@@ -3,8 +3,6 @@
 #include <array>
 #include <cmath>
 #include <functional>
-#include <memory>
-#include <string>
 #include <utility>
 #include <vector>
 

@@ -3,9 +3,7 @@
 #include <array>
 #include <cfenv>
 #include <cmath>
-#include <cstring>
 #include <limits>
-#include <string>
 #include <vector>
 
 #include "denoising/literal_denoising.h"

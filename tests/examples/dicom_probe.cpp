@@ -5,7 +5,6 @@
 //   dicom_probe mutate COUNT SEED SCRATCH.dcm FILE...
 
 #include <cstdio>
-#include <filesystem>
 #include <random>
 
 #include "examples/host_run.h"

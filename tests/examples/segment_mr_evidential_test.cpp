@@ -1,6 +1,5 @@
 #include <png.h>
 
-#include <cmath>
 #include <nlohmann/json.hpp>
 
 #include "clustering/credal_cases.h"

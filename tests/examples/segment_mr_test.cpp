@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <random>
 #include <set>
 
 #include "examples/segment_mr_run.h"

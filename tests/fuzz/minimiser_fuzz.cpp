@@ -1,8 +1,5 @@
 // Every minimiser on costs that answer anything: it ends, and what it leaves belongs together.
 
-#include <algorithm>
-#include <memory>
-
 #include "fuzz/fuzz.h"
 
 namespace mth_fuzz {

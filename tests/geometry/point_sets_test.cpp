@@ -4,7 +4,6 @@
 #include <limits>
 #include <memory>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "mth/geometry/Mth_point_sets.h"

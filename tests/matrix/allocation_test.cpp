@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <memory>
-#include <new>
-#include <utility>
 
 #include "support/allocation_faults.h"
 #include "support/matrices.h"

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <memory>
 #include <utility>
 
 #include "support/allocation_faults.h"

@@ -5,10 +5,8 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
-#include <memory>
 #include <random>
 #include <tuple>
-#include <vector>
 
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/matrix/Mth_matrix.h"

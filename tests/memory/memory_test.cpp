@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstddef>
 #include <fstream>
 #include <functional>

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cfenv>
-#include <cstdint>
-#include <map>
 
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "operations/silent_display.h"

@@ -5,7 +5,6 @@
 #include <limits>
 #include <numbers>
 #include <random>
-#include <type_traits>
 
 #include "mth/optimise/Mth_funct_ajust_gauss_cost.h"
 #include "mth/optimise/Mth_funct_ajust_rayleigh_cost.h"

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <random>
 #include <stdexcept>
 
 #include "optimise/line_search_oracle.h"

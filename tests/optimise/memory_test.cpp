@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <fstream>
-#include <utility>
 
 #include "mth/optimise/Mth_funct_ajust_gauss_cost.h"
 #include "mth/optimise/Mth_funct_ajust_rayleigh_cost.h"

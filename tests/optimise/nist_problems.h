@@ -8,7 +8,6 @@
 #include <numbers>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "mth/optimise/Mth_funct.h"

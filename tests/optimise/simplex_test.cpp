@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 
 #include "mth/matrix/Mth_matrix.h"
 #include "optimise/problems.h"

@@ -3,7 +3,6 @@
 
 #include <cstdio>
 #include <memory>
-#include <numeric>
 #include <vector>
 
 #include "mth/Mth.h"

@@ -6,7 +6,6 @@
 #include <iterator>
 #include <numbers>
 #include <random>
-#include <vector>
 
 #include "mth/statistics/Mth_descriptive_internal.h"
 #include "mth/statistics/Mth_special_functions.h"

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstddef>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <limits>
 #include <numbers>

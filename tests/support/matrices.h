@@ -7,7 +7,6 @@
 #include <initializer_list>
 #include <memory>
 #include <random>
-#include <vector>
 
 #include "mth/matrix/Mth_matrix.h"
 

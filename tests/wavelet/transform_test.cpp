@@ -5,7 +5,6 @@
 #include <cstring>
 #include <limits>
 #include <string>
-#include <vector>
 
 #include "mth/core/Mth_instruction_set_internal.h"
 #include "mth/wavelet/Mth_wavelet_denoising.h"

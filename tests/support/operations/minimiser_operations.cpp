@@ -1,5 +1,3 @@
-#include <algorithm>
-#include <functional>
 
 #include "support/operations/operations.h"
 #include "support/operations/scratch_file.h"

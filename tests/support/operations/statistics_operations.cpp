@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <cmath>
 
 #include "support/operations/operations.h"
 
