@@ -10,18 +10,12 @@
 #include <vector>
 
 #include "mth/Mth.h"
-#include "std/Std.h"
 #include "support/allocation_faults.h"
 #include "support/kept_blocks.h"
+#include "support/silent_display.h"
 
 namespace mth_test {
 namespace {
-
-class SilentDisplay : public STD_DISPLAY {
- public:
-  int ShowMessage(const std::string&, MessageKind, const std::string&) override { return 1; }
-  std::unique_ptr<STD_WAIT_BAR_VIEW> CreateWaitBarView() override { return nullptr; }
-};
 
 template <class Call>
 double BytesOf(Call call) {
@@ -175,8 +169,7 @@ std::map<std::string, double> Stated() {
 }
 
 TEST(Memory, IsWhatThePageSays) {
-  SilentDisplay display;
-  const STD_DISPLAY_SCOPE scope(&display);
+  const SilentDisplay display;
   const std::map<std::string, double> stated = Stated();
   const auto measurements = Measurements();
   for (const auto& [name, bytes] : stated)

@@ -3,10 +3,10 @@
 #include <exception>
 #include <optional>
 
-#include "operations/silent_display.h"
 #include "support/allocation_faults.h"
 #include "support/kept_blocks.h"
 #include "support/operations/operations.h"
+#include "support/silent_display.h"
 
 // Every operation with its allocations failing in turn: nothing is thrown, nothing leaks, it comes to an end,
 // and the call in which one fails answers what it would have, or what its documentation says.

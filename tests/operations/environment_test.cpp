@@ -3,8 +3,8 @@
 #include <cfenv>
 
 #include "mth/core/Mth_instruction_set_internal.h"
-#include "operations/silent_display.h"
 #include "support/operations/operations.h"
+#include "support/silent_display.h"
 
 #if defined(__x86_64__)
 #include <immintrin.h>

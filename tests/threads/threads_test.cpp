@@ -13,18 +13,11 @@
 #include <vector>
 
 #include "mth/core/Mth_work_array_internal.h"
-#include "std/Std.h"
 #include "support/operations/operations.h"
+#include "support/silent_display.h"
 
 namespace mth_test {
 namespace {
-
-// Takes messages from any thread and keeps none.
-class SilentDisplay : public STD_DISPLAY {
- public:
-  int ShowMessage(const std::string&, MessageKind, const std::string&) override { return 1; }
-  std::unique_ptr<STD_WAIT_BAR_VIEW> CreateWaitBarView() override { return nullptr; }
-};
 
 // The random streams, and what draws from them, are the process's own.
 bool UsesStreams(const std::string& name) {
@@ -53,8 +46,7 @@ std::vector<std::uint64_t> HashesOf(const std::vector<Operation>& operations) {
 
 // Objects are used by one thread at a time; separate objects need no lock. The thread sanitizer watches.
 TEST(Threads, SeparateObjectsAnswerAsInOneThread) {
-  SilentDisplay display;
-  const STD_DISPLAY_SCOPE scope(&display);
+  const SilentDisplay display;
   const std::vector<Operation> forward = Separate();
   std::vector<Operation> backward(forward.rbegin(), forward.rend());
   const std::vector<std::uint64_t> expected = HashesOf(forward);

@@ -7,7 +7,7 @@
 
 namespace mth_test {
 
-/// Shows nothing and allocates nothing.
+/// Shows nothing and allocates nothing, whatever the thread, for its own life.
 class SilentDisplay : public STD_DISPLAY {
  public:
   int ShowMessage(const std::string&, MessageKind, const std::string&) override { return 1; }
