@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <cstring>
 #include <map>
-#include <memory>
 #include <vector>
 
 #include "clustering_engine.h"

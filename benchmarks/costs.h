@@ -1,14 +1,11 @@
 #pragma once
 
 #include <algorithm>
-#include <cmath>
-#include <cstdint>
 #include <functional>
 #include <limits>
 #include <memory>
 #include <random>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "mth/Mth.h"

@@ -1,7 +1,6 @@
 // Operations on a few numbers: special functions, random draws, values, single points, files. The odd value
 // is in every one of their calls. See costs.cpp.
 
-#include <cmath>
 #include <cstdio>
 #include <filesystem>
 

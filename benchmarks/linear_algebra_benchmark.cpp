@@ -1,6 +1,5 @@
 #include <benchmark/benchmark.h>
 
-#include <cmath>
 #include <memory>
 #include <vector>
 

@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <random>
 #include <string>
-#include <vector>
 
 #include "mth/matrix/Mth_matrix.h"
 
