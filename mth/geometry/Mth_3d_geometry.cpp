@@ -30,6 +30,12 @@ Vector3 Scaled(const Vector3& v, int exponent) {
   return {std::ldexp(v.x, exponent), std::ldexp(v.y, exponent), std::ldexp(v.z, exponent)};
 }
 
+// The exponent of the power of two that brings the largest coordinate to about 1; 0 where none does.
+int ExponentToUnit(const Vector3& v) {
+  const double largest = LargestCoordinate(v);
+  return largest > 0.0 && std::isfinite(largest) ? -std::ilogb(largest) : 0;
+}
+
 // The points as rows of an n x 3 matrix; null without memory.
 MatrixPtr RowsOf(const MTH_3D_DOUBLE* points, int n) {
   MatrixPtr rows = mth_internal::NewMatrix(n, 3, 0);
@@ -114,11 +120,14 @@ int Mth_3D_PointProjectionOnSegment(MTH_3D_DOUBLE* point, MTH_3D_DOUBLE* segment
   const Vector3 start = ToVector(segment[0]);
   const Vector3 along = ToVector(segment[1]) - start;
   if (Length(along) == 0.0) return -1;
-  // In units of about the segment's length, a power of two, its squares are in range whatever the length.
-  const double largest = LargestCoordinate(along);
-  const int exponent = largest > 0.0 && std::isfinite(largest) ? -std::ilogb(largest) : 0;
+  // In units of about the segment's length, a power of two, its squares are in range whatever the length. A
+  // point may be too far away for these units: it keeps as large ones as it needs.
+  constexpr int kMostExponent = 1000;
+  const int exponent = ExponentToUnit(along);
   const Vector3 unit = Scaled(along, exponent);
-  *t = Dot(Scaled(ToVector(*point) - start, exponent), unit) / Dot(unit, unit);
+  const Vector3 toPoint = ToVector(*point) - start;
+  const int possible = std::min(exponent, kMostExponent + ExponentToUnit(toPoint));
+  *t = std::ldexp(Dot(Scaled(toPoint, possible), unit) / Dot(unit, unit), exponent - possible);
   *projection = ToPoint(start + *t * along);
   return 0;
 }

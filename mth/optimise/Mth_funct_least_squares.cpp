@@ -197,15 +197,13 @@ class LeastSquares {
   // parameter is taken for 0.
   bool ComputeColumn(int j) {
     const double size = std::abs(point_[j]);
-    if (size == 0.0) return ComputeColumn(j, 1.0);
+    if (size < kSmallestNormal) return ComputeColumn(j, 1.0);
+    if (!ComputeColumn(j, size)) return false;
     double* const column = Column(j);
-    const auto isFlat = [&] { return std::all_of(column, column + m_, [](double d) { return d == 0.0; }); };
-    const bool isFinite = ComputeColumn(j, size);
-    const bool isUnnoticed = isFinite ? isFlat() : size < kSmallestNormal;
-    if (size >= 1.0 || !isUnnoticed || hasEnded_) return isFinite;
-    if (ComputeColumn(j, 1.0)) return true;
+    const bool isNoticed = std::any_of(column, column + m_, [](double slope) { return slope != 0.0; });
+    if (isNoticed || size >= 1.0 || ComputeColumn(j, 1.0)) return true;
     std::fill_n(column, m_, 0.0);
-    return isFinite && !hasEnded_;
+    return !hasEnded_;
   }
 
   // A difference to one side is enough, or all there is where the other side is not finite.

@@ -167,6 +167,11 @@ TEST(Projection, OnTheLineThroughASegment) {
     EXPECT_NEAR(t, 2.5, 1e-3) << unit;  // 1e-320 has four digits
     EXPECT_NEAR(foot.GetX() / unit, 10.0, 4e-3) << unit;
   }
+  // So far beside a short segment that its length is no unit for the distance.
+  MTH_3D_DOUBLE shortOne[2] = {{0, 0, 0}, {1e-150, 0, 0}};
+  MTH_3D_DOUBLE farBeside(2e-150, 1e200, 0);
+  ASSERT_EQ(Mth_3D_PointProjectionOnSegment(&farBeside, shortOne, &foot, &t), 0);
+  EXPECT_DOUBLE_EQ(t, 2.0);
   foot = MTH_3D_DOUBLE(6, 1, 0);
   segment[1] = segment[0];
   t = 9.0;
