@@ -37,8 +37,16 @@ class MovementMeter {
   std::vector<double> former_;
 };
 
+// What is cancelled has no result, as what finds no memory.
+void ThrowIfAsked() {
+  if (Std_IsCancelRequested()) throw Cancelled();
+}
+
 void TakeProbabilities(MTH_CLUSTERING& engine) {
-  if (!engine.initPignisticPartition()) throw std::bad_alloc();
+  if (!engine.initPignisticPartition()) {
+    ThrowIfAsked();
+    throw std::bad_alloc();
+  }
   const MTH_MATRIX& probabilities = *engine.GetPignisticPartition();
   for (int i = 0; i < engine.GetSamplesCount(); ++i) {
     for (int k = 0; k < engine.GetClustersCount(); ++k) {
@@ -75,11 +83,6 @@ void Renumber(MTH_MATRIX& masses, const std::vector<int>& matches) {
     for (std::size_t j = 0; j < row.size(); ++j) row[j] = masses.Get(i, matches[j]);
     for (std::size_t j = 0; j < row.size(); ++j) masses.Set(i, static_cast<int>(j), row[j]);
   }
-}
-
-// A fusion that is cancelled has no result, as one without memory.
-void ThrowIfAsked() {
-  if (Std_IsCancelRequested()) throw Cancelled();
 }
 
 std::vector<float> ReadConflict(const MTH_CLUSTERING& engine, MTH_MATRIX& masses) {

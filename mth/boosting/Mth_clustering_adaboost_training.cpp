@@ -183,7 +183,8 @@ void MTH_CLUSTERING_ADABOOST::Select(std::unique_ptr<MTH_CLUSTERING_TREE> cell, 
 template <class Rule>
 MTH_STOP_REASON MTH_CLUSTERING_ADABOOST::RunRound(const Rule rule, Boosting& boosting) {
   TreeTraining::Cells cells;
-  if (!boosting.training.Grow(*tree_, boosting.weights.data(), &cells)) return MTH_STOP_REASON::NoMemory;
+  if (!boosting.training.Grow(*tree_, boosting.weights.data(), &cells, nullptr))
+    return MTH_STOP_REASON::NoMemory;
   if constexpr (Rule::kUsesInvertedWeights) boosting.InvertWeights();
   for (auto& cell : cells) {
     boosting.FindMembers(*cell);

@@ -73,7 +73,8 @@ MTH_POINTER_LIST<MTH_CLUSTERING_TREE>* MTH_CLUSTERING_TREE::Train(MTH_CLUSTERING
   try {
     TreeTraining training(*features, *labels);
     TreeTraining::Cells cells;
-    if (!training.Prepare() || !training.Grow(*tree, weights, &cells)) return nullptr;
+    mth_internal::LongIteration run;
+    if (!training.Prepare() || !training.Grow(*tree, weights, &cells, &run)) return nullptr;
     auto list = std::make_unique<MTH_POINTER_LIST<MTH_CLUSTERING_TREE>>();
     for (const auto& cell : cells) {
       if (list->Add(cell.get()) < 0) return nullptr;

@@ -82,7 +82,7 @@ class MTH_EXPORT MTH_CLUSTERING_TREE {
   /// @return  a new list of new cells, both owned by the caller, in order of decreasing error, where a cell's
   ///          error is the lesser weight of its positive and its negative samples; of equal errors the later
   ///          leaf stands first. Deleting every cell of the list deletes the tree. Null where DoTraining
-  ///          answers -1, and when `tree` is null.
+  ///          answers -1, when `tree` is null, and when the display, which a long training asks, cancels.
   MTH_POINTER_LIST<MTH_CLUSTERING_TREE>* Train(MTH_CLUSTERING_TREE* tree, MTH_MATRIX* features,
                                                MTH_MATRIX* labels, double* weights) const;
   /// As with weights that are not constant.

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "mth/boosting/Mth_clustering_tree.h"
+#include "mth/core/Mth_give_up_internal.h"
 
 namespace mth_internal {
 
@@ -36,8 +37,9 @@ class TreeTraining {
   /// The best split of all samples.
   Split FindSplit(const double* weights);
   /// The cells of one round, as MTH_CLUSTERING_TREE::Train states them.
-  /// @return  false when a sort failed.
-  bool Grow(const MTH_CLUSTERING_TREE& tree, const double* weights, Cells* cells);
+  /// @param run  is asked whether to give up, since deep trees may last; null for a round that must be whole.
+  /// @return  false when a sort failed or the host gave up.
+  bool Grow(const MTH_CLUSTERING_TREE& tree, const double* weights, Cells* cells, LongIteration* run);
 
  private:
   using Samples = std::vector<int>;
@@ -73,7 +75,8 @@ class TreeTraining {
                                 const Samples& candidates, const double* weights) const;
   bool SplitAgain(const MTH_CLUSTERING_TREE& tree, const double* weights, bool isLastLevel, Leaf leaf,
                   Leaves* leaves);
-  bool GrowLevel(const MTH_CLUSTERING_TREE& tree, const double* weights, bool isLastLevel, Leaves* leaves);
+  bool GrowLevel(const MTH_CLUSTERING_TREE& tree, const double* weights, bool isLastLevel, Leaves* leaves,
+                 LongIteration* run);
 
   const MTH_MATRIX& features_;
   const double* values_;

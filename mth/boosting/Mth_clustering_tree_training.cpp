@@ -241,17 +241,21 @@ bool TreeTraining::SplitAgain(const MTH_CLUSTERING_TREE& tree, const double* con
 }
 
 bool TreeTraining::GrowLevel(const MTH_CLUSTERING_TREE& tree, const double* const weights,
-                             const bool isLastLevel, Leaves* const leaves) {
+                             const bool isLastLevel, Leaves* const leaves, LongIteration* const run) {
+  constexpr double kWorkPerValue = 8.0;
   Leaves grown;
   grown.reserve(2 * leaves->size());
   for (Leaf& leaf : *leaves) {
+    const std::size_t values = leaf.isFinal ? 1 : featuresCount_ * leaf.members.size();
+    if (run != nullptr && run->IsGivenUp(kWorkPerValue * static_cast<double>(values))) return false;
     if (!SplitAgain(tree, weights, isLastLevel, std::move(leaf), &grown)) return false;
   }
   leaves->swap(grown);
   return true;
 }
 
-bool TreeTraining::Grow(const MTH_CLUSTERING_TREE& tree, const double* const weights, Cells* const cells) {
+bool TreeTraining::Grow(const MTH_CLUSTERING_TREE& tree, const double* const weights, Cells* const cells,
+                        LongIteration* const run) {
   const Split split = FindSplit(weights);
   Leaves leaves;
   for (Leaf& side : MakeSides(tree, split, all_.members, weights)) leaves.push_back(std::move(side));
@@ -262,7 +266,7 @@ bool TreeTraining::Grow(const MTH_CLUSTERING_TREE& tree, const double* const wei
   std::size_t countBefore = isDone ? leaves.size() : 0;
   for (int level = 1; level < tree.GetDepth() && leaves.size() != countBefore; ++level) {
     countBefore = leaves.size();
-    if (!GrowLevel(tree, weights, level + 1 == tree.GetDepth(), &leaves)) return false;
+    if (!GrowLevel(tree, weights, level + 1 == tree.GetDepth(), &leaves, run)) return false;
   }
   OrderByDecreasingError(leaves);
   for (Leaf& leaf : leaves) cells->push_back(std::move(leaf.node));

@@ -306,11 +306,12 @@ class MTH_EXPORT MTH_CLUSTERING {
   void SetCredalPartition(MTH_MATRIX* m);
   /// Computes the pignistic partition: the probability of cluster k is the sum, over the hypotheses that have
   /// it, of mass / size, times 1 / (1 - mass of the empty set). Not finite where that mass is 1.
-  /// @return  false without a credal partition or memory.
+  /// @return  false, with the former one kept, without a credal partition or memory and when the display,
+  ///          which a long run asks, cancels.
   bool initPignisticPartition();
   /// Computes the plausibility partition: of hypothesis j the sum of the masses of all that meet it, of the
   /// empty set 0.
-  /// @return  false without a credal partition or memory.
+  /// @return  as initPignisticPartition.
   bool initPlausibilityPartition();
   /// @return  the cluster of sample i's largest pignistic probability, of equal ones the last; -1 without a
   ///          pignistic partition or such a sample.

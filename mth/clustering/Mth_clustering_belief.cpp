@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <utility>
@@ -6,6 +8,7 @@
 #include "mth/clustering/Mth_credal_matrix_internal.h"
 #include "mth/clustering/Mth_evidential_kernel_internal.h"
 #include "mth/clustering/Mth_hypothesis_table_internal.h"
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 
 // What is read from a credal partition: beliefs, decisions, probabilities, plausibilities; and discounting.
@@ -39,21 +42,29 @@ void WeakenRow(MTH_MATRIX& masses, int row, double reliability) {
   masses.Set(row, all, 1.0 - reliability + reliability * masses.Get(row, all));
 }
 
-// Both are null when there is no memory, and may throw std::bad_alloc.
+// The masses of a sample, shared out among its clusters.
+void SharePignistically(const HypothesisTable& table, const double* masses, int clustersCount,
+                        double* probabilities) {
+  const double scale = 1.0 / (1.0 - masses[0]);
+  for (int k = 0; k < clustersCount; ++k) {
+    double sum = 0.0;
+    for (int j = 1; j < table.Count(); ++j) {
+      if (table.Has(j, k)) sum += masses[j] / table.SizeOf(j);
+    }
+    probabilities[k] = scale * sum;
+  }
+}
+
+// Both are null when there is no memory and when the host gives up, and may throw std::bad_alloc.
 
 MatrixPtr PignisticPartition(const MTH_MATRIX& credal, int clustersCount) {
   const HypothesisTable table(clustersCount);
   MatrixPtr partition = NewCredalMatrix(credal.GetNbRows(), clustersCount);
+  mth_internal::LongIteration run;
+  const double workOfRow = static_cast<double>(table.Count()) * clustersCount;
   for (int i = 0; partition && i < credal.GetNbRows(); ++i) {
-    const double* const masses = RowOf(credal, i);
-    const double scale = 1.0 / (1.0 - masses[0]);
-    for (int k = 0; k < clustersCount; ++k) {
-      double sum = 0.0;
-      for (int j = 1; j < table.Count(); ++j) {
-        if (table.Has(j, k)) sum += masses[j] / table.SizeOf(j);
-      }
-      RowOf(*partition, i)[k] = scale * sum;
-    }
+    if (run.IsGivenUp(workOfRow)) return nullptr;
+    SharePignistically(table, RowOf(credal, i), clustersCount, RowOf(*partition, i));
   }
   return partition;
 }
@@ -63,9 +74,17 @@ MatrixPtr PlausibilityPartition(const MTH_MATRIX& credal, int clustersCount) {
   MatrixPtr partition = NewCredalMatrix(credal.GetNbRows(), table.Count());
   const mth_internal::WorkArray<double> scratch(mth_internal::CountFusionScratch(table.Count()));
   if (!partition || !scratch) return nullptr;
-  MTH_SELECT(evidential::SumPlausibilities)
-  (credal.GetEDataAddress(), credal.GetNbRows(), {table.Count(), table.Sets(), nullptr, false}, scratch.Get(),
-   partition->GetEDataAddress());
+  const auto sum = MTH_SELECT(evidential::SumPlausibilities);
+  constexpr std::int64_t kRowsAtOnce = mth_internal::kFusionSamples;
+  const std::int64_t rows = credal.GetNbRows();
+  mth_internal::LongIteration run;
+  const double work = static_cast<double>(table.Count()) * clustersCount * kRowsAtOnce;
+  for (std::int64_t first = 0; first < rows; first += kRowsAtOnce) {
+    if (run.IsGivenUp(work)) return nullptr;
+    const auto row = static_cast<int>(first);
+    sum(RowOf(credal, row), std::min(kRowsAtOnce, rows - first),
+        {table.Count(), table.Sets(), nullptr, false}, scratch.Get(), RowOf(*partition, row));
+  }
   return partition;
 }
 

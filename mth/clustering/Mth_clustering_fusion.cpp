@@ -16,6 +16,7 @@ using namespace mth_internal;
 namespace {
 
 constexpr int kSamplesPerStep = 100;
+constexpr double kLongStep = 1 << 24;  // multiplications
 
 // The intersections of hypotheses, by their sets.
 class Intersections {
@@ -56,7 +57,13 @@ const MTH_MATRIX* Fitted(const MTH_MATRIX& matrix, int rows, int columns, Matrix
   return copy.get();
 }
 
-// Null, with the reason, when there is no memory or the run is cancelled.
+double WorkOfSample(const FusionRule& rule, bool usesCommonalities) {
+  constexpr double kByCommonalities = 64.0;  // of a hypothesis: three times the most clusters
+  return rule.hypotheses * (usesCommonalities ? kByCommonalities : rule.hypotheses);
+}
+
+// Null, with the reason, when there is no memory or the run is cancelled. The window is asked after its
+// steps, and where a step lasts also within it.
 MatrixPtr Fuse(const MTH_MATRIX& first, const MTH_MATRIX& second, const FusionRule& rule,
                bool usesCommonalities, MTH_STOP_REASON& reason) {
   reason = MTH_STOP_REASON::NoMemory;
@@ -70,16 +77,20 @@ MatrixPtr Fuse(const MTH_MATRIX& first, const MTH_MATRIX& second, const FusionRu
       usesCommonalities ? MTH_SELECT(evidential::FuseByCommonalities) : MTH_SELECT(evidential::FuseMasses);
   RunProgress progress(rule.isNormalised ? "Fusion de Dempster..." : "Fusion Conjonctive...",
                        count / kSamplesPerStep);
+  LongIteration run = progress.Within();
+  const double workOfSample = WorkOfSample(rule, usesCommonalities);
+  const int atOnce = kSamplesPerStep * workOfSample > kLongStep ? kFusionSamples : kSamplesPerStep;
   for (int done = 0; done < count;) {
     // As far as the next sample that is followed by a step.
-    const int left = count - done;
-    const int part = std::min(left, done == 0 ? 1 : kSamplesPerStep);
+    const int toStep = done == 0 ? 1 : kSamplesPerStep - (done - 1) % kSamplesPerStep;
+    const int part = std::min({count - done, toStep, atOnce});
     fuse(RowOf(first, done), RowOf(*fitted, done), part, rule, scratch.Get(), RowOf(*fused, done));
     done += part;
     const int last = done - 1;
-    if (last % kSamplesPerStep != 0) continue;
-    progress.Step("", std::int64_t{last});
-    if (progress.IsCancelRequested() && done < count) {
+    const bool isStep = last % kSamplesPerStep == 0;
+    if (isStep) progress.Step("", std::int64_t{last});
+    const bool isCancelled = isStep ? progress.IsCancelRequested() : run.IsGivenUp(part * workOfSample);
+    if (isCancelled && done < count) {
       reason = MTH_STOP_REASON::Cancelled;
       return nullptr;
     }

@@ -9,6 +9,7 @@
 #include "mth/clustering/Mth_clustering.h"
 #include "mth/clustering/Mth_clustering_kernel_internal.h"
 #include "mth/core/Mth_compiler_internal.h"
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_storage_internal.h"
 #include "std/Std_wait_bar.h"
 
@@ -113,6 +114,8 @@ class RunProgress {
   void Step(const char* text, double number);
   /// Whether the run is asked to end; a run asks after every step.
   bool IsCancelRequested() const { return window_.IsCancelRequested(); }
+  /// What asks between steps that may last.
+  LongIteration Within() const { return LongIteration(window_); }
 
  private:
   void StepWithText(const char* text, std::string_view number);

@@ -32,10 +32,9 @@ class ChannelsRun {
       if (!watch_.GoesOn()) return MTH_STOP_REASON::Cancelled;
       FindMemberships(corrected_);
       MoveCentroids();
-      if (settings_.estimatesField) MoveFields();
+      if (settings_.estimatesField && !MoveFields()) return MTH_STOP_REASON::Cancelled;
     }
-    Finish();
-    return MTH_STOP_REASON::Converged;
+    return Finish() ? MTH_STOP_REASON::Converged : MTH_STOP_REASON::Cancelled;
   }
 
  private:
@@ -100,7 +99,8 @@ class ChannelsRun {
     }
   }
 
-  void MoveFields() {
+  // False when the run is given up.
+  bool MoveFields() {
     for (std::size_t c = 0; c < channels_.size(); ++c) {
       fields_[c].Clear();
       fields_[c].Add([&](std::size_t i) {
@@ -116,12 +116,16 @@ class ChannelsRun {
         weight *= expected * expected;
         return std::pair(weight, weight * Logarithm(value / expected));
       });
-      fields_[c].Update();
+      if (!fields_[c].Update(&watch_.Within())) return false;
       fields_[c].Correct(sample_.voxels, sampleValues_[c], corrected_[c]);
     }
+    return true;
   }
 
-  void Finish() {
+  // False when the run is given up.
+  bool Finish() {
+    constexpr std::size_t kVoxelsAtOnce = 1 << 16;
+    constexpr double kWorkAtOnce = 32.0 * kVoxelsAtOnce;
     for (std::size_t c = 0; c < channels_.size(); ++c)
       fields_[c].Correct(result_.voxels, channels_[c], corrected_[c]);
     std::vector<std::size_t> order(Tissues());
@@ -130,6 +134,7 @@ class ChannelsRun {
                      [&](std::size_t a, std::size_t b) { return centroids_[0][a] < centroids_[0][b]; });
     std::vector<double> ofVoxel(Tissues());
     for (std::size_t i = 0; i < channels_[0].size(); ++i) {
+      if (i % kVoxelsAtOnce == 0 && watch_.Within().IsGivenUp(kWorkAtOnce)) return false;
       MembershipsOf(corrected_, i, ofVoxel.data());
       for (std::size_t k = 0; k < Tissues(); ++k)
         result_.fractions[k][i] = static_cast<float>(ofVoxel[order[k]]);
@@ -141,6 +146,7 @@ class ChannelsRun {
       for (const std::size_t k : order) centroids.push_back(centroids_[c][k]);
       result_.fields.push_back(fields_[c].Field());
     }
+    return true;
   }
 
   const TissueSettings& settings_;

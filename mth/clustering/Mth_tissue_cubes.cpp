@@ -27,15 +27,18 @@ CubeGrid::CubeGrid(const MaskVoxels& voxels, int side) : side_(side), inverseSid
     counts_[axis] = std::max<std::int64_t>(1, (last[axis] - first_[axis]) / side + 1);
 }
 
-void CubeGrid::Blur(const std::array<double, 3>& deviation, double* values, double* work) const {
-  BlurAxis(0, deviation[0] * inverseSide_, values, work);
-  BlurAxis(1, deviation[1] * inverseSide_, work, values);
-  BlurAxis(2, deviation[2] * inverseSide_, values, work);
-  std::copy_n(work, Count(), values);
+bool CubeGrid::Blur(const std::array<double, 3>& deviation, double* values, double* work,
+                    LongIteration* run) const {
+  const bool isWhole = BlurAxis(0, deviation[0] * inverseSide_, values, work, run) &&
+                       BlurAxis(1, deviation[1] * inverseSide_, work, values, run) &&
+                       BlurAxis(2, deviation[2] * inverseSide_, values, work, run);
+  if (isWhole) std::copy_n(work, Count(), values);
+  return isWhole;
 }
 
 // Planes and rows are added as a whole; along x, one cube after the other of a row.
-void CubeGrid::BlurAxis(std::size_t axis, double deviation, const double* from, double* to) const {
+bool CubeGrid::BlurAxis(std::size_t axis, double deviation, const double* from, double* to,
+                        LongIteration* run) const {
   constexpr double kReach = 2.5;  // deviations, beyond which weights are below 5 per cent of the peak
   const std::int64_t count = counts_[axis];
   // Compared as doubles: a width may be beyond any whole number.
@@ -49,6 +52,7 @@ void CubeGrid::BlurAxis(std::size_t axis, double deviation, const double* from, 
   };
   std::copy_n(from, Count(), to);
   for (std::int64_t distance = 1; distance <= reach; ++distance) {
+    if (run != nullptr && run->IsGivenUp(static_cast<double>(Count()))) return false;
     const double factor = weight(distance);
     for (std::int64_t start = 0; start < Count(); start += outer) {
       // In the middle both neighbours exist; near the ends one does, as long as the other is outside.
@@ -65,6 +69,7 @@ void CubeGrid::BlurAxis(std::size_t axis, double deviation, const double* from, 
       (row + (high - distance) * stride, factor, (count - high) * stride, sums + high * stride);
     }
   }
+  return true;
 }
 
 void CubeGrid::FillRow(const double* values, int y, int z, double* row) const {

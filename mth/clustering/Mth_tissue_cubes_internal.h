@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 
 namespace mth_internal {
@@ -52,7 +53,9 @@ class CubeGrid {
   /// exp(-distance^2 / (2 deviation^2)).
   /// @param deviation  along each axis, in voxels.
   /// @param work       as many as cubes.
-  void Blur(const std::array<double, 3>& deviation, double* values, double* work) const;
+  /// @param run        is asked, since wide Gaussians on long axes last; null: nobody is.
+  /// @return           false, with values that mean nothing, when the run is given up.
+  bool Blur(const std::array<double, 3>& deviation, double* values, double* work, LongIteration* run) const;
 
   /// Calls body(index of the voxel in the list, interpolated values of the grids) for each voxel: what lies
   /// on straight lines between the centres of the cubes; beyond the outermost centres their value goes on.
@@ -107,7 +110,7 @@ class CubeGrid {
       }
     }
   }
-  void BlurAxis(std::size_t axis, double deviation, const double* from, double* to) const;
+  bool BlurAxis(std::size_t axis, double deviation, const double* from, double* to, LongIteration* run) const;
 
   int side_;
   double inverseSide_;

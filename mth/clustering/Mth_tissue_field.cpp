@@ -64,10 +64,11 @@ void FieldEstimate::Clear() {
   std::fill(logarithms_.begin(), logarithms_.end(), 0.0);
 }
 
-void FieldEstimate::Update() {
+bool FieldEstimate::Update(LongIteration* run) {
   constexpr double kMostLogarithm = 20.0;  // far beyond any coil: next to nothing stays next to nothing
-  field_.grid.Blur(deviation_, weights_.data(), work_.data());
-  field_.grid.Blur(deviation_, logarithms_.data(), work_.data());
+  const bool isWhole = field_.grid.Blur(deviation_, weights_.data(), work_.data(), run) &&
+                       field_.grid.Blur(deviation_, logarithms_.data(), work_.data(), run);
+  if (!isWhole) return false;
   // Cubes that hardly see a voxel of a tissue keep what they have.
   const double least = 1e-9 * *std::max_element(weights_.begin(), weights_.end());
   double sum = 0.0;
@@ -80,6 +81,7 @@ void FieldEstimate::Update() {
     logField_[i] = std::clamp(logField_[i] - mean, -kMostLogarithm, kMostLogarithm);
     field_.values[i] = Exponential(logField_[i]);
   }
+  return true;
 }
 
 void FieldEstimate::Correct(const MaskVoxels& voxels, const ChannelValues& values, ChannelValues& corrected) {

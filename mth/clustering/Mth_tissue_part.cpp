@@ -49,8 +49,8 @@ bool MTH_TISSUE_PART::Take(const T* image, int nx, int ny, int nz, const std::ui
     if (stopReason_ != MTH_STOP_REASON::Converged) return false;
     stopReason_ = MTH_STOP_REASON::BadInput;
     if (!HasEnoughValues(input.channels[0], tissues)) return false;
-    state->part =
-        std::make_unique<TissuePart>(state->settings, input.strata, input.channels[0], *state->result);
+    state->part = std::make_unique<TissuePart>(state->settings, input.strata, input.channels[0],
+                                               *state->result, nullptr);
     state_ = std::move(state);
     stopReason_ = MTH_STOP_REASON::Converged;
     return true;

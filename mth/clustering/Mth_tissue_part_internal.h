@@ -12,7 +12,9 @@ namespace mth_internal {
 class TissuePart {
  public:
   /// The arguments are kept, not copied. Throws std::bad_alloc.
-  TissuePart(const TissueSettings& settings, int strata, const ChannelValues& values, TissueResult& result);
+  /// @param run  is asked whether to give up; null: nobody is, and nothing is given up.
+  TissuePart(const TissueSettings& settings, int strata, const ChannelValues& values, TissueResult& result,
+             LongIteration* run);
   TissuePart(const TissuePart&) = delete;
   TissuePart& operator=(const TissuePart&) = delete;
 
@@ -20,9 +22,11 @@ class TissuePart {
   void TakeValues();
   TissueCourse::Range Range() const;
   /// The step that the course has come to: its sums, 2 x tissues.
-  void Step(const TissueCourse& course, double* sums);
+  /// @return  false when the run is given up; the part is of no use then.
+  bool Step(const TissueCourse& course, double* sums);
   /// Leaves fractions, means and field in the result, after the last step.
-  void Finish(const TissueCourse& course);
+  /// @return  as Step.
+  bool Finish(const TissueCourse& course);
 
  private:
   // Weight of a bin in the field, and the weight times the logarithm of its value over the one expected.
@@ -31,23 +35,29 @@ class TissuePart {
     double logarithm = 0.0;
   };
 
-  void Begin(const TissueCourse& course);
-  void TakeAllVoxels();
+  // Asked before the work on so many voxels; so are the members that can be given up, which return false.
+  bool IsGivenUp(std::size_t voxels) const {
+    constexpr double kWorkPerVoxel = 16.0;
+    return run_ != nullptr && run_->IsGivenUp(kWorkPerVoxel * static_cast<double>(voxels));
+  }
+  bool Begin(const TissueCourse& course);
+  bool TakeAllVoxels();
   void CountValues(const MaskVoxels& voxels, const ChannelValues& values);
   FieldTerms TermsOf(double value, double expected, double weight) const;
   void SetFuzzyTerms();
   void SetMixtureTerms();
-  void MoveField();
+  bool MoveField();
   std::size_t Table(int stratum, int tissue) const;
   std::size_t NearestBin(double value) const;
   void TabulateAll();
-  std::vector<double> LocalMeans(const CubeGrid& grid);
-  void MapToCommonMeans();
+  bool FindLocalMeans(const CubeGrid& grid, std::vector<double>& means);
+  bool MapToCommonMeans();
   double Mapped(double value, const double* local) const;
-  void WriteFractions();
+  bool WriteFractions();
 
   const TissueSettings& settings_;
   TissueResult& result_;
+  LongIteration* run_;
   const ChannelValues& values_;
   VoxelSample sample_;
   ChannelValues sampleValues_;

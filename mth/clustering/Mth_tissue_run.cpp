@@ -47,9 +47,10 @@ bool GoesOn(int step, RunWatch& watch) {
 }  // namespace
 
 TissuePart::TissuePart(const TissueSettings& settings, int strata, const ChannelValues& values,
-                       TissueResult& result)
+                       TissueResult& result, LongIteration* run)
     : settings_(settings),
       result_(result),
+      run_(run),
       values_(values),
       sample_(result.voxels),
       means_(settings.tissues),
@@ -73,17 +74,18 @@ TissueCourse::Range TissuePart::Range() const {
   return {low, high, *std::max_element(values_.begin(), values_.end())};
 }
 
-void TissuePart::Step(const TissueCourse& course, double* sums) {
-  Begin(course);
+bool TissuePart::Step(const TissueCourse& course, double* sums) {
+  if (!Begin(course)) return false;
   if (course.Step() < TissueSteps::kFuzzy) {
     mixture_.SumFuzzy(sums);
   } else {
     mixture_.SumFit(sums);
   }
+  return true;
 }
 
 // What a step needs of the means that the former one has left.
-void TissuePart::Begin(const TissueCourse& course) {
+bool TissuePart::Begin(const TissueCourse& course) {
   const int step = course.Step();
   means_ = course.Means();
   if (step == 0) CountValues(sample_.voxels, corrected_);
@@ -93,25 +95,28 @@ void TissuePart::Begin(const TissueCourse& course) {
     } else {
       SetMixtureTerms();
     }
-    MoveField();
+    if (!MoveField()) return false;
   }
   if (step == TissueSteps::kFuzzy) mixture_.StartMixture();
-  if (step == TissueSteps::kRounds) TakeAllVoxels();
+  return step != TissueSteps::kRounds || TakeAllVoxels();
 }
 
-void TissuePart::TakeAllVoxels() {
+bool TissuePart::TakeAllVoxels() {
   field_.Correct(result_.voxels, values_, corrected_);
-  if (settings_.hasLocalMeans) MapToCommonMeans();
+  if (settings_.hasLocalMeans && !MapToCommonMeans()) return false;
+  if (IsGivenUp(corrected_.size())) return false;
   CountValues(result_.voxels, corrected_);
+  return true;
 }
 
-void TissuePart::Finish(const TissueCourse& course) {
+bool TissuePart::Finish(const TissueCourse& course) {
   means_ = course.Means();
   TabulateAll();
-  WriteFractions();
+  if (!WriteFractions()) return false;
   auto& centroids = result_.centroids.emplace_back();
   for (int k = 0; k < settings_.tissues; ++k) centroids.push_back(mixture_.Mean(k));
   result_.fields.push_back(field_.Field());
+  return true;
 }
 
 void TissuePart::CountValues(const MaskVoxels& voxels, const ChannelValues& values) {
@@ -156,16 +161,17 @@ void TissuePart::SetMixtureTerms() {
   }
 }
 
-void TissuePart::MoveField() {
+bool TissuePart::MoveField() {
   field_.Clear();
   field_.Add([&](std::size_t i) {
     const std::size_t bin = NearestBin(corrected_[i]);
     const FieldTerms& terms = terms_[sample_.voxels.stratum[i] * kBins + bin];
     return std::pair(terms.weight, terms.logarithm);
   });
-  field_.Update();
+  if (!field_.Update(run_)) return false;
   field_.Correct(sample_.voxels, sampleValues_, corrected_);
   CountValues(sample_.voxels, corrected_);
+  return true;
 }
 
 // Where the tables of a stratum and tissue begin.
@@ -183,18 +189,18 @@ void TissuePart::TabulateAll() {
 }
 
 // The means of the tissues around each cube of 2 voxels, one grid after the other.
-std::vector<double> TissuePart::LocalMeans(const CubeGrid& grid) {
+bool TissuePart::FindLocalMeans(const CubeGrid& grid, std::vector<double>& means) {
   constexpr double kWidth = 5.0;       // mm
   constexpr double kStray = 0.02;      // of a mean from place to place
   constexpr double kPriorVoxels = 35;  // how many voxels say as much: neighbours have been averaged
   const auto count = static_cast<std::size_t>(grid.Count());
   std::array<double, 3> deviation;
   for (std::size_t axis = 0; axis < 3; ++axis) deviation[axis] = kWidth / settings_.voxelSize[axis];
-  std::vector<double> means;
   std::vector<double> weights(count);
   std::vector<double> work(count);
   means.reserve(static_cast<std::size_t>(settings_.tissues) * count);
   for (int k = 0; k < settings_.tissues; ++k) {
+    if (IsGivenUp(corrected_.size())) return false;
     std::vector<double> sums(count);
     std::fill(weights.begin(), weights.end(), 0.0);
     grid.ForEachVoxel(result_.voxels, [&](std::int64_t voxel, std::int64_t cube) {
@@ -205,26 +211,29 @@ std::vector<double> TissuePart::LocalMeans(const CubeGrid& grid) {
       weights[static_cast<std::size_t>(cube)] += weight;
       sums[static_cast<std::size_t>(cube)] += weight * (corrected_[i] - mixture_.Mean(k));
     });
-    grid.Blur(deviation, weights.data(), work.data());
-    grid.Blur(deviation, sums.data(), work.data());
+    const bool isWhole = grid.Blur(deviation, weights.data(), work.data(), run_) &&
+                         grid.Blur(deviation, sums.data(), work.data(), run_);
+    if (!isWhole) return false;
     const double prior =
         kPriorVoxels / std::max(1e-300, kStray * mixture_.Mean(k) * kStray * mixture_.Mean(k));
     for (std::size_t i = 0; i < count; ++i)
       means.push_back(mixture_.Mean(k) + sums[i] / (weights[i] + prior));
   }
-  return means;
+  return true;
 }
 
-void TissuePart::MapToCommonMeans() {
+bool TissuePart::MapToCommonMeans() {
   TabulateAll();
   const CubeGrid grid(result_.voxels, 2);
-  const std::vector<double> means = LocalMeans(grid);
+  std::vector<double> means;
+  if (!FindLocalMeans(grid, means) || IsGivenUp(corrected_.size())) return false;
   std::vector<double> rows(static_cast<std::size_t>(settings_.tissues * grid.RowWork()));
   grid.Interpolate(result_.voxels, means.data(), settings_.tissues, rows.data(),
                    [&](std::int64_t i, const double* local) {
                      double& value = corrected_[static_cast<std::size_t>(i)];
                      value = Mapped(value, local);
                    });
+  return true;
 }
 
 // By the straight line between the two local means next to the value, or of the two outermost ones.
@@ -238,9 +247,10 @@ double TissuePart::Mapped(double value, const double* local) const {
   return mixture_.Mean(lower) + slope * (value - local[lower]);
 }
 
-void TissuePart::WriteFractions() {
+bool TissuePart::WriteFractions() {
   const std::size_t count = corrected_.size();
   for (int k = 0; k < settings_.tissues; ++k) {
+    if (IsGivenUp(count)) return false;
     auto& fractions = result_.fractions.emplace_back(count);
     for (std::size_t i = 0; i < count; ++i) {
       const double position = mixture_.Position(corrected_[i]);
@@ -249,6 +259,7 @@ void TissuePart::WriteFractions() {
       fractions[i] = static_cast<float>(at[0] + (position - static_cast<double>(bin)) * (at[1] - at[0]));
     }
   }
+  return true;
 }
 
 bool HasEnoughValues(const ChannelValues& values, int tissues) {
@@ -263,17 +274,16 @@ bool HasEnoughValues(const ChannelValues& values, int tissues) {
 MTH_STOP_REASON DivideOneChannel(const TissueSettings& settings, int strata, const ChannelValues& values,
                                  RunWatch& watch, TissueResult& result) {
   if (!HasEnoughValues(values, settings.tissues)) return MTH_STOP_REASON::BadInput;
-  TissuePart part(settings, strata, values, result);
+  TissuePart part(settings, strata, values, result, &watch.Within());
   TissueCourse course(settings.tissues, settings.means);
   const TissueCourse::Range range = part.Range();
   course.SetScaledRange(range.low, range.high);
   std::array<double, std::size_t{2} * TissueMeans::kMostTissues> sums;
   for (; course.Step() < TissueSteps::kAll; course.Move(sums.data())) {
     if (!GoesOn(course.Step(), watch)) return MTH_STOP_REASON::Cancelled;
-    part.Step(course, sums.data());
+    if (!part.Step(course, sums.data())) return MTH_STOP_REASON::Cancelled;
   }
-  part.Finish(course);
-  return MTH_STOP_REASON::Converged;
+  return part.Finish(course) ? MTH_STOP_REASON::Converged : MTH_STOP_REASON::Cancelled;
 }
 
 }  // namespace mth_internal

@@ -54,7 +54,9 @@ class FieldEstimate {
     });
   }
   /// Moves the field by the smooth mean of the logarithms.
-  void Update();
+  /// @param run  as CubeGrid::Blur takes it.
+  /// @return     false, with the field as it was, when the run is given up.
+  bool Update(LongIteration* run);
   /// The values of voxels over the field.
   void Correct(const MaskVoxels& voxels, const ChannelValues& values, ChannelValues& corrected);
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "std/Std_display.h"
+#include "std/Std_wait_bar.h"
 
 namespace mth_internal {
 
@@ -29,16 +30,20 @@ inline bool IsGivenUp(std::int64_t order) {
 /// is asked some twenty times a second whatever a step costs.
 class LongIteration {
  public:
+  LongIteration() = default;
+  /// Of a run that has a window, which is borrowed and asked in place of the display.
+  explicit LongIteration(const TSTD_WAIT_BAR& window) : window_(&window) {}
   /// @param work  multiplications of the step to come.
   bool IsGivenUp(double work) {
     constexpr double kWorkPerQuestion = 1 << 25;
     work_ += work;
     if (work_ < kWorkPerQuestion) return false;
     work_ = 0.0;
-    return Std_IsCancelRequested();
+    return window_ != nullptr ? window_->IsCancelRequested() : Std_IsCancelRequested();
   }
 
  private:
+  const TSTD_WAIT_BAR* window_ = nullptr;
   double work_ = 0.0;
 };
 

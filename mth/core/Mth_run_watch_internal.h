@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "std/Std_wait_bar.h"
 
 namespace mth_internal {
@@ -31,9 +32,12 @@ class RunWatch {
     }
     return true;
   }
+  /// What asks within a step that may last.
+  LongIteration& Within() { return within_; }
 
  private:
   TSTD_WAIT_BAR bar_;
+  LongIteration within_{bar_};
   const char* action_ = "";
 };
 

@@ -77,10 +77,14 @@ bool Measure(const VolumeSize& size, const Grid& grid, const float* first, Block
   return true;
 }
 
-std::int64_t MeasureBlocks(const VolumeSize& size, const Grid& grid, const float* values,
-                           BlockNoise* blocks) {
-  std::int64_t count = 0;
+// False when the host gives up.
+bool MeasureBlocks(const VolumeSize& size, const Grid& grid, const float* values, LongIteration& run,
+                   BlockNoise* blocks, std::int64_t& count) {
+  const double workOfPlane = static_cast<double>(grid.side[0] * grid.side[1] * grid.side[2]) *
+                             static_cast<double>(grid.positions[0] * grid.positions[1]);
+  count = 0;
   for (std::int64_t z = 0; z < grid.positions[2]; ++z) {
+    if (run.IsGivenUp(workOfPlane)) return false;
     for (std::int64_t y = 0; y < grid.positions[1]; ++y) {
       for (std::int64_t x = 0; x < grid.positions[0]; ++x) {
         const float* const first = values + size.Row(y * grid.step, z * grid.step) + x * grid.step;
@@ -88,7 +92,7 @@ std::int64_t MeasureBlocks(const VolumeSize& size, const Grid& grid, const float
       }
     }
   }
-  return count;
+  return true;
 }
 
 double Median(float* values, std::int64_t count) {
@@ -185,21 +189,22 @@ double DeviationOfDetails(const BlockNoise* blocks, std::int64_t count, const Ri
 
 }  // namespace
 
-bool EstimateRicianNoise(const VolumeSize& size, const float* values, const RicianLaw& law,
-                         double& deviation) {
+MTH_STOP_REASON EstimateRicianNoise(const VolumeSize& size, const float* values, const RicianLaw& law,
+                                    LongIteration& run, double& deviation) {
   deviation = 0.0;
   const Grid grid = GridOf(size);
   const WorkArray<BlockNoise> blocks(grid.Count());
   const WorkArray<float> work(grid.Count());
-  if (!blocks || !work) return false;
-  const std::int64_t count = MeasureBlocks(size, grid, values, blocks.Get());
-  if (count == 0 || size.x == 1) return true;
+  if (!blocks || !work) return MTH_STOP_REASON::NoMemory;
+  std::int64_t count = 0;
+  if (!MeasureBlocks(size, grid, values, run, blocks.Get(), count)) return MTH_STOP_REASON::Cancelled;
+  if (count == 0 || size.x == 1) return MTH_STOP_REASON::Converged;
   const double ofAir = DeviationOfAir(blocks.Get(), count, work.Get());
   const std::int64_t smooth = SelectSmoothBlocks(blocks.Get(), count, size.z == 1, work.Get());
   deviation = DeviationOfDetails(blocks.Get(), smooth, law, work.Get());
   // Structure adds to details, never takes from them: stronger noise than theirs is that of a dark tissue.
   if (ofAir > 0.0 && ofAir < kMostOverDetails * deviation) deviation = ofAir;
-  return true;
+  return MTH_STOP_REASON::Converged;
 }
 
 }  // namespace mth_internal

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "mth/Mth_stop_reason.h"
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/denoising/Mth_rician_internal.h"
 #include "mth/denoising/Mth_volume_size_internal.h"
 
@@ -12,8 +14,9 @@ namespace mth_internal {
 /// magnitude of the highest cosine coefficient, each over the deviation that a magnitude of the block's mean
 /// has.
 /// @param deviation  receives it, 0 when there are no such blocks.
-/// @return           false without memory.
-bool EstimateRicianNoise(const VolumeSize& size, const float* values, const RicianLaw& law,
-                         double& deviation);
+/// @param run        is asked whether to give up.
+/// @return           Converged, NoMemory or Cancelled.
+MTH_STOP_REASON EstimateRicianNoise(const VolumeSize& size, const float* values, const RicianLaw& law,
+                                    LongIteration& run, double& deviation);
 
 }  // namespace mth_internal

@@ -182,7 +182,8 @@ double Estimate(const T* noisy, const VolumeSize& size) {
   if (!scaled) return deviation;
   const double scale = ScaleOf(noisy, count);
   CopyScaled(noisy, count, scale, scaled.Get());
-  EstimateRicianNoise(size, scaled.Get(), RicianLaw(), deviation);
+  LongIteration run;
+  EstimateRicianNoise(size, scaled.Get(), RicianLaw(), run, deviation);
   return deviation / scale;
 }
 
@@ -213,10 +214,11 @@ bool MTH_VOLUME_DENOISING::Run(const T* noisy, T* denoised, T* confidence) {
   CopyScaled(noisy, count, scale, denoiser.Noisy());
   const auto greatest = static_cast<double>(*std::max_element(denoiser.Noisy(), denoiser.Noisy() + count));
   double deviation = std::min(deviation_ * scale, kMostNoise * greatest);
-  if (deviation_ == 0.0 && !EstimateRicianNoise(size, denoiser.Noisy(), law, deviation))
-    return end(MTH_STOP_REASON::NoMemory);
+  MTH_STOP_REASON reason = MTH_STOP_REASON::Converged;
+  if (deviation_ == 0.0) reason = EstimateRicianNoise(size, denoiser.Noisy(), law, watch.Within(), deviation);
+  if (reason != MTH_STOP_REASON::Converged) return end(reason);
   const bool isNoisy = deviation > kLeastNoise * greatest && greatest > 0.0;
-  const MTH_STOP_REASON reason = isNoisy ? denoiser.Run(deviation) : MTH_STOP_REASON::Converged;
+  if (isNoisy) reason = denoiser.Run(deviation);
   if (reason != MTH_STOP_REASON::Converged) return end(reason);
 
   usedDeviation_ = deviation_ > 0.0 ? deviation_ : deviation / scale;

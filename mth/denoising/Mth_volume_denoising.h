@@ -74,8 +74,8 @@ class MTH_EXPORT MTH_VOLUME_DENOISING {
   /// the blocks without a zero, each over what a magnitude of the block's mean spreads; the eighth of the
   /// blocks with least structure in their other coefficients counts, of a plane the quarter. On a brain
   /// without its surroundings it is within 5 per cent, from 1 per cent of noise on.
-  /// @return  0 when no block is free of zeros, when some axis has 2 or 3 voxels, for null, a size below 1
-  ///          and without memory.
+  /// @return  0 when no block is free of zeros, when some axis has 2 or 3 voxels, for null, a size below 1,
+  ///          without memory and when the display, which is asked about large volumes, cancels.
   double EstimateNoiseDeviation(const double* noisy) const;
   /// @copydoc EstimateNoiseDeviation
   double EstimateNoiseDeviation(const float* noisy) const;

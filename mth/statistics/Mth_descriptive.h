@@ -55,7 +55,8 @@ MTH_EXPORT void Mth_MeanVector(double** x, int n, short d, double* out);
 
 /// New d x d matrix of the population cross-covariances (divisor n) of two sets of n samples: entry (i, j) is
 /// the mean of x[i] y[j] minus the product of their means. With y = x it is the covariance matrix. Without
-/// samples, n = 0, every entry is NaN, whatever the arrays.
+/// samples, n = 0, every entry is NaN, whatever the arrays. Null also when the display, which a long
+/// computation asks, cancels.
 [[nodiscard]] MTH_EXPORT MTH_MATRIX* Mth_CovarianceMatrix(double** x, double** y, short n, short d);
 /// @copydoc Mth_CovarianceMatrix(double**,double**,short,short)
 [[nodiscard]] MTH_EXPORT MTH_MATRIX* Mth_CovarianceMatrix(double** x, double** y, int n, short d);

@@ -4,6 +4,7 @@
 #include <limits>
 #include <memory>
 
+#include "mth/core/Mth_give_up_internal.h"
 #include "mth/core/Mth_new_array_internal.h"
 #include "mth/core/Mth_work_array_internal.h"
 #include "mth/matrix/Mth_matrix.h"
@@ -88,9 +89,11 @@ MTH_MATRIX* CrossCovariance(double** x, double** y, int n, short d) {
   MeansByDimension(x, n, d, meansX.get());
   MeansByDimension(y, n, d, meansY.get());
   const double weight = 1.0 / n;
+  LongIteration run;
   for (int i = 0; i < d; ++i) {
     double* row = result->GetEDataAddress() + std::int64_t{i} * d;
     for (int j = 0; j < d; j += kColumnsAtOnce) {
+      if (run.IsGivenUp(static_cast<double>(kColumnsAtOnce) * n)) return nullptr;
       SumProducts(x[i], y + j, std::min(kColumnsAtOnce, d - j), n, row + j);
     }
     const double meanX = meansX.get()[i];

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 #include "boosting/boosting_cases.h"
 #include "mth/statistics/Mth_sort.h"
+#include "support/cancelling_display.h"
 #include "support/values.h"
 
 namespace {
@@ -364,6 +366,28 @@ TEST(DecisionTree, DoesNotSplitAgainWhereTheThresholdIsNoBound) {
       EXPECT_EQ(cells.size(), 2U) << each.what << ", depth " << depth;
     }
   }
+}
+
+// Labels that alternate along a feature leave a sample or two with each split: as many levels as samples.
+TEST(DecisionTree, OfEndlessDepthCanBeCancelledButNoRoundOfABoosting) {
+  constexpr int kSamples = 4096;  // whose weights are exact
+  MTH_MATRIX features(2, kSamples, mth_test::kDouble);
+  MTH_MATRIX labels(1, kSamples, mth_test::kDouble);
+  for (int i = 0; i < kSamples; ++i) {
+    for (int f = 0; f < 2; ++f) features.Set(f, i, i);
+    labels.Set(0, i, i % 2 == 0 ? 1.0 : -1.0);
+  }
+  const std::vector<double> weights(kSamples, 1.0 / kSamples);
+  MTH_CLUSTERING_TREE tree(std::numeric_limits<int>::max());
+  mth_test::CancellingDisplay display(1);
+  EXPECT_EQ(tree.Train(&tree, &features, &labels, weights.data()), nullptr);
+  EXPECT_EQ(display.questions, 1);
+  MTH_CLUSTERING_ADABOOST boosting(&features, &labels, 1, &tree);
+  EXPECT_TRUE(boosting.GentleAdaBoostClustering({}, nullptr, nullptr));
+  EXPECT_EQ(boosting.GetStopReason(), MTH_STOP_REASON::Converged);
+  EXPECT_GT(boosting.GetCells()->GetCount(), kSamples / 2);
+  EXPECT_EQ(display.questions, 1);
+  MTH_CLUSTERING_ADABOOST::DeleteCells(boosting.GetCells());
 }
 
 TEST(DecisionTree, SharesItsParents) {

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <utility>
+#include <vector>
 
 #include "clustering/credal_cases.h"
 #include "support/allocation_faults.h"
@@ -89,6 +91,41 @@ TEST(ClusteringStop, ACancelledFusionGivesNothing) {
     EXPECT_TRUE(SameBits(*engine->GetCredalPartition(), masses));
     EXPECT_EQ(((*engine).*fuse)(nullptr), nullptr);
     EXPECT_EQ(engine->GetStopReason(), MTH_STOP_REASON::BadInput);
+  }
+}
+
+// Samples of many hypotheses last: runs that have nothing to step ask all the same.
+TEST(ClusteringStop, ManyHypothesesAreAskedAboutBetweenSteps) {
+  const std::pair<int, std::vector<Fusion>> cases[] = {
+      {10, {&MTH_CLUSTERING::CredalConjFusion, &MTH_CLUSTERING::DempsterFusion}},
+      {13, {&MTH_CLUSTERING::CredalConjFusionExact, &MTH_CLUSTERING::DempsterFusionExact}}};
+  for (const auto& [clusters, fusions] : cases) {
+    MTH_MATRIX masses = RandomMasses(90, clusters, 5);
+    const Engine engine = WithMasses(masses, clusters);
+    for (const Fusion fuse : fusions) {
+      const CancellingDisplay display(2);  // the window steps after the first sample only
+      EXPECT_EQ(((*engine).*fuse)(&masses), nullptr);
+      EXPECT_EQ(engine->GetStopReason(), MTH_STOP_REASON::Cancelled);
+      EXPECT_EQ(display.questions, 2);
+    }
+  }
+}
+
+TEST(ClusteringStop, ACancelledPartitionIsTheFormerOne) {
+  constexpr int kClusters = 10;
+  const MTH_MATRIX masses = RandomMasses(3400, kClusters, 5);
+  const Engine engine = WithMasses(masses, kClusters);
+  using Init = bool (MTH_CLUSTERING::*)();
+  for (const Init init :
+       {&MTH_CLUSTERING::initPignisticPartition, &MTH_CLUSTERING::initPlausibilityPartition}) {
+    ASSERT_TRUE(((*engine).*init)());
+    const MTH_MATRIX* const pignistic = engine->GetPignisticPartition();
+    const MTH_MATRIX* const plausibilities = engine->GetPlausibilityPartition();
+    const CancellingDisplay display(1);
+    EXPECT_FALSE(((*engine).*init)());
+    EXPECT_EQ(display.questions, 1);
+    EXPECT_EQ(engine->GetPignisticPartition(), pignistic);
+    EXPECT_EQ(engine->GetPlausibilityPartition(), plausibilities);
   }
 }
 

@@ -102,7 +102,7 @@ TEST(TissueCubes, BlursAndInterpolatesItsCubes) {
   std::vector<double> blurred = values;
   std::vector<double> work(values.size());
   const std::array<double, 3> deviation{3.0, 2.0, 20.0};
-  grid.Blur(deviation, blurred.data(), work.data());
+  ASSERT_TRUE(grid.Blur(deviation, blurred.data(), work.data(), nullptr));
   const auto at = [&](int x, int y, int z) {
     return static_cast<std::size_t>(x + cubes[0] * (y + cubes[1] * z));
   };

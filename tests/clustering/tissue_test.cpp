@@ -362,4 +362,26 @@ TEST(TissueClustering, EndsWithoutMemoryAndWhenThePersonCancels) {
   }
 }
 
+// Along a long axis of tiny voxels a Gaussian of 25 mm reaches from end to end: its steps ask, too, and so
+// does what looks at all voxels in the end.
+TEST(TissueClustering, CanBeCancelledWithinWideGaussians) {
+  constexpr int kLength = 20000;
+  Values image(kLength);
+  for (int i = 0; i < kLength; ++i)
+    image[static_cast<std::size_t>(i)] = static_cast<float>(10 + i % 3 * 20 + i % 7);
+  MTH_TISSUE_CLUSTERING engine;
+  engine.SetVoxelSize(1e-6, 1.0, 1.0);
+  const std::array<const float*, 2> channels{image.data(), image.data()};
+  int questionsOfSteps = 19;
+  for (const int count : {1, 2}) {
+    for (const int question : {questionsOfSteps + 1, questionsOfSteps + 20}) {
+      CancellingDisplay display(question);
+      EXPECT_FALSE(engine.SegmentChannels(channels.data(), count, kLength, 1, 1, nullptr));
+      EXPECT_EQ(engine.GetStopReason(), MTH_STOP_REASON::Cancelled);
+      EXPECT_EQ(display.questions, question);
+    }
+    questionsOfSteps += 20;
+  }
+}
+
 }  // namespace

@@ -220,6 +220,12 @@ TEST(VolumeDenoising, EndsWhenThePersonCancels) {
     EXPECT_EQ(denoising.GetStopReason(), MTH_STOP_REASON::Cancelled);
     EXPECT_LE(display.questions, question + 1);
   }
+  constexpr int kLarge = 164;
+  Values large(std::size_t{kLarge} * kLarge * kLarge);
+  for (std::size_t i = 0; i < large.size(); ++i) large[i] = static_cast<float>(1 + i % 7);
+  const CancellingDisplay display(1);
+  EXPECT_EQ(MTH_VOLUME_DENOISING(kLarge, kLarge, kLarge).EstimateNoiseDeviation(large.data()), 0.0);
+  EXPECT_EQ(display.questions, 1);
 }
 
 }  // namespace

@@ -20,6 +20,7 @@
 #include "mth/statistics/Mth_special_functions.h"
 #include "statistics/statistics_cases.h"
 #include "support/allocation_faults.h"
+#include "support/cancelling_display.h"
 #include "support/matrices.h"
 #include "support/recording_display.h"
 #include "support/values.h"
@@ -195,6 +196,16 @@ TEST(Descriptive, MeansAndCovariancesAreThePlainSums) {
                 expected);
     }
   }
+}
+
+TEST(Descriptive, CovariancesOfManyDimensionsCanBeCancelled) {
+  constexpr short kDimensions = 120;
+  constexpr int kSamples = 3000;
+  const std::vector<double> values(kSamples, 1.0);
+  const std::vector<const double*> rows(kDimensions, values.data());
+  const mth_test::CancellingDisplay display(1);
+  EXPECT_EQ(Mth_CovarianceMatrix(rows.data(), rows.data(), kSamples, kDimensions), nullptr);
+  EXPECT_EQ(display.questions, 1);
 }
 
 TEST(Descriptive, ColumnsKeepTheElementTypeAndTheSampleDivisor) {
