@@ -77,10 +77,10 @@ namespace {
 // widens, much earlier.
 template <class T>
 bool IsWorthPacking(const ProductTask<T>& task) {
-  if (task.columns < kWidestTile) return false;
   const std::int64_t elements = task.inner * task.columns;
-  if (elements > kSmallElements) return task.rows >= kFewestRowsOfLarge;
-  return std::is_same_v<T, float> && elements > kTinyElements && task.rows >= kFewestRowsOfSmall;
+  if (elements > kSmallElements) return task.rows >= kFewestRowsOfLarge && task.columns >= kWidestTile;
+  return std::is_same_v<T, float> && elements > kTinyElements && task.rows >= kFewestRowsOfSmall &&
+         task.columns >= kWidestVector;
 }
 
 template <class T>
@@ -88,8 +88,9 @@ bool MultiplyIn(const LongRun& run, const ProductTask<T>& task) {
   const auto multiply = MTH_SELECT(MultiplyMatrices<T>);
   if (!IsWorthPacking(task)) return multiply(task, {}, run);
 
-  // The last tile overlaps the one before, or is not full.
-  const std::int64_t slab = std::min(SlabColumns(task.columns), task.columns) + kWidestTile;
+  // The last tile overlaps the one before, or is not full; fewer columns than a tile has may take two.
+  const std::int64_t slab =
+      std::max(std::min(SlabColumns(task.columns), task.columns), kWidestTile) + kWidestTile;
   const std::int64_t rightCount = task.inner * slab;
   const std::int64_t rows = std::min(kMostStripRows, task.rows);
   const std::int64_t leftCount = NeedsPackedLeft<T>(task.inner) ? rows * PackedStride(task.inner) : 0;

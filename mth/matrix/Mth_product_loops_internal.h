@@ -101,7 +101,7 @@ class PackedProduct {
       firstColumn_ = j;
       // A last slab that is too narrow for a tile overlaps the one before.
       columns_ = std::min(slab, task_.columns - j);
-      if (columns_ < kTileColumns) {
+      if (columns_ < kTileColumns && j > 0) {
         firstColumn_ = task_.columns - kTileColumns;
         columns_ = kTileColumns;
       }
