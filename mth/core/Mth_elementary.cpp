@@ -132,15 +132,20 @@ bool IsOdd(double whole) {
 
 double PowerOfPositive(double x, double y) {
   constexpr double kLargestExponent = 0x1p66;  // from here on only x = 1 gives a finite number that is not 0
-  constexpr double kBeyondRange = 1000.0;
+  constexpr double kInfiniteFrom = 710.0;
+  constexpr double kZeroFrom = -1000.0;
   const bool isTiny = x < baseline::kSmallestNormal;
   const auto logarithm = baseline::LongLogarithm<double>(isTiny ? x * 0x1p54 : x, isTiny ? -54.0 : 0.0);
   const auto product =
       baseline::TimesLong<double>(std::clamp(y, -kLargestExponent, kLargestExponent), logarithm);
-  if (product.head > kBeyondRange) return kInfinity;
-  if (product.head < -kBeyondRange) return 0.0;
-  return baseline::ComposeAnywhere(
-      baseline::TakeExponential<double>(product.head, product.rest, product.near));
+  if (product.head > kInfiniteFrom) return kInfinity;
+  if (product.head < kZeroFrom) return 0.0;
+  auto parts = baseline::TakeExponential<double>(product.head, product.rest, product.near);
+  if (product.head < baseline::kLargestNormalExponent) return baseline::ComposeAnywhere(parts);
+  constexpr std::uint64_t kOneExponent = 1 << 20;
+  parts.sixteenths.bits -= kOneExponent;  // half of it, so that an infinite one raises no overflow
+  const double half = baseline::ComposeAnywhere(parts);
+  return half < 0x1p1023 ? 2.0 * half : kInfinity;
 }
 
 }  // namespace

@@ -56,10 +56,15 @@ MTH_INLINE V PowerOfNormal(V x, V y) {
 // x to the power y.
 template <class V>
 MTH_INLINE V Power(V x, V y) {
-  const LongNumber<V> product = TimesLong<V>(y, LongLogarithm<V>(x));
-  const V result = ComposeNormal(TakeExponential<V>(product.head, product.rest, product.near));
+  LongNumber<V> product = TimesLong<V>(y, LongLogarithm<V>(x));
   const auto isCommon =
       (x >= kSmallestNormal) & (x <= kLargestDouble) & (Magnitude(product.head) < kLargestNormalExponent);
+  if (HasAny(isCommon == 0)) [[unlikely]] {  // so that what is replaced raises no exception
+    product.head = isCommon ? product.head : V{};
+    product.rest = isCommon ? product.rest : V{};
+    product.near = isCommon ? product.near : V{};
+  }
+  const V result = ComposeNormal(TakeExponential<V>(product.head, product.rest, product.near));
   return ReplaceWhere<V>(isCommon == 0, result,
                          [=](int lane) { return SpecialPower(LaneOf(x, lane), LaneOf(y, lane)); });
 }
