@@ -39,16 +39,16 @@ class Doubling {
     TakeSides(p, inverse);
     // W = (A - pole)t + Q p, and W^-1 (identity | Q (A - pole)^-1).
     const SquareView w = Work(3);
-    Product(h_, p, w);
+    if (!Product(h_, p, w)) return 5;
     for (std::int64_t i = 0; i < n_; ++i) {
       for (std::int64_t j = 0; j < n_; ++j) w[i][j] += a_[j][i];
     }
     const SquareView image = Work(4);
-    Product(h_, inverse, image);
+    if (!Product(h_, inverse, image)) return 5;
     WriteIdentity(Work(0));
     if (const int refusal = SolveFor(w, Work(0), image)) return refusal;
     TakeSides(inverse, h_);
-    Product(p, inverse, g_);
+    if (!Product(p, inverse, g_)) return 5;
     Transpose<double>(inverse.elements, n_, n_, a_.elements);
     for (const SquareView& matrix : {a_, g_, h_}) {
       for (std::int64_t i = 0; i < n_ * n_; ++i) matrix.elements[i] *= 2.0 * pole;
@@ -78,8 +78,9 @@ class Doubling {
   // Two matrices side by side.
   double* Sides() const { return memory_.Get() + 5 * n_ * n_; }
 
-  void Product(SquareView left, SquareView right, SquareView result) const {
-    Multiply<double>({left.elements, right.elements, result.elements, n_, n_, n_});
+  // False when the host gives up.
+  bool Product(SquareView left, SquareView right, SquareView result) const {
+    return MultiplyUnlessGivenUp<double>({left.elements, right.elements, result.elements, n_, n_, n_});
   }
 
   void WriteIdentity(SquareView matrix) const {
@@ -114,20 +115,18 @@ class Doubling {
     const SquareView noise = Work(2);
     const SquareView transposed = Work(3);
     const SquareView product = Work(4);
-    Product(g_, h_, m);
+    if (!Product(g_, h_, m)) return 5;
     for (std::int64_t i = 0; i < n_; ++i) m[i][i] += 1.0;
     if (const int refusal = SolveFor(m, a_, g_)) return refusal;
     TakeSides(state, noise);
     Transpose<double>(a_.elements, n_, n_, transposed.elements);
-    Product(h_, state, product);
-    Product(transposed, product, m);
+    if (!Product(h_, state, product) || !Product(transposed, product, m)) return 5;
     Symmetrise(m);
     *change = Add(m, h_);
-    Product(a_, noise, product);
-    Product(product, transposed, m);
+    if (!Product(a_, noise, product) || !Product(product, transposed, m)) return 5;
     Symmetrise(m);
     Add(m, g_);
-    Product(a_, state, product);
+    if (!Product(a_, state, product)) return 5;
     std::copy_n(product.elements, n_ * n_, a_.elements);
     return 0;
   }

@@ -238,11 +238,11 @@ double InverseNorm(SquareView t, const Workspace& space, LyapunovKind kind) {
   return std::isfinite(second) ? std::max(first / start, second) : std::numeric_limits<double>::infinity();
 }
 
-// result = left' matrix right' with either factor given as it is.
-void Sandwich(SquareView left, SquareView matrix, SquareView right, SquareView work, SquareView result) {
+// result = left' matrix right' with either factor given as it is; false when the host gives up.
+bool Sandwich(SquareView left, SquareView matrix, SquareView right, SquareView work, SquareView result) {
   const std::int64_t n = matrix.size;
-  Multiply<double>({left.elements, matrix.elements, work.elements, n, n, n});
-  Multiply<double>({work.elements, right.elements, result.elements, n, n, n});
+  return MultiplyUnlessGivenUp<double>({left.elements, matrix.elements, work.elements, n, n, n}) &&
+         MultiplyUnlessGivenUp<double>({work.elements, right.elements, result.elements, n, n, n});
 }
 
 }  // namespace
@@ -293,13 +293,13 @@ int SolveBySchurForm(SquareView a, SquareView x, bool isSymmetric, LyapunovKind 
   const double operatorNorm = kind.isDiscrete ? norm * norm + kind.identity : 2.0 * norm;
 
   const SquareView y = space.At(0);
-  Sandwich(qt, x, q, space.At(1), y);
+  if (!Sandwich(qt, x, q, space.At(1), y)) return 5;
   if (isSymmetric) Symmetrise(y);
   for (std::int64_t i = 0; i < n * n; ++i) y.elements[i] = 0.0 - y.elements[i];
   const double negligible = isExact ? 0.0 : 4.0 * kEpsilon * operatorNorm;
   if (!TriangularEquation(a, space.At(1), space.At(2), kind, negligible).Solve(y, isSymmetric)) return 9;
   if (isSymmetric) MirrorUp(y);
-  Sandwich(q, y, qt, space.At(1), x);
+  if (!Sandwich(q, y, qt, space.At(1), x)) return 5;
   if (isSymmetric) Symmetrise(x);
 
   const double condition = n == 0 ? 1.0 : 1.0 / (operatorNorm * InverseNorm(a, space, kind));

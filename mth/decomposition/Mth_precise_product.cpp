@@ -74,7 +74,7 @@ void CutColumns(const PreciseMatrix& matrix, int bits, double* rounders, const S
 
 PreciseProduct::PreciseProduct(std::int64_t size) : size_(size), memory_(7 * size * size + size) {}
 
-void PreciseProduct::Find(const double* left, const PreciseMatrix& right, const PreciseMatrix& result) const {
+bool PreciseProduct::Find(const double* left, const PreciseMatrix& right, const PreciseMatrix& result) const {
   const std::int64_t inner = right.rows;
   const int bits = BitsOfSlices(inner);
   const Slices a{Work(0), Work(1), Work(2)};
@@ -84,21 +84,20 @@ void PreciseProduct::Find(const double* left, const PreciseMatrix& right, const 
   double* product = Work(6);
   const std::int64_t count = result.Count();
   const auto multiply = [&](const double* x, const double* y, double* target) {
-    Multiply<double>({x, y, target, result.rows, inner, right.columns});
+    return MultiplyUnlessGivenUp<double>({x, y, target, result.rows, inner, right.columns});
   };
-  multiply(a.first, b.first, result.heads);
+  if (!multiply(a.first, b.first, result.heads)) return false;
   std::fill_n(result.tails, count, 0.0);
   const auto add = [&](const double* x, const double* y) {
-    multiply(x, y, product);
+    if (!multiply(x, y, product)) return false;
     for (std::int64_t k = 0; k < count; ++k) result.Add(k, product[k]);
+    return true;
   };
-  add(a.first, b.second);
-  add(a.second, b.first);
+  if (!add(a.first, b.second) || !add(a.second, b.first)) return false;
   // What is rounded from here on is small.
-  add(a.first, b.third);
-  add(a.third, right.heads);
+  if (!add(a.first, b.third) || !add(a.third, right.heads)) return false;
   for (std::int64_t k = 0; k < right.Count(); ++k) b.second[k] += b.third[k];
-  add(a.second, b.second);
+  return add(a.second, b.second);
 }
 
 }  // namespace mth_internal

@@ -40,7 +40,8 @@ class PreciseProduct {
 
   /// result = left x right. What is lost is about 2^-95 of the largest element of a row of `left` times that
   /// of a column of `right`.
-  void Find(const double* left, const PreciseMatrix& right, const PreciseMatrix& result) const;
+  /// @return  false when the host gives up.
+  bool Find(const double* left, const PreciseMatrix& right, const PreciseMatrix& result) const;
 
  private:
   double* Work(int index) const { return memory_.Get() + index * size_ * size_; }

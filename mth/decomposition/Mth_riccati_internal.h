@@ -205,7 +205,7 @@ bool IsClearlyStable(double margin, SquareView closed, SquareView feedback, doub
 bool Equilibrate(const double* r, std::int64_t m, double* scales);
 
 /// g = B R^-1 Bt for a symmetric m x m matrix R and an n x m matrix B.
-/// @return  0, 1 (no memory) or 6 (R is singular).
+/// @return  0, 1 (no memory), 5 (given up) or 6 (R is singular).
 int MakeFeedback(const double* r, const double* b, std::int64_t n, std::int64_t m, SquareView g);
 
 }  // namespace mth_internal

@@ -117,7 +117,7 @@ int MakeFeedback(const double* r, const double* b, std::int64_t n, std::int64_t 
     for (std::int64_t j = 0; j < m; ++j) scaled[i * m + j] = scales[i] * r[i * m + j] * scales[j];
   }
   const int status = FactorMatrix<double>(scaled, m, factors, order.Get());
-  if (status == 1) return 1;
+  if (status == 1 || status == 5) return status;
   double smallest = 1.0;
   for (std::int64_t i = 0; status == 0 && i < m; ++i)
     smallest = std::min(smallest, std::abs(factors[i * (m + 1)]));
@@ -128,7 +128,7 @@ int MakeFeedback(const double* r, const double* b, std::int64_t n, std::int64_t 
   Transpose<double>(scaledB, n, m, transposed);
   for (std::int64_t i = 0; i < m; ++i) std::copy_n(transposed + order[i] * n, n, solved + i * n);
   if (const int refusal = SolveFactoredRows<double>(factors, m, solved, n, false)) return refusal;
-  Multiply<double>({scaledB, solved, g.elements, n, m, n});
+  if (!MultiplyUnlessGivenUp<double>({scaledB, solved, g.elements, n, m, n})) return 5;
   Symmetrise(g);
   return 0;
 }

@@ -92,7 +92,7 @@ int RiccatiResidual::SolveForGain(const PreciseMatrix& costs, const PreciseMatri
     const PreciseMatrix image = Matrix(kImage, m_, n_);
     for (const double* part : {costs.heads, costs.tails}) {
       if (LargestMagnitude(part, costs.Count()) == 0.0) continue;
-      product_.Find(part, change, image);
+      if (!product_.Find(part, change, image)) return 5;
       for (std::int64_t k = 0; k < image.Count(); ++k) right.Add(k, -image.heads[k], -image.tails[k]);
     }
   }
@@ -102,15 +102,15 @@ int RiccatiResidual::SolveForGain(const PreciseMatrix& costs, const PreciseMatri
 // K of R K = Bt X, or of (R + Bt X B) K = Bt X A.
 int RiccatiResidual::FindGain(SquareView a, SquareView x, bool isDiscrete) const {
   const PreciseMatrix image = Matrix(kImage, n_, m_);
-  product_.Find(x.elements, Precise(kStates, B(), n_, m_), image);
+  if (!product_.Find(x.elements, Precise(kStates, B(), n_, m_), image)) return 5;
   const PreciseMatrix costs = Matrix(kCosts, m_, m_);
   const PreciseMatrix right = Matrix(kRight, m_, n_);
   if (isDiscrete) {
-    product_.Find(Bt(), image, costs);
+    if (!product_.Find(Bt(), image, costs)) return 5;
     for (std::int64_t k = 0; k < costs.Count(); ++k) costs.Add(k, R()[k]);
     mth_internal::Transpose<double>(a.elements, n_, n_, Work(0));
     const PreciseMatrix moved = Matrix(kClosed, n_, m_);
-    product_.Find(Work(0), image, moved);
+    if (!product_.Find(Work(0), image, moved)) return 5;
     Transpose(moved, right);
   } else {
     Precise(kCosts, R(), m_, m_);
@@ -119,29 +119,29 @@ int RiccatiResidual::FindGain(SquareView a, SquareView x, bool isDiscrete) const
   return SolveForGain(costs, right, Matrix(kGain, m_, n_));
 }
 
-// A - B K, rounded to `closed`.
-PreciseMatrix RiccatiResidual::FindClosedLoop(SquareView a, SquareView closed) const {
-  const PreciseMatrix loop = Matrix(kClosed, n_, n_);
-  product_.Find(B(), Matrix(kGain, m_, n_), loop);
+// A - B K.
+bool RiccatiResidual::FindClosedLoop(SquareView a, const PreciseMatrix& loop) const {
+  if (!product_.Find(B(), Matrix(kGain, m_, n_), loop)) return false;
   for (std::int64_t k = 0; k < loop.Count(); ++k) {
     loop.heads[k] = 0.0 - loop.heads[k];
     loop.tails[k] = 0.0 - loop.tails[k];
     loop.Add(k, a.elements[k]);
   }
-  std::copy_n(loop.heads, loop.Count(), closed.elements);
-  return loop;
+  return true;
 }
 
 int RiccatiResidual::Find(SquareView a, SquareView q, SquareView x, bool isDiscrete, SquareView closed,
                           SquareView residual) const {
   if (const int refusal = FindGain(a, x, isDiscrete)) return refusal;
-  const PreciseMatrix loop = FindClosedLoop(a, closed);
+  const PreciseMatrix loop = Matrix(kClosed, n_, n_);
+  if (!FindClosedLoop(a, loop)) return 5;
+  std::copy_n(loop.heads, loop.Count(), closed.elements);
   const PreciseMatrix image = Matrix(kImage, n_, n_);
   if (isDiscrete) {
     // At X C - X + Q.
-    product_.Find(x.elements, loop, image);
+    if (!product_.Find(x.elements, loop, image)) return 5;
     mth_internal::Transpose<double>(a.elements, n_, n_, Work(0));
-    product_.Find(Work(0), image, loop);
+    if (!product_.Find(Work(0), image, loop)) return 5;
     for (std::int64_t k = 0; k < loop.Count(); ++k) loop.Add(k, -x.elements[k]);
   } else {
     // Y + Yt + Q with Y = X (A + C) / 2.
@@ -150,7 +150,7 @@ int RiccatiResidual::Find(SquareView a, SquareView q, SquareView x, bool isDiscr
       loop.heads[k] *= 0.5;
       loop.tails[k] *= 0.5;
     }
-    product_.Find(x.elements, loop, image);
+    if (!product_.Find(x.elements, loop, image)) return 5;
     Transpose(image, loop);
     for (std::int64_t k = 0; k < loop.Count(); ++k) loop.Add(k, image.heads[k], image.tails[k]);
   }

@@ -54,7 +54,8 @@ class RiccatiResidual {
   int SolveStep(const double* factors, const double* scales, const PreciseMatrix& right, double* step) const;
   int SolveForGain(const PreciseMatrix& costs, const PreciseMatrix& right, const PreciseMatrix& gain) const;
 
-  PreciseMatrix FindClosedLoop(SquareView a, SquareView closed) const;
+  // False when the host gives up.
+  bool FindClosedLoop(SquareView a, const PreciseMatrix& loop) const;
 
   std::int64_t n_;
   std::int64_t m_;

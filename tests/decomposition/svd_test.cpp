@@ -264,6 +264,7 @@ TEST(LongRuns, AreGivenUpOnRequest) {
   const MTH_MATRIX one = FromRule(1, 1, kDouble, [](int, int) { return 1; });
   const MTH_MATRIX column = RandomMatrix(260, 1, kDouble, 9);
   const MTH_MATRIX symmetric = FromRule(513, 513, kDouble, sines);
+  const MTH_MATRIX unit = FromRule(513, 513, kDouble, [](int i, int j) { return i == j; });
   const MTH_MATRIX tall = RandomMatrix(2000, 300, kDouble, 9);
   const MTH_MATRIX image = RandomMatrix(600, 600, kFloat, 9);
   MTH_MATRIX kernel = RandomMatrix(21, 21, kFloat, 9);
@@ -338,6 +339,7 @@ TEST(LongRuns, AreGivenUpOnRequest) {
       {"Lyapunov", 520, [&] { return HasStatus(5, a.SolveLyapunov(b)); }},
       {"Riccati", 530, [&] { return HasStatus(5, half.SolveRiccati(column, half, one)); }},
       {"discrete Riccati", 1, [&] { return HasStatus(5, half.SolveDiscreteRiccati(column, half, one)); }},
+      {"Riccati of many inputs", 3000, [&] { return HasStatus(5, a.SolveRiccati(b, unit, unit)); }},
   };
   for (const auto& run : runs) {
     for (const int yes : {1, run.lateQuestion}) {
