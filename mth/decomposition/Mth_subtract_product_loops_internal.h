@@ -6,24 +6,24 @@
 
 #include "mth/matrix/Mth_register_tile_loops_internal.h"
 
-// C -= A B for one tile of so many rows and vectors; A packed as rows x depth.
-template <int kRows, int kVectors, class Beside = DoNothing>
+// C -= A B for one tile of so many rows and vectors; A packed as rows x depth, B as depth x kTileColumns.
+template <int kRows, int kVectors>
 MTH_INLINE void SubtractTile(double* c, std::int64_t stride, const double* a, const double* b,
-                             std::int64_t bStride, std::int64_t depth, Beside beside = {}) {
+                             std::int64_t depth) {
   Tile<Lanes, kRows, kVectors> tile;
   tile.LoadFrom(c, stride);
-  tile.template Accumulate<SubtractStep>(LeftFactor<double>{a, depth, 1}, b, bStride, depth, beside);
+  tile.template Accumulate<SubtractStep>(LeftFactor<double>{a, depth, 1}, b, kTileColumns, depth);
   tile.StoreTo(c, stride);
 }
 
-// The same with as many vectors as are asked for, and B packed.
+// The same with as many vectors as are asked for.
 template <int kRows, int kVectors = kTileVectors>
 MTH_INLINE void SubtractNarrowTile(double* c, std::int64_t stride, const double* a, const double* b,
                                    std::int64_t depth, std::int64_t vectors) {
   if constexpr (kVectors > 1) {
     if (vectors < kVectors) return SubtractNarrowTile<kRows, kVectors - 1>(c, stride, a, b, depth, vectors);
   }
-  SubtractTile<kRows, kVectors>(c, stride, a, b, kTileColumns, depth);
+  SubtractTile<kRows, kVectors>(c, stride, a, b, depth);
 }
 
 // The same where the tile reaches beyond the last column of C.
@@ -59,12 +59,20 @@ void PackLeft(const Block<const T>& a, std::int64_t rows, std::int64_t depth, do
   }
 }
 
-// The last columns of B, which are fewer than a tile has, filled up with 0.
-inline void PackEdge(const double* b, std::int64_t stride, std::int64_t depth, std::int64_t columns,
-                     double* packed) {
-  for (std::int64_t k = 0; k < depth; ++k, b += stride, packed += kTileColumns) {
-    std::copy_n(b, columns, packed);
-    std::fill_n(packed + columns, kTileColumns - columns, 0.0);
+// Columns of B, those of one tile after those of another and the last filled up with 0.
+inline void PackRight(const double* b, std::int64_t stride, std::int64_t depth, std::int64_t columns,
+                      double* packed) {
+  for (std::int64_t j = 0; j < columns; j += kTileColumns) {
+    const std::int64_t width = std::min(kTileColumns, columns - j);
+    const double* row = b + j;
+    for (std::int64_t k = 0; k < depth; ++k, row += stride, packed += kTileColumns) {
+      if (width == kTileColumns) {
+        for (int v = 0; v < kTileVectors; ++v) Store(packed + v * kLanes, Load<Lanes>(row + v * kLanes));
+      } else {
+        std::copy_n(row, width, packed);
+        std::fill_n(packed + width, kTileColumns - width, 0.0);
+      }
+    }
   }
 }
 
@@ -72,28 +80,16 @@ inline void PackEdge(const double* b, std::int64_t stride, std::int64_t depth, s
 // belong to them stay in the first one.
 constexpr std::int64_t kColumnsTogether = std::max<std::int64_t>(kTileColumns, 16);
 
-// The columns of B where they lie and where they are packed, those of one tile after those of another.
-struct RightFactor {
-  const double* elements;
-  std::int64_t stride;
-  double* packed;
-};
-
-// So many rows of C lose their products with the columns [0, columns) of B, which the first rows pack.
+// So many rows of C lose their products with the packed columns [0, columns).
 template <int kRows>
-void SubtractRows(double* c, std::int64_t stride, const double* left, const RightFactor& right,
-                  std::int64_t depth, std::int64_t columns, bool isFirst, std::int64_t nextRows) {
+void SubtractRows(double* c, std::int64_t stride, const double* left, const double* right, std::int64_t depth,
+                  std::int64_t columns, std::int64_t nextRows) {
   for (std::int64_t j = 0; j < columns; j += kTileColumns) {
     if (nextRows > 0) PrefetchTile(c + kRows * stride + j, stride, nextRows);
-    double* packed = right.packed + j * depth;
-    if (columns - j < kTileColumns) {
-      if (isFirst) PackEdge(right.elements + j, right.stride, depth, columns - j, packed);
-      SubtractEdgeTile<kRows>(c + j, stride, left, packed, depth, columns - j);
-    } else if (isFirst) {
-      SubtractTile<kRows, kTileVectors>(c + j, stride, left, right.elements + j, right.stride, depth,
-                                        Pack{packed});
+    if (columns - j >= kTileColumns) {
+      SubtractTile<kRows, kTileVectors>(c + j, stride, left, right + j * depth, depth);
     } else {
-      SubtractTile<kRows, kTileVectors>(c + j, stride, left, packed, kTileColumns, depth);
+      SubtractEdgeTile<kRows>(c + j, stride, left, right + j * depth, depth, columns - j);
     }
   }
 }
@@ -104,15 +100,15 @@ template <class T>
 void SubtractProduct(double* c, std::int64_t cStride, Block<const T> a, const double* b, std::int64_t bStride,
                      std::int64_t rows, std::int64_t depth, std::int64_t columns, double* scratch) {
   if (rows == 0) return;  // nothing is packed after the last block
+  double* right = scratch;
   double* left = scratch + depth * kColumnsTogether;
   PackLeft(a, rows, depth, left);
   for (std::int64_t j = 0; j < columns; j += kColumnsTogether) {
     const std::int64_t width = std::min(kColumnsTogether, columns - j);
-    const RightFactor right{b + j, bStride, scratch};
+    PackRight(b + j, bStride, depth, width, right);
     ForEachTileRow<kTileRows>(0, rows, [&](std::int64_t i, auto tileRows) {
       const std::int64_t nextRows = std::min<std::int64_t>(kTileRows, rows - i - tileRows());
-      SubtractRows<tileRows()>(c + i * cStride + j, cStride, left + i * depth, right, depth, width, i == 0,
-                               nextRows);
+      SubtractRows<tileRows()>(c + i * cStride + j, cStride, left + i * depth, right, depth, width, nextRows);
     });
   }
 }
